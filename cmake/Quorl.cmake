@@ -1,0 +1,61 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Helpers shared by every folder: warning levels, sanitizers, precompiled headers, tests.
+
+add_library(quorl_options INTERFACE)
+target_compile_options(quorl_options INTERFACE
+  -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Werror
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wsuggest-override -Wno-missing-field-initializers>
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Winconsistent-missing-override -Wthread-safety -Wno-missing-field-initializers -Wno-missing-designated-field-initializers>)
+if(QUORL_SANITIZE)
+  target_compile_options(quorl_options INTERFACE -fsanitize=${QUORL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(quorl_options INTERFACE -fsanitize=${QUORL_SANITIZE})
+endif()
+if(QUORL_FUZZ)
+  target_compile_options(quorl_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_link_options(quorl_options INTERFACE -fuse-ld=lld)
+endif()
+
+# quorl_library(NAME SOURCES... [PUBLIC libs...] [PRIVATE libs...])
+#   A static library with the house's warnings and the shared precompiled header.
+function(quorl_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE quorl_options ${ARG_PRIVATE})
+  target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/Prelude.h)
+endfunction()
+
+# quorl_executable(NAME SOURCES... [LIBS...])
+function(quorl_executable name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE quorl_options ${ARG_LIBS})
+  target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/Prelude.h)
+endfunction()
+
+# quorl_test(NAME SOURCES... [LIBS...] [LABELS...] [TIMEOUT s] [SERIAL])
+#   A GoogleTest program run as one ctest entry. SERIAL: never beside another test
+#   (it owns something of the machine, such as the one mDNS daemon).
+function(quorl_test name)
+  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  quorl_executable(${name} SOURCES ${ARG_SOURCES} LIBS GTest::gmock GTest::gtest_main ${ARG_LIBS})
+  add_test(NAME ${name} COMMAND ${name})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+  if(ARG_SERIAL)
+    set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
+  endif()
+endfunction()
+
+# quorl_fuzzer(NAME SOURCES... [LIBS...]): a libFuzzer program; seeds stand in Fuzz/seeds/NAME.
+function(quorl_fuzzer name)
+  if(NOT QUORL_FUZZ)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  quorl_executable(${name} SOURCES ${ARG_SOURCES} LIBS ${ARG_LIBS})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()
