@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+
+#include <QuorlKit/Foundation/Geometry.h>
+#include <QuorlKit/Protocol/InputEvents.h>
+
+namespace quorl {
+
+/// The kinds of synthetic pointer events, with the numbers of `CGEventType` (Quartz Event Services).
+enum class MouseEventType : std::uint32_t {
+  leftDown = 1,
+  leftUp = 2,
+  rightDown = 3,
+  rightUp = 4,
+  moved = 5,
+  leftDragged = 6,
+  rightDragged = 7,
+  otherDown = 25,
+  otherUp = 26,
+  otherDragged = 27,
+};
+
+/// Modifier bits of a synthetic event, with the values of `CGEventFlags`.
+namespace eventFlags {
+inline constexpr std::uint64_t capsLock = 0x10000;
+inline constexpr std::uint64_t shift = 0x20000;
+inline constexpr std::uint64_t control = 0x40000;
+inline constexpr std::uint64_t option = 0x80000;
+inline constexpr std::uint64_t command = 0x100000;
+inline constexpr std::uint64_t function = 0x800000;
+}  // namespace eventFlags
+
+struct MouseEvent {
+  MouseEventType type = MouseEventType::moved;
+  PointXY location;  // global points
+  PointerButton button = PointerButton::left;
+  std::uint64_t flags = 0;
+  std::optional<std::int64_t> clickState;
+  std::optional<double> pressure;
+
+  bool operator==(const MouseEvent&) const = default;
+};
+
+enum class ScrollUnit : std::uint8_t { pixel, line };
+
+struct ScrollEvent {
+  ScrollUnit unit = ScrollUnit::line;
+  std::int32_t wheel1 = 0;             // vertical, positive scrolls up
+  std::optional<std::int32_t> wheel2;  // horizontal, positive scrolls left; absent: a one-wheel event
+  PointXY location;
+  std::uint64_t flags = 0;
+  bool isContinuous = false;
+  std::optional<double> pointDeltaAxis1;  // vertical, unrounded
+  std::optional<double> pointDeltaAxis2;
+  std::optional<std::int64_t> momentumPhase;
+
+  bool operator==(const ScrollEvent&) const = default;
+};
+
+struct KeyboardEvent {
+  std::uint16_t keyCode = 0;  // virtual key code of the Mac's ANSI keyboard
+  bool down = false;
+  std::uint64_t flags = 0;
+  std::u16string unicode;  // when not empty: the text this event types, whatever the key
+
+  bool operator==(const KeyboardEvent&) const = default;
+};
+
+using SyntheticEvent = std::variant<MouseEvent, ScrollEvent, KeyboardEvent>;
+
+/// Posts synthetic input into the session, as if it came from devices.
+///
+/// *Queue*: `post` is called from one queue, in order; it may take the time the platform needs to take the
+/// event (text on X11: rounds of keyboard mapping). Without a display, and when one goes away, events are
+/// dropped.
+class EventPoster {
+ public:
+  virtual ~EventPoster() = default;
+  virtual void post(const SyntheticEvent& event) = 0;
+};
+
+}  // namespace quorl

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <QuorlHostCore/Concurrency/Scheduler.h>
+#include <QuorlHostCore/Ports/EventPoster.h>
+#include <QuorlHostCore/Ports/FileStore.h>
+#include <QuorlHostCore/Ports/LoginSessions.h>
+#include <QuorlHostCore/Ports/MachineFacts.h>
+#include <QuorlHostCore/Ports/MainThread.h>
+#include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostCore/Ports/Permissions.h>
+#include <QuorlHostCore/Ports/ScreenCapture.h>
+#include <QuorlHostCore/Ports/ServiceAdvertiser.h>
+#include <QuorlHostCore/Ports/VideoCompressor.h>
+#include <QuorlHostCore/Ports/Workspace.h>
+#include <QuorlKit/Foundation/SecureRandom.h>
+
+namespace quorl {
+
+/// Every service the host needs of a platform, made by the entry and handed to `HostRuntime`.
+///
+/// *Ownership*: shared with every object that uses a port, except the scheduler, which outlives them all.
+struct Platform {
+  Scheduler* scheduler = nullptr;
+  std::shared_ptr<SecureRandom> random;
+  std::shared_ptr<MainThread> mainThread;
+  std::shared_ptr<Network> network;
+  std::shared_ptr<ServiceAdvertiser> advertiser;
+  std::shared_ptr<FileStore> files;
+  std::shared_ptr<LoginSessions> loginSessions;
+  std::shared_ptr<MachineFacts> machine;
+  std::shared_ptr<Permissions> permissions;
+  std::shared_ptr<Workspace> workspace;
+  std::shared_ptr<ScreenCapture> screen;
+  std::shared_ptr<VideoCompressorFactory> compressors;
+  std::shared_ptr<EventPoster> events;
+  std::string applicationSupportDirectory;  // absolute; the host's own folder in it is "QuorlHost"
+};
+
+}  // namespace quorl

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Ports/PortError.h>
+#include <QuorlKit/Foundation/Geometry.h>
+
+namespace quorl {
+
+/// What can be captured now.
+struct ShareableDisplay {
+  std::uint32_t displayID = 0;
+  std::string name;
+  PointRect bounds;         // global, in points
+  double pixelScale = 1.0;  // pixels per point
+  bool isMain = false;
+};
+
+struct ShareableWindow {
+  std::uint32_t windowID = 0;
+  std::int32_t pid = 0;  // 0 when unknown
+  std::string title;
+  std::string bundleID;
+  std::string appName;
+  PointRect frame;  // global, in points, with the window manager's decoration
+  bool isOnScreen = false;
+};
+
+struct ShareableApplication {
+  std::string bundleID;
+  std::string name;
+  std::int32_t pid = 0;
+};
+
+struct ShareableContent {
+  std::vector<ShareableDisplay> displays;
+  std::vector<ShareableWindow> windows;  // front to back
+  std::vector<ShareableApplication> applications;
+};
+
+/// What a capture shows.
+struct DisplayFilter {
+  std::uint32_t displayID = 0;
+};
+struct WindowFilter {
+  std::uint32_t windowID = 0;
+};
+struct ApplicationFilter {
+  std::uint32_t displayID = 0;
+  std::int32_t pid = 0;
+};
+using CaptureFilter = std::variant<DisplayFilter, WindowFilter, ApplicationFilter>;
+
+struct FilterGeometry {
+  PointSize contentSize;
+  double pointPixelScale = 1.0;
+};
+
+/// A picture in the form 420v: 8-bit 4:2:0, ITU-R BT.601 matrix, limited range, a plane of luma and a plane
+/// of interleaved Cb and Cr (NV12). Both sides are even.
+///
+/// *Ownership*: shared and immutable while anybody but the capture holds it; the capture uses a picture's
+/// memory again once it holds the last reference.
+struct PictureBuffer {
+  PixelSize size;
+  const std::uint8_t* luma = nullptr;
+  std::size_t lumaStride = 0;
+  const std::uint8_t* chroma = nullptr;
+  std::size_t chromaStride = 0;
+
+  virtual ~PictureBuffer() = default;
+};
+
+enum class FrameStatus : std::uint8_t { complete = 0, idle = 1, blank = 2, suspended = 3 };
+
+struct CapturedPicture {
+  std::shared_ptr<const PictureBuffer> image;  // absent unless `complete`
+  FrameStatus status = FrameStatus::complete;
+  std::chrono::microseconds presentationTime{};  // of the change, monotonic
+  /// What may differ from the picture before, in pixels of this one; the whole picture at first.
+  std::vector<PixelRect> changed;
+};
+
+struct CaptureSettings {
+  PixelSize size;  // of the pictures; the source is scaled to it
+  std::chrono::microseconds minimumFrameInterval{16'667};
+  bool showsCursor = true;
+  int queueDepth = 5;  // pictures that may be in use at a time; with none free a change waits and is merged
+
+  bool operator==(const CaptureSettings&) const = default;
+};
+
+/// One running capture. The first picture follows at once, then one after each change of what is shown, never
+/// closer than the minimum interval (the first change after a quiet interval is not delayed); nothing while
+/// nothing changes.
+///
+/// *Queue*: callbacks run on the queue given at creation; operations may be called from any thread.
+/// *Lifetime*: destruction stops; no callback after it or after `stop`.
+class CaptureStream {
+ public:
+  struct Handlers {
+    std::function<void(CapturedPicture)> picture;
+    /// The capture ended by itself: its source has gone.
+    std::function<void(const PortError&)> stopped;
+  };
+  using Completion = std::move_only_function<void(std::expected<void, PortError>)>;
+
+  virtual ~CaptureStream() = default;
+  virtual void start(Completion completion) = 0;
+  virtual void updateSettings(const CaptureSettings& settings, Completion completion) = 0;
+  virtual void stop() = 0;
+};
+
+/// The screen of this session.
+class ScreenCapture {
+ public:
+  using ContentAnswer = std::move_only_function<void(std::expected<ShareableContent, PortError>)>;
+
+  virtual ~ScreenCapture() = default;
+
+  /// Answers once, later, on a thread of the adapter's: also with empty lists where there is no display.
+  virtual void shareableContent(ContentAnswer answer) = 0;
+
+  /// The size of what a filter shows. Fails when it is gone.
+  virtual std::expected<FilterGeometry, PortError> geometry(const CaptureFilter& filter) = 0;
+
+  /// Fails when no capture of this filter can be set up.
+  virtual std::expected<std::unique_ptr<CaptureStream>, PortError> makeStream(
+      const CaptureFilter& filter, const CaptureSettings& settings, SerialQueue queue,
+      CaptureStream::Handlers handlers) = 0;
+};
+
+}  // namespace quorl

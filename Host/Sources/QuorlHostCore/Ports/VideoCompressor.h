@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include <QuorlHostCore/Ports/PortError.h>
+#include <QuorlHostCore/Ports/ScreenCapture.h>
+#include <QuorlKit/Foundation/ByteView.h>
+#include <QuorlKit/Models/Models.h>
+
+namespace quorl {
+
+struct CompressorSpecification {
+  PixelSize size;
+  VideoCodec codec = VideoCodec::h264;
+  bool lowLatencyRateControl = true;
+  bool realTime = true;
+  bool allowFrameReordering = false;
+  int maxKeyFrameInterval = 600;  // pictures
+  std::chrono::seconds maxKeyFrameIntervalDuration{10};
+};
+
+struct CompressionRates {
+  int expectedFrameRate = 60;
+  std::int64_t averageBitRate = 2'000'000;              // bits per second
+  std::int64_t dataRateLimitBytes = 0;                  // at most this many bytes ...
+  std::chrono::milliseconds dataRateLimitWindow{1000};  // ... in any window of this length
+
+  bool operator==(const CompressionRates&) const = default;
+};
+
+struct CompressionRequest {
+  std::shared_ptr<const PictureBuffer> image;
+  std::chrono::microseconds presentationTime{};
+  bool forceKeyFrame = false;
+  /// What differs from the picture encoded before, a hint; empty: all of it.
+  std::vector<PixelRect> changed;
+};
+
+struct CompressedPicture {
+  SharedBytes data;  // access unit: NAL units, each with a 4-byte big-endian length (ISO/IEC 14496-15)
+  bool isKeyFrame = false;
+  std::chrono::microseconds presentationTime{};
+  /// The decoder configuration in force: AVCDecoderConfigurationRecord ("avcC") or
+  /// HEVCDecoderConfigurationRecord ("hvcC"), ISO/IEC 14496-15. The same object while nothing changes.
+  SharedBytes configurationRecord;
+  /// How coarse the picture is: the mean quantiser, 0 (lossless) to 51; negative when unknown.
+  float meanQuantizer = -1.0F;
+};
+
+/// One encoder at work. Pictures come out in the order they went in, one for each that was not dropped.
+///
+/// *Queue*: `encode` and `setRates` are called from one queue at a time and may run the encoder on the
+/// caller's thread. The output handler runs on the caller's thread or on one of the encoder's own.
+/// *Lifetime*: destruction waits for pending pictures, whose output is then dropped.
+class VideoCompressor {
+ public:
+  using Output = std::function<void(CompressedPicture)>;
+
+  virtual ~VideoCompressor() = default;
+  virtual void setRates(const CompressionRates& rates) = 0;
+  /// Ready to encode without a first-picture delay.
+  virtual void prepare() = 0;
+  virtual void encode(const CompressionRequest& request) = 0;
+  /// Waits until all pending pictures have come out, and ends the encoder; `encode` does nothing afterwards.
+  virtual void completeAndInvalidate() = 0;
+};
+
+/// Makes encoders; chooses among hardware and software once and logs the choice through the caller.
+class VideoCompressorFactory {
+ public:
+  virtual ~VideoCompressorFactory() = default;
+  /// The error's `status` says why there is no such encoder here.
+  virtual std::expected<std::unique_ptr<VideoCompressor>, PortError> make(
+      const CompressorSpecification& specification, VideoCompressor::Output output) = 0;
+};
+
+}  // namespace quorl
