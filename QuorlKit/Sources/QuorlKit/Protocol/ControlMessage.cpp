@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlKit/Protocol/ControlMessage.h>
+
+#include <QuorlKit/Protocol/RecordCoding.h>
+
+namespace quorl::ControlCoder {
+
+std::expected<Bytes, CodingError> encode(const ControlMessage& message) {
+  return encodeRecord(message);
+}
+
+std::expected<ControlMessage, CodingError> decode(ByteView json) {
+  return decodeRecord<ControlMessage>(json);
+}
+
+}  // namespace quorl::ControlCoder

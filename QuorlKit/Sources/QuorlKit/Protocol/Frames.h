@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <expected>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <QuorlKit/Foundation/ByteView.h>
+
+namespace quorl {
+
+enum class FrameType : std::uint8_t {
+  control = 0x01,   // UTF-8 JSON of one ControlMessage
+  ping = 0x02,      // opaque bytes, echoed in the pong
+  pong = 0x03,      // the ping's bytes
+  video = 0x10,     // VideoPacket
+  audio = 0x11,     // AudioPacket
+  input = 0x20,     // InputEvent
+  terminal = 0x30,  // TerminalPayload
+  file = 0x40,      // FileChunk
+};
+
+std::optional<FrameType> frameTypeFromByte(std::uint8_t byte);
+
+// On the stream, frames follow one another without padding:
+//
+//   offset  size    field
+//   0       1       type
+//   1       4       length of the payload, unsigned, big-endian
+//   5       length  payload
+inline constexpr std::size_t frameHeaderSize = 5;
+
+// The length must fit in 32 bits.
+std::array<std::uint8_t, frameHeaderSize> frameHeader(FrameType type, std::size_t payloadLength);
+
+struct Frame {
+  FrameType type = FrameType::control;
+  Bytes payload;
+
+  Bytes encoded() const;
+
+  bool operator==(const Frame&) const = default;
+};
+
+// Why a byte stream is no sequence of frames. There is no way to find the next frame after it.
+struct FrameError {
+  enum class Kind : std::uint8_t { unknownType, oversized };
+
+  Kind kind = Kind::unknownType;
+  // The offending type byte, or the announced length.
+  std::uint32_t value = 0;
+
+  static FrameError unknownType(std::uint8_t byte) { return {Kind::unknownType, byte}; }
+  static FrameError oversized(std::uint32_t length) { return {Kind::oversized, length}; }
+  // "unknownType(5)", "oversized(33554433)".
+  std::string description() const;
+
+  bool operator==(const FrameError&) const = default;
+};
+
+// Cuts a byte stream into frames. A header is judged as soon as its 5 bytes are there. A payload is copied
+// once from the input; memory follows the bytes received, never the length announced; the cost is linear in
+// the input however it is cut.
+// Queue: one at a time, that of its connection. Ownership: a value.
+class Deframer {
+ public:
+  // The frames that the bytes complete. On an error the frames of this call are dropped as well, and every
+  // further call fails in the same way.
+  std::expected<std::vector<Frame>, FrameError> feed(ByteView bytes);
+
+  // Received bytes that are not yet a whole frame.
+  std::size_t bufferedByteCount() const { return headerFill_ + payload_.size(); }
+
+ private:
+  std::size_t takeHeader(ByteView bytes);
+  std::optional<FrameError> judgeHeader();
+  std::size_t takePayload(ByteView bytes);
+
+  std::array<std::uint8_t, frameHeaderSize> header_{};
+  std::size_t headerFill_ = 0;
+  // Of the frame whose header is complete.
+  std::uint32_t length_ = 0;
+  Bytes payload_;
+  std::optional<FrameError> failure_;
+};
+
+}  // namespace quorl

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// The constants on which a host and its clients agree.
+namespace quorl::WireProtocol {
+
+// Carried in `Hello` and `HelloAck`.
+inline constexpr std::uint32_t version = 4;
+inline constexpr std::uint16_t defaultPort = 47900;
+// DNS-SD service type (RFC 6763, 4.1.2).
+inline constexpr std::string_view bonjourType = "_quorl._tcp";
+// Largest payload of one frame, in bytes, the header not counted.
+inline constexpr std::uint32_t maxFrameLength = 0x2000000;
+
+}  // namespace quorl::WireProtocol
