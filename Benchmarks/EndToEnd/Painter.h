@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Viewer.h"
+
+namespace quorl::bench {
+
+/// Draws on a full-screen window that no window manager touches, and tells what a viewer must then see.
+class Painter {
+ public:
+  explicit Painter(const std::string& display);
+  Painter(const Painter&) = delete;
+  Painter& operator=(const Painter&) = delete;
+  ~Painter();
+
+  int width() const;
+  int height() const;
+
+
+  /// What each draw will show; arm a viewer with it before `commit` sends the request.
+  std::vector<Probe> prepareBlock(int side);
+  std::vector<Probe> prepareFlat();
+  std::vector<Probe> preparePicture();
+  /// Sends the prepared request; the time just before.
+  Clock::time_point commit();
+
+  /// One picture of a full-screen animation.
+  void animate(int step);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace quorl::bench

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "Viewer.h"
+
+namespace quorl::bench {
+
+/// What a viewer's decoding thread and the measuring thread share.
+class ProbeBoard {
+ public:
+  void arm(std::span<const Probe> probes) {
+    std::lock_guard lock(mutex_);
+    probes_.assign(probes.begin(), probes.end());
+    seen_.reset();
+  }
+
+  std::optional<Clock::time_point> wait(std::chrono::milliseconds deadline) {
+    std::unique_lock lock(mutex_);
+    changed_.wait_for(lock, deadline, [this] { return seen_.has_value(); });
+    return seen_;
+  }
+
+  /// A picture was decoded just now; `pixel(x, y)` reads it.
+  template <class Pixel>
+  void picture(Pixel&& pixel) {
+    const auto now = Clock::now();
+    std::lock_guard lock(mutex_);
+    if (probes_.empty() || seen_) return;
+    for (const Probe& probe : probes_)
+      if (!probe.matches(pixel(probe.x, probe.y))) return;
+    seen_ = now;
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<Probe> probes_;
+  std::optional<Clock::time_point> seen_;
+};
+
+}  // namespace quorl::bench

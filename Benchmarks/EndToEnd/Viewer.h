@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace quorl::bench {
+
+using Clock = std::chrono::steady_clock;
+
+struct Rgb {
+  int red = 0;
+  int green = 0;
+  int blue = 0;
+};
+
+/// A pixel of the screen and the colour it is to take. `tolerance` is per channel: video is lossy.
+struct Probe {
+  int x = 0;
+  int y = 0;
+  Rgb colour;
+  int tolerance = 24;
+
+  bool matches(Rgb seen) const {
+    const auto near = [this](int a, int b) { return (a > b ? a - b : b - a) <= tolerance; };
+    return near(seen.red, colour.red) && near(seen.green, colour.green) && near(seen.blue, colour.blue);
+  }
+};
+
+/// A remote picture of the screen, decoded on a thread of its own.
+class Viewer {
+ public:
+  virtual ~Viewer() = default;
+
+  virtual const std::string& name() const = 0;
+
+  /// From now on looks for all of `probes` at once in each decoded picture.
+  virtual void arm(std::span<const Probe> probes) = 0;
+  /// When the first picture that showed them all was decoded; nothing at the deadline.
+  virtual std::optional<Clock::time_point> wait(std::chrono::milliseconds deadline) = 0;
+
+  /// Pictures decoded and bytes received so far.
+  virtual std::uint64_t pictures() const = 0;
+  virtual std::uint64_t bytes() const = 0;
+};
+
+}  // namespace quorl::bench
