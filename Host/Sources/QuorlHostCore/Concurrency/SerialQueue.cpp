@@ -23,8 +23,8 @@ constexpr int maxDrainLength = 64;
 struct SerialQueue::Impl : std::enable_shared_from_this<SerialQueue::Impl> {
   enum class State : std::uint8_t { idle, scheduled, running };
 
-  Impl(Scheduler& scheduler, std::string label, QueueRank rank)
-      : scheduler(scheduler), label(std::move(label)), rank(rank) {}
+  Impl(Scheduler& owner, std::string name, QueueRank order)
+      : scheduler(owner), label(std::move(name)), rank(order) {}
 
   Scheduler& scheduler;
   const std::string label;
