@@ -145,12 +145,15 @@ void SerialQueue::Impl::sync(const std::function<void()>& work) {
 SerialQueue::SerialQueue(Scheduler& scheduler, std::string label, QueueRank rank)
     : impl_(std::make_shared<Impl>(scheduler, std::move(label), rank)) {}
 
+// Both keep the queue alive for themselves: what they run may let go of the object that `this` stands in.
 void SerialQueue::async(Work work) const {
-  impl_->async(std::move(work));
+  const auto impl = impl_;
+  impl->async(std::move(work));
 }
 
 void SerialQueue::runSync(const std::function<void()>& work) const {
-  impl_->sync(work);
+  const auto impl = impl_;
+  impl->sync(work);
 }
 
 bool SerialQueue::isCurrent() const {
