@@ -12,8 +12,12 @@
 #include <QuorlHostCore/Ports/MainThread.h>
 #include <QuorlHostCore/Ports/Network.h>
 #include <QuorlHostCore/Ports/Permissions.h>
+#include <QuorlHostCore/Ports/ProcessTable.h>
+#include <QuorlHostCore/Ports/PseudoTerminal.h>
 #include <QuorlHostCore/Ports/ScreenCapture.h>
 #include <QuorlHostCore/Ports/ServiceAdvertiser.h>
+#include <QuorlHostCore/Ports/SessionFiles.h>
+#include <QuorlHostCore/Ports/TerminalScripting.h>
 #include <QuorlHostCore/Ports/VideoCompressor.h>
 #include <QuorlHostCore/Ports/Workspace.h>
 #include <QuorlKit/Foundation/SecureRandom.h>
@@ -37,6 +41,10 @@ struct Platform {
   std::shared_ptr<ScreenCapture> screen;
   std::shared_ptr<VideoCompressorFactory> compressors;
   std::shared_ptr<EventPoster> events;
+  std::shared_ptr<PseudoTerminals> pseudoTerminals;
+  std::shared_ptr<ProcessTable> processes;
+  std::shared_ptr<TerminalScripting> terminals;
+  std::shared_ptr<SessionFiles> sessionFiles;
   std::string applicationSupportDirectory;  // absolute; the host's own folder in it is "QuorlHost"
 };
 

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace quorl {
+
+struct ProcessRow {
+  std::int32_t pid = 0;
+  std::string tty;             // as `ps` prints it: "pts/3", "ttys004"; "?" or "??" without a terminal
+  std::string command;         // the command line, its arguments joined by blanks
+  std::string executablePath;  // empty when it cannot be read
+};
+
+enum class ProcessSignal : std::uint8_t { interrupt, terminate };
+
+/// The machine's processes. Calls may block; what cannot be read is left out.
+class ProcessTable {
+ public:
+  virtual ~ProcessTable() = default;
+
+  /// All processes that can be seen, in the order of `ps` (ascending pid).
+  virtual std::vector<ProcessRow> processes() = 0;
+  /// Working directories of those of `pids` whose directory can be read.
+  virtual std::map<std::int32_t, std::string> workingDirectories(const std::vector<std::int32_t>& pids) = 0;
+  virtual std::int32_t ownPID() = 0;
+  /// False only when there is no such process (ESRCH): a process that may not be signalled exists.
+  virtual bool exists(std::int32_t pid) = 0;
+  virtual void send(ProcessSignal signal, std::int32_t pid) = 0;
+};
+
+}  // namespace quorl
