@@ -43,7 +43,10 @@ struct FieldCodec {
   bool isRequired = true;
   bool (*decode)(JsonReader&, void* record) = nullptr;
   bool (*encode)(JsonWriter&, const void* record) = nullptr;
+  // Only of an optional field.
   bool (*isPresent)(const void* record) = nullptr;
+  // Before a key that stands twice is read again, so that nothing of its first value stays.
+  void (*clear)(void* record) = nullptr;
 };
 
 struct CaseCodec {
@@ -137,17 +140,19 @@ struct Field {
   static bool encodeField(JsonWriter& writer, const void* record) {
     return encode(writer, static_cast<const Record*>(record)->*Descriptor::pointer);
   }
+  static void clear(void* record) { static_cast<Record*>(record)->*Descriptor::pointer = Value{}; }
   static bool isPresent(const void* record) {
     if constexpr (isOptional<Value>)
       return (static_cast<const Record*>(record)->*Descriptor::pointer).has_value();
     return true;
   }
-  static constexpr FieldCodec codec{Descriptor::name, !isOptional<Value> && !isDefaulted(), &decodeField,
-                                    &encodeField, isOptional<Value> ? &isPresent : nullptr};
+  static constexpr FieldCodec codec{Descriptor::name, !isOptional<Value> && !isDefaulted(),     &decodeField,
+                                    &encodeField,     isOptional<Value> ? &isPresent : nullptr, &clear};
 };
 
 template <class Record, template <class...> class List, class... Descriptor>
 constexpr auto fieldTable(List<Descriptor...>) {
+  static_assert(sizeof...(Descriptor) <= 64, "decodeFields marks the fields it has found in 64 bits");
   return std::array<FieldCodec, sizeof...(Descriptor)>{Field<Record, Descriptor>::codec...};
 }
 
