@@ -32,7 +32,8 @@ std::vector<std::uint32_t> photograph(int width, int height, unsigned seed) {
       const double v = 6.28 * y / height;
       const int grain = static_cast<int>(random() % 12);
       const auto level = [&](double a, double b) {
-        return std::clamp(static_cast<int>(128 + 60 * std::sin(a * u + b) + 50 * std::cos(b * v - a)) + grain, 0, 255);
+        return std::clamp(static_cast<int>(128 + 60 * std::sin(a * u + b) + 50 * std::cos(b * v - a)) + grain,
+                          0, 255);
       };
       pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] =
           pixelOf({level(f[0], f[1]), level(f[2], f[3]), level(f[4], f[5])});
@@ -79,21 +80,23 @@ struct Painter::Impl {
     pixels = photograph(width, height, static_cast<unsigned>(index) + 1);
     auto& pixmap = pixmaps[static_cast<std::size_t>(index)];
     pixmap = xcb_generate_id(connection);
-    xcb_create_pixmap(connection, screen->root_depth, pixmap, window, screen->width_in_pixels, screen->height_in_pixels);
+    xcb_create_pixmap(connection, screen->root_depth, pixmap, window, screen->width_in_pixels,
+                      screen->height_in_pixels);
     constexpr int rows = 8;  // a request stays below the core protocol's length limit
     for (int y = 0; y < height; y += rows) {
       const int count = std::min(rows, height - y);
-      xcb_put_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, context, screen->width_in_pixels,
-                    static_cast<std::uint16_t>(count), 0, static_cast<std::int16_t>(y), 0, screen->root_depth,
-                    static_cast<std::uint32_t>(width * count * 4),
-                    reinterpret_cast<const std::uint8_t*>(pixels.data() + static_cast<std::ptrdiff_t>(y) * width));
+      xcb_put_image(
+          connection, XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, context, screen->width_in_pixels,
+          static_cast<std::uint16_t>(count), 0, static_cast<std::int16_t>(y), 0, screen->root_depth,
+          static_cast<std::uint32_t>(width * count * 4),
+          reinterpret_cast<const std::uint8_t*>(pixels.data() + static_cast<std::ptrdiff_t>(y) * width));
     }
   }
 
-  void finish() {
-    xcb_aux_sync();
+  void finish() { xcb_aux_sync(); }
+  void xcb_aux_sync() {
+    free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
   }
-  void xcb_aux_sync() { free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr)); }
 };
 
 Painter::Painter(const std::string& display) : impl_(std::make_unique<Impl>()) {
@@ -103,8 +106,9 @@ Painter::Painter(const std::string& display) : impl_(std::make_unique<Impl>()) {
   impl_->window = xcb_generate_id(impl_->connection);
   const std::array<std::uint32_t, 2> values{impl_->screen->black_pixel, 1};
   xcb_create_window(impl_->connection, XCB_COPY_FROM_PARENT, impl_->window, impl_->screen->root, 0, 0,
-                    impl_->screen->width_in_pixels, impl_->screen->height_in_pixels, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                    impl_->screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+                    impl_->screen->width_in_pixels, impl_->screen->height_in_pixels, 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, impl_->screen->root_visual,
+                    XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
   xcb_map_window(impl_->connection, impl_->window);
   impl_->context = xcb_generate_id(impl_->connection);
   const std::uint32_t noExposures = 0;
@@ -113,18 +117,24 @@ Painter::Painter(const std::string& display) : impl_(std::make_unique<Impl>()) {
   impl_->finish();
 }
 
-Painter::~Painter() { xcb_disconnect(impl_->connection); }
+Painter::~Painter() {
+  xcb_disconnect(impl_->connection);
+}
 
-int Painter::width() const { return impl_->screen->width_in_pixels; }
-int Painter::height() const { return impl_->screen->height_in_pixels; }
+int Painter::width() const {
+  return impl_->screen->width_in_pixels;
+}
+int Painter::height() const {
+  return impl_->screen->height_in_pixels;
+}
 
 std::vector<Probe> Painter::prepareBlock(int side) {
   const Rgb colour = impl_->strongColour();
   const int x = 600;
   const int y = 400;
   impl_->draw = [this, colour, x, y, side] {
-    impl_->fill(colour, {static_cast<std::int16_t>(x), static_cast<std::int16_t>(y), static_cast<std::uint16_t>(side),
-                         static_cast<std::uint16_t>(side)});
+    impl_->fill(colour, {static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
+                         static_cast<std::uint16_t>(side), static_cast<std::uint16_t>(side)});
   };
   return {Probe{x + side / 2, y + side / 2, colour}};
 }
@@ -136,7 +146,10 @@ std::vector<Probe> Painter::prepareFlat() {
   };
   const int right = width() - 20;
   const int bottom = height() - 20;
-  return {{20, 20, colour}, {right, 20, colour}, {20, bottom, colour}, {right, bottom, colour},
+  return {{20, 20, colour},
+          {right, 20, colour},
+          {20, bottom, colour},
+          {right, bottom, colour},
           {width() / 2, height() / 2, colour}};
 }
 
@@ -148,10 +161,14 @@ std::vector<Probe> Painter::preparePicture() {
                   impl_->screen->width_in_pixels, impl_->screen->height_in_pixels);
   };
   std::vector<Probe> probes;
-  for (const auto& [x, y] : {std::pair(40, 40), {width() - 40, 40}, {40, height() - 40}, {width() - 40, height() - 40},
+  for (const auto& [x, y] : {std::pair(40, 40),
+                             {width() - 40, 40},
+                             {40, height() - 40},
+                             {width() - 40, height() - 40},
                              {width() / 2, height() / 2}}) {
-    const std::uint32_t pixel = impl_->pictures[index][static_cast<std::size_t>(y) * static_cast<std::size_t>(width()) +
-                                                       static_cast<std::size_t>(x)];
+    const std::uint32_t pixel =
+        impl_->pictures[index][static_cast<std::size_t>(y) * static_cast<std::size_t>(width()) +
+                               static_cast<std::size_t>(x)];
     const Rgb colour{static_cast<int>(pixel >> 16 & 0xFF), static_cast<int>(pixel >> 8 & 0xFF),
                      static_cast<int>(pixel & 0xFF)};
     probes.push_back({x, y, colour, 40});
@@ -173,8 +190,9 @@ void Painter::animate(int step) {
   xcb_copy_area(impl_->connection, pixmap, impl_->window, impl_->context, shift, 0, 0, 0, rest,
                 impl_->screen->height_in_pixels);
   if (shift > 0)
-    xcb_copy_area(impl_->connection, pixmap, impl_->window, impl_->context, 0, 0, static_cast<std::int16_t>(rest), 0,
-                  static_cast<std::uint16_t>(shift), impl_->screen->height_in_pixels);
+    xcb_copy_area(impl_->connection, pixmap, impl_->window, impl_->context, 0, 0,
+                  static_cast<std::int16_t>(rest), 0, static_cast<std::uint16_t>(shift),
+                  impl_->screen->height_in_pixels);
   xcb_flush(impl_->connection);
 }
 

@@ -21,7 +21,6 @@ class Painter {
   int width() const;
   int height() const;
 
-
   /// What each draw will show; arm a viewer with it before `commit` sends the request.
   std::vector<Probe> prepareBlock(int side);
   std::vector<Probe> prepareFlat();

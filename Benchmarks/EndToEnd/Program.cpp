@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Program.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+extern char** environ;  // NOLINT: POSIX
+
+namespace quorl::bench {
+
+namespace {
+
+double cpuSecondsOf(pid_t pid) {
+  // proc(5): fields 14 and 15, counted behind the last parenthesis of the name.
+  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+  std::stringstream text;
+  text << file.rdbuf();
+  const std::string line = text.str();
+  const auto nameEnd = line.rfind(')');
+  if (nameEnd == std::string::npos) return 0;
+  std::istringstream fields(line.substr(nameEnd + 2));
+  std::string skipped;
+  for (int field = 3; field < 14; ++field) fields >> skipped;
+  double user = 0;
+  double system = 0;
+  fields >> user >> system;
+  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+void end(pid_t pid) {
+  if (pid <= 0) return;
+  kill(pid, SIGTERM);
+  waitpid(pid, nullptr, 0);
+}
+
+}  // namespace
+
+Program::Program(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
+                 const std::string& logPath) {
+  std::vector<std::string> merged = environment;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string text = *entry;
+    const std::string key = text.substr(0, text.find('=') + 1);
+    bool replaced = false;
+    for (const auto& given : environment) replaced = replaced || given.starts_with(key);
+    if (!replaced) merged.push_back(text);
+  }
+  std::vector<char*> argv;
+  for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  std::vector<char*> envp;
+  for (const auto& entry : merged) envp.push_back(const_cast<char*>(entry.c_str()));
+  envp.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 1, logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  const int status = posix_spawnp(&pid_, argv[0], &actions, nullptr, argv.data(), envp.data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (status != 0) throw std::runtime_error("cannot start " + arguments.front());
+}
+
+Program::~Program() {
+  end(pid_);
+}
+
+double Program::cpuSeconds() const {
+  return cpuSecondsOf(pid_);
+}
+
+VirtualScreen::VirtualScreen(int width, int height) {
+  int channel[2];
+  if (pipe(channel) != 0) throw std::runtime_error("no pipe");
+  const std::string size = std::to_string(width) + "x" + std::to_string(height) + "x24";
+  pid_ = fork();
+  if (pid_ == 0) {
+    dup2(channel[1], 7);
+    close(channel[0]);
+    const int null = open("/dev/null", O_WRONLY);
+    dup2(null, 2);
+    execlp("Xvfb", "Xvfb", "-displayfd", "7", "-screen", "0", size.c_str(), "-nolisten", "tcp", "-noreset",
+           static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(channel[1]);
+  char digit = 0;
+  std::string number;
+  while (read(channel[0], &digit, 1) == 1 && digit != '\n') number += digit;
+  close(channel[0]);
+  if (number.empty()) throw std::runtime_error("Xvfb did not start");
+  display_ = ":" + number;
+}
+
+VirtualScreen::~VirtualScreen() {
+  end(pid_);
+}
+
+double VirtualScreen::cpuSeconds() const {
+  return cpuSecondsOf(pid_);
+}
+
+std::uint16_t freePort() {
+  const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof(address);
+  bind(descriptor, reinterpret_cast<sockaddr*>(&address), length);
+  getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length);
+  close(descriptor);
+  return ntohs(address.sin_port);
+}
+
+}  // namespace quorl::bench
