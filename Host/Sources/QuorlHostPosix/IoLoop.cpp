@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostPosix/IoLoop.h>
+
+#include <csignal>
+
+#include <pthread.h>
+#include <sys/socket.h>
+#include <boost/asio/post.hpp>
+
+namespace quorl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t keptBuffers = 4;
+constexpr std::chrono::seconds lingerTime{2};
+constexpr std::size_t lingerBytes = 4'194'304;
+constexpr std::size_t maxLingering = 512;
+
+enum class Drained : std::uint8_t { waiting, ended };
+
+// Reads and forgets what has arrived, at most `allowance` bytes of it.
+Drained discardInput(int descriptor, std::size_t& allowance) {
+  std::uint8_t scratch[16'384];
+  while (allowance > 0) {
+    const ssize_t count = ::recv(descriptor, scratch, std::min(sizeof scratch, allowance), MSG_DONTWAIT);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return Drained::waiting;
+    if (count <= 0) return Drained::ended;
+    allowance -= static_cast<std::size_t>(count);
+  }
+  return Drained::ended;
+}
+
+void closeAfterDraining(IoLoop::Socket& socket, std::size_t allowance) {
+  if (!socket.is_open()) return;
+  discardInput(socket.native_handle(), allowance);
+  boost::system::error_code ignored;
+  socket.close(ignored);
+}
+
+}  // namespace
+
+struct IoLoop::Lingering {
+  Socket socket;
+  Clock::time_point deadline;
+  std::size_t allowance = lingerBytes;
+};
+
+IoLoop::IoLoop() : work_(boost::asio::make_work_guard(context_)), lingerTimer_(context_) {
+  // Signals belong to the application loop's thread.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  thread_ = std::thread([this] {
+    pthread_setname_np(pthread_self(), "quorl-sockets");
+    context_.run();
+  });
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+IoLoop::~IoLoop() {
+  stop();
+}
+
+void IoLoop::stop() {
+  if (!thread_.joinable()) return;
+  context_.stop();
+  thread_.join();
+  std::lock_guard lock(mutex_);
+  for (const auto& entry : lingering_) closeAfterDraining(entry->socket, entry->allowance);
+  lingering_.clear();
+}
+
+IoLoop::Buffer IoLoop::takeBuffer() {
+  {
+    std::lock_guard lock(mutex_);
+    if (!buffers_.empty()) {
+      Buffer buffer = std::move(buffers_.back());
+      buffers_.pop_back();
+      return buffer;
+    }
+  }
+  return std::make_unique_for_overwrite<std::uint8_t[]>(bufferSize);
+}
+
+void IoLoop::giveBack(Buffer buffer) {
+  std::lock_guard lock(mutex_);
+  if (buffers_.size() < keptBuffers) buffers_.push_back(std::move(buffer));
+}
+
+void IoLoop::linger(Socket socket) {
+  auto entry = std::make_shared<Lingering>(std::move(socket), Clock::now() + lingerTime);
+  {
+    std::lock_guard lock(mutex_);
+    lingering_.push_back(entry);
+  }
+  // From here on the entry's socket is used on the loop's thread only.
+  boost::asio::post(context_, [this, weak = std::weak_ptr(entry)] {
+    if (const auto strong = weak.lock()) drain(strong);
+    closeExpired();
+  });
+}
+
+void IoLoop::drain(const std::shared_ptr<Lingering>& entry) {
+  if (!entry->socket.is_open()) return;
+  if (discardInput(entry->socket.native_handle(), entry->allowance) == Drained::ended) {
+    boost::system::error_code ignored;
+    entry->socket.close(ignored);
+    return;
+  }
+  entry->socket.async_wait(Socket::wait_read,
+                           [this, weak = std::weak_ptr(entry)](const boost::system::error_code& error) {
+                             const auto strong = weak.lock();
+                             if (strong && !error) drain(strong);
+                           });
+}
+
+void IoLoop::closeExpired() {
+  std::lock_guard lock(mutex_);
+  const auto now = Clock::now();
+  while (!lingering_.empty()) {
+    const auto& entry = lingering_.front();
+    const bool over = entry->deadline <= now || lingering_.size() > maxLingering;
+    if (entry->socket.is_open() && !over) break;
+    closeAfterDraining(entry->socket, entry->allowance);
+    lingering_.pop_front();
+  }
+  armLingerTimer();
+}
+
+void IoLoop::armLingerTimer() {
+  if (lingerTimerArmed_ || lingering_.empty()) return;
+  lingerTimerArmed_ = true;
+  lingerTimer_.expires_at(lingering_.front()->deadline);
+  lingerTimer_.async_wait([this](const boost::system::error_code&) {
+    {
+      std::lock_guard lock(mutex_);
+      lingerTimerArmed_ = false;
+    }
+    closeExpired();
+  });
+}
+
+void IoLoop::connectionBegan() {
+  std::lock_guard lock(mutex_);
+  ++connections_;
+}
+
+void IoLoop::connectionEnded() {
+  std::lock_guard lock(mutex_);
+  --connections_;
+  connectionsChanged_.notify_all();
+}
+
+bool IoLoop::waitUntilConnectionsEnd(std::chrono::milliseconds limit) {
+  std::unique_lock lock(mutex_);
+  return connectionsChanged_.wait_for(lock, limit, [this] { return connections_ == 0; });
+}
+
+}  // namespace quorl

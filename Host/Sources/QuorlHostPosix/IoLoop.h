@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+namespace quorl {
+
+/// The thread that watches the sockets, and what all sockets of a `SocketNetwork` share. Included by the
+/// adapter's own sources only.
+///
+/// *Queue*: every operation may be called from any thread. Handlers given to Asio run on the loop's thread
+/// and only ever hold their socket weakly, so that the loop owns no connection. *Ownership*: shared by the
+/// network and its sockets. *Lifetime*: `stop` ends the thread; afterwards sockets can still be used and
+/// closed, but nothing is watched.
+class IoLoop {
+ public:
+  using Socket = boost::asio::ip::tcp::socket;
+  using Buffer = std::unique_ptr<std::uint8_t[]>;
+
+  /// What one receive takes at most, whatever was asked for.
+  static constexpr std::size_t bufferSize = 524'288;
+
+  IoLoop();
+  ~IoLoop();
+  void stop();
+
+  boost::asio::io_context& context() { return context_; }
+
+  /// A buffer for the length of one receive; given back, a few are kept.
+  Buffer takeBuffer();
+  void giveBack(Buffer buffer);
+
+  /// Takes a socket whose sending side is shut down and closes it once the peer has closed too, or when its
+  /// time or its bytes are used up. An immediate close with unread input would make the kernel send a reset,
+  /// which can destroy the last frame on its way to the peer.
+  void linger(Socket socket);
+
+  void connectionBegan();
+  void connectionEnded();
+  bool waitUntilConnectionsEnd(std::chrono::milliseconds limit);
+
+ private:
+  struct Lingering;
+
+  void drain(const std::shared_ptr<Lingering>& socket);
+  void armLingerTimer();
+  void closeExpired();
+
+  boost::asio::io_context context_;
+  boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
+  std::thread thread_;
+
+  std::mutex mutex_;  // guards all below
+  std::condition_variable connectionsChanged_;
+  std::size_t connections_ = 0;
+  std::vector<Buffer> buffers_;
+  std::deque<std::shared_ptr<Lingering>> lingering_;  // in the order of their deadlines
+  boost::asio::steady_timer lingerTimer_;
+  bool lingerTimerArmed_ = false;
+};
+
+}  // namespace quorl

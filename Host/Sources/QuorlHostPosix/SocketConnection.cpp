@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostPosix/SocketConnection.h>
+
+#include <array>
+#include <cerrno>
+
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <QuorlHostPosix/SocketAddress.h>
+#include <QuorlHostPosix/SystemError.h>
+#include <QuorlKit/Foundation/Check.h>
+
+namespace quorl {
+
+namespace {
+
+// Pieces of one gathered write; each frame is at most two.
+constexpr std::size_t maxPieces = 128;
+
+// After a read of this size more is probably waiting.
+constexpr std::size_t fullReadSize = 65'536;
+
+// The part of `bytes` behind `offset`, which is reduced by what was passed over.
+void addPiece(std::array<iovec, maxPieces>& pieces, std::size_t& count, ByteView bytes, std::size_t& offset) {
+  const std::size_t passed = std::min(offset, bytes.size());
+  offset -= passed;
+  const ByteView rest = bytes.subspan(passed);
+  if (rest.empty()) return;
+  pieces[count++] = {const_cast<std::uint8_t*>(rest.data()), rest.size()};
+}
+
+bool wouldBlock(int number) {
+  return number == EAGAIN || number == EWOULDBLOCK;
+}
+
+}  // namespace
+
+SocketConnection::SocketConnection(std::shared_ptr<IoLoop> loop, Descriptor descriptor,
+                                   std::optional<HostPort> peer)
+    : loop_(std::move(loop)), peer_(std::move(peer)), socket_(loop_->context()) {
+  boost::system::error_code error;
+  socket_.assign(boost::asio::ip::tcp::v6(), descriptor.get(), error);
+  if (!error) {
+    descriptor.release();
+  } else {
+    // The descriptor closes itself; the connection fails as soon as it is used.
+    error_ = PortError{error.message(), error.value()};
+  }
+  loop_->connectionBegan();
+}
+
+SocketConnection::~SocketConnection() {
+  QUORL_CHECK(phase_ == Phase::cancelled, "a socket connection was dropped without a cancel");
+}
+
+void SocketConnection::start(SerialQueue queue, NetworkConnection::StateHandler handler) {
+  std::lock_guard lock(mutex_);
+  if (phase_ == Phase::cancelled) return;
+  QUORL_CHECK(phase_ == Phase::idle, "a connection is started once");
+  queue_ = std::move(queue);
+  handler_ = std::move(handler);
+  phase_ = Phase::open;
+  if (error_) {
+    queue_->async([self = shared_from_this(), error = *error_] { self->fail(error); });
+    return;
+  }
+  queue_->async([self = shared_from_this()] {
+    NetworkConnection::StateHandler ready;
+    {
+      std::lock_guard guard(self->mutex_);
+      if (self->phase_ == Phase::open) ready = self->handler_;
+    }
+    if (ready && !self->silent_) ready(NetworkConnection::State::ready, {});
+  });
+  if (receive_) armReceive();
+  if (!pending_.empty()) scheduleFlush();
+}
+
+void SocketConnection::receive(std::size_t maximum, NetworkConnection::Receive completion) {
+  QUORL_CHECK(maximum > 0, "a receive takes at least one byte");
+  std::lock_guard lock(mutex_);
+  if (phase_ == Phase::cancelled) return;
+  if (phase_ == Phase::failed) {
+    queue_->async([self = shared_from_this(), completion = std::move(completion), error = *error_]() mutable {
+      if (self->isIn(Phase::failed)) completion({}, false, std::move(error));
+    });
+    return;
+  }
+  QUORL_CHECK(!receive_, "one receive is outstanding at most");
+  receive_ = std::move(completion);
+  receiveMaximum_ = std::min(maximum, IoLoop::bufferSize);
+  if (phase_ == Phase::open) armReceive();
+}
+
+void SocketConnection::armReceive() {
+  if (moreExpected_)
+    queue_->async([self = shared_from_this()] { self->tryReceive(); });
+  else
+    waitForInput();
+}
+
+void SocketConnection::waitForInput() {
+  socket_.async_wait(IoLoop::Socket::wait_read,
+                     [weak = weak_from_this(), queue = *queue_](const boost::system::error_code& error) {
+                       if (error == boost::asio::error::operation_aborted) return;
+                       if (auto self = weak.lock())
+                         queue.async([self = std::move(self)] { self->tryReceive(); });
+                     });
+}
+
+void SocketConnection::tryReceive() {
+  NetworkConnection::Receive completion;
+  IoLoop::Buffer buffer;
+  ssize_t count = 0;
+  int number = 0;
+  {
+    std::lock_guard lock(mutex_);
+    if (phase_ != Phase::open || !receive_) return;
+    buffer = loop_->takeBuffer();
+    do {
+      count = ::recv(socket_.native_handle(), buffer.get(), receiveMaximum_, MSG_DONTWAIT);
+      number = errno;
+    } while (count < 0 && number == EINTR);
+    if (count < 0 && wouldBlock(number)) {
+      moreExpected_ = false;
+      waitForInput();
+    } else if (count >= 0) {
+      const auto size = static_cast<std::size_t>(count);
+      moreExpected_ = size == receiveMaximum_ || size >= fullReadSize;
+      peerFinished_ = size == 0;
+      completion = std::move(receive_);
+      receive_ = nullptr;
+    }
+  }
+  if (completion)
+    completion(ByteView(buffer.get(), static_cast<std::size_t>(count)), count == 0, std::nullopt);
+  loop_->giveBack(std::move(buffer));
+  if (count < 0 && !wouldBlock(number)) fail(systemError(number));
+}
+
+void SocketConnection::send(OutgoingFrame frame, NetworkConnection::Sent completion) {
+  std::lock_guard lock(mutex_);
+  if (phase_ == Phase::cancelled) return;
+  if (phase_ == Phase::failed) {
+    if (!completion) return;
+    queue_->async([self = shared_from_this(), completion = std::move(completion), error = *error_]() mutable {
+      if (self->isIn(Phase::failed)) completion(std::move(error));
+    });
+    return;
+  }
+  pending_.push_back({std::move(frame), std::move(completion)});
+  if (phase_ == Phase::open) scheduleFlush();
+}
+
+void SocketConnection::scheduleFlush() {
+  if (flushScheduled_ || waitingForRoom_) return;
+  flushScheduled_ = true;
+  queue_->async([self = shared_from_this()] { self->flush(); });
+}
+
+void SocketConnection::flush() {
+  Completions written;
+  std::optional<PortError> error;
+  {
+    std::lock_guard lock(mutex_);
+    flushScheduled_ = false;
+    if (phase_ != Phase::open) return;
+    error = writePending(written);
+    if (!error && !pending_.empty()) waitForRoom();
+  }
+  complete(std::move(written), std::nullopt, Phase::open);
+  if (error) fail(*error);
+}
+
+void SocketConnection::waitForRoom() {
+  waitingForRoom_ = true;
+  socket_.async_wait(IoLoop::Socket::wait_write,
+                     [weak = weak_from_this()](const boost::system::error_code& error) {
+                       if (error == boost::asio::error::operation_aborted) return;
+                       const auto self = weak.lock();
+                       if (!self) return;
+                       std::lock_guard lock(self->mutex_);
+                       self->waitingForRoom_ = false;
+                       if (self->phase_ == Phase::open) self->scheduleFlush();
+                     });
+}
+
+std::optional<PortError> SocketConnection::writePending(Completions& written) {
+  while (!pending_.empty()) {
+    std::array<iovec, maxPieces> pieces;
+    std::size_t count = 0;
+    std::size_t offset = firstOffset_;
+    for (const Outgoing& outgoing : pending_) {
+      if (count + 2 > maxPieces) break;
+      addPiece(pieces, count, outgoing.frame.prefix(), offset);
+      addPiece(pieces, count, outgoing.frame.body(), offset);
+    }
+    msghdr message{};
+    message.msg_iov = pieces.data();
+    message.msg_iovlen = count;
+    const ssize_t sent = ::sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0 && wouldBlock(errno)) return std::nullopt;
+    if (sent < 0) return systemError(errno);
+    advance(static_cast<std::size_t>(sent), written);
+  }
+  return std::nullopt;
+}
+
+void SocketConnection::advance(std::size_t count, Completions& written) {
+  firstOffset_ += count;
+  while (!pending_.empty() && firstOffset_ >= pending_.front().frame.size()) {
+    firstOffset_ -= pending_.front().frame.size();
+    written.push_back(std::move(pending_.front().completion));
+    pending_.pop_front();
+  }
+}
+
+void SocketConnection::complete(Completions completions, const std::optional<PortError>& error,
+                                Phase during) {
+  for (auto& completion : completions)
+    if (completion && isIn(during)) completion(error);
+}
+
+void SocketConnection::fail(const PortError& error) {
+  NetworkConnection::Receive receive;
+  NetworkConnection::StateHandler handler;
+  Completions dropped;
+  {
+    std::lock_guard lock(mutex_);
+    if (phase_ != Phase::open) return;
+    phase_ = Phase::failed;
+    error_ = error;
+    receive = std::move(receive_);
+    handler = handler_;
+    for (auto& outgoing : pending_) dropped.push_back(std::move(outgoing.completion));
+    pending_.clear();
+  }
+  if (receive) receive({}, false, error);
+  complete(std::move(dropped), error, Phase::failed);
+  if (handler && isIn(Phase::failed)) handler(NetworkConnection::State::failed, error);
+}
+
+void SocketConnection::cancel() {
+  std::deque<Outgoing> pending;
+  NetworkConnection::Receive receive;
+  NetworkConnection::StateHandler handler;
+  IoLoop::Socket socket(loop_->context());
+  std::optional<SerialQueue> queue;
+  Completions written;
+  bool mayLinger = false;
+  {
+    std::lock_guard lock(mutex_);
+    if (phase_ == Phase::cancelled) return;
+    mayLinger = phase_ == Phase::open && !peerFinished_ && socket_.is_open();
+    if (phase_ == Phase::open && socket_.is_open()) writePending(written);
+    phase_ = Phase::cancelled;
+    pending.swap(pending_);
+    receive = std::move(receive_);
+    handler = std::move(handler_);
+    handler_ = nullptr;
+    queue = queue_;
+    boost::system::error_code ignored;
+    if (socket_.is_open()) socket_.cancel(ignored);
+    socket = std::move(socket_);
+  }
+  if (mayLinger) {
+    ::shutdown(socket.native_handle(), SHUT_WR);
+    loop_->linger(std::move(socket));
+  } else {
+    boost::system::error_code ignored;
+    socket.close(ignored);
+  }
+  loop_->connectionEnded();
+  if (!queue || !handler || silent_) return;
+  queue->async([self = shared_from_this(), handler = std::move(handler)] {
+    if (!self->silent_) handler(NetworkConnection::State::cancelled, {});
+  });
+}
+
+bool SocketConnection::isIn(Phase phase) {
+  std::lock_guard lock(mutex_);
+  return phase_ == phase && !silent_;
+}
+
+}  // namespace quorl

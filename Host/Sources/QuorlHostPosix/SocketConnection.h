@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlHostPosix/IoLoop.h>
+
+namespace quorl {
+
+/// One TCP socket. Sends that are given in one piece of a queue's work, or while earlier ones wait for room,
+/// leave in one gathered write at the end of what the queue has pending: a burst of small frames costs one
+/// system call, a single frame no change of thread.
+///
+/// *Queue*: any thread; reads, writes and callbacks on the queue given to `start`.
+/// *Ownership*: held by `SocketConnectionHandle` and by the work it has posted.
+class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
+ public:
+  SocketConnection(std::shared_ptr<IoLoop> loop, Descriptor descriptor, std::optional<HostPort> peer);
+  ~SocketConnection();
+
+  void start(SerialQueue queue, NetworkConnection::StateHandler handler);
+  void receive(std::size_t maximum, NetworkConnection::Receive completion);
+  void send(OutgoingFrame frame, NetworkConnection::Sent completion);
+  void cancel();
+  /// No callback at all after this.
+  void silence() { silent_ = true; }
+  const std::optional<HostPort>& peer() const { return peer_; }
+
+ private:
+  enum class Phase : std::uint8_t { idle, open, failed, cancelled };
+
+  struct Outgoing {
+    OutgoingFrame frame;
+    NetworkConnection::Sent completion;
+  };
+  using Completions = std::vector<NetworkConnection::Sent>;
+
+  // On the queue.
+  void flush();
+  void tryReceive();
+  void fail(const PortError& error);
+  void complete(Completions completions, const std::optional<PortError>& error, Phase during);
+
+  // With `mutex_` held.
+  std::optional<PortError> writePending(Completions& written);
+  void advance(std::size_t count, Completions& written);
+  void scheduleFlush();
+  void waitForRoom();
+  void armReceive();
+  void waitForInput();
+
+  bool isIn(Phase phase);
+
+  const std::shared_ptr<IoLoop> loop_;
+  const std::optional<HostPort> peer_;
+  std::atomic<bool> silent_{false};
+
+  std::mutex mutex_;  // guards all below
+  Phase phase_ = Phase::idle;
+  IoLoop::Socket socket_;
+  std::optional<SerialQueue> queue_;
+  NetworkConnection::StateHandler handler_;
+  std::optional<PortError> error_;
+
+  std::deque<Outgoing> pending_;
+  std::size_t firstOffset_ = 0;  // bytes of the first pending frame that have left
+  bool flushScheduled_ = false;
+  bool waitingForRoom_ = false;
+
+  NetworkConnection::Receive receive_;
+  std::size_t receiveMaximum_ = 0;
+  bool moreExpected_ = false;  // the last read was so full that the next one is tried without waiting
+  bool peerFinished_ = false;
+};
+
+/// What the users of the port own: its end is the end of the socket.
+class SocketConnectionHandle final : public NetworkConnection {
+ public:
+  explicit SocketConnectionHandle(std::shared_ptr<SocketConnection> connection)
+      : connection_(std::move(connection)) {}
+  ~SocketConnectionHandle() override {
+    connection_->silence();
+    connection_->cancel();
+  }
+
+  void start(SerialQueue queue, StateHandler handler) override {
+    connection_->start(std::move(queue), std::move(handler));
+  }
+  void receive(std::size_t maximum, Receive completion) override {
+    connection_->receive(maximum, std::move(completion));
+  }
+  void send(OutgoingFrame frame, Sent completion) override {
+    connection_->send(std::move(frame), std::move(completion));
+  }
+  void cancel() override { connection_->cancel(); }
+  std::optional<HostPort> remoteEndpoint() const override { return connection_->peer(); }
+
+ private:
+  std::shared_ptr<SocketConnection> connection_;
+};
+
+}  // namespace quorl

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <boost/asio/posix/stream_descriptor.hpp>
+
+#include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlHostPosix/IoLoop.h>
+
+namespace quorl {
+
+/// One listening socket. A batch of connections is accepted on the loop's thread and handed over on the
+/// queue; the next batch is not accepted before that, so that a busy queue leaves the rest in the backlog.
+///
+/// *Queue*: any thread. *Ownership*: held by `SocketListenerHandle` and by the work it has posted.
+class SocketListener : public std::enable_shared_from_this<SocketListener> {
+ public:
+  SocketListener(std::shared_ptr<IoLoop> loop, SerialQueue queue, Network::ListenerHandlers handlers);
+
+  void begin(Descriptor descriptor, std::uint16_t port);
+  void reportFailure(const PortError& error);
+  void cancel();
+
+ private:
+  using Batch = std::vector<std::unique_ptr<NetworkConnection>>;
+  enum class Next : std::uint8_t { wait, pause, end };
+
+  void waitForPeers();             // with `mutex_` held
+  void pauseAccepting();           // with `mutex_` held
+  Next acceptBatch(Batch& batch);  // with `mutex_` held
+  void accept();
+  void report(const NetworkListener::State& state);
+  std::shared_ptr<const Network::ListenerHandlers> handlers();
+
+  const std::shared_ptr<IoLoop> loop_;
+  const SerialQueue queue_;
+  std::mutex mutex_;  // guards all below
+  boost::asio::posix::stream_descriptor socket_;
+  boost::asio::steady_timer pause_;
+  std::shared_ptr<const Network::ListenerHandlers> handlers_;  // absent once cancelled
+};
+
+/// What the users of the port own: its end is the end of the listening.
+class SocketListenerHandle final : public NetworkListener {
+ public:
+  explicit SocketListenerHandle(std::shared_ptr<SocketListener> listener) : listener_(std::move(listener)) {}
+  ~SocketListenerHandle() override { listener_->cancel(); }
+  void cancel() override { listener_->cancel(); }
+
+ private:
+  std::shared_ptr<SocketListener> listener_;
+};
+
+}  // namespace quorl

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostPosix/SocketNetwork.h>
+
+#include <QuorlHostPosix/IoLoop.h>
+#include <QuorlHostPosix/SocketAddress.h>
+#include <QuorlHostPosix/SocketDatagramSender.h>
+#include <QuorlHostPosix/SocketListener.h>
+#include <QuorlKit/Foundation/Check.h>
+
+namespace quorl {
+
+SocketNetwork::SocketNetwork() : loop_(std::make_shared<IoLoop>()) {}
+
+SocketNetwork::~SocketNetwork() {
+  loop_->stop();
+}
+
+std::expected<std::unique_ptr<NetworkListener>, PortError> SocketNetwork::listen(std::uint16_t port,
+                                                                                 SerialQueue queue,
+                                                                                 ListenerHandlers handlers) {
+  QUORL_CHECK(port != 0, "the port of a listener is chosen by its owner");
+  auto socket = listenOnAllAddresses(port);
+  if (!socket && !socket.error().made) return std::unexpected(socket.error().error);
+  auto listener = std::make_shared<SocketListener>(loop_, std::move(queue), std::move(handlers));
+  if (socket)
+    listener->begin(std::move(*socket), port);
+  else
+    listener->reportFailure(socket.error().error);
+  return std::make_unique<SocketListenerHandle>(std::move(listener));
+}
+
+std::unique_ptr<DatagramSender> SocketNetwork::openDatagramSender(const HostPort& peer, SerialQueue queue) {
+  auto sender = std::make_shared<SocketDatagramSender>(loop_);
+  if (const auto address = socketAddressFor(peer, NameLookup::numericOnly)) {
+    sender->open(*address);
+  } else {
+    queue.async([weak = std::weak_ptr(sender), peer, &scheduler = queue.scheduler()] {
+      std::optional<SocketAddress> found;
+      scheduler.blocking([&] { found = socketAddressFor(peer, NameLookup::resolve); });
+      const auto strong = weak.lock();
+      if (strong && found) strong->open(*found);
+    });
+  }
+  return std::make_unique<SocketDatagramHandle>(std::move(sender));
+}
+
+bool SocketNetwork::waitUntilConnectionsEnd(std::chrono::milliseconds limit) {
+  return loop_->waitUntilConnectionsEnd(limit);
+}
+
+}  // namespace quorl

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QuorlHostCore/Ports/PortError.h>
+
+namespace quorl {
+
+/// The system's own words for an errno value.
+PortError systemError(int number);
+
+}  // namespace quorl
