@@ -118,6 +118,7 @@ TEST_F(SocketListenerTest, aShortageOfDescriptorsPausesAcceptingAndDoesNotSpin) 
   std::vector<std::unique_ptr<LoopbackPeer>> peers;
   for (int index = 0; index < 10; ++index) {
     // The peer's own socket fits, the accepted one does not.
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
     rlimit tight = before;
     const int next = ::fcntl(0, F_DUPFD_CLOEXEC, 0);
     ASSERT_GE(next, 0);
