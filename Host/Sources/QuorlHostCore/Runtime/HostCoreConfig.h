@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace quorl {
+
+/// What one host process is to do. A value, fixed once the runtime is built.
+struct HostCoreConfig {
+  std::uint16_t port = 0;                          // TCP port of the session listener
+  std::optional<std::string> fixedPIN;             // when present the PIN never changes
+  std::optional<std::string> trustStoreDirectory;  // absolute; else the folder for application data
+  bool advertiseBonjour = false;
+  bool enableRelay = false;
+  bool enableBackgroundServices = false;
+  bool multiUserPortHandoff = false;  // the session port follows the console user
+  bool enableTerminalBridge = false;
+
+  /// What the application uses.
+  static const HostCoreConfig menuBar;
+
+  bool operator==(const HostCoreConfig&) const = default;
+};
+
+}  // namespace quorl

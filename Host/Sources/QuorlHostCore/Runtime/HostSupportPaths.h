@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <optional>
+#include <string>
+
+/// Where the host keeps its own files.
+namespace quorl::HostSupportPaths {
+
+/// `given` as it is, else the host's folder in the platform's folder for application data.
+std::string directory(const std::optional<std::string>& given, const std::string& applicationSupport);
+
+/// The path of a file in a folder.
+std::string file(const std::string& directory, const std::string& name);
+
+}  // namespace quorl::HostSupportPaths
