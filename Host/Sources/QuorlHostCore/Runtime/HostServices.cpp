@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Runtime/HostServices.h>
+
+namespace quorl {
+
+// Accounts are not read from the platform yet, and a list must not name people it knows nothing of.
+std::vector<UserAccount> HostServices::buildUserAccounts() const {
+  return {};
+}
+
+}  // namespace quorl

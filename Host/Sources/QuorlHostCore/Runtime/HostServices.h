@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Session/ClientStream.h>
+#include <QuorlKit/Models/UserModels.h>
+#include <QuorlKit/Protocol/ControlMessage.h>
+
+namespace quorl {
+
+class HostStateProvider;
+class InputInjector;
+class PairingState;
+class TrustStore;
+class UserSessionManager;
+
+/// Everything of the host that a connection can reach.
+///
+/// *Queue*: read from any thread; only the runtime writes, before anything is started.
+/// *Ownership*: shared by the runtime, the server and its connections.
+struct HostServices {
+  std::shared_ptr<TrustStore> trustStore;
+  std::shared_ptr<PairingState> pairing;
+  std::shared_ptr<HostStateProvider> stateProvider;
+  std::shared_ptr<InputInjector> injector;
+  std::shared_ptr<UserSessionManager> users;
+  Platform platform;
+  ClientStreamFactory makeStream;
+  std::function<void(const ControlMessage&)> broadcast;  // to all authenticated clients; absent until wired
+
+  /// May block for as long as the platform takes.
+  std::vector<UserAccount> buildUserAccounts() const;
+};
+
+}  // namespace quorl

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Session/InputRouter.h>
+
+#include <QuorlHostCore/Display/InputInjector.h>
+#include <QuorlHostCore/Runtime/HostServices.h>
+
+namespace quorl {
+
+void InputRouter::route(const InputEvent& event) {
+  if (!isPermitted()) return;
+  std::visit([this](const auto& value) { inject(value); }, event.value);
+}
+
+void InputRouter::insertText(const std::string& text) {
+  if (isPermitted()) services_.injector->insertText(text);
+}
+
+// The client is told once in the life of its connection; a grant counts from the next event on.
+bool InputRouter::isPermitted() {
+  if (services_.platform.permissions->mayPostInput()) return true;
+  if (!sentAccessibilityError_) {
+    sentAccessibilityError_ = true;
+    reply_(message::Error{WireError{
+        "perm.accessibility", "Grant Accessibility to Quorl Host in System Settings > Privacy & Security"}});
+  }
+  return false;
+}
+
+std::optional<InputRouter::Located> InputRouter::locate(std::uint32_t streamID, float x, float y) {
+  ClientStream* stream = streams_.find(streamID);
+  if (!stream) return std::nullopt;
+  const PointRect rect = stream->currentContentRect();
+  if (rect.isEmpty()) return std::nullopt;
+  lastInputStreamID_ = streamID;
+  return Located{stream,
+                 {rect.minX() + rect.size.width * static_cast<double>(x),
+                  rect.minY() + rect.size.height * static_cast<double>(y)}};
+}
+
+void InputRouter::inject(const inputEvent::Pointer& event) {
+  const auto located = locate(event.streamID, event.x, event.y);
+  if (!located) return;
+  if (event.phase == PointerPhase::down) located->stream->raiseForInput();
+  held_.pointer(event.phase, event.button, located->point);
+  services_.injector->pointer(event.phase, event.button, located->point, event.clickCount, event.pressure,
+                              event.modifiers);
+}
+
+void InputRouter::inject(const inputEvent::Scroll& event) {
+  const auto located = locate(event.streamID, event.x, event.y);
+  if (!located) return;
+  located->stream->raiseForInput();
+  services_.injector->scroll(located->point, event.deltaX, event.deltaY, event.precise, event.momentumPhase,
+                             event.modifiers);
+}
+
+void InputRouter::inject(const inputEvent::Magnify& event) {
+  const auto located = locate(event.streamID, event.x, event.y);
+  if (!located) return;
+  located->stream->raiseForInput();
+  services_.injector->magnify(located->point, event.magnification, event.phase);
+}
+
+// A key has no place of its own: it belongs to what was pointed at last.
+void InputRouter::inject(const inputEvent::Key& event) {
+  if (event.down && lastInputStreamID_) {
+    if (ClientStream* stream = streams_.find(*lastInputStreamID_)) stream->raiseForInput();
+  }
+  held_.key(event.keyCode, event.down);
+  services_.injector->key(event.keyCode, event.down, event.modifiers);
+}
+
+void InputRouter::releaseHeld() {
+  const HeldInput::Release release = held_.releaseAll();
+  for (const PointerButton button : release.buttons)
+    services_.injector->pointer(PointerPhase::up, button, release.location, 0, 0, WireModifiers{});
+  for (const std::uint16_t keyCode : release.keyCodes)
+    services_.injector->key(keyCode, false, WireModifiers{});
+}
+
+}  // namespace quorl

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Session/MessageRouter.h>
+
+#include <array>
+#include <type_traits>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include <QuorlHostCore/Runtime/HostServices.h>
+#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlHostCore/Session/InputRouter.h>
+#include <QuorlHostCore/Session/StreamTable.h>
+
+namespace quorl {
+
+namespace {
+
+using Handler = void (*)(RoutedSession&, const ControlMessage&);
+
+template <class Case, class... Cases>
+consteval std::size_t positionOf(const std::variant<Cases...>*) {
+  std::size_t position = 0;
+  static_cast<void>(((std::is_same_v<Case, Cases> || (++position, false)) || ...));
+  return position;
+}
+
+// One handler for each case of a message, by the case's position; what has no row is ignored.
+class RoutingTable {
+ public:
+  template <class Case, class Function>
+  consteval RoutingTable& on(Function) {
+    handlers_[positionOf<Case>(static_cast<const ControlMessage*>(nullptr))] =
+        [](RoutedSession& session, const ControlMessage& message) {
+          Function{}(session, std::get<Case>(message));
+        };
+    return *this;
+  }
+
+  void route(RoutedSession& session, const ControlMessage& message) const {
+    if (const Handler handler = handlers_[message.index()]) handler(session, message);
+  }
+
+ private:
+  std::array<Handler, std::variant_size_v<ControlMessage>> handlers_{};
+};
+
+void refuseHandshake(RoutedSession& session) {
+  session.reply(message::Error{WireError{"auth.order", "already authenticated"}});
+}
+
+void startStream(RoutedSession& session, const StartStream& request) {
+  // Nobody would ever stop a stream that begins after the end.
+  if (session.isClosed()) return;
+  const auto started = session.streams().start(request, session.services()->makeStream, session.sink());
+  if (started == StreamTable::Started::limitReached)
+    session.reply(message::Error{WireError{
+        "stream.limit", fmt::format("too many concurrent streams (max {})", StreamTable::maxStreams)}});
+}
+
+void launchApp(RoutedSession& session, const LaunchApp& request) {
+  const Platform& platform = session.services()->platform;
+  platform.mainThread->post([workspace = platform.workspace, identifier = request.identifier] {
+    const auto path = identifier.starts_with('/') ? identifier : workspace->applicationPath(identifier);
+    if (path) workspace->openApplication(*path);
+  });
+}
+
+void answerHostState(RoutedSession& session) {
+  session.services()->stateProvider->buildState([weak = session.sink()](HostState state) {
+    if (const auto sink = weak.lock()) sink->sendControl(message::HostState{std::move(state)});
+  });
+}
+
+// Off the queue: asking the platform for its accounts may take seconds.
+void answerUserList(RoutedSession& session) {
+  Scheduler& scheduler = *session.services()->platform.scheduler;
+  scheduler.execute([&scheduler, weak = session.sink(), services = session.services()] {
+    std::vector<UserAccount> accounts;
+    scheduler.blocking([&] { accounts = services->buildUserAccounts(); });
+    if (const auto sink = weak.lock()) sink->sendControl(message::UserList{std::move(accounts)});
+  });
+}
+
+consteval RoutingTable sessionRoutes(RoutingTable table) {
+  using Session = RoutedSession;
+  return table.on<message::Hello>([](Session& session, const auto&) { refuseHandshake(session); })
+      .on<message::PairRequest>([](Session& session, const auto&) { refuseHandshake(session); })
+      .on<message::EchoRequest>([](Session& session, const message::EchoRequest& request) {
+        session.noteProbe();
+        session.reply(message::EchoReply{request._0});
+      })
+      .on<message::InsertText>([](Session& session, const message::InsertText& request) {
+        session.input().insertText(request._0);
+      })
+      .on<message::LaunchApp>(
+          [](Session& session, const message::LaunchApp& request) { launchApp(session, request._0); })
+      .on<message::RequestHostState>([](Session& session, const auto&) { answerHostState(session); })
+      .on<message::RequestAgentList>(
+          [](Session& session, const auto&) { session.reply(message::AgentList{}); })
+      .on<message::RequestServiceList>(
+          [](Session& session, const auto&) { session.reply(message::ServiceList{}); })
+      .on<message::RequestUserList>([](Session& session, const auto&) { answerUserList(session); })
+      .on<message::Bye>([](Session& session, const auto&) { session.end(); });
+}
+
+consteval RoutingTable streamRoutes(RoutingTable table) {
+  using Session = RoutedSession;
+  return table
+      .on<message::StartStream>(
+          [](Session& session, const message::StartStream& request) { startStream(session, request._0); })
+      .on<message::StopStream>([](Session& session, const message::StopStream& request) {
+        session.streams().stop(request.streamID);
+      })
+      .on<message::UpdateStream>([](Session& session, const message::UpdateStream& request) {
+        if (auto* stream = session.streams().find(request._0.streamID)) stream->update(request._0.config);
+      })
+      .on<message::RequestKeyframe>([](Session& session, const message::RequestKeyframe& request) {
+        if (auto* stream = session.streams().find(request.streamID)) stream->requestKeyframe();
+      })
+      .on<message::ScreenInfo>([](Session& session, const message::ScreenInfo& request) {
+        if (auto* stream = session.streams().find(request.streamID))
+          stream->updateAspect(request.pointsWide, request.pointsHigh);
+      })
+      .on<message::FitToScreen>([](Session& session, const message::FitToScreen& request) {
+        if (auto* stream = session.streams().find(request.streamID)) stream->setAutoFit(request.enabled);
+      })
+      .on<message::WindowScale>([](Session& session, const message::WindowScale& request) {
+        if (auto* stream = session.streams().find(request.streamID)) stream->setWindowScale(request.scale);
+      })
+      .on<message::VideoTransport>([](Session& session, const message::VideoTransport& request) {
+        session.openVideoChannel(request.udpPort);
+      });
+}
+
+constexpr RoutingTable routes = streamRoutes(sessionRoutes(RoutingTable{}));
+
+}  // namespace
+
+void routeMessage(RoutedSession& session, const ControlMessage& message) {
+  routes.route(session, message);
+}
+
+}  // namespace quorl

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include <QuorlHostCore/Session/StreamOutputSink.h>
+#include <QuorlKit/Protocol/ControlMessage.h>
+
+namespace quorl {
+
+struct HostServices;
+class InputRouter;
+class StreamTable;
+
+/// What the routing of an authenticated client's messages reaches of its connection.
+///
+/// *Queue*: the connection's, all operations.
+class RoutedSession {
+ public:
+  virtual ~RoutedSession() = default;
+  virtual const std::shared_ptr<HostServices>& services() = 0;
+  virtual StreamTable& streams() = 0;
+  virtual InputRouter& input() = 0;
+  /// This client, for services that answer later.
+  virtual std::weak_ptr<StreamOutputSink> sink() = 0;
+  /// Also true for messages that came in one read with the one that ended the session.
+  virtual bool isClosed() const = 0;
+  virtual void reply(ControlMessage message) = 0;
+  virtual void noteProbe() = 0;
+  /// Opens the datagram channel to this port of the client's host in place of an earlier one; 0 closes it.
+  virtual void openVideoChannel(std::uint16_t udpPort) = 0;
+  virtual void end() = 0;
+};
+
+/// Hands one message of an authenticated client to whoever answers it. Messages that only a host sends are
+/// ignored.
+void routeMessage(RoutedSession& session, const ControlMessage& message);
+
+}  // namespace quorl
