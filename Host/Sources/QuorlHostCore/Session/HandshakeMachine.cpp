@@ -27,16 +27,17 @@ HandshakeMachine::Actions refuse(std::string code, std::string text) {
 
 HandshakeMachine::Actions HandshakeMachine::receive(const ControlMessage& message) {
   if (const auto* hello = std::get_if<message::Hello>(&message)) return receiveHello(hello->_0);
-  if (const auto* request = std::get_if<message::PairRequest>(&message)) return receivePairRequest(request->_0);
+  if (const auto* request = std::get_if<message::PairRequest>(&message))
+    return receivePairRequest(request->_0);
   if (std::holds_alternative<message::Bye>(message)) return {Close{}};
   return refuse("auth.required", "not authenticated");
 }
 
 HandshakeMachine::Actions HandshakeMachine::receiveHello(const Hello& hello) {
   Actions actions;
-  actions.push_back(LogEvent{fmt::format("hello: device={} clientProto=v{} hostProto=v{} authProof={}",
-                                         hello.device.name, hello.protocolVersion, WireProtocol::version,
-                                         hello.authProof.has_value())});
+  actions.push_back(
+      LogEvent{fmt::format("hello: device={} clientProto=v{} hostProto=v{} authProof={}", hello.device.name,
+                           hello.protocolVersion, WireProtocol::version, hello.authProof.has_value())});
   if (hello.protocolVersion != WireProtocol::version) {
     actions.push_back(
         LogEvent{fmt::format("REJECT: protocol mismatch (client v{} != host v{}) — client needs a rebuild",
@@ -72,8 +73,10 @@ HandshakeMachine::Actions HandshakeMachine::receivePairRequest(const PairRequest
       return {LogEvent{"REJECT: pairing locked out (too many failed PIN attempts across connections)"},
               sendError("auth.lockout", "too many failed PIN attempts; try again later"),
               CloseAfter{lockoutCloseDelay}};
-    case PairingVerdict::wrong: return refusePIN();
-    case PairingVerdict::right: return acceptPIN();
+    case PairingVerdict::wrong:
+      return refusePIN();
+    case PairingVerdict::right:
+      return acceptPIN();
   }
   return {Close{}};
 }
@@ -88,8 +91,8 @@ HandshakeMachine::Actions HandshakeMachine::refusePIN() {
 HandshakeMachine::Actions HandshakeMachine::acceptPIN() {
   const UUID deviceID = clientDevice_ ? clientDevice_->deviceID : authority_.freshDeviceID();
   const std::string name = clientDevice_ ? clientDevice_->name : "Unknown device";
-  Actions actions{Send{message::PairResponse{
-      PairResponse{.success = true, .token = authority_.addDevice(deviceID, name)}}}};
+  Actions actions{Send{
+      message::PairResponse{PairResponse{.success = true, .token = authority_.addDevice(deviceID, name)}}}};
   becomeAuthenticated(actions);
   actions.push_back(LogEvent{fmt::format("paired + connected: {} ({})", name, endpoint_)});
   return actions;

@@ -151,8 +151,7 @@ void TrustStore::persistSettings() {
 
 void TrustStore::write(const std::string& path, const Bytes& bytes) {
   const auto written = files_->writeAtomically(path, bytes);
-  if (!written)
-    Log::auth.error(fmt::format("trust store write failed: {}", written.error().description));
+  if (!written) Log::auth.error(fmt::format("trust store write failed: {}", written.error().description));
 }
 
 }  // namespace quorl

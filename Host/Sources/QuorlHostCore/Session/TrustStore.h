@@ -45,8 +45,8 @@ class TrustStore {
   const std::string& directory() const { return directory_; }
   std::vector<TrustedDevice> trustedDevices() const;
 
-  /// Whether `proof` over `nonce` was made with any device's token. Each comparison takes constant time, their
-  /// number does not.
+  /// Whether `proof` over `nonce` was made with any device's token. Each comparison takes constant time,
+  /// their number does not.
   bool matchesAnyToken(ByteView proof, ByteView nonce) const;
 
   /// Trusts a device, in place of an earlier entry of the same identity; gives its new token.

@@ -1,0 +1,393 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Session/ClientConnection.h>
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include <QuorlHostCore/Runtime/HostServices.h>
+#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlKit/Protocol/VideoUDP.h>
+
+namespace quorl {
+
+namespace {
+
+constexpr std::string_view unnamed = "connecting…";
+
+}  // namespace
+
+std::string printed(const std::optional<HostPort>& endpoint) {
+  if (!endpoint) return "unknown";
+  const bool isIPv6 = endpoint->host.find(':') != std::string::npos;
+  return isIPv6 ? fmt::format("[{}]:{}", endpoint->host, endpoint->port)
+                : fmt::format("{}:{}", endpoint->host, endpoint->port);
+}
+
+ClientConnection::ClientConnection(std::unique_ptr<NetworkConnection> connection,
+                                   std::shared_ptr<HostServices> services)
+    : queue_(*services->platform.scheduler, "quorl.conn", QueueRank::connection),
+      services_(std::move(services)),
+      connection_(std::move(connection)),
+      connectedAt_(queue_.scheduler().date()),
+      authority_(services_),
+      handshake_(authority_, printed(connection_->remoteEndpoint())),
+      input_(*services_, streams_, [this](ControlMessage message) { reply(std::move(message)); }) {}
+
+void ClientConnection::onClose(Callback callback) {
+  queue_.sync([&] {
+    queue_.assertCurrent();
+    onClose_ = std::move(callback);
+  });
+}
+
+void ClientConnection::onAuthenticated(Callback callback) {
+  queue_.sync([&] {
+    queue_.assertCurrent();
+    onAuthenticated_ = std::move(callback);
+  });
+}
+
+void ClientConnection::start() {
+  queue_.async([self = shared_from_this()] {
+    self->queue_.assertCurrent();
+    self->connection_->start(self->queue_, [weak = self->weak_from_this()](NetworkConnection::State state,
+                                                                           const PortError& error) {
+      if (const auto connection = weak.lock()) connection->connectionStateChanged(state, error);
+    });
+    self->armReceive();
+  });
+}
+
+void ClientConnection::close() {
+  queue_.async([self = shared_from_this()] {
+    self->queue_.assertCurrent();
+    self->reply(message::Bye{});
+    self->teardown();
+  });
+}
+
+std::string ClientConnection::hostText() const {
+  const auto endpoint = connection_->remoteEndpoint();
+  return endpoint ? endpoint->host : std::string();
+}
+
+std::string ClientConnection::displayDescription() const {
+  return queue_.sync([this] {
+    queue_.assertCurrent();
+    const auto& device = handshake_.clientDevice();
+    const std::string name = device ? device->name : std::string();
+    const std::string host = hostText();
+    if (!name.empty() && !host.empty()) return fmt::format("{} ({})", name, host);
+    if (name.empty() && host.empty()) return std::string(unnamed);
+    return name.empty() ? host : name;
+  });
+}
+
+ClientSummary ClientConnection::summary() const {
+  return queue_.sync([this] {
+    queue_.assertCurrent();
+    const auto& device = handshake_.clientDevice();
+    return ClientSummary{.name = device ? device->name : std::string(unnamed),
+                         .endpoint = hostText(),
+                         .since = connectedAt_,
+                         .lastProbe = lastProbeAt_};
+  });
+}
+
+AuthState ClientConnection::authState() const {
+  return queue_.sync([this] {
+    queue_.assertCurrent();
+    return handshake_.state();
+  });
+}
+
+std::size_t ClientConnection::outstandingBytes() const {
+  return queue_.sync([this] {
+    queue_.assertCurrent();
+    return outstandingBytes_;
+  });
+}
+
+void ClientConnection::connectionStateChanged(NetworkConnection::State state, const PortError& error) {
+  const auto tearDownLater = [this] {
+    queue_.async([self = shared_from_this()] {
+      self->queue_.assertCurrent();
+      self->teardown();
+    });
+  };
+  switch (state) {
+    case NetworkConnection::State::ready:
+      Log::server.v(fmt::format("connection ready: {}", printed(connection_->remoteEndpoint())));
+      break;
+    case NetworkConnection::State::failed:
+      Log::server.v(fmt::format("connection failed: {}", error.description));
+      tearDownLater();
+      break;
+    case NetworkConnection::State::cancelled:
+      tearDownLater();
+      break;
+  }
+}
+
+// Receiving
+
+bool ClientConnection::mayReceive() const {
+  const std::size_t limit =
+      handshake_.state() == AuthState::authenticated ? backpressureThreshold : unauthenticatedBacklog;
+  return outstandingBytes_ + outstandingFrames_ * frameOverhead <= limit;
+}
+
+// A peer that does not read its answers is not listened to until it does; otherwise its questions alone could
+// fill the memory.
+void ClientConnection::armReceive() {
+  receiveWaits_ = !mayReceive();
+  if (receiveWaits_) return;
+  connection_->receive(receiveMaximum, [weak = weak_from_this()](ByteView bytes, bool isComplete,
+                                                                 std::optional<PortError> error) {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    self->received(bytes, isComplete, error);
+  });
+}
+
+void ClientConnection::received(ByteView bytes, bool isComplete, const std::optional<PortError>& error) {
+  if (closed_) return;
+  if (!bytes.empty()) {
+    const auto frames = deframer_.feed(bytes);
+    if (!frames) {
+      Log::server.error(fmt::format("deframe error: {}", frames.error().description()));
+      teardown();
+      return;
+    }
+    for (const Frame& frame : *frames) dispatch(frame);
+  }
+  if (isComplete || error) teardown();
+  if (closed_) {
+    // Frames behind the one that ended the session may have pressed something again.
+    input_.releaseHeld();
+    return;
+  }
+  armReceive();
+}
+
+void ClientConnection::dispatch(const Frame& frame) {
+  switch (frame.type) {
+    case FrameType::control:
+      dispatchControl(frame);
+      break;
+    case FrameType::ping:
+      lastProbeAt_ = queue_.scheduler().date();
+      rawSend(OutgoingFrame::raw(FrameType::pong, shareBytes(frame.payload)), Droppable::no);
+      break;
+    case FrameType::input:
+      dispatchInput(frame);
+      break;
+    // File chunks have no receiver before file transfer comes; the rest only a host sends.
+    case FrameType::file:
+    case FrameType::pong:
+    case FrameType::video:
+    case FrameType::audio:
+    case FrameType::terminal:
+      break;
+  }
+}
+
+void ClientConnection::dispatchControl(const Frame& frame) {
+  const auto message = ControlCoder::decode(frame.payload);
+  if (!message) {
+    reply(message::Error{WireError{"proto.badJSON", "undecodable control message"}});
+  } else if (handshake_.state() == AuthState::authenticated) {
+    routeMessage(*this, *message);
+  } else {
+    carryOut(handshake_.receive(*message));
+  }
+}
+
+void ClientConnection::dispatchInput(const Frame& frame) {
+  if (handshake_.state() != AuthState::authenticated) return;
+  if (const auto event = InputEvent::decode(frame.payload)) input_.route(*event);
+}
+
+// Handshake
+
+namespace {
+
+template <class... Function>
+struct Overloaded : Function... {
+  using Function::operator()...;
+};
+
+}  // namespace
+
+void ClientConnection::carryOut(HandshakeMachine::Actions actions) {
+  for (HandshakeAction& action : actions) {
+    std::visit(Overloaded{[this](handshakeAction::Send& send) { reply(std::move(send.message)); },
+                          [](handshakeAction::LogEvent& line) { Log::auth.event(line.text); },
+                          [this](handshakeAction::Authenticated&) {
+                            queue_.assertCurrent();
+                            authenticated();
+                          },
+                          [this](handshakeAction::Close&) { end(); },
+                          [this](handshakeAction::CloseAfter& close) {
+                            queue_.assertCurrent();
+                            closeLater(close.delay);
+                          }},
+               action);
+  }
+}
+
+void ClientConnection::closeLater(std::chrono::milliseconds delay) {
+  if (closing_.isPending()) return;
+  closing_ = queue_.after(delay, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->end();
+  });
+}
+
+void ClientConnection::authenticated() {
+  if (closed_) return;
+  if (onAuthenticated_) onAuthenticated_(*this);
+  pushInitialState();
+}
+
+void ClientConnection::pushInitialState() {
+  services_->stateProvider->buildState([weak = weak_from_this()](HostState state) {
+    if (const auto self = weak.lock()) self->sendControl(message::HostState{std::move(state)});
+  });
+  reply(message::AgentList{});
+  reply(message::ServiceList{});
+}
+
+void ClientConnection::noteProbe() {
+  queue_.assertCurrent();
+  lastProbeAt_ = queue_.scheduler().date();
+}
+
+// Sending
+
+void ClientConnection::sendControl(ControlMessage message) {
+  if (auto frame = OutgoingFrame::control(message)) sendFrame(std::move(*frame), Droppable::no);
+}
+
+void ClientConnection::sendFrame(OutgoingFrame frame, Droppable droppable) {
+  queue_.async([weak = weak_from_this(), frame = std::move(frame), droppable]() mutable {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    self->rawSend(std::move(frame), droppable);
+  });
+}
+
+// In place, where services only post: what the connection says last must leave before it closes.
+void ClientConnection::reply(ControlMessage message) {
+  queue_.assertCurrent();
+  if (auto frame = OutgoingFrame::control(message)) rawSend(std::move(*frame), Droppable::no);
+}
+
+void ClientConnection::rawSend(OutgoingFrame frame, Droppable droppable) {
+  if (closed_) return;
+  if (droppable == Droppable::yes && outstandingBytes_ > backpressureThreshold) return;
+  const std::size_t byteCount = frame.size();
+  outstandingBytes_ += byteCount;
+  ++outstandingFrames_;
+  connection_->send(std::move(frame), [weak = weak_from_this(), byteCount](std::optional<PortError> error) {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    self->sent(byteCount, error);
+  });
+}
+
+void ClientConnection::sent(std::size_t byteCount, const std::optional<PortError>& error) {
+  outstandingBytes_ -= byteCount;
+  --outstandingFrames_;
+  if (error) {
+    Log::server.v(fmt::format("send failed: {}", error->description));
+    teardown();
+    return;
+  }
+  if (receiveWaits_ && !closed_ && mayReceive()) armReceive();
+}
+
+void ClientConnection::sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
+                                 SharedBytes data, Droppable droppable) {
+  queue_.async([weak = weak_from_this(), streamID, flags, ptsMicros, data = std::move(data), droppable] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    if (self->closed_) return;
+    // A lost configuration would leave the client without a picture, so it never goes by datagram.
+    if (self->udpVideo_ && !flags.contains(VideoPacketFlags::codecConfig)) {
+      self->sendDatagrams(streamID, flags, ptsMicros, data);
+    } else {
+      self->rawSend(OutgoingFrame::video(SharedVideoPacket{streamID, flags, ptsMicros, data}), droppable);
+    }
+  });
+}
+
+void ClientConnection::sendDatagrams(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
+                                     const SharedBytes& data) {
+  const VideoUDP::FrameFields fields{streamID, ++udpFrameCounter_, flags, ptsMicros};
+  VideoUDP::forEachFragment(fields, data ? ByteView(*data) : ByteView(), [&](ByteView header, ByteView part) {
+    queue_.assertCurrent();
+    Bytes datagram;
+    datagram.reserve(header.size() + part.size());
+    datagram.insert(datagram.end(), header.begin(), header.end());
+    datagram.insert(datagram.end(), part.begin(), part.end());
+    udpVideo_->send(std::move(datagram));
+  });
+}
+
+bool ClientConnection::isBackpressured() const {
+  return queue_.sync([this] {
+    queue_.assertCurrent();
+    return !closed_ && outstandingBytes_ > backpressureThreshold;
+  });
+}
+
+// Datagrams
+
+void ClientConnection::openVideoChannel(std::uint16_t udpPort) {
+  queue_.async([self = shared_from_this(), udpPort] {
+    self->queue_.assertCurrent();
+    if (!self->closed_) self->useVideoChannel(udpPort);
+  });
+}
+
+// The client names the port only: the host part is the session's own peer, so that nobody can point the
+// stream at a third machine.
+void ClientConnection::useVideoChannel(std::uint16_t udpPort) {
+  udpVideo_.reset();
+  const auto remote = connection_->remoteEndpoint();
+  if (udpPort == 0 || !remote) {
+    Log::stream.v("video: using TCP transport");
+    return;
+  }
+  const HostPort peer{remote->host, udpPort};
+  udpVideo_ = services_->platform.network->openDatagramSender(peer, queue_);
+  Log::stream.v(fmt::format("video: UDP side channel -> {}:{}", peer.host, peer.port));
+}
+
+// The end
+
+void ClientConnection::end() {
+  queue_.assertCurrent();
+  teardown();
+}
+
+void ClientConnection::teardown() {
+  if (closed_) return;
+  closed_ = true;
+  if (handshake_.state() == AuthState::authenticated) {
+    const auto& device = handshake_.clientDevice();
+    Log::auth.event(fmt::format("client disconnected: {}", device ? device->name : "?"));
+  }
+  input_.releaseHeld();
+  streams_.stopAll();
+  connection_->cancel();
+  if (onClose_) onClose_(*this);
+}
+
+}  // namespace quorl

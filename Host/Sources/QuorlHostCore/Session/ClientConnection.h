@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostCore/Session/HandshakeMachine.h>
+#include <QuorlHostCore/Session/HostHandshakeAuthority.h>
+#include <QuorlHostCore/Session/InputRouter.h>
+#include <QuorlHostCore/Session/MessageRouter.h>
+#include <QuorlHostCore/Session/StreamOutputSink.h>
+#include <QuorlHostCore/Session/StreamTable.h>
+#include <QuorlKit/Foundation/Date.h>
+#include <QuorlKit/Protocol/Frames.h>
+
+namespace quorl {
+
+struct HostServices;
+
+/// What the host's own windows show of a client.
+struct ClientSummary {
+  std::string name;
+  std::string endpoint;
+  Date since;
+  std::optional<Date> lastProbe;
+
+  bool operator==(const ClientSummary&) const = default;
+};
+
+/// One accepted session: the receive loop, the way of each frame, the send path with its back-pressure, and
+/// the teardown. The handshake is decided by `HandshakeMachine`, what follows it by `routeMessage` and
+/// `InputRouter`.
+///
+/// *Queue*: "quorl.conn", one per connection. The sink's operations, `start`, `close` and the descriptions
+/// may be called from any thread; sends only post, descriptions and `isBackpressured` wait. *Ownership*: made
+/// with std::make_shared, held by the server; owns its socket, its datagram channel and its streams. Services
+/// hold it weakly, as a sink. *Lifetime*: from accept until the teardown has told `onClose`; what still holds
+/// it afterwards sends nothing.
+class ClientConnection final : public StreamOutputSink,
+                               private RoutedSession,
+                               public std::enable_shared_from_this<ClientConnection> {
+ public:
+  static constexpr std::size_t receiveMaximum = 524'288;            // bytes per receive
+  static constexpr std::size_t backpressureThreshold = 12'582'912;  // bytes; equal does not count
+  /// What a peer that proved nothing may leave unread before it is no longer listened to.
+  static constexpr std::size_t unauthenticatedBacklog = 1'048'576;
+  /// What one frame on its way out costs besides its bytes, so that many tiny ones count as well.
+  static constexpr std::size_t frameOverhead = 256;
+
+  using Callback = std::function<void(ClientConnection&)>;
+
+  ClientConnection(std::unique_ptr<NetworkConnection> connection, std::shared_ptr<HostServices> services);
+
+  /// Both run on the connection's queue and must not wait for the server's. Set before `start`.
+  void onClose(Callback callback);
+  void onAuthenticated(Callback callback);
+
+  void start();
+  /// Says `bye` and tears down.
+  void close();
+
+  /// "name (host)", or the one of them that is known, or "connecting…".
+  std::string displayDescription() const;
+  ClientSummary summary() const;
+  const SerialQueue& queue() const { return queue_; }
+  AuthState authState() const;
+  /// Bytes handed to the transport and not yet taken by it.
+  std::size_t outstandingBytes() const;
+
+  // StreamOutputSink
+  void sendControl(ControlMessage message) override;
+  void sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros, SharedBytes data,
+                 Droppable droppable) override;
+  void sendFrame(OutgoingFrame frame, Droppable droppable) override;
+  bool isBackpressured() const override;
+
+ private:
+  // RoutedSession
+  const std::shared_ptr<HostServices>& services() override { return services_; }
+  StreamTable& streams() override QUORL_NO_ANALYSIS { return streams_; }
+  InputRouter& input() override QUORL_NO_ANALYSIS { return input_; }
+  std::weak_ptr<StreamOutputSink> sink() override { return weak_from_this(); }
+  bool isClosed() const override QUORL_NO_ANALYSIS { return closed_; }
+  void reply(ControlMessage message) override;
+  void noteProbe() override;
+  void openVideoChannel(std::uint16_t udpPort) override;
+  void end() override;
+
+  void connectionStateChanged(NetworkConnection::State state, const PortError& error);
+  void armReceive() QUORL_REQUIRES(queue_);
+  void received(ByteView bytes, bool isComplete, const std::optional<PortError>& error)
+      QUORL_REQUIRES(queue_);
+  bool mayReceive() const QUORL_REQUIRES(queue_);
+  void dispatch(const Frame& frame) QUORL_REQUIRES(queue_);
+  void dispatchControl(const Frame& frame) QUORL_REQUIRES(queue_);
+  void dispatchInput(const Frame& frame) QUORL_REQUIRES(queue_);
+  void carryOut(HandshakeMachine::Actions actions) QUORL_REQUIRES(queue_);
+  void closeLater(std::chrono::milliseconds delay) QUORL_REQUIRES(queue_);
+  void authenticated() QUORL_REQUIRES(queue_);
+  void pushInitialState() QUORL_REQUIRES(queue_);
+  void rawSend(OutgoingFrame frame, Droppable droppable) QUORL_REQUIRES(queue_);
+  void sent(std::size_t byteCount, const std::optional<PortError>& error) QUORL_REQUIRES(queue_);
+  void sendDatagrams(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
+                     const SharedBytes& data) QUORL_REQUIRES(queue_);
+  void useVideoChannel(std::uint16_t udpPort) QUORL_REQUIRES(queue_);
+  void teardown() QUORL_REQUIRES(queue_);
+  std::string hostText() const;
+
+  const SerialQueue queue_;
+  const std::shared_ptr<HostServices> services_;
+  const std::unique_ptr<NetworkConnection> connection_;
+  const Date connectedAt_;
+
+  std::unique_ptr<DatagramSender> udpVideo_ QUORL_GUARDED_BY(queue_);
+  std::uint32_t udpFrameCounter_ QUORL_GUARDED_BY(queue_) = 0;
+  Deframer deframer_ QUORL_GUARDED_BY(queue_);
+  HostHandshakeAuthority authority_ QUORL_GUARDED_BY(queue_);
+  HandshakeMachine handshake_ QUORL_GUARDED_BY(queue_);
+  StreamTable streams_ QUORL_GUARDED_BY(queue_);
+  InputRouter input_ QUORL_GUARDED_BY(queue_);
+  std::optional<Date> lastProbeAt_ QUORL_GUARDED_BY(queue_);
+  std::size_t outstandingBytes_ QUORL_GUARDED_BY(queue_) = 0;
+  std::size_t outstandingFrames_ QUORL_GUARDED_BY(queue_) = 0;
+  bool receiveWaits_ QUORL_GUARDED_BY(queue_) = false;  // for the backlog to shrink
+  bool closed_ QUORL_GUARDED_BY(queue_) = false;
+  Timer closing_ QUORL_GUARDED_BY(queue_);
+  Callback onClose_ QUORL_GUARDED_BY(queue_);
+  Callback onAuthenticated_ QUORL_GUARDED_BY(queue_);
+};
+
+/// "host:port", with brackets around an IPv6 address; "unknown" for none.
+std::string printed(const std::optional<HostPort>& endpoint);
+
+}  // namespace quorl

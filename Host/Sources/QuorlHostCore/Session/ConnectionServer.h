@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostCore/Ports/ServiceAdvertiser.h>
+#include <QuorlHostCore/Session/ClientConnection.h>
+
+namespace quorl {
+
+struct HostServices;
+class UserSessionManager;
+
+/// The session listener, its advertisement, and the register of clients; the one place that tells all of them
+/// something. With port handoff the listener exists only while this process's user owns the console, because
+/// the port is global to the machine and hosts are one per user.
+///
+///   state             listener  ownsPort  retry    left by
+///   standing by       -         false     -        the console comes to the own user: bind
+///   binding           yes       false     -        ready: owner; failed: waiting; the console leaves:
+///   standing by owner             yes       true      -        the console leaves: standing by; failed:
+///   waiting waiting to retry  -         false     pending  the timer: a new decision
+///
+/// *Queue*: "quorl.server"; it may wait on a connection's queue, never the reverse. Operations may be called
+/// from any thread but this queue. All callbacks run on it, and are set before `start`.
+/// *Ownership*: the runtime holds it; it holds the connections.
+/// *Lifetime*: after `stop` it accepts nothing; connections close by themselves.
+class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
+ public:
+  static constexpr std::chrono::milliseconds rebindDelay{750};
+
+  struct Configuration {
+    std::uint16_t port = 0;
+    bool advertiseBonjour = false;
+    bool portHandoff = false;
+  };
+
+  ConnectionServer(std::shared_ptr<HostServices> services, Configuration configuration,
+                   std::shared_ptr<UserSessionManager> users);
+
+  void onClientsChanged(std::function<void()> callback);
+  void onReady(std::function<void(std::uint16_t port)> callback);
+  void onOwnershipChanged(std::function<void(bool owns)> callback);
+
+  /// Fails only without handoff, when no listener can be made. With handoff failures are retried for ever.
+  std::expected<void, PortError> start();
+  /// Returns without waiting for the clients to be told.
+  void stop();
+  /// Waits until connections that `stop` closed have handed their last words to the transport.
+  void waitForClosing();
+
+  /// Does nothing without handoff.
+  void consoleUserChanged();
+  /// To every authenticated client; encoded once.
+  void broadcastControl(const ControlMessage& message);
+
+  bool ownsPublicPort() const;
+  std::optional<std::string> currentConsoleUser() const;
+  /// Of the authenticated clients, ascending.
+  void clientDescriptions(std::function<void(std::vector<std::string>)> callback);
+  /// Of the authenticated clients, the oldest first.
+  void clientSummaries(std::function<void(std::vector<ClientSummary>)> callback);
+
+  struct Register {
+    std::size_t connections = 0;
+    std::size_t authenticated = 0;
+    bool isConsistent = true;  // no authenticated client that is not a connection
+  };
+  Register clientRegister() const;
+
+ private:
+  using Identity = const ClientConnection*;
+
+  void reconcilePort() QUORL_REQUIRES(queue_);
+  std::expected<void, PortError> bindListener() QUORL_REQUIRES(queue_);
+  void attemptBind() QUORL_REQUIRES(queue_);
+  void scheduleRebind() QUORL_REQUIRES(queue_);
+  void releaseListener() QUORL_REQUIRES(queue_);
+  void dropListener() QUORL_REQUIRES(queue_);
+  void listenerReady(std::uint16_t port) QUORL_REQUIRES(queue_);
+  void listenerFailed(const PortError& error) QUORL_REQUIRES(queue_);
+  void accept(std::unique_ptr<NetworkConnection> connection) QUORL_REQUIRES(queue_);
+  void enter(std::shared_ptr<ClientConnection> client) QUORL_REQUIRES(queue_);
+  void noteAuthenticated(Identity client) QUORL_REQUIRES(queue_);
+  void remove(Identity client) QUORL_REQUIRES(queue_);
+  void notifyClientsChanged() QUORL_REQUIRES(queue_);
+  std::vector<std::shared_ptr<ClientConnection>> authenticatedClients() const QUORL_REQUIRES(queue_);
+
+  const SerialQueue queue_;
+  const std::shared_ptr<HostServices> services_;
+  const Configuration configuration_;
+  const std::shared_ptr<UserSessionManager> users_;
+
+  std::unique_ptr<NetworkListener> listener_ QUORL_GUARDED_BY(queue_);
+  std::uint64_t listenerNumber_ QUORL_GUARDED_BY(queue_) = 0;  // tells news of an earlier listener apart
+  std::unique_ptr<ServiceAdvertiser::Registration> registration_ QUORL_GUARDED_BY(queue_);
+  bool ownsPort_ QUORL_GUARDED_BY(queue_) = false;
+  Timer retryWork_ QUORL_GUARDED_BY(queue_);
+  std::map<Identity, std::shared_ptr<ClientConnection>> byID_ QUORL_GUARDED_BY(queue_);
+  std::set<Identity> authenticated_ QUORL_GUARDED_BY(queue_);
+  std::vector<std::weak_ptr<ClientConnection>> closing_ QUORL_GUARDED_BY(queue_);
+  std::function<void()> onClientsChanged_ QUORL_GUARDED_BY(queue_);
+  std::function<void(std::uint16_t)> onReady_ QUORL_GUARDED_BY(queue_);
+  std::function<void(bool)> onOwnershipChanged_ QUORL_GUARDED_BY(queue_);
+};
+
+}  // namespace quorl
