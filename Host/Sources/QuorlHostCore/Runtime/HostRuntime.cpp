@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Runtime/HostRuntime.h>
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include <QuorlHostCore/Display/InputInjector.h>
+#include <QuorlHostCore/Runtime/HostServices.h>
+#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Runtime/StreamSessionAdapter.h>
+#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlHostCore/Services/UserSessionManager.h>
+#include <QuorlHostCore/Session/ConnectionServer.h>
+#include <QuorlHostCore/Session/PairingState.h>
+#include <QuorlHostCore/Session/TrustStore.h>
+
+namespace quorl {
+
+namespace {
+
+std::shared_ptr<PairingState> makePairing(const HostCoreConfig& config, const Platform& platform) {
+  return config.fixedPIN
+             ? std::make_shared<PairingState>(*platform.scheduler, platform.random, *config.fixedPIN)
+             : std::make_shared<PairingState>(*platform.scheduler, platform.random);
+}
+
+}  // namespace
+
+std::shared_ptr<HostRuntime> HostRuntime::make(HostCoreConfig config, Platform platform) {
+  const std::shared_ptr<HostRuntime> runtime(new HostRuntime(std::move(config), std::move(platform)));
+  runtime->wire();
+  return runtime;
+}
+
+HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
+    : config_(std::move(config)),
+      scheduler_(*platform.scheduler),
+      trustStore_(std::make_shared<TrustStore>(platform, config_.trustStoreDirectory)),
+      pairing_(makePairing(config_, platform)),
+      stateProvider_(std::make_shared<HostStateProvider>(scheduler_, platform.screen)),
+      injector_(
+          std::make_shared<InputInjector>(platform, [store = trustStore_] { return store->settings(); })),
+      users_(std::make_shared<UserSessionManager>(scheduler_, platform.loginSessions)),
+      services_(std::make_shared<HostServices>(HostServices{.trustStore = trustStore_,
+                                                            .pairing = pairing_,
+                                                            .stateProvider = stateProvider_,
+                                                            .injector = injector_,
+                                                            .users = users_,
+                                                            .platform = platform,
+                                                            .makeStream = streamSessionFactory(platform),
+                                                            .broadcast = nullptr})),
+      server_(std::make_shared<ConnectionServer>(
+          services_,
+          ConnectionServer::Configuration{.port = config_.port,
+                                          .advertiseBonjour = config_.advertiseBonjour,
+                                          .portHandoff = config_.multiUserPortHandoff},
+          users_)) {}
+
+HostRuntime::~HostRuntime() = default;
+
+void HostRuntime::wire() {
+  services_->broadcast = [weak = std::weak_ptr(server_)](const ControlMessage& message) {
+    if (const auto server = weak.lock()) server->broadcastControl(message);
+  };
+}
+
+std::expected<void, PortError> HostRuntime::start() {
+  if (auto started = server_->start(); !started) return started;
+  if (config_.multiUserPortHandoff) {
+    users_->observeConsoleUser([weak = weak_from_this()](const std::optional<std::string>&) {
+      const auto runtime = weak.lock();
+      if (!runtime) return;
+      runtime->server_->consoleUserChanged();
+      runtime->broadcastUserList();
+    });
+  }
+  Log::app.info(fmt::format("quorl-host core up — port {}, relay {}", config_.port,
+                            config_.enableRelay ? "47901" : "off"));
+  return {};
+}
+
+// Asking the platform for its accounts may take seconds, so it is nobody's queue that waits.
+void HostRuntime::broadcastUserList() {
+  scheduler_.execute([&scheduler = scheduler_, weak = std::weak_ptr(server_), services = services_] {
+    const auto server = weak.lock();
+    if (!server) return;
+    std::vector<UserAccount> accounts;
+    scheduler.blocking([&] { accounts = services->buildUserAccounts(); });
+    server->broadcastControl(message::UserList{std::move(accounts)});
+  });
+}
+
+void HostRuntime::stop() {
+  server_->stop();
+  // The process may end right after this, and `bye` should have left by then.
+  server_->waitForClosing();
+}
+
+}  // namespace quorl

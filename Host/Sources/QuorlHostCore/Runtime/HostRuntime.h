@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <expected>
+#include <memory>
+
+#include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Ports/PortError.h>
+#include <QuorlHostCore/Runtime/HostCoreConfig.h>
+
+namespace quorl {
+
+class ConnectionServer;
+class HostStateProvider;
+class InputInjector;
+class PairingState;
+class TrustStore;
+class UserSessionManager;
+struct HostServices;
+
+/// The composition root: builds every long-lived service from one configuration, wires them, starts and stops
+/// them in a fixed order.
+///
+/// *Queue*: none of its own; `start` and `stop` are each called once, on the main thread.
+/// *Ownership*: owns the services; callbacks hold it and the server weakly.
+/// *Lifetime*: the process's; the scheduler outlives it.
+class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
+ public:
+  /// Cannot fail.
+  static std::shared_ptr<HostRuntime> make(HostCoreConfig config, Platform platform);
+  HostRuntime(const HostRuntime&) = delete;
+  HostRuntime& operator=(const HostRuntime&) = delete;
+  ~HostRuntime();
+
+  /// Fails only when the server does; then nothing is started.
+  std::expected<void, PortError> start();
+  /// Returns when every client has been told.
+  void stop();
+
+  const HostCoreConfig& config() const { return config_; }
+  const std::shared_ptr<TrustStore>& trustStore() const { return trustStore_; }
+  const std::shared_ptr<PairingState>& pairing() const { return pairing_; }
+  const std::shared_ptr<ConnectionServer>& server() const { return server_; }
+
+ private:
+  HostRuntime(HostCoreConfig config, Platform platform);
+  void wire();
+  void broadcastUserList();
+
+  const HostCoreConfig config_;
+  Scheduler& scheduler_;
+  const std::shared_ptr<TrustStore> trustStore_;
+  const std::shared_ptr<PairingState> pairing_;
+  const std::shared_ptr<HostStateProvider> stateProvider_;
+  const std::shared_ptr<InputInjector> injector_;
+  const std::shared_ptr<UserSessionManager> users_;
+  const std::shared_ptr<HostServices> services_;
+  const std::shared_ptr<ConnectionServer> server_;
+};
+
+}  // namespace quorl

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Session/ClientStream.h>
+
+namespace quorl {
+
+/// Makes streams that capture and encode on this platform.
+ClientStreamFactory streamSessionFactory(const Platform& platform);
+
+}  // namespace quorl
