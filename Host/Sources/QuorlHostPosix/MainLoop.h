@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <mutex>
+
+#include <QuorlHostCore/Ports/MainThread.h>
+#include <QuorlHostPosix/Descriptor.h>
+
+namespace quorl {
+
+/// SIGTERM and SIGINT as a readable descriptor. Handlers, not a blocked mask: a mask would be handed down to
+/// every child that is started later.
+///
+/// *Queue*: made and destroyed on one thread, before and after all others exist. One at a time.
+/// *Lifetime*: destruction gives the signals their former effect back, so that a second one ends a shutdown
+/// that hangs.
+class TerminationSignals {
+ public:
+  TerminationSignals();
+  TerminationSignals(const TerminationSignals&) = delete;
+  TerminationSignals& operator=(const TerminationSignals&) = delete;
+  ~TerminationSignals();
+
+  /// Readable once a signal has come; stays so.
+  int descriptor() const { return readEnd_.get(); }
+
+ private:
+  Descriptor readEnd_;
+  Descriptor writeEnd_;
+};
+
+/// A broken pipe is an error of the write, not a signal. A handler rather than SIG_IGN, which children would
+/// inherit.
+void turnBrokenPipesIntoErrors();
+
+/// The application loop without a toolkit: posted work, and an end on a signal.
+///
+/// *Queue*: `run` on the main thread; `post` and `quit` from any thread.
+/// *Lifetime*: work still posted at the end is dropped.
+class MainLoop final : public MainThread {
+ public:
+  MainLoop();
+  ~MainLoop() override;
+
+  void post(std::move_only_function<void()> work) override;
+  void quit();
+  /// Runs posted work until `quit` or until `signals` has one.
+  void run(const TerminationSignals& signals);
+
+ private:
+  void wake();
+  bool runPosted();
+
+  Descriptor wakeUp_;
+  Descriptor wakeUpWriter_;
+  std::mutex mutex_;  // guards all below
+  std::deque<std::move_only_function<void()>> posted_;
+  bool ended_ = false;
+};
+
+}  // namespace quorl

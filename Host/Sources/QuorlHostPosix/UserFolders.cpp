@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostPosix/UserFolders.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include <pwd.h>
+#include <unistd.h>
+
+namespace quorl {
+
+namespace {
+
+std::optional<std::string> absolutePath(const Environment& environment, const char* name) {
+  auto value = environment(name);
+  if (!value || !value->starts_with('/')) return std::nullopt;
+  return value;
+}
+
+struct PasswordEntry {
+  std::string name;
+  std::string home;
+};
+
+std::optional<PasswordEntry> ownPasswordEntry() {
+  std::vector<char> buffer(16'384);
+  passwd entry{};
+  passwd* found = nullptr;
+  if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || !found)
+    return std::nullopt;
+  return PasswordEntry{found->pw_name, found->pw_dir};
+}
+
+}  // namespace
+
+UserFolders userFolders(const Environment& environment, const std::string& passwordFileHome) {
+  UserFolders folders;
+  folders.home = absolutePath(environment, "HOME").value_or(passwordFileHome);
+  if (!folders.home.starts_with('/')) folders.home = "/";
+  while (folders.home.size() > 1 && folders.home.ends_with('/')) folders.home.pop_back();
+  const std::string prefix = folders.home == "/" ? "" : folders.home;
+  folders.data = absolutePath(environment, "XDG_DATA_HOME").value_or(prefix + "/.local/share");
+  folders.configuration = absolutePath(environment, "XDG_CONFIG_HOME").value_or(prefix + "/.config");
+  return folders;
+}
+
+UserFolders currentUserFolders() {
+  const auto entry = ownPasswordEntry();
+  return userFolders(processEnvironment(), entry ? entry->home : "");
+}
+
+Environment processEnvironment() {
+  return [](const char* name) -> std::optional<std::string> {
+    const char* value = std::getenv(name);
+    if (!value) return std::nullopt;
+    return value;
+  };
+}
+
+std::string currentUserName() {
+  const auto entry = ownPasswordEntry();
+  return entry && !entry->name.empty() ? entry->name : std::to_string(::geteuid());
+}
+
+}  // namespace quorl
