@@ -34,11 +34,11 @@ std::optional<PasswordEntry> ownPasswordEntry() {
 }  // namespace
 
 UserFolders userFolders(const Environment& environment, const std::string& passwordFileHome) {
+  const std::string home = absolutePath(environment, "HOME").value_or(passwordFileHome);
+  const auto last = home.starts_with('/') ? home.find_last_not_of('/') : std::string::npos;
+  const std::string prefix = last == std::string::npos ? std::string() : home.substr(0, last + 1);
   UserFolders folders;
-  folders.home = absolutePath(environment, "HOME").value_or(passwordFileHome);
-  if (!folders.home.starts_with('/')) folders.home = "/";
-  while (folders.home.size() > 1 && folders.home.ends_with('/')) folders.home.pop_back();
-  const std::string prefix = folders.home == "/" ? "" : folders.home;
+  folders.home = prefix.empty() ? std::string(1, '/') : prefix;
   folders.data = absolutePath(environment, "XDG_DATA_HOME").value_or(prefix + "/.local/share");
   folders.configuration = absolutePath(environment, "XDG_CONFIG_HOME").value_or(prefix + "/.config");
   return folders;
