@@ -81,7 +81,7 @@ std::expected<RegularExpression, std::string> RegularExpression::compile(std::st
   UParseError where{};
   const auto text = icu::UnicodeString::fromUTF8(
       icu::StringPiece(pattern.data(), static_cast<std::int32_t>(pattern.size())));
-  const std::uint32_t flags = rule == CaseRule::insensitive ? UREGEX_CASE_INSENSITIVE : 0U;
+  const auto flags = static_cast<std::uint32_t>(rule == CaseRule::insensitive ? UREGEX_CASE_INSENSITIVE : 0);
   auto compiled = std::make_shared<Compiled>();
   compiled->pattern.reset(icu::RegexPattern::compile(text, flags, where, status));
   if (U_FAILURE(status)) return std::unexpected(u_errorName(status));
