@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <QuorlHostCore/Ports/ServiceAdvertiser.h>
+
+namespace quorl {
+
+/// DNS-SD (RFC 6763) by the Avahi daemon's D-Bus interface, org.freedesktop.Avahi.
+///
+/// *Queue*: any thread; the work happens on a thread of the adapter's.
+/// *Lifetime*: registrations may outlive it.
+class AvahiAdvertiser final : public ServiceAdvertiser {
+ public:
+  AvahiAdvertiser();
+  ~AvahiAdvertiser() override;
+  std::unique_ptr<Registration> advertise(const std::string& name, const std::string& type,
+                                          std::uint16_t port) override;
+
+ private:
+  class Registrar;
+  class Handle;
+  std::shared_ptr<Registrar> registrar_;
+};
+
+/// The name as an instance label: at most 63 bytes of UTF-8 (RFC 6763, 4.1.1), cut between characters.
+std::string serviceInstanceLabel(const std::string& name);
+
+}  // namespace quorl

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include <QuorlHostLinux/System/Bus.h>
+#include <QuorlHostPosix/Descriptor.h>
+
+namespace quorl {
+
+/// A connection to the system bus and the thread that listens to it. Without a bus it looks for one now and
+/// then.
+///
+/// *Queue*: the handlers and all posted work run on the loop's thread; `post` may be called from any.
+/// *Lifetime*: destruction drops posted work, ends the connection and joins the thread; never on that thread.
+class BusLoop {
+ public:
+  struct Handlers {
+    std::function<void(sd_bus*)> connected;  // matches are added here
+    std::function<void()> disconnected;
+  };
+
+  explicit BusLoop(Handlers handlers);
+  ~BusLoop();
+
+  /// `work` gets the connection, or nullptr while there is none.
+  void post(std::move_only_function<void(sd_bus*)> work);
+
+ private:
+  void run();
+  void connect();
+  void disconnect();
+  void runPosted();
+  bool process();
+  void waitForInput();
+
+  const Handlers handlers_;
+  Descriptor wakeUp_;  // an eventfd
+  BusPointer bus_;     // the loop's thread
+  std::chrono::steady_clock::time_point nextAttempt_;
+
+  std::mutex mutex_;  // guards all below
+  std::deque<std::move_only_function<void(sd_bus*)>> posted_;
+  bool stopping_ = false;
+
+  std::thread thread_;
+};
+
+}  // namespace quorl

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <vector>
+
+#include <QuorlHostCore/Ports/Workspace.h>
+
+namespace quorl {
+
+/// Applications are desktop files; an executable file is one too.
+///
+/// *Queue*: the main thread.
+class DesktopWorkspace final : public Workspace {
+ public:
+  /// Folders that hold `applications` folders, the most important first (XDG Base Directory Specification).
+  explicit DesktopWorkspace(std::vector<std::string> dataFolders) : dataFolders_(std::move(dataFolders)) {}
+
+  std::optional<std::string> applicationPath(const std::string& bundleIdentifier) override;
+  void openApplication(const std::string& path) override;
+
+ private:
+  std::vector<std::string> dataFolders_;
+};
+
+/// The user's data folder and the system's, by XDG_DATA_HOME and XDG_DATA_DIRS.
+std::vector<std::string> currentDataFolders();
+
+}  // namespace quorl

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include <QuorlHostPosix/Descriptor.h>
+
+namespace quorl::test {
+
+/// A program that a test runs and that never outlives it: killed by destruction, and by the kernel when the
+/// test dies. Its standard output and error are collected.
+class ChildProgram {
+ public:
+  /// `environment` is put over the test's own; a name without "=" is removed. Programs are looked up in PATH.
+  explicit ChildProgram(const std::vector<std::string>& arguments,
+                        const std::vector<std::string>& environment = {});
+  ChildProgram(const ChildProgram&) = delete;
+  ChildProgram& operator=(const ChildProgram&) = delete;
+  ~ChildProgram();
+
+  pid_t pid() const { return pid_; }
+  void signal(int number);
+  /// The exit status, 128 and the signal's number for a violent end, absent when it still runs at the
+  /// deadline.
+  std::optional<int> waitForExit(std::chrono::milliseconds limit = std::chrono::seconds(20));
+  bool isRunning() { return !waitForExit(std::chrono::milliseconds(0)); }
+
+  /// Everything printed so far.
+  const std::string& output();
+  bool waitForOutput(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+ private:
+  void readOutput();
+
+  pid_t pid_ = -1;
+  Descriptor pipe_;
+  std::string output_;
+  std::optional<int> status_;
+};
+
+/// Runs a program to its end and gives what it printed.
+std::string outputOf(const std::vector<std::string>& arguments,
+                     const std::vector<std::string>& environment = {});
+
+/// Whether PATH has the program.
+bool hasProgram(const std::string& name);
+
+}  // namespace quorl::test

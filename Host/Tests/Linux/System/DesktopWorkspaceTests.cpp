@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QuorlHostLinux/System/DesktopWorkspace.h>
+#include <QuorlHostLinux/System/ProgramLauncher.h>
+#include <Support/Eventually.h>
+
+namespace quorl::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class DesktopWorkspaceTest : public ::testing::Test {
+ protected:
+  DesktopWorkspaceTest() {
+    std::string pattern = (fs::temp_directory_path() / "quorl-desktop-XXXXXX").string();
+    folder = ::mkdtemp(pattern.data());
+    report = (folder / "report").string();
+    script = (folder / "program").string();
+    std::ofstream(script)
+        << "#!/bin/sh\n"
+           "{ echo args \"$@\"; echo cwd \"$PWD\"; echo fds $(ls /proc/$$/fd); echo ppid $PPID; }"
+           " > '"
+        << report
+        << ".part'\n"
+           "mv '"
+        << report << ".part' '" << report << "'\n";
+    fs::permissions(script, fs::perms::owner_all);
+  }
+  ~DesktopWorkspaceTest() override { fs::remove_all(folder); }
+
+  void install(const std::string& data, const std::string& file, const std::string& text) {
+    const fs::path path = folder / data / "applications" / file;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+  }
+  std::string entryFor(const std::string& exec) const {
+    return "[Desktop Entry]\nType=Application\nPath=" + folder.string() + "\nExec=" + exec + "\n";
+  }
+  std::string reported() {
+    EXPECT_TRUE(eventually([&] { return fs::exists(report); }));
+    std::stringstream text;
+    text << std::ifstream(report).rdbuf();
+    return text.str();
+  }
+
+  fs::path folder;
+  std::string report;
+  std::string script;
+};
+
+TEST_F(DesktopWorkspaceTest, findsAnApplicationInTheMostImportantFolder) {
+  install("user", "org.x.App.desktop", entryFor("a"));
+  install("system", "org.x.App.desktop", entryFor("b"));
+  install("system", "kde/tool.desktop", entryFor("c"));
+  DesktopWorkspace workspace({(folder / "user").string(), (folder / "system").string()});
+  EXPECT_EQ(workspace.applicationPath("org.x.App"),
+            (folder / "user/applications/org.x.App.desktop").string());
+  EXPECT_EQ(workspace.applicationPath("kde-tool"),
+            (folder / "system/applications/kde/tool.desktop").string());
+  EXPECT_EQ(workspace.applicationPath("org.x.None"), std::nullopt);
+}
+
+TEST_F(DesktopWorkspaceTest, launchesADesktopFileWithoutAShellAndWithoutOurDescriptors) {
+  const int ours = ::open("/dev/null", O_RDONLY);  // deliberately inheritable
+  ASSERT_GE(ours, 0);
+  install("user", "app.desktop", entryFor("\"" + script + "\" one \"two words\" %U \\$HOME"));
+  DesktopWorkspace workspace({(folder / "user").string()});
+  workspace.openApplication(*workspace.applicationPath("app"));
+  const std::string text = reported();
+  ::close(ours);
+  EXPECT_NE(text.find("args one two words \\$HOME\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("cwd " + folder.string() + "\n"), std::string::npos) << text;
+  // 10 is the shell's own, for its script; 1 is the redirection.
+  std::istringstream descriptors(
+      text.substr(text.find("fds ") + 4, text.find("ppid") - text.find("fds ") - 4));
+  for (int descriptor = 0; descriptors >> descriptor;)
+    EXPECT_TRUE(descriptor <= 3 || descriptor >= 10) << text;
+  EXPECT_EQ(text.find("ppid " + std::to_string(::getpid()) + "\n"), std::string::npos)
+      << "it is not our child";
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "and nothing is left to reap";
+}
+
+TEST_F(DesktopWorkspaceTest, opensAnExecutableByItsPath) {
+  DesktopWorkspace({}).openApplication(script);
+  EXPECT_NE(reported().find("args"), std::string::npos);
+}
+
+TEST_F(DesktopWorkspaceTest, doesNothingForUnknownAndBrokenPaths) {
+  DesktopWorkspace workspace({});
+  std::ofstream(folder / "broken.desktop") << "[Desktop Entry]\nType=Application\nExec=\"open\n";
+  std::ofstream(folder / "plain.txt") << "no program";
+  for (const std::string& path :
+       {folder.string(), (folder / "broken.desktop").string(), (folder / "plain.txt").string(),
+        std::string("relative"), std::string("/nonexistent/x")})
+    workspace.openApplication(path);
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_FALSE(fs::exists(report));
+}
+
+TEST(ProgramLauncher, tellsAProgramThatCannotBeExecuted) {
+  EXPECT_EQ(launchProgram({"/nonexistent/program"}, ""), LaunchResult::failed);
+  EXPECT_EQ(launchProgram({}, ""), LaunchResult::failed);
+  EXPECT_EQ(launchProgram({"true"}, "/nonexistent"), LaunchResult::started);
+}
+
+}  // namespace
+}  // namespace quorl::test
