@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlKit/Foundation/SecureRandom.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <limits>
@@ -13,14 +14,15 @@ namespace quorl {
 
 std::uint32_t SecureRandom::uniform(std::uint32_t upperBoundExclusive) {
   QUORL_CHECK(upperBoundExclusive > 0, "a range of numbers is not empty");
-  // Draws below 2^32 modulo the bound are refused: what is left is a whole multiple of the bound.
-  const std::uint32_t refused = (0U - upperBoundExclusive) % upperBoundExclusive;
+  // Only draws below the largest whole multiple of the bound count; a draw above it would favour low values.
+  const std::uint64_t range = std::uint64_t{1} << 32;
+  const std::uint64_t limit = range - range % upperBoundExclusive;
   for (;;) {
     std::array<std::uint8_t, 4> drawn{};
     fill(drawn);
     std::uint32_t value = 0;
     std::memcpy(&value, drawn.data(), drawn.size());
-    if (value >= refused) return value % upperBoundExclusive;
+    if (value < limit) return value % upperBoundExclusive;
   }
 }
 

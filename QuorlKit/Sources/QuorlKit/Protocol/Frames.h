@@ -75,6 +75,8 @@ class Deframer {
 
   // Received bytes that are not yet a whole frame.
   std::size_t bufferedByteCount() const { return headerFill_ + payload_.size(); }
+  // What is allocated for them.
+  std::size_t bufferCapacity() const { return payload_.capacity(); }
 
  private:
   std::size_t takeHeader(ByteView bytes);
