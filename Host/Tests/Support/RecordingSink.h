@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <variant>
+#include <vector>
+
+#include <QuorlHostCore/Session/StreamOutputSink.h>
+
+namespace quorl::test {
+
+/// A client that keeps everything it is sent.
+///
+/// *Queue*: the simulation's one thread.
+class RecordingSink : public StreamOutputSink {
+ public:
+  struct Video {
+    std::uint32_t streamID = 0;
+    VideoPacketFlags flags;
+    std::uint64_t ptsMicros = 0;
+    SharedBytes data;
+    Droppable droppable = Droppable::no;
+  };
+
+  void sendControl(ControlMessage message) override {
+    order.push_back('c');
+    controls.push_back(std::move(message));
+  }
+  void sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros, SharedBytes data,
+                 Droppable droppable) override {
+    order.push_back('v');
+    videos.push_back({streamID, flags, ptsMicros, std::move(data), droppable});
+  }
+  void sendFrame(OutgoingFrame frame, Droppable) override {
+    order.push_back('f');
+    frames.push_back(std::move(frame));
+  }
+  bool isBackpressured() const override { return backpressured; }
+
+  /// All messages of one case, in order.
+  template <class Case>
+  std::vector<Case> messages() const {
+    std::vector<Case> found;
+    for (const ControlMessage& message : controls)
+      if (const auto* held = std::get_if<Case>(&message)) found.push_back(*held);
+    return found;
+  }
+
+  std::vector<ControlMessage> controls;
+  std::vector<Video> videos;
+  std::vector<OutgoingFrame> frames;
+  std::vector<char> order;  // 'c', 'v' or 'f' for each send
+  bool backpressured = false;
+};
+
+}  // namespace quorl::test
