@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <fmt/format.h>
+
 namespace quorl::test {
 
 FakePicture::FakePicture(PixelSize pictureSize, int tagged, std::uint8_t level)
@@ -139,7 +141,7 @@ void FakeScreenCapture::endCapture(const PortError& error) {
 ShareableContent oneDisplay(PixelSize pixels, std::uint32_t displayID) {
   ShareableDisplay display;
   display.displayID = displayID;
-  display.name = "FAKE-" + std::to_string(displayID);
+  display.name = fmt::format("FAKE-{}", displayID);
   display.bounds = {{0, 0}, {static_cast<double>(pixels.width), static_cast<double>(pixels.height)}};
   display.isMain = true;
   ShareableContent content;

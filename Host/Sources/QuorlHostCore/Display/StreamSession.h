@@ -1,16 +1,27 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
+#include <expected>
+#include <functional>
 #include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Concurrency/Timer.h>
+#include <QuorlHostCore/Display/FitState.h>
+#include <QuorlHostCore/Display/TargetResolution.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Session/StreamOutputSink.h>
 #include <QuorlKit/Foundation/Geometry.h>
 #include <QuorlKit/Models/Models.h>
 
 namespace quorl {
 
-class StreamOutputSink;
+class PictureFeed;
+class VideoEncoder;
 
 /// One picture stream to one client: resolves what the client asked to see, runs capture and encoder, keeps
 /// the reported content rectangle current and hands the pictures to the client's sink.
@@ -19,8 +30,8 @@ class StreamOutputSink;
 /// at once and does its work on the queue; `currentContentRect` alone answers in place, without waiting.
 /// *Ownership*: made with std::make_shared and held by the connection; holds its sink weakly, and a sink that
 /// has gone counts as unsubscribed.
-/// *Lifetime*: `stop` before release, so that a fitted window goes back; a release alone ends the capture and
-/// the encoder as well.
+/// *Lifetime*: work that is under way holds it weakly, except `stop`, which always runs. A release without
+/// `stop` ends the capture and the encoder as well.
 class StreamSession : public std::enable_shared_from_this<StreamSession> {
  public:
   StreamSession(StartStream request, std::weak_ptr<StreamOutputSink> sink, const Platform& platform);
@@ -28,7 +39,7 @@ class StreamSession : public std::enable_shared_from_this<StreamSession> {
   StreamSession& operator=(const StreamSession&) = delete;
   ~StreamSession();
 
-  const SerialQueue& queue() const;
+  const SerialQueue& queue() const { return queue_; }
 
   void start();
   void stop();
@@ -39,12 +50,65 @@ class StreamSession : public std::enable_shared_from_this<StreamSession> {
   void setWindowScale(double scale);
   void raiseForInput();
 
-  /// The part of the desktop that the picture shows, in global points; empty before the first capture.
+  /// The part of the desktop that the picture shows, in global points; empty before the first capture. Input
+  /// is mapped with it, so it never waits for a picture that is being encoded on the queue.
   PointRect currentContentRect() const;
 
+  /// A copy of the client's wishes about the window, read on the queue.
+  FitState fitState() const;
+
  private:
-  class State;
-  std::shared_ptr<State> state_;
+  enum class Notify : std::uint8_t { no, yes };
+  using Content = std::expected<ShareableContent, PortError>;
+
+  // Runs a step on the queue unless the session has gone by then.
+  template <class Step>
+  void onQueue(Step step);
+
+  void beginStart();
+  void handleContent(std::uint64_t epoch, const Content& content);
+  void setUpCapture(const ShareableContent& content);
+  void clearPreviousRun();
+  void applyFit(const ResolvedTarget& target);
+  bool makeEncoder();
+  void makeCapture(const CaptureFilter& filter);
+  void startCapture();
+  void handleStarted(std::uint64_t epoch, const std::expected<void, PortError>& result);
+  void announceStarted();
+  void handlePicture(CapturedPicture picture);
+  void handleCaptureStopped(const PortError& error);
+  void applyUpdate(const StreamConfig& config);
+  void scheduleRefit();
+  void restart();
+  void restartForFit();
+  void stopLocked(Notify notify);
+  void fail(const std::string& code, const std::string& text);
+  void pushFitState(bool fitted);
+  void send(ControlMessage message) const;
+  void setContentRect(const PointRect& rect);
+  bool showsWindow() const;
+  CaptureSettings captureSettings() const;
+  Duration frameInterval() const;
+
+  const SerialQueue queue_;
+  const StartStream request_;
+  const std::weak_ptr<StreamOutputSink> sink_;
+  const std::shared_ptr<ScreenCapture> screen_;
+  const std::shared_ptr<VideoCompressorFactory> compressors_;
+
+  std::unique_ptr<CaptureStream> scStream_ QUORL_GUARDED_BY(queue_);
+  std::shared_ptr<VideoEncoder> encoder_ QUORL_GUARDED_BY(queue_);
+  std::shared_ptr<PictureFeed> feed_ QUORL_GUARDED_BY(queue_);
+  StreamConfig config_ QUORL_GUARDED_BY(queue_);
+  PixelSize encodedSize_ QUORL_GUARDED_BY(queue_);
+  bool stopped_ QUORL_GUARDED_BY(queue_) = false;
+  bool announced_ QUORL_GUARDED_BY(queue_) = false;
+  std::uint64_t epoch_ QUORL_GUARDED_BY(queue_) = 0;  // of the run: answers to an older one are ignored
+  FitState fit_ QUORL_GUARDED_BY(queue_);
+  Timer refitWork_ QUORL_GUARDED_BY(queue_);
+
+  mutable std::mutex contentRectLock_;
+  PointRect contentRect_;  // written on the queue, under contentRectLock_
 };
 
 }  // namespace quorl

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Display/PictureFeed.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace quorl {
+
+namespace {
+
+// Beyond this a list of rectangles costs more than it saves.
+constexpr std::size_t maximumChangedRects = 64;
+
+// At very low frame rates a key frame is not worth waiting a whole interval for.
+constexpr Duration longestKeyframeWait = std::chrono::milliseconds(50);
+
+}  // namespace
+
+std::vector<PixelRect> mergedChange(std::vector<PixelRect> earlier, const std::vector<PixelRect>& later) {
+  if (earlier.empty() || later.empty() || earlier.size() + later.size() > maximumChangedRects) return {};
+  earlier.insert(earlier.end(), later.begin(), later.end());
+  return earlier;
+}
+
+PictureFeed::PictureFeed(SerialQueue queue, std::shared_ptr<VideoEncoder> encoder, Duration frameInterval)
+    : queue_(std::move(queue)), encoder_(std::move(encoder)), frameInterval_(frameInterval) {}
+
+void PictureFeed::pictureArrived(CapturedPicture picture) {
+  queue_.assertCurrent();
+  if (pending_) {
+    picture.changed = mergedChange(std::move(pending_->changed), picture.changed);
+    pending_ = std::move(picture);
+    return;
+  }
+  pending_ = std::move(picture);
+  // Behind the pictures that are already waiting on the queue, so that the newest of them is the one encoded.
+  queue_.async([weak = weak_from_this()] {
+    if (auto self = weak.lock()) self->encodePending();
+  });
+}
+
+void PictureFeed::encodePending() {
+  queue_.assertCurrent();
+  if (!pending_) return;
+  CapturedPicture picture = *std::exchange(pending_, std::nullopt);
+  keyframeTimer_.cancel();
+  const auto presentationTime = later(picture.presentationTime);
+  const MonotonicTime now = queue_.now();
+  last_ = LastPicture{picture.image, presentationTime, now};
+  refinement_.changed(now);
+  encoder_->encode(std::move(picture.image), presentationTime, std::move(picture.changed));
+}
+
+void PictureFeed::requestKeyframe() {
+  queue_.assertCurrent();
+  encoder_->forceNextKeyframe = true;
+  if (!last_ || pending_ || keyframeTimer_.isPending()) return;
+  keyframeTimer_ = queue_.after(std::min(frameInterval_, longestKeyframeWait), [weak = weak_from_this()] {
+    if (auto self = weak.lock()) self->repeatForKeyframe();
+  });
+}
+
+void PictureFeed::repeatForKeyframe() {
+  queue_.assertCurrent();
+  if (encoder_->forceNextKeyframe && !pending_) repeatLast();
+}
+
+void PictureFeed::setFrameInterval(Duration frameInterval) {
+  queue_.assertCurrent();
+  frameInterval_ = frameInterval;
+}
+
+void PictureFeed::repeatLast() {
+  queue_.assertCurrent();
+  if (!last_) return;
+  const MonotonicTime now = queue_.now();
+  const auto shownFor = std::chrono::duration_cast<std::chrono::microseconds>(now - last_->encodedAt);
+  refinement_.repeated(now);
+  encoder_->encode(last_->image, later(last_->presentationTime + shownFor), {});
+}
+
+// Times rise strictly, also where a repeated picture has gone out between two captured ones.
+std::chrono::microseconds PictureFeed::later(std::chrono::microseconds presentationTime) {
+  queue_.assertCurrent();
+  if (lastPresentationTime_)
+    presentationTime = std::max(presentationTime, *lastPresentationTime_ + std::chrono::microseconds(1));
+  lastPresentationTime_ = presentationTime;
+  return presentationTime;
+}
+
+void PictureFeed::pictureEncoded(float meanQuantizer) {
+  queue_.assertCurrent();
+  refinement_.encoded(meanQuantizer);
+  armRefinement();
+}
+
+// One timer serves a whole run of pictures: it looks again when it fires, instead of being moved by each.
+void PictureFeed::armRefinement() {
+  queue_.assertCurrent();
+  const auto due = refinement_.due();
+  if (!due || refinementTimer_.isPending()) return;
+  const Duration wait = std::max(*due - queue_.now(), Duration::zero());
+  refinementTimer_ = queue_.after(wait, [weak = weak_from_this()] {
+    if (auto self = weak.lock()) self->refinementTimerFired();
+  });
+}
+
+void PictureFeed::refinementTimerFired() {
+  queue_.assertCurrent();
+  const auto due = refinement_.due();
+  if (!due || pending_) return;
+  if (*due <= queue_.now())
+    repeatLast();
+  else
+    armRefinement();
+}
+
+}  // namespace quorl

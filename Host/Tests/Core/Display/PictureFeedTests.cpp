@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Display/PictureFeed.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
+#include <Support/FakeScreenCapture.h>
+#include <Support/FakeVideoCompressor.h>
+
+namespace quorl {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using test::FakePicture;
+using test::FakeVideoCompressorFactory;
+
+class PictureFeedTest : public testing::Test {
+ protected:
+  PictureFeedTest() : queue_(scheduler_, "feed", QueueRank::stream) {
+    factory_.quantizer = [this](const CompressionRequest& request, std::size_t) {
+      const int tag = static_cast<const FakePicture&>(*request.image).tag;
+      float& quantizer = quantizerOf_[tag];
+      return quantizer -= gainPerPass_;
+    };
+    factory_.whileEncoding = [this](const CompressionRequest& request) {
+      if (whileEncoding_) whileEncoding_(request);
+    };
+    encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
+    feed_ = std::make_shared<PictureFeed>(queue_, encoder_, milliseconds(16));
+    encoder_->onEncodedChunk = [this](const VideoEncoder::EncodedChunk& chunk) {
+      queue_.async([weak = std::weak_ptr(feed_), quantizer = chunk.meanQuantizer] {
+        if (auto feed = weak.lock()) feed->pictureEncoded(quantizer);
+      });
+    };
+  }
+
+  void post(int tag, microseconds time, std::vector<PixelRect> changed = {}) {
+    CapturedPicture picture;
+    picture.image = std::make_shared<FakePicture>(PixelSize{64, 64}, tag);
+    picture.presentationTime = time;
+    picture.changed = std::move(changed);
+    queue_.async(
+        [feed = feed_, picture = std::move(picture)]() mutable { feed->pictureArrived(std::move(picture)); });
+  }
+  void arrive(int tag, microseconds time) {
+    post(tag, time);
+    scheduler_.runReady();
+  }
+  void requestKeyframe() {
+    queue_.async([feed = feed_] { feed->requestKeyframe(); });
+    scheduler_.runReady();
+  }
+  const std::vector<CompressionRequest>& requests() const { return factory_.lastSession().requests; }
+  std::vector<int> tags() const {
+    std::vector<int> all;
+    for (const auto& request : requests()) all.push_back(static_cast<const FakePicture&>(*request.image).tag);
+    return all;
+  }
+
+  SimulatedScheduler scheduler_;
+  SerialQueue queue_;
+  FakeVideoCompressorFactory factory_;
+  std::map<int, float> quantizerOf_;
+  float gainPerPass_ = 0;
+  std::function<void(const CompressionRequest&)> whileEncoding_;
+  std::shared_ptr<VideoEncoder> encoder_;
+  std::shared_ptr<PictureFeed> feed_;
+};
+
+TEST_F(PictureFeedTest, encodesEachPictureWhenTheEncoderKeepsUp) {
+  for (int tag = 1; tag <= 3; ++tag) arrive(tag, milliseconds(16 * tag));
+  EXPECT_EQ(tags(), (std::vector{1, 2, 3}));
+  EXPECT_EQ(requests()[2].presentationTime, milliseconds(48));
+}
+
+TEST_F(PictureFeedTest, encodesTheNewestOfThePicturesThatCameMeanwhile) {
+  whileEncoding_ = [&](const CompressionRequest& request) {
+    if (static_cast<const FakePicture&>(*request.image).tag != 1) return;
+    post(2, milliseconds(20), {{0, 0, 8, 8}});
+    post(3, milliseconds(30), {{16, 16, 8, 8}});
+    post(4, milliseconds(40), {{32, 0, 4, 4}});
+  };
+  arrive(1, milliseconds(10));
+  EXPECT_EQ(tags(), (std::vector{1, 4}));
+  EXPECT_EQ(requests()[1].changed, (std::vector<PixelRect>{{0, 0, 8, 8}, {16, 16, 8, 8}, {32, 0, 4, 4}}));
+  EXPECT_EQ(requests()[1].presentationTime, milliseconds(40));
+}
+
+TEST_F(PictureFeedTest, releasesThePicturesItPassesOver) {
+  std::weak_ptr<const PictureBuffer> passedOver;
+  whileEncoding_ = [&](const CompressionRequest& request) {
+    if (static_cast<const FakePicture&>(*request.image).tag != 1) return;
+    CapturedPicture picture;
+    picture.image = std::make_shared<FakePicture>(PixelSize{64, 64}, 2);
+    passedOver = picture.image;
+    queue_.async(
+        [feed = feed_, picture = std::move(picture)]() mutable { feed->pictureArrived(std::move(picture)); });
+    post(3, milliseconds(30));
+  };
+  arrive(1, milliseconds(10));
+  EXPECT_EQ(tags(), (std::vector{1, 3}));
+  EXPECT_TRUE(passedOver.expired());
+}
+
+TEST_F(PictureFeedTest, takesAMergedChangeAsEverythingWhenOneOfThemIs) {
+  EXPECT_TRUE(mergedChange({}, {{0, 0, 1, 1}}).empty());
+  EXPECT_TRUE(mergedChange({{0, 0, 1, 1}}, {}).empty());
+  EXPECT_EQ(mergedChange({{0, 0, 1, 1}}, {{2, 2, 1, 1}}).size(), 2U);
+  EXPECT_TRUE(mergedChange(std::vector<PixelRect>(60), std::vector<PixelRect>(5)).empty());
+}
+
+TEST_F(PictureFeedTest, answersAKeyFrameRequestOnAStillScreenWithinAFrameInterval) {
+  arrive(1, milliseconds(10));
+  scheduler_.advance(seconds(30));
+  requestKeyframe();
+  EXPECT_EQ(requests().size(), 1U);
+  scheduler_.advance(milliseconds(16));
+  ASSERT_EQ(requests().size(), 2U);
+  EXPECT_EQ(tags(), (std::vector{1, 1}));
+  EXPECT_TRUE(requests()[1].forceKeyFrame);
+  EXPECT_EQ(requests()[1].presentationTime, milliseconds(10 + 30'000 + 16));
+  scheduler_.advance(seconds(30));
+  EXPECT_EQ(requests().size(), 2U);
+}
+
+TEST_F(PictureFeedTest, answersAKeyFrameRequestWithTheNextPictureWhenOneComes) {
+  arrive(1, milliseconds(10));
+  requestKeyframe();
+  scheduler_.advance(milliseconds(5));
+  arrive(2, milliseconds(15));
+  scheduler_.advance(seconds(1));
+  EXPECT_EQ(tags(), (std::vector{1, 2}));
+  EXPECT_TRUE(requests()[1].forceKeyFrame);
+}
+
+TEST_F(PictureFeedTest, answersManyKeyFrameRequestsWithOneKeyFrame) {
+  arrive(1, milliseconds(10));
+  for (int count = 0; count < 20; ++count) requestKeyframe();
+  scheduler_.advance(seconds(1));
+  EXPECT_EQ(requests().size(), 2U);
+}
+
+TEST_F(PictureFeedTest, waitsForTheFirstPictureWithAKeyFrameRequest) {
+  requestKeyframe();
+  scheduler_.advance(seconds(1));
+  EXPECT_TRUE(requests().empty());
+  arrive(1, milliseconds(10));
+  EXPECT_TRUE(requests()[0].forceKeyFrame);
+}
+
+TEST_F(PictureFeedTest, doesNotWaitASecondForAKeyFrameAtOneFrameASecond) {
+  queue_.async([feed = feed_] { feed->setFrameInterval(seconds(1)); });
+  arrive(1, milliseconds(10));
+  requestKeyframe();
+  scheduler_.advance(milliseconds(50));
+  EXPECT_EQ(requests().size(), 2U);
+}
+
+TEST_F(PictureFeedTest, refinesACoarsePictureWithinAHundredMilliseconds) {
+  quantizerOf_[1] = 40;
+  gainPerPass_ = 8;
+  arrive(1, milliseconds(10));  // comes out at 32
+  scheduler_.advance(milliseconds(100));
+  EXPECT_EQ(tags(), (std::vector{1, 1}));
+  EXPECT_LE(quantizerOf_[1], 26);
+  EXPECT_FALSE(requests()[1].forceKeyFrame);
+  EXPECT_TRUE(requests()[1].changed.empty());
+  scheduler_.advance(seconds(60));
+  EXPECT_EQ(requests().size(), 2U);
+}
+
+TEST_F(PictureFeedTest, refinesOnlyTheLastPictureOfARun) {
+  for (int tag = 1; tag <= 10; ++tag) {
+    quantizerOf_[tag] = 40;
+    arrive(tag, milliseconds(16 * tag));
+    scheduler_.advance(milliseconds(16));
+  }
+  EXPECT_EQ(requests().size(), 10U);
+  gainPerPass_ = 20;
+  scheduler_.advance(seconds(5));
+  ASSERT_EQ(requests().size(), 11U);
+  EXPECT_EQ(tags().back(), 10);
+}
+
+TEST_F(PictureFeedTest, refinesAFewTimesAtMostWhatStaysCoarse) {
+  quantizerOf_[1] = 51;
+  gainPerPass_ = 2;
+  arrive(1, milliseconds(10));
+  scheduler_.advance(seconds(60));
+  EXPECT_EQ(requests().size(), 4U);
+}
+
+TEST_F(PictureFeedTest, costsNothingWhileNothingChanges) {
+  quantizerOf_[1] = 20;
+  arrive(1, milliseconds(10));
+  scheduler_.advance(seconds(1));
+  EXPECT_EQ(scheduler_.pendingTimers(), 0U);
+  scheduler_.advance(std::chrono::hours(1));
+  EXPECT_EQ(requests().size(), 1U);
+}
+
+TEST_F(PictureFeedTest, keepsTimesRisingBetweenRepeatedAndCapturedPictures) {
+  quantizerOf_[1] = 60;
+  gainPerPass_ = 20;
+  arrive(1, milliseconds(10));
+  scheduler_.advance(milliseconds(70));  // repeated at 10 + 60
+  arrive(2, milliseconds(65));           // captured before the repetition, delivered after it
+  ASSERT_EQ(requests().size(), 3U);
+  EXPECT_EQ(requests()[1].presentationTime, milliseconds(70));
+  EXPECT_EQ(requests()[2].presentationTime, milliseconds(70) + microseconds(1));
+}
+
+TEST_F(PictureFeedTest, encodesNothingAfterItsRelease) {
+  quantizerOf_[1] = 40;
+  arrive(1, milliseconds(10));
+  requestKeyframe();
+  feed_.reset();
+  scheduler_.advance(seconds(1));
+  EXPECT_EQ(requests().size(), 1U);
+}
+
+}  // namespace
+}  // namespace quorl
