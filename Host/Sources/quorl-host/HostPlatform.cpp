@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "HostPlatform.h"
+
+#include <QuorlHostLinux/System/AvahiAdvertiser.h>
+#include <QuorlHostLinux/System/DesktopWorkspace.h>
+#include <QuorlHostLinux/System/LinuxMachineFacts.h>
+#include <QuorlHostLinux/System/LogindSessions.h>
+#include <QuorlHostPosix/PosixFileStore.h>
+#include <QuorlHostPosix/UserFolders.h>
+
+#include "DesktopAdapters.h"
+
+namespace quorl {
+
+HostPlatform::HostPlatform()
+    : loop_(std::make_shared<MainLoop>()), network_(std::make_shared<SocketNetwork>()) {
+  platform_.scheduler = &scheduler_;
+  // The generator has no state and no owner.
+  platform_.random = std::shared_ptr<SecureRandom>(&SystemSecureRandom::shared(), [](SecureRandom*) {});
+  platform_.mainThread = loop_;
+  platform_.network = network_;
+  platform_.advertiser = std::make_shared<AvahiAdvertiser>();
+  platform_.files = std::make_shared<PosixFileStore>();
+  platform_.loginSessions = std::make_shared<LogindSessions>();
+  platform_.machine = std::make_shared<LinuxMachineFacts>();
+  platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders());
+  platform_.applicationSupportDirectory = currentUserFolders().data;
+  addDesktopAdapters(platform_);
+}
+
+}  // namespace quorl

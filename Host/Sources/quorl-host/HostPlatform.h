@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+
+#include <QuorlHostCore/Concurrency/PoolScheduler.h>
+#include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostPosix/MainLoop.h>
+#include <QuorlHostPosix/SocketNetwork.h>
+
+namespace quorl {
+
+/// The adapters of this system and what they run on.
+///
+/// *Queue*: made and destroyed on the main thread.
+/// *Lifetime*: destroyed after the runtime; the adapters go first, then the threads that carry their
+/// callbacks.
+class HostPlatform {
+ public:
+  HostPlatform();
+
+  const Platform& platform() const { return platform_; }
+  MainLoop& loop() { return *loop_; }
+  /// Lets the last frames leave, for `limit` at most.
+  void waitForConnections(std::chrono::milliseconds limit) { network_->waitUntilConnectionsEnd(limit); }
+
+ private:
+  PoolScheduler scheduler_;
+  std::shared_ptr<MainLoop> loop_;
+  std::shared_ptr<SocketNetwork> network_;
+  Platform platform_;
+};
+
+}  // namespace quorl

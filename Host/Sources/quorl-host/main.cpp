@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <cstdio>
+#include <memory>
+
+#include <sys/resource.h>
+
+#include <fmt/format.h>
+
+#include <QuorlHostCore/Runtime/HostRuntime.h>
+#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostLinux/System/SystemLogSink.h>
+#include <QuorlHostPosix/MainLoop.h>
+#include <QuorlHostPosix/UserFolders.h>
+
+#include "HostOptions.h"
+#include "HostPlatform.h"
+
+namespace {
+
+using namespace quorl;
+
+// How long the last frames may take to leave at the end of the process.
+constexpr std::chrono::seconds farewell{1};
+
+// Each client is a descriptor, and a shell's limit is made for less.
+constexpr rlim_t wantedDescriptors = 65'536;
+
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  const rlim_t wanted = std::min(limit.rlim_max, wantedDescriptors);
+  if (limit.rlim_cur >= wanted) return;
+  limit.rlim_cur = wanted;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+HostCoreConfig configurationFor(const HostOptions& options) {
+  HostCoreConfig config = HostCoreConfig::menuBar;
+  config.fixedPIN = options.pin;
+  if (const auto port = parseTestPort(processEnvironment()("QUORL_HOST_PORT"))) config.port = *port;
+  return config;
+}
+
+int runHost(const HostOptions& options) {
+  auto signals = std::make_unique<TerminationSignals>();
+  HostPlatform host;
+  const auto runtime = HostRuntime::make(configurationFor(options), host.platform());
+  if (const auto started = runtime->start(); !started) {
+    fmt::print(stderr, "quorl-host: failed to start server: {}\n", started.error().description);
+    return 1;
+  }
+  if (!host.platform().permissions->mayCaptureScreen())
+    Log::app.info("Screen Recording not yet granted — use the menu to request it");
+  host.loop().run(*signals);
+  signals.reset();  // a second signal ends a shutdown that hangs
+  runtime->stop();
+  host.waitForConnections(farewell);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const HostOptions options = parseHostOptions({argv + std::min(argc, 1), argv + argc});
+  Log::verbose = options.verbose;
+  turnBrokenPipesIntoErrors();
+  raiseDescriptorLimit();
+  Log::setSink(std::make_shared<SystemLogSink>());
+  Log::auth.event(pinAnnouncement(options));
+  return runHost(options);
+}

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include <HostOptions.h>
+
+namespace quorl::test {
+namespace {
+
+HostOptions parsed(std::vector<std::string> arguments) {
+  return parseHostOptions(arguments);
+}
+
+TEST(HostOptions, areReadInEitherOrder) {
+  const HostOptions both{true, "123456"};
+  EXPECT_EQ(parsed({"--verbose", "--pin", "123456"}), both);
+  EXPECT_EQ(parsed({"--pin", "123456", "--verbose"}), both);
+  EXPECT_EQ(parsed({}), HostOptions());
+}
+
+TEST(HostOptions, leaveThePINRandomWhenItsOptionIsTheLastArgument) {
+  EXPECT_EQ(parsed({"--verbose", "--pin"}).pin, std::nullopt);
+}
+
+TEST(HostOptions, takeTheFirstOfTwoPINs) {
+  EXPECT_EQ(parsed({"--pin", "111111", "--pin", "222222"}).pin, "111111");
+}
+
+TEST(HostOptions, takeAPINAsItStands) {
+  EXPECT_EQ(parsed({"--pin", ""}).pin, "");
+  EXPECT_EQ(parsed({"--pin", "geheim ü"}).pin, "geheim ü");
+  EXPECT_EQ(parsed({"--pin", "--verbose"}), (HostOptions{true, "--verbose"}));
+  EXPECT_EQ(parsed({"--pin", "--pin"}).pin, "--pin");
+}
+
+TEST(HostOptions, ignoreWhatTheyDoNotKnow) {
+  EXPECT_EQ(parsed({"-v", "--pin=1", "--help", "verbose"}), HostOptions());
+}
+
+TEST(PINAnnouncement, showsAFixedPINAndNeverARandomOne) {
+  EXPECT_EQ(pinAnnouncement({false, "424242"}), "pairing PIN: 424242");
+  EXPECT_EQ(pinAnnouncement({}), "pairing PIN: random — see the menu bar");
+}
+
+TEST(TestPort, isTakenOnlyWhenItIsAPortNumber) {
+  EXPECT_EQ(parseTestPort("47999"), 47999);
+  EXPECT_EQ(parseTestPort(std::nullopt), std::nullopt);
+  for (const char* wrong : {"", "0", "65536", "-1", "80x", " 80", "port"})
+    EXPECT_EQ(parseTestPort(wrong), std::nullopt);
+}
+
+}  // namespace
+}  // namespace quorl::test
