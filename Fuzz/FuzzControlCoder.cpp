@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What decodes can be written, and reads back as the same message, in either style.
+#include <QuorlKit/Foundation/Check.h>
+#include <QuorlKit/Foundation/RecordHash.h>
+#include <QuorlKit/Foundation/UTF8.h>
+#include <QuorlKit/Protocol/ControlMessage.h>
+#include <QuorlKit/Protocol/RecordCoding.h>
+
+using namespace quorl;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const auto message = ControlCoder::decode(ByteView(data, size));
+  if (!message) {
+    QUORL_CHECK(!message.error().text.empty(), "a failure says why");
+    return 0;
+  }
+  const auto json = ControlCoder::encode(*message);
+  QUORL_CHECK(json.has_value(), "a decoded message can be written");
+  QUORL_CHECK(isValidUTF8(textViewOf(*json)), "JSON is UTF-8");
+  const auto again = ControlCoder::decode(*json);
+  QUORL_CHECK(again == message, "a message reads back as itself");
+  QUORL_CHECK(RecordHash{}(*again) == RecordHash{}(*message), "equal messages have equal hashes");
+  const auto pretty = encodeRecord(*message, JsonStyle::prettySorted);
+  QUORL_CHECK(pretty && decodeRecord<ControlMessage>(*pretty) == *message,
+              "space and order carry no meaning");
+  return 0;
+}
