@@ -2,12 +2,12 @@
 #include <QuorlKit/Foundation/JsonReader.h>
 
 #include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <limits>
+#include <optional>
 
+#include <QuorlKit/Foundation/JsonText.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
 namespace quorl {
@@ -18,24 +18,30 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// The bytes of a string that need no look of their own: neither a quote, a backslash, a control character nor
-// the start of a sequence of several bytes.
-bool isPlain(char c) {
-  const auto byte = static_cast<std::uint8_t>(c);
-  return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
-}
-
-// Eight bytes at once; may be wrong only in the safe direction (false for a plain word). The tests for a byte
-// below n and equal to n are the usual carries into the top bit of each byte.
-bool areEightPlain(const char* text) {
-  constexpr std::uint64_t ones = 0x0101010101010101ULL;
-  constexpr std::uint64_t tops = 0x8080808080808080ULL;
-  std::uint64_t word = 0;
-  std::memcpy(&word, text, 8);
-  const std::uint64_t control = word - ones * 0x20;
-  const std::uint64_t quote = (word ^ (ones * '"')) - ones;
-  const std::uint64_t backslash = (word ^ (ones * '\\')) - ones;
-  return ((word | control | quote | backslash) & tops) == 0;
+// The decimals that most numbers are: few digits, no exponent. Whole part and fraction make an integer that a
+// double holds exactly, and so is the power of ten; one division of exact values rounds once, that is right.
+std::optional<double> simpleDecimal(std::string_view text) {
+  constexpr std::size_t longest = 16;
+  constexpr std::array<double, longest> powersOfTen{1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                    1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  const bool isNegative = text.front() == '-';
+  if (isNegative) text.remove_prefix(1);
+  if (text.size() > longest) return std::nullopt;
+  std::int64_t digits = 0;
+  std::size_t decimals = 0;
+  bool isFraction = false;
+  for (const char c : text) {
+    if (c == '.') {
+      isFraction = true;
+      continue;
+    }
+    if (!isDigit(c)) return std::nullopt;
+    digits = digits * 10 + (c - '0');
+    decimals += isFraction ? 1 : 0;
+  }
+  if (digits >= std::int64_t{1} << 53) return std::nullopt;
+  const double value = static_cast<double>(digits) / powersOfTen[decimals];
+  return isNegative ? -value : value;
 }
 
 // Whether a number that a double cannot hold is too small rather than too large. `text` is a valid number
@@ -151,10 +157,24 @@ JsonReader::Step JsonReader::nextItem(Walk& walk, char closing) {
   return Step::item;
 }
 
-JsonReader::Step JsonReader::nextKey(Walk& walk, std::string_view& key) {
+bool JsonReader::consumeExpectedKey(std::string_view expected) {
+  skipSpace();
+  const std::size_t length = expected.size();
+  if (expected.empty() || static_cast<std::size_t>(end_ - position_) < length + 2) return false;
+  if (position_[0] != '"' || position_[length + 1] != '"') return false;
+  if (std::memcmp(position_ + 1, expected.data(), length) != 0) return false;
+  position_ += length + 2;
+  return true;
+}
+
+JsonReader::Step JsonReader::nextKey(Walk& walk, std::string_view& key, std::string_view expected) {
   const Step step = nextItem(walk, '}');
   if (step != Step::item) return step;
-  if (!readStringView(key)) return Step::failed;
+  if (consumeExpectedKey(expected)) {
+    key = expected;
+  } else if (!readStringView(key)) {
+    return Step::failed;
+  }
   if (consume(':')) return Step::item;
   failAtByte();
   return Step::failed;
@@ -206,6 +226,10 @@ bool JsonReader::scanNumber(Number& number) {
 }
 
 bool JsonReader::toDouble(const Number& number, double& value) {
+  if (const auto simple = simpleDecimal(number.text)) {
+    value = *simple;
+    return true;
+  }
   const char* const last = number.text.data() + number.text.size();
   const auto [end, code] = std::from_chars(number.text.data(), last, value);
   if (code == std::errc()) return std::isfinite(value) || fail("number out of range");
@@ -254,8 +278,7 @@ bool JsonReader::readUnsigned(std::uint64_t& value) {
 }
 
 void JsonReader::scanPlain() {
-  while (end_ - position_ >= 8 && areEightPlain(position_)) position_ += 8;
-  while (position_ != end_ && isPlain(*position_)) ++position_;
+  position_ = jsonText::plainEnd(position_, end_);
 }
 
 bool JsonReader::readString(std::string& value) {

@@ -37,8 +37,9 @@ class JsonReader {
   Kind peek();
 
   [[nodiscard]] bool beginObject();
-  // The next key, valid until the next read; its value must be read or skipped next.
-  [[nodiscard]] Step nextKey(Walk& walk, std::string_view& key);
+  // The next key, valid until the next read; its value must be read or skipped next. `expected`, a key
+  // without characters to escape, is only a guess that saves reading the key where it is right.
+  [[nodiscard]] Step nextKey(Walk& walk, std::string_view& key, std::string_view expected = {});
   [[nodiscard]] bool beginArray();
   [[nodiscard]] Step nextElement(Walk& walk);
 
@@ -73,6 +74,7 @@ class JsonReader {
   void skipSpace();
   bool consume(char expected);
   bool consumeWord(std::string_view word);
+  bool consumeExpectedKey(std::string_view expected);
   bool enter(char opening);
   Step nextItem(Walk& walk, char closing);
   bool scanNumber(Number& number);

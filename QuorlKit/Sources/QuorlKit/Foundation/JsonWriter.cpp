@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include <QuorlKit/Foundation/Base64.h>
+#include <QuorlKit/Foundation/JsonText.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
 namespace quorl {
@@ -15,18 +16,14 @@ namespace {
 
 constexpr std::size_t firstRoom = 512;
 constexpr std::size_t longestNumber = 32;
-
-bool isPlain(char c) {
-  const auto byte = static_cast<std::uint8_t>(c);
-  return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
-}
+// Whole numbers up to here are written as integers, which is several times faster than the search for the
+// shortest decimal; a double holds them all exactly.
+constexpr double largestPlainInteger = 1e15;
 
 }  // namespace
 
-char* JsonWriter::room(std::size_t count) {
-  if (buffer_.size() - used_ < count)
-    buffer_.resize(std::max({firstRoom, buffer_.size() * 2, used_ + count}));
-  return reinterpret_cast<char*>(buffer_.data()) + used_;
+void JsonWriter::grow(std::size_t count) {
+  buffer_.resize(std::max({firstRoom, buffer_.size() * 2, used_ + count}));
 }
 
 void JsonWriter::append(std::string_view text) {
@@ -74,6 +71,17 @@ void JsonWriter::key(std::string_view name) {
   append(style_ == JsonStyle::compact ? ":" : " : ");
 }
 
+void JsonWriter::plainKey(std::string_view name) {
+  element();
+  const std::string_view separator = style_ == JsonStyle::compact ? "\":" : "\" : ";
+  const std::size_t length = 1 + name.size() + separator.size();
+  char* const place = room(length);
+  place[0] = '"';
+  std::memcpy(place + 1, name.data(), name.size());
+  std::memcpy(place + 1 + name.size(), separator.data(), separator.size());
+  used_ += length;
+}
+
 void JsonWriter::writeNull() {
   append("null");
 }
@@ -94,21 +102,28 @@ void JsonWriter::writeUnsigned(std::uint64_t value) {
 
 bool JsonWriter::writeDouble(double value) {
   if (!std::isfinite(value)) return false;
+  if (std::abs(value) < largestPlainInteger && std::trunc(value) == value &&
+      !(value == 0 && std::signbit(value))) {
+    writeSigned(static_cast<std::int64_t>(value));
+    return true;
+  }
   char* const place = room(longestNumber);
   used_ += static_cast<std::size_t>(std::to_chars(place, place + longestNumber, value).ptr - place);
   return true;
 }
 
 void JsonWriter::writeString(std::string_view text) {
-  append('"');
+  char* const place = room(text.size() + 2);
+  *place = '"';
+  ++used_;
   appendEscaped(text);
   append('"');
 }
 
 void JsonWriter::appendEscaped(std::string_view text) {
   while (!text.empty()) {
-    const auto plainEnd = std::find_if_not(text.begin(), text.end(), isPlain);
-    const auto plain = static_cast<std::size_t>(plainEnd - text.begin());
+    const char* const end = jsonText::plainEnd(text.data(), text.data() + text.size());
+    const auto plain = static_cast<std::size_t>(end - text.data());
     append(text.substr(0, plain));
     text.remove_prefix(plain);
     if (text.empty()) return;

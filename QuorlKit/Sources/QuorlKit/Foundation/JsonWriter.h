@@ -25,6 +25,8 @@ class JsonWriter {
   void beginArray() { begin('['); }
   void endArray() { end(']'); }
   void key(std::string_view name);
+  // A key known to need no escapes.
+  void plainKey(std::string_view name);
   // Before each value of an array.
   void element();
 
@@ -46,7 +48,11 @@ class JsonWriter {
   void end(char closing);
   void newLine();
   // Room for `count` more bytes behind the returned place.
-  char* room(std::size_t count);
+  char* room(std::size_t count) {
+    if (buffer_.size() - used_ < count) grow(count);
+    return reinterpret_cast<char*>(buffer_.data()) + used_;
+  }
+  void grow(std::size_t count);
   void append(std::string_view text);
   void append(char character);
   void appendEscaped(std::string_view text);

@@ -23,7 +23,7 @@ std::size_t indexOf(std::span<const FieldCodec> fields, std::string_view name, s
 
 bool encodeField(JsonWriter& writer, const void* record, const FieldCodec& field) {
   if (field.isPresent != nullptr && !field.isPresent(record)) return true;
-  writer.key(field.name);
+  writer.plainKey(field.name);
   return field.encode(writer, record);
 }
 
@@ -58,8 +58,11 @@ bool decodeFields(JsonReader& reader, void* record, std::span<const FieldCodec> 
   std::size_t expected = 0;
   JsonReader::Walk walk;
   std::string_view key;
-  JsonReader::Step step = reader.nextKey(walk, key);
-  for (; step == JsonReader::Step::item; step = reader.nextKey(walk, key)) {
+  const auto next = [&] {
+    return reader.nextKey(walk, key, expected < fields.size() ? fields[expected].name : std::string_view{});
+  };
+  JsonReader::Step step = next();
+  for (; step == JsonReader::Step::item; step = next()) {
     const std::size_t index = indexOf(fields, key, expected);
     if (index == notFound) {
       if (!reader.skipValue()) return false;

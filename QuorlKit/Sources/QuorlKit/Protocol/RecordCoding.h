@@ -268,7 +268,7 @@ template <UnionCase... Case>
 bool encode(JsonWriter& writer, const std::variant<Case...>& value) {
   const CaseCodec& held = casesOf<Case...>[value.index()];
   writer.beginObject();
-  writer.key(held.key);
+  writer.plainKey(held.key);
   if (!held.encode(writer, &value)) return false;
   writer.endObject();
   return true;
