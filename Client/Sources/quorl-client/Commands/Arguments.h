@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "../ClientError.h"
+
+namespace quorl::client {
+
+struct CommandContext;
+class Arguments;
+
+// `valueName` empty: a switch.
+struct OptionSpec {
+  std::string_view name;
+  std::string_view valueName;
+  std::string_view help;
+};
+
+// One row of the command table.
+struct Command {
+  std::string_view name;
+  std::string_view arguments;  // as the usage line shows them
+  std::string_view summary;    // one line
+  std::string_view details;    // what help says beside the options; paragraphs end in a newline
+  std::vector<OptionSpec> options;
+  std::size_t minimumPositional = 0;
+  std::size_t maximumPositional = 0;
+  std::vector<std::string_view> examples;
+  Outcome<void> (*run)(const Arguments&, CommandContext&) = nullptr;
+};
+
+// Options that every command takes.
+std::span<const OptionSpec> commonOptions();
+
+// What a command line says, checked against its command's row. Pure values.
+class Arguments {
+ public:
+  // `words` are those behind the command's name. Options may stand anywhere, as "--name value" or
+  // "--name=value"; the last of several counts; "--" ends them. A word such as "-3" is a number.
+  static Outcome<Arguments> parse(const Command& command, std::span<const std::string_view> words);
+
+  bool has(std::string_view option) const { return values_.contains(option); }
+  std::optional<std::string> text(std::string_view option) const;
+  Outcome<std::int64_t> integer(std::string_view option, std::int64_t fallback, std::int64_t minimum,
+                                std::int64_t maximum) const;
+  Outcome<double> number(std::string_view option, double fallback, double minimum, double maximum) const;
+
+  const std::vector<std::string>& positional() const { return positional_; }
+  Outcome<double> positionalNumber(std::size_t index, std::string_view name) const;
+
+ private:
+  std::map<std::string, std::string, std::less<>> values_;
+  std::vector<std::string> positional_;
+};
+
+// The whole text as a number, or nothing; no infinity, no NaN.
+std::optional<double> parseNumber(std::string_view text);
+std::optional<std::int64_t> parseInteger(std::string_view text);
+
+}  // namespace quorl::client

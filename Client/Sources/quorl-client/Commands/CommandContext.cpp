@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CommandContext.h"
+
+#include <sys/utsname.h>
+
+#include <fmt/format.h>
+
+#include "../Handshake.h"
+#include "../Printable.h"
+
+namespace quorl::client {
+
+DeviceInfo clientDevice(const UUID& deviceID) {
+  utsname machine{};
+  ::uname(&machine);
+  const std::string name = machine.nodename[0] != '\0' ? machine.nodename : "quorl_client";
+  return {name, machine.machine, fmt::format("{} {}", machine.sysname, machine.release), deviceID};
+}
+
+Outcome<Deadline> answerDeadline(const Arguments& arguments) {
+  const auto seconds = arguments.number("--timeout", 10, 0.1, 3600);
+  if (!seconds) return std::unexpected(seconds.error());
+  return within(std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*seconds)));
+}
+
+Outcome<PairedHost> chosenHost(const Arguments& arguments, const HostBookContents& contents,
+                               const std::string& positionalHost) {
+  const auto wanted = positionalHost.empty() ? arguments.text("--host").value_or("") : positionalHost;
+  if (wanted.empty()) {
+    if (contents.hosts.size() == 1) return contents.hosts.front();
+    if (contents.hosts.empty())
+      return failed(ExitCode::refused, "no host is paired yet",
+                    "Pair with 'quorl_client pair HOST'; 'quorl_client discover' lists hosts.");
+    return failed(ExitCode::usage, "several hosts are paired, so one must be named with --host",
+                  "'quorl_client hosts' lists them.");
+  }
+  if (const auto* host = contents.find(wanted)) return *host;
+  if (!HostAddress::parse(wanted))
+    return failed(ExitCode::usage, fmt::format("'{}' is no host name or address", wanted),
+                  "Examples: desk.local, 10.0.0.2:47905, [fe80::1%eth0]:47905.");
+  return failed(ExitCode::refused, fmt::format("this client is not paired with {}", wanted),
+                fmt::format("Pair with 'quorl_client pair {}'.", wanted));
+}
+
+Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
+                                              const std::string& positionalHost) {
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  const auto contents = context.book.load();
+  if (!contents) return std::unexpected(contents.error());
+  const auto host = chosenHost(arguments, *contents, positionalHost);
+  if (!host) return std::unexpected(host.error());
+  context.waiter.activity = fmt::format("connecting to {}", host->endpoint().text());
+  auto session = Session::connect(host->endpoint(), context.waiter, *deadline);
+  if (!session) return session;
+  const auto device = clientDevice(contents->deviceID);
+  const auto greeting = greet(**session, device, *deadline);
+  if (!greeting) return std::unexpected(greeting.error());
+  if (greeting->device.deviceID != host->deviceID)
+    return failed(ExitCode::refused,
+                  fmt::format("another host answers at {}: {}", host->endpoint().text(),
+                              printable(greeting->device.name)),
+                  "Pair with it if that is right, or look for the old one with 'quorl_client discover'.");
+  const auto accepted = proveToken(**session, device, host->token, *greeting, *deadline);
+  if (!accepted) return std::unexpected(accepted.error());
+  context.waiter.activity = fmt::format("waiting for {}", printable(host->name));
+  return session;
+}
+
+Outcome<void> settle(Session& session, Deadline deadline) {
+  constexpr std::uint32_t settleSequence = 0xFFFFFFFF;
+  const ControlMessage probe(message::EchoRequest{{settleSequence, 0, {}}});
+  if (auto sent = session.send(probe); !sent) return sent;
+  for (;;) {
+    const auto received = session.nextControl(deadline);
+    if (!received) return std::unexpected(received.error());
+    if (!*received)
+      return failed(ExitCode::timedOut, "the host did not say that it has done it",
+                    "It may be busy; a longer --timeout helps then.");
+    if (const auto* error = std::get_if<message::Error>(&**received))
+      return failed(ExitCode::failure, fmt::format("the host did not do it: {} ({})",
+                                                   printable(error->_0.message), printable(error->_0.code)));
+    if (const auto* reply = std::get_if<message::EchoReply>(&**received))
+      if (reply->_0.seq == settleSequence) return {};
+  }
+}
+
+void closeSession(Session& session) {
+  session.finish(within(std::chrono::milliseconds(500)));
+}
+
+}  // namespace quorl::client

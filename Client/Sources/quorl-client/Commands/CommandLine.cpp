@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+
+#include <fmt/format.h>
+
+#include "CommandContext.h"
+
+namespace quorl::client {
+namespace {
+
+std::vector<Command> allCommands() {
+  std::vector<Command> commands;
+  for (auto group : {hostCommands(), sessionCommands(), videoCommands(), inputCommands()})
+    commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
+  return commands;
+}
+
+const Command* findCommand(std::string_view name) {
+  const auto table = commandTable();
+  const auto found = std::ranges::find(table, name, &Command::name);
+  return found != table.end() ? &*found : nullptr;
+}
+
+ExitCode report(Output& output, const ClientError& error) {
+  if (error.code == ExitCode::interrupted) {
+    output.note("quorl_client: interrupted");
+    return error.code;
+  }
+  output.note("quorl_client: " + error.what);
+  if (!error.advice.empty()) output.note("  " + error.advice);
+  return error.code;
+}
+
+ExitCode unknownCommand(Output& output, std::string_view name) {
+  return report(output, {ExitCode::usage, fmt::format("there is no command '{}'", name),
+                         "'quorl_client help' lists them."});
+}
+
+ExitCode help(std::span<const std::string_view> topics, Output& output) {
+  if (topics.empty()) {
+    output.line(overviewHelp(commandTable()));
+    return ExitCode::ok;
+  }
+  const auto* command = findCommand(topics.front());
+  if (command == nullptr) return unknownCommand(output, topics.front());
+  output.line(commandHelp(*command));
+  return ExitCode::ok;
+}
+
+std::string optionLines(std::span<const OptionSpec> options) {
+  std::string text;
+  for (const auto& option : options) {
+    const auto left = option.valueName.empty() ? std::string(option.name)
+                                               : fmt::format("{} {}", option.name, option.valueName);
+    text += fmt::format("  {:<22} {}\n", left, option.help);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::span<const Command> commandTable() {
+  static const std::vector<Command> table = allCommands();
+  return table;
+}
+
+std::string overviewHelp(std::span<const Command> commands) {
+  std::string text =
+      "quorl_client: see and drive a computer that runs Quorl Host\n"
+      "\n"
+      "usage: quorl_client COMMAND [arguments]\n"
+      "       quorl_client help COMMAND      what a command does, with examples\n"
+      "\n"
+      "commands:\n";
+  for (const auto& command : commands) text += fmt::format("  {:<10} {}\n", command.name, command.summary);
+  text +=
+      "\n"
+      "first steps:\n"
+      "  quorl_client discover              which hosts are on this network\n"
+      "  quorl_client pair desk.local       asks for the PIN that the host shows\n"
+      "  quorl_client shot screen.png       what its screen shows now\n"
+      "\n"
+      "HOST is a name or an address, with a port where it is not 47900: desk.local, 10.0.0.2:47905,\n"
+      "[fe80::1%eth0]:47905. Pairings are kept in $XDG_CONFIG_HOME/quorl/hosts.json or\n"
+      "~/.config/quorl/hosts.json; whoever can read that file can use the hosts.\n"
+      "\n"
+      "exit status: 0 done, 1 failed, 2 wrong usage, 3 host not reachable, 4 refused or not paired,\n"
+      "5 no answer in time, 130 interrupted";
+  return text;
+}
+
+std::string commandHelp(const Command& command) {
+  std::string text = fmt::format("usage: quorl_client {}", command.name);
+  if (!command.arguments.empty()) text += fmt::format(" {}", command.arguments);
+  text += fmt::format(" [options]\n\n{}\n", command.summary);
+  if (!command.details.empty()) text += fmt::format("\n{}", command.details);
+  text += "\noptions:\n" + optionLines(command.options) + optionLines(commonOptions());
+  if (!command.examples.empty()) text += "\nexamples:\n";
+  for (const auto example : command.examples) text += fmt::format("  quorl_client {}\n", example);
+  text.pop_back();
+  return text;
+}
+
+ExitCode runCommandLine(std::span<const std::string_view> words, CommandContext& context) {
+  auto& output = context.output;
+  if (words.empty()) {
+    output.note(overviewHelp(commandTable()));
+    return ExitCode::usage;
+  }
+  if (words[0] == "help" || words[0] == "--help" || words[0] == "-h") return help(words.subspan(1), output);
+  const auto* command = findCommand(words[0]);
+  if (command == nullptr) return unknownCommand(output, words[0]);
+  const auto arguments = Arguments::parse(*command, words.subspan(1));
+  if (!arguments) return report(output, arguments.error());
+  if (arguments->has("--help")) return help(words.first(1), output);
+  if (auto done = command->run(*arguments, context); !done) return report(output, done.error());
+  if (!output.isIntact())
+    return report(output, {ExitCode::failure, "standard output took not all of the result", {}});
+  return ExitCode::ok;
+}
+
+}  // namespace quorl::client

@@ -1,0 +1,320 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+#include <cmath>
+
+#include <fmt/format.h>
+
+#include "../Printable.h"
+#include "CommandContext.h"
+
+namespace quorl::client {
+
+struct InfoReport {
+  DeviceInfo host;
+  std::optional<HostState> hostState;
+  std::optional<NetworkStatus> networkStatus;
+};
+BOOST_DESCRIBE_STRUCT(InfoReport, (), (host, hostState, networkStatus))
+
+// Times in microseconds.
+struct EchoReport {
+  std::int64_t sent = 0;
+  std::int64_t received = 0;
+  std::int64_t size = 0;
+  bool pipelined = false;
+  double seconds = 0;
+  std::optional<double> minimum;
+  std::optional<double> median;
+  std::optional<double> p95;
+  std::optional<double> maximum;
+  double messagesPerSecond = 0;
+  double megabytesPerSecond = 0;  // of padding, in each direction
+};
+BOOST_DESCRIBE_STRUCT(EchoReport, (),
+                      (sent, received, size, pipelined, seconds, minimum, median, p95, maximum,
+                       messagesPerSecond, megabytesPerSecond))
+
+namespace {
+
+void printState(Output& output, const HostState& state) {
+  output.line(fmt::format("displays: {}", state.displays.size()));
+  for (const auto& display : state.displays)
+    output.line(fmt::format("  {:>10}  {}x{} pixels, scale {:g}  {}{}", display.id, display.pixelWidth,
+                            display.pixelHeight, display.scale, printable(display.name),
+                            display.isMain ? "  (main)" : ""));
+  output.line(fmt::format("windows: {}", state.windows.size()));
+  for (const auto& window : state.windows)
+    output.line(fmt::format("  {:>10}  {:g}x{:g} at {:g},{:g}  {}: {}{}", window.id, window.frame.size.width,
+                            window.frame.size.height, window.frame.origin.x, window.frame.origin.y,
+                            printable(window.appName), printable(window.title),
+                            window.isOnScreen ? "" : "  (not on screen)"));
+  output.line(fmt::format("applications: {}", state.apps.size()));
+  for (const auto& app : state.apps)
+    output.line(fmt::format("  {:>10}  {} windows  {}  {}", app.pid, app.windowCount, printable(app.bundleID),
+                            printable(app.name)));
+  const auto& metrics = state.metrics;
+  output.line(fmt::format("metrics: processor {:.0f} %, memory {} of {} MiB, up {:.0f} s, thermal state {}",
+                          metrics.cpuUsage * 100, metrics.memoryUsedBytes >> 20U,
+                          metrics.memoryTotalBytes >> 20U, metrics.uptimeSeconds, metrics.thermalState));
+}
+
+void printNetwork(Output& output, const NetworkStatus& status) {
+  const auto joined = [](const std::vector<std::string>& texts) {
+    std::string result;
+    for (const auto& text : texts) result += (result.empty() ? "" : ", ") + printable(text);
+    return result.empty() ? std::string("none") : result;
+  };
+  output.line(fmt::format("network: overlay {} ({}), addresses {}; LAN addresses {}",
+                          rawValue(status.overlay), rawValue(status.health), joined(status.overlayAddresses),
+                          joined(status.lanAddresses)));
+  if (status.magicDNSName)
+    output.line(fmt::format("  name on the overlay: {}", printable(*status.magicDNSName)));
+  output.line(fmt::format("  session port {}, relay port {}", status.sessionPort, status.relayPort));
+  if (status.guidance) output.line(fmt::format("  {}", printable(*status.guidance)));
+}
+
+Outcome<void> runInfo(const Arguments& arguments, CommandContext& context) {
+  const auto patience = arguments.number("--wait", 3, 0.1, 600);
+  if (!patience) return std::unexpected(patience.error());
+  auto session = openSession(arguments, context,
+                             arguments.positional().empty() ? std::string() : arguments.positional()[0]);
+  if (!session) return std::unexpected(session.error());
+  InfoReport report{(*session)->hostDevice, {}, {}};
+  for (const auto& request :
+       {ControlMessage(message::RequestHostState{}), ControlMessage(message::RequestNetworkStatus{})})
+    if (auto sent = (*session)->send(request); !sent) return sent;
+  const auto deadline =
+      within(std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*patience)));
+  while (!report.hostState || !report.networkStatus) {
+    auto received = (*session)->nextControl(deadline);
+    if (!received) return std::unexpected(received.error());
+    if (!*received) break;
+    if (auto* state = std::get_if<message::HostState>(&**received)) report.hostState = std::move(state->_0);
+    if (auto* status = std::get_if<message::NetworkStatus>(&**received))
+      report.networkStatus = std::move(status->_0);
+  }
+  closeSession(**session);
+  auto& output = context.output;
+  if (arguments.has("--json")) {
+    printRecord(output, report);
+  } else {
+    output.line(fmt::format("{}  ({}, {})", printable(report.host.name), printable(report.host.model),
+                            printable(report.host.osVersion)));
+    if (report.hostState) printState(output, *report.hostState);
+    if (report.networkStatus) printNetwork(output, *report.networkStatus);
+  }
+  const auto note = [&](std::string_view what) {
+    output.note(fmt::format("The host did not send its {} within {:g} s.", what, *patience));
+  };
+  if (!report.hostState) note("displays, windows, applications and metrics");
+  if (!report.networkStatus) note("network status");
+  if (!report.hostState && !report.networkStatus)
+    return failed(ExitCode::timedOut, "the host told nothing about itself", "A longer --wait may help.");
+  return {};
+}
+
+class EchoRun {
+ public:
+  EchoRun(Session& session, std::int64_t count, std::int64_t size, std::size_t inFlight)
+      : session_(session),
+        count_(count),
+        padding_(static_cast<std::size_t>(size), 0x51),
+        inFlight_(inFlight) {}
+
+  // Ends when all replies are in, with an error otherwise; the times so far are kept.
+  Outcome<void> run(std::chrono::duration<double> patience) {
+    const auto step = std::chrono::duration_cast<Clock::duration>(patience);
+    while (received() < count_) {
+      while (sent() < count_ && sentAt_.size() - roundTrips_.size() < inFlight_ &&
+             session_.unsentBytes() < maxUnsent)
+        if (auto sending = sendOne(); !sending) return sending;
+      const auto reply = session_.nextControl(within(step));
+      if (!reply) return std::unexpected(reply.error());
+      if (!*reply) return failed(ExitCode::timedOut, "an echo did not come back in time");
+      if (const auto* echo = std::get_if<message::EchoReply>(&**reply)) note(echo->_0);
+    }
+    return {};
+  }
+
+  std::int64_t sent() const { return static_cast<std::int64_t>(sentAt_.size()); }
+  std::int64_t received() const { return static_cast<std::int64_t>(roundTrips_.size()); }
+  // Microseconds.
+  const std::vector<double>& roundTrips() const { return roundTrips_; }
+
+ private:
+  static constexpr std::size_t maxUnsent = 4 << 20;
+
+  Outcome<void> sendOne() {
+    EchoProbe probe;
+    probe.seq = static_cast<std::uint32_t>(sentAt_.size());
+    const auto now = Clock::now();
+    probe.clientMicros = static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count());
+    probe.padding = padding_;
+    sentAt_.push_back(now);
+    return session_.send(ControlMessage(message::EchoRequest{std::move(probe)}));
+  }
+
+  void note(const EchoProbe& echo) {
+    // Only the reply that is due counts: the host answers in order.
+    if (echo.seq != roundTrips_.size() || echo.padding != padding_) return;
+    roundTrips_.push_back(
+        std::chrono::duration<double, std::micro>(Clock::now() - sentAt_[roundTrips_.size()]).count());
+  }
+
+  Session& session_;
+  std::int64_t count_;
+  Bytes padding_;
+  std::size_t inFlight_;
+  std::vector<Clock::time_point> sentAt_;
+  std::vector<double> roundTrips_;
+};
+
+EchoReport summarise(const EchoRun& run, std::int64_t size, bool pipelined, double seconds) {
+  EchoReport report{.sent = run.sent(),
+                    .received = run.received(),
+                    .size = size,
+                    .pipelined = pipelined,
+                    .seconds = seconds,
+                    .minimum = {},
+                    .median = {},
+                    .p95 = {},
+                    .maximum = {}};
+  auto times = run.roundTrips();
+  if (times.empty()) return report;
+  std::ranges::sort(times);
+  // Nearest rank.
+  const auto quantile = [&](double share) {
+    const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(times.size())));
+    return times[std::max<std::size_t>(rank, 1) - 1];
+  };
+  report.minimum = times.front();
+  report.median = quantile(0.5);
+  report.p95 = quantile(0.95);
+  report.maximum = times.back();
+  if (seconds > 0) {
+    report.messagesPerSecond = static_cast<double>(times.size()) / seconds;
+    report.megabytesPerSecond = report.messagesPerSecond * static_cast<double>(size) / 1e6;
+  }
+  return report;
+}
+
+Outcome<void> runEcho(const Arguments& arguments, CommandContext& context) {
+  const auto count = arguments.integer("--count", 10, 1, 1'000'000);
+  if (!count) return std::unexpected(count.error());
+  // Base64 makes four characters of three bytes, and all of it has to fit in a frame.
+  const auto size = arguments.integer("--size", 0, 0, 24'000'000);
+  if (!size) return std::unexpected(size.error());
+  const auto patience = arguments.number("--timeout", 10, 0.1, 3600);
+  if (!patience) return std::unexpected(patience.error());
+  auto session = openSession(arguments, context,
+                             arguments.positional().empty() ? std::string() : arguments.positional()[0]);
+  if (!session) return std::unexpected(session.error());
+  const bool pipelined = arguments.has("--pipelined");
+  EchoRun run(**session, *count, *size, pipelined ? 256 : 1);
+  const auto begin = Clock::now();
+  const auto ran = run.run(std::chrono::duration<double>(*patience));
+  const auto report =
+      summarise(run, *size, pipelined, std::chrono::duration<double>(Clock::now() - begin).count());
+  if (arguments.has("--json")) {
+    printRecord(context.output, report);
+  } else if (report.median) {
+    context.output.line(
+        fmt::format("{} of {} echoes of {} bytes", report.received, report.sent, report.size));
+    context.output.line(
+        fmt::format("round trip: min {:.0f}, median {:.0f}, p95 {:.0f}, max {:.0f} microseconds",
+                    *report.minimum, *report.median, *report.p95, *report.maximum));
+    if (pipelined)
+      context.output.line(fmt::format("throughput: {:.0f} messages/s, {:.1f} MB/s each way",
+                                      report.messagesPerSecond, report.megabytesPerSecond));
+  }
+  if (ran) closeSession(**session);
+  return ran;
+}
+
+Outcome<OutgoingFrame> frameToSend(const Arguments& arguments) {
+  const auto& json = arguments.positional()[0];
+  if (arguments.has("--raw")) return OutgoingFrame::raw(FrameType::control, shareBytes(bytesOf(json)));
+  const auto decoded = ControlCoder::decode(viewOf(json));
+  if (!decoded)
+    return failed(ExitCode::usage, "this is no control message: " + decoded.error().text,
+                  "A message is one JSON object with one known key; --raw sends anything.");
+  auto frame = OutgoingFrame::control(*decoded);
+  if (!frame) return failed(ExitCode::usage, "the message cannot be sent: " + frame.error().text);
+  return std::move(*frame);
+}
+
+Outcome<void> runSend(const Arguments& arguments, CommandContext& context) {
+  const auto seconds = arguments.number("--seconds", 2, 0, 86400);
+  if (!seconds) return std::unexpected(seconds.error());
+  const auto frame = frameToSend(arguments);
+  if (!frame) return std::unexpected(frame.error());
+  auto session = openSession(arguments, context);
+  if (!session) return std::unexpected(session.error());
+  if (auto sent = (*session)->send(*frame); !sent) return sent;
+  const auto deadline =
+      within(std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*seconds)));
+  std::uint64_t otherFrames = 0;
+  Outcome<void> result;
+  for (;;) {
+    while (const auto received = (*session)->takeFrame()) {
+      const auto decoded = (*session)->decodeControl(*received);
+      const auto encoded = decoded ? ControlCoder::encode(*decoded) : std::unexpected(CodingError{});
+      if (encoded)
+        context.output.line(textViewOf(*encoded));
+      else
+        ++otherFrames;
+    }
+    const auto ready = (*session)->wait(deadline);
+    if (!ready && ready.error().code != ExitCode::interrupted) result = std::unexpected(ready.error());
+    if (!ready || *ready == Waiter::Ready::deadline) break;
+  }
+  if (otherFrames > 0) context.output.note(fmt::format("{} frames were no control messages.", otherFrames));
+  if (result) closeSession(**session);
+  return result;
+}
+
+}  // namespace
+
+std::vector<Command> sessionCommands() {
+  std::vector<Command> commands;
+  commands.push_back(
+      {.name = "info",
+       .arguments = "[HOST]",
+       .summary = "what a host has: displays, windows, applications, network, metrics",
+       .details = "The numbers in front are what --display and --window take; --app takes the identifier of\n"
+                  "an application. What the host does not send in time is said on standard error.\n",
+       .options = {{"--wait", "SECONDS", "how long to wait for it (default 3)"},
+                   {"--json", "", "one JSON object"}},
+       .maximumPositional = 1,
+       .examples = {"info", "info desk.local --json"},
+       .run = runInfo});
+  commands.push_back(
+      {.name = "echo",
+       .arguments = "[HOST]",
+       .summary = "measure round trips to a host",
+       .details = "Sends echo requests, one at a time or, with --pipelined, many at once.\n",
+       .options = {{"--count", "N", "how many (default 10)"},
+                   {"--size", "BYTES", "padding of each (default 0)"},
+                   {"--pipelined", "", "do not wait for one before sending the next"},
+                   {"--json", "", "one JSON object, times in microseconds"}},
+       .maximumPositional = 1,
+       .examples = {"echo", "echo --count 1000 --json", "echo --pipelined --count 200 --size 1000000"},
+       .run = runEcho});
+  commands.push_back(
+      {.name = "send",
+       .arguments = "JSON",
+       .summary = "send any control message and print what comes back",
+       .details = "Each control message that arrives is one line of JSON, also what a host sends by itself\n"
+                  "when a session begins.\n",
+       .options = {{"--seconds", "N", "how long to listen (default 2)"},
+                   {"--raw", "", "send the text as it is, without checking it"}},
+       .minimumPositional = 1,
+       .maximumPositional = 1,
+       .examples = {"send '{\"requestUserList\":{}}'",
+                    "send '{\"systemCommand\":{\"_0\":{\"setVolume\":{\"_0\":0.5}}}}' --seconds 0"},
+       .run = runSend});
+  return commands;
+}
+
+}  // namespace quorl::client

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "StreamOptions.h"
+
+#include <limits>
+
+#include <fmt/format.h>
+
+namespace quorl::client {
+namespace {
+
+Outcome<std::uint32_t> identifier(const Arguments& arguments, std::string_view option) {
+  const auto value = arguments.integer(option, 0, 0, std::numeric_limits<std::uint32_t>::max());
+  if (!value) return std::unexpected(value.error());
+  return static_cast<std::uint32_t>(*value);
+}
+
+}  // namespace
+
+std::vector<OptionSpec> targetOptionSpecs() {
+  return {{"--display", "ID", "a display (default: the main one)"},
+          {"--window", "ID", "a window"},
+          {"--app", "ID", "the front window of an application, by its identifier"}};
+}
+
+std::vector<OptionSpec> streamOptionSpecs() {
+  auto options = targetOptionSpecs();
+  options.insert(options.end(),
+                 {{"--codec", "NAME", "h264 (default) or hevc; the host may answer with the other"},
+                  {"--max", "PIXELS", "upper bound of the longer side (default 8192)"},
+                  {"--fps", "N", "upper bound of the frame rate (default 60)"},
+                  {"--quality", "Q", "0 to 1 (default 0.8)"},
+                  {"--no-cursor", "", "leave the pointer out of the picture"},
+                  {"--udp", "", "pictures as datagrams instead of on the connection"}});
+  return options;
+}
+
+Outcome<StreamTarget> streamTargetOption(const Arguments& arguments) {
+  const int given = (arguments.has("--display") ? 1 : 0) + (arguments.has("--window") ? 1 : 0) +
+                    (arguments.has("--app") ? 1 : 0);
+  if (given > 1)
+    return failed(ExitCode::usage, "only one of --display, --window and --app can be shown",
+                  "'quorl_client info' lists what there is.");
+  if (arguments.has("--display")) {
+    const auto id = identifier(arguments, "--display");
+    if (!id) return std::unexpected(id.error());
+    return StreamTarget(streamTarget::Display{*id});
+  }
+  if (arguments.has("--window")) {
+    const auto id = identifier(arguments, "--window");
+    if (!id) return std::unexpected(id.error());
+    return StreamTarget(streamTarget::Window{*id});
+  }
+  if (const auto app = arguments.text("--app")) return StreamTarget(streamTarget::App{*app});
+  return StreamTarget(streamTarget::Unified{});
+}
+
+Outcome<StreamOptions> streamOptions(const Arguments& arguments) {
+  auto target = streamTargetOption(arguments);
+  if (!target) return std::unexpected(target.error());
+  const auto codec = fromRawValue<VideoCodec>(arguments.text("--codec").value_or("h264"));
+  if (!codec) return failed(ExitCode::usage, "--codec must be h264 or hevc");
+  const auto maximum = arguments.integer("--max", 8192, 2, 65536);
+  if (!maximum) return std::unexpected(maximum.error());
+  const auto rate = arguments.integer("--fps", 60, 1, 1000);
+  if (!rate) return std::unexpected(rate.error());
+  const auto quality = arguments.number("--quality", 0.8, 0, 1);
+  if (!quality) return std::unexpected(quality.error());
+  StreamOptions options;
+  options.target = std::move(*target);
+  options.config = {*maximum, *rate, *codec, *quality, !arguments.has("--no-cursor")};
+  options.transport = arguments.has("--udp") ? VideoTransport::udp : VideoTransport::tcp;
+  return options;
+}
+
+}  // namespace quorl::client

@@ -1,0 +1,327 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+#include <cmath>
+
+#include <fmt/format.h>
+
+#include "../Decoder.h"
+#include "../Muxer.h"
+#include "../PngWriter.h"
+#include "../Printable.h"
+#include "StatsMeter.h"
+#include "StreamOptions.h"
+
+namespace quorl::client {
+namespace {
+
+struct OpenStream {
+  std::unique_ptr<Session> session;
+  std::unique_ptr<VideoReceiver> receiver;
+};
+
+Outcome<OpenStream> openStream(const Arguments& arguments, CommandContext& context) {
+  auto options = streamOptions(arguments);
+  if (!options) return std::unexpected(options.error());
+  auto session = openSession(arguments, context);
+  if (!session) return std::unexpected(session.error());
+  context.waiter.activity = "waiting for a picture";
+  auto receiver =
+      VideoReceiver::start(**session, std::move(options->target), options->config, options->transport);
+  if (!receiver) return std::unexpected(receiver.error());
+  return OpenStream{std::move(*session), std::move(*receiver)};
+}
+
+void closeStream(OpenStream& stream) {
+  if (stream.receiver->stop()) closeSession(*stream.session);
+}
+
+std::unexpected<ClientError> noPicture(const Arguments& arguments) {
+  return failed(ExitCode::timedOut, "no picture came in time",
+                arguments.has("--udp") ? "A firewall may hold the datagrams back; try without --udp."
+                                       : "A window that is minimised or hidden gives no picture.");
+}
+
+Clock::duration secondsOf(double seconds) {
+  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+// The pictures that an event brings. A decoder that holds the only key frame back is made to give it.
+Outcome<std::vector<DecodedPicture>> decodeStill(Decoder& decoder, VideoReceiver& receiver, Bytes& record,
+                                                 VideoEvent& event) {
+  if (auto* config = std::get_if<DecoderConfig>(&event)) {
+    record = std::move(config->record);
+    if (auto configured = decoder.configure(record); !configured) return std::unexpected(configured.error());
+    return std::vector<DecodedPicture>();
+  }
+  const auto* picture = std::get_if<EncodedPicture>(&event);
+  if (picture == nullptr) return std::vector<DecodedPicture>();
+  auto decoded = decoder.decode(picture->data, picture->ptsMicros);
+  if (decoded.empty() && picture->isKeyframe) {
+    decoded = decoder.drain();
+    if (auto configured = decoder.configure(record); !configured) return std::unexpected(configured.error());
+  }
+  if (decoded.empty())
+    if (auto requested = receiver.requestKeyframe(); !requested) return std::unexpected(requested.error());
+  return decoded;
+}
+
+Outcome<void> runShot(const Arguments& arguments, CommandContext& context) {
+  const auto settle = arguments.number("--settle", 0, 0, 600);
+  if (!settle) return std::unexpected(settle.error());
+  auto stream = openStream(arguments, context);
+  if (!stream) return std::unexpected(stream.error());
+  auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  Decoder decoder;
+  Bytes record;
+  std::optional<DecodedPicture> shown;
+  for (;;) {
+    auto event = stream->receiver->next(*deadline);
+    if (!event) return std::unexpected(event.error());
+    if (!*event) break;
+    auto decoded = decodeStill(decoder, *stream->receiver, record, **event);
+    if (!decoded) return std::unexpected(decoded.error());
+    if (decoded->empty()) continue;
+    if (!shown) deadline = within(secondsOf(*settle));
+    shown = std::move(decoded->back());
+    if (*settle == 0) break;
+  }
+  if (!shown) return noPicture(arguments);
+  closeStream(*stream);
+  const auto& path = arguments.positional()[0];
+  if (auto written = writePNG(*shown, path); !written) return written;
+  context.output.note(fmt::format("{}: {}x{} pixels", path, shown->size().width, shown->size().height));
+  return {};
+}
+
+// The state of a recording: what came before a file could be begun, and the file.
+class Recording {
+ public:
+  explicit Recording(std::string path) : path_(std::move(path)) {}
+
+  enum class Verdict : std::uint8_t { goOn, formatChanged };
+
+  Outcome<Verdict> take(VideoEvent event) {
+    if (const auto* started = std::get_if<StreamStarted>(&event)) {
+      size_ = {static_cast<int>(started->pixelWidth), static_cast<int>(started->pixelHeight)};
+    } else if (auto* config = std::get_if<DecoderConfig>(&event)) {
+      if (config_ && muxer_ && config_->record != config->record) return Verdict::formatChanged;
+      config_ = std::move(*config);
+    } else if (auto* picture = std::get_if<EncodedPicture>(&event)) {
+      if (!held_.empty() || picture->isKeyframe || muxer_) held_.push_back(std::move(*picture));
+      if (!firstArrival_ && !held_.empty()) firstArrival_ = held_.front().arrival;
+    }
+    if (auto written = writeHeld(); !written) return std::unexpected(written.error());
+    return Verdict::goOn;
+  }
+
+  // Since when pictures are recorded.
+  std::optional<Clock::time_point> firstArrival() const { return muxer_ ? firstArrival_ : std::nullopt; }
+  std::uint64_t bytes() const { return bytes_; }
+
+  Outcome<std::uint64_t> finish() {
+    if (auto finished = muxer_->finish(Clock::now() - *firstArrival_); !finished)
+      return std::unexpected(finished.error());
+    return muxer_->pictures();
+  }
+
+ private:
+  Outcome<void> writeHeld() {
+    if (!size_ || !config_ || held_.empty()) return {};
+    if (!muxer_) {
+      auto created = Muxer::create(path_, *config_, *size_);
+      if (!created) return std::unexpected(created.error());
+      muxer_ = std::move(*created);
+    }
+    for (auto& picture : held_) {
+      bytes_ += picture.data.size();
+      if (auto written = muxer_->write(std::move(picture)); !written) return written;
+    }
+    held_.clear();
+    return {};
+  }
+
+  std::string path_;
+  std::optional<PixelSize> size_;
+  std::optional<DecoderConfig> config_;
+  std::vector<EncodedPicture> held_;
+  std::optional<Clock::time_point> firstArrival_;
+  std::unique_ptr<Muxer> muxer_;
+  std::uint64_t bytes_ = 0;
+};
+
+enum class RecordingEnd : std::uint8_t { complete, interrupted, formatChanged, connectionLost };
+
+// Records until the time is over or something ends it; an end that leaves a usable file is no failure here.
+Outcome<RecordingEnd> record(Recording& recording, VideoReceiver& receiver, Deadline firstPicture,
+                             double seconds, Output& output) {
+  for (;;) {
+    const auto begun = recording.firstArrival();
+    const auto end = begun ? *begun + secondsOf(seconds) : firstPicture;
+    if (Clock::now() >= end) return RecordingEnd::complete;
+    auto event = receiver.next(std::min(end, within(std::chrono::milliseconds(500))));
+    if (!event && !begun) return std::unexpected(event.error());
+    if (!event)
+      return event.error().code == ExitCode::interrupted ? RecordingEnd::interrupted
+                                                         : RecordingEnd::connectionLost;
+    if (begun)
+      output.progress(fmt::format("recorded {:.1f} of {:g} s, {} KiB",
+                                  std::chrono::duration<double>(Clock::now() - *begun).count(), seconds,
+                                  recording.bytes() >> 10U));
+    if (!*event) continue;
+    const auto verdict = recording.take(std::move(**event));
+    if (!verdict) return std::unexpected(verdict.error());
+    if (*verdict == Recording::Verdict::formatChanged) return RecordingEnd::formatChanged;
+  }
+}
+
+Outcome<void> runRecord(const Arguments& arguments, CommandContext& context) {
+  const auto seconds = arguments.number("--seconds", 10, 0.1, 86400);
+  if (!seconds) return std::unexpected(seconds.error());
+  auto stream = openStream(arguments, context);
+  if (!stream) return std::unexpected(stream.error());
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  const auto& path = arguments.positional()[0];
+  Recording recording(path);
+  const auto end = record(recording, *stream->receiver, *deadline, *seconds, context.output);
+  if (!end) return std::unexpected(end.error());
+  if (!recording.firstArrival()) return noPicture(arguments);
+  const auto length = std::chrono::duration<double>(Clock::now() - *recording.firstArrival()).count();
+  const auto pictures = recording.finish();
+  if (!pictures) return std::unexpected(pictures.error());
+  if (*end != RecordingEnd::connectionLost) closeStream(*stream);
+  context.output.note(fmt::format("{}: {:.1f} s, {} pictures", path, length, *pictures));
+  switch (*end) {
+    case RecordingEnd::complete:
+    case RecordingEnd::interrupted:
+      return {};
+    case RecordingEnd::formatChanged:
+      return failed(ExitCode::failure, "the picture's format changed, which ends the recording",
+                    "The file is complete up to there; record again for the rest.");
+    case RecordingEnd::connectionLost:
+      return failed(ExitCode::failure, "the stream ended before the time was over",
+                    "The file is complete up to there.");
+  }
+  return {};
+}
+
+void printInterval(Output& output, const StatsReport& report, bool asJSON) {
+  if (asJSON) {
+    printRecord(output, report);
+    return;
+  }
+  const auto optional = [](const std::optional<double>& value) {
+    return value ? fmt::format("{:6.2f}", *value) : std::string("     -");
+  };
+  output.line(fmt::format(
+      "{}{:6.1f} s  {:5.1f} fps  {:7.3f} Mbit/s  decode {} ms  jitter {} ms  round trip {} ms  lost {}",
+      report.isTotal ? "total " : "      ", report.seconds, report.framesPerSecond, report.megabitsPerSecond,
+      optional(report.decodeMilliseconds), optional(report.jitterMilliseconds),
+      optional(report.roundTripMilliseconds), report.lostFrames));
+}
+
+Outcome<void> probeRoundTrip(Session& session, std::uint32_t sequence) {
+  const auto now = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now().time_since_epoch());
+  return session.send(
+      ControlMessage(message::EchoRequest{{sequence, static_cast<std::uint64_t>(now.count()), {}}}));
+}
+
+Outcome<void> measure(StatsMeter& meter, Decoder& decoder, VideoReceiver& receiver, VideoEvent event) {
+  if (const auto* config = std::get_if<DecoderConfig>(&event)) return decoder.configure(config->record);
+  const auto* picture = std::get_if<EncodedPicture>(&event);
+  if (picture == nullptr) return {};
+  const auto begin = Clock::now();
+  const auto decoded = decoder.decode(picture->data, picture->ptsMicros);
+  meter.picture({picture->arrival, picture->ptsMicros, picture->data.size(), picture->isKeyframe},
+                decoded.empty() ? std::nullopt : std::optional(Clock::now() - begin));
+  return decoded.empty() ? receiver.requestKeyframe() : Outcome<void>();
+}
+
+Outcome<void> runStats(const Arguments& arguments, CommandContext& context) {
+  const auto seconds = arguments.number("--seconds", 10, 0.1, 86400);
+  if (!seconds) return std::unexpected(seconds.error());
+  auto stream = openStream(arguments, context);
+  if (!stream) return std::unexpected(stream.error());
+  const bool asJSON = arguments.has("--json");
+  const auto begin = Clock::now();
+  const auto end = begin + secondsOf(*seconds);
+  StatsMeter meter(begin);
+  Decoder decoder;
+  stream->receiver->onControl = [&](const ControlMessage& control) {
+    if (const auto* reply = std::get_if<message::EchoReply>(&control))
+      meter.roundTrip(Clock::now() - Clock::time_point(std::chrono::microseconds(reply->_0.clientMicros)));
+  };
+  auto nextReport = begin;
+  Outcome<void> result;
+  for (std::uint32_t sequence = 0; Clock::now() < end && result;) {
+    if (Clock::now() >= nextReport) {
+      if (nextReport != begin)
+        printInterval(context.output, meter.interval(Clock::now(), stream->receiver->lostFrames()), asJSON);
+      nextReport += std::chrono::seconds(1);
+      result = probeRoundTrip(*stream->session, sequence++);
+      continue;
+    }
+    auto event = stream->receiver->next(std::min(end, nextReport));
+    if (!event)
+      result = std::unexpected(event.error());
+    else if (*event)
+      result = measure(meter, decoder, *stream->receiver, std::move(**event));
+  }
+  if (!result && result.error().code != ExitCode::interrupted) return result;
+  const auto total = meter.total(Clock::now(), stream->receiver->lostFrames());
+  printInterval(context.output, total, asJSON);
+  closeStream(*stream);
+  if (total.frames == 0 && result) return noPicture(arguments);
+  return {};
+}
+
+std::vector<OptionSpec> withStreamOptions(std::vector<OptionSpec> options) {
+  const auto shared = streamOptionSpecs();
+  options.insert(options.end(), shared.begin(), shared.end());
+  return options;
+}
+
+}  // namespace
+
+std::vector<Command> videoCommands() {
+  std::vector<Command> commands;
+  commands.push_back(
+      {.name = "shot",
+       .arguments = "OUT.png",
+       .summary = "save what a host's screen, window or application shows",
+       .details = "Writes the first picture of a stream. The first picture after a large change can\n"
+                  "be coarse; --settle waits for the sharper ones behind it.\n",
+       .options = withStreamOptions(
+           {{"--settle", "SECONDS", "take the last picture within this time (default 0: the first)"}}),
+       .minimumPositional = 1,
+       .maximumPositional = 1,
+       .examples = {"shot screen.png", "shot editor.png --window 4194311 --settle 1"},
+       .run = runShot});
+  commands.push_back(
+      {.name = "record",
+       .arguments = "OUT.mp4",
+       .summary = "record a stream to an MP4 file as it comes",
+       .details = "Nothing is encoded again. The time counts from the first picture; an interruption\n"
+                  "(Ctrl-C) ends the recording early and leaves a good file.\n",
+       .options = withStreamOptions({{"--seconds", "N", "how long (default 10)"}}),
+       .minimumPositional = 1,
+       .maximumPositional = 1,
+       .examples = {"record demo.mp4 --seconds 30", "record app.mp4 --app org.example.editor --codec hevc"},
+       .run = runRecord});
+  commands.push_back(
+      {.name = "stats",
+       .arguments = "",
+       .summary = "measure a stream: frame rate, bit rate, decoding, jitter, round trips",
+       .details =
+           "One line a second and a total. Jitter is how unevenly pictures arrive against the host's\n"
+           "own time stamps; round trips are echoes on the same connection. A screen on which nothing\n"
+           "changes sends no pictures, so 0 fps is what a still screen gives.\n",
+       .options = withStreamOptions(
+           {{"--seconds", "N", "how long (default 10)"}, {"--json", "", "one JSON object a line"}}),
+       .examples = {"stats", "stats --udp --seconds 60 --json"},
+       .run = runStats});
+  return commands;
+}
+
+}  // namespace quorl::client
