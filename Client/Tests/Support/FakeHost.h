@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <QuorlKit/Protocol/ControlMessage.h>
+#include <QuorlKit/Protocol/Frames.h>
+#include <QuorlKit/Protocol/InputEvents.h>
+#include <QuorlKit/Protocol/OutgoingFrame.h>
+#include <quorl-client/FileDescriptor.h>
+#include <quorl-client/HostBook.h>
+
+#include "SampleVideo.h"
+
+namespace quorl::client::test {
+
+// How a host behaves. The defaults are those of a good one.
+struct HostBehaviour {
+  std::string pin = "012345";
+  std::uint32_t protocolVersion = 4;
+  // Accepts and says nothing.
+  bool isSilent = false;
+  // Sent as it is at once, instead of anything else.
+  Bytes garbage;
+  // Sent as it is before anything else.
+  Bytes greeting;
+  // Every PIN is refused with this.
+  std::optional<WireError> lockOut;
+  std::optional<HostState> hostState;
+  std::optional<NetworkStatus> networkStatus;
+  bool answersEchoes = true;
+  // Sent once, when input or text comes.
+  std::optional<WireError> inputError;
+  // Answers startStream.
+  std::optional<WireError> streamError;
+  const SampleVideo* video = nullptr;
+  PointRect contentRect{{0, 0}, {320, 240}};
+  std::chrono::milliseconds pictureInterval{10};
+  // Closes the connection after so many pictures.
+  std::optional<std::size_t> closesAfterPictures;
+  // Sends this configuration instead of the video's from the second pass over the video on.
+  Bytes otherConfig;
+  // Whether a datagram is lost on the way.
+  std::function<bool(std::uint32_t frameID, std::uint16_t index)> losesDatagram;
+};
+
+// A session host over real loopback sockets, enough of one for a client's tests: the handshake in full,
+// echoes, one stream from a sample, and a record of everything that came. One client at a time. Queue: a
+// thread of its own; what it recorded is read under its lock. Ownership: the test's.
+class FakeHost {
+ public:
+  explicit FakeHost(HostBehaviour behaviour);
+  ~FakeHost();
+
+  std::uint16_t port() const { return port_; }
+  std::string address() const;
+  const DeviceInfo& device() const { return device_; }
+  // A pairing that this host accepts.
+  PairedHost pairedHost();
+  void forgetClients();
+  // Replaces the behaviour for the next connection.
+  void setBehaviour(HostBehaviour behaviour);
+
+  // Of all connections, in order.
+  std::vector<ControlMessage> messages() const;
+  std::vector<InputEvent> inputs() const;
+  std::vector<Bytes> pongs() const;
+  int connections() const;
+  std::uint64_t keyframeRequests() const;
+
+  bool waitUntilSent(std::size_t pictures);
+  // Waits until the condition holds for what was recorded; false after ten seconds.
+  bool waitUntil(const std::function<bool(const FakeHost&)>& condition);
+
+  template <class Case>
+  std::vector<Case> messagesOf() const {
+    std::vector<Case> found;
+    for (const auto& message : messages())
+      if (const auto* held = std::get_if<Case>(&message)) found.push_back(*held);
+    return found;
+  }
+
+ private:
+  struct Client;
+
+  void run();
+  void serve(Client& client);
+  bool receive(Client& client);
+  bool handle(Client& client, const Frame& frame);
+  bool handleBeforeAuthentication(Client& client, const ControlMessage& message);
+  bool handleHello(Client& client, const Hello& hello);
+  bool handlePIN(Client& client, const PairRequest& request);
+  bool handleControl(Client& client, const ControlMessage& message);
+  void acknowledge(Client& client, bool authenticated);
+  void startStream(Client& client, const StartStream& request);
+  bool sendPicture(Client& client);
+  void sendVideo(Client& client, VideoPacketFlags flags, std::uint64_t pts, const Bytes& data);
+  void send(Client& client, const OutgoingFrame& frame);
+  void send(Client& client, const ControlMessage& message);
+  void record(const std::function<void()>& change);
+
+  DeviceInfo device_;
+  FileDescriptor listener_;
+  FileDescriptor stop_;
+  std::uint16_t port_ = 0;
+
+  mutable std::mutex lock_;
+  std::condition_variable changed_;
+  HostBehaviour behaviour_;
+  std::vector<Bytes> tokens_;
+  std::vector<ControlMessage> messages_;
+  std::vector<InputEvent> inputs_;
+  std::vector<Bytes> pongs_;
+  std::uint64_t keyframeRequests_ = 0;
+  std::size_t sentPictures_ = 0;
+  int connections_ = 0;
+
+  std::thread thread_;
+};
+
+}  // namespace quorl::client::test

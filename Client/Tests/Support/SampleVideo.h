@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <QuorlKit/Foundation/ByteView.h>
+#include <QuorlKit/Foundation/Geometry.h>
+#include <QuorlKit/Models/Models.h>
+
+namespace quorl::client::test {
+
+// A short encoded clip in the form in which a host sends it: a configuration record and length-prefixed
+// units.
+struct SampleVideo {
+  struct Picture {
+    bool isKeyframe = false;
+    std::uint64_t ptsMicros = 0;
+    Bytes data;
+  };
+
+  Bytes config;
+  PixelSize size;
+  std::vector<Picture> pictures;
+
+  // `source` is a source of ffmpeg's "lavfi" with size and rate, such as "testsrc2=size=320x240:rate=30".
+  // Only the first picture is a key frame.
+  static SampleVideo encode(VideoCodec codec, const std::string& source, int pictures);
+};
+
+// What a tool writes to its standard output; fails the program when the tool fails.
+std::string outputOfTool(const std::string& command);
+
+// The first picture of a file, as ffmpeg decodes it: 3 bytes a pixel.
+Bytes decodedByTool(const std::string& path);
+
+}  // namespace quorl::client::test
