@@ -44,7 +44,7 @@ class MediaTest : public testing::TestWithParam<VideoCodec> {
 };
 
 INSTANTIATE_TEST_SUITE_P(Codecs, MediaTest, testing::Values(VideoCodec::hevc, VideoCodec::h264),
-                         [](const auto& info) { return std::string(rawValue(info.param)); });
+                         [](const auto& parameter) { return std::string(rawValue(parameter.param)); });
 
 // The largest difference of any colour of any pixel.
 int largestDifference(const Bytes& a, const Bytes& b) {

@@ -123,8 +123,9 @@ TEST_F(VideoReceiverTest, decodesAfterLossesWithoutASingleBrokenPicture) {
   while (decoded < 25) {
     const auto event = receiver_->next(soon());
     ASSERT_TRUE(event && *event);
-    if (const auto* configuration = std::get_if<DecoderConfig>(&**event))
+    if (const auto* configuration = std::get_if<DecoderConfig>(&**event)) {
       ASSERT_TRUE(decoder.configure(configuration->record));
+    }
     if (const auto* picture = std::get_if<EncodedPicture>(&**event))
       decoded += decoder.decode(picture->data, picture->ptsMicros).size();
   }
