@@ -22,7 +22,7 @@ struct ProcessExit {
 };
 
 struct PseudoTerminalRequest {
-  std::string command;           // run by the login shell: SHELL -l -c command
+  std::string command;           // run by the user's login shell: SHELL -l -c command
   std::string workingDirectory;  // absolute
   /// Added to the host's own environment, where these win.
   std::map<std::string, std::string> environment;
@@ -41,14 +41,15 @@ struct PseudoTerminalError {
 /// is its controlling terminal. All signals are at their defaults, and no descriptor of the host is open in
 /// it.
 ///
-/// *Queue*: callbacks run on the queue given to `start`; operations are called on it.
+/// *Queue*: callbacks run on the queue given to `start`; operations are called on it, once it is started.
 /// *Lifetime*: destruction closes the terminal, kills a child that is still there (SIGKILL) and reaps it; no
 /// callback runs after destruction.
 class PseudoTerminal {
  public:
   struct Handlers {
-    /// Output: at most 65536 bytes, valid during the call. The next read waits until this has returned.
-    std::function<void(ByteView)> output;
+    /// Output in order, 1 to 65536 bytes at a time, in a buffer of its own that may be kept. Reading runs
+    /// ahead of this by a few such buffers at most, and gathers what comes quickly into larger ones.
+    std::function<void(SharedBytes)> output;
     /// The other side of the terminal has closed; the process may live on.
     std::function<void()> endOfOutput;
     /// The process was reaped. Once; output that was already written comes before it.
@@ -62,13 +63,8 @@ class PseudoTerminal {
 
   virtual void start(SerialQueue queue, Handlers handlers) = 0;
 
-  /// Reading stops until `resumeOutput`; the child then waits on its full terminal. For a flood that nobody
-  /// can take in.
-  virtual void pauseOutput() = 0;
-  virtual void resumeOutput() = 0;
-
-  /// Never blocks: bytes that the terminal does not take now are kept, in order, up to a bound of 1 MiB
-  /// beyond which they are dropped.
+  /// Never blocks and waits for no output: bytes that the terminal does not take now are kept, in order, up
+  /// to a bound of 1 MiB beyond which they are dropped.
   virtual void write(ByteView bytes) = 0;
   virtual void resize(std::uint16_t columns, std::uint16_t rows) = 0;
   /// Sends a POSIX signal to the child alone; nothing once it has been reaped.

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <Support/FakePseudoTerminals.h>
+
+#include <algorithm>
+
+namespace quorl::test {
+
+namespace {
+
+constexpr std::size_t maxPiece = 65'536;
+
+class FakeTerminal final : public PseudoTerminal {
+ public:
+  explicit FakeTerminal(std::shared_ptr<FakeChild> child) : child_(std::move(child)) {}
+  ~FakeTerminal() override { child_->isReleased = true; }
+
+  const std::string& deviceName() const override { return child_->deviceName; }
+  std::int32_t pid() const override { return child_->pid; }
+  void start(SerialQueue queue, Handlers handlers) override {
+    child_->queue.emplace(std::move(queue));
+    child_->handlers = std::move(handlers);
+  }
+  void write(ByteView bytes) override { child_->written += textOf(bytes); }
+  void resize(std::uint16_t columns, std::uint16_t rows) override {
+    child_->sizes.emplace_back(columns, rows);
+  }
+  void sendTerminate() override { ++child_->terminations; }
+  void sendKill() override { ++child_->kills; }
+
+ private:
+  std::shared_ptr<FakeChild> child_;
+};
+
+}  // namespace
+
+void FakeChild::print(std::string_view text) {
+  while (!text.empty()) {
+    const std::string_view piece = text.substr(0, maxPiece);
+    text.remove_prefix(piece.size());
+    queue->async([this, bytes = shareBytes(bytesOf(piece))] {
+      if (!isReleased) handlers.output(bytes);
+    });
+  }
+}
+
+void FakeChild::closeTerminal() {
+  queue->async([this] {
+    if (!isReleased) handlers.endOfOutput();
+  });
+}
+
+void FakeChild::exit(std::int32_t status) {
+  queue->async([this, status] {
+    if (!isReleased) handlers.exited(ProcessExit{status});
+  });
+}
+
+std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> FakePseudoTerminals::spawn(
+    const PseudoTerminalRequest& request) {
+  if (failure) {
+    const PseudoTerminalError error = *failure;
+    failure.reset();
+    return std::unexpected(error);
+  }
+  auto child = std::make_shared<FakeChild>();
+  child->request = request;
+  child->pid = 4001 + static_cast<std::int32_t>(children.size());
+  child->deviceName = "/dev/pts/" + std::to_string(children.size() + 1);
+  children.push_back(child);
+  return std::make_unique<FakeTerminal>(std::move(child));
+}
+
+}  // namespace quorl::test
