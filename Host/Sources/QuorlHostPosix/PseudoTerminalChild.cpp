@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostPosix/PseudoTerminalChild.h>
+
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace quorl {
+
+namespace {
+
+constexpr std::size_t maxUnwritten = 1U << 20;
+constexpr int maxPiecesInFlight = 4;
+// A read of at least this much is a burst that more will follow.
+constexpr std::size_t burst = 2048;
+// What is still taken from a terminal that others keep printing to after the child has ended.
+constexpr std::size_t maxLastOutput = 1U << 20;
+
+}  // namespace
+
+PseudoTerminalChild::PseudoTerminalChild(SpawnedTerminal spawned, Descriptor process, std::uint64_t token,
+                                         std::shared_ptr<PseudoTerminalPoller> poller)
+    : deviceName_(std::move(spawned.deviceName)),
+      pid_(spawned.pid),
+      token_(token),
+      poller_(std::move(poller)),
+      master_(std::move(spawned.master)),
+      process_(std::move(process)) {}
+
+void PseudoTerminalChild::start(SerialQueue queue, PseudoTerminal::Handlers handlers) {
+  std::lock_guard lock(mutex_);
+  queue_.emplace(std::move(queue));
+  handlers_ = std::make_shared<PseudoTerminal::Handlers>(std::move(handlers));
+  poller_->addTerminal(master_.get(), token_);
+  wantsRead_ = true;
+  armLocked();
+  poller_->watchProcess(process_.get(), token_);
+}
+
+void PseudoTerminalChild::write(ByteView bytes) {
+  std::lock_guard lock(mutex_);
+  writeLocked(bytes);
+}
+
+void PseudoTerminalChild::writeLocked(ByteView bytes) {
+  if (!master_.isOpen()) return;
+  while (unwritten_.empty() && !bytes.empty()) {
+    const auto written = ::write(master_.get(), bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && errno != EAGAIN) return;
+    if (written <= 0) break;
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  if (bytes.empty()) return;
+  const ByteView kept = bytes.first(std::min(bytes.size(), maxUnwritten - unwritten_.size()));
+  unwritten_.insert(unwritten_.end(), kept.begin(), kept.end());
+  armLocked();
+}
+
+void PseudoTerminalChild::resize(std::uint16_t columns, std::uint16_t rows) {
+  std::lock_guard lock(mutex_);
+  if (!master_.isOpen()) return;
+  const winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+  ::ioctl(master_.get(), TIOCSWINSZ, &size);
+}
+
+// Under the lock that `reap` takes too: a process that was not waited for keeps its number.
+void PseudoTerminalChild::send(int signal) {
+  std::lock_guard lock(mutex_);
+  if (!isReaped_) ::kill(pid_, signal);
+}
+
+void PseudoTerminalChild::abandon() {
+  std::lock_guard lock(mutex_);
+  const bool wasStarted = handlers_ != nullptr;
+  handlers_.reset();
+  closeTerminalLocked();
+  if (isReaped_) return;
+  ::kill(pid_, SIGKILL);
+  if (!wasStarted) poller_->watchProcess(process_.get(), token_);
+}
+
+void PseudoTerminalChild::closeTerminalLocked() {
+  if (!master_.isOpen()) return;
+  poller_->remove(master_.get());
+  master_.reset();
+  unwritten_ = {};
+  hasEnded_ = true;
+}
+
+void PseudoTerminalChild::armLocked() {
+  if (!master_.isOpen() || hasEnded_) return;
+  poller_->arm(master_.get(), token_, {.reading = wantsRead_, .writing = !unwritten_.empty()});
+}
+
+PseudoTerminalChild::Next PseudoTerminalChild::handleTerminalEvent(std::span<std::uint8_t> scratch) {
+  std::lock_guard lock(mutex_);
+  if (!unwritten_.empty()) {
+    const Bytes waiting = std::exchange(unwritten_, {});
+    writeLocked(waiting);
+  }
+  if (wantsRead_) return readPieceLocked(scratch);
+  armLocked();
+  return Next::waitForEvent;
+}
+
+PseudoTerminalChild::Next PseudoTerminalChild::readPiece(std::span<std::uint8_t> scratch) {
+  std::lock_guard lock(mutex_);
+  return readPieceLocked(scratch);
+}
+
+PseudoTerminalChild::ReadResult PseudoTerminalChild::readInto(std::span<std::uint8_t> scratch) {
+  ReadResult result;
+  while (result.size < scratch.size()) {
+    const auto room = scratch.subspan(result.size);
+    const auto count = ::read(master_.get(), room.data(), room.size());
+    if (count > 0) {
+      result.size += static_cast<std::size_t>(count);
+    } else if (count < 0 && errno == EINTR) {
+      continue;
+    } else {
+      result.isDrained = true;
+      // Linux tells by EIO that nobody has the other side open any more, other systems by an empty read.
+      result.isEnded = count == 0 || errno != EAGAIN;
+      break;
+    }
+  }
+  return result;
+}
+
+PseudoTerminalChild::Next PseudoTerminalChild::readPieceLocked(std::span<std::uint8_t> scratch) {
+  wantsRead_ = false;
+  if (hasEnded_ || !master_.isOpen() || !handlers_) return Next::waitForEvent;
+  if (piecesInFlight_ >= maxPiecesInFlight) {
+    waitsForTaker_ = true;
+    armLocked();
+    return Next::waitForEvent;
+  }
+  const ReadResult result = readInto(scratch);
+  if (result.size > 0) deliver(scratch.first(result.size));
+  if (result.isEnded) {
+    hasEnded_ = true;
+    poller_->remove(master_.get());
+    queue_->async([self = shared_from_this(), handlers = handlers_] {
+      std::unique_lock lock(self->mutex_);
+      if (!self->handlers_) return;
+      lock.unlock();
+      handlers->endOfOutput();
+    });
+    return Next::waitForEvent;
+  }
+  if (!result.isDrained) return Next::readAgainAtOnce;
+  if (result.size >= burst) return Next::readAgainSoon;
+  wantsRead_ = true;
+  armLocked();
+  return Next::waitForEvent;
+}
+
+// A copy of just the size that was read: it costs what clearing a fresh large buffer would.
+void PseudoTerminalChild::deliver(ByteView bytes) {
+  ++piecesInFlight_;
+  queue_->async([self = shared_from_this(), handlers = handlers_,
+                 piece = shareBytes(Bytes(bytes.begin(), bytes.end()))]() mutable {
+    {
+      std::lock_guard lock(self->mutex_);
+      if (!self->handlers_) return;
+    }
+    handlers->output(std::move(piece));
+    self->outputWasTaken();
+  });
+}
+
+void PseudoTerminalChild::outputWasTaken() {
+  std::lock_guard lock(mutex_);
+  --piecesInFlight_;
+  if (!std::exchange(waitsForTaker_, false)) return;
+  wantsRead_ = true;
+  armLocked();
+}
+
+bool PseudoTerminalChild::reap(std::span<std::uint8_t> scratch) {
+  std::lock_guard lock(mutex_);
+  std::int32_t status = 0;
+  const pid_t result = ::waitpid(pid_, &status, WNOHANG);
+  if (result == 0 || (result < 0 && errno == EINTR)) {
+    poller_->remove(process_.get());
+    poller_->watchProcess(process_.get(), token_);
+    return false;
+  }
+  if (result < 0) status = 0;  // somebody else has waited for it
+  isReaped_ = true;
+  poller_->remove(process_.get());
+  process_.reset();
+  if (!handlers_) return true;
+  for (std::size_t total = 0; !hasEnded_ && total < maxLastOutput;) {
+    const ReadResult last = readInto(scratch);
+    if (last.size > 0) deliver(scratch.first(last.size));
+    total += last.size;
+    if (last.isDrained) break;
+  }
+  closeTerminalLocked();
+  queue_->async([self = shared_from_this(), handlers = handlers_, status] {
+    std::unique_lock lock(self->mutex_);
+    if (!self->handlers_) return;
+    lock.unlock();
+    handlers->exited(ProcessExit{status});
+  });
+  return true;
+}
+
+}  // namespace quorl

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+
+#include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Ports/PseudoTerminal.h>
+#include <QuorlHostPosix/PseudoTerminalPoller.h>
+#include <QuorlHostPosix/PseudoTerminalSpawn.h>
+
+namespace quorl {
+
+/// One child and its terminal, between the session that uses them and the thread that watches them.
+///
+/// Output is gathered: after a burst the terminal is left alone for a moment, so that a flood comes in few
+/// large pieces and wakes nobody for each line, while single keystrokes pass at once.
+///
+/// *Queue*: any; a lock guards it, held for as long as one piece takes to read at most.
+/// *Ownership*: shared by the port's object and, until the process was reaped, by the watching thread.
+class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalChild> {
+ public:
+  /// What the watching thread does next with the terminal.
+  enum class Next : std::uint8_t {
+    waitForEvent,    // armed, or ended
+    readAgainSoon,   // a burst has just been read
+    readAgainAtOnce  // there is more
+  };
+
+  PseudoTerminalChild(SpawnedTerminal spawned, Descriptor process, std::uint64_t token,
+                      std::shared_ptr<PseudoTerminalPoller> poller);
+
+  const std::string& deviceName() const { return deviceName_; }
+  pid_t pid() const { return pid_; }
+  std::uint64_t token() const { return token_; }
+
+  // For the session.
+  void start(SerialQueue queue, PseudoTerminal::Handlers handlers);
+  void write(ByteView bytes);
+  void resize(std::uint16_t columns, std::uint16_t rows);
+  void send(int signal);
+  /// No callback begins after this; the child is killed, and reaped by the watching thread.
+  void abandon();
+
+  // For the watching thread; `scratch` is where it reads to.
+  Next handleTerminalEvent(std::span<std::uint8_t> scratch);
+  Next readPiece(std::span<std::uint8_t> scratch);
+  /// After the process has ended: its last output, then the news. False when it was not the end after all.
+  bool reap(std::span<std::uint8_t> scratch);
+
+ private:
+  struct ReadResult {
+    std::size_t size = 0;
+    bool isDrained = false;
+    bool isEnded = false;
+  };
+
+  ReadResult readInto(std::span<std::uint8_t> scratch);
+  Next readPieceLocked(std::span<std::uint8_t> scratch);
+  void deliver(ByteView bytes);
+  void outputWasTaken();
+  void writeLocked(ByteView bytes);
+  void armLocked();
+  void closeTerminalLocked();
+
+  const std::string deviceName_;
+  const pid_t pid_;
+  const std::uint64_t token_;
+  const std::shared_ptr<PseudoTerminalPoller> poller_;
+
+  std::mutex mutex_;
+  Descriptor master_;
+  Descriptor process_;
+  std::optional<SerialQueue> queue_;
+  std::shared_ptr<PseudoTerminal::Handlers> handlers_;  // absent before the start and once abandoned
+  Bytes unwritten_;
+  int piecesInFlight_ = 0;  // given to the queue and not yet taken
+  bool wantsRead_ = false;
+  bool waitsForTaker_ = false;  // not read before a piece in flight has been taken
+  bool hasEnded_ = false;
+  bool isReaped_ = false;
+};
+
+}  // namespace quorl

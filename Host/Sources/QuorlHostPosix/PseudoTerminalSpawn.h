@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <sys/types.h>
+
+#include <expected>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <QuorlHostCore/Ports/PseudoTerminal.h>
+#include <QuorlHostPosix/Descriptor.h>
+
+namespace quorl {
+
+/// A child that runs on a terminal of its own, seen from this side.
+struct SpawnedTerminal {
+  Descriptor master;  // non-blocking
+  std::string deviceName;
+  pid_t pid = -1;  // nobody has waited for it
+};
+
+/// Opens a terminal and starts the request's command on it with `shell`. May be called from any thread.
+std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(const PseudoTerminalRequest& request,
+                                                                    const std::string& shell);
+
+/// The shell that agents are started with: zsh where it is installed, since its login files are where people
+/// who use it set their PATH; else the account's own shell where it is one that takes "-l -c"; else sh.
+std::string chooseShell(const std::string& accountShell,
+                        const std::function<bool(const std::string&)>& isExecutable);
+/// The same for the user that this process runs as.
+std::string shellForAgents();
+
+/// "NAME=value" texts: those of `inherited`, with `additions` in place of the ones of the same name.
+std::vector<std::string> environmentWith(const char* const* inherited,
+                                         const std::map<std::string, std::string>& additions);
+
+}  // namespace quorl
