@@ -146,9 +146,7 @@ PseudoTerminalChild::Next PseudoTerminalChild::readPieceLocked(std::span<std::ui
     hasEnded_ = true;
     poller_->remove(master_.get());
     queue_->async([self = shared_from_this(), handlers = handlers_] {
-      std::unique_lock lock(self->mutex_);
-      if (!self->handlers_) return;
-      lock.unlock();
+      if (self->isAbandoned()) return;
       handlers->endOfOutput();
     });
     return Next::waitForEvent;
@@ -165,13 +163,15 @@ void PseudoTerminalChild::deliver(ByteView bytes) {
   ++piecesInFlight_;
   queue_->async([self = shared_from_this(), handlers = handlers_,
                  piece = shareBytes(Bytes(bytes.begin(), bytes.end()))]() mutable {
-    {
-      std::lock_guard lock(self->mutex_);
-      if (!self->handlers_) return;
-    }
+    if (self->isAbandoned()) return;
     handlers->output(std::move(piece));
     self->outputWasTaken();
   });
+}
+
+bool PseudoTerminalChild::isAbandoned() {
+  std::lock_guard lock(mutex_);
+  return !handlers_;
 }
 
 void PseudoTerminalChild::outputWasTaken() {
@@ -204,9 +204,7 @@ bool PseudoTerminalChild::reap(std::span<std::uint8_t> scratch) {
   }
   closeTerminalLocked();
   queue_->async([self = shared_from_this(), handlers = handlers_, status] {
-    std::unique_lock lock(self->mutex_);
-    if (!self->handlers_) return;
-    lock.unlock();
+    if (self->isAbandoned()) return;
     handlers->exited(ProcessExit{status});
   });
   return true;

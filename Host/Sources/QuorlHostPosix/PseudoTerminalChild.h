@@ -61,6 +61,7 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   ReadResult readInto(std::span<std::uint8_t> scratch);
   Next readPieceLocked(std::span<std::uint8_t> scratch);
   void deliver(ByteView bytes);
+  bool isAbandoned();
   void outputWasTaken();
   void writeLocked(ByteView bytes);
   void armLocked();
