@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <QuorlKit/Models/Models.h>
+
+#include "Viewer.h"
+
+namespace quorl::bench {
+
+/// A client of our own protocol: pairs with the PIN and watches the main display over TCP.
+/// Nothing when the host does not answer or does not let it in; says why on standard error.
+std::unique_ptr<Viewer> connectQuorlViewer(std::string name, std::uint16_t port, const std::string& pin,
+                                           VideoCodec codec = VideoCodec::h264);
+
+}  // namespace quorl::bench
