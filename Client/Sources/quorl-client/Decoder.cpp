@@ -41,6 +41,16 @@ std::uint8_t DecodedPicture::luma(int x, int y) const {
   return frame->data[0][static_cast<std::ptrdiff_t>(y) * frame->linesize[0] + x];
 }
 
+DecodedPicture::Sample DecodedPicture::sample(int x, int y) const {
+  const auto* frame = planes_->frame;
+  const bool isPlanar420 = frame->format == AV_PIX_FMT_YUV420P || frame->format == AV_PIX_FMT_YUVJ420P;
+  if (!isPlanar420 || x < 0 || y < 0 || x >= frame->width || y >= frame->height) return {};
+  const auto chroma = [&](int plane) {
+    return frame->data[plane][static_cast<std::ptrdiff_t>(y / 2) * frame->linesize[plane] + x / 2];
+  };
+  return {luma(x, y), chroma(1), chroma(2)};
+}
+
 Bytes DecodedPicture::rgb() const {
   const auto* frame = planes_->frame;
   const auto format = static_cast<AVPixelFormat>(frame->format);

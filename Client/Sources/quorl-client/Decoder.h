@@ -27,6 +27,13 @@ class DecodedPicture {
   std::uint64_t ptsMicros() const;
   // Brightness of one pixel as it was coded, 16 (black) to 235 (white) in the usual range.
   std::uint8_t luma(int x, int y) const;
+  // One pixel as it was coded: Y, Cb and Cr of an 8-bit 4:2:0 picture; the middle values for any other form.
+  struct Sample {
+    std::uint8_t luma = 128;
+    std::uint8_t blueDifference = 128;
+    std::uint8_t redDifference = 128;
+  };
+  Sample sample(int x, int y) const;
   // 3 bytes a pixel, rows without padding, converted as the stream describes its colours (BT.601 if it does
   // not). Empty when there is no memory for it.
   Bytes rgb() const;
