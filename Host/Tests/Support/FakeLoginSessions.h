@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <QuorlHostCore/Ports/LoginSessions.h>
+
+namespace quorl::test {
+
+/// A machine's console that a test hands from one user to the next.
+///
+/// *Queue*: the simulation's one thread.
+class FakeConsole {
+ public:
+  void handTo(std::optional<std::string> user);
+
+  std::optional<std::string> user;
+
+ private:
+  friend class FakeLoginSessions;
+  std::vector<std::function<void()>> observers_;
+};
+
+/// One process's view of that console.
+class FakeLoginSessions : public LoginSessions {
+ public:
+  FakeLoginSessions(std::string ownUser, std::shared_ptr<FakeConsole> console)
+      : ownUser_(std::move(ownUser)), console_(std::move(console)) {}
+
+  std::optional<std::string> consoleUser() override { return console_->user; }
+  std::string ownUserName() override { return ownUser_; }
+  void observeConsoleUser(std::function<void()> changed) override;
+
+ private:
+  const std::string ownUser_;
+  const std::shared_ptr<FakeConsole> console_;
+};
+
+}  // namespace quorl::test
