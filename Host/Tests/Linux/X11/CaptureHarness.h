@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <QuorlHostCore/Concurrency/PoolScheduler.h>
+#include <QuorlHostLinux/X11/X11ScreenCapture.h>
+
+namespace quorl::test {
+
+/// 0xRRGGBB of one pixel of a picture, back from BT.601 limited range.
+std::uint32_t colorAt(const PictureBuffer& picture, int x, int y);
+
+/// The largest difference of any colour channel.
+int distance(std::uint32_t a, std::uint32_t b);
+
+/// What a stream has delivered, to wait on.
+class Deliveries {
+ public:
+  CaptureStream::Handlers handlers();
+
+  /// Waits until a picture beyond the first `seen` ones satisfies `condition`; that picture.
+  std::optional<CapturedPicture> waitFor(const std::function<bool(const CapturedPicture&)>& condition,
+                                         std::size_t seen = 0);
+  std::optional<CapturedPicture> waitForColor(int x, int y, std::uint32_t color, std::size_t seen = 0);
+  std::optional<PortError> waitForStop();
+  std::size_t count();
+  std::vector<CapturedPicture> all();
+  /// Gives back the memory of all pictures.
+  void release();
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<CapturedPicture> pictures_;
+  std::optional<PortError> stopped_;
+};
+
+/// A capture of one display with what it needs.
+class CaptureHarness {
+ public:
+  explicit CaptureHarness(X11DisplayName name) : capture(std::move(name)) {}
+  explicit CaptureHarness(const std::string& display)
+      : CaptureHarness(X11DisplayName([display] { return display; })) {}
+
+  ShareableContent content();
+  std::expected<std::unique_ptr<CaptureStream>, PortError> open(const CaptureFilter& filter,
+                                                                const CaptureSettings& settings,
+                                                                Deliveries& deliveries);
+  /// Opens and starts, and waits for the first picture.
+  std::unique_ptr<CaptureStream> start(const CaptureFilter& filter, const CaptureSettings& settings,
+                                       Deliveries& deliveries);
+
+  PoolScheduler scheduler;
+  SerialQueue queue{scheduler, "test.stream", QueueRank::stream};
+  X11ScreenCapture capture;
+};
+
+}  // namespace quorl::test

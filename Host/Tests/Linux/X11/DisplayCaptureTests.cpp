@@ -1,0 +1,355 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include <Support/Eventually.h>
+#include <Support/XServerFixture.h>
+
+#include "CaptureHarness.h"
+#include "TestClient.h"
+
+namespace quorl::test {
+namespace {
+
+constexpr std::uint32_t red = 0xFF0000;
+constexpr std::uint32_t green = 0x00FF00;
+constexpr std::uint32_t blue = 0x0000FF;
+constexpr std::uint32_t white = 0xFFFFFF;
+
+CaptureSettings settingsOf(int width, int height, bool showsCursor = false) {
+  return {.size = {width, height},
+          .minimumFrameInterval = std::chrono::milliseconds(1),
+          .showsCursor = showsCursor,
+          .queueDepth = 5};
+}
+
+/// Says where two images differ by more than the conversion's rounding; chroma is shared by four pixels, so
+/// only the brightness is compared.
+int worstLumaDifference(const PictureBuffer& picture, const std::vector<std::uint32_t>& screen) {
+  int worst = 0;
+  for (int y = 0; y < picture.size.height; ++y) {
+    for (int x = 0; x < picture.size.width; ++x) {
+      const std::uint32_t pixel =
+          screen[static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.size.width) +
+                 static_cast<std::size_t>(x)];
+      const double luma = 16 + 0.256788 * ((pixel >> 16) & 0xFF) + 0.504129 * ((pixel >> 8) & 0xFF) +
+                          0.097906 * (pixel & 0xFF);
+      const int seen =
+          picture.luma[static_cast<std::size_t>(y) * picture.lumaStride + static_cast<std::size_t>(x)];
+      worst = std::max(worst, std::abs(seen - static_cast<int>(luma + 0.5)));
+    }
+  }
+  return worst;
+}
+
+class DisplayCapture : public testing::Test {
+ protected:
+  std::uint32_t display() { return harness.content().displays.at(0).displayID; }
+
+  XServer server{{.width = 640, .height = 480}};
+  TestClient client{server.display()};
+  Deliveries deliveries;
+  CaptureHarness harness{server.display()};
+};
+
+TEST_F(DisplayCapture, listsTheOneDisplayAsTheMainOne) {
+  const auto content = harness.content();
+  ASSERT_EQ(content.displays.size(), 1U);
+  EXPECT_TRUE(content.displays[0].isMain);
+  EXPECT_NE(content.displays[0].displayID, 0U);
+  EXPECT_EQ(content.displays[0].bounds, (PointRect{{0, 0}, {640, 480}}));
+  EXPECT_EQ(content.displays[0].pixelScale, 1.0);
+}
+
+TEST_F(DisplayCapture, deliversTheWholeScreenFirst) {
+  client.fillRoot({0, 0, 320, 480}, red);
+  client.fillRoot({320, 0, 320, 480}, blue);
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  const auto first = deliveries.all().at(0);
+  EXPECT_EQ(first.status, FrameStatus::complete);
+  EXPECT_EQ(first.image->size, (PixelSize{640, 480}));
+  EXPECT_EQ(first.changed, (std::vector<PixelRect>{{0, 0, 640, 480}}));
+  EXPECT_LE(distance(colorAt(*first.image, 100, 100), red), 4);
+  EXPECT_LE(distance(colorAt(*first.image, 500, 400), blue), 4);
+  // BT.601 limited range: red is 82, 90, 240 within rounding.
+  EXPECT_NEAR(first.image->luma[0], 82, 1);
+  EXPECT_NEAR(first.image->chroma[0], 90, 1);
+  EXPECT_NEAR(first.image->chroma[1], 240, 1);
+}
+
+TEST_F(DisplayCapture, showsTheSamePixelsAsAScreenshot) {
+  auto eyes = server.start({"xeyes", "-geometry", "300x200+40+60"});
+  auto logo = server.start({"xlogo", "-geometry", "200x220+380+200"});
+  ASSERT_TRUE(eventually([&] { return harness.content().windows.size() == 2; }));
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  EXPECT_TRUE(eventually([&] {
+    const auto pictures = deliveries.all();
+    return worstLumaDifference(*pictures.back().image, client.read({0, 0, 640, 480})) <= 2;
+  }));
+}
+
+TEST_F(DisplayCapture, deliversASmallChangeAsThatRectangleAlone) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  client.fillRoot({100, 200, 16, 10}, red);
+  const auto second = deliveries.waitForColor(104, 204, red, 1);
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->changed, (std::vector<PixelRect>{{100, 200, 16, 10}}));
+  EXPECT_LE(worstLumaDifference(*second->image, client.read({0, 0, 640, 480})), 2);
+  EXPECT_EQ(deliveries.count(), 2U);
+}
+
+TEST_F(DisplayCapture, widensARectangleWithOddCornersToEvenOnes) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  client.fillRoot({101, 203, 15, 9}, green);
+  const auto second = deliveries.waitForColor(106, 206, green, 1);
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->changed, (std::vector<PixelRect>{{100, 202, 16, 10}}));
+}
+
+TEST_F(DisplayCapture, keepsEveryPictureOfThePoolUpToDate) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  // More changes than the pool has pictures: each is filled from what it missed, not from the last change.
+  for (int i = 0; i < 24; ++i) {
+    const std::size_t seen = deliveries.count();
+    const std::uint32_t color = i % 2 == 0 ? red : blue;
+    client.fillRoot({(i % 8) * 80, (i / 8) * 160, 40, 40}, color);
+    const auto picture = deliveries.waitForColor((i % 8) * 80 + 4, (i / 8) * 160 + 4, color, seen);
+    ASSERT_TRUE(picture) << i;
+    EXPECT_LE(worstLumaDifference(*picture->image, client.read({0, 0, 640, 480})), 2) << i;
+    deliveries.release();
+  }
+}
+
+TEST_F(DisplayCapture, deliversNothingWhileNothingChanges) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480, true), deliveries);
+  ASSERT_TRUE(eventually([&, before = harness.capture.captureWakeups()]() mutable {
+    return std::exchange(before, harness.capture.captureWakeups()) == before;
+  }));
+  const std::size_t pictures = deliveries.count();
+  const auto wakeups = harness.capture.captureWakeups();
+  // Time passes elsewhere: another server starts and draws.
+  const XServer other{{.width = 320, .height = 240}};
+  TestClient elsewhere(other.display());
+  elsewhere.fillRoot({0, 0, 10, 10}, red);
+  EXPECT_EQ(deliveries.count(), pictures);
+  EXPECT_EQ(harness.capture.captureWakeups(), wakeups);
+  client.fillRoot({10, 10, 20, 20}, red);
+  ASSERT_TRUE(deliveries.waitForColor(14, 14, red, pictures));
+  EXPECT_EQ(deliveries.count(), pictures + 1);
+}
+
+TEST_F(DisplayCapture, mergesChangesWhileNoPictureIsFree) {
+  auto settings = settingsOf(640, 480);
+  settings.queueDepth = 1;
+  const auto stream = harness.start(DisplayFilter{display()}, settings, deliveries);
+  client.fillRoot({0, 0, 20, 20}, red);
+  client.fillRoot({600, 400, 20, 20}, blue);
+  client.sync();
+  EXPECT_EQ(deliveries.count(), 1U);
+  deliveries.release();
+  const auto merged = deliveries.waitForColor(610, 410, blue, 1);
+  ASSERT_TRUE(merged);
+  EXPECT_LE(distance(colorAt(*merged->image, 10, 10), red), 4);
+}
+
+TEST_F(DisplayCapture, keepsTheMinimumIntervalBetweenPictures) {
+  auto settings = settingsOf(640, 480);
+  settings.minimumFrameInterval = std::chrono::milliseconds(40);
+  settings.queueDepth = 64;
+  const auto stream = harness.start(DisplayFilter{display()}, settings, deliveries);
+  std::uint32_t color = 0x010203;
+  const bool isEnough = eventually([&] {
+    client.fillRoot({0, 0, 64, 64}, color += 0x030201);
+    return deliveries.count() >= 8;
+  });
+  ASSERT_TRUE(isEnough);
+  const auto pictures = deliveries.all();
+  for (std::size_t i = 1; i < pictures.size(); ++i) {
+    EXPECT_GE(pictures[i].presentationTime - pictures[i - 1].presentationTime, std::chrono::milliseconds(40));
+  }
+}
+
+TEST_F(DisplayCapture, servesTwoStreamsOfOneSourceEachInItsSize) {
+  Deliveries small;
+  const auto large = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  const auto scaled = harness.start(DisplayFilter{display()}, settingsOf(320, 240), small);
+  client.fillRoot({200, 100, 80, 60}, red);
+  const auto inLarge = deliveries.waitForColor(240, 130, red);
+  const auto inSmall = small.waitForColor(120, 65, red);
+  ASSERT_TRUE(inLarge);
+  ASSERT_TRUE(inSmall);
+  EXPECT_EQ(inLarge->image->size, (PixelSize{640, 480}));
+  EXPECT_EQ(inSmall->image->size, (PixelSize{320, 240}));
+  // Where both may deliver, one look at the screen serves both.
+  std::uint32_t color = 0;
+  EXPECT_TRUE(eventually([&] {
+    deliveries.release();
+    small.release();
+    const std::size_t seen = deliveries.count();
+    client.fillRoot({200, 100, 80, 60}, color += 0x102030);
+    deliveries.waitFor([](const auto&) { return true; }, seen);
+    return deliveries.all().back().presentationTime == small.all().back().presentationTime;
+  }));
+}
+
+TEST_F(DisplayCapture, scalesAChangeAsItScalesTheWhole) {
+  Deliveries whole;
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(400, 300), deliveries);
+  for (int i = 0; i < 10; ++i) {
+    const std::size_t seen = deliveries.count();
+    client.fillRoot({i * 53, i * 41, 37, 29}, 0x204080 + static_cast<std::uint32_t>(i) * 0x0B0703);
+    ASSERT_TRUE(deliveries.waitFor([](const auto&) { return true; }, seen));
+    if (i < 9) deliveries.release();
+  }
+  const auto again = harness.start(DisplayFilter{display()}, settingsOf(400, 300), whole);
+  const auto partly = deliveries.all().back();
+  const auto fully = whole.all().back();
+  int worst = 0;
+  for (std::size_t y = 0; y < 300; ++y) {
+    for (std::size_t x = 0; x < 400; ++x) {
+      worst = std::max(worst, std::abs(partly.image->luma[y * partly.image->lumaStride + x] -
+                                       fully.image->luma[y * fully.image->lumaStride + x]));
+    }
+  }
+  EXPECT_LE(worst, 1);
+}
+
+TEST_F(DisplayCapture, scalesToAQuarterWithoutSkippingPixels) {
+  client.fillRoot({0, 0, 640, 480}, 0);
+  // Lines one pixel wide, four apart: an even dark grey at a quarter of the size.
+  for (int x = 0; x < 640; x += 4) client.fillRoot({x, 0, 1, 480}, white);
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(160, 120), deliveries);
+  const auto picture = deliveries.all().at(0);
+  for (std::size_t x = 0; x < 160; ++x) {
+    EXPECT_NEAR(picture.image->luma[60 * picture.image->lumaStride + x], 16 + 219 / 4, 2) << x;
+  }
+}
+
+TEST_F(DisplayCapture, cutsRatherThanBlursAnOddSide) {
+  const XServer odd{{.width = 641, .height = 481}};
+  TestClient painter(odd.display());
+  for (int x = 0; x < 641; x += 2) painter.fillRoot({x, 0, 1, 481}, white);
+  CaptureHarness other(odd.display());
+  const auto stream =
+      other.start(DisplayFilter{other.content().displays.at(0).displayID}, settingsOf(640, 480), deliveries);
+  EXPECT_LE(worstLumaDifference(*deliveries.all().at(0).image, painter.read({0, 0, 640, 480})), 2);
+}
+
+TEST_F(DisplayCapture, changesItsSizeWithNewSettings) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  stream->updateSettings(settingsOf(320, 240), [](auto result) { EXPECT_TRUE(result.has_value()); });
+  const auto smaller =
+      deliveries.waitFor([](const auto& picture) { return picture.image->size == PixelSize{320, 240}; });
+  ASSERT_TRUE(smaller);
+  EXPECT_EQ(smaller->changed, (std::vector<PixelRect>{{0, 0, 320, 240}}));
+}
+
+TEST_F(DisplayCapture, drawsTheCursorOnlyWhereAskedFor) {
+  client.setBlockCursor(16, red);
+  client.movePointer(300, 200);
+  Deliveries without;
+  const auto with = harness.start(DisplayFilter{display()}, settingsOf(640, 480, true), deliveries);
+  const auto plain = harness.start(DisplayFilter{display()}, settingsOf(640, 480, false), without);
+  EXPECT_TRUE(deliveries.waitForColor(304, 204, red));
+  EXPECT_LE(distance(colorAt(*without.all().back().image, 304, 204), 0), 4);
+}
+
+TEST_F(DisplayCapture, followsThePointerAndPutsBackWhatItCovered) {
+  client.fillRoot({0, 0, 640, 480}, green);
+  client.setBlockCursor(16, red);
+  client.movePointer(300, 200);
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480, true), deliveries);
+  ASSERT_TRUE(deliveries.waitForColor(304, 204, red));
+  const std::size_t seen = deliveries.count();
+  client.movePointer(100, 60);
+  const auto moved = deliveries.waitForColor(104, 64, red, seen);
+  ASSERT_TRUE(moved);
+  EXPECT_LE(distance(colorAt(*moved->image, 304, 204), green), 4);
+  EXPECT_LE(moved->changed.size(), 2U);
+}
+
+TEST_F(DisplayCapture, saysNothingAfterStop) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  Deliveries marker;
+  const auto other = harness.start(DisplayFilter{display()}, settingsOf(640, 480), marker);
+  stream->stop();
+  const std::size_t seen = deliveries.count();
+  client.fillRoot({0, 0, 30, 30}, red);
+  ASSERT_TRUE(marker.waitForColor(10, 10, red));
+  EXPECT_EQ(deliveries.count(), seen);
+}
+
+TEST_F(DisplayCapture, refusesAnUnknownDisplayAndOddPictures) {
+  EXPECT_FALSE(harness.open(DisplayFilter{1}, settingsOf(640, 480), deliveries).has_value());
+  EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(641, 480), deliveries).has_value());
+  EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(0, 0), deliveries).has_value());
+  EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(20'000, 480), deliveries).has_value());
+  EXPECT_FALSE(harness.open(ApplicationFilter{display(), 1}, settingsOf(640, 480), deliveries).has_value());
+}
+
+TEST_F(DisplayCapture, tellsItsSize) {
+  const auto geometry = harness.capture.geometry(DisplayFilter{display()});
+  ASSERT_TRUE(geometry.has_value());
+  EXPECT_EQ(geometry->contentSize, (PointSize{640, 480}));
+  EXPECT_EQ(geometry->pointPixelScale, 1.0);
+}
+
+TEST_F(DisplayCapture, endsWithAnErrorWhenTheServerDiesAndTheProcessLives) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480, true), deliveries);
+  server.kill();
+  const auto error = deliveries.waitForStop();
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->description, "the display has gone");
+  EXPECT_TRUE(harness.content().displays.empty());
+  EXPECT_FALSE(harness.capture.geometry(DisplayFilter{1}).has_value());
+}
+
+TEST_F(DisplayCapture, showsTwoMonitorsEachForItself) {
+  server.run({"xrandr", "--setmonitor", "LEFT", "320/100x480/100+0+0", "screen"});
+  server.run({"xrandr", "--setmonitor", "RIGHT", "320/100x480/100+320+0", "none"});
+  const auto displays = harness.content().displays;
+  ASSERT_EQ(displays.size(), 2U);
+  EXPECT_EQ(displays[0].name, "LEFT");
+  EXPECT_TRUE(displays[0].isMain);
+  EXPECT_FALSE(displays[1].isMain);
+  EXPECT_EQ(displays[1].bounds, (PointRect{{320, 0}, {320, 480}}));
+  EXPECT_NE(displays[0].displayID, displays[1].displayID);
+  Deliveries left;
+  const auto rightStream =
+      harness.start(DisplayFilter{displays[1].displayID}, settingsOf(320, 480), deliveries);
+  const auto leftStream = harness.start(DisplayFilter{displays[0].displayID}, settingsOf(320, 480), left);
+  client.fillRoot({400, 100, 20, 20}, red);
+  const auto right = deliveries.waitForColor(90, 110, red, 1);
+  ASSERT_TRUE(right);
+  EXPECT_EQ(right->changed, (std::vector<PixelRect>{{80, 100, 20, 20}}));
+  EXPECT_EQ(left.count(), 1U);
+}
+
+TEST_F(DisplayCapture, endsTheStreamOfAMonitorThatIsRemoved) {
+  server.run({"xrandr", "--setmonitor", "LEFT", "320/100x480/100+0+0", "screen"});
+  server.run({"xrandr", "--setmonitor", "RIGHT", "320/100x480/100+320+0", "none"});
+  const auto displays = harness.content().displays;
+  ASSERT_EQ(displays.size(), 2U);
+  const auto stream = harness.start(DisplayFilter{displays[1].displayID}, settingsOf(320, 480), deliveries);
+  server.run({"xrandr", "--delmonitor", "RIGHT"});
+  const auto error = deliveries.waitForStop();
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->description, "the display was removed");
+}
+
+TEST(DisplayAppearance, findsADisplayThatAppearsAfterTheStart) {
+  auto name = std::make_shared<std::optional<std::string>>();
+  CaptureHarness harness([name] { return *name; });
+  EXPECT_TRUE(harness.content().displays.empty());
+  EXPECT_TRUE(harness.content().windows.empty());
+  const XServer server{{.width = 320, .height = 240}};
+  *name = server.display();
+  EXPECT_EQ(harness.content().displays.size(), 1U);
+}
+
+TEST(DisplayAppearance, answersWithEmptyListsWhereNoServerListens) {
+  CaptureHarness harness(X11DisplayName([] { return std::string(":nowhere"); }));
+  EXPECT_TRUE(harness.content().displays.empty());
+}
+
+}  // namespace
+}  // namespace quorl::test

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "TestClient.h"
+
+#include <array>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+
+namespace quorl::test {
+
+namespace {
+
+template <class T>
+std::unique_ptr<T, void (*)(void*)> owned(T* reply) {
+  return {reply, std::free};
+}
+
+}  // namespace
+
+TestClient::TestClient(const std::string& display) : xcb_(xcb_connect(display.c_str(), nullptr)) {
+  if (xcb_connection_has_error(xcb_) != 0) throw std::runtime_error("no display for the test's client");
+  root_ = xcb_setup_roots_iterator(xcb_get_setup(xcb_)).data->root;
+  context_ = xcb_generate_id(xcb_);
+  const std::array<std::uint32_t, 2> values{XCB_SUBWINDOW_MODE_INCLUDE_INFERIORS, 0};
+  xcb_create_gc(xcb_, context_, root_, XCB_GC_SUBWINDOW_MODE | XCB_GC_GRAPHICS_EXPOSURES, values.data());
+  sync();
+}
+
+TestClient::~TestClient() {
+  xcb_disconnect(xcb_);
+}
+
+std::uint32_t TestClient::makeWindow(const PixelRect& bounds, Managed managed, const std::string& title) {
+  const std::uint32_t window = xcb_generate_id(xcb_);
+  const std::array<std::uint32_t, 3> values{0, managed == Managed::no ? 1U : 0U, XCB_EVENT_MASK_EXPOSURE};
+  xcb_create_window(xcb_, XCB_COPY_FROM_PARENT, window, root_, static_cast<std::int16_t>(bounds.x),
+                    static_cast<std::int16_t>(bounds.y), static_cast<std::uint16_t>(bounds.width),
+                    static_cast<std::uint16_t>(bounds.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                    XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK,
+                    values.data());
+  xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                      static_cast<std::uint32_t>(title.size()), title.data());
+  map(window);
+  // Exposed: it is on the screen, under a window manager's care or not.
+  for (;;) {
+    const auto event = owned(xcb_wait_for_event(xcb_));
+    if (!event) throw std::runtime_error("the display went away");
+    if ((event->response_type & 0x7F) == XCB_EXPOSE) break;
+  }
+  sync();
+  return window;
+}
+
+void TestClient::moveResize(std::uint32_t window, const PixelRect& bounds) {
+  const std::array<std::uint32_t, 4> values{
+      static_cast<std::uint32_t>(bounds.x), static_cast<std::uint32_t>(bounds.y),
+      static_cast<std::uint32_t>(bounds.width), static_cast<std::uint32_t>(bounds.height)};
+  xcb_configure_window(
+      xcb_, window,
+      XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+      values.data());
+  sync();
+}
+
+void TestClient::unmap(std::uint32_t window) {
+  xcb_unmap_window(xcb_, window);
+  sync();
+}
+
+void TestClient::map(std::uint32_t window) {
+  xcb_map_window(xcb_, window);
+  sync();
+}
+
+void TestClient::destroy(std::uint32_t window) {
+  xcb_destroy_window(xcb_, window);
+  sync();
+}
+
+void TestClient::fill(std::uint32_t window, const PixelRect& rect, std::uint32_t color) {
+  xcb_change_gc(xcb_, context_, XCB_GC_FOREGROUND, &color);
+  const xcb_rectangle_t area{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+                             static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)};
+  xcb_poly_fill_rectangle(xcb_, window, context_, 1, &area);
+  sync();
+}
+
+void TestClient::movePointer(int x, int y) {
+  xcb_test_fake_input(xcb_, XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, root_, static_cast<std::int16_t>(x),
+                      static_cast<std::int16_t>(y), 0);
+  sync();
+}
+
+void TestClient::setBlockCursor(int side, std::uint32_t color) {
+  const auto size = static_cast<std::uint16_t>(side);
+  const std::uint32_t pixmap = xcb_generate_id(xcb_);
+  const std::uint32_t bits = xcb_generate_id(xcb_);
+  const std::uint32_t cursor = xcb_generate_id(xcb_);
+  xcb_create_pixmap(xcb_, 1, pixmap, root_, size, size);
+  const std::uint32_t one = 1;
+  xcb_create_gc(xcb_, bits, pixmap, XCB_GC_FOREGROUND, &one);
+  const xcb_rectangle_t all{0, 0, size, size};
+  xcb_poly_fill_rectangle(xcb_, pixmap, bits, 1, &all);
+  const auto part = [color](int shift) {
+    return static_cast<std::uint16_t>(((color >> shift) & 0xFF) * 0x101);
+  };
+  xcb_create_cursor(xcb_, cursor, pixmap, pixmap, part(16), part(8), part(0), 0, 0, 0, 0, 0);
+  xcb_change_window_attributes(xcb_, root_, XCB_CW_CURSOR, &cursor);
+  xcb_free_gc(xcb_, bits);
+  xcb_free_pixmap(xcb_, pixmap);
+  sync();
+}
+
+void TestClient::sync() {
+  owned(xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
+}
+
+std::vector<std::uint32_t> TestClient::read(const PixelRect& rect) {
+  const auto reply = owned(xcb_get_image_reply(
+      xcb_,
+      xcb_get_image(xcb_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, static_cast<std::int16_t>(rect.x),
+                    static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
+                    static_cast<std::uint16_t>(rect.height), ~0U),
+      nullptr));
+  if (!reply) throw std::runtime_error("the screen cannot be read");
+  const auto* data = reinterpret_cast<const std::uint32_t*>(xcb_get_image_data(reply.get()));
+  std::vector<std::uint32_t> pixels(
+      data, data + static_cast<std::size_t>(rect.width) * static_cast<std::size_t>(rect.height));
+  for (auto& pixel : pixels) pixel &= 0xFFFFFF;
+  return pixels;
+}
+
+}  // namespace quorl::test

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <QuorlKit/Foundation/Geometry.h>
+
+struct xcb_connection_t;
+
+namespace quorl::test {
+
+/// A plain X client, independent of the code under test: draws, and looks at the screen without shared
+/// memory.
+class TestClient {
+ public:
+  explicit TestClient(const std::string& display);
+  ~TestClient();
+  TestClient(const TestClient&) = delete;
+  TestClient& operator=(const TestClient&) = delete;
+
+  enum class Managed { no, yes };
+  /// A mapped black window that is seen by the server as drawn.
+  std::uint32_t makeWindow(const PixelRect& bounds, Managed managed = Managed::no,
+                           const std::string& title = "");
+  void moveResize(std::uint32_t window, const PixelRect& bounds);
+  void unmap(std::uint32_t window);
+  void map(std::uint32_t window);
+  void destroy(std::uint32_t window);
+
+  /// `color` is 0xRRGGBB.
+  void fill(std::uint32_t window, const PixelRect& rect, std::uint32_t color);
+  void fillRoot(const PixelRect& rect, std::uint32_t color) { fill(root_, rect, color); }
+  /// As a device would, not a warp.
+  void movePointer(int x, int y);
+  /// The root's cursor becomes a block of this colour, `side` pixels wide, the hot spot at its top left.
+  void setBlockCursor(int side, std::uint32_t color);
+  void sync();
+
+  /// Pixels 0xRRGGBB of the root.
+  std::vector<std::uint32_t> read(const PixelRect& rect);
+
+  std::uint32_t root() const { return root_; }
+  xcb_connection_t* xcb() const { return xcb_; }
+
+ private:
+  xcb_connection_t* xcb_;
+  std::uint32_t root_ = 0;
+  std::uint32_t context_ = 0;
+};
+
+}  // namespace quorl::test
