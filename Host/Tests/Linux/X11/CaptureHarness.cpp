@@ -119,7 +119,7 @@ std::unique_ptr<CaptureStream> CaptureHarness::start(const CaptureFilter& filter
   (*stream)->start([&](auto result) { started.set_value(result); });
   const auto result = started.get_future().get();
   EXPECT_TRUE(result.has_value()) << (result ? "" : result.error().description);
-  if (result) EXPECT_TRUE(deliveries.waitFor([](const auto&) { return true; }).has_value());
+  EXPECT_TRUE(!result || deliveries.waitFor([](const auto&) { return true; }).has_value());
   return std::move(*stream);
 }
 

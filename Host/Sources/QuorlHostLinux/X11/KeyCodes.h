@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace quorl {
+
+/// A key of the wire (virtual key code of a Mac keyboard, which names a place on it) and the key at the same
+/// place of an X keyboard, by its XKB name: names, unlike key codes and symbols, mean places too.
+struct KeyCodeEntry {
+  std::uint16_t code;
+  std::string_view xkbName;
+};
+
+std::span<const KeyCodeEntry> keyCodeTable();
+std::optional<std::string_view> xkbKeyName(std::uint16_t code);
+
+/// Digits and the decimal key of the keypad: the Mac knows no Num Lock, they always mean these characters.
+bool isKeypadCharacter(std::uint16_t code);
+
+namespace keyCode {
+inline constexpr std::uint16_t rightCommand = 0x36;
+inline constexpr std::uint16_t command = 0x37;
+inline constexpr std::uint16_t shift = 0x38;
+inline constexpr std::uint16_t capsLock = 0x39;
+inline constexpr std::uint16_t option = 0x3A;
+inline constexpr std::uint16_t control = 0x3B;
+inline constexpr std::uint16_t rightShift = 0x3C;
+inline constexpr std::uint16_t rightOption = 0x3D;
+inline constexpr std::uint16_t rightControl = 0x3E;
+inline constexpr std::uint16_t returnKey = 0x24;
+inline constexpr std::uint16_t tab = 0x30;
+inline constexpr std::uint16_t backspace = 0x33;
+inline constexpr std::uint16_t escape = 0x35;
+inline constexpr std::uint16_t forwardDelete = 0x75;
+}  // namespace keyCode
+
+}  // namespace quorl

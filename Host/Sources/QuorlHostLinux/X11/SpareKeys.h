@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include <QuorlHostLinux/X11/Keyboard.h>
+#include <QuorlHostLinux/X11/XkbRequests.h>
+
+namespace quorl {
+
+/// Which symbols stand on the spare keycodes, two on each (without and with Shift). The least recently used
+/// places are given away first; a place just pressed is not, because the programs that got its key events may
+/// look its symbol up late.
+///
+/// *Queue*: pure; one thread at a time.
+class SpareKeys {
+ public:
+  using Time = std::chrono::steady_clock::time_point;
+  /// A program that reads a key event later than this after it was sent may see a wrong symbol.
+  static constexpr std::chrono::milliseconds lookUpTime{250};
+
+  /// Takes over a list of spare keycodes. Places of codes that were there before keep their symbols where
+  /// `keyboard` still has them.
+  void setKeycodes(const Keyboard& keyboard);
+  void setKeycodes(const std::vector<std::uint8_t>& keycodes);
+
+  /// How many symbols have room at a time.
+  std::size_t capacity() const { return places_.size(); }
+
+  struct Binding {
+    std::map<std::uint8_t, KeyLevels> changes;  // for setKeySyms; empty: all are there already
+    Time notBefore{};                           // when the changes may be made
+  };
+  /// Finds places for these symbols, no more than `capacity()` different ones. The places are taken at once;
+  /// the caller makes the changes.
+  Binding bind(const std::set<std::uint32_t>& keysyms);
+
+  std::optional<KeyStroke> strokeFor(std::uint32_t keysym) const;
+  void pressed(std::uint32_t keysym, Time now);
+
+  /// What makes all of them blank again.
+  std::map<std::uint8_t, KeyLevels> blank() const;
+  std::set<std::uint8_t> keycodes() const;
+
+ private:
+  struct Place {
+    KeyStroke stroke;
+    std::uint32_t keysym = 0;
+    Time lastPressed{};
+  };
+  Place* find(std::uint32_t keysym);
+  KeyLevels levelsOf(std::uint8_t keycode) const;
+
+  std::vector<Place> places_;
+};
+
+}  // namespace quorl

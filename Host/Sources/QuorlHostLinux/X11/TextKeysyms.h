@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace quorl {
+
+/// The keysyms that type a text, in order: a line end (any of CR, LF, CR LF) is Return, tab and backspace are
+/// their keys, other control characters are left out; half a surrogate pair is U+FFFD.
+std::vector<std::uint32_t> keysymsOf(std::u16string_view text);
+
+}  // namespace quorl

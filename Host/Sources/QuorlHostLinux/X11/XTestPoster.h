@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+
+#include <QuorlHostCore/Ports/EventPoster.h>
+#include <QuorlHostLinux/X11/X11Connection.h>
+
+namespace quorl {
+
+/// Posts synthetic events to an X display through the XTEST extension, as its test devices. A display that is
+/// absent is looked for again with every event.
+///
+/// *Queue*: see `EventPoster`; a text whose characters the keyboard lacks may take a quarter of a second for
+/// each 32 or so of them, during which other programs' input goes on.
+/// *Lifetime*: destruction lets go of everything that is held and leaves the keyboard map as it was.
+class XTestPoster final : public EventPoster {
+ public:
+  explicit XTestPoster(X11DisplayName displayName = displayNameFromEnvironment());
+  ~XTestPoster() override;
+
+  void post(const SyntheticEvent& event) override;
+  /// Lets go of all keys and buttons that are held.
+  void releaseAll();
+
+ private:
+  class Session;
+
+  bool connect();
+
+  X11DisplayName displayName_;
+  std::unique_ptr<Session> session_;
+};
+
+}  // namespace quorl
