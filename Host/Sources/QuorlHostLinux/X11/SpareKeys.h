@@ -22,7 +22,7 @@ class SpareKeys {
  public:
   using Time = std::chrono::steady_clock::time_point;
   /// A program that reads a key event later than this after it was sent may see a wrong symbol.
-  static constexpr std::chrono::milliseconds lookUpTime{250};
+  static constexpr std::chrono::milliseconds lookUpTime{400};
 
   /// Takes over a list of spare keycodes. Places of codes that were there before keep their symbols where
   /// `keyboard` still has them.

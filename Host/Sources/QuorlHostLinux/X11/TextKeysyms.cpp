@@ -60,4 +60,11 @@ std::vector<std::uint32_t> keysymsOf(std::u16string_view text) {
   return keysyms;
 }
 
+std::uint32_t unicodeKeysymOf(std::uint32_t keysym) {
+  constexpr std::uint32_t firstBeyondLatin1 = 0x100;
+  constexpr std::uint32_t unicode = 0x0100'0000;
+  const std::uint32_t codePoint = xkb_keysym_to_utf32(keysym);
+  return codePoint >= firstBeyondLatin1 ? unicode | codePoint : keysym;
+}
+
 }  // namespace quorl

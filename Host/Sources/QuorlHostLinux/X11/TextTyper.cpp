@@ -17,6 +17,12 @@ namespace quorl {
 
 namespace {
 
+/// The layout may name a character either way.
+std::optional<KeyStroke> ownStroke(const Keyboard& keyboard, std::uint32_t keysym, std::uint8_t group) {
+  if (const auto stroke = keyboard.strokeFor(keysym, group)) return stroke;
+  return keyboard.strokeFor(unicodeKeysymOf(keysym), group);
+}
+
 /// On the root: the spare keycodes in use. A run that is killed leaves its symbols in the map; without a word
 /// of them the next one would find fewer blank keycodes.
 constexpr const char* claimProperty = "_QUORL_SPARE_KEYCODES";
@@ -56,13 +62,14 @@ void TextTyper::type(std::u16string_view text, const Keyboard& keyboard, std::ui
   std::set<std::uint32_t> foreign;
   std::size_t start = 0;
   for (std::size_t i = 0; i < keysyms.size(); ++i) {
-    if (keyboard.strokeFor(keysyms[i], group) || foreign.contains(keysyms[i])) continue;
+    const auto bound = unicodeKeysymOf(keysyms[i]);
+    if (ownStroke(keyboard, keysyms[i], group) || foreign.contains(bound)) continue;
     if (foreign.size() == spares_.capacity()) {
       typeRound(std::span(keysyms).subspan(start, i - start), foreign, keyboard, group);
       start = i;
       foreign.clear();
     }
-    if (spares_.capacity() > 0) foreign.insert(keysyms[i]);
+    if (spares_.capacity() > 0) foreign.insert(bound);
   }
   typeRound(std::span(keysyms).subspan(start), foreign, keyboard, group);
 }
@@ -76,8 +83,8 @@ void TextTyper::typeRound(std::span<const std::uint32_t> keysyms, const std::set
     setKeySyms(connection_.xcb(), binding.changes);
   }
   for (const auto keysym : keysyms) {
-    auto stroke = keyboard.strokeFor(keysym, group);
-    if (!stroke) stroke = spares_.strokeFor(keysym);
+    auto stroke = ownStroke(keyboard, keysym, group);
+    if (!stroke) stroke = spares_.strokeFor(unicodeKeysymOf(keysym));
     if (!stroke) continue;
     hold(stroke->shift, keyboard);
     press(stroke->keycode);

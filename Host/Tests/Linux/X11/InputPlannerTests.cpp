@@ -315,6 +315,12 @@ TEST(TextKeysyms, namesCharactersAndTheKeysOfControlCharacters) {
   EXPECT_EQ(keysymsOf(u"\x01\x85"), (std::vector<std::uint32_t>{}));
 }
 
+TEST(TextKeysyms, bindsCharactersByTheirCodePoints) {
+  EXPECT_EQ(unicodeKeysymOf(0x0BC2), 0x10022A5U);  // "downtack"
+  EXPECT_EQ(unicodeKeysymOf(0xE9), 0xE9U);
+  EXPECT_EQ(unicodeKeysymOf(0xFF0D), 0xFF0DU);
+}
+
 TEST(TextKeysyms, replacesHalvesOfSurrogatePairs) {
   const std::u16string broken{0xD83D, u'a', 0xDE00};
   EXPECT_EQ(keysymsOf(broken), (std::vector<std::uint32_t>{0x100FFFD, 0x61, 0x100FFFD}));

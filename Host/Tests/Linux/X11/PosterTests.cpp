@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <map>
+#include <random>
+
+#include <gtest/gtest.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
+
+#include <QuorlHostLinux/X11/KeyCodes.h>
+#include <QuorlHostLinux/X11/X11Permissions.h>
+#include <QuorlHostLinux/X11/XTestPoster.h>
+#include <Support/Eventually.h>
+#include <Support/XServerFixture.h>
+
+#include "KeyListener.h"
+#include "TestClient.h"
+#include "TypedTexts.h"
+
+namespace quorl::test {
+namespace {
+
+using Kind = KeyListener::Input::Kind;
+
+constexpr unsigned shiftMask = 0x01;
+constexpr unsigned lockMask = 0x02;
+constexpr unsigned controlMask = 0x04;
+constexpr unsigned superMask = 0x40;
+constexpr std::uint16_t letterA = 0x00;
+
+/// What the 120 keys mean on the American layout of xkeyboard-config.
+const std::map<std::uint16_t, std::uint32_t>& americanKeysyms() {
+  static const std::map<std::uint16_t, std::uint32_t> keysyms{
+      {0x00, 'a'}, {0x01, 's'}, {0x02, 'd'}, {0x03, 'f'}, {0x04, 'h'}, {0x05, 'g'}, {0x06, 'z'}, {0x07, 'x'},
+      {0x08, 'c'}, {0x09, 'v'}, {0x0B, 'b'}, {0x0C, 'q'}, {0x0D, 'w'}, {0x0E, 'e'}, {0x0F, 'r'}, {0x10, 'y'},
+      {0x11, 't'}, {0x12, '1'}, {0x13, '2'}, {0x14, '3'}, {0x15, '4'}, {0x16, '6'}, {0x17, '5'}, {0x18, '='},
+      {0x19, '9'}, {0x1A, '7'}, {0x1B, '-'}, {0x1C, '8'}, {0x1D, '0'}, {0x1E, ']'}, {0x1F, 'o'}, {0x20, 'u'},
+      {0x21, '['}, {0x22, 'i'}, {0x23, 'p'}, {0x25, 'l'}, {0x26, 'j'}, {0x27, '\''}, {0x28, 'k'}, {0x29, ';'},
+      {0x2A, '\\'}, {0x2B, ','}, {0x2C, '/'}, {0x2D, 'n'}, {0x2E, 'm'}, {0x2F, '.'}, {0x32, '`'},
+      {0x0A, XKB_KEY_less}, {0x24, XKB_KEY_Return}, {0x30, XKB_KEY_Tab}, {0x31, XKB_KEY_space},
+      {0x33, XKB_KEY_BackSpace}, {0x34, XKB_KEY_KP_Enter}, {0x35, XKB_KEY_Escape}, {0x36, XKB_KEY_Super_R},
+      {0x37, XKB_KEY_Super_L}, {0x38, XKB_KEY_Shift_L}, {0x39, XKB_KEY_Caps_Lock}, {0x3A, XKB_KEY_Alt_L},
+      {0x3B, XKB_KEY_Control_L}, {0x3C, XKB_KEY_Shift_R}, {0x3D, XKB_KEY_Alt_R}, {0x3E, XKB_KEY_Control_R},
+      {0x41, XKB_KEY_KP_Decimal}, {0x43, XKB_KEY_KP_Multiply}, {0x45, XKB_KEY_KP_Add}, {0x47, XKB_KEY_Num_Lock},
+      {0x4B, XKB_KEY_KP_Divide}, {0x4C, XKB_KEY_KP_Enter}, {0x4E, XKB_KEY_KP_Subtract}, {0x51, XKB_KEY_KP_Equal},
+      {0x52, XKB_KEY_KP_0}, {0x53, XKB_KEY_KP_1}, {0x54, XKB_KEY_KP_2}, {0x55, XKB_KEY_KP_3}, {0x56, XKB_KEY_KP_4},
+      {0x57, XKB_KEY_KP_5}, {0x58, XKB_KEY_KP_6}, {0x59, XKB_KEY_KP_7}, {0x5B, XKB_KEY_KP_8}, {0x5C, XKB_KEY_KP_9},
+      {0x7A, XKB_KEY_F1}, {0x78, XKB_KEY_F2}, {0x63, XKB_KEY_F3}, {0x76, XKB_KEY_F4}, {0x60, XKB_KEY_F5},
+      {0x61, XKB_KEY_F6}, {0x62, XKB_KEY_F7}, {0x64, XKB_KEY_F8}, {0x65, XKB_KEY_F9}, {0x6D, XKB_KEY_F10},
+      {0x67, XKB_KEY_F11}, {0x6F, XKB_KEY_F12}, {0x69, XKB_KEY_XF86Tools}, {0x6B, XKB_KEY_XF86Launch5},
+      {0x71, XKB_KEY_XF86Launch6}, {0x6A, XKB_KEY_XF86Launch7}, {0x40, XKB_KEY_XF86Launch8},
+      {0x4F, XKB_KEY_XF86Launch9}, {0x50, 0}, {0x5A, XKB_KEY_XF86AudioMicMute}, {0x72, XKB_KEY_Insert},
+      {0x73, XKB_KEY_Home}, {0x74, XKB_KEY_Prior}, {0x75, XKB_KEY_Delete}, {0x77, XKB_KEY_End},
+      {0x79, XKB_KEY_Next}, {0x7B, XKB_KEY_Left}, {0x7C, XKB_KEY_Right}, {0x7D, XKB_KEY_Down}, {0x7E, XKB_KEY_Up},
+      {0x48, XKB_KEY_XF86AudioRaiseVolume}, {0x49, XKB_KEY_XF86AudioLowerVolume}, {0x4A, XKB_KEY_XF86AudioMute},
+      {0x6E, XKB_KEY_Menu}, {0x5D, XKB_KEY_yen}, {0x5E, '_'}, {0x5F, XKB_KEY_KP_Decimal},
+      {0x66, XKB_KEY_Hangul_Hanja}, {0x68, XKB_KEY_Hangul}};
+  return keysyms;
+}
+
+class Poster : public testing::Test {
+ protected:
+  void key(std::uint16_t code, bool down, std::uint64_t flags = 0) {
+    poster->post(KeyboardEvent{.keyCode = code, .down = down, .flags = flags});
+  }
+  void mouse(MouseEventType type, double x, double y, std::uint64_t flags = 0) {
+    poster->post(MouseEvent{.type = type, .location = {x, y}, .flags = flags});
+  }
+  /// A key that ends what a test waits for.
+  bool listenToMarker() {
+    constexpr std::uint16_t escape = keyCode::escape;
+    key(escape, true);
+    key(escape, false);
+    return listener.listenUntil([](const auto& all) {
+      return !all.empty() && all.back().kind == Kind::keyUp && all.back().keysym == XKB_KEY_Escape;
+    });
+  }
+
+  XServer server{{.width = 640, .height = 480}};
+  TestClient client{server.display()};
+  KeyListener listener{server.display()};
+  std::unique_ptr<XTestPoster> poster =
+      std::make_unique<XTestPoster>([name = server.display()] { return name; });
+};
+
+TEST_F(Poster, sendsEachOfTheHundredAndTwentyKeysWithItsSymbol) {
+  ASSERT_EQ(americanKeysyms().size(), 120U);
+  for (const auto& [code, keysym] : americanKeysyms()) {
+    key(code, true);
+    // Where the layout lacks the underscore's own key, the character takes a Shift.
+    const auto seen = listener.nextKeyDown(code == 0x5E ? XKB_KEY_Shift_L : 0);
+    key(code, false);
+    ASSERT_TRUE(seen) << std::hex << code;
+    EXPECT_EQ(seen->keysym, keysym) << std::hex << code;
+    if (code == keyCode::capsLock || code == 0x47) {
+      key(code, true);
+      key(code, false);
+      ASSERT_TRUE(listener.nextKeyDown());
+    }
+  }
+  EXPECT_TRUE(listenToMarker());
+  EXPECT_FALSE(listener.isAnythingDown());
+  EXPECT_EQ(listener.lockedModifiers(), 0U);
+}
+
+TEST_F(Poster, sendsButtonsAndWheelStepsWhereTheyHappen) {
+  mouse(MouseEventType::leftDown, 100, 50);
+  mouse(MouseEventType::leftUp, 100, 50);
+  mouse(MouseEventType::rightDown, 100, 50);
+  mouse(MouseEventType::rightUp, 100, 50);
+  mouse(MouseEventType::otherDown, 100, 50);
+  mouse(MouseEventType::otherUp, 100, 50);
+  poster->post(ScrollEvent{.unit = ScrollUnit::line, .wheel1 = 1, .wheel2 = -1, .location = {120, 60}});
+  ASSERT_TRUE(listenToMarker());
+  std::vector<unsigned> pressed;
+  for (const auto& input : listener.inputs) {
+    if (input.kind == Kind::buttonDown) pressed.push_back(input.detail);
+  }
+  EXPECT_EQ(pressed, (std::vector<unsigned>{1, 3, 2, 4, 7}));
+  EXPECT_FALSE(listener.isAnythingDown());
+}
+
+TEST_F(Poster, holdsTheFlagsOfAKeyAroundIt) {
+  key(letterA, true, eventFlags::shift | eventFlags::command);
+  key(letterA, false, eventFlags::shift | eventFlags::command);
+  ASSERT_TRUE(listenToMarker());
+  const auto letter = std::ranges::find_if(
+      listener.inputs, [](const auto& input) { return input.isKeyDown() && input.keysym == 'A'; });
+  ASSERT_NE(letter, listener.inputs.end());
+  EXPECT_EQ(letter->modifiers, shiftMask | superMask);
+  EXPECT_FALSE(listener.isAnythingDown());
+}
+
+TEST_F(Poster, zoomsWithControlAndTheWheel) {
+  poster->post(ScrollEvent{.unit = ScrollUnit::pixel,
+                           .wheel1 = 30,
+                           .location = {50, 50},
+                           .flags = eventFlags::command,
+                           .isContinuous = true});
+  ASSERT_TRUE(listenToMarker());
+  const auto wheel =
+      std::ranges::find_if(listener.inputs, [](const auto& input) { return input.kind == Kind::buttonDown; });
+  ASSERT_NE(wheel, listener.inputs.end());
+  EXPECT_EQ(wheel->detail, 4U);
+  EXPECT_EQ(wheel->modifiers, controlMask);
+  EXPECT_FALSE(listener.isAnythingDown());
+}
+
+TEST_F(Poster, letsGoOfEverythingAtItsEnd) {
+  mouse(MouseEventType::leftDown, 100, 50, eventFlags::option);
+  key(keyCode::rightShift, true, eventFlags::shift | eventFlags::option);
+  key(letterA, true, eventFlags::shift | eventFlags::option | eventFlags::capsLock);
+  ASSERT_TRUE(listener.listenUntil([](const auto& all) {
+    return std::ranges::any_of(all, [](const auto& input) { return input.isKeyDown() && input.keysym == 'a'; });
+  })) << "Caps Lock and Shift cancel each other";
+  EXPECT_TRUE(listener.isAnythingDown());
+  poster.reset();
+  EXPECT_TRUE(eventually([&] { return !listener.isAnythingDown() && listener.lockedModifiers() == 0; }));
+}
+
+TEST_F(Poster, leavesTheCapsLockOfThePersonAtTheComputerAlone) {
+  key(keyCode::capsLock, true);
+  key(keyCode::capsLock, false);
+  key(letterA, true, eventFlags::capsLock);
+  key(letterA, false, eventFlags::capsLock);
+  key(letterA, true, 0);
+  key(letterA, false, 0);
+  ASSERT_TRUE(listenToMarker());
+  EXPECT_EQ(listener.lockedModifiers(), lockMask);
+}
+
+TEST_F(Poster, typesCharactersThatTheKeyboardHasAndThoseItLacks) {
+  type(*poster, u"aB~\u00E9 \u20AC\u4E16\U0001F600a\n");
+  ASSERT_TRUE(listenToMarker());
+  std::vector<std::uint32_t> typed;
+  for (const auto& input : listener.inputs) {
+    if (input.isKeyDown() && input.keysym != XKB_KEY_Shift_L) typed.push_back(input.keysym);
+  }
+  EXPECT_EQ(typed, (std::vector<std::uint32_t>{'a', 'B', '~', 0xE9, ' ', 0x10020AC, 0x1004E16, 0x101F600, 'a',
+                                               XKB_KEY_Return, XKB_KEY_Escape}));
+}
+
+TEST_F(Poster, typesWithoutCapsLockAndHeldModifiersAndPutsThemBack) {
+  key(keyCode::capsLock, true);
+  key(keyCode::capsLock, false);
+  key(keyCode::shift, true, eventFlags::shift);
+  type(*poster, u"ab\u00E9\u0416");
+  ASSERT_TRUE(listener.listenUntil([](const auto& all) {
+    return std::ranges::count_if(all, [](const auto& input) {
+             return input.isKeyDown() && input.keysym != XKB_KEY_Shift_L && input.keysym != XKB_KEY_Caps_Lock;
+           }) == 4;
+  }));
+  std::vector<std::uint32_t> typed;
+  for (const auto& input : listener.inputs) {
+    if (!input.isKeyDown() || input.keysym == XKB_KEY_Shift_L || input.keysym == XKB_KEY_Caps_Lock) continue;
+    typed.push_back(input.keysym);
+    EXPECT_EQ(input.modifiers & lockMask, 0U);
+  }
+  EXPECT_EQ(typed, (std::vector<std::uint32_t>{'a', 'b', 0xE9, 0x1000416}));
+  EXPECT_TRUE(eventually([&] { return listener.lockedModifiers() == (lockMask | shiftMask); }));
+  key(keyCode::shift, false, 0);
+  ASSERT_TRUE(listenToMarker());
+  EXPECT_FALSE(listener.isAnythingDown());
+}
+
+TEST_F(Poster, leavesTheKeyboardMapAsItWas) {
+  const std::string before = server.run({"xmodmap", "-pke"});
+  ASSERT_FALSE(before.empty());
+  type(*poster, u"\u4E16\u754C\u0416");
+  ASSERT_TRUE(listenToMarker());
+  EXPECT_NE(server.run({"xmodmap", "-pke"}), before);
+  poster.reset();
+  EXPECT_EQ(server.run({"xmodmap", "-pke"}), before);
+}
+
+TEST_F(Poster, findsItsSpareKeysAgainAfterOneThatWasKilled) {
+  const std::string before = server.run({"xmodmap", "-pke"});
+  // What a killed run leaves: symbols on a spare keycode, and the note about it.
+  server.run({"xmodmap", "-e", "keycode 93 = U4E16 U754C"});
+  server.run({"xprop", "-root", "-f", "_QUORL_SPARE_KEYCODES", "8c", "-set", "_QUORL_SPARE_KEYCODES", "93"});
+  std::u16string all;
+  for (char16_t c = 0x4E00; c < 0x4E00 + 64; ++c) all.push_back(c);
+  type(*poster, all);
+  ASSERT_TRUE(listenToMarker());
+  poster.reset();
+  EXPECT_EQ(server.run({"xmodmap", "-pke"}), before);
+}
+
+TEST_F(Poster, followsAChangeOfTheLayout) {
+  type(*poster, u"z");
+  const auto american = listener.nextKeyDown();
+  ASSERT_TRUE(american);
+  EXPECT_EQ(american->keysym, std::uint32_t{'z'});
+  listener.inputs.clear();
+  server.run({"setxkbmap", "de"});
+  type(*poster, u"z\u00FC");
+  ASSERT_TRUE(listenToMarker());
+  std::vector<std::uint32_t> typed;
+  for (const auto& input : listener.inputs) {
+    if (input.isKeyDown()) typed.push_back(input.keysym);
+  }
+  EXPECT_EQ(typed, (std::vector<std::uint32_t>{'z', 0xFC, XKB_KEY_Escape}));
+}
+
+TEST_F(Poster, dropsEventsWhenTheServerHasGoneAndTheProcessLives) {
+  key(letterA, true);
+  server.kill();
+  for (int i = 0; i < 3; ++i) {
+    key(letterA, false);
+    mouse(MouseEventType::moved, 1, 1);
+    type(*poster, u"\u4E16");
+  }
+  poster.reset();
+  X11Permissions permissions([name = server.display()] { return name; });
+  EXPECT_FALSE(permissions.mayPostInput());
+  EXPECT_FALSE(permissions.mayCaptureScreen());
+}
+
+TEST_F(Poster, mayPostAndCaptureWhileThereIsADisplay) {
+  X11Permissions permissions([name = server.display()] { return name; });
+  EXPECT_TRUE(permissions.mayPostInput());
+  EXPECT_TRUE(permissions.mayCaptureScreen());
+  server.kill();
+  EXPECT_TRUE(eventually([&] { return !permissions.mayPostInput(); }));
+}
+
+TEST(PosterAppearance, findsADisplayThatAppearsAfterTheStart) {
+  auto name = std::make_shared<std::optional<std::string>>();
+  XTestPoster poster([name] { return *name; });
+  X11Permissions permissions([name] { return *name; });
+  poster.post(KeyboardEvent{.keyCode = letterA, .down = true});
+  EXPECT_FALSE(permissions.mayPostInput());
+  const XServer server{{.width = 320, .height = 240}};
+  *name = server.display();
+  EXPECT_TRUE(permissions.mayPostInput());
+  KeyListener listener(server.display());
+  poster.post(KeyboardEvent{.keyCode = letterA, .down = true});
+  const auto seen = listener.nextKeyDown();
+  ASSERT_TRUE(seen);
+  EXPECT_EQ(seen->keysym, std::uint32_t{'a'});
+}
+
+}  // namespace
+}  // namespace quorl::test
