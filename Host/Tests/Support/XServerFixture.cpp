@@ -147,12 +147,20 @@ void XServer::startWindowManager() {
                                   "<theme><name>Clearlooks</name><animateIconify>no</animateIconify></theme>"
                                   "<desktops><number>1</number></desktops></openbox_config>";
   windowManager_.emplace(start({"openbox", "--sm-disable", "--config-file", configuration}));
+  // openbox announces itself before it looks at events, and loses windows that are mapped in between: it is
+  // ready when it has taken care of one.
+  const auto manages = [this](bool any) {
+    const auto list = run({"xprop", "-root", "_NET_CLIENT_LIST"});
+    return list.find("window id") != std::string::npos && (list.find("0x") != std::string::npos) == any;
+  };
   const bool isReady = eventually(
-      [this] {
-        return run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"}).find("window id") != std::string::npos;
+      [&] {
+        const ChildProgram probe = start({"xlogo"});
+        return eventually([&] { return manages(true); }, std::chrono::seconds(2));
       },
-      std::chrono::seconds(20));
-  if (!isReady) throw std::runtime_error("openbox did not start");
+      std::chrono::seconds(30));
+  if (!isReady || !eventually([&] { return manages(false); }))
+    throw std::runtime_error("openbox did not start");
 }
 
 ChildProgram XServer::start(const std::vector<std::string>& command) const {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "KeyListener.h"
 
+#include <poll.h>
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <poll.h>
 #include <stdexcept>
 
 #include <xcb/xcb.h>
@@ -31,19 +31,20 @@ std::unique_ptr<T, void (*)(void*)> owned(T* reply) {
 KeyListener::KeyListener(const std::string& display)
     : xcb_(xcb_connect(display.c_str(), nullptr)), context_(xkb_context_new(XKB_CONTEXT_NO_FLAGS)) {
   if (xcb_connection_has_error(xcb_) != 0) throw std::runtime_error("no display for the listener");
-  const bool hasXkb =
-      xkb_x11_setup_xkb_extension(xcb_, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
-                                  XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &xkbEvent_, nullptr) == 1;
+  const bool hasXkb = xkb_x11_setup_xkb_extension(
+                          xcb_, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
+                          XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &xkbEvent_, nullptr) == 1;
   if (!hasXkb) throw std::runtime_error("no XKB for the listener");
   // A client of XKB hears of changes from XKB alone.
   selectXkbMapEvents(xcb_);
   root_ = xcb_setup_roots_iterator(xcb_get_setup(xcb_)).data->root;
   const std::uint32_t window = xcb_generate_id(xcb_);
-  const std::array<std::uint32_t, 2> values{
-      1, XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE | XCB_EVENT_MASK_BUTTON_PRESS |
-             XCB_EVENT_MASK_BUTTON_RELEASE | XCB_EVENT_MASK_EXPOSURE};
-  xcb_create_window(xcb_, XCB_COPY_FROM_PARENT, window, root_, 0, 0, 400, 300, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                    XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values.data());
+  const std::array<std::uint32_t, 2> values{1, XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_KEY_RELEASE |
+                                                   XCB_EVENT_MASK_BUTTON_PRESS |
+                                                   XCB_EVENT_MASK_BUTTON_RELEASE | XCB_EVENT_MASK_EXPOSURE};
+  xcb_create_window(xcb_, XCB_COPY_FROM_PARENT, window, root_, 0, 0, 400, 300, 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                    XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK, values.data());
   xcb_map_window(xcb_, window);
   xcb_set_input_focus(xcb_, XCB_INPUT_FOCUS_POINTER_ROOT, window, XCB_CURRENT_TIME);
   owned(xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
@@ -107,7 +108,8 @@ bool KeyListener::isAnythingDown() {
   const auto keys = owned(xcb_query_keymap_reply(xcb_, xcb_query_keymap(xcb_), nullptr));
   const auto pointer = owned(xcb_query_pointer_reply(xcb_, xcb_query_pointer(xcb_, root_), nullptr));
   constexpr unsigned buttons = 0x1F00;
-  return std::ranges::any_of(keys->keys, [](auto byte) { return byte != 0; }) || (pointer->mask & buttons) != 0;
+  return std::ranges::any_of(keys->keys, [](auto byte) { return byte != 0; }) ||
+         (pointer->mask & buttons) != 0;
 }
 
 unsigned KeyListener::lockedModifiers() {

@@ -14,8 +14,8 @@ struct xkb_keymap;
 
 namespace quorl::test {
 
-/// A window with the keyboard focus that notes what arrives, reading keys as toolkits do: through the server's
-/// map as it is when the event is looked at.
+/// A window with the keyboard focus that notes what arrives, reading keys as toolkits do: through the
+/// server's map as it is when the event is looked at.
 class KeyListener {
  public:
   explicit KeyListener(const std::string& display);
@@ -26,8 +26,8 @@ class KeyListener {
   struct Input {
     enum class Kind : std::uint8_t { keyDown, keyUp, buttonDown, buttonUp };
     Kind kind;
-    unsigned detail;      // keycode or button
-    unsigned modifiers;   // the event's state, without buttons and group
+    unsigned detail;     // keycode or button
+    unsigned modifiers;  // the event's state, without buttons and group
     std::uint32_t keysym = 0;
 
     bool isKeyDown() const { return kind == Kind::keyDown; }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A text field of another toolkit: whatever is typed into it stands in the file named on the command line.
 #include <QApplication>
-#include <QPlainTextEdit>
 #include <QFile>
+#include <QPlainTextEdit>
 #include <QTimer>
 
 int main(int argc, char** argv) {

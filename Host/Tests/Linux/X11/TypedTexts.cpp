@@ -26,9 +26,9 @@ std::u16string randomText(unsigned seed, int count) {
     char32_t first;
     char32_t last;
   };
-  constexpr std::array ranges{Range{U'!', U'~'},       Range{0xC0, 0xFF},       Range{0x100, 0x17F},
-                              Range{0x391, 0x3A1},     Range{0x3B1, 0x3C9},     Range{0x410, 0x44F},
-                              Range{0x4E00, 0x9FA5},   Range{0xAC00, 0xD7A3},   Range{0x2200, 0x22FF},
+  constexpr std::array ranges{Range{U'!', U'~'},      Range{0xC0, 0xFF},     Range{0x100, 0x17F},
+                              Range{0x391, 0x3A1},    Range{0x3B1, 0x3C9},   Range{0x410, 0x44F},
+                              Range{0x4E00, 0x9FA5},  Range{0xAC00, 0xD7A3}, Range{0x2200, 0x22FF},
                               Range{0x1F600, 0x1F64F}};
   std::mt19937 random(seed);
   std::u16string text;

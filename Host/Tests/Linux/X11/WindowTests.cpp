@@ -46,9 +46,8 @@ class Windows : public testing::Test {
 };
 
 TEST_F(Windows, listsWindowsFrontToBackWithTheirProcessesAndFrames) {
-  const auto terminal = server.start({"env", "LC_ALL=C.UTF-8", "xterm", "-u8", "-T", "Grüße 世界", "-geometry",
-                                      "40x10+100+50", "-e", "cat"});
-  ASSERT_TRUE(waitFor("Grüße 世界"));
+  const auto terminal = server.start({"xterm", "-T", "terminal", "-geometry", "40x10+100+50", "-e", "cat"});
+  ASSERT_TRUE(waitFor("terminal"));
   const auto eyes = server.start({"xeyes", "-geometry", "200x100+400+300"});
   ASSERT_TRUE(waitFor("xeyes"));
   const auto content = harness.content();
@@ -71,6 +70,13 @@ TEST_F(Windows, listsWindowsFrontToBackWithTheirProcessesAndFrames) {
 TEST_F(Windows, namesAWindowThatIsNoUTF8) {
   client.makeWindow({50, 50, 100, 80}, TestClient::Managed::yes, "caf\xE9");
   EXPECT_TRUE(waitFor("café"));
+}
+
+TEST_F(Windows, prefersTheUTF8Title) {
+  const auto window = client.makeWindow({50, 50, 100, 80}, TestClient::Managed::yes, "old");
+  server.run({"env", "LC_ALL=C.UTF-8", "xprop", "-id", std::to_string(window), "-f", "_NET_WM_NAME", "8u",
+              "-set", "_NET_WM_NAME", "Grüße 世界"});
+  EXPECT_TRUE(waitFor("Grüße 世界"));
 }
 
 TEST_F(Windows, capturesAWindowAlsoWhereAnotherCoversIt) {
@@ -151,7 +157,8 @@ TEST(ApplicationNames, findsTheDesktopFileOfAWindowElseNamesItByItsClass) {
   const TemporaryFolder folder;
   std::ofstream(folder.path() + "/org.example.Editor.desktop")
       << "[Desktop Entry]\nType=Application\nName=Editor\nExec=edit\nStartupWMClass=TheEditor\n";
-  std::ofstream(folder.path() + "/viewer.desktop") << "[Desktop Entry]\nType=Application\nName=Viewer\nExec=v\n";
+  std::ofstream(folder.path() + "/viewer.desktop")
+      << "[Desktop Entry]\nType=Application\nName=Viewer\nExec=v\n";
   ApplicationNames names({folder.path()});
   names.refresh();
   EXPECT_EQ(names.identify("TheEditor", 0), (ApplicationIdentity{"org.example.Editor", "Editor"}));
@@ -168,7 +175,8 @@ TEST(DirtyRegion, coversWhatWasAddedWithFewRectangles) {
     const PixelRect added{(i * 37) % 1000, (i * 91) % 700, 10, 10};
     for (int x = added.x; x < added.x + 10; ++x) {
       const PixelRect pixel{x, added.y, 1, 1};
-      EXPECT_TRUE(std::ranges::any_of(region.rects(), [&](const auto& rect) { return contains(rect, pixel); }));
+      EXPECT_TRUE(
+          std::ranges::any_of(region.rects(), [&](const auto& rect) { return contains(rect, pixel); }));
     }
   }
 }
