@@ -98,6 +98,12 @@ void ChildProgram::kill() {
   wait();
 }
 
+void ChildProgram::terminate() {
+  if (pid_ <= 0) return;
+  ::kill(pid_, SIGTERM);
+  wait();
+}
+
 int ChildProgram::wait() {
   int status = -1;
   if (pid_ > 0) {
@@ -138,7 +144,8 @@ XServer::XServer(const Options& options) {
 
 XServer::~XServer() {
   windowManager_.reset();
-  server_.reset();
+  // Takes its lock file and its socket along.
+  server_->terminate();
 }
 
 void XServer::startWindowManager() {

@@ -27,6 +27,8 @@ class ChildProgram {
 
   pid_t pid() const { return pid_; }
   void kill();
+  /// Asks the program to end, so that it can clean up, and waits for that.
+  void terminate();
   /// Waits for the program's own end; its exit status.
   int wait();
 
