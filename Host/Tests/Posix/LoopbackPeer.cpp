@@ -39,6 +39,7 @@ LoopbackPeer::LoopbackPeer(std::uint16_t port, const std::string& host) {
 }
 
 bool LoopbackPeer::write(ByteView bytes) {
+  if (!isConnected()) return false;
   while (!bytes.empty()) {
     if (!waitFor(socket_.get(), POLLOUT)) return false;
     const ssize_t count = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -51,6 +52,7 @@ bool LoopbackPeer::write(ByteView bytes) {
 
 Bytes LoopbackPeer::read(std::size_t count) {
   Bytes result;
+  if (!isConnected()) return result;
   std::vector<std::uint8_t> buffer(65'536);
   while (result.size() < count && end_ == End::open) {
     if (!waitFor(socket_.get(), POLLIN)) break;

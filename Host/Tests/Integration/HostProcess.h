@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <Linux/System/ChildProgram.h>
+
+namespace quorl::test {
+
+/// A folder of its own that goes with it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// The path of the program under test.
+std::string hostProgram();
+
+/// A real host process: without a display, with a home folder of the test's, on a port of the test's.
+class HostProcess {
+ public:
+  struct Settings {
+    std::uint16_t port = 0;
+    std::filesystem::path home;
+    std::vector<std::string> options;
+    std::vector<std::string> environment;
+    std::vector<std::string> launcher;  // what is put before the program, to run it as somebody else
+    std::string program = hostProgram();
+  };
+
+  explicit HostProcess(const Settings& settings);
+
+  ChildProgram& program() { return *program_; }
+  /// Waits until a connection is accepted.
+  bool listens(std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
+  static bool isListening(std::uint16_t port);
+
+ private:
+  std::uint16_t port_;
+  std::unique_ptr<ChildProgram> program_;
+};
+
+}  // namespace quorl::test

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <Integration/RawClient.h>
+
+#include <QuorlKit/Auth/Pairing.h>
+
+namespace quorl::test {
+
+void RawClient::send(const ControlMessage& message) {
+  peer_.write(OutgoingFrame::control(message).value().encoded());
+}
+
+void RawClient::sendHello(std::optional<Bytes> proof, std::uint32_t version) {
+  const DeviceInfo device{"Test Pad", "Pad", "1.0", UUID{}};
+  send(message::Hello{{version, device, std::move(proof)}});
+}
+
+std::optional<ControlMessage> RawClient::nextMessage() {
+  for (;;) {
+    while (!frames_.empty()) {
+      const Frame frame = std::move(frames_.front());
+      frames_.pop_front();
+      if (frame.type == FrameType::control) return ControlCoder::decode(frame.payload).value();
+    }
+    const Bytes bytes = peer_.read(1);
+    if (bytes.empty()) return std::nullopt;
+    for (auto& frame : deframer_.feed(bytes).value()) frames_.push_back(std::move(frame));
+  }
+}
+
+std::optional<Bytes> RawClient::pair(const std::string& pin) {
+  sendHello();
+  const auto ack = next<message::HelloAck>();
+  if (!ack || ack->_0.authenticated) return std::nullopt;
+  send(message::PairRequest{{Pairing::pinProof(pin, ack->_0.nonce)}});
+  const auto response = next<message::PairResponse>();
+  if (!response || !response->_0.success) return std::nullopt;
+  const auto second = next<message::HelloAck>();
+  if (!second || !second->_0.authenticated) return std::nullopt;
+  return response->_0.token;
+}
+
+bool RawClient::authenticate(const Bytes& token) {
+  sendHello();
+  const auto ack = next<message::HelloAck>();
+  if (!ack) return false;
+  sendHello(Pairing::tokenProof(token, ack->_0.nonce));
+  const auto second = next<message::HelloAck>();
+  return second && second->_0.authenticated;
+}
+
+bool RawClient::echoes() {
+  const EchoProbe probe{7, 123'456'789'012, pattern(100)};
+  send(message::EchoRequest{probe});
+  const auto reply = next<message::EchoReply>();
+  return reply && reply->_0 == probe;
+}
+
+}  // namespace quorl::test
