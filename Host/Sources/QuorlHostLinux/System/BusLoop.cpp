@@ -71,7 +71,7 @@ void BusLoop::run() {
     runPosted();
     if (!process()) waitForInput();
   }
-  disconnect();
+  bus_.reset();  // an end of our own is no loss that anybody has to hear of
 }
 
 void BusLoop::connect() {
