@@ -21,7 +21,7 @@ class BusLoop {
  public:
   struct Handlers {
     std::function<void(sd_bus*)> connected;  // matches are added here
-    std::function<void()> disconnected;
+    std::function<void()> disconnected;      // the bus went away
   };
 
   explicit BusLoop(Handlers handlers);
