@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <Integration/RawClient.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include <QuorlKit/Auth/Pairing.h>
 
 namespace quorl::test {
@@ -23,7 +26,8 @@ std::optional<ControlMessage> RawClient::nextMessage() {
     }
     const Bytes bytes = peer_.read(1);
     if (bytes.empty()) return std::nullopt;
-    for (auto& frame : deframer_.feed(bytes).value()) frames_.push_back(std::move(frame));
+    auto frames = deframer_.feed(bytes).value();
+    std::move(frames.begin(), frames.end(), std::back_inserter(frames_));
   }
 }
 
