@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <optional>
+
+#include <QuorlKit/Foundation/Geometry.h>
+
+namespace quorl {
+
+/// The level, times ten, for pictures of a size at 60 a second and up to the highest rate that is ever set.
+/// It depends on nothing else, so that the decoder configuration stays the same while the rates change.
+/// Nothing for a picture beyond every level.
+std::optional<int> avcLevel(PixelSize size);
+std::optional<int> hevcLevel(PixelSize size);
+
+}  // namespace quorl

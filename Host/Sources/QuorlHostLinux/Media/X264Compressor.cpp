@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Media/X264Compressor.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <utility>
+
+extern "C" {
+#include <x264.h>
+}
+
+#include <QuorlHostLinux/Media/AvcConfigurationRecord.h>
+#include <QuorlHostLinux/Media/CodecLevel.h>
+#include <QuorlHostLinux/Media/NalUnits.h>
+#include <QuorlHostLinux/Media/RateBucket.h>
+#include <QuorlHostLinux/Media/SoftwareEncoding.h>
+
+namespace quorl {
+
+namespace {
+
+constexpr int macroblockSide = 16;
+// ISO/IEC 14496-10, annex E: matrix of BT.601, primaries and transfer of BT.709.
+constexpr int matrixSMPTE170M = 6;
+constexpr int primariesAndTransferBT709 = 1;
+
+struct EncoderCloser {
+  void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
+};
+using EncoderHandle = std::unique_ptr<x264_t, EncoderCloser>;
+
+std::int64_t kilo(std::int64_t bits) {
+  return std::max<std::int64_t>(bits / 1000, 1);
+}
+
+class X264Compressor final : public VideoCompressor {
+ public:
+  X264Compressor(const CompressorSpecification& specification, Output output)
+      : size_(specification.size),
+        output_(std::move(output)),
+        keyFrames_(specification.maxKeyFrameIntervalDuration),
+        macroblockColumns_((size_.width + macroblockSide - 1) / macroblockSide),
+        macroblockRows_((size_.height + macroblockSide - 1) / macroblockSide),
+        unchanged_(static_cast<std::size_t>(macroblockColumns_) * static_cast<std::size_t>(macroblockRows_)) {
+    setParameters(specification);
+  }
+
+  bool open() {
+    encoder_.reset(x264_encoder_open(&parameters_));
+    if (!encoder_) return false;
+    // What it made of them: a later change starts from these.
+    x264_encoder_parameters(encoder_.get(), &parameters_);
+    return readConfiguration();
+  }
+
+  void setRates(const CompressionRates& rates) override {
+    bucket_.setRate(rates.averageBitRate);
+    parameters_.rc.f_rf_constant = constantRateFactor(rates, size_);
+    parameters_.rc.i_vbv_buffer_size = static_cast<int>(kilo(bucket_.encoderBuffer()));
+  }
+
+  // The first pictures of an encoder are ten times as slow: their memory and threads are touched here.
+  void prepare() override {
+    if (!encoder_) return;
+    const auto picture = std::make_shared<GreyPicture>(size_);
+    for (int count = 0; count < 2; ++count) run(x264Picture({.image = picture}, X264_TYPE_AUTO));
+  }
+
+  void encode(const CompressionRequest& request) override {
+    const bool fits = request.image && request.image->size == size_;
+    if (!encoder_ || !fits) return;
+    const bool isKey = request.forceKeyFrame || keyFrames_.isDue(request.presentationTime);
+    x264_picture_t picture = x264Picture(request, isKey ? X264_TYPE_IDR : X264_TYPE_AUTO);
+    if (!isKey && markUnchanged(request.changed)) picture.prop.mb_info = unchanged_.data();
+    pace(request.presentationTime);
+    auto result = run(std::move(picture));
+    if (!result) return;
+    bucket_.spend(static_cast<std::int64_t>(result->data->size()) * 8);
+    result->presentationTime = request.presentationTime;
+    if (result->isKeyFrame) keyFrames_.keyFrameAt(request.presentationTime);
+    output_(std::move(*result));
+  }
+
+  void completeAndInvalidate() override { encoder_.reset(); }
+
+ private:
+  void setParameters(const CompressorSpecification& specification) {
+    x264_param_default_preset(&parameters_, "ultrafast", "zerolatency");
+    parameters_.i_log_level = X264_LOG_NONE;
+    parameters_.i_width = size_.width;
+    parameters_.i_height = size_.height;
+    parameters_.i_csp = X264_CSP_NV12;
+    parameters_.i_threads = encodingThreads();
+    parameters_.i_fps_num = declaredFrameRate;
+    parameters_.i_fps_den = 1;
+    parameters_.i_level_idc = avcLevel(size_).value_or(62);
+    parameters_.i_keyint_max = specification.maxKeyFrameInterval;
+    parameters_.i_scenecut_threshold = 0;
+    parameters_.b_vfr_input = 0;  // 1 would hold each picture back until the next tells its length
+    parameters_.b_annexb = 0;
+    parameters_.b_repeat_headers = 0;
+    parameters_.vui.b_fullrange = 0;
+    parameters_.vui.i_colmatrix = matrixSMPTE170M;
+    parameters_.vui.i_colorprim = primariesAndTransferBT709;
+    parameters_.vui.i_transfer = primariesAndTransferBT709;
+    parameters_.analyse.b_mb_info = 1;
+    parameters_.rc.i_rc_method = X264_RC_CRF;
+    parameters_.rc.f_rf_constant = 22;
+    // The quantiser does not follow the complexity: what stood still stays as sharp as it is.
+    parameters_.rc.f_qcompress = 1.0F;
+    parameters_.rc.i_vbv_buffer_size = static_cast<int>(kilo(bucket_.encoderBuffer()));
+    parameters_.rc.i_vbv_max_bitrate = parameters_.rc.i_vbv_buffer_size;
+    parameters_.rc.f_vbv_buffer_init = 1.0F;
+  }
+
+  bool readConfiguration() {
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    const int size = x264_encoder_headers(encoder_.get(), &units, &count);
+    if (size <= 0 || count <= 0) return false;
+    const ByteView bytes(units[0].p_payload, static_cast<std::size_t>(size));
+    auto record = avcConfigurationRecord(lengthPrefixedNalUnits(bytes));
+    if (!record) return false;
+    configuration_ = shareBytes(std::move(*record));
+    return true;
+  }
+
+  x264_picture_t x264Picture(const CompressionRequest& request, int type) {
+    x264_picture_t picture;
+    x264_picture_init(&picture);
+    picture.i_type = type;
+    picture.i_pts = pictureCount_++;
+    picture.img.i_csp = X264_CSP_NV12;
+    picture.img.i_plane = 2;
+    // The library takes writable pointers and only reads.
+    picture.img.plane[0] = const_cast<std::uint8_t*>(request.image->luma);
+    picture.img.plane[1] = const_cast<std::uint8_t*>(request.image->chroma);
+    picture.img.i_stride[0] = static_cast<int>(request.image->lumaStride);
+    picture.img.i_stride[1] = static_cast<int>(request.image->chromaStride);
+    return picture;
+  }
+
+  // Marks the macroblocks outside all changed parts. False when there is nothing to mark.
+  bool markUnchanged(const std::vector<PixelRect>& changed) {
+    if (changed.empty()) return false;
+    std::ranges::fill(unchanged_, static_cast<std::uint8_t>(X264_MBINFO_CONSTANT));
+    for (const PixelRect& rect : changed) markChanged(rect);
+    return true;
+  }
+
+  void markChanged(const PixelRect& rect) {
+    if (rect.isEmpty()) return;
+    const auto column = [](int x) { return x / macroblockSide; };
+    const int left = column(std::clamp(rect.x, 0, size_.width - 1));
+    const int top = column(std::clamp(rect.y, 0, size_.height - 1));
+    const int right = column(std::clamp(rect.x + rect.width - 1, 0, size_.width - 1));
+    const int bottom = column(std::clamp(rect.y + rect.height - 1, 0, size_.height - 1));
+    for (int row = top; row <= bottom; ++row) {
+      const auto start = unchanged_.begin() + static_cast<std::ptrdiff_t>(row) * macroblockColumns_;
+      std::fill(start + left, start + right + 1, std::uint8_t{0});
+    }
+  }
+
+  // Fills the encoder's model of its buffer by real time; see RateBucket.
+  void pace(std::chrono::microseconds presentationTime) {
+    const std::int64_t refill = bucket_.refillFor(presentationTime) * declaredFrameRate;
+    const std::int64_t wholeBuffer =
+        static_cast<std::int64_t>(parameters_.rc.i_vbv_buffer_size) * declaredFrameRate;
+    parameters_.rc.i_vbv_max_bitrate =
+        static_cast<int>(std::clamp<std::int64_t>(refill / 1000, 1, wholeBuffer));
+    x264_encoder_reconfig(encoder_.get(), &parameters_);
+  }
+
+  std::optional<CompressedPicture> run(x264_picture_t picture) {
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    x264_picture_t out;
+    const int size = x264_encoder_encode(encoder_.get(), &units, &count, &picture, &out);
+    if (size <= 0 || count <= 0) return std::nullopt;
+    CompressedPicture result;
+    result.data = std::make_shared<const Bytes>(units[0].p_payload, units[0].p_payload + size);
+    result.isKeyFrame = out.b_keyframe != 0;
+    result.configurationRecord = configuration_;
+    result.meanQuantizer = static_cast<float>(out.i_qpplus1 - 1);
+    return result;
+  }
+
+  const PixelSize size_;
+  const Output output_;
+  x264_param_t parameters_{};
+  EncoderHandle encoder_;
+  SharedBytes configuration_;
+  RateBucket bucket_{2'000'000};
+  KeyFrameClock keyFrames_;
+  const int macroblockColumns_;
+  const int macroblockRows_;
+  std::vector<std::uint8_t> unchanged_;  // one byte a macroblock, row by row
+  std::int64_t pictureCount_ = 0;
+};
+
+}  // namespace
+
+std::expected<std::unique_ptr<VideoCompressor>, PortError> makeX264Compressor(
+    const CompressorSpecification& specification, VideoCompressor::Output output) {
+  const PixelSize size = specification.size;
+  const bool isEncodable = size.width >= 2 && size.height >= 2 && size.width % 2 == 0 &&
+                           size.height % 2 == 0 && avcLevel(size).has_value();
+  if (!isEncodable) return std::unexpected(PortError{"no H.264 level holds pictures of this size", EINVAL});
+  auto compressor = std::make_unique<X264Compressor>(specification, std::move(output));
+  if (!compressor->open()) return std::unexpected(PortError{"x264 does not open", ENOMEM});
+  return compressor;
+}
+
+}  // namespace quorl

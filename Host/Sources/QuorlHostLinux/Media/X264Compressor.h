@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <expected>
+#include <memory>
+
+#include <QuorlHostCore/Ports/VideoCompressor.h>
+
+namespace quorl {
+
+/// H.264 by x264, in software. Fails with EINVAL for a size it cannot encode and with ENOMEM otherwise.
+///
+/// *Queue*: encodes on the caller's thread, with the slices of a picture on threads of its own, and puts the
+/// picture out before `encode` returns.
+std::expected<std::unique_ptr<VideoCompressor>, PortError> makeX264Compressor(
+    const CompressorSpecification& specification, VideoCompressor::Output output);
+
+}  // namespace quorl

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QuorlHostCore/Ports/VideoCompressor.h>
+
+#include "SyntheticScreen.h"
+
+namespace quorl::test {
+
+/// A folder that goes with the test.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  ~TemporaryFolder();
+
+  std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Runs a shell command; what it printed, both streams. A failing command gives its status in front.
+std::string outputOf(const std::string& command);
+
+Bytes contentOf(const std::string& file);
+
+/// One real encoder with everything it put out.
+class Recording {
+ public:
+  Recording(VideoCodec codec, PixelSize size, int fps = 60, double quality = 0.5);
+
+  bool isOpen() const { return compressor_ != nullptr; }
+  VideoCompressor& compressor() { return *compressor_; }
+  void encode(std::shared_ptr<const PictureBuffer> image, std::vector<PixelRect> changed = {},
+              bool forceKeyFrame = false);
+  /// The time of the next picture.
+  void advance(std::chrono::microseconds by) { time_ += by; }
+  void setRates(int fps, double quality);
+
+  const std::vector<CompressedPicture>& pictures() const { return pictures_; }
+  std::vector<std::size_t> keyFrames() const;
+
+  /// Parameter sets and pictures with start codes, as the raw formats want them.
+  Bytes annexB() const;
+  /// Writes the raw stream and gives FFmpeg's name for its format.
+  std::string writeRaw(const std::string& file) const;
+  /// Every decoded picture as packed NV12; `complaints` gets what the decoder printed.
+  std::vector<std::vector<std::uint8_t>> decoded(std::string* complaints = nullptr) const;
+
+  std::int64_t averageBitRate() const { return averageBitRate_; }
+  /// Bits of the pictures whose time lies in [from, from + length).
+  std::int64_t bitsIn(std::chrono::microseconds from, std::chrono::microseconds length) const;
+  /// The most bits in any second that begins with a picture.
+  std::int64_t mostBitsInASecond() const;
+
+ private:
+  VideoCodec codec_;
+  PixelSize size_;
+  std::chrono::microseconds time_{0};
+  std::int64_t averageBitRate_ = 0;
+  std::vector<CompressedPicture> pictures_;
+  std::unique_ptr<VideoCompressor> compressor_;
+};
+
+}  // namespace quorl::test
