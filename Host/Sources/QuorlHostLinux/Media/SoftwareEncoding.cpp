@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <thread>
 
 namespace quorl {
@@ -14,7 +15,13 @@ constexpr unsigned mostThreads = 4;
 constexpr double middleBitsPerPixel = 0.11;
 constexpr double middleFactor = 22;
 constexpr double stepsPerDoubling = 2;
-constexpr std::uint8_t grey = 128;
+
+constexpr std::uint8_t paper = 235;
+constexpr std::uint8_t ink = 30;
+constexpr std::uint8_t noColour = 128;
+constexpr int glyphWidth = 8;
+constexpr int glyphHeight = 14;
+constexpr int lineHeight = 18;
 
 }  // namespace
 
@@ -30,15 +37,36 @@ float constantRateFactor(const CompressionRates& rates, PixelSize size) {
   return static_cast<float>(std::clamp(factor, 18.0, 26.0));
 }
 
-GreyPicture::GreyPicture(PixelSize pictureSize)
+WarmUpPicture::WarmUpPicture(PixelSize pictureSize, std::optional<std::uint32_t> page)
     : bytes_(
           static_cast<std::size_t>(pictureSize.width) * static_cast<std::size_t>(pictureSize.height) * 3 / 2,
-          grey) {
+          paper) {
   size = pictureSize;
   lumaStride = static_cast<std::size_t>(pictureSize.width);
   chromaStride = lumaStride;
   luma = bytes_.data();
-  chroma = bytes_.data() + lumaStride * static_cast<std::size_t>(pictureSize.height);
+  const std::size_t lumaSize = lumaStride * static_cast<std::size_t>(pictureSize.height);
+  chroma = bytes_.data() + lumaSize;
+  std::fill(bytes_.begin() + static_cast<std::ptrdiff_t>(lumaSize), bytes_.end(), noColour);
+
+  if (!page) return;
+  std::minstd_rand random(*page + 1);
+  for (int y = 0; y + glyphHeight <= size.height; y += lineHeight) {
+    const int length =
+        size.width / 4 + static_cast<int>(random() % static_cast<unsigned>(size.width / 2 + 1));
+    for (int x = 0; x + glyphWidth <= length; x += glyphWidth)
+      drawGlyph(x, y, static_cast<std::uint32_t>(random()));
+  }
+}
+
+void WarmUpPicture::drawGlyph(int x, int y, std::uint32_t strokes) {
+  const auto at = [this](int column, int row) -> std::uint8_t& {
+    return bytes_[static_cast<std::size_t>(row) * lumaStride + static_cast<std::size_t>(column)];
+  };
+  const int upright = x + static_cast<int>(strokes % 6);
+  const int level = y + static_cast<int>(strokes / 8 % glyphHeight);
+  for (int row = y + 1; row < y + glyphHeight - 1; ++row) at(upright, row) = ink;
+  for (int column = x; column < x + glyphWidth - 1; ++column) at(column, level) = ink;
 }
 
 }  // namespace quorl

@@ -23,12 +23,16 @@ int encodingThreads();
 /// allows. The rate itself is a ceiling; what changes little stays far below it.
 float constantRateFactor(const CompressionRates& rates, PixelSize size);
 
-/// A grey picture to warm an encoder with.
-class GreyPicture : public PictureBuffer {
+/// A made-up page of text to warm an encoder with: it touches the memory, starts the threads, and teaches the
+/// rate model what a screen costs, which would otherwise take the first picture for several times too large.
+class WarmUpPicture : public PictureBuffer {
  public:
-  explicit GreyPicture(PixelSize pictureSize);
+  /// Without a page it stays blank.
+  WarmUpPicture(PixelSize pictureSize, std::optional<std::uint32_t> page);
 
  private:
+  void drawGlyph(int x, int y, std::uint32_t strokes);
+
   std::vector<std::uint8_t> bytes_;
 };
 

@@ -21,6 +21,7 @@ namespace quorl {
 namespace {
 
 constexpr int macroblockSide = 16;
+constexpr std::uint32_t warmUpPages = 4;
 // ISO/IEC 14496-10, annex E: matrix of BT.601, primaries and transfer of BT.709.
 constexpr int matrixSMPTE170M = 6;
 constexpr int primariesAndTransferBT709 = 1;
@@ -60,11 +61,13 @@ class X264Compressor final : public VideoCompressor {
     parameters_.rc.i_vbv_buffer_size = static_cast<int>(kilo(bucket_.encoderBuffer()));
   }
 
-  // The first pictures of an encoder are ten times as slow: their memory and threads are touched here.
+  // The first pictures of an encoder are ten times as slow as later ones.
   void prepare() override {
     if (!encoder_) return;
-    const auto picture = std::make_shared<GreyPicture>(size_);
-    for (int count = 0; count < 2; ++count) run(x264Picture({.image = picture}, X264_TYPE_AUTO));
+    fillUp(bucket_.encoderBuffer());
+    for (std::uint32_t page = 0; page < warmUpPages; ++page)
+      run(x264Picture({.image = std::make_shared<WarmUpPicture>(size_, page)},
+                      page % 2 == 0 ? X264_TYPE_IDR : X264_TYPE_AUTO));
   }
 
   void encode(const CompressionRequest& request) override {
@@ -163,12 +166,14 @@ class X264Compressor final : public VideoCompressor {
   }
 
   // Fills the encoder's model of its buffer by real time; see RateBucket.
-  void pace(std::chrono::microseconds presentationTime) {
-    const std::int64_t refill = bucket_.refillFor(presentationTime) * declaredFrameRate;
+  void pace(std::chrono::microseconds presentationTime) { fillUp(bucket_.refillFor(presentationTime)); }
+
+  // With this many bits, behind the next picture.
+  void fillUp(std::int64_t bits) {
     const std::int64_t wholeBuffer =
         static_cast<std::int64_t>(parameters_.rc.i_vbv_buffer_size) * declaredFrameRate;
     parameters_.rc.i_vbv_max_bitrate =
-        static_cast<int>(std::clamp<std::int64_t>(refill / 1000, 1, wholeBuffer));
+        static_cast<int>(std::clamp<std::int64_t>(bits * declaredFrameRate / 1000, 1, wholeBuffer));
     x264_encoder_reconfig(encoder_.get(), &parameters_);
   }
 
@@ -182,7 +187,8 @@ class X264Compressor final : public VideoCompressor {
     result.data = std::make_shared<const Bytes>(units[0].p_payload, units[0].p_payload + size);
     result.isKeyFrame = out.b_keyframe != 0;
     result.configurationRecord = configuration_;
-    result.meanQuantizer = static_cast<float>(out.i_qpplus1 - 1);
+    // The constant quality that the picture came to, also where the rate limit coarsened parts of it.
+    result.meanQuantizer = std::clamp(static_cast<float>(out.prop.f_crf_avg), 0.0F, 51.0F);
     return result;
   }
 

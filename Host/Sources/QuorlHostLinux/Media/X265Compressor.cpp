@@ -63,8 +63,8 @@ class X265Compressor final : public VideoCompressor {
   }
 
   void prepare() override {
-    const GreyPicture picture(size_);
-    if (encoder_) run(picture, X265_TYPE_AUTO);
+    // Blank: its buffer cannot be filled up again, so a page of text would be missing from the first picture.
+    if (encoder_) run(WarmUpPicture(size_, std::nullopt), X265_TYPE_AUTO);
   }
 
   void encode(const CompressionRequest& request) override {

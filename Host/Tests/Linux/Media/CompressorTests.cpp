@@ -33,7 +33,7 @@ constexpr microseconds frame{16'667};
 class RealCompressor : public testing::TestWithParam<VideoCodec> {};
 
 INSTANTIATE_TEST_SUITE_P(Codecs, RealCompressor, testing::Values(VideoCodec::h264, VideoCodec::hevc),
-                         [](const auto& info) { return info.param == VideoCodec::h264 ? "h264" : "hevc"; });
+                         [](const auto& each) { return each.param == VideoCodec::h264 ? "h264" : "hevc"; });
 
 TEST_P(RealCompressor, decodesToThePicturesThatWentIn) {
   Recording recording(GetParam(), {1280, 720}, 60, 1.0);
