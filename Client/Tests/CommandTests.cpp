@@ -232,6 +232,13 @@ TEST_F(CommandTest, sendsNothingThatIsNoMessageUnlessToldTo) {
   EXPECT_NE(raw.out.find("proto.badJSON"), std::string::npos);
 }
 
+TEST_F(CommandTest, failsWhenItsResultIsLost) {
+  run_.outputIsIntact = false;
+  EXPECT_EQ(run_({"help"}).code, ExitCode::failure);
+  EXPECT_EQ(run_({"hosts", "--json"}).code, ExitCode::failure);
+  EXPECT_EQ(run_({"nonsense"}).code, ExitCode::usage);
+}
+
 TEST_F(CommandTest, teachesItsUse) {
   EXPECT_EQ(run_({}).code, ExitCode::usage);
   EXPECT_EQ(run_({"help"}).code, ExitCode::ok);

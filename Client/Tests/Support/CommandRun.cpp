@@ -6,22 +6,23 @@ namespace {
 
 class RecordingOutput final : public Output {
  public:
-  explicit RecordingOutput(CommandResult& result) : result_(result) {}
+  RecordingOutput(CommandResult& result, bool isIntact) : result_(result), isIntact_(isIntact) {}
 
   void line(std::string_view text) override { (result_.out += text) += '\n'; }
   void note(std::string_view text) override { (result_.notes += text) += '\n'; }
   void progress(std::string_view) override {}
-  bool isIntact() const override { return true; }
+  bool isIntact() const override { return isIntact_; }
 
  private:
   CommandResult& result_;
+  bool isIntact_;
 };
 
 }  // namespace
 
 CommandResult CommandRun::operator()(const std::vector<std::string>& words) {
   CommandResult result;
-  RecordingOutput output(result);
+  RecordingOutput output(result, outputIsIntact);
   Waiter waiter(interruptDescriptor);
   CommandContext context{output, book, waiter, inputDescriptor};
   const std::vector<std::string_view> views(words.begin(), words.end());

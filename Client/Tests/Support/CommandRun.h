@@ -27,6 +27,8 @@ class CommandRun {
   // -1: no terminal.
   int inputDescriptor = -1;
   int interruptDescriptor = -1;
+  // Whether standard output takes what is written.
+  bool outputIsIntact = true;
 
  private:
   TemporaryFolder folder_;

@@ -53,6 +53,7 @@ Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, Comman
   context.waiter.activity = fmt::format("connecting to {}", host->endpoint().text());
   auto session = Session::connect(host->endpoint(), context.waiter, *deadline);
   if (!session) return session;
+  context.waiter.activity = fmt::format("waiting for {}", printable(host->name));
   const auto device = clientDevice(contents->deviceID);
   const auto greeting = greet(**session, device, *deadline);
   if (!greeting) return std::unexpected(greeting.error());
@@ -63,7 +64,6 @@ Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, Comman
                   "Pair with it if that is right, or look for the old one with 'quorl_client discover'.");
   const auto accepted = proveToken(**session, device, host->token, *greeting, *deadline);
   if (!accepted) return std::unexpected(accepted.error());
-  context.waiter.activity = fmt::format("waiting for {}", printable(host->name));
   return session;
 }
 

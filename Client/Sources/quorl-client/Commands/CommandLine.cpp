@@ -47,6 +47,22 @@ ExitCode help(std::span<const std::string_view> topics, Output& output) {
   return ExitCode::ok;
 }
 
+ExitCode run(std::span<const std::string_view> words, CommandContext& context) {
+  auto& output = context.output;
+  if (words.empty()) {
+    output.note(overviewHelp(commandTable()));
+    return ExitCode::usage;
+  }
+  if (words[0] == "help" || words[0] == "--help" || words[0] == "-h") return help(words.subspan(1), output);
+  const auto* command = findCommand(words[0]);
+  if (command == nullptr) return unknownCommand(output, words[0]);
+  const auto arguments = Arguments::parse(*command, words.subspan(1));
+  if (!arguments) return report(output, arguments.error());
+  if (arguments->has("--help")) return help(words.first(1), output);
+  if (auto done = command->run(*arguments, context); !done) return report(output, done.error());
+  return ExitCode::ok;
+}
+
 std::string optionLines(std::span<const OptionSpec> options) {
   std::string text;
   for (const auto& option : options) {
@@ -103,20 +119,9 @@ std::string commandHelp(const Command& command) {
 
 ExitCode runCommandLine(std::span<const std::string_view> words, CommandContext& context) {
   auto& output = context.output;
-  if (words.empty()) {
-    output.note(overviewHelp(commandTable()));
-    return ExitCode::usage;
-  }
-  if (words[0] == "help" || words[0] == "--help" || words[0] == "-h") return help(words.subspan(1), output);
-  const auto* command = findCommand(words[0]);
-  if (command == nullptr) return unknownCommand(output, words[0]);
-  const auto arguments = Arguments::parse(*command, words.subspan(1));
-  if (!arguments) return report(output, arguments.error());
-  if (arguments->has("--help")) return help(words.first(1), output);
-  if (auto done = command->run(*arguments, context); !done) return report(output, done.error());
-  if (!output.isIntact())
-    return report(output, {ExitCode::failure, "standard output took not all of the result", {}});
-  return ExitCode::ok;
+  const auto code = run(words, context);
+  if (code != ExitCode::ok || output.isIntact()) return code;
+  return report(output, {ExitCode::failure, "standard output took not all of the result", {}});
 }
 
 }  // namespace quorl::client

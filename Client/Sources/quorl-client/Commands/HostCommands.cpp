@@ -122,6 +122,7 @@ Outcome<void> runPair(const Arguments& arguments, CommandContext& context) {
   context.waiter.activity = fmt::format("connecting to {}", address->text());
   auto session = Session::connect(*address, context.waiter, *deadline);
   if (!session) return std::unexpected(session.error());
+  context.waiter.activity = fmt::format("waiting for {}", address->text());
   const auto greeting = greet(**session, clientDevice(contents->deviceID), *deadline);
   if (!greeting) return std::unexpected(greeting.error());
   auto paired = provePINs(arguments, context, **session, *greeting);

@@ -27,6 +27,7 @@ class Output {
 class StandardOutput final : public Output {
  public:
   StandardOutput();
+  ~StandardOutput() override { clearProgress(); }
 
   void line(std::string_view text) override;
   void note(std::string_view text) override;
