@@ -13,6 +13,9 @@ struct ProcessRow {
   std::string tty;             // as `ps` prints it: "pts/3", "ttys004"; "?" or "??" without a terminal
   std::string command;         // the command line, its arguments joined by blanks
   std::string executablePath;  // empty when it cannot be read
+  // What the system itself calls the process where that is a fact of its own, as for a program that was
+  // started through a link, or a script; else empty. May be cut.
+  std::string name;
 };
 
 enum class ProcessSignal : std::uint8_t { interrupt, terminate };
@@ -22,7 +25,8 @@ class ProcessTable {
  public:
   virtual ~ProcessTable() = default;
 
-  /// All processes that can be seen, in the order of `ps` (ascending pid).
+  /// All processes that can be seen, in the order of `ps` (ascending pid). Texts are valid UTF-8. Of a
+  /// process without a terminal only the pid need be filled.
   virtual std::vector<ProcessRow> processes() = 0;
   /// Working directories of those of `pids` whose directory can be read.
   virtual std::map<std::int32_t, std::string> workingDirectories(const std::vector<std::int32_t>& pids) = 0;

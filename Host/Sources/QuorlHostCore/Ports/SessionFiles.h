@@ -12,15 +12,19 @@
 
 namespace quorl {
 
-/// Files of other programs, read and never written. Paths are absolute. Nothing here follows a link out of
-/// the folder it was asked for, blocks on what is not a regular file, or holds more than it was asked to
-/// read.
+/// Files of other programs, read and never written. Paths are absolute. Nothing here follows a link that
+/// leads out of both its folder and the home directory, blocks on what is not a regular file, or holds more
+/// than it was asked to read.
+///
+/// *Queue*: any; calls block for as long as the disk takes.
 class SessionFiles {
  public:
   struct Entry {
     std::string name;
+    // What a link leads to counts as the entry itself; a link that leads out is neither.
     bool isDirectory = false;
     bool isRegular = false;
+    bool isLink = false;
     std::uint64_t size = 0;
     Date modified;
     std::uint64_t fileID = 0;  // changes when the file is replaced by another (inode)

@@ -23,6 +23,24 @@ struct CloseText {
   void operator()(UText* text) const { utext_close(text); }
 };
 
+// The boundaries of a text's user-perceived characters.
+class CharacterWalk {
+ public:
+  explicit CharacterWalk(std::string_view text) {
+    UErrorCode status = U_ZERO_ERROR;
+    source_.reset(utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status));
+    breaks_.reset(ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
+    ubrk_setUText(breaks_.get(), source_.get(), &status);
+    QUORL_CHECK(U_SUCCESS(status), "the Unicode library's break rules are installed");
+  }
+
+  UBreakIterator* breaks() const { return breaks_.get(); }
+
+ private:
+  std::unique_ptr<UText, CloseText> source_;
+  std::unique_ptr<UBreakIterator, CloseBreaks> breaks_;
+};
+
 }  // namespace
 
 std::string_view trimmedWhiteSpace(std::string_view text) {
@@ -50,21 +68,28 @@ std::string_view trimmedBlanks(std::string_view text) {
 std::string_view firstCharacters(std::string_view text, std::size_t count) {
   // A character has at least one byte.
   if (text.size() <= count) return text;
-  UErrorCode status = U_ZERO_ERROR;
-  const std::unique_ptr<UText, CloseText> source(
-      utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status));
-  const std::unique_ptr<UBreakIterator, CloseBreaks> breaks(
-      ubrk_open(UBRK_CHARACTER, "", nullptr, 0, &status));
-  ubrk_setUText(breaks.get(), source.get(), &status);
-  QUORL_CHECK(U_SUCCESS(status), "the Unicode library's break rules are installed");
+  const CharacterWalk walk(text);
   std::int32_t end = 0;
   while (count > 0) {
-    const std::int32_t next = ubrk_next(breaks.get());
+    const std::int32_t next = ubrk_next(walk.breaks());
     if (next == UBRK_DONE) return text;
     end = next;
     --count;
   }
   return text.substr(0, static_cast<std::size_t>(end));
+}
+
+std::string_view lastCharacters(std::string_view text, std::size_t count) {
+  if (text.size() <= count) return text;
+  if (count == 0) return {};
+  const CharacterWalk walk(text);
+  std::int32_t start = ubrk_last(walk.breaks());
+  while (count > 0 && start > 0) {
+    start = ubrk_previous(walk.breaks());
+    if (start == UBRK_DONE) return text;
+    --count;
+  }
+  return text.substr(static_cast<std::size_t>(start));
 }
 
 std::string_view lastPathComponent(std::string_view path) {

@@ -17,6 +17,9 @@ std::string_view trimmedBlanks(std::string_view text);
 // has no more than `count`.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
 
+// The last of them, likewise. Only the end of the text is looked at.
+std::string_view lastCharacters(std::string_view text, std::size_t count);
+
 // Of a slash-separated path, trailing slashes not counted: "proj" of "/a/proj/", "/" of "/", empty of empty.
 std::string_view lastPathComponent(std::string_view path);
 

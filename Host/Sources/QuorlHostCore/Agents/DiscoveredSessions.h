@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <QuorlKit/Foundation/Date.h>
+#include <QuorlKit/Models/AgentModels.h>
+
+namespace quorl {
+
+/// A past session of Claude Code.
+struct DiscoveredClaudeSession {
+  std::string sessionID;  // a UUID as the file name has it
+  std::string projectPath;
+  Date modified;
+  std::optional<std::string> preview;
+
+  bool operator==(const DiscoveredClaudeSession&) const = default;
+};
+
+/// A past session of any tool.
+struct DiscoveredAgentSession {
+  AgentTool tool = AgentTool::other;
+  std::string sessionID;  // need not be a UUID
+  std::string projectPath;
+  Date modified;
+  std::optional<std::string> preview;
+
+  bool operator==(const DiscoveredAgentSession&) const = default;
+};
+
+}  // namespace quorl

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Agents/ProcessDiscovery.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include <fmt/format.h>
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include <QuorlKit/Foundation/Digest.h>
+#include <QuorlKit/Foundation/TextTools.h>
+
+namespace quorl {
+
+namespace {
+
+struct AgentPattern {
+  std::span<const std::string_view> binaries;  // program names
+  std::span<const std::string_view> modules;   // Python modules
+  std::string_view name;
+};
+
+constexpr std::array<std::string_view, 1> claude{"claude"}, codex{"codex"}, openCode{"opencode"},
+    aider{"aider"}, ollama{"ollama"}, goose{"goose"}, hermes{"hermes"}, openClaw{"openclaw"},
+    cursorAgent{"cursor-agent"}, llm{"llm"}, gpt{"gpt"};
+
+// In the order of matching.
+constexpr std::array<AgentPattern, 11> patterns{{
+    {.binaries = claude, .modules = {}, .name = "Claude"},
+    {.binaries = codex, .modules = codex, .name = "Codex"},
+    {.binaries = openCode, .modules = openCode, .name = "OpenCode"},
+    {.binaries = aider, .modules = aider, .name = "Aider"},
+    {.binaries = ollama, .modules = {}, .name = "Ollama"},
+    {.binaries = goose, .modules = goose, .name = "Goose"},
+    {.binaries = hermes, .modules = hermes, .name = "Hermes"},
+    {.binaries = openClaw, .modules = {}, .name = "OpenClaw"},
+    {.binaries = cursorAgent, .modules = {}, .name = "Cursor Agent"},
+    {.binaries = llm, .modules = llm, .name = "LLM"},
+    {.binaries = gpt, .modules = gpt, .name = "GPT"},
+}};
+
+// Names rare enough to mean the agent wherever they stand alone in a command line, as when an interpreter
+// runs the agent's script. "claude" is not: too many files are called after it.
+constexpr std::array<std::string_view, 7> standaloneWords{"codex",    "aider",        "goose", "hermes",
+                                                          "openclaw", "cursor-agent", "ollama"};
+
+// Only ASCII: no other letter falls together with those of the names above.
+std::string lowerCased(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return lower;
+}
+
+/// Lower-cased, without folders and without the "-" that marks a login shell.
+std::string baseName(std::string_view token) {
+  if (token.starts_with('-')) token.remove_prefix(1);
+  return lowerCased(token.substr(token.find_last_of('/') + 1));
+}
+
+std::vector<std::string_view> tokensOf(std::string_view command) {
+  std::vector<std::string_view> tokens;
+  while (!command.empty()) {
+    const std::string_view token = command.substr(0, command.find(' '));
+    if (!token.empty()) tokens.push_back(token);
+    command.remove_prefix(std::min(token.size() + 1, command.size()));
+  }
+  return tokens;
+}
+
+bool contains(std::span<const std::string_view> names, std::string_view name) {
+  return std::ranges::find(names, name) != names.end();
+}
+
+std::optional<std::string> nameForBinary(std::string_view base) {
+  for (const AgentPattern& pattern : patterns)
+    if (contains(pattern.binaries, base)) return std::string(pattern.name);
+  return std::nullopt;
+}
+
+std::optional<std::string> nameForModule(const std::vector<std::string_view>& tokens) {
+  const auto option = std::ranges::find(tokens, "-m");
+  if (option == tokens.end() || option + 1 == tokens.end()) return std::nullopt;
+  const std::string module = baseName(*(option + 1));
+  for (const AgentPattern& pattern : patterns)
+    if (contains(pattern.modules, module)) return std::string(pattern.name);
+  return std::nullopt;
+}
+
+// A word character as regular expressions over Unicode know it (UTS #18, annex C, "word"), or "-".
+bool continuesWord(UChar32 character) {
+  return character == '-' || u_hasBinaryProperty(character, UCHAR_ALPHABETIC) != 0 ||
+         (U_GET_GC_MASK(character) & (U_GC_M_MASK | U_GC_ND_MASK | U_GC_PC_MASK)) != 0 ||
+         u_hasBinaryProperty(character, UCHAR_JOIN_CONTROL) != 0;
+}
+
+/// Whether `word` (ASCII) occurs in `text` with neither a word character nor "-" on either side.
+bool standsAlone(std::string_view word, std::string_view text) {
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  const auto size = static_cast<std::int64_t>(text.size());
+  for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
+    UChar32 before = ' ';
+    auto position = static_cast<std::int64_t>(at);
+    if (position > 0) U8_PREV(bytes, 0, position, before);
+    UChar32 after = ' ';
+    position = static_cast<std::int64_t>(at + word.size());
+    if (position < size) U8_NEXT(bytes, position, size, after);
+    if (!continuesWord(before) && !continuesWord(after)) return true;
+  }
+  return false;
+}
+
+std::optional<std::string> nameForStandaloneWord(const std::vector<std::string_view>& tokens) {
+  std::string text;
+  for (const std::string_view token : tokens) {
+    if (!text.empty()) text += ' ';
+    text += baseName(token);
+  }
+  for (const std::string_view word : standaloneWords)
+    if (standsAlone(word, text)) return nameForBinary(word);
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> ProcessDiscovery::classify(std::string_view command,
+                                                      std::optional<std::string_view> execPath) {
+  command = trimmedBlanks(command);
+  // The host and its own tools are nobody's agents.
+  if (command.empty() || lowerCased(command).find("quorl") != std::string::npos) return std::nullopt;
+  const std::vector<std::string_view> tokens = tokensOf(command);
+  std::string_view program = trimmedBlanks(execPath.value_or(""));
+  if (program.empty()) program = tokens.front();
+  // A process inside an application bundle is a graphical application, whatever its name.
+  if (program.find(".app/") != std::string_view::npos) return std::nullopt;
+
+  const std::string base = baseName(program);
+  if (std::optional<std::string> name = nameForBinary(base)) return name;
+  if (base.starts_with("python"))
+    if (std::optional<std::string> name = nameForModule(tokens)) return name;
+  return nameForStandaloneWord(tokens);
+}
+
+// A program behind a link runs under the path of what the link leads to ("versions/2.1"), and a script under
+// that of its interpreter, so where the executable says nothing the system's own name for the process may.
+std::optional<std::string> ProcessDiscovery::classify(const ProcessRow& row) {
+  std::optional<std::string> name = classify(row.command, row.executablePath);
+  if (name || row.name.empty() || row.executablePath.find(".app/") != std::string::npos) return name;
+  return classify(row.command, row.name);
+}
+
+std::vector<ExternalAgent> ProcessDiscovery::scan(const std::set<std::string>& excludingTTYs,
+                                                  const std::set<std::int32_t>& excludingPIDs) const {
+  std::vector<ExternalAgent> agents;
+  std::set<UUID> seen;
+  const std::int32_t own = processes_->ownPID();
+  for (ProcessRow& row : processes_->processes()) {
+    if (row.pid == own || excludingPIDs.contains(row.pid)) continue;
+    const std::string_view tty = trimmedBlanks(row.tty);
+    if (tty.empty() || tty == "??" || tty == "?") continue;
+    std::string device = tty.starts_with("/dev/") ? std::string(tty) : "/dev/" + std::string(tty);
+    if (excludingTTYs.contains(device)) continue;
+    const std::optional<std::string> name = classify(row);
+    if (!name) continue;
+    const UUID id = stableID(row.pid, device);
+    if (!seen.insert(id).second) continue;
+    agents.push_back({.id = id,
+                      .pid = row.pid,
+                      .command = std::move(row.command),
+                      .name = *name,
+                      .tty = std::move(device),
+                      .terminal = TerminalKind::unknown,
+                      .adoptable = false,
+                      .cwd = std::nullopt});
+  }
+  return agents;
+}
+
+std::map<std::int32_t, std::string> ProcessDiscovery::cwdByPID(const std::vector<std::int32_t>& pids) const {
+  if (pids.empty()) return {};
+  return processes_->workingDirectories(pids);
+}
+
+UUID ProcessDiscovery::stableID(std::int32_t pid, const std::optional<std::string>& tty) {
+  return {.bytes = md5(viewOf(fmt::format("quorl-external:{}:{}", pid, tty ? *tty : "-")))};
+}
+
+}  // namespace quorl
