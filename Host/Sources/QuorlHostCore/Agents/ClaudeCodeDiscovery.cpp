@@ -46,7 +46,10 @@ std::vector<DiscoveredClaudeSession> ClaudeCodeDiscovery::scan(std::size_t limit
   std::vector<Found> found;
   for (std::size_t i = 0; i < projects->size(); ++i)
     if ((*projects)[i].isDirectory) collect(top + "/" + (*projects)[i].name, i, found);
-  std::ranges::stable_sort(found, std::ranges::greater{}, [](const Found& f) { return f.file.modified; });
+  std::ranges::sort(found, [](const Found& a, const Found& b) {
+    // The names settle a tie, so that no refresh shuffles the list.
+    return a.file.modified != b.file.modified ? a.file.modified > b.file.modified : a.sessionID < b.sessionID;
+  });
   found.resize(std::min(found.size(), limit));
 
   // Only the folders of sessions that are shown are worth the search for their path.

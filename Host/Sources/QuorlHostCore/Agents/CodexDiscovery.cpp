@@ -30,7 +30,10 @@ std::vector<CodexDiscovery::Found> CodexDiscovery::walk() const {
 // From the newest file on and no further than needed, as files without meta do not count.
 std::vector<DiscoveredAgentSession> CodexDiscovery::scan(std::size_t limit) {
   std::vector<Found> found = walk();
-  std::ranges::stable_sort(found, std::ranges::greater{}, [](const Found& f) { return f.file.modified; });
+  std::ranges::sort(found, [](const Found& a, const Found& b) {
+    // The names settle a tie, so that no refresh shuffles the list.
+    return a.file.modified != b.file.modified ? a.file.modified > b.file.modified : a.path < b.path;
+  });
   std::vector<DiscoveredAgentSession> sessions;
   for (const Found& item : found) {
     if (sessions.size() >= limit) break;

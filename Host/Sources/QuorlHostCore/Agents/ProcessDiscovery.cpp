@@ -7,9 +7,8 @@
 #include <span>
 
 #include <fmt/format.h>
-#include <unicode/uchar.h>
-#include <unicode/utf8.h>
 
+#include <QuorlHostCore/Agents/RegularExpression.h>
 #include <QuorlKit/Foundation/Digest.h>
 #include <QuorlKit/Foundation/TextTools.h>
 
@@ -90,27 +89,21 @@ std::optional<std::string> nameForModule(const std::vector<std::string_view>& to
   return std::nullopt;
 }
 
-// A word character as regular expressions over Unicode know it (UTS #18, annex C, "word"), or "-".
-bool continuesWord(UChar32 character) {
-  return character == '-' || u_hasBinaryProperty(character, UCHAR_ALPHABETIC) != 0 ||
-         (U_GET_GC_MASK(character) & (U_GC_M_MASK | U_GC_ND_MASK | U_GC_PC_MASK)) != 0 ||
-         u_hasBinaryProperty(character, UCHAR_JOIN_CONTROL) != 0;
-}
-
-/// Whether `word` (ASCII) occurs in `text` with neither a word character nor "-" on either side.
+/// Whether `word` occurs in `text` with neither a word character nor "-" on either side.
 bool standsAlone(std::string_view word, std::string_view text) {
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  const auto size = static_cast<std::int64_t>(text.size());
-  for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
-    UChar32 before = ' ';
-    auto position = static_cast<std::int64_t>(at);
-    if (position > 0) U8_PREV(bytes, 0, position, before);
-    UChar32 after = ' ';
-    position = static_cast<std::int64_t>(at + word.size());
-    if (position < size) U8_NEXT(bytes, position, size, after);
-    if (!continuesWord(before) && !continuesWord(after)) return true;
-  }
-  return false;
+  static const std::map<std::string_view, RegularExpression> expressions = [] {
+    std::map<std::string_view, RegularExpression> compiled;
+    for (const std::string_view standalone : standaloneWords) {
+      const std::string pattern = R"((?<![\w-]))" + RegularExpression::escaped(standalone) + R"((?![\w-]))";
+      if (auto expression = RegularExpression::compile(pattern))
+        compiled.emplace(standalone, std::move(*expression));
+    }
+    return compiled;
+  }();
+  // The plain search keeps the engine away from nearly every process.
+  if (text.find(word) == std::string_view::npos) return false;
+  const auto expression = expressions.find(word);
+  return expression != expressions.end() && expression->second.isFoundIn(text);
 }
 
 std::optional<std::string> nameForStandaloneWord(const std::vector<std::string_view>& tokens) {

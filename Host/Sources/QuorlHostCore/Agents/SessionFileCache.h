@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
+#include <iterator>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -34,7 +36,10 @@ class SessionFileCache {
   }
 
   void forgetOthers() {
-    std::erase_if(items_, [](auto& pair) { return !std::exchange(pair.second.wasAskedFor, false); });
+    for (auto item = items_.begin(); item != items_.end();) {
+      const bool stays = std::exchange(item->second.wasAskedFor, false);
+      item = stays ? std::next(item) : items_.erase(item);
+    }
   }
 
   std::size_t size() const { return items_.size(); }
