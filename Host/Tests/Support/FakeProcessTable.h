@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include <QuorlHostCore/Ports/ProcessTable.h>
+
+namespace quorl::test {
+
+/// Processes that a test makes up. A signal is recorded and ends nobody.
+class FakeProcessTable final : public ProcessTable {
+ public:
+  std::vector<ProcessRow> rows;
+  std::map<std::int32_t, std::string> directories;
+  std::set<std::int32_t> gone;
+  std::int32_t own = 1;
+
+  std::vector<std::pair<ProcessSignal, std::int32_t>> sent;
+  int scans = 0;
+  int directoryScans = 0;
+
+  std::vector<ProcessRow> processes() override {
+    ++scans;
+    return rows;
+  }
+  std::map<std::int32_t, std::string> workingDirectories(const std::vector<std::int32_t>& pids) override {
+    ++directoryScans;
+    std::map<std::int32_t, std::string> result;
+    for (const std::int32_t pid : pids)
+      if (const auto found = directories.find(pid); found != directories.end()) result.insert(*found);
+    return result;
+  }
+  std::int32_t ownPID() override { return own; }
+  bool exists(std::int32_t pid) override { return !gone.contains(pid); }
+  void send(ProcessSignal signal, std::int32_t pid) override { sent.emplace_back(signal, pid); }
+};
+
+}  // namespace quorl::test
