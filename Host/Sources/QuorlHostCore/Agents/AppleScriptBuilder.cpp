@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
 #include <QuorlKit/Foundation/TextTools.h>
 #include <QuorlKit/Foundation/UTF8.h>
@@ -12,36 +13,48 @@ namespace quorl::AppleScriptBuilder {
 
 namespace {
 
+std::string joined(std::initializer_list<std::string_view> pieces) {
+  std::string text;
+  for (const std::string_view piece : pieces) text += piece;
+  return text;
+}
+
+std::string quoted(std::string_view text) {
+  return joined({"\"", escaped(text), "\""});
+}
+
 std::string tellSystemEvents(std::string_view event) {
-  return "tell application \"System Events\" to " + std::string(event);
+  return joined({"tell application \"System Events\" to ", event});
 }
 
 std::string bringToFront(std::string_view tty) {
-  return "tell application \"Terminal\"\n  activate\n  repeat with w in windows\n    repeat with t in tabs "
-         "of "
-         "w\n      if (tty of t) is \"" +
-         escaped(tty) +
-         "\" then\n        set selected tab of w to t\n        set index of w to 1\n        return \"ok\"\n  "
-         "    "
-         "end if\n    end repeat\n  end repeat\nend tell\nreturn \"\"";
+  return joined(
+      {"tell application \"Terminal\"\n  activate\n  repeat with w in windows\n    repeat with t in tabs of "
+       "w\n"
+       "      if (tty of t) is ",
+       quoted(tty),
+       " then\n        set selected tab of w to t\n        set index of w to 1\n        return \"ok\"\n"
+       "      end if\n    end repeat\n  end repeat\nend tell\nreturn \"\""});
 }
 
 std::string runInTerminal(std::string_view tty, std::string_view text) {
-  return "tell application \"Terminal\"\n  repeat with w in windows\n    repeat with t in tabs of w\n      "
-         "if "
-         "(tty of t) is \"" +
-         escaped(tty) + "\" then\n        do script \"" + escaped(text) +
-         "\" in t\n        return \"ok\"\n      end if\n    end repeat\n  end repeat\nend tell\nreturn \"\"";
+  return joined(
+      {"tell application \"Terminal\"\n  repeat with w in windows\n    repeat with t in tabs of w\n"
+       "      if (tty of t) is ",
+       quoted(tty), " then\n        do script ", quoted(text),
+       " in t\n        return \"ok\"\n      end if\n    end repeat\n  end repeat\nend tell\n"
+       "return \"\""});
 }
 
 /// `expression` is an AppleScript expression, already quoted where it has to be.
 std::string writeInITerm(std::string_view tty, std::string_view expression, TextSubmission submission) {
-  return "tell application \"iTerm2\"\n  repeat with w in windows\n    repeat with t in tabs of w\n      "
-         "repeat with s in sessions of t\n        if (tty of s) is \"" +
-         escaped(tty) + "\" then\n          tell s to write text " + std::string(expression) + " newline " +
-         (submission == TextSubmission::submit ? "yes" : "no") +
-         "\n          return \"ok\"\n        end if\n      end repeat\n    end repeat\n  end repeat\nend "
-         "tell\nreturn \"\"";
+  return joined(
+      {"tell application \"iTerm2\"\n  repeat with w in windows\n    repeat with t in tabs of w\n"
+       "      repeat with s in sessions of t\n        if (tty of s) is ",
+       quoted(tty), " then\n          tell s to write text ", expression, " newline ",
+       submission == TextSubmission::submit ? "yes" : "no",
+       "\n          return \"ok\"\n        end if\n      end repeat\n    end repeat\n  end repeat\n"
+       "end tell\nreturn \"\""});
 }
 
 /// The key stroke that a control character stands for, on a terminal that takes no bytes.
@@ -106,32 +119,32 @@ std::string listTTYs(TerminalKind kind) {
           : "repeat with w in windows\n  repeat with t in tabs of w\n    set r to r & (tty of t) & "
             "linefeed\n  "
             "end repeat\nend repeat";
-  return "tell application \"" + std::string(applicationName(kind)) + "\"\n  set r to \"\"\n  " +
-         std::string(walk) + "\n  return r\nend tell";
+  return joined({"tell application ", quoted(applicationName(kind)), "\n  set r to \"\"\n  ", walk,
+                 "\n  return r\nend tell"});
 }
 
 std::string readContents(std::string_view tty, TerminalKind kind) {
   if (kind == TerminalKind::iterm)
-    return "tell application \"iTerm2\"\n  repeat with w in windows\n    repeat with t in tabs of w\n      "
-           "repeat with s in sessions of t\n        if (tty of s) is \"" +
-           escaped(tty) +
-           "\" then return (contents of s)\n      end repeat\n    end repeat\n  end repeat\nend tell\nreturn "
-           "\"\"";
-  return "tell application \"Terminal\"\n  repeat with w in windows\n    repeat with t in tabs of w\n      "
-         "if "
-         "(tty of t) is \"" +
-         escaped(tty) + "\" then return (contents of t)\n    end repeat\n  end repeat\nend tell\nreturn \"\"";
+    return joined(
+        {"tell application \"iTerm2\"\n  repeat with w in windows\n    repeat with t in tabs of w\n"
+         "      repeat with s in sessions of t\n        if (tty of s) is ",
+         quoted(tty),
+         " then return (contents of s)\n      end repeat\n    end repeat\n  end repeat\nend tell\n"
+         "return \"\""});
+  return joined(
+      {"tell application \"Terminal\"\n  repeat with w in windows\n    repeat with t in tabs of w\n"
+       "      if (tty of t) is ",
+       quoted(tty), " then return (contents of t)\n    end repeat\n  end repeat\nend tell\nreturn \"\""});
 }
 
 std::vector<std::string> sendText(std::string_view tty, TerminalKind kind, std::string_view text,
                                   TextSubmission submission) {
-  const auto quoted = [](std::string_view inner) { return "\"" + escaped(inner) + "\""; };
   switch (kind) {
     case TerminalKind::iterm:
       return {writeInITerm(tty, quoted(text), submission)};
     case TerminalKind::terminalApp:
       if (submission == TextSubmission::submit) return {runInTerminal(tty, text)};
-      return {bringToFront(tty), tellSystemEvents("keystroke " + quoted(text))};
+      return {bringToFront(tty), tellSystemEvents(joined({"keystroke ", quoted(text)}))};
     case TerminalKind::unknown:
       return {};
   }

@@ -32,7 +32,7 @@ TEST(NewTail, isNothingWhenNothingChanged) {
 }
 
 TEST(NewTail, keepsEmptyLines) {
-  EXPECT_EQ(newTail("a\n", "a\n\n\nb"), "\n\nb") << "previous ends with an empty line";
+  EXPECT_EQ(newTail("a\n", "a\n\n\nb"), "\nb") << "the empty line at the end overlaps too";
   EXPECT_EQ(newTail("a", "a\n\nb\n"), "\nb\n");
 }
 
