@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -24,11 +25,11 @@ std::string uuid(int n) {
 }
 
 std::string summaryLine(const std::string& text) {
-  return R"({"type":"summary","summary":")" + text + "\"}\n";
+  return fmt::format("{{\"type\":\"summary\",\"summary\":\"{}\"}}\n", text);
 }
 
 std::string codexLine(const std::string& payload) {
-  return R"({"type":"session_meta","payload":)" + payload + "}\n";
+  return fmt::format("{{\"type\":\"session_meta\",\"payload\":{}}}\n", payload);
 }
 
 class ProjectPaths : public testing::Test {
@@ -157,11 +158,11 @@ TEST_F(ClaudeSessions, readATranscriptOfExactlyTheWindowFromItsStart) {
 }
 
 TEST_F(ClaudeSessions, haveNoPreviewWhereTheWindowCutsACharacter) {
-  const std::string tail = "\n" + summaryLine("late");
+  const std::string tail = std::string("\n") + summaryLine("late");
   const std::string filler(Transcript::windowSize - tail.size() - 1, ' ');
-  files->write(projects + "-a/" + uuid(1) + ".jsonl", "\u00e9" + filler + tail);
+  files->write(projects + "-a/" + uuid(1) + ".jsonl", std::string("\u00e9") + filler + tail);
   EXPECT_EQ(discovery.preview(uuid(1), ""), std::nullopt);
-  files->write(projects + "-a/" + uuid(1) + ".jsonl", "\u00e9 " + filler + tail);
+  files->write(projects + "-a/" + uuid(1) + ".jsonl", std::string("\u00e9 ") + filler + tail);
   EXPECT_EQ(discovery.preview(uuid(1), ""), "late") << "one byte further it begins behind the character";
 }
 
@@ -193,8 +194,8 @@ TEST_F(CodexSessions, areFoundInFoldersOfAnyDepthNewestFirst) {
 }
 
 TEST_F(CodexSessions, withoutAPayloadAreIgnoredAndDoNotCount) {
-  files->write(codexSessions + "new.jsonl", "{\"type\":\"x\"}\n" + codexLine(R"({"id":"late","cwd":"/p"})"),
-               Date{9});
+  files->write(codexSessions + "new.jsonl",
+               std::string("{\"type\":\"x\"}\n") + codexLine(R"({"id":"late","cwd":"/p"})"), Date{9});
   files->write(codexSessions + "old.jsonl", codexLine(R"({"id":"one","cwd":"/p"})"), Date{1});
   EXPECT_THAT(identifiers(1), ElementsAre("one"));
 }
@@ -202,7 +203,7 @@ TEST_F(CodexSessions, withoutAPayloadAreIgnoredAndDoNotCount) {
 TEST_F(CodexSessions, readNoFileTwiceAndNoneBeyondTheLimit) {
   for (int i = 0; i < 10; ++i)
     files->write(codexSessions + std::to_string(i) + ".jsonl",
-                 codexLine("{\"id\":\"" + std::to_string(i) + R"(","cwd":"/p"})"), Date{100.0 - i});
+                 codexLine(fmt::format("{{\"id\":\"{}\",\"cwd\":\"/p\"}}", i)), Date{100.0 - i});
   EXPECT_THAT(identifiers(3), ElementsAre("0", "1", "2"));
   EXPECT_EQ(files->reads, 3);
   EXPECT_THAT(identifiers(3), ElementsAre("0", "1", "2"));
@@ -251,7 +252,7 @@ std::optional<std::string> previewOf(const std::string& text) {
 }
 
 std::string userLine(const std::string& content) {
-  return R"({"type":"user","message":{"role":"user","content":)" + content + "}}\n";
+  return fmt::format("{{\"type\":\"user\",\"message\":{{\"role\":\"user\",\"content\":{}}}}}\n", content);
 }
 
 TEST(TranscriptPreview, isTheLastSummary) {
@@ -273,7 +274,8 @@ TEST(TranscriptPreview, takesTheFirstTextElementThatHasText) {
 }
 
 TEST(TranscriptPreview, passesOverLinesThatAreNoObjects) {
-  EXPECT_EQ(previewOf("cut off\"}\n\n[1]\n7\n" + summaryLine("x") + R"({"type":"summary","summary":"y")"),
+  EXPECT_EQ(previewOf(std::string("cut off\"}\n\n[1]\n7\n") + summaryLine("x") +
+                      R"({"type":"summary","summary":"y")"),
             "x");
   EXPECT_EQ(previewOf("{\"type\":\"summary\",\"summary\":\"x\"} {}\n"), std::nullopt);
 }
@@ -295,14 +297,14 @@ TEST(TranscriptPreview, isOneTrimmedLine) {
 }
 
 TEST(TranscriptPreview, isNoneOfBytesThatAreNotText) {
-  EXPECT_EQ(previewOf("\xff\n" + summaryLine("x")), std::nullopt);
+  EXPECT_EQ(previewOf(std::string("\xff\n") + summaryLine("x")), std::nullopt);
   EXPECT_EQ(previewOf(""), std::nullopt);
   EXPECT_EQ(previewOf(std::string(Transcript::windowSize, '\0')), std::nullopt);
 }
 
 TEST(TranscriptPreview, survivesDeepNesting) {
   EXPECT_EQ(previewOf(std::string(60000, '[') + "\n" + summaryLine("x")), "x");
-  EXPECT_EQ(previewOf("{\"message\":" + std::string(60000, '{') + "\n" + summaryLine("x")), "x");
+  EXPECT_EQ(previewOf(std::string("{\"message\":") + std::string(60000, '{') + "\n" + summaryLine("x")), "x");
 }
 
 }  // namespace

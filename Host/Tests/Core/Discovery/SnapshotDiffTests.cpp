@@ -38,7 +38,7 @@ TEST(NewTail, keepsEmptyLines) {
 
 TEST(NewTail, seesNoOverlapOfMoreThan512Lines) {
   std::string previous = "0";
-  for (int i = 1; i < 512; ++i) previous += "\n" + std::to_string(i);
+  for (int i = 1; i < 512; ++i) previous.append("\n").append(std::to_string(i));
   EXPECT_EQ(newTail(previous, previous + "\nnew"), "new");
   previous += "\n512";
   EXPECT_EQ(newTail(previous, previous + "\nnew"), previous + "\nnew");
@@ -65,7 +65,7 @@ std::string plainNewTail(const std::string& previous, const std::string& current
   std::size_t k = std::min({old.size(), fresh.size(), std::size_t{512}});
   while (k > 0 && !std::equal(old.end() - static_cast<std::ptrdiff_t>(k), old.end(), fresh.begin())) --k;
   std::string tail;
-  for (std::size_t i = k; i < fresh.size(); ++i) tail += (i > k ? "\n" : "") + fresh[i];
+  for (std::size_t i = k; i < fresh.size(); ++i) tail.append(i > k ? "\n" : "").append(fresh[i]);
   return tail;
 }
 

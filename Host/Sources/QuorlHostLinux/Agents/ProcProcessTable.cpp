@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Agents/ProcProcessTable.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include <QuorlHostLinux/Agents/ProcText.h>
+#include <QuorlHostPosix/Descriptor.h>
+
+namespace quorl {
+
+namespace {
+
+/// A command line is read no further: some programs keep whole documents in it.
+constexpr std::size_t commandLineLimit = 65'536;
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+std::optional<std::int32_t> parsePID(std::string_view name) {
+  std::int32_t pid = 0;
+  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
+  if (error != std::errc{} || end != name.data() + name.size() || pid < 1) return std::nullopt;
+  return pid;
+}
+
+/// The folder of one process, by paths relative to the root that was opened.
+class ProcessFolder {
+ public:
+  ProcessFolder(int root, std::int32_t pid, std::string& buffer) : root_(root), pid_(pid), buffer_(buffer) {}
+
+  /// Valid until the next read; nothing when the process has gone.
+  std::optional<std::string_view> read(std::string_view file) {
+    const Descriptor descriptor(openat(root_, pathOf(file).c_str(), O_RDONLY | O_CLOEXEC));
+    if (!descriptor.isOpen()) return std::nullopt;
+    std::size_t size = 0;
+    while (size < buffer_.size()) {
+      const ssize_t count = ::read(descriptor.get(), buffer_.data() + size, buffer_.size() - size);
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) return std::nullopt;
+      if (count == 0) break;
+      size += static_cast<std::size_t>(count);
+    }
+    return std::string_view(buffer_).substr(0, size);
+  }
+
+  std::string link(std::string_view file) {
+    std::array<char, PATH_MAX> target;
+    const ssize_t size = readlinkat(root_, pathOf(file).c_str(), target.data(), target.size());
+    if (size < 1) return {};
+    return ProcText::linkTarget({target.data(), static_cast<std::size_t>(size)});
+  }
+
+ private:
+  std::string pathOf(std::string_view file) const { return fmt::format("{}/{}", pid_, file); }
+
+  int root_;
+  std::int32_t pid_;
+  std::string& buffer_;
+};
+
+}  // namespace
+
+ProcProcessTable::ProcProcessTable(std::string root) : root_(std::move(root)) {}
+
+std::vector<ProcessRow> ProcProcessTable::processes() {
+  std::vector<ProcessRow> rows;
+  const std::unique_ptr<DIR, CloseDirectory> directory(opendir(root_.c_str()));
+  if (!directory) return rows;
+  std::string buffer(commandLineLimit, '\0');
+  while (const dirent* entry = readdir(directory.get())) {
+    const std::optional<std::int32_t> pid = parsePID(entry->d_name);
+    if (!pid) continue;
+    ProcessFolder folder(dirfd(directory.get()), *pid, buffer);
+    const auto statText = folder.read("stat");
+    const auto stat = statText ? ProcText::parseStat(*statText) : std::nullopt;
+    if (!stat) continue;
+    ProcessRow row{.pid = *pid, .tty = "?"};
+    if (stat->terminal != 0) {
+      row.tty = terminalName(stat->terminal);
+      if (const auto arguments = folder.read("cmdline")) row.command = ProcText::commandLine(*arguments);
+      row.executablePath = folder.link("exe");
+      // What has ended, and the kernel's own threads, have no command line; `ps` shows their names so.
+      if (row.command.empty()) {
+        row.command = ProcText::commandLine("[" + stat->name + "]");
+      } else {
+        row.name = ProcText::commandLine(stat->name);
+      }
+    }
+    rows.push_back(std::move(row));
+  }
+  std::ranges::sort(rows, {}, &ProcessRow::pid);
+  return rows;
+}
+
+// A terminal of a rarer driver is called after its device, which the kernel lists by number.
+std::string ProcProcessTable::terminalName(std::uint32_t device) {
+  if (std::optional<std::string> name = ProcText::terminalName(device)) return *name;
+  const std::lock_guard lock(lock_);
+  const auto known = deviceNames_.find(device);
+  if (known != deviceNames_.end()) return known->second;
+  std::array<char, PATH_MAX> target;
+  const std::string path =
+      fmt::format("/sys/dev/char/{}:{}", ProcText::majorNumber(device), ProcText::minorNumber(device));
+  const ssize_t size = readlink(path.c_str(), target.data(), target.size());
+  if (size < 1) return "?";
+  const std::string_view link(target.data(), static_cast<std::size_t>(size));
+  return deviceNames_[device] = std::string(link.substr(link.find_last_of('/') + 1));
+}
+
+std::map<std::int32_t, std::string> ProcProcessTable::workingDirectories(
+    const std::vector<std::int32_t>& pids) {
+  std::map<std::int32_t, std::string> directories;
+  const Descriptor root(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!root.isOpen()) return directories;
+  std::string buffer;
+  for (const std::int32_t pid : pids)
+    if (std::string path = ProcessFolder(root.get(), pid, buffer).link("cwd"); !path.empty())
+      directories[pid] = std::move(path);
+  return directories;
+}
+
+std::int32_t ProcProcessTable::ownPID() {
+  return getpid();
+}
+
+bool ProcProcessTable::exists(std::int32_t pid) {
+  return pid >= 1 && (kill(pid, 0) == 0 || errno != ESRCH);
+}
+
+void ProcProcessTable::send(ProcessSignal signal, std::int32_t pid) {
+  // 0 and below would mean whole groups of processes.
+  if (pid >= 1) kill(pid, signal == ProcessSignal::interrupt ? SIGINT : SIGTERM);
+}
+
+}  // namespace quorl

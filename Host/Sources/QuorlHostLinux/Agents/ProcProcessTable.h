@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <QuorlHostCore/Ports/ProcessTable.h>
+
+namespace quorl {
+
+/// The process table from /proc: no child process, and only the first look at processes without a terminal.
+/// A process that goes away while it is read is left out.
+///
+/// *Queue*: any, also several at once.
+class ProcProcessTable final : public ProcessTable {
+ public:
+  /// `root`: where the process file system is mounted.
+  explicit ProcProcessTable(std::string root = "/proc");
+
+  std::vector<ProcessRow> processes() override;
+  std::map<std::int32_t, std::string> workingDirectories(const std::vector<std::int32_t>& pids) override;
+  std::int32_t ownPID() override;
+  bool exists(std::int32_t pid) override;
+  void send(ProcessSignal signal, std::int32_t pid) override;
+
+ private:
+  std::string terminalName(std::uint32_t device);
+
+  const std::string root_;
+  std::mutex lock_;
+  std::map<std::uint32_t, std::string> deviceNames_;  // of terminals that no rule names
+};
+
+}  // namespace quorl

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Agents/ProcText.h>
+
+#include <charconv>
+#include <cstddef>
+
+#include <QuorlKit/Foundation/UTF8.h>
+
+namespace quorl::ProcText {
+
+namespace {
+
+std::string_view takeField(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  const std::string_view field = text.substr(0, text.find(' '));
+  text.remove_prefix(field.size());
+  return field;
+}
+
+}  // namespace
+
+// The name may hold anything, so its end is the last parenthesis of the text.
+std::optional<Stat> parseStat(std::string_view text) {
+  const std::size_t open = text.find('(');
+  const std::size_t close = text.rfind(')');
+  if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
+  std::string_view rest = text.substr(close + 1);
+  const std::string_view state = takeField(rest);
+  for (int field = 4; field < 7; ++field) takeField(rest);
+  const std::string_view number = takeField(rest);
+  std::int32_t terminal = 0;
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), terminal);
+  if (state.size() != 1 || error != std::errc{} || end != number.data() + number.size()) return std::nullopt;
+  return Stat{.name = std::string(text.substr(open + 1, close - open - 1)),
+              .state = state.front(),
+              .terminal = static_cast<std::uint32_t>(terminal)};
+}
+
+// The kernel's packing of the two numbers into 32 bits: minor 7..0, major 19..8, minor 31..20.
+std::uint32_t majorNumber(std::uint32_t device) {
+  return (device >> 8) & 0xFFF;
+}
+
+std::uint32_t minorNumber(std::uint32_t device) {
+  return (device & 0xFF) | ((device >> 12) & 0xFFF00);
+}
+
+// Linux allocated devices (admin-guide/devices.txt): 136 to 143 are the Unix98 terminals, 4 the consoles and
+// the serial lines after them.
+std::optional<std::string> terminalName(std::uint32_t device) {
+  const std::uint32_t major = majorNumber(device);
+  const std::uint32_t minor = minorNumber(device);
+  if (major >= 136 && major <= 143) return "pts/" + std::to_string((major - 136) * 256 + minor);
+  if (major == 4 && minor < 64) return "tty" + std::to_string(minor);
+  if (major == 4) return "ttyS" + std::to_string(minor - 64);
+  return std::nullopt;
+}
+
+std::string commandLine(std::string_view text) {
+  while (text.ends_with('\0')) text.remove_suffix(1);
+  std::string line = repairedUTF8(text);
+  for (char& c : line) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    if (byte == 0) {
+      c = ' ';
+    } else if (byte < 0x20 || byte == 0x7F) {
+      c = '?';
+    }
+  }
+  return line;
+}
+
+std::string linkTarget(std::string_view target) {
+  constexpr std::string_view removed = " (deleted)";
+  if (target.ends_with(removed)) target.remove_suffix(removed.size());
+  return repairedUTF8(target);
+}
+
+}  // namespace quorl::ProcText

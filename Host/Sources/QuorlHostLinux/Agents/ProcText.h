@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quorl {
+
+/// The texts of a process's folder under /proc (Linux manual, proc(5)). Pure; the texts are as hostile as the
+/// processes are.
+namespace ProcText {
+
+struct Stat {
+  std::string name;  // at most 15 bytes; may hold blanks and parentheses
+  char state = '?';
+  std::uint32_t terminal = 0;  // device number, 0 for none
+};
+
+/// "/proc/PID/stat": the name stands in parentheses as field 2, the state is field 3, the terminal field 7.
+std::optional<Stat> parseStat(std::string_view text);
+
+/// The name that `ps` prints for a terminal, where the number alone says it: "pts/3", "tty1", "ttyS0".
+std::optional<std::string> terminalName(std::uint32_t device);
+std::uint32_t majorNumber(std::uint32_t device);
+std::uint32_t minorNumber(std::uint32_t device);
+
+/// "/proc/PID/cmdline" as one line: arguments, each ended by a NUL, joined by blanks; control characters as
+/// "?", as `ps` prints them; valid UTF-8. Empty where the process has no arguments.
+std::string commandLine(std::string_view text);
+
+/// The target of a link into the file system, without the mark of a file that was removed since.
+std::string linkTarget(std::string_view target);
+
+}  // namespace ProcText
+
+}  // namespace quorl

@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Agents/TmuxTerminals.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include <QuorlHostLinux/Agents/BoundedTool.h>
+#include <QuorlHostLinux/Agents/TmuxText.h>
+#include <QuorlHostPosix/Descriptor.h>
+
+namespace quorl {
+
+namespace {
+
+/// Bytes typed by one call of the tool; its message to the server holds 16 KiB, three for each byte.
+constexpr std::size_t bytesPerCall = 2048;
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+std::string environmentText(const char* name) {
+  const char* text = getenv(name);
+  return text == nullptr ? std::string() : std::string(text);
+}
+
+std::string findProgram(std::string_view name) {
+  std::string folders = environmentText("PATH");
+  folders += ":/usr/bin:/usr/local/bin:/bin";
+  std::string_view rest = folders;
+  while (!rest.empty()) {
+    const std::string_view folder = rest.substr(0, rest.find(':'));
+    rest.remove_prefix(std::min(folder.size() + 1, rest.size()));
+    if (!folder.starts_with('/')) continue;
+    std::string path = fmt::format("{}/{}", folder, name);
+    if (access(path.c_str(), X_OK) == 0) return path;
+  }
+  return {};
+}
+
+/// Whether somebody listens. A server that ended leaves its socket behind, and asking the tool about it would
+/// cost a process each time.
+bool isListening(const std::string& path) {
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  if (path.size() >= sizeof(address.sun_path)) return false;
+  std::memcpy(address.sun_path, path.c_str(), path.size());
+  const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!probe.isOpen()) return false;
+  return connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+bool isOwn(const struct stat& facts) {
+  return facts.st_uid == geteuid();
+}
+
+}  // namespace
+
+TmuxTerminals::Settings TmuxTerminals::Settings::ofThisUser() {
+  std::string folder = environmentText("TMUX_TMPDIR");
+  if (folder.empty()) folder = "/tmp";
+  return {.program = findProgram("tmux"), .socketFolder = fmt::format("{}/tmux-{}", folder, getuid())};
+}
+
+TmuxTerminals::TmuxTerminals(Settings settings) : settings_(std::move(settings)) {}
+
+// The folder stands where anybody may make one first, so it counts only when it is the user's own and nobody
+// else's to write in.
+std::vector<std::string> TmuxTerminals::liveSockets() {
+  std::vector<std::string> sockets;
+  struct stat facts{};
+  if (settings_.program.empty()) return sockets;
+  if (lstat(settings_.socketFolder.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode)) return sockets;
+  if (!isOwn(facts) || (facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) return sockets;
+  const std::unique_ptr<DIR, CloseDirectory> folder(opendir(settings_.socketFolder.c_str()));
+  if (!folder) return sockets;
+  while (const dirent* entry = readdir(folder.get())) {
+    if (fstatat(dirfd(folder.get()), entry->d_name, &facts, AT_SYMLINK_NOFOLLOW) != 0) continue;
+    if (!S_ISSOCK(facts.st_mode) || !isOwn(facts)) continue;
+    std::string path = fmt::format("{}/{}", settings_.socketFolder, entry->d_name);
+    if (!isResting(path) && isListening(path)) sockets.push_back(std::move(path));
+  }
+  std::ranges::sort(sockets);
+  return sockets;
+}
+
+bool TmuxTerminals::isResting(const std::string& socket) {
+  const std::lock_guard lock(lock_);
+  const auto resting = restingUntil_.find(socket);
+  if (resting == restingUntil_.end()) return false;
+  if (std::chrono::steady_clock::now() < resting->second) return true;
+  restingUntil_.erase(resting);
+  return false;
+}
+
+TmuxTerminals::Answer TmuxTerminals::ask(const std::string& socket, std::vector<std::string> command,
+                                         std::string& output, const Report& report) {
+  // -u: the text comes as UTF-8 whatever the host's locale is.
+  command.insert(command.begin(), {settings_.program, "-u", "-S", socket});
+  ToolResult result = runBoundedTool(command, settings_.limit);
+  output = std::move(result.output);
+  switch (result.end) {
+    case ToolEnd::exited:
+      if (result.exitStatus == 0) return Answer::done;
+      if (result.error.find("can't find") != std::string::npos) return Answer::paneGone;
+      // The server has ended since it was looked for: its panes with it.
+      if (result.error.find("no server running") != std::string::npos ||
+          result.error.find("error connecting") != std::string::npos ||
+          result.error.find("server exited") != std::string::npos)
+        return Answer::paneGone;
+      report({.denied = false, .description = fmt::format("tmux error: {}", result.error)});
+      return Answer::failed;
+    case ToolEnd::timedOut: {
+      const std::lock_guard lock(lock_);
+      restingUntil_[socket] = std::chrono::steady_clock::now() + settings_.rest;
+      break;
+    }
+    case ToolEnd::notStarted:
+      report({.denied = false, .description = fmt::format("tmux launch failed: {}", result.error)});
+      return Answer::failed;
+  }
+  report({.denied = false, .description = fmt::format("tmux does not answer on {}", socket)});
+  return Answer::failed;
+}
+
+void TmuxTerminals::refresh(const Report& report) {
+  Panes panes;
+  for (const std::string& socket : liveSockets()) {
+    std::string output;
+    const std::vector<std::string> command{"list-panes", "-a", "-F", std::string(TmuxText::paneFormat)};
+    if (ask(socket, command, output, report) != Answer::done) continue;
+    for (auto& [tty, id] : TmuxText::parsePanes(output)) panes[tty] = {.socket = socket, .id = id};
+  }
+  const std::lock_guard lock(lock_);
+  panes_ = std::move(panes);
+}
+
+std::map<std::string, TerminalKind> TmuxTerminals::mapTerminals(const Report& report) {
+  refresh(report);
+  std::map<std::string, TerminalKind> terminals;
+  const std::lock_guard lock(lock_);
+  for (const auto& [tty, pane] : panes_) terminals[tty] = TerminalKind::iterm;
+  return terminals;
+}
+
+std::optional<TmuxTerminals::Pane> TmuxTerminals::paneOf(const std::string& tty, Lookup lookup,
+                                                         const Report& report) {
+  if (lookup == Lookup::fresh) refresh(report);
+  const std::lock_guard lock(lock_);
+  const auto pane = panes_.find(tty);
+  if (pane == panes_.end()) return std::nullopt;
+  return pane->second;
+}
+
+// What is known of a pane may be old: a pane that is not there, or has another terminal by now, is looked for
+// once more.
+std::optional<std::string> TmuxTerminals::readContents(const std::string& tty, TerminalKind kind,
+                                                       const Report& report) {
+  if (kind == TerminalKind::unknown) return std::nullopt;
+  for (const Lookup lookup : {Lookup::known, Lookup::fresh}) {
+    const std::optional<Pane> pane = paneOf(tty, lookup, report);
+    if (!pane) continue;
+    if (isResting(pane->socket)) return std::nullopt;
+    std::string output;
+    const std::string start = fmt::format("-{}", lineLimit);
+    const Answer answer = ask(pane->socket,
+                              {"display-message", "-p", "-t", pane->id, "#{pane_tty}", ";", "capture-pane",
+                               "-p", "-J", "-S", start, "-t", pane->id},
+                              output, report);
+    if (answer == Answer::failed) return std::nullopt;
+    const std::size_t firstEnd = output.find('\n');
+    if (answer == Answer::paneGone || firstEnd == std::string::npos) continue;
+    const std::string_view text = output;
+    if (text.substr(0, firstEnd) == tty) return TmuxText::screenText(text.substr(firstEnd + 1), lineLimit);
+  }
+  return std::string();
+}
+
+void TmuxTerminals::sendText(const std::string& tty, TerminalKind kind, const std::string& text,
+                             TextSubmission submission, const Report& report) {
+  Bytes bytes = bytesOf(text);
+  if (submission == TextSubmission::submit) bytes.push_back('\r');
+  sendRaw(tty, kind, bytes, report);
+}
+
+void TmuxTerminals::sendRaw(const std::string& tty, TerminalKind kind, ByteView bytes, const Report& report) {
+  if (kind == TerminalKind::unknown || bytes.empty()) return;
+  for (const Lookup lookup : {Lookup::known, Lookup::fresh}) {
+    const std::optional<Pane> pane = paneOf(tty, lookup, report);
+    if (pane && (isResting(pane->socket) || type(*pane, bytes, report) != Answer::paneGone)) return;
+  }
+}
+
+TmuxTerminals::Answer TmuxTerminals::type(const Pane& pane, ByteView bytes, const Report& report) {
+  while (!bytes.empty()) {
+    const ByteView piece = bytes.first(std::min(bytes.size(), bytesPerCall));
+    bytes = bytes.subspan(piece.size());
+    // A pane that shows its history would take the keys for its own commands, so it is brought back first.
+    std::vector<std::string> command{"if-shell",
+                                     "-F",
+                                     "-t",
+                                     pane.id,
+                                     "#{pane_in_mode}",
+                                     fmt::format("send-keys -t {} -X cancel", pane.id),
+                                     ";",
+                                     "send-keys",
+                                     "-t",
+                                     pane.id,
+                                     "-H"};
+    std::ranges::move(TmuxText::hexArguments(piece), std::back_inserter(command));
+    std::string output;
+    if (const Answer answer = ask(pane.socket, std::move(command), output, report); answer != Answer::done)
+      return answer;
+  }
+  return Answer::done;
+}
+
+}  // namespace quorl

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Agents/TmuxText.h>
+
+#include <fmt/format.h>
+
+#include <QuorlKit/Foundation/UTF8.h>
+
+namespace quorl::TmuxText {
+
+std::map<std::string, std::string> parsePanes(std::string_view output) {
+  std::map<std::string, std::string> panes;
+  while (!output.empty()) {
+    std::string_view line = output.substr(0, output.find('\n'));
+    output.remove_prefix(std::min(line.size() + 1, output.size()));
+    if (!line.starts_with("0 %")) continue;
+    line.remove_prefix(2);
+    const std::size_t blank = line.find(' ');
+    if (blank == std::string_view::npos) continue;
+    const std::string_view tty = line.substr(blank + 1);
+    if (tty.starts_with("/dev/")) panes.emplace(tty, line.substr(0, blank));
+  }
+  return panes;
+}
+
+std::string screenText(std::string_view captured, std::size_t lines) {
+  const std::size_t end = captured.find_last_not_of(" \t\n");
+  if (end == std::string_view::npos) return {};
+  // The blanks after the last word stay: a prompt is not a prompt without them.
+  captured = captured.substr(0, captured.find('\n', end));
+  std::size_t start = captured.size();
+  for (std::size_t count = 0; count < lines; ++count) {
+    const std::size_t before = start == 0 ? std::string_view::npos : captured.rfind('\n', start - 1);
+    if (before == std::string_view::npos) return repairedUTF8(captured);
+    start = before;
+  }
+  return repairedUTF8(captured.substr(start + 1));
+}
+
+std::vector<std::string> hexArguments(ByteView bytes) {
+  std::vector<std::string> arguments;
+  arguments.reserve(bytes.size());
+  for (const std::uint8_t byte : bytes) arguments.push_back(fmt::format("{:02x}", byte));
+  return arguments;
+}
+
+}  // namespace quorl::TmuxText

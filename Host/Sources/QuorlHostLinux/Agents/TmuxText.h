@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <QuorlKit/Foundation/ByteView.h>
+
+namespace quorl {
+
+/// The texts that tmux is given and prints (tmux manual, tmux(1), version 3). Pure.
+namespace TmuxText {
+
+/// For `list-panes`: whether the pane is dead, its identity, its terminal.
+inline constexpr std::string_view paneFormat = "#{pane_dead} #{pane_id} #{pane_tty}";
+
+/// Device path to pane identity, of the panes that live.
+std::map<std::string, std::string> parsePanes(std::string_view output);
+
+/// Captured text without the blank lines that fill the screen below the last one written, and of that the
+/// last `lines` lines; valid UTF-8.
+std::string screenText(std::string_view captured, std::size_t lines);
+
+/// As `send-keys -H` takes bytes: the one way that changes none of them.
+std::vector<std::string> hexArguments(ByteView bytes);
+
+}  // namespace TmuxText
+
+}  // namespace quorl
