@@ -1,0 +1,308 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Agents/TmuxTerminals.h>
+
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <Linux/Agents/TemporaryFolder.h>
+#include <QuorlHostCore/Agents/BridgedTerminalSession.h>
+#include <QuorlHostCore/Agents/ProcessDiscovery.h>
+#include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
+#include <QuorlHostLinux/Agents/BoundedTool.h>
+#include <QuorlHostLinux/Agents/ProcProcessTable.h>
+#include <QuorlHostLinux/Agents/TmuxText.h>
+#include <Support/Eventually.h>
+
+namespace quorl {
+namespace {
+
+using namespace std::chrono_literals;
+using test::eventually;
+using test::TemporaryFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+
+constexpr TerminalKind iterm = TerminalKind::iterm;
+
+TEST(TmuxText, readsThePanesThatLive) {
+  EXPECT_THAT(TmuxText::parsePanes("0 %0 /dev/pts/1\n1 %1 /dev/pts/2\n0 %2 \n0 %3\nx\n0 %14 /dev/pts/9"),
+              ElementsAre(Pair("/dev/pts/1", "%0"), Pair("/dev/pts/9", "%14")));
+}
+
+TEST(TmuxText, dropsTheBlankLinesBelowTheTextAndKeepsTheLastLines) {
+  EXPECT_EQ(TmuxText::screenText("a\n\nb  \n\n   \n", 10), "a\n\nb  ");
+  EXPECT_EQ(TmuxText::screenText("a\nb\nc\n", 2), "b\nc");
+  EXPECT_EQ(TmuxText::screenText("a\nb\n", 2), "a\nb");
+  EXPECT_EQ(TmuxText::screenText("\na", 2), "\na");
+  EXPECT_EQ(TmuxText::screenText(" \n\n", 2), "");
+  EXPECT_EQ(TmuxText::screenText("a\xff", 2), "a\xef\xbf\xbd");
+}
+
+TEST(BoundedTool, collectsBothStreamsAndTheStatus) {
+  const ToolResult result = runBoundedTool({"/bin/sh", "-c", "echo out; echo err >&2; exit 3"}, 10s);
+  EXPECT_EQ(result.end, ToolEnd::exited);
+  EXPECT_EQ(result.exitStatus, 3);
+  EXPECT_EQ(result.output, "out\n");
+  EXPECT_EQ(result.error, "err\n");
+}
+
+TEST(BoundedTool, killsWhatTakesTooLong) {
+  const auto start = std::chrono::steady_clock::now();
+  const ToolResult result = runBoundedTool({"/bin/sh", "-c", "echo out; exec sleep 1000"}, 200ms);
+  EXPECT_EQ(result.end, ToolEnd::timedOut);
+  EXPECT_EQ(result.output, "out\n");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
+}
+
+TEST(BoundedTool, saysWhyNothingWasStarted) {
+  const ToolResult result = runBoundedTool({"/no/such/tool"}, 1s);
+  EXPECT_EQ(result.end, ToolEnd::notStarted);
+  EXPECT_EQ(result.error, "No such file or directory");
+}
+
+TEST(BoundedTool, givesNoDescriptorAwayAndBoundsTheOutput) {
+  EXPECT_EQ(runBoundedTool({"/bin/sh", "-c", "ls /proc/self/fd | wc -l"}, 10s).output, "4\n")
+      << "three streams and the folder that ls reads";
+  const ToolResult flood = runBoundedTool({"/usr/bin/head", "-c", "9000000", "/dev/zero"}, 30s);
+  EXPECT_EQ(flood.end, ToolEnd::exited);
+  EXPECT_EQ(flood.output.size(), 4U * 1024 * 1024);
+}
+
+class Tmux : public testing::Test {
+ protected:
+  TemporaryFolder folder;
+  std::string sockets = folder.path() + "/s";
+  std::vector<std::string> reported;
+  TerminalScripting::Report report = [this](const TerminalScripting::Failure& failure) {
+    reported.push_back(failure.description);
+  };
+  std::vector<std::string> servers;
+
+  void SetUp() override {
+    std::filesystem::create_directory(sockets);
+    std::filesystem::permissions(sockets, std::filesystem::perms::owner_all);
+  }
+  void TearDown() override {
+    for (const std::string& name : servers) tmux(name, {"kill-server"});
+  }
+
+  std::string socket(const std::string& name) const { return sockets + "/" + name; }
+
+  std::string tmux(const std::string& name, std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), {"/usr/bin/tmux", "-u", "-f", "/dev/null", "-S", socket(name)});
+    std::string output = runBoundedTool(arguments, 20s).output;
+    if (output.ends_with('\n')) output.pop_back();
+    return output;
+  }
+
+  /// Starts a program in a pane of a server; gives the pane's terminal.
+  std::string startPane(const std::string& server, const std::string& command) {
+    if (std::ranges::find(servers, server) == servers.end()) servers.push_back(server);
+    return tmux(server, {"new-session", "-d", "-P", "-F", "#{pane_tty}", "-x", "100", "-y", "30", command});
+  }
+
+  /// A pane that writes every byte it is sent to a file, and shows "ready" once it does.
+  std::string startRecorder(const std::string& file, const std::string& server = "default") {
+    return startPane(server, "stty raw -echo; echo ready; exec cat > " + file);
+  }
+
+  TmuxTerminals::Settings settings() const {
+    return {.program = "/usr/bin/tmux", .socketFolder = sockets, .limit = 5s};
+  }
+
+  static std::string contentOf(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+
+  /// Types into a recorder and waits until as much has come; what came.
+  std::string recorded(TmuxTerminals& terminals, const std::string& tty, const std::string& file,
+                       const std::string& bytes) {
+    EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "ready"; }));
+    terminals.sendRaw(tty, iterm, viewOf(bytes), report);
+    eventually([&] { return contentOf(file).size() >= bytes.size(); });
+    return contentOf(file);
+  }
+};
+
+TEST_F(Tmux, withoutAServerStartsNothing) {
+  TmuxTerminals::Settings none = settings();
+  none.program = "/no/such/program";
+  TmuxTerminals terminals(none);
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty());
+  const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  std::strcpy(address.sun_path, socket("dead").c_str());
+  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  close(listener);
+  ASSERT_TRUE(std::filesystem::exists(socket("dead")));
+  std::ofstream(socket("file")) << "no socket";
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty());
+  EXPECT_THAT(reported, IsEmpty()) << "the program was never tried";
+  EXPECT_EQ(terminals.readContents("/dev/pts/1", iterm, report), "");
+}
+
+TEST_F(Tmux, mapsThePanesOfEveryServer) {
+  const std::string first = startPane("default", "sleep 1000");
+  const std::string second = startPane("work", "sleep 1000");
+  ASSERT_TRUE(first.starts_with("/dev/")) << first;
+  const std::map<std::string, TerminalKind> expected{{first, iterm}, {second, iterm}};
+  TmuxTerminals terminals(settings());
+  EXPECT_EQ(terminals.mapTerminals(report), expected);
+  EXPECT_THAT(reported, IsEmpty());
+}
+
+TEST_F(Tmux, trustsNoFolderThatOthersMayWriteIn) {
+  startPane("default", "sleep 1000");
+  std::filesystem::permissions(sockets, std::filesystem::perms::all);
+  EXPECT_THAT(TmuxTerminals(settings()).mapTerminals(report), IsEmpty());
+}
+
+TEST_F(Tmux, readsAPanesText) {
+  const std::string tty =
+      startPane("default", "printf 'one\\n\\033[31mtwo\\033[0m é 世界 🙂\\n'; exec sleep 1000");
+  TmuxTerminals terminals(settings());
+  EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "one\ntwo é 世界 🙂"; }))
+      << *terminals.readContents(tty, iterm, report);
+}
+
+TEST_F(Tmux, givesTheLastLinesOfALongHistory) {
+  const std::string tty = startPane("default", "seq 1 1000; exec sleep 1000");
+  TmuxTerminals terminals(settings());
+  std::string text;
+  EXPECT_TRUE(eventually([&] {
+    text = terminals.readContents(tty, iterm, report).value_or("");
+    return text.ends_with("\n1000");
+  }));
+  EXPECT_EQ(std::ranges::count(text, '\n'), 511);
+  EXPECT_TRUE(text.starts_with("489\n"));
+}
+
+TEST_F(Tmux, deliversEveryByteUnchanged) {
+  const std::string file = folder.path() + "/bytes";
+  const std::string tty = startRecorder(file);
+  std::string bytes = R"(say "hi\there" $HOME `ls` 'x' #{pane_id} %1 ;)";
+  bytes += "\u00e9\u4e16\U0001F642\x1b[A\x03\x04\t\n\r";
+  for (int byte = 0; byte < 256; ++byte) bytes += static_cast<char>(byte);
+  bytes += "trailing;";
+  TmuxTerminals terminals(settings());
+  EXPECT_EQ(recorded(terminals, tty, file, bytes), bytes);
+  EXPECT_THAT(reported, IsEmpty());
+}
+
+TEST_F(Tmux, deliversALongTextInOrder) {
+  const std::string file = folder.path() + "/bytes";
+  const std::string tty = startRecorder(file);
+  std::string bytes;
+  for (int i = 0; bytes.size() < 20'000; ++i) bytes += std::to_string(i) + "\u00e9;";
+  TmuxTerminals terminals(settings());
+  EXPECT_EQ(recorded(terminals, tty, file, bytes), bytes);
+}
+
+TEST_F(Tmux, submitsATextWithReturn) {
+  const std::string file = folder.path() + "/bytes";
+  const std::string tty = startRecorder(file);
+  TmuxTerminals terminals(settings());
+  EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "ready"; }));
+  terminals.sendText(tty, iterm, "a", TextSubmission::type, report);
+  terminals.sendText(tty, iterm, "-b;", TextSubmission::submit, report);
+  terminals.sendText(tty, iterm, "", TextSubmission::type, report);
+  terminals.sendText(tty, TerminalKind::unknown, "no", TextSubmission::type, report);
+  EXPECT_TRUE(eventually([&] { return contentOf(file) == "a-b;\r"; })) << contentOf(file);
+}
+
+TEST_F(Tmux, typesIntoAPaneThatShowsItsHistory) {
+  const std::string file = folder.path() + "/bytes";
+  const std::string tty = startRecorder(file);
+  TmuxTerminals terminals(settings());
+  EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "ready"; }));
+  tmux("default", {"copy-mode"});
+  ASSERT_EQ(tmux("default", {"display-message", "-p", "#{pane_in_mode}"}), "1");
+  terminals.sendRaw(tty, iterm, viewOf("qx"), report);
+  EXPECT_TRUE(eventually([&] { return contentOf(file) == "qx"; })) << contentOf(file);
+}
+
+TEST_F(Tmux, givesAnEmptyTextForAPaneThatIsGone) {
+  startPane("default", "sleep 1000");
+  const std::string tty = startPane("default", "sleep 1001");
+  TmuxTerminals terminals(settings());
+  ASSERT_TRUE(terminals.mapTerminals(report).contains(tty));
+  tmux("default", {"kill-session", "-t", "1"});
+  EXPECT_EQ(terminals.readContents(tty, iterm, report), "");
+  terminals.sendRaw(tty, iterm, viewOf("x"), report);
+  EXPECT_FALSE(terminals.mapTerminals(report).contains(tty));
+  tmux("default", {"kill-server"});
+  EXPECT_EQ(terminals.readContents(tty, iterm, report), "");
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
+}
+
+TEST_F(Tmux, leavesAServerThatDoesNotAnswerAloneForAWhile) {
+  const std::string good = startPane("good", "sleep 1000");
+  const std::string stuck = startPane("stuck", "sleep 1000");
+  const pid_t server = std::stoi(tmux("stuck", {"display-message", "-p", "#{pid}"}));
+  ASSERT_EQ(kill(server, SIGSTOP), 0);
+  TmuxTerminals::Settings quick = settings();
+  quick.limit = 300ms;
+  quick.rest = 1h;
+  TmuxTerminals terminals(quick);
+  EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(good, iterm)));
+  EXPECT_THAT(reported, ElementsAre(HasSubstr("does not answer on " + socket("stuck"))));
+  EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(good, iterm)));
+  EXPECT_EQ(reported.size(), 1U) << "not asked again";
+  ASSERT_EQ(kill(server, SIGCONT), 0);
+}
+
+TEST_F(Tmux, letsAScriptInAPaneBeFoundAdoptedReadAndTypedInto) {
+  const std::string script = folder.write("claude",
+                                          "#!/bin/sh\necho 'Do you want to proceed?'\nread answer\n"
+                                          "echo \"got $answer\"\nexec sleep 1000\n");
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  const std::string tty = startPane("default", "exec " + script);
+  SimulatedScheduler scheduler;
+  const auto processes = std::make_shared<ProcProcessTable>();
+  const auto bridge = std::make_shared<TerminalBridge>(scheduler, std::make_shared<TmuxTerminals>(settings()),
+                                                       TerminalBridgeUse::enabled);
+  std::optional<ExternalAgent> agent;
+  ASSERT_TRUE(eventually([&] {
+    for (ExternalAgent& found : ProcessDiscovery(processes).scan({}, {}))
+      if (found.tty == tty) agent = found;
+    return agent.has_value();
+  }));
+  EXPECT_EQ(agent->name, "Claude");
+  agent->terminal = bridge->mapTerminals().at(tty);
+
+  const auto session = BridgedTerminalSession::create(scheduler, *agent, tty, bridge, processes);
+  std::string attention;
+  session->onAttention = [&](const std::string&, const std::string& body) { attention = body; };
+  session->addSubscriber();
+  EXPECT_TRUE(eventually([&] {
+    scheduler.advance(600ms);
+    return session->status() == AgentStatus::waitingInput;
+  }));
+  EXPECT_EQ(attention, "Do you want to proceed?");
+  bridge->sendText(tty, agent->terminal, "yes; \"sir\"", TextSubmission::submit);
+  EXPECT_TRUE(eventually([&] {
+    scheduler.advance(600ms);
+    return textOf(session->scrollback()).find("got yes; \"sir\"\r\n") != std::string::npos;
+  })) << textOf(session->scrollback());
+  session->terminate();
+  scheduler.runReady();
+  EXPECT_EQ(session->status(), AgentStatus::exited);
+  EXPECT_TRUE(eventually([&] { return !processes->exists(agent->pid); })) << "it took the interrupt";
+}
+
+}  // namespace
+}  // namespace quorl
