@@ -5,7 +5,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -103,6 +103,11 @@ bool collect(Descriptor& output, Descriptor& error, int process, ToolResult& res
   return true;
 }
 
+// By number: this system call's declaration in glibc 2.36 lacks C linkage.
+int openProcess(pid_t pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
+
 ToolResult failure(int number) {
   return {
       .end = ToolEnd::notStarted, .exitStatus = -1, .output = {}, .error = systemError(number).description};
@@ -121,7 +126,7 @@ ToolResult runBoundedTool(const std::vector<std::string>& arguments, std::chrono
   error.writeEnd.reset();
 
   ToolResult result;
-  const Descriptor process(pidfd_open(pid, 0));
+  const Descriptor process(openProcess(pid));
   const bool inTime = collect(output.readEnd, error.readEnd, process.get(), result, Clock::now() + limit);
   if (!inTime) kill(pid, SIGKILL);
   int status = 0;

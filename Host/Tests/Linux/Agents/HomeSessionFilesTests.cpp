@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/Agents/HomeSessionFiles.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -126,14 +126,15 @@ TEST(ProcProcessTable, findsAnAgentUnderTheNameOfItsProgramLinkOrScript) {
 TEST(ProcProcessTable, showsNoNameForAProcessThatHasEnded) {
   ProcProcessTable table;
   TerminalChild child({"/bin/true"});
+  const pid_t pid = child.pid();
   std::optional<ProcessRow> row;
   EXPECT_TRUE(eventually([&] {
-    row = rowOf(table.processes(), child.pid());
-    return row && row->command == "[true]";
+    row = rowOf(table.processes(), pid);
+    return row && row->name.empty();
   })) << "ended and not yet reaped";
-  EXPECT_EQ(row->name, "");
+  EXPECT_EQ(row->executablePath, "");
   child.wait();
-  EXPECT_FALSE(rowOf(table.processes(), child.pid()));
+  EXPECT_FALSE(rowOf(table.processes(), pid));
 }
 
 TEST(ProcProcessTable, sendsSignalsAndKnowsWhoIsThere) {

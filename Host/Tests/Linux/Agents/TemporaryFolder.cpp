@@ -9,8 +9,9 @@
 
 namespace quorl::test {
 
+// Not called after the host: a command line that names the host is nobody's agent.
 TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "quorl-agents-XXXXXX").string();
+  std::string pattern = (std::filesystem::temp_directory_path() / "agents-XXXXXX").string();
   QUORL_CHECK(mkdtemp(pattern.data()) != nullptr, "a temporary folder can be made");
   path_ = std::filesystem::canonical(pattern).string();
 }

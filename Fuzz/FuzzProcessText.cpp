@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <cstdlib>
+#include <string_view>
+
+#include <QuorlHostCore/Agents/ProcessDiscovery.h>
+#include <QuorlHostCore/Agents/ProcessParsers.h>
+#include <QuorlHostCore/Agents/ProjectPath.h>
+#include <QuorlHostLinux/Agents/ProcText.h>
+#include <QuorlHostLinux/Agents/TmuxText.h>
+#include <QuorlKit/Foundation/UTF8.h>
+
+// Command lines, process names and what tools print about them are in the hands of whoever runs a process.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace quorl;
+  const ByteView bytes(data, size);
+  const std::string_view text = textViewOf(bytes);
+  for (const auto& row : ProcessParsers::parseProcesses(bytes))
+    if (row.tty.empty() || row.command.empty()) std::abort();
+  ProcessParsers::parseExecutables(bytes);
+  ProcessParsers::parseWorkingDirectories(bytes);
+  ProcessDiscovery::classify(text, std::nullopt);
+  ProcText::parseStat(text);
+  if (!isValidUTF8(ProcText::commandLine(text))) std::abort();
+  for (const auto& [tty, pane] : TmuxText::parsePanes(text))
+    if (!tty.starts_with("/dev/") || !pane.starts_with('%')) std::abort();
+  if (!isValidUTF8(TmuxText::screenText(text, 8))) std::abort();
+  // Every folder is there: the search that goes deepest.
+  const auto always = [](const std::string&) { return true; };
+  if (!decodeProjectPath(text.substr(0, 255), {.exists = always, .isDirectory = always}).starts_with('/'))
+    std::abort();
+  return 0;
+}
