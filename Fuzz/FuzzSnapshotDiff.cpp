@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include <QuorlHostCore/Agents/SnapshotDiff.h>
+#include <QuorlKit/Foundation/ByteView.h>
 
 // The input is two screens, parted by the first NUL.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
