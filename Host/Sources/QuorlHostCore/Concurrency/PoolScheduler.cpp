@@ -122,6 +122,7 @@ PoolScheduler::~PoolScheduler() {
     impl_->threadEnded.wait(lock, [this] { return impl_->threads == 0; });
     dropped.swap(impl_->ready);
     droppedTimers.swap(impl_->timers);
+    impl_->timerDeadlines.clear();  // what is dropped may own timers, and cancels them
   }
   impl_->timerThread.join();
 }

@@ -131,5 +131,17 @@ TEST(PoolScheduler, destructionWaitsForRunningWorkAndDropsTheRest) {
   EXPECT_TRUE(weak.expired());
 }
 
+TEST(PoolScheduler, droppedTimersMayOwnTimersAndCancelThem) {
+  auto owner = std::make_shared<Timer>();
+  const std::weak_ptr<Timer> weak = owner;
+  {
+    PoolScheduler pool;
+    const SerialQueue queue(pool, "test.owner", QueueRank::service);
+    *owner = queue.after(1h, [owner] { (void)owner; });
+    owner.reset();
+  }
+  EXPECT_TRUE(weak.expired());
+}
+
 }  // namespace
 }  // namespace quorl
