@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
+#include <QuorlHostCore/Ports/Platform.h>
+#include <Support/FakeAdvertiser.h>
+#include <Support/FakeEventPoster.h>
+#include <Support/FakeFileStore.h>
+#include <Support/FakeLoginSessions.h>
+#include <Support/FakeMachineFacts.h>
+#include <Support/FakeMainThread.h>
+#include <Support/FakeNetwork.h>
+#include <Support/FakePermissions.h>
+#include <Support/FakeRandom.h>
+#include <Support/FakeScreenCapture.h>
+#include <Support/FakeVideoCompressor.h>
+#include <Support/FakeWorkspace.h>
+
+namespace quorl::test {
+
+/// Fakes of all ports of one host process. Processes of one machine share its ports and its console.
+///
+/// *Queue*: the simulation's one thread. *Lifetime*: outlives the host built on it; the scheduler outlives
+/// both.
+struct FakePlatform {
+  explicit FakePlatform(SimulatedScheduler& simulation, std::string userName = "anna", std::uint64_t seed = 1,
+                        std::shared_ptr<FakeMachine> sharedMachine = nullptr,
+                        std::shared_ptr<FakeConsole> sharedConsole = nullptr)
+      : scheduler(simulation),
+        user(std::move(userName)),
+        console(sharedConsole ? std::move(sharedConsole) : std::make_shared<FakeConsole>()),
+        random(std::make_shared<FakeRandom>(seed)),
+        network(std::make_shared<FakeNetwork>(simulation, std::move(sharedMachine))),
+        loginSessions(std::make_shared<FakeLoginSessions>(user, console)),
+        screen(std::make_shared<FakeScreenCapture>(simulation)) {
+    if (!console->user) console->user = user;
+    screen->content = oneDisplay({1920, 1080});
+  }
+
+  Platform platform() const {
+    return {.scheduler = &scheduler,
+            .random = random,
+            .mainThread = mainThread,
+            .network = network,
+            .advertiser = advertiser,
+            .files = files,
+            .loginSessions = loginSessions,
+            .machine = machine,
+            .permissions = permissions,
+            .workspace = workspace,
+            .screen = screen,
+            .compressors = compressors,
+            .events = events,
+            .applicationSupportDirectory = "/home/" + user + "/data"};
+  }
+
+  SimulatedScheduler& scheduler;
+  std::string user;
+  std::shared_ptr<FakeConsole> console;
+  std::shared_ptr<FakeRandom> random;
+  std::shared_ptr<FakeNetwork> network;
+  std::shared_ptr<FakeLoginSessions> loginSessions;
+  std::shared_ptr<FakeScreenCapture> screen;
+  std::shared_ptr<FakeMainThread> mainThread = std::make_shared<FakeMainThread>();
+  std::shared_ptr<FakeAdvertiser> advertiser = std::make_shared<FakeAdvertiser>();
+  std::shared_ptr<FakeFileStore> files = std::make_shared<FakeFileStore>();
+  std::shared_ptr<FakeMachineFacts> machine = std::make_shared<FakeMachineFacts>();
+  std::shared_ptr<FakePermissions> permissions = std::make_shared<FakePermissions>();
+  std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
+  std::shared_ptr<FakeVideoCompressorFactory> compressors = std::make_shared<FakeVideoCompressorFactory>();
+  std::shared_ptr<FakeEventPoster> events = std::make_shared<FakeEventPoster>();
+};
+
+}  // namespace quorl::test

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <QuorlHostCore/Display/InputInjector.h>
+#include <QuorlHostCore/Runtime/HostServices.h>
+#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlHostCore/Services/UserSessionManager.h>
+#include <QuorlHostCore/Session/ClientConnection.h>
+#include <QuorlHostCore/Session/PairingState.h>
+#include <QuorlHostCore/Session/TrustStore.h>
+#include <Support/FakeClient.h>
+#include <Support/FakePlatform.h>
+#include <Support/LogRecorder.h>
+#include <Support/RecordingStream.h>
+
+namespace quorl::test {
+
+/// A host's services on fakes, whose streams only record, for tests of single connections.
+class SessionFixture : public testing::Test {
+ protected:
+  SessionFixture() {
+    const Platform platform = platform_.platform();
+    services_->trustStore = std::make_shared<TrustStore>(platform, std::nullopt);
+    services_->pairing = std::make_shared<PairingState>(simulation_, platform.random, "123456");
+    services_->stateProvider = std::make_shared<HostStateProvider>(simulation_, platform.screen);
+    services_->users = std::make_shared<UserSessionManager>(simulation_, platform.loginSessions);
+    services_->injector = std::make_shared<InputInjector>(
+        platform, [store = services_->trustStore] { return store->settings(); });
+    services_->platform = platform;
+    services_->makeStream = [this](const StartStream& request, std::weak_ptr<StreamOutputSink> sink) {
+      streams_.push_back(std::make_shared<RecordingStream>(request, std::move(sink)));
+      return streams_.back();
+    };
+  }
+
+  /// A started connection and its client's end.
+  FakeClient connect(std::optional<HostPort> from = HostPort{"10.0.0.2", 50'000}) {
+    auto [end, peer] = platform_.network->makePair(std::move(from));
+    connection_ = std::make_shared<ClientConnection>(std::move(end), services_);
+    connection_->onClose([this](ClientConnection&) { ++closes_; });
+    connection_->onAuthenticated([this](ClientConnection&) { ++authentications_; });
+    connection_->start();
+    simulation_.runReady();
+    return FakeClient(simulation_, std::move(peer));
+  }
+  FakeClient connectAuthenticated() {
+    FakeClient client = connect();
+    EXPECT_TRUE(client.pair("123456"));
+    client.settle();
+    client.received.clear();
+    return client;
+  }
+  static StartStream streamNumber(std::uint32_t streamID) {
+    StartStream request;
+    request.streamID = streamID;
+    request.target = streamTarget::Unified{};
+    return request;
+  }
+
+  LogRecorder log_;
+  SimulatedScheduler simulation_;
+  FakePlatform platform_{simulation_};
+  std::shared_ptr<HostServices> services_ = std::make_shared<HostServices>();
+  std::vector<std::shared_ptr<RecordingStream>> streams_;
+  std::shared_ptr<ClientConnection> connection_;
+  int closes_ = 0;
+  int authentications_ = 0;
+};
+
+}  // namespace quorl::test
