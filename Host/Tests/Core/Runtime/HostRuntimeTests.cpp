@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QuorlHostCore/Runtime/HostRuntime.h>
+#include <QuorlHostCore/Runtime/HostSupportPaths.h>
+#include <QuorlHostCore/Session/ConnectionServer.h>
+#include <QuorlHostCore/Session/PairingState.h>
+#include <QuorlHostCore/Session/TrustStore.h>
+#include <Support/FakeClient.h>
+#include <Support/FakePlatform.h>
+#include <Support/LogRecorder.h>
+
+namespace quorl::test {
+namespace {
+
+using testing::ElementsAre;
+
+TEST(HostCoreConfig, hasThePresetOfTheApplication) {
+  const HostCoreConfig preset = HostCoreConfig::menuBar;
+  EXPECT_EQ(preset.port, 47900);
+  EXPECT_EQ(preset.fixedPIN, std::nullopt);
+  EXPECT_EQ(preset.trustStoreDirectory, std::nullopt);
+  EXPECT_TRUE(preset.advertiseBonjour && preset.enableRelay && preset.enableBackgroundServices &&
+              preset.multiUserPortHandoff && preset.enableTerminalBridge);
+}
+
+TEST(HostSupportPaths, usesAGivenFolderAsItIs) {
+  EXPECT_EQ(HostSupportPaths::directory("/given/", "/data"), "/given/");
+  EXPECT_EQ(HostSupportPaths::directory(std::nullopt, "/data"), "/data/QuorlHost");
+  EXPECT_EQ(HostSupportPaths::file("/given/", "trust.json"), "/given/trust.json");
+}
+
+class HostRuntimeTest : public testing::Test {
+ protected:
+  HostRuntimeTest() { config_.fixedPIN = "123456"; }
+
+  HostRuntime& make() {
+    runtime_ = HostRuntime::make(config_, platform_.platform());
+    return *runtime_;
+  }
+  HostRuntime& run() {
+    EXPECT_TRUE(make().start().has_value());
+    simulation_.runReady();
+    return *runtime_;
+  }
+  FakeClient join() {
+    FakeClient client(simulation_, platform_.network->connect(config_.port));
+    client.settle();
+    return client;
+  }
+
+  LogRecorder log_;
+  SimulatedScheduler simulation_;
+  FakePlatform platform_{simulation_};
+  HostCoreConfig config_ = HostCoreConfig::menuBar;
+  std::shared_ptr<HostRuntime> runtime_;
+};
+
+TEST_F(HostRuntimeTest, servesAClientFromItsFirstByteToItsPictures) {
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  StartStream request;
+  request.streamID = 1;
+  request.target = streamTarget::Unified{};
+  request.config = {
+      .maxDimension = 1920, .maxFPS = 60, .codec = VideoCodec::h264, .quality = 0.5, .showsCursor = true};
+  client.send(message::StartStream{request});
+  client.settle();
+  const auto started = client.last<message::StreamStarted>();
+  ASSERT_TRUE(started) << "the real stream session answers";
+  EXPECT_EQ(started->_0.pixelWidth, 1920);
+  EXPECT_EQ(started->_0.contentRect, (PointRect{{0, 0}, {1920, 1080}}));
+  client.input(inputEvent::Pointer{.streamID = 1, .phase = PointerPhase::moved, .x = 0.5F, .y = 0.5F});
+  ASSERT_EQ(platform_.events->posted.size(), 1U);
+  EXPECT_EQ(std::get<MouseEvent>(platform_.events->posted[0]).location, (PointXY{960, 540}));
+  runtime_->stop();
+  client.settle();
+  EXPECT_TRUE(client.last<message::Bye>().has_value());
+  EXPECT_EQ(platform_.screen->runningStreams(), 0U);
+}
+
+TEST_F(HostRuntimeTest, usesTheFixedPINOrDrawsOne) {
+  EXPECT_EQ(make().pairing()->pin(), "123456");
+  config_.fixedPIN.reset();
+  const std::string drawn = make().pairing()->pin();
+  EXPECT_EQ(drawn.size(), 6U);
+  EXPECT_NE(drawn, "123456");
+}
+
+TEST_F(HostRuntimeTest, keepsItsFilesWhereItIsTold) {
+  EXPECT_EQ(make().trustStore()->directory(), "/home/anna/data/QuorlHost");
+  config_.trustStoreDirectory = "/elsewhere";
+  EXPECT_EQ(make().trustStore()->directory(), "/elsewhere");
+}
+
+TEST_F(HostRuntimeTest, failsToStartOnlyWithoutHandoffWhenNoListenerCanBeMade) {
+  platform_.network->failsCreation = true;
+  config_.multiUserPortHandoff = false;
+  const auto started = make().start();
+  ASSERT_FALSE(started.has_value());
+  EXPECT_EQ(started.error().description, "Too many open files");
+  EXPECT_EQ(log_.count("quorl-host core up — port 47900, relay 47901"), 0U);
+  config_.multiUserPortHandoff = true;
+  EXPECT_TRUE(make().start().has_value());
+}
+
+TEST_F(HostRuntimeTest, namesTheRelayPortAtStartWhetherOrNotItListens) {
+  run();
+  EXPECT_TRUE(log_.has(LogLevel::info, "app", "quorl-host core up — port 47900, relay 47901"));
+}
+
+TEST_F(HostRuntimeTest, saysThatTheRelayIsOff) {
+  config_.enableRelay = false;
+  run();
+  EXPECT_TRUE(log_.has(LogLevel::info, "app", "quorl-host core up — port 47900, relay off"));
+}
+
+TEST_F(HostRuntimeTest, followsTheConsoleAndTellsTheUserListOnceAChange) {
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  client.received.clear();
+  // A change that leaves the console where it is keeps the port and still tells the list.
+  platform_.console->handTo("anna");
+  client.settle();
+  EXPECT_THAT(client.names(), ElementsAre("userList"));
+  EXPECT_TRUE(runtime_->server()->ownsPublicPort());
+  platform_.console->handTo("bea");
+  client.settle();
+  EXPECT_FALSE(runtime_->server()->ownsPublicPort());
+  EXPECT_TRUE(client.last<message::Bye>().has_value());
+}
+
+TEST_F(HostRuntimeTest, doesNotObserveTheConsoleWithoutHandoff) {
+  config_.multiUserPortHandoff = false;
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  client.received.clear();
+  platform_.console->handTo("bea");
+  client.settle();
+  EXPECT_THAT(client.names(), ElementsAre());
+  EXPECT_TRUE(runtime_->server()->ownsPublicPort());
+}
+
+TEST_F(HostRuntimeTest, broadcastsNothingByItselfWithoutBackgroundServices) {
+  config_.enableBackgroundServices = false;
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  client.received.clear();
+  simulation_.advance(std::chrono::hours(1));
+  client.settle();
+  EXPECT_THAT(client.names(), ElementsAre());
+}
+
+TEST_F(HostRuntimeTest, handsThePortFromOneUsersHostToTheOthers) {
+  FakePlatform otherPlatform(simulation_, "bea", 2, platform_.network->machine(), platform_.console);
+  platform_.console->user = "anna";
+  run();
+  const auto other = HostRuntime::make(config_, otherPlatform.platform());
+  ASSERT_TRUE(other->start().has_value());
+  simulation_.runReady();
+  EXPECT_TRUE(runtime_->server()->ownsPublicPort());
+  EXPECT_FALSE(other->server()->ownsPublicPort());
+  platform_.console->handTo("bea");
+  simulation_.advance(std::chrono::seconds(1));
+  EXPECT_FALSE(runtime_->server()->ownsPublicPort());
+  EXPECT_TRUE(other->server()->ownsPublicPort());
+  other->stop();
+}
+
+TEST_F(HostRuntimeTest, leavesNothingBehind) {
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  runtime_->stop();
+  simulation_.runReady();
+  const std::weak_ptr<HostRuntime> weak = runtime_;
+  runtime_.reset();
+  simulation_.advance(std::chrono::seconds(5));
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(platform_.network->liveConnections(), 0U);
+  EXPECT_EQ(platform_.advertiser->live(), 0U);
+  EXPECT_EQ(simulation_.pendingTimers(), 0U);
+}
+
+}  // namespace
+}  // namespace quorl::test
