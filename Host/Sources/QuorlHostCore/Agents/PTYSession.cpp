@@ -176,10 +176,12 @@ void PTYSession::terminate() {
 }
 
 void PTYSession::askForRepaint() {
+  queue_.assertCurrent();
   if (!exitCode_) terminal_->write(ByteView(&formFeed, 1));
 }
 
 PTYSession::Screen PTYSession::screen() const {
+  queue_.assertCurrent();
   return {.scrollback = scrollback_.contents(), .isAlternate = alternateScreen_.isInAlternateScreen()};
 }
 

@@ -90,9 +90,9 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   /// Runs `look` on the queue, between two pieces of output, and waits for it.
   void withScreen(const std::function<void(const Screen&)>& look) const;
   /// The same for somebody who is on the queue already.
-  Screen screen() const QUORL_REQUIRES(queue_);
+  Screen screen() const;
   /// Writes the one byte on which a full-screen program repaints (form feed). On the queue.
-  void askForRepaint() QUORL_REQUIRES(queue_);
+  void askForRepaint();
 
   PTYSession(Parameters parameters, Scheduler& scheduler, std::unique_ptr<PseudoTerminal> terminal);
 

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Agents/SinkBacklog.h>
+
+#include <utility>
+
+namespace quorl {
+
+bool SinkBacklog::isOverLimit() const {
+  return outstanding() > limit;
+}
+
+std::size_t SinkBacklog::outstanding() const {
+  std::lock_guard lock(mutex_);
+  return outstanding_;
+}
+
+SharedBytes SinkBacklog::counted(SharedBytes bytes) {
+  const std::size_t size = bytes->size();
+  {
+    std::lock_guard lock(mutex_);
+    outstanding_ += size;
+  }
+  const Bytes* const same = bytes.get();
+  return {same, [self = shared_from_this(), bytes = std::move(bytes), size](const Bytes*) mutable {
+            bytes.reset();
+            self->release(size);
+          }};
+}
+
+void SinkBacklog::whenDrained(std::function<void()> work) {
+  {
+    std::lock_guard lock(mutex_);
+    if (outstanding_ > drained) {
+      waiting_.push_back(std::move(work));
+      return;
+    }
+  }
+  work();
+}
+
+void SinkBacklog::release(std::size_t size) {
+  std::vector<std::function<void()>> due;
+  {
+    std::lock_guard lock(mutex_);
+    outstanding_ -= size;
+    if (outstanding_ <= drained) due = std::exchange(waiting_, {});
+  }
+  for (const auto& work : due) work();
+}
+
+}  // namespace quorl

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Agents/TerminalFanOut.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include <QuorlKit/Protocol/OutgoingFrame.h>
+
+namespace quorl {
+
+namespace {
+
+// CAN ends a sequence that the gap has cut, RIS resets the terminal (ECMA-48, 8.3.6 and 8.3.105).
+constexpr std::string_view startAfresh =
+    "\x18\x1b"
+    "c";
+constexpr std::string_view enterAlternateScreen = "\x1b[?1049h";
+
+}  // namespace
+
+TerminalFanOut::TerminalFanOut(const UUID& agentID, SerialQueue queue, Terminal terminal)
+    : agentID_(agentID), queue_(std::move(queue)), terminal_(std::move(terminal)) {}
+
+TerminalFanOut::Watcher* TerminalFanOut::find(Key key) {
+  const auto found = std::ranges::find(watchers_, key, &Watcher::key);
+  return found != watchers_.end() ? &*found : nullptr;
+}
+
+void TerminalFanOut::join(const std::shared_ptr<StreamOutputSink>& sink, std::shared_ptr<SinkBacklog> backlog,
+                          First first) {
+  queue_.assertCurrent();
+  leave(sink.get());
+  watchers_.push_back({.key = sink.get(), .sink = sink, .backlog = std::move(backlog)});
+  if (first == First::viewNow) present(watchers_.back(), *sink);
+}
+
+void TerminalFanOut::show(Key key) {
+  queue_.assertCurrent();
+  Watcher* const watcher = find(key);
+  if (watcher == nullptr || watcher->state != State::waiting) return;
+  if (const auto sink = watcher->sink.lock()) present(*watcher, *sink);
+}
+
+// A full-screen program is not replayed, its sequences would only garble the client's screen: it repaints.
+void TerminalFanOut::present(Watcher& watcher, StreamOutputSink& sink) {
+  const bool isCatchingUp = watcher.state == State::behind;
+  if (watcher.backlog->isOverLimit()) return leaveBehind(watcher);
+  watcher.state = State::live;
+  View view = terminal_.view();
+  Bytes bytes;
+  if (isCatchingUp) bytes = bytesOf(startAfresh);
+  if (view.isAlternateScreen) {
+    const ByteView enter = viewOf(enterAlternateScreen);
+    if (isCatchingUp) bytes.insert(bytes.end(), enter.begin(), enter.end());
+  } else {
+    bytes.insert(bytes.end(), view.scrollback.begin(), view.scrollback.end());
+  }
+  if (!bytes.empty()) send(watcher, sink, shareBytes(std::move(bytes)));
+  if (view.isAlternateScreen) terminal_.repaint();
+}
+
+void TerminalFanOut::send(const Watcher& watcher, StreamOutputSink& sink, SharedBytes bytes) {
+  sink.sendFrame(
+      OutgoingFrame::terminal({.agentID = agentID_, .data = watcher.backlog->counted(std::move(bytes))}),
+      Droppable::no);
+}
+
+void TerminalFanOut::leave(Key key) {
+  queue_.assertCurrent();
+  std::erase_if(watchers_, [key](const Watcher& watcher) { return watcher.key == key; });
+}
+
+bool TerminalFanOut::isWatched() const {
+  queue_.assertCurrent();
+  return !watchers_.empty();
+}
+
+void TerminalFanOut::deliver(const SharedBytes& output) {
+  queue_.assertCurrent();
+  std::erase_if(watchers_, [](const Watcher& watcher) { return watcher.sink.expired(); });
+  for (Watcher& watcher : watchers_) {
+    if (watcher.state != State::live) continue;
+    const auto sink = watcher.sink.lock();
+    if (!sink) continue;
+    if (watcher.backlog->isOverLimit()) {
+      leaveBehind(watcher);
+    } else {
+      send(watcher, *sink, output);
+    }
+  }
+}
+
+void TerminalFanOut::leaveBehind(Watcher& watcher) {
+  watcher.state = State::behind;
+  watcher.backlog->whenDrained([weak = weak_from_this(), queue = queue_, key = watcher.key] {
+    queue.async([weak, key] {
+      const auto self = weak.lock();
+      if (!self) return;
+      self->queue_.assertCurrent();
+      self->catchUp(key);
+    });
+  });
+}
+
+void TerminalFanOut::catchUp(Key key) {
+  Watcher* const watcher = find(key);
+  if (watcher == nullptr || watcher->state != State::behind) return;
+  if (const auto sink = watcher->sink.lock()) present(*watcher, *sink);
+}
+
+}  // namespace quorl
