@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Agents/AgentListBuilder.h>
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <string_view>
+
+#include <QuorlHostCore/Agents/StableUUID.h>
+#include <QuorlKit/Foundation/TextTools.h>
+
+namespace quorl {
+
+namespace {
+
+constexpr std::string_view dash = " — ";
+constexpr std::string_view sessionPrefix = "session ";
+// A live session whose file has changed within this time is at work.
+constexpr double workingSeconds = 120;
+
+std::optional<AgentTool> toolOf(const std::string& command, const std::string& displayName) {
+  const auto tool = inferAgentTool(command);
+  return tool ? tool : inferAgentTool(displayName);
+}
+
+std::optional<std::string> projectOf(const SpawnedAgentFacts& agent, std::string_view detail) {
+  const std::size_t at = detail.find(dash);
+  if (detail.starts_with(sessionPrefix) && at != std::string_view::npos) {
+    const std::string_view project = trimmedBlanks(detail.substr(at + dash.size()));
+    if (!project.empty()) return std::string(project);
+  }
+  if (!agent.workingDirectory.empty()) return agent.workingDirectory;
+  return std::nullopt;
+}
+
+AgentDescriptor rowOf(const DiscoveredAgentSession& session, AgentStatus status) {
+  AgentDescriptor row;
+  row.id = rowIdentity(session);
+  row.kind = AgentKind::claudeCode;  // of every tool; `tool` tells them apart
+  row.name = std::string(label(session.tool)) + std::string(dash);
+  row.name += lastPathComponent(session.projectPath);
+  row.detail = sessionDetail(session.sessionID, session.projectPath);
+  row.status = status;
+  row.lastActivity = session.modified;
+  row.preview = session.preview;
+  row.tool = session.tool;
+  row.projectPath = session.projectPath;
+  return row;
+}
+
+}  // namespace
+
+UUID rowIdentity(const DiscoveredAgentSession& session) {
+  if (const auto own = UUID::parse(session.sessionID)) return *own;
+  return stableUUID(std::string(rawValue(session.tool)) + ":" + session.sessionID);
+}
+
+std::string sessionDetail(const std::string& sessionID, const std::string& projectPath) {
+  return std::string(sessionPrefix) + sessionID + std::string(dash) + projectPath;
+}
+
+AgentDescriptor rowOf(const SpawnedAgentFacts& agent) {
+  AgentDescriptor row;
+  row.id = agent.id;
+  row.kind = agent.kind;
+  row.name = agent.displayName;
+  row.detail = agent.detail.value_or(agent.command);
+  row.status = agent.status;
+  row.pid = agent.pid;
+  row.lastActivity = agent.lastActivity;
+  row.preview = agent.previewLine;
+  row.tool = toolOf(agent.command, agent.displayName);
+  row.projectPath = projectOf(agent, row.detail);
+  return row;
+}
+
+AgentDescriptor rowOf(const AdoptedAgentFacts& agent) {
+  AgentDescriptor row;
+  row.id = agent.id;
+  row.kind = AgentKind::externalTerminal;
+  row.name = agent.displayName;
+  row.detail = agent.command + std::string(dash) + agent.tty;
+  row.status = agent.status;
+  row.pid = agent.pid;
+  row.lastActivity = agent.lastActivity;
+  row.preview = agent.previewLine;
+  row.tool = toolOf(agent.command, agent.displayName);
+  row.projectPath = agent.cwd;
+  return row;
+}
+
+std::vector<AgentDescriptor> buildAgentList(const AgentListFacts& facts, const CanonicalPath& canonical) {
+  std::vector<AgentDescriptor> rows;
+  std::set<UUID> spawnedIDs;
+  for (const SpawnedAgentFacts& agent : facts.spawned) {
+    rows.push_back(rowOf(agent));
+    spawnedIDs.insert(agent.id);
+  }
+  for (const AdoptedAgentFacts& agent : facts.adopted) rows.push_back(rowOf(agent));
+
+  const auto isTaken = [&](const DiscoveredAgentSession& session) {
+    return spawnedIDs.contains(rowIdentity(session));
+  };
+  const std::vector<bool> isLive = facts.liveness.claim(facts.discovered, isTaken, canonical);
+  for (std::size_t i = 0; i < facts.discovered.size(); ++i) {
+    const DiscoveredAgentSession& session = facts.discovered[i];
+    if (isTaken(session)) continue;
+    const double age = facts.now.secondsSince1970 - session.modified.secondsSince1970;
+    const AgentStatus liveStatus = age < workingSeconds ? AgentStatus::running : AgentStatus::idle;
+    rows.push_back(rowOf(session, isLive[i] ? liveStatus : AgentStatus::exited));
+  }
+  rows.insert(rows.end(), facts.guiApps.begin(), facts.guiApps.end());
+  return rows;
+}
+
+bool isGUIAgent(const std::string& bundleID, const std::vector<std::string>& usersBundles) {
+  constexpr std::array<std::string_view, 2> known = {"com.anthropic.claudefordesktop", "com.openai.chat"};
+  if (std::ranges::find(known, bundleID) != known.end()) return true;
+  if (std::ranges::find(usersBundles, bundleID) != usersBundles.end()) return true;
+  std::string lower = bundleID;
+  std::ranges::transform(lower, lower.begin(), [](char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+  });
+  return lower.find("lmstudio") != std::string::npos || lower.find("ollama") != std::string::npos;
+}
+
+AgentDescriptor rowOf(const RunningApplication& application, const UUID& id) {
+  AgentDescriptor row;
+  row.id = id;
+  row.kind = AgentKind::guiApp;
+  row.name = application.name;
+  row.detail = application.bundleID.value_or("");
+  row.status = AgentStatus::running;
+  row.pid = application.pid;
+  row.bundleID = application.bundleID;
+  return row;
+}
+
+}  // namespace quorl
