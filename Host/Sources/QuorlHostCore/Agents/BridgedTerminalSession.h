@@ -58,6 +58,8 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   /// Asks the process to end, first as a Ctrl-C would and three seconds later with SIGTERM. The status is
   /// `exited` at once; the user's process is never killed.
   void terminate();
+  /// Runs `work` on the session's queue after all that was asked of it before; `work` may block there.
+  void afterPendingWork(std::function<void()> work) { queue_.async(std::move(work)); }
 
   AgentStatus status() const;
   Bytes scrollback() const;
