@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "HostPlatform.h"
 
+#include <QuorlHostLinux/Agents/HomeSessionFiles.h>
+#include <QuorlHostLinux/Agents/ProcProcessTable.h>
+#include <QuorlHostLinux/Agents/TmuxTerminals.h>
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
 #include <QuorlHostLinux/System/DesktopWorkspace.h>
 #include <QuorlHostLinux/System/LinuxMachineFacts.h>
 #include <QuorlHostLinux/System/LogindSessions.h>
 #include <QuorlHostPosix/PosixFileStore.h>
+#include <QuorlHostPosix/PosixPseudoTerminals.h>
 #include <QuorlHostPosix/UserFolders.h>
 
 #include "DesktopAdapters.h"
@@ -24,6 +28,10 @@ HostPlatform::HostPlatform()
   platform_.loginSessions = std::make_shared<LogindSessions>();
   platform_.machine = std::make_shared<LinuxMachineFacts>();
   platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders());
+  platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>();
+  platform_.processes = std::make_shared<ProcProcessTable>();
+  platform_.terminals = std::make_shared<TmuxTerminals>(TmuxTerminals::Settings::ofThisUser());
+  platform_.sessionFiles = std::make_shared<HomeSessionFiles>(currentUserFolders().home);
   platform_.applicationSupportDirectory = currentUserFolders().data;
   addDesktopAdapters(platform_);
 }

@@ -5,6 +5,10 @@
 
 #include <fmt/format.h>
 
+#include <QuorlHostCore/Agents/AgentCatalog.h>
+#include <QuorlHostCore/Agents/AgentRegistry.h>
+#include <QuorlHostCore/Agents/HostExtrasStore.h>
+#include <QuorlHostCore/Agents/TerminalBridge.h>
 #include <QuorlHostCore/Display/InputInjector.h>
 #include <QuorlHostCore/Runtime/HostServices.h>
 #include <QuorlHostCore/Runtime/Log.h>
@@ -25,6 +29,30 @@ std::shared_ptr<PairingState> makePairing(const HostCoreConfig& config, const Pl
              : std::make_shared<PairingState>(*platform.scheduler, platform.random);
 }
 
+bool runsTerminals(const Platform& platform) {
+  return platform.pseudoTerminals && platform.processes && platform.terminals && platform.sessionFiles;
+}
+
+std::shared_ptr<AgentCatalog> makeCatalog(const Platform& platform, const std::string& directory) {
+  if (!runsTerminals(platform)) return nullptr;
+  return std::make_shared<AgentCatalog>(*platform.scheduler, platform.files, directory,
+                                        platform.sessionFiles->homeDirectory());
+}
+
+std::shared_ptr<HostExtrasStore> makeExtras(const Platform& platform, const std::string& directory) {
+  if (!runsTerminals(platform)) return nullptr;
+  return std::make_shared<HostExtrasStore>(*platform.scheduler, platform.files, directory);
+}
+
+std::shared_ptr<AgentRegistry> makeAgents(const HostCoreConfig& config, const Platform& platform,
+                                          AgentRegistry::Stores stores) {
+  if (!runsTerminals(platform)) return nullptr;
+  stores.bridge = std::make_shared<TerminalBridge>(
+      *platform.scheduler, platform.terminals,
+      config.enableTerminalBridge ? TerminalBridgeUse::enabled : TerminalBridgeUse::disabled);
+  return AgentRegistry::make(platform, std::move(stores));
+}
+
 }  // namespace
 
 std::shared_ptr<HostRuntime> HostRuntime::make(HostCoreConfig config, Platform platform) {
@@ -39,6 +67,11 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
       trustStore_(std::make_shared<TrustStore>(platform, config_.trustStoreDirectory)),
       pairing_(makePairing(config_, platform)),
       stateProvider_(std::make_shared<HostStateProvider>(scheduler_, platform.screen)),
+      catalog_(makeCatalog(platform, trustStore_->directory())),
+      extras_(makeExtras(platform, trustStore_->directory())),
+      agents_(
+          makeAgents(config_, platform,
+                     {.trustStore = trustStore_, .catalog = catalog_, .extras = extras_, .bridge = nullptr})),
       injector_(
           std::make_shared<InputInjector>(platform, [store = trustStore_] { return store->settings(); })),
       users_(std::make_shared<UserSessionManager>(scheduler_, platform.loginSessions)),
@@ -47,6 +80,9 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
                                                             .stateProvider = stateProvider_,
                                                             .injector = injector_,
                                                             .users = users_,
+                                                            .agents = agents_,
+                                                            .catalog = catalog_,
+                                                            .extras = extras_,
                                                             .platform = platform,
                                                             .makeStream = streamSessionFactory(platform),
                                                             .broadcast = nullptr})),
@@ -63,10 +99,12 @@ void HostRuntime::wire() {
   services_->broadcast = [weak = std::weak_ptr(server_)](const ControlMessage& message) {
     if (const auto server = weak.lock()) server->broadcastControl(message);
   };
+  if (agents_) agents_->setBroadcastControl(services_->broadcast);
 }
 
 std::expected<void, PortError> HostRuntime::start() {
   if (auto started = server_->start(); !started) return started;
+  if (config_.enableBackgroundServices && agents_) agents_->start();
   if (config_.multiUserPortHandoff) {
     users_->observeConsoleUser([weak = weak_from_this()](const std::optional<std::string>&) {
       const auto runtime = weak.lock();
@@ -93,6 +131,7 @@ void HostRuntime::broadcastUserList() {
 
 void HostRuntime::stop() {
   server_->stop();
+  if (agents_) agents_->stop();
   // The process may end right after this, and `bye` should have left by then.
   server_->waitForClosing();
 }

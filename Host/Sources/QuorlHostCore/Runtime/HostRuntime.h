@@ -10,7 +10,10 @@
 
 namespace quorl {
 
+class AgentCatalog;
+class AgentRegistry;
 class ConnectionServer;
+class HostExtrasStore;
 class HostStateProvider;
 class InputInjector;
 class PairingState;
@@ -52,6 +55,9 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const std::shared_ptr<TrustStore> trustStore_;
   const std::shared_ptr<PairingState> pairing_;
   const std::shared_ptr<HostStateProvider> stateProvider_;
+  const std::shared_ptr<AgentCatalog> catalog_;  // these three absent where the platform runs no terminals
+  const std::shared_ptr<HostExtrasStore> extras_;
+  const std::shared_ptr<AgentRegistry> agents_;
   const std::shared_ptr<InputInjector> injector_;
   const std::shared_ptr<UserSessionManager> users_;
   const std::shared_ptr<HostServices> services_;

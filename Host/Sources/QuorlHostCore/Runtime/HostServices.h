@@ -7,11 +7,15 @@
 
 #include <QuorlHostCore/Ports/Platform.h>
 #include <QuorlHostCore/Session/ClientStream.h>
+#include <QuorlKit/Models/AgentModels.h>
 #include <QuorlKit/Models/UserModels.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
 
 namespace quorl {
 
+class AgentCatalog;
+class AgentRegistry;
+class HostExtrasStore;
 class HostStateProvider;
 class InputInjector;
 class PairingState;
@@ -28,12 +32,17 @@ struct HostServices {
   std::shared_ptr<HostStateProvider> stateProvider;
   std::shared_ptr<InputInjector> injector;
   std::shared_ptr<UserSessionManager> users;
+  std::shared_ptr<AgentRegistry> agents;  // these three absent where the platform runs no terminals
+  std::shared_ptr<AgentCatalog> catalog;
+  std::shared_ptr<HostExtrasStore> extras;
   Platform platform;
   ClientStreamFactory makeStream;
   std::function<void(const ControlMessage&)> broadcast;  // to all authenticated clients; absent until wired
 
   /// May block for as long as the platform takes.
   std::vector<UserAccount> buildUserAccounts() const;
+  /// What clients are told of web services. Waits for the store.
+  std::vector<ServiceDescriptor> serviceList() const;
 };
 
 }  // namespace quorl

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <QuorlHostCore/Agents/AgentRegistry.h>
 #include <QuorlHostCore/Runtime/HostServices.h>
 #include <QuorlHostCore/Runtime/Log.h>
 #include <QuorlHostCore/Services/HostStateProvider.h>
@@ -256,8 +257,14 @@ void ClientConnection::pushInitialState() {
   services_->stateProvider->buildState([weak = weak_from_this()](HostState state) {
     if (const auto self = weak.lock()) self->sendControl(message::HostState{std::move(state)});
   });
-  reply(message::AgentList{});
-  reply(message::ServiceList{});
+  if (services_->agents) {
+    services_->agents->currentList([weak = weak_from_this()](std::vector<AgentDescriptor> list) {
+      if (const auto self = weak.lock()) self->sendControl(message::AgentList{std::move(list)});
+    });
+  } else {
+    reply(message::AgentList{});
+  }
+  reply(message::ServiceList{services_->serviceList()});
 }
 
 void ClientConnection::noteProbe() {
@@ -386,6 +393,7 @@ void ClientConnection::teardown() {
   }
   input_.releaseHeld();
   streams_.stopAll();
+  if (services_->agents) services_->agents->removeSink(this);
   connection_->cancel();
   if (onClose_) onClose_(*this);
 }

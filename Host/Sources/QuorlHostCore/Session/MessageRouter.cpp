@@ -7,6 +7,9 @@
 
 #include <fmt/format.h>
 
+#include <QuorlHostCore/Agents/AgentCatalog.h>
+#include <QuorlHostCore/Agents/AgentRegistry.h>
+#include <QuorlHostCore/Agents/HostExtrasStore.h>
 #include <QuorlHostCore/Runtime/HostServices.h>
 #include <QuorlHostCore/Services/HostStateProvider.h>
 #include <QuorlHostCore/Session/InputRouter.h>
@@ -82,6 +85,95 @@ void answerUserList(RoutedSession& session) {
   });
 }
 
+// Runs `work` with the registry; without one, and at the end of a session, there is nothing to do.
+template <class Work>
+void withAgents(RoutedSession& session, Work work) {
+  // A subscription that begins after the end would never be taken back.
+  if (const auto& agents = session.services()->agents; agents && !session.isClosed()) work(*agents);
+}
+
+void answerAgentList(RoutedSession& session) {
+  if (!session.services()->agents) return session.reply(message::AgentList{});
+  withAgents(session, [&](AgentRegistry& agents) {
+    agents.currentList([weak = session.sink()](std::vector<AgentDescriptor> list) {
+      if (const auto sink = weak.lock()) sink->sendControl(message::AgentList{std::move(list)});
+    });
+  });
+}
+
+void answerExternalAgents(RoutedSession& session) {
+  withAgents(session, [&](AgentRegistry& agents) {
+    agents.requestExternalAgents([weak = session.sink()](std::vector<ExternalAgent> list) {
+      if (const auto sink = weak.lock()) sink->sendControl(message::ExternalAgentList{std::move(list)});
+    });
+  });
+}
+
+// Tells all clients after a change of the user's web services.
+template <class Change>
+void changeServices(RoutedSession& session, Change change) {
+  HostServices& services = *session.services();
+  if (!services.extras) return;
+  change(*services.extras);
+  if (services.broadcast) services.broadcast(message::ServiceList{services.serviceList()});
+}
+
+void setGUIAgentBundles(RoutedSession& session, const std::vector<std::string>& bundles) {
+  withAgents(session, [&](AgentRegistry& agents) {
+    agents.setGUIAgentBundles(bundles);
+    const HostServices& services = *session.services();
+    if (services.broadcast) services.broadcast(message::GUIAgentBundles{services.extras->guiAgentBundles()});
+  });
+}
+
+consteval RoutingTable agentRoutes(RoutingTable table) {
+  using Session = RoutedSession;
+  return table.on<message::RequestAgentList>([](Session& session, const auto&) { answerAgentList(session); })
+      .on<message::AgentCommand>([](Session& session, const message::AgentCommand& request) {
+        withAgents(session, [&](AgentRegistry& agents) { agents.handle(request._0, session.sink().lock()); });
+      })
+      .on<message::RequestAgentCatalog>([](Session& session, const auto&) {
+        if (const auto& catalog = session.services()->catalog)
+          session.reply(message::AgentCatalog{catalog->all()});
+      })
+      .on<message::SaveAgentCatalogEntry>(
+          [](Session& session, const message::SaveAgentCatalogEntry& request) {
+            withAgents(session, [&](AgentRegistry& agents) {
+              agents.broadcast(message::AgentCatalog{session.services()->catalog->upsert(request._0)});
+            });
+          })
+      .on<message::DeleteAgentCatalogEntry>(
+          [](Session& session, const message::DeleteAgentCatalogEntry& request) {
+            withAgents(session, [&](AgentRegistry& agents) {
+              agents.broadcast(message::AgentCatalog{session.services()->catalog->remove(request.id)});
+            });
+          })
+      .on<message::LaunchCatalogEntry>([](Session& session, const message::LaunchCatalogEntry& request) {
+        withAgents(session, [&](AgentRegistry& agents) { agents.launchCatalogEntry(request.id); });
+      })
+      .on<message::RequestExternalAgents>(
+          [](Session& session, const auto&) { answerExternalAgents(session); })
+      .on<message::AdoptExternalAgent>([](Session& session, const message::AdoptExternalAgent& request) {
+        withAgents(session, [&](AgentRegistry& agents) { agents.adoptExternal(request.id); });
+      })
+      .on<message::SetGUIAgentBundles>([](Session& session, const message::SetGUIAgentBundles& request) {
+        setGUIAgentBundles(session, request._0);
+      })
+      .on<message::RequestGUIAgentBundles>([](Session& session, const auto&) {
+        if (const auto& extras = session.services()->extras)
+          session.reply(message::GUIAgentBundles{extras->guiAgentBundles()});
+      })
+      .on<message::RequestServiceList>([](Session& session, const auto&) {
+        session.reply(message::ServiceList{session.services()->serviceList()});
+      })
+      .on<message::AddCustomService>([](Session& session, const message::AddCustomService& request) {
+        changeServices(session, [&](HostExtrasStore& extras) { extras.addService(request._0); });
+      })
+      .on<message::RemoveCustomService>([](Session& session, const message::RemoveCustomService& request) {
+        changeServices(session, [&](HostExtrasStore& extras) { extras.removeService(request.id); });
+      });
+}
+
 consteval RoutingTable sessionRoutes(RoutingTable table) {
   using Session = RoutedSession;
   return table.on<message::Hello>([](Session& session, const auto&) { refuseHandshake(session); })
@@ -96,10 +188,6 @@ consteval RoutingTable sessionRoutes(RoutingTable table) {
       .on<message::LaunchApp>(
           [](Session& session, const message::LaunchApp& request) { launchApp(session, request._0); })
       .on<message::RequestHostState>([](Session& session, const auto&) { answerHostState(session); })
-      .on<message::RequestAgentList>(
-          [](Session& session, const auto&) { session.reply(message::AgentList{}); })
-      .on<message::RequestServiceList>(
-          [](Session& session, const auto&) { session.reply(message::ServiceList{}); })
       .on<message::RequestUserList>([](Session& session, const auto&) { answerUserList(session); })
       .on<message::Bye>([](Session& session, const auto&) { session.end(); });
 }
@@ -133,7 +221,7 @@ consteval RoutingTable streamRoutes(RoutingTable table) {
       });
 }
 
-constexpr RoutingTable routes = streamRoutes(sessionRoutes(RoutingTable{}));
+constexpr RoutingTable routes = agentRoutes(streamRoutes(sessionRoutes(RoutingTable{})));
 
 }  // namespace
 
