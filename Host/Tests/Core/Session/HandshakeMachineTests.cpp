@@ -27,9 +27,9 @@ class ScriptedAuthority final : public HandshakeAuthority {
   }
 
   static Bytes proof(char kind, ByteView nonce) {
-    Bytes made{static_cast<std::uint8_t>(kind)};
-    made.insert(made.end(), nonce.begin(), nonce.end());
-    return made;
+    std::string made(1, kind);
+    made += textViewOf(nonce);
+    return bytesOf(made);
   }
   static bool isProof(char kind, ByteView proof, ByteView nonce) {
     const Bytes wanted = ScriptedAuthority::proof(kind, nonce);
