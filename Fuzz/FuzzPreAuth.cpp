@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A stranger sends anything at all, cut anywhere: it never gets in, nothing is sent behind the end, all
+// answers are frames, and nothing of it stays.
+#include <algorithm>
+#include <chrono>
+#include <memory>
+
+#include <QuorlHostCore/Display/InputInjector.h>
+#include <QuorlHostCore/Runtime/HostServices.h>
+#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlHostCore/Services/UserSessionManager.h>
+#include <QuorlHostCore/Session/ClientConnection.h>
+#include <QuorlHostCore/Session/PairingState.h>
+#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlKit/Foundation/Check.h>
+#include <Support/FakePlatform.h>
+
+using namespace quorl;
+
+namespace {
+
+// One host for all inputs; each input is one connection to it.
+struct World {
+  World() {
+    const Platform platform = fakes.platform();
+    services->platform = platform;
+    services->trustStore = std::make_shared<TrustStore>(platform, std::nullopt);
+    services->trustStore->addDevice(UUID{{1}}, "Known");
+    services->pairing = std::make_shared<PairingState>(simulation, platform.random);
+    services->stateProvider = std::make_shared<HostStateProvider>(simulation, platform.screen);
+    services->users = std::make_shared<UserSessionManager>(simulation, platform.loginSessions);
+    services->injector = std::make_shared<InputInjector>(
+        platform, [store = services->trustStore] { return store->settings(); });
+    services->makeStream = [](const StartStream&,
+                              const std::weak_ptr<StreamOutputSink>&) -> std::shared_ptr<ClientStream> {
+      QUORL_CHECK(false, "a stranger started a stream");
+      return nullptr;
+    };
+  }
+
+  SimulatedScheduler simulation;
+  test::FakePlatform fakes{simulation};
+  std::shared_ptr<HostServices> services = std::make_shared<HostServices>();
+};
+
+World& world() {
+  static World made;
+  return made;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  World& host = world();
+  host.services->pairing->recordSuccess();
+  auto [end, peer] = host.fakes.network->makePair();
+  auto connection = std::make_shared<ClientConnection>(std::move(end), host.services);
+  connection->start();
+
+  const std::size_t step = data[0] % 64 == 0 ? size : data[0] % 64;
+  if (data[0] >= 128) peer->setReading(false);
+  const ByteView stream(data + 1, size - 1);
+  for (std::size_t at = 0; at < stream.size(); at += step) {
+    peer->write(stream.subspan(at, std::min(step, stream.size() - at)));
+    host.simulation.runReady();
+  }
+  QUORL_CHECK(connection->authState() != AuthState::authenticated, "a stranger got in");
+  peer->setReading(true);
+  host.simulation.runReady();
+  peer->takeMessages();
+  peer->finish();
+  host.simulation.advance(std::chrono::seconds(1));
+
+  QUORL_CHECK(peer->isClosedByHost(), "a connection outlives its peer");
+  QUORL_CHECK(peer->sendsAfterCancel() == 0, "something was sent behind the end");
+  QUORL_CHECK(host.fakes.events->posted.empty(), "a stranger typed");
+  const std::weak_ptr<ClientConnection> weak = connection;
+  connection.reset();
+  QUORL_CHECK(weak.expired(), "something holds a closed connection");
+  QUORL_CHECK(host.simulation.pendingTimers() == 0, "a timer outlives its connection");
+  return 0;
+}
