@@ -150,7 +150,7 @@ std::vector<Probe> Painter::prepareFlat() {
           {right, 20, colour},
           {20, bottom, colour},
           {right, bottom, colour},
-          {width() / 2, height() / 2, colour}};
+          {width() / 2 + 200, height() / 2, colour}};
 }
 
 std::vector<Probe> Painter::preparePicture() {
@@ -165,7 +165,7 @@ std::vector<Probe> Painter::preparePicture() {
                              {width() - 40, 40},
                              {40, height() - 40},
                              {width() - 40, height() - 40},
-                             {width() / 2, height() / 2}}) {
+                             {width() / 2 + 200, height() / 2}}) {
     const std::uint32_t pixel =
         impl_->pictures[index][static_cast<std::size_t>(y) * static_cast<std::size_t>(width()) +
                                static_cast<std::size_t>(x)];

@@ -10,9 +10,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 extern char** environ;  // NOLINT: POSIX
 
@@ -37,9 +39,16 @@ double cpuSecondsOf(pid_t pid) {
   return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+// Some servers take their time over SIGTERM, or never act on it.
 void end(pid_t pid) {
   if (pid <= 0) return;
   kill(pid, SIGTERM);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+  while (std::chrono::steady_clock::now() < limit) {
+    if (waitpid(pid, nullptr, WNOHANG) != 0) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  kill(pid, SIGKILL);
   waitpid(pid, nullptr, 0);
 }
 

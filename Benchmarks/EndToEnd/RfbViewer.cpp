@@ -29,6 +29,7 @@ class RfbViewer final : public Viewer {
   }
 
   bool connect(std::uint16_t port, const std::string& encodings) {
+    rfbEnableClientLogging = FALSE;
     client_ = rfbGetClient(8, 3, 4);
     client_->canHandleNewFBSize = FALSE;
     client_->MallocFrameBuffer = &RfbViewer::allocate;

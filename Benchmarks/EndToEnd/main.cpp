@@ -44,7 +44,7 @@ const std::vector<Row> rows = {
 // Milliseconds of every draw; a draw that was not seen in time counts as the deadline.
 using Samples = std::vector<double>;
 
-constexpr auto deadline = 2000ms;
+constexpr auto deadline = 1000ms;
 
 double percentile(Samples samples, double share) {
   if (samples.empty()) return 0;
@@ -160,6 +160,9 @@ int main(int argc, char** argv) {
       for (const auto& row : rows) measureRow(painter, *viewer, row, 3, warmUp);
       for (const auto& row : rows)
         measureRow(painter, *viewer, row, draws, samples[row.name][contender.name]);
+      for (const auto& row : rows)
+        fmt::print(stderr, "round {} {:12} {:22} {:.2f} ms\n", round + 1, contender.name, row.name,
+                   percentile(samples[row.name][contender.name], 0.5));
       if (round == 0) animations[contender.name] = measureAnimation(painter, *viewer, *server);
       if (round == 0 && contender.name == "quorl_host") measureIdle(*viewer, *server);
     }
