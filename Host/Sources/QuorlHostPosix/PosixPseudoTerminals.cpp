@@ -25,9 +25,10 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t pieceSize = 65'536;
-// How long a terminal is left alone after a burst. At 40 MB/s it fills about half a piece in it, and the
-// program never waits: the kernel keeps 64 KiB for it.
-constexpr auto gatherTime = std::chrono::milliseconds(1);
+// How long a terminal is left alone after a burst. Long enough for a piece of some tens of kilobytes at full
+// speed; much longer, and the 64 KiB that the kernel keeps are full and the program waits: at 300
+// microseconds a flood already slows down.
+constexpr auto gatherTime = std::chrono::microseconds(120);
 // The end waits for the last killed children; one that hangs in the kernel is left to the system.
 constexpr auto maxReapTime = std::chrono::seconds(2);
 
@@ -76,12 +77,11 @@ class PosixPseudoTerminals::Watcher {
     }
   }
 
-  std::optional<std::chrono::milliseconds> timeToNextRead(std::optional<Clock::time_point> next) const {
+  std::optional<std::chrono::nanoseconds> timeToNextRead(std::optional<Clock::time_point> next) const {
     for (const LaterRead& read : laterReads_)
       if (!next || read.when < *next) next = read.when;
     if (!next) return std::nullopt;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*next - Clock::now());
-    return std::max(left, std::chrono::milliseconds(0));
+    return std::max<std::chrono::nanoseconds>(*next - Clock::now(), std::chrono::nanoseconds(0));
   }
 
   std::shared_ptr<PseudoTerminalChild> find(std::uint64_t token) {

@@ -69,10 +69,17 @@ void PseudoTerminalPoller::wake() {
 }
 
 const std::vector<PseudoTerminalPoller::Event>& PseudoTerminalPoller::wait(
-    std::optional<std::chrono::milliseconds> limit) {
+    std::optional<std::chrono::nanoseconds> limit) {
   std::array<epoll_event, 64> ready{};
-  const int timeOut = limit ? static_cast<int>(limit->count()) : -1;
-  const int count = ::epoll_wait(epoll_.get(), ready.data(), static_cast<int>(ready.size()), timeOut);
+  timespec timeOut{};
+  if (limit) {
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(*limit);
+    timeOut.tv_sec = seconds.count();
+    timeOut.tv_nsec = (*limit - seconds).count();
+  }
+  // epoll_pwait2(2): milliseconds are too coarse for gathering output.
+  const int count = ::epoll_pwait2(epoll_.get(), ready.data(), static_cast<int>(ready.size()),
+                                   limit ? &timeOut : nullptr, nullptr);
   events_.clear();
   for (int i = 0; i < count; ++i) {
     const std::uint64_t data = ready[static_cast<std::size_t>(i)].data.u64;

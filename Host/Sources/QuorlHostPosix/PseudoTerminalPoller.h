@@ -44,7 +44,7 @@ class PseudoTerminalPoller {
   /// Ends the current or the next `wait`.
   void wake();
   /// Without a time limit waits for as long as it takes.
-  const std::vector<Event>& wait(std::optional<std::chrono::milliseconds> limit);
+  const std::vector<Event>& wait(std::optional<std::chrono::nanoseconds> limit);
 
  private:
   Descriptor epoll_;
