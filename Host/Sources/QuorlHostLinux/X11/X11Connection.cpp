@@ -2,6 +2,7 @@
 #include <QuorlHostLinux/X11/X11Connection.h>
 
 #include <cstdlib>
+#include <mutex>
 
 #include <fmt/format.h>
 #include <xcb/composite.h>
@@ -28,12 +29,23 @@ X11DisplayName displayNameFromEnvironment() {
   };
 }
 
+namespace {
+
+// One at a time: the library below looks the credentials up in a buffer that all threads share (XauFileName).
+xcb_connection_t* connectTo(const std::string& display, int& screen) {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  return xcb_connect(display.c_str(), &screen);
+}
+
+}  // namespace
+
 std::expected<std::unique_ptr<X11Connection>, PortError> X11Connection::open(const X11DisplayName& name) {
   const auto display = name();
   if (!display) return std::unexpected(PortError{.description = "there is no display"});
   const SigpipeBlock noSignal;
   int screen = 0;
-  std::unique_ptr<X11Connection> connection(new X11Connection(xcb_connect(display->c_str(), &screen)));
+  std::unique_ptr<X11Connection> connection(new X11Connection(connectTo(*display, screen)));
   if (const int error = xcb_connection_has_error(connection->xcb_); error != 0) {
     return std::unexpected(
         PortError{.description = fmt::format("no connection to the display {}", *display), .status = error});
