@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // From a change on an X display to its decoded pixel in a client, over loopback TCP, for this host and for
 // two VNC servers in turn, in one run. Prints medians, 95th percentiles and the ratio to the better peer.
-//   usage: end_to_end_bench PATH_OF_quorl_host [rounds] [draws per round]
+//   usage: end_to_end_bench PATH_OF_quorl_host [rounds] [draws per round] [--alone]
+//   --alone: without the peers, for a quick look at a change
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -102,12 +103,13 @@ void measureIdle(Viewer& viewer, const Program& server) {
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    fmt::print(stderr, "usage: {} PATH_OF_quorl_host [rounds] [draws per round]\n", argv[0]);
+    fmt::print(stderr, "usage: {} PATH_OF_quorl_host [rounds] [draws per round] [--alone]\n", argv[0]);
     return 2;
   }
   const std::string host = argv[1];
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
   const int draws = argc > 3 ? std::atoi(argv[3]) : 30;
+  const bool isAlone = argc > 4 && std::string_view(argv[4]) == "--alone";
 
   char folderTemplate[] = "/tmp/quorl-bench-XXXXXX";
   const std::string folder = mkdtemp(folderTemplate);
@@ -144,6 +146,8 @@ int main(int argc, char** argv) {
        },
        [](std::uint16_t port) { return connectRfbViewer("x11vnc", port, "tight zrle raw"); }});
 
+  if (isAlone) contenders.resize(1);
+
   Painter painter(screen.display());
   std::map<std::string, std::map<std::string, Samples>> samples;
   std::map<std::string, Animation> animations;
@@ -176,6 +180,10 @@ int main(int argc, char** argv) {
     for (const auto& contender : contenders)
       fmt::print("  {} {:.1f} / {:.1f}", contender.name, percentile(byName[contender.name], 0.5),
                  percentile(byName[contender.name], 0.95));
+    if (isAlone) {
+      fmt::print("\n");
+      continue;
+    }
     const double peer = std::min(percentile(byName["x0vncserver"], 0.5), percentile(byName["x11vnc"], 0.5));
     fmt::print("  ratio to the better peer {:.2f}\n", peer / percentile(byName["quorl_host"], 0.5));
   }
