@@ -67,8 +67,8 @@ std::map<std::string, std::string> mainGroup(const std::string& text) {
   return values;
 }
 
-// Cuts "The Exec key" into arguments. Quoted parts keep field codes as text, as the specification has it
-// undefined and a quoted code is more likely meant.
+// Cuts the value of the Exec key (Desktop Entry Specification 1.5) into arguments. What a field code means in a
+// quoted part is left open there; it is kept as text, which is more likely meant.
 class CommandLine {
  public:
   explicit CommandLine(const std::string& text) : text_(text) {}

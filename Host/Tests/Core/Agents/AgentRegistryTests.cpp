@@ -335,7 +335,7 @@ TEST_F(AgentRegistryTest, tellsExternalAgentsEveryFiveSecondsOnlyWhenTheyChange)
   addExternal(60, "codex", "pts/6");
   addExternal(61, "claude", "pts/7");
   tabs->terminals["/dev/pts/7"] = TerminalKind::terminalApp;
-  processes->directories[61] = "/work/app";
+  processes->directories[61] = "/srv/app";
   registry->start();
   scheduler.advance(5s);
   const auto lists = sent.messages<message::ExternalAgentList>();
@@ -344,7 +344,7 @@ TEST_F(AgentRegistryTest, tellsExternalAgentsEveryFiveSecondsOnlyWhenTheyChange)
   EXPECT_EQ(lists[0]._0[0].name, "Claude");
   EXPECT_TRUE(lists[0]._0[0].adoptable);
   EXPECT_EQ(lists[0]._0[0].terminal, TerminalKind::terminalApp);
-  EXPECT_EQ(lists[0]._0[0].cwd, "/work/app");
+  EXPECT_EQ(lists[0]._0[0].cwd, "/srv/app");
   EXPECT_EQ(lists[0]._0[1].name, "Codex");
   EXPECT_FALSE(lists[0]._0[1].adoptable);
   scheduler.advance(20s);

@@ -51,6 +51,14 @@ TEST_F(TrustStoreTest, listsADeviceWhoseTokenIsNoBase64AndNeverMatchesIt) {
   EXPECT_FALSE(store->matchesAnyToken(Pairing::tokenProof({}, nonce_), nonce_));
 }
 
+TEST_F(TrustStoreTest, neverMatchesAnEmptyTokenWhichAnybodyCouldProve) {
+  put("trust.json",
+      R"([{"deviceID":"00000000-0000-0000-0000-000000000001","name":"Odd","tokenBase64":"","addedAt":5}])");
+  const auto store = open();
+  ASSERT_EQ(store->trustedDevices().size(), 1U);
+  EXPECT_FALSE(store->matchesAnyToken(Pairing::tokenProof({}, nonce_), nonce_));
+}
+
 TEST_F(TrustStoreTest, matchesTheTokenItGaveOnlyOverTheSameNonce) {
   const auto store = open();
   const Bytes token = store->addDevice(deviceNumber(1), "Tablet");

@@ -94,7 +94,7 @@ TEST_F(Windows, capturesAWindowAlsoWhereAnotherCoversIt) {
   EXPECT_TRUE(deliveries.waitForColor(x, y, blue));
 }
 
-TEST_F(Windows, keepsCapturingAWindowThatIsResizedAndHidden) {
+TEST_F(Windows, keepsCapturingAWindowThatIsResized) {
   const auto window = client.makeWindow({100, 100, 200, 150}, TestClient::Managed::yes, "changing");
   const auto listed = waitFor("changing");
   ASSERT_TRUE(listed);
