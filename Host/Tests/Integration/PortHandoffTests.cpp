@@ -64,7 +64,9 @@ TEST_F(PortHandoffTest, thePortFollowsTheConsoleThereAndBack) {
   ASSERT_TRUE(becomesHostOf("111111")) << roots.program().output();
   RawClient client(port);
   ASSERT_TRUE(client.pair("111111"));
-  RawClient stranger(port);  // never says a word
+  RawClient stranger(port);  // stays in the middle of its handshake
+  stranger.sendHello();
+  ASSERT_TRUE(stranger.next<message::HelloAck>());
 
   mock->activate("seat0", "c2");
   EXPECT_TRUE(client.next<message::Bye>()) << "its host gave the console away";
