@@ -32,7 +32,7 @@ class FakeVideoCompressor : public VideoCompressor {
     picture.isKeyFrame = request.forceKeyFrame || index == 0;
     picture.presentationTime = request.presentationTime;
     picture.configurationRecord = session_->configurationRecord;
-    picture.meanQuantizer = quantizer_ ? quantizer_(request, index) : 20.0F;
+    picture.coarseness.quantizer = quantizer_ ? quantizer_(request, index) : 20.0F;
     session_->output(picture);
   }
   void completeAndInvalidate() override { session_->ended = true; }

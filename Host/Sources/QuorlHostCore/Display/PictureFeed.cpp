@@ -76,7 +76,7 @@ void PictureFeed::repeatLast() {
   const MonotonicTime now = queue_.now();
   const auto shownFor = std::chrono::duration_cast<std::chrono::microseconds>(now - last_->encodedAt);
   refinement_.repeated(now);
-  encoder_->encode(last_->image, later(last_->presentationTime + shownFor), {});
+  encoder_->encodeAgain(last_->image, later(last_->presentationTime + shownFor));
 }
 
 // Times rise strictly, also where a repeated picture has gone out between two captured ones.
@@ -88,9 +88,9 @@ std::chrono::microseconds PictureFeed::later(std::chrono::microseconds presentat
   return presentationTime;
 }
 
-void PictureFeed::pictureEncoded(float meanQuantizer) {
+void PictureFeed::pictureEncoded(const Coarseness& coarseness) {
   queue_.assertCurrent();
-  refinement_.encoded(meanQuantizer);
+  refinement_.encoded(coarseness);
   armRefinement();
 }
 

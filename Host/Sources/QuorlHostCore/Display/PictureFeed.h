@@ -31,7 +31,7 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
   void requestKeyframe();
   void setFrameInterval(Duration frameInterval);
   /// The encoder has put out a picture.
-  void pictureEncoded(float meanQuantizer);
+  void pictureEncoded(const Coarseness& coarseness);
 
  private:
   struct LastPicture {

@@ -5,27 +5,30 @@ namespace quorl {
 
 void RefinementPolicy::changed(MonotonicTime now) {
   notBefore_ = now + limits_.quiet;
-  quantizer_.reset();
+  coarseness_.reset();
   quantizerBefore_.reset();
   passes_ = 0;
+  passesWithoutGain_ = 0;
 }
 
 void RefinementPolicy::repeated(MonotonicTime now) {
-  notBefore_ = now + limits_.betweenPasses;
-  quantizerBefore_ = quantizer_;
-  quantizer_.reset();
+  notBefore_ = now + limits_.firstGap * (std::int64_t{1} << passes_);
+  if (coarseness_) quantizerBefore_ = coarseness_->quantizer;
+  coarseness_.reset();
   ++passes_;
 }
 
-void RefinementPolicy::encoded(float meanQuantizer) {
-  quantizer_ = meanQuantizer;
-  const bool gainedNothing = quantizerBefore_ && *quantizerBefore_ - meanQuantizer < limits_.leastGain;
-  if (gainedNothing) passes_ = limits_.maximumPasses;
+void RefinementPolicy::encoded(const Coarseness& coarseness) {
+  coarseness_ = coarseness;
+  if (!quantizerBefore_) return;
+  const bool hasGained = *quantizerBefore_ - coarseness.quantizer >= limits_.leastGain;
+  passesWithoutGain_ = hasGained ? 0 : passesWithoutGain_ + 1;
 }
 
 std::optional<MonotonicTime> RefinementPolicy::due() const {
-  if (!quantizer_ || *quantizer_ <= limits_.coarseAbove) return std::nullopt;
-  if (passes_ >= limits_.maximumPasses) return std::nullopt;
+  if (!coarseness_ || !coarseness_->isWorthRepeating()) return std::nullopt;
+  if (passes_ >= limits_.maximumPasses || passesWithoutGain_ >= limits_.passesWithoutGain)
+    return std::nullopt;
   return notBefore_;
 }
 

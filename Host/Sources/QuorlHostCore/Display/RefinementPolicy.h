@@ -5,6 +5,7 @@
 #include <optional>
 
 #include <QuorlHostCore/Concurrency/MonotonicTime.h>
+#include <QuorlHostCore/Ports/VideoCompressor.h>
 
 namespace quorl {
 
@@ -15,11 +16,12 @@ namespace quorl {
 class RefinementPolicy {
  public:
   struct Limits {
-    float coarseAbove = 26.0F;  // mean quantiser that still looks sharp
     Duration quiet = std::chrono::milliseconds(60);
-    Duration betweenPasses = std::chrono::milliseconds(25);
-    int maximumPasses = 3;   // in one quiet period
-    float leastGain = 1.0F;  // a pass that gains less shows that there is nothing to gain
+    Duration firstGap =
+        std::chrono::milliseconds(25);  // between two passes; each further one is twice as long
+    int maximumPasses = 6;              // in one quiet period
+    int passesWithoutGain = 2;          // in a row: there is nothing to gain
+    float leastGain = 1.0F;             // of the quantiser
   };
 
   RefinementPolicy() = default;
@@ -29,8 +31,8 @@ class RefinementPolicy {
   void changed(MonotonicTime now);
   /// The last picture goes to the encoder again, as `due` asked or for another reason.
   void repeated(MonotonicTime now);
-  /// A picture came out; a negative quantiser means that the encoder does not say.
-  void encoded(float meanQuantizer);
+  /// A picture came out.
+  void encoded(const Coarseness& coarseness);
 
   /// When to encode the last picture again; nothing while it is sharp enough or not out yet.
   std::optional<MonotonicTime> due() const;
@@ -38,9 +40,10 @@ class RefinementPolicy {
  private:
   Limits limits_;
   MonotonicTime notBefore_{};
-  std::optional<float> quantizer_;        // of the last picture that came out, none while one is on its way
+  std::optional<Coarseness> coarseness_;  // of the last picture that came out, none while one is on its way
   std::optional<float> quantizerBefore_;  // of the pass before
   int passes_ = 0;
+  int passesWithoutGain_ = 0;
 };
 
 }  // namespace quorl

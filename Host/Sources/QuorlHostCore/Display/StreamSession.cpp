@@ -199,8 +199,8 @@ bool StreamSession::makeEncoder() {
     if (auto target = sink.lock())
       target->sendVideo(streamID, chunk.isKeyframe ? VideoPacketFlags::keyframe : VideoPacketFlags{},
                         chunk.ptsMicros, chunk.data, chunk.isKeyframe ? Droppable::no : Droppable::yes);
-    queue.async([feed, meanQuantizer = chunk.meanQuantizer] {
-      if (auto strong = feed.lock()) strong->pictureEncoded(meanQuantizer);
+    queue.async([feed, coarseness = chunk.coarseness] {
+      if (auto strong = feed.lock()) strong->pictureEncoded(coarseness);
     });
   };
   return true;

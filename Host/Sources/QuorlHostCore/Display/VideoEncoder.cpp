@@ -63,12 +63,18 @@ void VideoEncoder::applyRateControl(int fps, double quality) {
 
 void VideoEncoder::encode(std::shared_ptr<const PictureBuffer> image,
                           std::chrono::microseconds presentationTime, std::vector<PixelRect> changed) {
+  submit({.image = std::move(image), .presentationTime = presentationTime, .changed = std::move(changed)});
+}
+
+void VideoEncoder::encodeAgain(std::shared_ptr<const PictureBuffer> image,
+                               std::chrono::microseconds presentationTime) {
+  submit(
+      {.image = std::move(image), .presentationTime = presentationTime, .content = PictureContent::repeated});
+}
+
+void VideoEncoder::submit(CompressionRequest request) {
   if (!session_) return;
-  CompressionRequest request;
-  request.image = std::move(image);
-  request.presentationTime = presentationTime;
   request.forceKeyFrame = std::exchange(forceNextKeyframe, false);
-  request.changed = std::move(changed);
   session_->encode(request);
 }
 
@@ -86,7 +92,7 @@ void VideoEncoder::handle(const CompressedPicture& picture) {
   onEncodedChunk({.data = picture.data,
                   .isKeyframe = picture.isKeyFrame,
                   .ptsMicros = microsOf(picture.presentationTime),
-                  .meanQuantizer = picture.meanQuantizer});
+                  .coarseness = picture.coarseness});
 }
 
 bool VideoEncoder::isNewConfiguration(const SharedBytes& record) {

@@ -30,7 +30,7 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
     SharedBytes data;  // an access unit, each NAL unit behind its 4-byte big-endian length
     bool isKeyframe = false;
     std::uint64_t ptsMicros = 0;
-    float meanQuantizer = -1.0F;  // 0 to 51; negative when unknown
+    Coarseness coarseness;
   };
 
   /// What a new encoder is made from; `fps` and `quality` may be out of range and are clamped where used.
@@ -51,6 +51,8 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
   /// `changed`: what may differ from the picture encoded before; empty: all of it.
   void encode(std::shared_ptr<const PictureBuffer> image, std::chrono::microseconds presentationTime,
               std::vector<PixelRect> changed);
+  /// The picture encoded before, once more.
+  void encodeAgain(std::shared_ptr<const PictureBuffer> image, std::chrono::microseconds presentationTime);
   void applyRateControl(int fps, double quality);
   /// Lets pending pictures come out and ends the session; later pictures are ignored.
   void completeAndInvalidate();
@@ -70,6 +72,7 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
  private:
   VideoEncoder(const Parameters& parameters);
   std::expected<void, WireError> open(VideoCompressorFactory& factory);
+  void submit(CompressionRequest request);
   void handle(const CompressedPicture& picture);
   bool isNewConfiguration(const SharedBytes& record);
 

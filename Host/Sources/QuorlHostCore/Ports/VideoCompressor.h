@@ -34,12 +34,26 @@ struct CompressionRates {
   bool operator==(const CompressionRates&) const = default;
 };
 
+enum class PictureContent : std::uint8_t {
+  changed,
+  repeated,  // the picture encoded before, once more: to be sharper, or to be a key frame
+};
+
 struct CompressionRequest {
   std::shared_ptr<const PictureBuffer> image;
   std::chrono::microseconds presentationTime{};
   bool forceKeyFrame = false;
-  /// What differs from the picture encoded before, a hint; empty: all of it.
+  PictureContent content = PictureContent::changed;
+  /// What differs from the picture encoded before, a hint; empty: all of it, unless it is repeated.
   std::vector<PixelRect> changed;
+};
+
+/// How coarse a picture came out, in mean quantisers of H.264 and HEVC: 0 (lossless) to 51.
+struct Coarseness {
+  float quantizer = -1.0F;  // negative when unknown
+  float sharp = 26.0F;      // what it comes to when there is time for it
+
+  bool isWorthRepeating() const { return quantizer > sharp; }
 };
 
 struct CompressedPicture {
@@ -49,8 +63,7 @@ struct CompressedPicture {
   /// The decoder configuration in force: AVCDecoderConfigurationRecord ("avcC") or
   /// HEVCDecoderConfigurationRecord ("hvcC"), ISO/IEC 14496-15. The same object while nothing changes.
   SharedBytes configurationRecord;
-  /// How coarse the picture is: the mean quantiser, 0 (lossless) to 51; negative when unknown.
-  float meanQuantizer = -1.0F;
+  Coarseness coarseness;
 };
 
 /// One encoder at work. Pictures come out in the order they went in, one for each that was not dropped.

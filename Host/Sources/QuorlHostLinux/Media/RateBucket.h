@@ -12,38 +12,26 @@ namespace quorl {
 /// average rate up to half a second's worth (a little less, for the pictures that miss their size), and each
 /// picture takes its bits out of it. A picture that takes too much leaves a debt.
 ///
-/// An encoder's own model of its buffer counts pictures and not time; it is kept in step by choosing how much
-/// is filled in for each picture. It knows this bucket as it was behind the picture before, so it never
-/// believes in bits that are not there.
-///
 /// *Queue*: none of its own; a value of its owner's.
 class RateBucket {
  public:
   using Time = std::chrono::microseconds;
 
-  /// In bits. The encoder's buffer is the smaller one, so that after a picture as large as it allows enough
-  /// is left for the next.
   static constexpr double capacitySeconds = 0.45;
-  static constexpr double encoderBufferSeconds = 0.3;
 
   explicit RateBucket(std::int64_t bitsPerSecond);
 
   void setRate(std::int64_t bitsPerSecond);
-  std::int64_t encoderBuffer() const { return static_cast<std::int64_t>(rate_ * encoderBufferSeconds); }
-
-  /// A picture of this time comes next: what the encoder's model must be filled with for it.
-  std::int64_t refillFor(Time presentationTime);
+  /// A picture of this time comes next. A time before the last one changes nothing.
+  void advance(Time presentationTime);
   /// The picture took this many bits.
-  void spend(std::int64_t bits);
+  void spend(std::int64_t bits) { fill_ -= static_cast<double>(bits); }
 
   double available() const { return fill_; }
-  double encoderFill() const { return encoderFill_; }
 
  private:
   double rate_;
   double fill_;
-  double encoderFill_;
-  double refill_ = 0;
   std::optional<Time> lastTime_;
 };
 

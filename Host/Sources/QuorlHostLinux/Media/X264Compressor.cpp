@@ -13,7 +13,8 @@ extern "C" {
 #include <QuorlHostLinux/Media/AvcConfigurationRecord.h>
 #include <QuorlHostLinux/Media/CodecLevel.h>
 #include <QuorlHostLinux/Media/NalUnits.h>
-#include <QuorlHostLinux/Media/RateBucket.h>
+#include <QuorlHostLinux/Media/PictureDetail.h>
+#include <QuorlHostLinux/Media/QuantizerControl.h>
 #include <QuorlHostLinux/Media/SoftwareEncoding.h>
 
 namespace quorl {
@@ -22,6 +23,11 @@ namespace {
 
 constexpr int macroblockSide = 16;
 constexpr std::uint32_t warmUpPages = 4;
+constexpr int warmUpQuantizer = 26;
+// The library derives the range that a picture's quantiser may have from these: 29 and a factor of a hundredth
+// for key frames and for pictures between others make it 0 to 69.
+constexpr int rangeQuantizer = 29;
+constexpr float rangeFactor = 0.01F;
 // ISO/IEC 14496-10, annex E: matrix of BT.601, primaries and transfer of BT.709.
 constexpr int matrixSMPTE170M = 6;
 constexpr int primariesAndTransferBT709 = 1;
@@ -31,15 +37,12 @@ struct EncoderCloser {
 };
 using EncoderHandle = std::unique_ptr<x264_t, EncoderCloser>;
 
-std::int64_t kilo(std::int64_t bits) {
-  return std::max<std::int64_t>(bits / 1000, 1);
-}
-
 class X264Compressor final : public VideoCompressor {
  public:
   X264Compressor(const CompressorSpecification& specification, Output output)
       : size_(specification.size),
         output_(std::move(output)),
+        control_(size_),
         keyFrames_(specification.maxKeyFrameIntervalDuration),
         macroblockColumns_((size_.width + macroblockSide - 1) / macroblockSide),
         macroblockRows_((size_.height + macroblockSide - 1) / macroblockSide),
@@ -55,31 +58,27 @@ class X264Compressor final : public VideoCompressor {
     return readConfiguration();
   }
 
-  void setRates(const CompressionRates& rates) override {
-    bucket_.setRate(rates.averageBitRate);
-    parameters_.rc.f_rf_constant = constantRateFactor(rates, size_);
-    parameters_.rc.i_vbv_buffer_size = static_cast<int>(kilo(bucket_.encoderBuffer()));
-  }
+  void setRates(const CompressionRates& rates) override { control_.setRates(rates); }
 
   // The first pictures of an encoder are ten times as slow as later ones.
   void prepare() override {
     if (!encoder_) return;
-    fillUp(bucket_.encoderBuffer());
     for (std::uint32_t page = 0; page < warmUpPages; ++page)
-      run(x264Picture({.image = std::make_shared<WarmUpPicture>(size_, page)},
-                      page % 2 == 0 ? X264_TYPE_IDR : X264_TYPE_AUTO));
+      run(x264Picture(WarmUpPicture(size_, page), page % 2 == 0 ? X264_TYPE_IDR : X264_TYPE_AUTO,
+                      warmUpQuantizer));
   }
 
   void encode(const CompressionRequest& request) override {
     const bool fits = request.image && request.image->size == size_;
     if (!encoder_ || !fits) return;
     const bool isKey = request.forceKeyFrame || keyFrames_.isDue(request.presentationTime);
-    x264_picture_t picture = x264Picture(request, isKey ? X264_TYPE_IDR : X264_TYPE_AUTO);
-    if (!isKey && markUnchanged(request.changed)) picture.prop.mb_info = unchanged_.data();
-    pace(request.presentationTime);
+    const int quantizer = control_.choose(measured(request, isKey));
+    x264_picture_t picture = x264Picture(*request.image, isKey ? X264_TYPE_IDR : X264_TYPE_AUTO, quantizer);
+    if (!isKey && markUnchanged(request)) picture.prop.mb_info = unchanged_.data();
     auto result = run(std::move(picture));
     if (!result) return;
-    bucket_.spend(static_cast<std::int64_t>(result->data->size()) * 8);
+    control_.encoded(static_cast<std::int64_t>(result->data->size()) * 8);
+    result->coarseness = {static_cast<float>(quantizer), static_cast<float>(control_.finest())};
     result->presentationTime = request.presentationTime;
     if (result->isKeyFrame) keyFrames_.keyFrameAt(request.presentationTime);
     output_(std::move(*result));
@@ -108,13 +107,12 @@ class X264Compressor final : public VideoCompressor {
     parameters_.vui.i_colorprim = primariesAndTransferBT709;
     parameters_.vui.i_transfer = primariesAndTransferBT709;
     parameters_.analyse.b_mb_info = 1;
-    parameters_.rc.i_rc_method = X264_RC_CRF;
-    parameters_.rc.f_rf_constant = 22;
-    // The quantiser does not follow the complexity: what stood still stays as sharp as it is.
-    parameters_.rc.f_qcompress = 1.0F;
-    parameters_.rc.i_vbv_buffer_size = static_cast<int>(kilo(bucket_.encoderBuffer()));
-    parameters_.rc.i_vbv_max_bitrate = parameters_.rc.i_vbv_buffer_size;
-    parameters_.rc.f_vbv_buffer_init = 1.0F;
+    // Each picture's quantiser is chosen here. The library's own rate control would first analyse the picture
+    // at half its size, for a third of the time of a small change.
+    parameters_.rc.i_rc_method = X264_RC_CQP;
+    parameters_.rc.i_qp_constant = rangeQuantizer;
+    parameters_.rc.f_ip_factor = rangeFactor;
+    parameters_.rc.f_pb_factor = rangeFactor;
   }
 
   bool readConfiguration() {
@@ -129,52 +127,59 @@ class X264Compressor final : public VideoCompressor {
     return true;
   }
 
-  x264_picture_t x264Picture(const CompressionRequest& request, int type) {
+  QuantizerControl::Picture measured(const CompressionRequest& request, bool isKey) const {
+    const PictureBuffer& image = *request.image;
+    QuantizerControl::Picture picture;
+    picture.presentationTime = request.presentationTime;
+    if (isKey || control_.sharpensAll()) picture.whole = PictureDetail::ofWhole(image);
+    if (isKey) {
+      picture.kind = QuantizerControl::Kind::key;
+    } else if (request.content == PictureContent::repeated) {
+      picture.kind = QuantizerControl::Kind::repeat;
+    } else {
+      picture.changed =
+          request.changed.empty() ? PictureDetail::ofWhole(image) : PictureDetail(image, request.changed);
+    }
+    return picture;
+  }
+
+  x264_picture_t x264Picture(const PictureBuffer& image, int type, int quantizer) {
     x264_picture_t picture;
     x264_picture_init(&picture);
     picture.i_type = type;
+    picture.i_qpplus1 = quantizer + 1;
     picture.i_pts = pictureCount_++;
     picture.img.i_csp = X264_CSP_NV12;
     picture.img.i_plane = 2;
     // The library takes writable pointers and only reads.
-    picture.img.plane[0] = const_cast<std::uint8_t*>(request.image->luma);
-    picture.img.plane[1] = const_cast<std::uint8_t*>(request.image->chroma);
-    picture.img.i_stride[0] = static_cast<int>(request.image->lumaStride);
-    picture.img.i_stride[1] = static_cast<int>(request.image->chromaStride);
+    picture.img.plane[0] = const_cast<std::uint8_t*>(image.luma);
+    picture.img.plane[1] = const_cast<std::uint8_t*>(image.chroma);
+    picture.img.i_stride[0] = static_cast<int>(image.lumaStride);
+    picture.img.i_stride[1] = static_cast<int>(image.chromaStride);
     return picture;
   }
 
-  // Marks the macroblocks outside all changed parts. False when there is nothing to mark.
-  bool markUnchanged(const std::vector<PixelRect>& changed) {
-    if (changed.empty()) return false;
+  // Marks the macroblocks outside all changed parts; the library skips those that are sharp enough already.
+  // False when there is nothing to mark.
+  bool markUnchanged(const CompressionRequest& request) {
+    const bool isAllNew = request.content == PictureContent::changed && request.changed.empty();
+    if (isAllNew) return false;
     std::ranges::fill(unchanged_, static_cast<std::uint8_t>(X264_MBINFO_CONSTANT));
-    for (const PixelRect& rect : changed) markChanged(rect);
+    for (const PixelRect& rect : request.changed) markChanged(rect);
     return true;
   }
 
   void markChanged(const PixelRect& rect) {
-    if (rect.isEmpty()) return;
-    const auto column = [](int x) { return x / macroblockSide; };
-    const int left = column(std::clamp(rect.x, 0, size_.width - 1));
-    const int top = column(std::clamp(rect.y, 0, size_.height - 1));
-    const int right = column(std::clamp(rect.x + rect.width - 1, 0, size_.width - 1));
-    const int bottom = column(std::clamp(rect.y + rect.height - 1, 0, size_.height - 1));
+    const PixelRect part = clipped(rect, size_);
+    if (part.isEmpty()) return;
+    const int left = part.x / macroblockSide;
+    const int right = (part.x + part.width - 1) / macroblockSide;
+    const int top = part.y / macroblockSide;
+    const int bottom = (part.y + part.height - 1) / macroblockSide;
     for (int row = top; row <= bottom; ++row) {
       const auto start = unchanged_.begin() + static_cast<std::ptrdiff_t>(row) * macroblockColumns_;
       std::fill(start + left, start + right + 1, std::uint8_t{0});
     }
-  }
-
-  // Fills the encoder's model of its buffer by real time; see RateBucket.
-  void pace(std::chrono::microseconds presentationTime) { fillUp(bucket_.refillFor(presentationTime)); }
-
-  // With this many bits, behind the next picture.
-  void fillUp(std::int64_t bits) {
-    const std::int64_t wholeBuffer =
-        static_cast<std::int64_t>(parameters_.rc.i_vbv_buffer_size) * declaredFrameRate;
-    parameters_.rc.i_vbv_max_bitrate =
-        static_cast<int>(std::clamp<std::int64_t>(bits * declaredFrameRate / 1000, 1, wholeBuffer));
-    x264_encoder_reconfig(encoder_.get(), &parameters_);
   }
 
   std::optional<CompressedPicture> run(x264_picture_t picture) {
@@ -187,8 +192,6 @@ class X264Compressor final : public VideoCompressor {
     result.data = std::make_shared<const Bytes>(units[0].p_payload, units[0].p_payload + size);
     result.isKeyFrame = out.b_keyframe != 0;
     result.configurationRecord = configuration_;
-    // The constant quality that the picture came to, also where the rate limit coarsened parts of it.
-    result.meanQuantizer = std::clamp(static_cast<float>(out.prop.f_crf_avg), 0.0F, 51.0F);
     return result;
   }
 
@@ -197,7 +200,7 @@ class X264Compressor final : public VideoCompressor {
   x264_param_t parameters_{};
   EncoderHandle encoder_;
   SharedBytes configuration_;
-  RateBucket bucket_{2'000'000};
+  QuantizerControl control_;
   KeyFrameClock keyFrames_;
   const int macroblockColumns_;
   const int macroblockRows_;

@@ -174,7 +174,7 @@ class X265Compressor final : public VideoCompressor {
     result.data = shareBytes(joined(units, count));
     result.isKeyFrame = out->sliceType == X265_TYPE_IDR;
     result.configurationRecord = configuration_;
-    result.meanQuantizer = static_cast<float>(out->frameData.qp);
+    result.coarseness.quantizer = static_cast<float>(out->frameData.qp);
     return result;
   }
 

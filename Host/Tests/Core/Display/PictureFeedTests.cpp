@@ -31,8 +31,8 @@ class PictureFeedTest : public testing::Test {
     encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
     feed_ = std::make_shared<PictureFeed>(queue_, encoder_, milliseconds(16));
     encoder_->onEncodedChunk = [this](const VideoEncoder::EncodedChunk& chunk) {
-      queue_.async([weak = std::weak_ptr(feed_), quantizer = chunk.meanQuantizer] {
-        if (auto feed = weak.lock()) feed->pictureEncoded(quantizer);
+      queue_.async([weak = std::weak_ptr(feed_), coarseness = chunk.coarseness] {
+        if (auto feed = weak.lock()) feed->pictureEncoded(coarseness);
       });
     };
   }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Display/RefinementPolicy.h>
 
+#include <vector>
+
 #include <gtest/gtest.h>
 
 namespace quorl {
@@ -17,73 +19,86 @@ TEST(RefinementPolicy, asksForNothingWhileThePictureIsSharp) {
   EXPECT_FALSE(policy.due());
   policy.changed(at(0));
   EXPECT_FALSE(policy.due());
-  policy.encoded(20);
+  policy.encoded({20});
   EXPECT_FALSE(policy.due());
 }
 
 TEST(RefinementPolicy, asksForNothingWhenTheEncoderDoesNotSayHowCoarseItIs) {
   RefinementPolicy policy;
   policy.changed(at(0));
-  policy.encoded(-1);
+  policy.encoded({-1});
   EXPECT_FALSE(policy.due());
 }
 
 TEST(RefinementPolicy, asksForACoarsePictureAgainOnceTheScreenIsQuiet) {
   RefinementPolicy policy;
   policy.changed(at(0));
-  policy.encoded(40);
+  policy.encoded({40});
   EXPECT_EQ(policy.due(), at(60));
 }
 
 TEST(RefinementPolicy, startsTheQuietAgainWithEachChange) {
   RefinementPolicy policy;
   policy.changed(at(0));
-  policy.encoded(40);
+  policy.encoded({40});
   policy.changed(at(16));
   EXPECT_FALSE(policy.due()) << "the newest picture is not out yet";
-  policy.encoded(38);
+  policy.encoded({38});
   EXPECT_EQ(policy.due(), at(76));
 }
 
 TEST(RefinementPolicy, repeatsUntilItIsSharpWithinAHundredMilliseconds) {
   RefinementPolicy policy;
   policy.changed(at(0));
-  policy.encoded(40);
+  policy.encoded({40});
   policy.repeated(at(60));
   EXPECT_FALSE(policy.due());
-  policy.encoded(30);
+  policy.encoded({30});
   ASSERT_TRUE(policy.due());
   EXPECT_LE(*policy.due(), at(100));
   policy.repeated(*policy.due());
-  policy.encoded(22);
+  policy.encoded({22});
   EXPECT_FALSE(policy.due());
 }
 
-TEST(RefinementPolicy, givesUpAfterAFewPasses) {
-  RefinementPolicy policy({.maximumPasses = 3});
-  policy.changed(at(0));
-  float quantizer = 51;
-  policy.encoded(quantizer);
-  int passes = 0;
-  while (const auto due = policy.due()) {
-    policy.repeated(*due);
-    quantizer -= 2;
-    policy.encoded(quantizer);
-    ASSERT_LT(++passes, 10);
-  }
-  EXPECT_EQ(passes, 3);
-  EXPECT_GT(quantizer, 26);
-}
-
-TEST(RefinementPolicy, stopsWhenAPassGainsNothing) {
+TEST(RefinementPolicy, goesOnUntilThePictureIsAsSharpAsItsEncoderCanMakeIt) {
   RefinementPolicy policy;
   policy.changed(at(0));
-  policy.encoded(40);
+  policy.encoded({.quantizer = 24, .sharp = 19});
+  EXPECT_EQ(policy.due(), at(60));
   policy.repeated(at(60));
-  policy.encoded(39.5F);
+  policy.encoded({.quantizer = 19, .sharp = 19});
+  EXPECT_FALSE(policy.due());
+}
+
+TEST(RefinementPolicy, waitsTwiceAsLongBeforeEachFurtherPassAndGivesUpAfterSix) {
+  RefinementPolicy policy;
+  policy.changed(at(0));
+  float quantizer = 51;
+  policy.encoded({quantizer});
+  std::vector<MonotonicTime> passes;
+  while (const auto due = policy.due()) {
+    passes.push_back(*due);
+    ASSERT_LT(passes.size(), 10U);
+    policy.repeated(*due);
+    quantizer -= 2;
+    policy.encoded({quantizer});
+  }
+  EXPECT_EQ(passes, (std::vector{at(60), at(85), at(135), at(235), at(435), at(835)}));
+}
+
+TEST(RefinementPolicy, stopsWhenTwoPassesGainNothing) {
+  RefinementPolicy policy;
+  policy.changed(at(0));
+  policy.encoded({40});
+  policy.repeated(at(60));
+  policy.encoded({39.5F});
+  ASSERT_EQ(policy.due(), at(85)) << "the rate may have left nothing for the first";
+  policy.repeated(at(85));
+  policy.encoded({39.5F});
   EXPECT_FALSE(policy.due());
   policy.changed(at(500));
-  policy.encoded(40);
+  policy.encoded({40});
   EXPECT_EQ(policy.due(), at(560)) << "a new change begins afresh";
 }
 

@@ -130,8 +130,8 @@ TEST_P(RealCompressor, putsOutEveryPictureAtOnceWithItsTime) {
     recording.encode(picture);
     ASSERT_EQ(recording.pictures().size(), count);
     EXPECT_EQ(recording.pictures().back().presentationTime, milliseconds(700) * count);
-    EXPECT_GE(recording.pictures().back().meanQuantizer, 0);
-    EXPECT_LE(recording.pictures().back().meanQuantizer, 51);
+    EXPECT_GE(recording.pictures().back().coarseness.quantizer, 0);
+    EXPECT_LE(recording.pictures().back().coarseness.quantizer, 51);
   }
 }
 
@@ -262,8 +262,8 @@ TEST_P(RealCompressor, becomesSharperWhenAPictureIsEncodedAgain) {
   }
   const auto original = screen.picture()->packed();
   for (int pass = 0; pass < 3; ++pass) {
-    recording.advance(milliseconds(pass == 0 ? 44 : 25));
-    recording.encode(screen.picture());
+    recording.advance(milliseconds(pass == 0 ? 44 : 25 << (pass - 1)));
+    recording.encodeAgain(screen.picture());
   }
   const auto decoded = recording.decoded();
   ASSERT_EQ(decoded.size(), 11U);

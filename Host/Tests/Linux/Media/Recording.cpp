@@ -98,7 +98,15 @@ Recording::Recording(VideoCodec codec, PixelSize size, int fps, double quality) 
 
 void Recording::encode(std::shared_ptr<const PictureBuffer> image, std::vector<PixelRect> changed,
                        bool forceKeyFrame) {
-  compressor_->encode({std::move(image), time_, forceKeyFrame, std::move(changed)});
+  compressor_->encode({.image = std::move(image),
+                       .presentationTime = time_,
+                       .forceKeyFrame = forceKeyFrame,
+                       .changed = std::move(changed)});
+}
+
+void Recording::encodeAgain(std::shared_ptr<const PictureBuffer> image) {
+  compressor_->encode(
+      {.image = std::move(image), .presentationTime = time_, .content = PictureContent::repeated});
 }
 
 void Recording::setRates(int fps, double quality) {

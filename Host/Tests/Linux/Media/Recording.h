@@ -41,6 +41,8 @@ class Recording {
   VideoCompressor& compressor() { return *compressor_; }
   void encode(std::shared_ptr<const PictureBuffer> image, std::vector<PixelRect> changed = {},
               bool forceKeyFrame = false);
+  /// The picture encoded before.
+  void encodeAgain(std::shared_ptr<const PictureBuffer> image);
   /// The time of the next picture.
   void advance(std::chrono::microseconds by) { time_ += by; }
   void setRates(int fps, double quality);

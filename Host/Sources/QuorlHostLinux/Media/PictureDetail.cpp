@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Media/PictureDetail.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace quorl {
+
+namespace {
+
+constexpr int blockSide = 4;
+constexpr int macroblockArea = 256;
+// Of so many rows one is looked at, with the row below it.
+constexpr int rowStep = 16;
+// Found by encoding photographs with grain, noise and pages of text at quantisers of 18 to 50.
+constexpr double bitsPerOctave = 22;
+constexpr double visibleShareOfStep = 0.66;
+constexpr double bitsPerMacroblock = 14;
+
+// ISO/IEC 14496-10, 8.5.9: the step doubles with every 6 and is 1 at 4.
+double stepOf(int quantizer) {
+  return std::exp2((quantizer - 4) / 6.0);
+}
+
+std::uint8_t distance(std::uint8_t a, std::uint8_t b) {
+  return a > b ? static_cast<std::uint8_t>(a - b) : static_cast<std::uint8_t>(b - a);
+}
+
+}  // namespace
+
+PixelRect clipped(const PixelRect& rect, PixelSize size) {
+  const int left = std::max(rect.x, 0);
+  const int top = std::max(rect.y, 0);
+  const int right = std::min(rect.x + rect.width, size.width);
+  const int bottom = std::min(rect.y + rect.height, size.height);
+  return left < right && top < bottom ? PixelRect{left, top, right - left, bottom - top} : PixelRect{};
+}
+
+PictureDetail::PictureDetail(const PictureBuffer& picture, std::span<const PixelRect> parts) {
+  Counts counts{};
+  for (const PixelRect& part : parts) {
+    const PixelRect rect = clipped(part, picture.size);
+    if (rect.isEmpty()) continue;
+    macroblocks_ += static_cast<double>(rect.width) * rect.height / macroblockArea;
+    const int rows = std::max(1, rect.height / rowStep);
+    const double weight = static_cast<double>(rect.height) / (rows * blockSide);
+    for (int count = 0; count < rows; ++count) {
+      const int y = std::min(rect.y + count * rowStep + rowStep / 2, rect.y + rect.height - 1);
+      const std::uint8_t* row =
+          picture.luma + static_cast<std::size_t>(y) * picture.lumaStride + static_cast<std::size_t>(rect.x);
+      addRow(counts, row, y + 1 < picture.size.height ? row + picture.lumaStride : row, rect.width, weight);
+    }
+  }
+  sumUp(counts);
+}
+
+PictureDetail PictureDetail::ofWhole(const PictureBuffer& picture) {
+  const PixelRect whole{0, 0, picture.size.width, picture.size.height};
+  return {picture, std::span(&whole, 1)};
+}
+
+void PictureDetail::addRow(Counts& counts, const std::uint8_t* row, const std::uint8_t* nextRow, int width,
+                           double weight) {
+  for (int x = 0; x < width; x += blockSide) {
+    const int end = std::min(x + blockSide, width);
+    std::uint8_t strongest = 0;
+    for (int i = x; i < end; ++i) {
+      const std::uint8_t level = i + 1 < width ? distance(row[i], row[i + 1]) : std::uint8_t{0};
+      strongest = std::max({strongest, level, distance(row[i], nextRow[i])});
+    }
+    counts[strongest] += weight;
+  }
+}
+
+void PictureDetail::sumUp(const Counts& counts) {
+  double blocks = 0;
+  double octaves = 0;
+  for (std::size_t strength = strengths - 1; strength > 0; --strength) {
+    blocks += counts[strength];
+    if (counts[strength] > 0) octaves += counts[strength] * std::log2(static_cast<double>(strength));
+    blocksFrom_[strength] = blocks;
+    octavesFrom_[strength] = octaves;
+  }
+}
+
+double PictureDetail::bitsAt(int quantizer) const {
+  const double smallest = visibleShareOfStep * stepOf(quantizer);
+  double bits = bitsPerMacroblock * macroblocks_;
+  if (smallest > strengths - 1) return bits;
+  const auto strength = std::max<std::size_t>(static_cast<std::size_t>(std::ceil(smallest)), 1);
+  return bits + bitsPerOctave * (octavesFrom_[strength] - blocksFrom_[strength] * std::log2(smallest));
+}
+
+}  // namespace quorl

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Media/QuantizerControl.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include <QuorlHostLinux/Media/SoftwareEncoding.h>
+
+namespace quorl {
+
+namespace {
+
+// A change that costs more than so many pictures' share of the rate comes later than it need.
+constexpr double promptPictures = 1.5;
+
+// What one picture may take of the bits at hand: changes go on coming, a key frame is alone.
+constexpr double shareForChange = 0.5;
+constexpr double shareForRepeat = 0.5;
+constexpr double shareForKey = 0.7;
+
+constexpr std::chrono::milliseconds motionMemory{200};
+constexpr double leastMotion = 0.1;
+constexpr double mostMotion = 2;
+constexpr double motionLearning = 0.5;
+
+double shareFor(QuantizerControl::Kind kind) {
+  switch (kind) {
+    case QuantizerControl::Kind::change:
+      return shareForChange;
+    case QuantizerControl::Kind::repeat:
+      return shareForRepeat;
+    case QuantizerControl::Kind::key:
+      return shareForKey;
+  }
+  return shareForChange;
+}
+
+}  // namespace
+
+void QuantizerControl::setRates(const CompressionRates& rates) {
+  bucket_.setRate(rates.averageBitRate);
+  bitsPerPicture_ = static_cast<double>(rates.averageBitRate) / std::max(rates.expectedFrameRate, 1);
+  finest_ = static_cast<int>(std::lround(constantRateFactor(rates, size_)));
+}
+
+int QuantizerControl::choose(const Picture& picture) {
+  forgetMotion(picture.presentationTime);
+  bucket_.advance(picture.presentationTime);
+  int quantizer = finest_;
+  if (picture.kind == Kind::change)
+    quantizer = firstWithin(picture, finest_, std::max(finest_, pleasant), promptPictures * bitsPerPicture_);
+  const double allowance = std::max(0.0, bucket_.available()) * shareFor(picture.kind);
+  quantizer = firstWithin(picture, quantizer, coarsest, allowance);
+  choice_ = {picture.kind, quantizer, picture.changed.bitsAt(quantizer)};
+  return quantizer;
+}
+
+void QuantizerControl::encoded(std::int64_t bits) {
+  bucket_.spend(bits);
+  const bool wasAllChange = choice_.kind == Kind::change && choice_.quantizer >= shown_;
+  shown_ = choice_.quantizer;
+  if (!wasAllChange || choice_.bitsAsNew <= 0) return;
+  const double seen = std::clamp(static_cast<double>(bits) / choice_.bitsAsNew, leastMotion, mostMotion);
+  motion_ += (seen - motion_) * motionLearning;
+}
+
+// After a pause the next change is as likely as not to be something new.
+void QuantizerControl::forgetMotion(Time presentationTime) {
+  if (!lastTime_ || presentationTime - *lastTime_ > motionMemory) motion_ = 1;
+  lastTime_ = presentationTime;
+}
+
+double QuantizerControl::expectedBits(const Picture& picture, int quantizer) const {
+  if (picture.kind == Kind::key) return picture.whole ? picture.whole->bitsAt(quantizer) : 0;
+  double bits = picture.changed.bitsAt(quantizer) * motion_;
+  if (quantizer < shown_ && picture.whole)
+    bits += std::max(0.0, picture.whole->bitsAt(quantizer) - picture.whole->bitsAt(shown_));
+  return bits;
+}
+
+int QuantizerControl::firstWithin(const Picture& picture, int from, int to, double allowance) const {
+  // The bits fall as the quantiser rises.
+  int finer = from;
+  int coarser = std::max(from, to);
+  while (finer < coarser) {
+    const int middle = (finer + coarser) / 2;
+    if (expectedBits(picture, middle) <= allowance)
+      coarser = middle;
+    else
+      finer = middle + 1;
+  }
+  return finer;
+}
+
+}  // namespace quorl

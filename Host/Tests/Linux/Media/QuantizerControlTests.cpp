@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Media/QuantizerControl.h>
+
+#include <gtest/gtest.h>
+
+#include "SyntheticScreen.h"
+
+namespace quorl {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using test::DrawnPicture;
+using test::SyntheticScreen;
+using Kind = QuantizerControl::Kind;
+
+constexpr PixelSize size{1280, 720};
+
+PictureDetail noiseDetail() {
+  SyntheticScreen screen(size);
+  screen.makeNoise();
+  return PictureDetail::ofWhole(*screen.picture());
+}
+
+PictureDetail pageDetail() {
+  return PictureDetail::ofWhole(*SyntheticScreen(size).picture());
+}
+
+PictureDetail smallDetail() {
+  const PixelRect character{100, 100, 8, 14};
+  return {*SyntheticScreen(size).picture(), std::span(&character, 1)};
+}
+
+CompressionRates ratesOf(std::int64_t bits) {
+  CompressionRates rates;
+  rates.averageBitRate = bits;
+  return rates;
+}
+
+// After its first key frame and what makes that sharp.
+struct Sharp {
+  QuantizerControl control{size};
+  microseconds time{0};
+
+  explicit Sharp(std::int64_t rate) {
+    control.setRates(ratesOf(rate));
+    control.choose({.kind = Kind::key, .presentationTime = time, .whole = pageDetail()});
+    control.encoded(1'000);
+    for (int pass = 0; pass < 20 && control.sharpensAll(); ++pass) {
+      time += milliseconds(500);
+      control.choose({.kind = Kind::repeat, .presentationTime = time, .whole = pageDetail()});
+      control.encoded(1'000);
+    }
+    time += milliseconds(500);
+  }
+  int change(const PictureDetail& changed) {
+    QuantizerControl::Picture picture{.presentationTime = time, .changed = changed};
+    if (control.sharpensAll()) picture.whole = changed;
+    return control.choose(picture);
+  }
+};
+
+TEST(PictureDetail, findsNothingInAFlatPictureButItsMacroblocks) {
+  DrawnPicture flat(size);
+  flat.fill({0, 0, size.width, size.height}, 90, 100, 140);
+  const auto detail = PictureDetail::ofWhole(flat);
+  EXPECT_DOUBLE_EQ(detail.bitsAt(18), detail.bitsAt(40));
+  EXPECT_LT(detail.bitsAt(18), 80'000);
+  EXPECT_GT(detail.bitsAt(18), 30'000);
+}
+
+TEST(PictureDetail, costsLessTheCoarserItIs) {
+  for (const auto& detail : {noiseDetail(), pageDetail()})
+    for (int quantizer = 1; quantizer <= 51; ++quantizer)
+      EXPECT_LE(detail.bitsAt(quantizer), detail.bitsAt(quantizer - 1)) << quantizer;
+}
+
+TEST(PictureDetail, takesPartsThatLieOutsideThePicture) {
+  constexpr int far = 1'000'000'000;
+  const std::vector<PixelRect> parts{
+      {-far, -far, far, far}, {far, far, 5, 5}, {0, 0, -4, 9}, {1279, 719, far, far}, {0, 719, 3, 1}};
+  const PictureDetail detail(*SyntheticScreen(size).picture(), parts);
+  EXPECT_LT(detail.bitsAt(0), 10'000);
+  EXPECT_DOUBLE_EQ(PictureDetail(*SyntheticScreen(size).picture(), {}).bitsAt(0), 0);
+}
+
+TEST(QuantizerControl, drawsASmallChangeAsFineAsTheRatesAsk) {
+  for (const std::int64_t rate : {2'000'000, 8'000'000, 40'000'000}) {
+    Sharp sharp(rate);
+    EXPECT_EQ(sharp.change(smallDetail()), sharp.control.finest()) << rate;
+  }
+}
+
+TEST(QuantizerControl, asksForFinerPicturesAtAHigherRate) {
+  QuantizerControl control(size);
+  control.setRates(ratesOf(2'000'000));
+  const int low = control.finest();
+  control.setRates(ratesOf(40'000'000));
+  EXPECT_LT(control.finest(), low);
+}
+
+TEST(QuantizerControl, makesALargeChangePromptBeforeItIsSharp) {
+  Sharp sharp(12'000'000);
+  const int first = sharp.change(pageDetail());
+  EXPECT_GT(first, sharp.control.finest());
+  EXPECT_LE(first, QuantizerControl::pleasant);
+  sharp.control.encoded(700'000);
+  ASSERT_TRUE(sharp.control.sharpensAll());
+  sharp.time += milliseconds(60);
+  const int second =
+      sharp.control.choose({.kind = Kind::repeat, .presentationTime = sharp.time, .whole = pageDetail()});
+  EXPECT_LT(second, first);
+}
+
+TEST(QuantizerControl, getsCoarserThanPleasantOnlyForTheRate) {
+  Sharp sharp(2'000'000);
+  EXPECT_GT(sharp.change(noiseDetail()), QuantizerControl::pleasant);
+}
+
+TEST(QuantizerControl, goesToTheCoarsestWhileThereIsADebt) {
+  Sharp sharp(4'000'000);
+  sharp.change(pageDetail());
+  sharp.control.encoded(8'000'000);
+  sharp.time += milliseconds(16);
+  EXPECT_EQ(sharp.change(pageDetail()), QuantizerControl::coarsest);
+}
+
+TEST(QuantizerControl, learnsThatWhatMovesIsCheapAndForgetsItAfterAPause) {
+  Sharp sharp(12'000'000);
+  const int first = sharp.change(pageDetail());
+  for (int count = 0; count < 30; ++count) {
+    sharp.control.encoded(5'000);
+    sharp.time += microseconds(16'667);
+    sharp.change(pageDetail());
+  }
+  const int moving = sharp.change(pageDetail());
+  EXPECT_LT(moving, first);
+  sharp.control.encoded(5'000);
+  sharp.time += milliseconds(400);
+  EXPECT_GT(sharp.change(pageDetail()), moving);
+}
+
+TEST(QuantizerControl, knowsThatAFinerPictureSharpensTheWholeScreen) {
+  Sharp sharp(2'000'000);
+  const int coarse = sharp.change(noiseDetail());
+  sharp.control.encoded(100'000);
+  sharp.time += milliseconds(16);
+  QuantizerControl::Picture typed{.presentationTime = sharp.time, .changed = smallDetail()};
+  typed.whole = noiseDetail();
+  const int next = sharp.control.choose(typed);
+  EXPECT_GT(next, sharp.control.finest()) << "all the noise would come with the character";
+  EXPECT_LE(next, coarse);
+}
+
+}  // namespace
+}  // namespace quorl
