@@ -22,8 +22,36 @@ double stepOf(int quantizer) {
   return std::exp2((quantizer - 4) / 6.0);
 }
 
+// So many pixels at a time, a fixed number that the compiler turns into vectors.
+constexpr int chunk = 64;
+
+using RowCounts = std::array<std::uint32_t, 256>;
+
 std::uint8_t distance(std::uint8_t a, std::uint8_t b) {
-  return a > b ? static_cast<std::uint8_t>(a - b) : static_cast<std::uint8_t>(b - a);
+  return static_cast<std::uint8_t>(std::max(a, b) - std::min(a, b));
+}
+
+// Reads `chunk` + 1 bytes of the row and `chunk` of the one below.
+void countChunk(RowCounts& counts, const std::uint8_t* row, const std::uint8_t* below) {
+  std::array<std::uint8_t, chunk> edges;
+  for (int i = 0; i < chunk; ++i)
+    edges[i] = std::max(distance(row[i], row[i + 1]), distance(row[i], below[i]));
+  for (int i = 0; i < chunk; i += blockSide)
+    ++counts[std::max({edges[i], edges[i + 1], edges[i + 2], edges[i + 3]})];
+}
+
+void countRow(RowCounts& counts, const std::uint8_t* row, const std::uint8_t* below, int width) {
+  int x = 0;
+  for (; x + chunk < width; x += chunk) countChunk(counts, row + x, below + x);
+  // The end, with its last pixel repeated.
+  const int rest = width - x;
+  std::array<std::uint8_t, chunk + 1> end;
+  std::array<std::uint8_t, chunk> endBelow;
+  end.fill(row[width - 1]);
+  endBelow.fill(row[width - 1]);
+  std::copy_n(row + x, rest, end.begin());
+  std::copy_n(below + x, rest, endBelow.begin());
+  countChunk(counts, end.data(), endBelow.data());
 }
 
 }  // namespace
@@ -43,13 +71,16 @@ PictureDetail::PictureDetail(const PictureBuffer& picture, std::span<const Pixel
     if (rect.isEmpty()) continue;
     macroblocks_ += static_cast<double>(rect.width) * rect.height / macroblockArea;
     const int rows = std::max(1, rect.height / rowStep);
-    const double weight = static_cast<double>(rect.height) / (rows * blockSide);
+    RowCounts sampled{};
     for (int count = 0; count < rows; ++count) {
       const int y = std::min(rect.y + count * rowStep + rowStep / 2, rect.y + rect.height - 1);
       const std::uint8_t* row =
           picture.luma + static_cast<std::size_t>(y) * picture.lumaStride + static_cast<std::size_t>(rect.x);
-      addRow(counts, row, y + 1 < picture.size.height ? row + picture.lumaStride : row, rect.width, weight);
+      countRow(sampled, row, y + 1 < picture.size.height ? row + picture.lumaStride : row, rect.width);
     }
+    const double weight = static_cast<double>(rect.height) / (rows * blockSide);
+    for (std::size_t strength = 1; strength < strengths; ++strength)
+      counts[strength] += sampled[strength] * weight;
   }
   sumUp(counts);
 }
@@ -57,19 +88,6 @@ PictureDetail::PictureDetail(const PictureBuffer& picture, std::span<const Pixel
 PictureDetail PictureDetail::ofWhole(const PictureBuffer& picture) {
   const PixelRect whole{0, 0, picture.size.width, picture.size.height};
   return {picture, std::span(&whole, 1)};
-}
-
-void PictureDetail::addRow(Counts& counts, const std::uint8_t* row, const std::uint8_t* nextRow, int width,
-                           double weight) {
-  for (int x = 0; x < width; x += blockSide) {
-    const int end = std::min(x + blockSide, width);
-    std::uint8_t strongest = 0;
-    for (int i = x; i < end; ++i) {
-      const std::uint8_t level = i + 1 < width ? distance(row[i], row[i + 1]) : std::uint8_t{0};
-      strongest = std::max({strongest, level, distance(row[i], nextRow[i])});
-    }
-    counts[strongest] += weight;
-  }
 }
 
 void PictureDetail::sumUp(const Counts& counts) {

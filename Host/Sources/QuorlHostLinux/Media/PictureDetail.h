@@ -32,8 +32,6 @@ class PictureDetail {
   static constexpr int strengths = 256;
   using Counts = std::array<double, strengths>;  // of blocks, by the strength of their strongest edge
 
-  static void addRow(Counts& counts, const std::uint8_t* row, const std::uint8_t* nextRow, int width,
-                     double weight);
   void sumUp(const Counts& counts);
 
   double macroblocks_ = 0;

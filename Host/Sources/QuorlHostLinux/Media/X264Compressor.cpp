@@ -131,15 +131,14 @@ class X264Compressor final : public VideoCompressor {
     const PictureBuffer& image = *request.image;
     QuantizerControl::Picture picture;
     picture.presentationTime = request.presentationTime;
-    if (isKey || control_.sharpensAll()) picture.whole = PictureDetail::ofWhole(image);
-    if (isKey) {
+    const bool isAllNew = request.content == PictureContent::changed && request.changed.empty();
+    if (isKey || isAllNew || control_.sharpensAll()) picture.whole = PictureDetail::ofWhole(image);
+    if (isKey)
       picture.kind = QuantizerControl::Kind::key;
-    } else if (request.content == PictureContent::repeated) {
+    else if (request.content == PictureContent::repeated)
       picture.kind = QuantizerControl::Kind::repeat;
-    } else {
-      picture.changed =
-          request.changed.empty() ? PictureDetail::ofWhole(image) : PictureDetail(image, request.changed);
-    }
+    else
+      picture.changed = isAllNew ? *picture.whole : PictureDetail(image, request.changed);
     return picture;
   }
 
