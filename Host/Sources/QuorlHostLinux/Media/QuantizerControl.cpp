@@ -10,8 +10,10 @@ namespace quorl {
 
 namespace {
 
-// A change that costs more than so many pictures' share of the rate comes later than it need.
-constexpr double promptPictures = 1.5;
+// A change that costs more than so many pictures' share of the rate comes later than it need: the first one
+// after a pause, which somebody waits for, and one of a row, which had better be good.
+constexpr double firstShare = 0.5;
+constexpr double followingShare = 1.5;
 
 // What one picture may take of the bits at hand: changes go on coming, a key frame is alone.
 constexpr double shareForChange = 0.5;
@@ -44,11 +46,15 @@ void QuantizerControl::setRates(const CompressionRates& rates) {
 }
 
 int QuantizerControl::choose(const Picture& picture) {
-  forgetMotion(picture.presentationTime);
+  const bool isFirst = !lastTime_ || picture.presentationTime - *lastTime_ > motionMemory;
+  lastTime_ = picture.presentationTime;
+  // After a pause the next change is as likely as not to be something new.
+  if (isFirst) motion_ = 1;
   bucket_.advance(picture.presentationTime);
   int quantizer = finest_;
   if (picture.kind == Kind::change)
-    quantizer = firstWithin(picture, finest_, std::max(finest_, pleasant), promptPictures * bitsPerPicture_);
+    quantizer = firstWithin(picture, finest_, std::max(finest_, pleasant),
+                            bitsPerPicture_ * (isFirst ? firstShare : followingShare));
   const double allowance = std::max(0.0, bucket_.available()) * shareFor(picture.kind);
   quantizer = firstWithin(picture, quantizer, coarsest, allowance);
   choice_ = {picture.kind, quantizer, picture.changed.bitsAt(quantizer)};
@@ -62,12 +68,6 @@ void QuantizerControl::encoded(std::int64_t bits) {
   if (!wasAllChange || choice_.bitsAsNew <= 0) return;
   const double seen = std::clamp(static_cast<double>(bits) / choice_.bitsAsNew, leastMotion, mostMotion);
   motion_ += (seen - motion_) * motionLearning;
-}
-
-// After a pause the next change is as likely as not to be something new.
-void QuantizerControl::forgetMotion(Time presentationTime) {
-  if (!lastTime_ || presentationTime - *lastTime_ > motionMemory) motion_ = 1;
-  lastTime_ = presentationTime;
 }
 
 double QuantizerControl::expectedBits(const Picture& picture, int quantizer) const {

@@ -58,7 +58,6 @@ class QuantizerControl {
 
  private:
   double expectedBits(const Picture& picture, int quantizer) const;
-  void forgetMotion(Time presentationTime);
   // The finest from `from` to `to` whose bits are within the allowance, else `to`.
   int firstWithin(const Picture& picture, int from, int to, double allowance) const;
 
