@@ -161,11 +161,13 @@ std::vector<Probe> Painter::preparePicture() {
                   impl_->screen->width_in_pixels, impl_->screen->height_in_pixels);
   };
   std::vector<Probe> probes;
-  for (const auto& [x, y] : {std::pair(40, 40),
-                             {width() - 40, 40},
-                             {40, height() - 40},
-                             {width() - 40, height() - 40},
-                             {width() / 2 + 200, height() / 2}}) {
+  constexpr int columns = 24;
+  constexpr int rowCount = 14;
+  for (int place = 0; place < columns * rowCount; ++place) {
+    const int x = 40 + place % columns * (width() - 80) / (columns - 1);
+    const int y = 40 + place / columns * (height() - 80) / (rowCount - 1);
+    // The pointer may stand there.
+    if (std::abs(x - width() / 2) < 30 && std::abs(y - height() / 2) < 30) continue;
     const std::uint32_t pixel =
         impl_->pictures[index][static_cast<std::size_t>(y) * static_cast<std::size_t>(width()) +
                                static_cast<std::size_t>(x)];

@@ -16,6 +16,12 @@ class ProbeBoard {
     std::lock_guard lock(mutex_);
     probes_.assign(probes.begin(), probes.end());
     seen_.reset();
+    error_.reset();
+  }
+
+  std::optional<double> error() {
+    std::lock_guard lock(mutex_);
+    return error_;
   }
 
   std::optional<Clock::time_point> wait(std::chrono::milliseconds deadline) {
@@ -29,9 +35,16 @@ class ProbeBoard {
   void picture(Pixel&& pixel) {
     const auto now = Clock::now();
     std::lock_guard lock(mutex_);
-    if (probes_.empty() || seen_) return;
-    for (const Probe& probe : probes_)
-      if (!probe.matches(pixel(probe.x, probe.y))) return;
+    if (probes_.empty()) return;
+    int distance = 0;
+    bool allMatch = true;
+    for (const Probe& probe : probes_) {
+      const Rgb seen = pixel(probe.x, probe.y);
+      distance += probe.distance(seen);
+      allMatch = allMatch && probe.matches(seen);
+    }
+    if (seen_ || allMatch) error_ = distance / (3.0 * static_cast<double>(probes_.size()));
+    if (seen_ || !allMatch) return;
     seen_ = now;
     changed_.notify_all();
   }
@@ -41,6 +54,7 @@ class ProbeBoard {
   std::condition_variable changed_;
   std::vector<Probe> probes_;
   std::optional<Clock::time_point> seen_;
+  std::optional<double> error_;
 };
 
 }  // namespace quorl::bench

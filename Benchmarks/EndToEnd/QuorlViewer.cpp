@@ -63,6 +63,7 @@ class QuorlViewer final : public Viewer {
   std::optional<Clock::time_point> wait(std::chrono::milliseconds deadline) override {
     return board_.wait(deadline);
   }
+  std::optional<double> error() override { return board_.error(); }
   std::uint64_t pictures() const override { return pictures_; }
   std::uint64_t bytes() const override { return bytes_; }
 

@@ -55,6 +55,7 @@ class RfbViewer final : public Viewer {
   std::optional<Clock::time_point> wait(std::chrono::milliseconds deadline) override {
     return board_.wait(deadline);
   }
+  std::optional<double> error() override { return board_.error(); }
   std::uint64_t pictures() const override { return pictures_; }
   std::uint64_t bytes() const override { return 0; }
 

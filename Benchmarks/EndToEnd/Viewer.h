@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <optional>
 #include <span>
 #include <string>
@@ -24,6 +25,12 @@ struct Probe {
   Rgb colour;
   int tolerance = 24;
 
+  /// Sum over the channels.
+  int distance(Rgb seen) const {
+    return std::abs(seen.red - colour.red) + std::abs(seen.green - colour.green) +
+           std::abs(seen.blue - colour.blue);
+  }
+
   bool matches(Rgb seen) const {
     const auto near = [this](int a, int b) { return (a > b ? a - b : b - a) <= tolerance; };
     return near(seen.red, colour.red) && near(seen.green, colour.green) && near(seen.blue, colour.blue);
@@ -41,6 +48,9 @@ class Viewer {
   virtual void arm(std::span<const Probe> probes) = 0;
   /// When the first picture that showed them all was decoded; nothing at the deadline.
   virtual std::optional<Clock::time_point> wait(std::chrono::milliseconds deadline) = 0;
+
+  /// How far the newest picture since that one is from the probes: the mean over their channels, of 255.
+  virtual std::optional<double> error() = 0;
 
   /// Pictures decoded and bytes received so far.
   virtual std::uint64_t pictures() const = 0;

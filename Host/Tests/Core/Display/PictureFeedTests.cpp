@@ -168,6 +168,7 @@ TEST_F(PictureFeedTest, refinesACoarsePictureWithinAHundredMilliseconds) {
   EXPECT_LE(quantizerOf_[1], 26);
   EXPECT_FALSE(requests()[1].forceKeyFrame);
   EXPECT_TRUE(requests()[1].changed.empty());
+  EXPECT_EQ(requests()[1].content, PictureContent::repeated);
   scheduler_.advance(seconds(60));
   EXPECT_EQ(requests().size(), 2U);
 }
@@ -190,7 +191,7 @@ TEST_F(PictureFeedTest, refinesAFewTimesAtMostWhatStaysCoarse) {
   gainPerPass_ = 2;
   arrive(1, milliseconds(10));
   scheduler_.advance(seconds(60));
-  EXPECT_EQ(requests().size(), 4U);
+  EXPECT_EQ(requests().size(), 7U);
 }
 
 TEST_F(PictureFeedTest, costsNothingWhileNothingChanges) {
