@@ -293,9 +293,12 @@ void ClientConnection::reply(ControlMessage message) {
   if (auto frame = OutgoingFrame::control(message)) rawSend(std::move(*frame), Droppable::no);
 }
 
+bool ClientConnection::dropsNow(Droppable droppable) const {
+  return droppable == Droppable::yes && outstandingBytes_ > backpressureThreshold;
+}
+
 void ClientConnection::rawSend(OutgoingFrame frame, Droppable droppable) {
-  if (closed_) return;
-  if (droppable == Droppable::yes && outstandingBytes_ > backpressureThreshold) return;
+  if (closed_ || dropsNow(droppable)) return;
   const std::size_t byteCount = frame.size();
   outstandingBytes_ += byteCount;
   ++outstandingFrames_;
@@ -307,6 +310,13 @@ void ClientConnection::rawSend(OutgoingFrame frame, Droppable droppable) {
   });
 }
 
+// Once, and not while pictures are being dropped: a key frame lengthens the backlog and is never dropped.
+void ClientConnection::repairStreams() {
+  if (brokenStreams_.empty() || outstandingBytes_ > backpressureThreshold) return;
+  for (const std::uint32_t streamID : std::exchange(brokenStreams_, {}))
+    if (ClientStream* stream = streams_.find(streamID)) stream->requestKeyframe();
+}
+
 void ClientConnection::sent(std::size_t byteCount, const std::optional<PortError>& error) {
   outstandingBytes_ -= byteCount;
   --outstandingFrames_;
@@ -315,7 +325,9 @@ void ClientConnection::sent(std::size_t byteCount, const std::optional<PortError
     teardown();
     return;
   }
-  if (receiveWaits_ && !closed_ && mayReceive()) armReceive();
+  if (closed_) return;
+  repairStreams();
+  if (receiveWaits_ && mayReceive()) armReceive();
 }
 
 void ClientConnection::sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
@@ -329,6 +341,7 @@ void ClientConnection::sendVideo(std::uint32_t streamID, VideoPacketFlags flags,
     if (self->udpVideo_ && !flags.contains(VideoPacketFlags::codecConfig)) {
       self->sendDatagrams(streamID, flags, ptsMicros, data);
     } else {
+      if (self->dropsNow(droppable)) self->brokenStreams_.insert(streamID);
       self->rawSend(OutgoingFrame::video(SharedVideoPacket{streamID, flags, ptsMicros, data}), droppable);
     }
   });

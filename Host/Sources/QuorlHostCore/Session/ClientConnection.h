@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
@@ -105,7 +106,9 @@ class ClientConnection final : public StreamOutputSink,
   void closeLater(std::chrono::milliseconds delay) QUORL_REQUIRES(queue_);
   void authenticated() QUORL_REQUIRES(queue_);
   void pushInitialState() QUORL_REQUIRES(queue_);
+  bool dropsNow(Droppable droppable) const QUORL_REQUIRES(queue_);
   void rawSend(OutgoingFrame frame, Droppable droppable) QUORL_REQUIRES(queue_);
+  void repairStreams() QUORL_REQUIRES(queue_);
   void sent(std::size_t byteCount, const std::optional<PortError>& error) QUORL_REQUIRES(queue_);
   void sendDatagrams(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
                      const SharedBytes& data) QUORL_REQUIRES(queue_);
@@ -128,6 +131,8 @@ class ClientConnection final : public StreamOutputSink,
   std::optional<Date> lastProbeAt_ QUORL_GUARDED_BY(queue_);
   std::size_t outstandingBytes_ QUORL_GUARDED_BY(queue_) = 0;
   std::size_t outstandingFrames_ QUORL_GUARDED_BY(queue_) = 0;
+  // Streams that have lost a picture, which later ones build on.
+  std::set<std::uint32_t> brokenStreams_ QUORL_GUARDED_BY(queue_);
   bool receiveWaits_ QUORL_GUARDED_BY(queue_) = false;  // for the backlog to shrink
   bool closed_ QUORL_GUARDED_BY(queue_) = false;
   Timer closing_ QUORL_GUARDED_BY(queue_);

@@ -340,6 +340,24 @@ TEST_F(ClientConnectionTest, countsABacklogOfExactlyTheThresholdAsNone) {
   EXPECT_FALSE(isBackpressured());
 }
 
+TEST_F(ClientConnectionTest, asksForAKeyFrameOfEachStreamThatLostAPictureOnceTheBacklogIsGone) {
+  FakeClient client = connectAuthenticated();
+  client.send(message::StartStream{streamNumber(1)});
+  client.send(message::StartStream{streamNumber(2)});
+  client.settle();
+  client.peer->setReading(false);
+  connection_->sendFrame(frameOfSize(ClientConnection::backpressureThreshold + 1), Droppable::no);
+  for (int count = 0; count < 3; ++count)
+    connection_->sendVideo(2, {}, 42, shareBytes(bytesOf("picture")), Droppable::yes);
+  connection_->sendVideo(1, VideoPacketFlags::keyframe, 42, shareBytes(bytesOf("key")), Droppable::no);
+  simulation_.runReady();
+  EXPECT_THAT(streams_[1]->calls, ElementsAre("start")) << "it would only lengthen the backlog";
+  client.peer->setReading(true);
+  simulation_.runReady();
+  EXPECT_THAT(streams_[0]->calls, ElementsAre("start")) << "it has lost nothing";
+  EXPECT_THAT(streams_[1]->calls, ElementsAre("start", "keyframe"));
+}
+
 TEST_F(ClientConnectionTest, isNotBackpressuredOnceClosedThoughBytesAreOutstanding) {
   FakeClient client = connectAuthenticated();
   client.peer->setReading(false);
