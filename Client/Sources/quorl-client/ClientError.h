@@ -15,7 +15,7 @@ enum class ExitCode : std::uint8_t {
   unreachable = 3,   // no session host answers at the address
   refused = 4,       // not paired, wrong PIN, locked out, another protocol version
   timedOut = 5,      // connected, but what was awaited did not come in time
-  interrupted = 130  // by SIGINT or SIGTERM
+  interrupted = 130  // by SIGINT, SIGTERM or SIGHUP
 };
 
 // What happened, in one sentence without a full stop, and what a person can do about it (may be empty).

@@ -70,7 +70,7 @@ Outcome<Waiter::Ready> Session::wait(Deadline deadline, std::span<const int> als
   for (;;) {
     if (!inbox_.empty()) return Waiter::Ready::yes;
     if (ended_) return std::unexpected(*ended_);
-    const short interest = static_cast<short>(POLLIN | (unsentBytes() > 0 ? POLLOUT : 0));
+    const short interest = static_cast<short>(POLLIN | (isWritable_ && unsentBytes() > 0 ? POLLOUT : 0));
     watched[0] = {socket_.get(), interest, 0};
     for (std::size_t index = 0; index < alsoReadable.size(); ++index)
       watched[index + 1] = {alsoReadable[index], POLLIN, 0};
@@ -89,8 +89,8 @@ Outcome<void> Session::writeSome() {
   const auto count =
       ::send(socket_.get(), outbox_.data() + outboxHead_, unsentBytes(), MSG_NOSIGNAL | MSG_DONTWAIT);
   if (count < 0) {
-    // Without something to send the next wait reads only, and so finds the end and its reason.
-    if (errno != EAGAIN && errno != EINTR) outboxHead_ = outbox_.size();
+    // From now on a wait reads only, and so finds the end and its reason.
+    if (errno != EAGAIN && errno != EINTR) isWritable_ = false;
   } else {
     outboxHead_ += static_cast<std::size_t>(count);
   }

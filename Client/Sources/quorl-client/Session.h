@@ -31,6 +31,7 @@ class Session {
   Outcome<void> send(const OutgoingFrame& frame);
   Outcome<void> send(const ControlMessage& message);
   Outcome<void> send(const InputEvent& event);
+  // Stays above 0 when the connection broke in the middle of a frame, which the host then never sees.
   std::size_t unsentBytes() const { return outbox_.size() - outboxHead_; }
 
   // Waits until a frame is there, one of the descriptors is readable, or the deadline has come. Frames that
@@ -78,6 +79,7 @@ class Session {
 
   Bytes outbox_;
   std::size_t outboxHead_ = 0;
+  bool isWritable_ = true;
 
   std::optional<WireError> lastHostError_;
   std::string closingReason_;

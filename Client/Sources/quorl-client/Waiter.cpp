@@ -28,7 +28,9 @@ void consume(int descriptor) {
 
 Outcome<Waiter::Ready> Waiter::wait(std::span<pollfd> descriptors, Deadline deadline) {
   std::vector<pollfd> watched(descriptors.begin(), descriptors.end());
+  watched.push_back({alsoWatched, POLLIN, 0});
   watched.push_back({interruptDescriptor_, POLLIN, 0});
+  const auto also = watched.size() - 2;
   const auto begin = Clock::now();
   auto nextNotice = begin + std::chrono::seconds(1);
   for (;;) {
@@ -42,8 +44,12 @@ Outcome<Waiter::Ready> Waiter::wait(std::span<pollfd> descriptors, Deadline dead
         consume(interruptDescriptor_);
         return failed(ExitCode::interrupted, "interrupted");
       }
-      std::copy_n(watched.begin(), descriptors.size(), descriptors.begin());
-      return Ready::yes;
+      if (watched[also].revents != 0 && onWatched)
+        if (auto done = onWatched(); !done) return std::unexpected(done.error());
+      if (ready > (watched[also].revents != 0 ? 1 : 0)) {
+        std::copy_n(watched.begin(), descriptors.size(), descriptors.begin());
+        return Ready::yes;
+      }
     }
     const auto after = Clock::now();
     if (after >= deadline) {

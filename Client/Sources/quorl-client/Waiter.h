@@ -38,6 +38,10 @@ class Waiter {
   std::function<void(const std::string& activity, Clock::duration waited)> onSlow;
   std::string activity;
 
+  // A descriptor beside those of every wait, and what is done when it is readable; its failure ends the wait.
+  int alsoWatched = -1;
+  std::function<Outcome<void>()> onWatched;
+
  private:
   int interruptDescriptor_ = -1;
 };

@@ -13,13 +13,14 @@
 
 namespace {
 
-// SIGINT and SIGTERM become readable, so that they end a wait and never a write. Blocked before any thread
-// begins.
+// What ends the process becomes readable, so that it ends a wait and never a write, and whoever changed
+// something sets it back. Blocked before any thread begins.
 quorl::client::FileDescriptor signalDescriptor() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGHUP);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
   return quorl::client::FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));

@@ -80,7 +80,7 @@ Outcome<Arguments> Arguments::parse(const Command& command, std::span<const std:
     } else {
       return misused(command, fmt::format("{} needs a value ({})", name, option->valueName));
     }
-    result.values_.insert_or_assign(std::string(name), std::move(value));
+    result.values_[std::string(name)].push_back(std::move(value));
   }
   // Who asks for help has not finished the command line.
   if (result.has("--help")) return result;
@@ -94,7 +94,12 @@ Outcome<Arguments> Arguments::parse(const Command& command, std::span<const std:
 
 std::optional<std::string> Arguments::text(std::string_view option) const {
   const auto found = values_.find(option);
-  return found != values_.end() ? std::optional(found->second) : std::nullopt;
+  return found != values_.end() ? std::optional(found->second.back()) : std::nullopt;
+}
+
+std::vector<std::string> Arguments::texts(std::string_view option) const {
+  const auto found = values_.find(option);
+  return found != values_.end() ? found->second : std::vector<std::string>();
 }
 
 Outcome<std::int64_t> Arguments::integer(std::string_view option, std::int64_t fallback, std::int64_t minimum,

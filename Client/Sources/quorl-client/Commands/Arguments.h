@@ -48,6 +48,8 @@ class Arguments {
 
   bool has(std::string_view option) const { return values_.contains(option); }
   std::optional<std::string> text(std::string_view option) const;
+  // Of an option that may be given several times, in order.
+  std::vector<std::string> texts(std::string_view option) const;
   Outcome<std::int64_t> integer(std::string_view option, std::int64_t fallback, std::int64_t minimum,
                                 std::int64_t maximum) const;
   Outcome<double> number(std::string_view option, double fallback, double minimum, double maximum) const;
@@ -56,7 +58,7 @@ class Arguments {
   Outcome<double> positionalNumber(std::size_t index, std::string_view name) const;
 
  private:
-  std::map<std::string, std::string, std::less<>> values_;
+  std::map<std::string, std::vector<std::string>, std::less<>> values_;
   std::vector<std::string> positional_;
 };
 

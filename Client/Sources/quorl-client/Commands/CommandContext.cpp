@@ -46,23 +46,28 @@ Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, Comman
                                               const std::string& positionalHost) {
   const auto deadline = answerDeadline(arguments);
   if (!deadline) return std::unexpected(deadline.error());
+  return openSession(arguments, context, positionalHost, *deadline);
+}
+
+Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
+                                              const std::string& positionalHost, Deadline deadline) {
   const auto contents = context.book.load();
   if (!contents) return std::unexpected(contents.error());
   const auto host = chosenHost(arguments, *contents, positionalHost);
   if (!host) return std::unexpected(host.error());
   context.waiter.activity = fmt::format("connecting to {}", host->endpoint().text());
-  auto session = Session::connect(host->endpoint(), context.waiter, *deadline);
+  auto session = Session::connect(host->endpoint(), context.waiter, deadline);
   if (!session) return session;
   context.waiter.activity = fmt::format("waiting for {}", printable(host->name));
   const auto device = clientDevice(contents->deviceID);
-  const auto greeting = greet(**session, device, *deadline);
+  const auto greeting = greet(**session, device, deadline);
   if (!greeting) return std::unexpected(greeting.error());
   if (greeting->device.deviceID != host->deviceID)
     return failed(ExitCode::refused,
                   fmt::format("another host answers at {}: {}", host->endpoint().text(),
                               printable(greeting->device.name)),
                   "Pair with it if that is right, or look for the old one with 'quorl_client discover'.");
-  const auto accepted = proveToken(**session, device, host->token, *greeting, *deadline);
+  const auto accepted = proveToken(**session, device, host->token, *greeting, deadline);
   if (!accepted) return std::unexpected(accepted.error());
   return session;
 }

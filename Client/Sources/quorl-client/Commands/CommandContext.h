@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -32,10 +33,13 @@ ExitCode runCommandLine(std::span<const std::string_view> words, CommandContext&
 std::span<const Command> commandTable();
 
 // Each group of commands stands in a file of its own.
-std::vector<Command> hostCommands();     // discover, pair, hosts, forget
-std::vector<Command> sessionCommands();  // info, echo, send
-std::vector<Command> videoCommands();    // shot, record, stats
-std::vector<Command> inputCommands();    // click, type, key, scroll
+std::vector<Command> hostCommands();         // discover, pair, hosts, forget
+std::vector<Command> sessionCommands();      // info, echo, send
+std::vector<Command> videoCommands();        // shot, record, stats
+std::vector<Command> inputCommands();        // click, type, key, scroll
+std::vector<Command> agentCommands();        // agents, spawn, resume, prompt, kill
+std::vector<Command> attachCommands();       // attach, notify
+std::vector<Command> agentSourceCommands();  // catalog, external, adopt
 
 // The text of `help` and `help COMMAND`.
 std::string overviewHelp(std::span<const Command> commands);
@@ -54,6 +58,11 @@ Outcome<PairedHost> chosenHost(const Arguments& arguments, const HostBookContent
 // Connects to the chosen host and proves the pairing.
 Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
                                               const std::string& positionalHost = {});
+Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
+                                              const std::string& positionalHost, Deadline deadline);
+
+// What the --env options say.
+Outcome<std::map<std::string, std::string>> environmentOf(const Arguments& arguments);
 
 // Waits until the host has worked through everything sent so far, by an echo; errors that it reports
 // meanwhile fail the call.

@@ -10,7 +10,8 @@ namespace {
 
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
-  for (auto group : {hostCommands(), sessionCommands(), videoCommands(), inputCommands()})
+  for (auto group : {hostCommands(), sessionCommands(), videoCommands(), inputCommands(), agentCommands(),
+                     attachCommands(), agentSourceCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }
@@ -95,6 +96,8 @@ std::string overviewHelp(std::span<const Command> commands) {
       "  quorl_client discover              which hosts are on this network\n"
       "  quorl_client pair desk.local       asks for the PIN that the host shows\n"
       "  quorl_client shot screen.png       what its screen shows now\n"
+      "  quorl_client spawn claude          starts an agent and prints its identity\n"
+      "  quorl_client attach claude         its terminal, here; Ctrl-] leaves\n"
       "\n"
       "HOST is a name or an address, with a port where it is not 47900: desk.local, 10.0.0.2:47905,\n"
       "[fe80::1%eth0]:47905. Pairings are kept in $XDG_CONFIG_HOME/quorl/hosts.json or\n"

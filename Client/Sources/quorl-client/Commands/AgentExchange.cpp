@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "AgentExchange.h"
+
+#include <fmt/format.h>
+
+#include "../Printable.h"
+#include "../Terminal/Pacing.h"
+
+namespace quorl::client {
+namespace {
+
+template <class Case>
+Outcome<decltype(Case::_0)> ask(Session& session, Deadline deadline, const ControlMessage& request,
+                                std::string_view tooLate) {
+  if (auto sent = session.send(request); !sent) return std::unexpected(sent.error());
+  decltype(Case::_0) answer;
+  const auto awaited = awaitMessage(session, deadline, "proto.", tooLate, [&](const ControlMessage& message) {
+    const auto* found = std::get_if<Case>(&message);
+    if (found != nullptr) answer = found->_0;
+    return found != nullptr;
+  });
+  if (!awaited) return std::unexpected(awaited.error());
+  return answer;
+}
+
+Outcome<void> followSession(Session& session, const std::function<void(const ControlMessage&)>& take) {
+  LinkWatch link(Clock::now());
+  for (;;) {
+    while (const auto frame = session.takeFrame()) {
+      link.heard(Clock::now());
+      if (const auto message = session.decodeControl(*frame)) take(*message);
+    }
+    switch (link.act(Clock::now())) {
+      case LinkWatch::Action::none:
+        break;
+      case LinkWatch::Action::ask:
+        if (auto sent = session.send(OutgoingFrame::raw(FrameType::ping, shareBytes({}))); !sent) return sent;
+        break;
+      case LinkWatch::Action::giveUp:
+        return failed(ExitCode::failure, "the host is silent");
+    }
+    if (const auto ready = session.wait(link.due()); !ready) return std::unexpected(ready.error());
+  }
+}
+
+bool mayPass(const ClientError& error) {
+  return error.code == ExitCode::failure || error.code == ExitCode::unreachable ||
+         error.code == ExitCode::timedOut;
+}
+
+}  // namespace
+
+Outcome<void> awaitMessage(Session& session, Deadline deadline, std::string_view errorFamily,
+                           std::string_view tooLate, const std::function<bool(const ControlMessage&)>& take) {
+  for (;;) {
+    const auto received = session.nextControl(deadline);
+    if (!received) return std::unexpected(received.error());
+    if (!*received)
+      return failed(ExitCode::timedOut, std::string(tooLate),
+                    "The host may be busy; a longer --timeout helps then.");
+    const auto* error = std::get_if<message::Error>(&**received);
+    if (error != nullptr && error->_0.code.starts_with(errorFamily))
+      return failed(ExitCode::failure, fmt::format("the host refused: {} ({})", printable(error->_0.message),
+                                                   printable(error->_0.code)));
+    if (take(**received)) return {};
+  }
+}
+
+Outcome<std::vector<AgentDescriptor>> fetchAgents(Session& session, Deadline deadline) {
+  return ask<message::AgentList>(session, deadline, ControlMessage(message::RequestAgentList{}),
+                                 "the host did not send its agents in time");
+}
+
+Outcome<std::vector<AgentCatalogEntry>> fetchCatalog(Session& session, Deadline deadline,
+                                                     const ControlMessage& request) {
+  return ask<message::AgentCatalog>(session, deadline, request, "the host did not send its catalog in time");
+}
+
+Outcome<std::vector<ExternalAgent>> fetchExternalAgents(Session& session, Deadline deadline) {
+  return ask<message::ExternalAgentList>(session, deadline, ControlMessage(message::RequestExternalAgents{}),
+                                         "the host did not look for agents in time");
+}
+
+Outcome<ChosenAgent> openAgent(const Arguments& arguments, CommandContext& context,
+                               const std::function<bool(const AgentDescriptor&)>& isFit) {
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  auto session = openSession(arguments, context);
+  if (!session) return std::unexpected(session.error());
+  const auto rows = fetchAgents(**session, *deadline);
+  if (!rows) return std::unexpected(rows.error());
+  auto row = chooseAgent(*rows, arguments.positional()[0], isFit);
+  if (!row) return std::unexpected(row.error());
+  return ChosenAgent{std::move(*session), std::move(*row), *deadline};
+}
+
+Outcome<void> followMessages(const Arguments& arguments, CommandContext& context,
+                             const std::function<void(const ControlMessage&)>& take) {
+  auto session = openSession(arguments, context);
+  if (!session) return std::unexpected(session.error());
+  context.waiter.onSlow = nullptr;
+  ReconnectBackoff backoff;
+  for (;;) {
+    backoff.connected(Clock::now());
+    const auto ended = followSession(**session, take);
+    if (ended.error().code == ExitCode::interrupted) {
+      closeSession(**session);
+      return {};
+    }
+    backoff.lost(Clock::now());
+    context.output.note(fmt::format("quorl_client: {}; trying again", ended.error().what));
+    do {
+      if (const auto waited = context.waiter.wait({}, within(backoff.next())); !waited) return {};
+      session = openSession(arguments, context);
+    } while (!session && mayPass(session.error()));
+    if (!session) return std::unexpected(session.error());
+    context.output.note("quorl_client: connected again");
+  }
+}
+
+}  // namespace quorl::client

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "AgentRows.h"
+#include "CommandContext.h"
+
+// Questions about agents and their answers, which are the same for many commands.
+namespace quorl::client {
+
+// Waits until `take` says that a message was the awaited one. An `error` from the host whose code begins
+// with `errorFamily` fails the wait, and so does the deadline, with `tooLate`.
+Outcome<void> awaitMessage(Session& session, Deadline deadline, std::string_view errorFamily,
+                           std::string_view tooLate, const std::function<bool(const ControlMessage&)>& take);
+
+Outcome<std::vector<AgentDescriptor>> fetchAgents(Session& session, Deadline deadline);
+Outcome<std::vector<AgentCatalogEntry>> fetchCatalog(Session& session, Deadline deadline,
+                                                     const ControlMessage& request);
+Outcome<std::vector<ExternalAgent>> fetchExternalAgents(Session& session, Deadline deadline);
+
+// An open session and the row that the command's first argument means.
+struct ChosenAgent {
+  std::unique_ptr<Session> session;
+  AgentDescriptor row;
+  Deadline deadline;
+};
+Outcome<ChosenAgent> openAgent(const Arguments& arguments, CommandContext& context,
+                               const std::function<bool(const AgentDescriptor&)>& isFit);
+
+// For commands that listen until they are interrupted, which is their ordinary end: gives them every message,
+// connects again when the connection breaks, and tells the person about that.
+Outcome<void> followMessages(const Arguments& arguments, CommandContext& context,
+                             const std::function<void(const ControlMessage&)>& take);
+
+}  // namespace quorl::client

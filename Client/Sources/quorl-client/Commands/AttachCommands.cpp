@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+#include "../DesktopNotifier.h"
+#include "../Printable.h"
+#include "../Terminal/Attachment.h"
+#include "AgentExchange.h"
+
+namespace quorl::client {
+namespace {
+
+Outcome<void> mayAttach(const AgentDescriptor& row) {
+  if (hasTerminal(row)) return {};
+  const auto name = printable(row.name);
+  if (isPastSession(row))
+    return failed(ExitCode::failure, fmt::format("{} is a past session", name),
+                  fmt::format("Resume it first: 'quorl_client resume {}'.", row.id.text().substr(0, 8)));
+  return failed(ExitCode::failure, fmt::format("{} has no terminal", name));
+}
+
+bool isLiveTerminal(const AgentDescriptor& row) {
+  return hasTerminal(row) && isAlive(row);
+}
+
+Outcome<void> tell(const AgentDescriptor& row, Attachment::End end, Output& output) {
+  const auto name = printable(row.name);
+  switch (end) {
+    case Attachment::End::detached:
+      output.note(fmt::format("[quorl: left {}, which goes on]", name));
+      return {};
+    case Attachment::End::ended:
+      output.note(fmt::format("[quorl: {} has ended]", name));
+      return {};
+    case Attachment::End::lost:
+      return failed(ExitCode::failure, fmt::format("the host knows {} no longer", name));
+  }
+  return {};
+}
+
+Outcome<void> runAttach(const Arguments& arguments, CommandContext& context) {
+  const auto key = DetachKey::parse(arguments.text("--detach-key").value_or("ctrl-]"));
+  if (!key) return std::unexpected(key.error());
+  if (context.inputDescriptor < 0 || ::isatty(context.inputDescriptor) != 1)
+    return failed(ExitCode::usage, "standard input is no terminal",
+                  "Attach from a terminal; 'quorl_client prompt' serves scripts.");
+  auto chosen = openAgent(arguments, context, isLiveTerminal);
+  if (!chosen) return std::unexpected(chosen.error());
+  const auto row = chosen->row;
+  if (auto may = mayAttach(row); !may) return may;
+  context.output.note(fmt::format("[quorl: attached to {}{}]", printable(row.name),
+                                  key->name.empty() ? "" : "; " + key->name + " leaves"));
+  Outcome<Attachment::End> end = Attachment::End::detached;
+  {
+    auto terminal = RawTerminal::enter(context.inputDescriptor, STDOUT_FILENO);
+    if (!terminal) return std::unexpected(terminal.error());
+    Attachment attachment(row, *key, *terminal, context.waiter,
+                          [&](Deadline deadline) { return openSession(arguments, context, {}, deadline); });
+    end = attachment.run(std::move(chosen->session));
+  }
+  if (!end) return std::unexpected(end.error());
+  return tell(row, *end, context.output);
+}
+
+Outcome<void> runNotify(const Arguments& arguments, CommandContext& context) {
+  DesktopNotifier desktop;
+  const bool asJSON = arguments.has("--json");
+  const bool isQuiet = arguments.has("--no-desktop");
+  return followMessages(arguments, context, [&](const ControlMessage& message) {
+    const auto* event = std::get_if<message::AgentEvent>(&message);
+    const auto* attention = event != nullptr ? std::get_if<agentEvent::Attention>(&event->_0) : nullptr;
+    if (attention == nullptr) return;
+    if (asJSON)
+      printRecord(context.output, *attention);
+    else
+      context.output.line(fmt::format("{}  {}: {}", attention->id.text().substr(0, 8),
+                                      printable(attention->title), printable(attention->body)));
+    if (!isQuiet) desktop.show(printable(attention->title), printable(attention->body));
+  });
+}
+
+}  // namespace
+
+std::vector<Command> attachCommands() {
+  std::vector<Command> commands;
+  commands.push_back(
+      {.name = "attach",
+       .arguments = "AGENT",
+       .summary = "an agent's terminal, here",
+       .details =
+           "Shows what the agent has printed and goes on from there; what is typed goes to it. AGENT is an\n"
+           "identity, its beginning, a name or a part of a name. The agent's terminal takes the size of "
+           "this\n"
+           "one. When the connection breaks, attach says so and goes on where it stopped as soon as the "
+           "host\n"
+           "answers; what is typed meanwhile waits.\n"
+           "KEYS is one key or several: ctrl-], ^\\, 'ctrl-p ctrl-q', 'ctrl-a d', or none. In pasted text "
+           "no\n"
+           "key leaves.\n",
+       .options = {{"--detach-key", "KEYS", "what leaves the agent and lets it go on (default ctrl-])"}},
+       .minimumPositional = 1,
+       .maximumPositional = 1,
+       .examples = {"attach 3F25", "attach website --detach-key 'ctrl-a d'"},
+       .run = runAttach});
+  commands.push_back(
+      {.name = "notify",
+       .arguments = "",
+       .summary = "tell when an agent wants a human, until interrupted",
+       .details = "One line each time, and a notification on the desktop where there is one. Connects again\n"
+                  "when the connection breaks.\n",
+       .options = {{"--no-desktop", "", "lines only"}, {"--json", "", "one JSON object a line"}},
+       .examples = {"notify", "notify --json"},
+       .run = runNotify});
+  return commands;
+}
+
+}  // namespace quorl::client

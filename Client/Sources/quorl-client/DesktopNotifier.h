@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <memory>
+#include <string>
+
+struct sd_bus;
+
+namespace quorl::client {
+
+// Raises notifications on the person's desktop (org.freedesktop.Notifications on the session bus). Without a
+// session bus, or without anybody on it who shows them, it does nothing; it never starts a bus.
+// Queue: one thread; a call that nobody answers takes two seconds at most. Ownership: the command's.
+class DesktopNotifier {
+ public:
+  DesktopNotifier();
+
+  bool isConnected() const { return bus_ != nullptr; }
+  // Whether somebody took it.
+  bool show(const std::string& title, const std::string& body);
+
+ private:
+  struct Closer {
+    void operator()(sd_bus* bus) const;
+  };
+  bool understandsMarkup();
+
+  std::unique_ptr<sd_bus, Closer> bus_;
+};
+
+}  // namespace quorl::client

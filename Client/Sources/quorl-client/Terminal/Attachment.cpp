@@ -1,0 +1,341 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Attachment.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+
+#include <QuorlKit/Protocol/MediaPackets.h>
+#include <fmt/format.h>
+
+namespace quorl::client {
+namespace {
+
+// A paste goes in pieces of this size, so that an interrupt typed behind it is not far behind.
+constexpr std::size_t pieceSize = 16'384;
+// So much may wait to be sent before no more is read from the terminal.
+constexpr std::size_t maxTyped = 64U << 20;
+constexpr auto connectPatience = std::chrono::seconds(5);
+// What an agent printed last arrives before the news of its end, unless this terminal was slow.
+constexpr auto lastWords = std::chrono::milliseconds(100);
+constexpr auto lateReplay = std::chrono::milliseconds(500);
+constexpr auto lastWordsLimit = std::chrono::seconds(3);
+// For keys typed before the one that detaches.
+constexpr auto farewell = std::chrono::seconds(2);
+
+// CAN and RIS: how a host begins what it shows a terminal that did not keep up.
+constexpr std::string_view afresh =
+    "\x18\x1b"
+    "c";
+// CAN, cursor home, erase all (ECMA-48, CUP and ED).
+constexpr std::string_view clearScreen = "\x18\x1b[0m\x1b[H\x1b[2J";
+
+bool hasEnded(AgentStatus status) {
+  return status == AgentStatus::exited || status == AgentStatus::error;
+}
+
+}  // namespace
+
+Attachment::Attachment(AgentDescriptor agent, DetachKey key, RawTerminal& terminal, Waiter& waiter,
+                       Opener reopen)
+    : agent_(std::move(agent)),
+      terminal_(terminal),
+      waiter_(waiter),
+      reopen_(std::move(reopen)),
+      keys_(key),
+      detachName_(key.name) {}
+
+Outcome<Attachment::End> Attachment::run(std::unique_ptr<Session> session) {
+  session_ = std::move(session);
+  auto slowNotice = std::exchange(waiter_.onSlow, nullptr);
+  const auto result = runConnected();
+  waiter_.onSlow = std::move(slowNotice);
+  endOutput();
+  if (result && session_ && *result == End::detached) {
+    if (session_->send(ControlMessage(message::AgentCommand{agentCommand::Unsubscribe{agent_.id}})))
+      session_->finish(within(std::chrono::milliseconds(500)));
+  }
+  return result;
+}
+
+Outcome<Attachment::End> Attachment::runConnected() {
+  auto begun = begin();
+  for (;;) {
+    auto result = std::move(begun);
+    while (result) {
+      result = takeFrames();
+      if (result) result = readKeys();
+      if (result) result = sendWhatIsDue();
+      const auto now = Clock::now();
+      if (result && hasDetached_ && ((typed_.empty() && inFlight_.empty()) || now >= detachedAt_ + farewell))
+        return End::detached;
+      if (result && end_ && (now >= quietUntil_ || now >= endDeadline_)) return *end_;
+      if (!result) break;
+      const std::array watched{terminal_.signals(), terminal_.input()};
+      const std::size_t count = typedBytes_ < maxTyped ? 2 : 1;
+      const auto ready = session_->wait(nextDeadline(), std::span(watched).first(count));
+      if (!ready) {
+        result = std::unexpected(ready.error());
+        break;
+      }
+      if (session_->unsentBytes() == 0) inFlight_.clear();
+      result = handleSignals();
+    }
+    if (result.error().code == ExitCode::interrupted) return std::unexpected(result.error());
+    const auto end = reconnect(result.error());
+    if (!end) return std::unexpected(end.error());
+    if (*end) return **end;
+    begun = begin();
+  }
+}
+
+Outcome<void> Attachment::begin() {
+  isFirstOutput_ = true;
+  const auto now = Clock::now();
+  link_ = LinkWatch(now);
+  backoff_.connected(now);
+  if (const auto size = terminal_.size()) resizes_.note(*size);
+  resizes_.forgetWhatWasSent();
+  // The size first, so that what the program paints for us has it.
+  if (auto sent = sendWhatIsDue(); !sent) return sent;
+  // The list is made behind the subscription, so it comes behind the replay; it tells when the agent had
+  // ended before.
+  const ControlMessage subscribe(message::AgentCommand{agentCommand::Subscribe{agent_.id}});
+  if (auto sent = session_->send(subscribe); !sent) return sent;
+  return session_->send(ControlMessage(message::RequestAgentList{}));
+}
+
+Outcome<void> Attachment::takeFrames() {
+  while (const auto frame = session_->takeFrame()) {
+    link_.heard(Clock::now());
+    if (auto taken = take(*frame); !taken) return taken;
+    // In a flood a key must not wait for all that has already come.
+    if (auto read = readKeys(); !read) return read;
+    if (auto sent = sendKeys(); !sent) return sent;
+  }
+  return {};
+}
+
+Outcome<void> Attachment::take(const Frame& frame) {
+  if (frame.type == FrameType::terminal) {
+    const auto payload = TerminalPayloadView::decode(frame.payload);
+    if (payload && payload->agentID == agent_.id) return show(payload->data);
+  } else if (const auto message = session_->decodeControl(frame)) {
+    take(*message);
+  }
+  return {};
+}
+
+Outcome<void> Attachment::show(ByteView output) {
+  Bytes replay;
+  const bool isFirst = std::exchange(isFirstOutput_, false);
+  if (isFirst && !std::exchange(isFirstConnection_, false)) {
+    clearNotice();
+    // A tab's text comes anew each time, repainted by the host.
+    const auto join = agent_.kind == AgentKind::externalTerminal
+                          ? SeenOutput::Join{SeenOutput::Join::Kind::gap, 0}
+                          : seen_.join(output);
+    switch (join.kind) {
+      case SeenOutput::Join::Kind::follows:
+        output = output.subspan(join.newFrom);
+        break;
+      case SeenOutput::Join::Kind::gap:
+        replay = bytesOf(clearScreen);
+        [[fallthrough]];
+      case SeenOutput::Join::Kind::live:
+        break;
+    }
+  }
+  seen_.append(output);
+  const bool isReplay = isFirst || textViewOf(output).starts_with(afresh);
+  if (isReplay) {
+    const auto fit = fitForReplay(output);
+    replay.insert(replay.end(), fit.begin(), fit.end());
+    output = replay;
+  }
+  modes_.follow(output);
+  if (end_) quietUntil_ = within(lastWords);
+  return terminal_.write(output);
+}
+
+void Attachment::take(const ControlMessage& message) {
+  if (const auto* list = std::get_if<message::AgentList>(&message)) {
+    const auto found = std::ranges::find(list->_0, agent_.id, &AgentDescriptor::id);
+    if (found != list->_0.end())
+      note(*found);
+    else if (!end_)
+      end_ = End::lost;
+  } else if (const auto* event = std::get_if<message::AgentEvent>(&message)) {
+    if (const auto* updated = std::get_if<agentEvent::Updated>(&event->_0);
+        updated && updated->_0.id == agent_.id)
+      note(updated->_0);
+    const auto* removed = std::get_if<agentEvent::Removed>(&event->_0);
+    if (removed != nullptr && removed->id == agent_.id && !end_) end_ = End::lost;
+  } else if (const auto* error = std::get_if<message::Error>(&message)) {
+    if (error->_0.code == "agent.unknown" && !end_) end_ = End::lost;
+  }
+}
+
+void Attachment::note(const AgentDescriptor& row) {
+  if (end_ || !hasEnded(row.status)) return;
+  end_ = End::ended;
+  quietUntil_ = within(isFirstOutput_ ? lateReplay : lastWords);
+  endDeadline_ = within(lastWordsLimit);
+}
+
+Outcome<void> Attachment::readKeys() {
+  if (hasDetached_ || typedBytes_ >= maxTyped) return {};
+  const auto bytes = terminal_.read();
+  if (!bytes) return std::unexpected(bytes.error());
+  if (bytes->empty()) return {};
+  auto result = keys_.feed(*bytes);
+  typedBytes_ += result.passed.size();
+  if (!result.passed.empty()) typed_.push_back(std::move(result.passed));
+  hasDetached_ = result.hasDetached;
+  if (hasDetached_) detachedAt_ = Clock::now();
+  return {};
+}
+
+Outcome<void> Attachment::handleSignals() {
+  const auto signals = terminal_.takeSignals();
+  if (signals.hasToStop) {
+    terminal_.write(modes_.restoring());
+    terminal_.stopProcess();
+    if (modes_.isInAlternateScreen()) terminal_.write(bytesOf("\x1b[?1049h"));
+  }
+  // A size told again makes a full-screen program repaint.
+  if (signals.hasToStop || signals.hasContinued) resizes_.forgetWhatWasSent();
+  if (const auto size = terminal_.size()) resizes_.note(*size);
+  return {};
+}
+
+Outcome<void> Attachment::sendWhatIsDue() {
+  const auto now = Clock::now();
+  if (const auto size = resizes_.take(now)) {
+    const agentCommand::ResizePTY resize{agent_.id, size->columns, size->rows};
+    if (auto sent = session_->send(ControlMessage(message::AgentCommand{resize})); !sent) return sent;
+  }
+  switch (link_.act(now)) {
+    case LinkWatch::Action::none:
+      break;
+    case LinkWatch::Action::ask:
+      if (auto sent = session_->send(OutgoingFrame::raw(FrameType::ping, shareBytes({}))); !sent) return sent;
+      break;
+    case LinkWatch::Action::giveUp:
+      return failed(ExitCode::failure, "the host is silent");
+  }
+  return sendKeys();
+}
+
+// One piece at a time is with the socket, so that it is known which one a break has cut.
+Outcome<void> Attachment::sendKeys() {
+  if (session_->unsentBytes() == 0) inFlight_.clear();
+  while (!typed_.empty() && inFlight_.empty()) {
+    auto& front = typed_.front();
+    if (front.size() <= pieceSize) {
+      inFlight_ = std::move(front);
+      typed_.pop_front();
+    } else {
+      const auto end = front.begin() + pieceSize;
+      inFlight_.assign(front.begin(), end);
+      front.erase(front.begin(), end);
+    }
+    typedBytes_ -= inFlight_.size();
+    const agentCommand::Write write{agent_.id, inFlight_};
+    if (auto sent = session_->send(ControlMessage(message::AgentCommand{write})); !sent) return sent;
+    if (session_->unsentBytes() == 0) inFlight_.clear();
+  }
+  return {};
+}
+
+Deadline Attachment::nextDeadline() const {
+  auto deadline = link_.due();
+  if (const auto due = resizes_.due()) deadline = std::min(deadline, *due);
+  if (end_) deadline = std::min({deadline, quietUntil_, endDeadline_});
+  if (hasDetached_) deadline = std::min<Deadline>(deadline, detachedAt_ + farewell);
+  return deadline;
+}
+
+Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError& reason) {
+  session_.reset();
+  backoff_.lost(Clock::now());
+  if (!inFlight_.empty()) {
+    typedBytes_ += inFlight_.size();
+    typed_.push_front(std::exchange(inFlight_, {}));
+  }
+  // An ended agent has nothing more to say.
+  if (end_) return end_;
+  auto what = reason.what;
+  waiter_.alsoWatched = terminal_.input();
+  waiter_.onWatched = [this]() -> Outcome<void> {
+    if (auto read = readKeys(); !read) return read;
+    if (hasDetached_) return failed(ExitCode::interrupted, "detached");
+    return {};
+  };
+  Outcome<std::optional<End>> result;
+  for (;;) {
+    showNotice(what);
+    auto waited = waitForRetry();
+    auto session = waited ? reopen_(within(connectPatience)) : std::unexpected(waited.error());
+    if (session) {
+      session_ = std::move(*session);
+      break;
+    }
+    const auto code = session.error().code;
+    if (hasDetached_) {
+      result = End::detached;
+      break;
+    }
+    if (code == ExitCode::interrupted || code == ExitCode::refused || code == ExitCode::usage) {
+      result = std::unexpected(session.error());
+      break;
+    }
+    what = session.error().what;
+  }
+  waiter_.onWatched = nullptr;
+  waiter_.alsoWatched = -1;
+  return result;
+}
+
+Outcome<void> Attachment::waitForRetry() {
+  const auto deadline = within(backoff_.next());
+  pollfd descriptor{terminal_.signals(), POLLIN, 0};
+  for (;;) {
+    const auto ready = waiter_.wait({&descriptor, 1}, deadline);
+    if (!ready) return std::unexpected(ready.error());
+    if (*ready == Waiter::Ready::deadline) return {};
+    if (auto handled = handleSignals(); !handled) return handled;
+  }
+}
+
+// On a line of its own below what is there; over a full-screen program on its last line, as it repaints when
+// the host is back.
+void Attachment::showNotice(std::string_view text) {
+  const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} leaves", detachName_);
+  const auto notice = fmt::format("[quorl: {} - trying again{}]", text, leave);
+  if (modes_.isInAlternateScreen())
+    terminal_.write(
+        bytesOf(fmt::format("\x1b"
+                            "7\x1b[999;1H\x1b[2K{}\x1b"
+                            "8",
+                            notice)));
+  else if (hasNotice_)
+    terminal_.write(bytesOf(fmt::format("\r\x1b[2K{}", notice)));
+  else
+    terminal_.write(bytesOf(fmt::format("\r\n{}", notice)));
+  hasNotice_ = true;
+}
+
+void Attachment::clearNotice() {
+  if (std::exchange(hasNotice_, false) && !modes_.isInAlternateScreen())
+    terminal_.write(bytesOf("\r\x1b[2K"));
+}
+
+void Attachment::endOutput() {
+  clearNotice();
+  terminal_.write(modes_.restoring());
+  if (!seen_.endsInLineFeed()) terminal_.write(bytesOf("\r\n"));
+}
+
+}  // namespace quorl::client

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <QuorlKit/Models/AgentModels.h>
+
+#include "../Session.h"
+#include "DetachKey.h"
+#include "Pacing.h"
+#include "RawTerminal.h"
+#include "SeenOutput.h"
+#include "TerminalModes.h"
+
+namespace quorl::client {
+
+// A person's terminal joined to an agent's: keys go there, output comes here, until one of them ends it.
+//
+// A break of the connection does not end it: the person is told in one line, and when the host answers again
+// the output goes on where it stopped. What is typed meanwhile waits. What was given to the broken
+// connection whole is not sent again, for nobody can tell whether it arrived; nothing is ever sent twice.
+//
+// Queue: one thread. Ownership: borrows the terminal and the waiter. Lifetime: one `run`.
+class Attachment {
+ public:
+  // Connects anew, until the deadline.
+  using Opener = std::function<Outcome<std::unique_ptr<Session>>(Deadline)>;
+  enum class End : std::uint8_t {
+    detached,  // by the key
+    ended,     // the agent has ended
+    lost       // the host knows the agent no longer
+  };
+
+  Attachment(AgentDescriptor agent, DetachKey key, RawTerminal& terminal, Waiter& waiter, Opener reopen);
+
+  // Sets the terminal's modes back before it returns, however it ends.
+  Outcome<End> run(std::unique_ptr<Session> session);
+
+ private:
+  Outcome<End> runConnected();
+  Outcome<void> begin();
+  Outcome<void> takeFrames();
+  Outcome<void> take(const Frame& frame);
+  Outcome<void> show(ByteView output);
+  void take(const ControlMessage& message);
+  void note(const AgentDescriptor& row);
+
+  Outcome<void> readKeys();
+  Outcome<void> handleSignals();
+  Outcome<void> sendWhatIsDue();
+  Outcome<void> sendKeys();
+  Deadline nextDeadline() const;
+
+  Outcome<std::optional<End>> reconnect(const ClientError& reason);
+  Outcome<void> waitForRetry();
+  void showNotice(std::string_view text);
+  void clearNotice();
+  void endOutput();
+
+  const AgentDescriptor agent_;
+  RawTerminal& terminal_;
+  Waiter& waiter_;
+  const Opener reopen_;
+  std::unique_ptr<Session> session_;
+
+  KeyFilter keys_;
+  const std::string detachName_;
+  std::deque<Bytes> typed_;  // not yet given to a connection
+  std::size_t typedBytes_ = 0;
+  Bytes inFlight_;  // given, and not yet wholly taken by the socket
+  bool hasDetached_ = false;
+  Deadline detachedAt_{};
+
+  ResizePacer resizes_;
+  ReconnectBackoff backoff_;
+  LinkWatch link_{Clock::now()};
+  SeenOutput seen_;
+  TerminalModes modes_;
+
+  bool isFirstOutput_ = true;  // since the last subscription
+  bool isFirstConnection_ = true;
+  bool hasNotice_ = false;
+  std::optional<End> end_;
+  Deadline quietUntil_{};  // when the last output of an ended agent has surely come
+  Deadline endDeadline_{};
+};
+
+}  // namespace quorl::client

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <QuorlKit/Foundation/ByteView.h>
+
+#include "../ClientError.h"
+
+namespace quorl::client {
+
+// The keys that leave an attached terminal.
+struct DetachKey {
+  // All texts that a terminal may send for one key: a control character, or where a program has asked for it
+  // an escape sequence that names the key.
+  using Encodings = std::vector<Bytes>;
+
+  std::vector<Encodings> keys;  // pressed one after the other; none: no key leaves
+  std::string name;             // for a person: "Ctrl-]"
+
+  // "ctrl-]", "^]", a sequence such as "ctrl-p ctrl-q" or "ctrl-a d", or "none".
+  static Outcome<DetachKey> parse(std::string_view text);
+};
+
+// Finds the detach key in what is typed, however the reads cut it. What cannot be the key passes at once;
+// only the beginning of the key is held back until the next bytes tell. Pasted text is no key: between the
+// marks of a bracketed paste everything passes.
+// Queue: one at a time. Ownership: a value.
+class KeyFilter {
+ public:
+  explicit KeyFilter(DetachKey key) : key_(std::move(key)) {}
+
+  struct Result {
+    Bytes passed;
+    bool hasDetached = false;  // what was typed behind the key is dropped
+  };
+  Result feed(ByteView typed);
+
+ private:
+  enum class Match : std::uint8_t { none, partial, full };
+  Match matchAt(ByteView data) const;
+  void followPaste(std::uint8_t byte);
+
+  DetachKey key_;
+  Bytes held_;
+  bool isInPaste_ = false;
+  std::size_t markProgress_ = 0;
+};
+
+}  // namespace quorl::client

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "RawTerminal.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/signalfd.h>
+#include <termios.h>
+#include <unistd.h>
+#include <csignal>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+namespace quorl::client {
+namespace {
+
+constexpr std::size_t readSize = 65'536;
+constexpr std::array crashes{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+
+// What a crash sets back. A signal handler can reach nothing else than a variable of the process; it calls
+// only what POSIX lets a handler call.
+struct SavedTerminal {
+  termios modes{};
+  volatile sig_atomic_t descriptor = -1;
+};
+SavedTerminal savedTerminal;
+
+void restoreAndCrash(int signal) {
+  if (savedTerminal.descriptor >= 0) ::tcsetattr(savedTerminal.descriptor, TCSANOW, &savedTerminal.modes);
+  std::signal(signal, SIG_DFL);
+  ::raise(signal);
+}
+
+sigset_t terminalSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGWINCH, SIGTSTP, SIGCONT}) sigaddset(&signals, signal);
+  return signals;
+}
+
+}  // namespace
+
+Outcome<RawTerminal> RawTerminal::enter(int input, int output) {
+  RawTerminal terminal(input, output);
+  if (::isatty(input) != 1 || ::tcgetattr(input, &savedTerminal.modes) != 0)
+    return failed(ExitCode::usage, "standard input is no terminal",
+                  "Attach from a terminal; 'quorl_client prompt' serves scripts.");
+  const auto signals = terminalSignals();
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  terminal.signals_ = FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  savedTerminal.descriptor = input;
+  for (const int signal : crashes) std::signal(signal, restoreAndCrash);
+  terminal.makeRaw();
+  return terminal;
+}
+
+RawTerminal::RawTerminal(RawTerminal&& other) noexcept
+    : input_(other.input_),
+      output_(other.output_),
+      signals_(std::move(other.signals_)),
+      isRaw_(std::exchange(other.isRaw_, false)) {
+  other.input_ = -1;
+}
+
+RawTerminal::~RawTerminal() {
+  if (input_ < 0) return;
+  giveBack();
+  savedTerminal.descriptor = -1;
+  for (const int signal : crashes) std::signal(signal, SIG_DFL);
+}
+
+void RawTerminal::makeRaw() {
+  termios raw = savedTerminal.modes;
+  ::cfmakeraw(&raw);
+  ::tcsetattr(input_, TCSANOW, &raw);
+  isRaw_ = true;
+}
+
+void RawTerminal::giveBack() {
+  if (!isRaw_) return;
+  isRaw_ = false;
+  ::tcsetattr(input_, TCSANOW, &savedTerminal.modes);
+}
+
+RawTerminal::Signals RawTerminal::takeSignals() {
+  Signals result;
+  signalfd_siginfo info{};
+  while (::read(signals_.get(), &info, sizeof info) == sizeof info) {
+    const auto number = static_cast<int>(info.ssi_signo);
+    result.hasResized |= number == SIGWINCH;
+    result.hasToStop |= number == SIGTSTP;
+    result.hasContinued |= number == SIGCONT;
+  }
+  // A shell that continued us has set modes of its own.
+  if (result.hasContinued) makeRaw();
+  return result;
+}
+
+void RawTerminal::stopProcess() {
+  giveBack();
+  ::raise(SIGSTOP);
+  makeRaw();
+}
+
+std::optional<TerminalSize> RawTerminal::size() const {
+  winsize size{};
+  for (const int descriptor : {output_, input_})
+    if (::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0)
+      return TerminalSize{size.ws_col, size.ws_row};
+  return std::nullopt;
+}
+
+Outcome<Bytes> RawTerminal::read() {
+  pollfd waiting{input_, POLLIN, 0};
+  if (::poll(&waiting, 1, 0) <= 0) return Bytes();
+  Bytes bytes(readSize);
+  const auto count = ::read(input_, bytes.data(), bytes.size());
+  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return Bytes();
+  if (count <= 0) return failed(ExitCode::interrupted, "the terminal has gone");
+  bytes.resize(static_cast<std::size_t>(count));
+  return bytes;
+}
+
+Outcome<void> RawTerminal::write(ByteView bytes) {
+  while (!bytes.empty()) {
+    const auto count = ::write(output_, bytes.data(), bytes.size());
+    if (count >= 0) {
+      bytes = bytes.subspan(static_cast<std::size_t>(count));
+    } else if (errno == EAGAIN) {
+      pollfd waiting{output_, POLLOUT, 0};
+      ::poll(&waiting, 1, -1);
+    } else if (errno != EINTR) {
+      return failed(ExitCode::failure, std::string("the terminal takes no output: ") + std::strerror(errno));
+    }
+  }
+  return {};
+}
+
+}  // namespace quorl::client

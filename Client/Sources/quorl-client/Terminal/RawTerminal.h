@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include <QuorlKit/Foundation/ByteView.h>
+
+#include "../ClientError.h"
+#include "../FileDescriptor.h"
+#include "Pacing.h"
+
+namespace quorl::client {
+
+// The terminal that a person sits at, in raw mode (POSIX.1-2017, termios): keys come byte by byte and none
+// of them is a signal. Its modes are set back by destruction, and by a handler when the process crashes.
+// Queue: one thread, on which the signals are blocked that come by `signals()`. Ownership: one at a time in a
+// process. Lifetime: raw from `enter` to destruction, but for `suspend`.
+class RawTerminal {
+ public:
+  // `input` must be a terminal; what is written goes to `output`.
+  static Outcome<RawTerminal> enter(int input, int output);
+  RawTerminal(RawTerminal&& other) noexcept;
+  RawTerminal& operator=(RawTerminal&&) = delete;
+  ~RawTerminal();
+
+  int input() const { return input_; }
+  // Readable when the window's size has changed, or the process was asked to stop or has been continued.
+  int signals() const { return signals_.get(); }
+  struct Signals {
+    bool hasResized = false;
+    bool hasToStop = false;
+    bool hasContinued = false;
+  };
+  Signals takeSignals();
+
+  // Nothing where the terminal does not tell it.
+  std::optional<TerminalSize> size() const;
+  // What is typed now, without waiting; nothing new is empty. The end of input fails.
+  Outcome<Bytes> read();
+  // All of it, in one call where the terminal takes it.
+  Outcome<void> write(ByteView bytes);
+
+  // Gives the terminal back, stops the process, and takes the terminal again when it is continued.
+  void stopProcess();
+
+ private:
+  RawTerminal(int input, int output) : input_(input), output_(output) {}
+  void makeRaw();
+  void giveBack();
+
+  int input_ = -1;
+  int output_ = -1;
+  FileDescriptor signals_;
+  bool isRaw_ = false;
+};
+
+}  // namespace quorl::client

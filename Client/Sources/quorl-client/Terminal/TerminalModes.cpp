@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "TerminalModes.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <limits>
+
+#include <fmt/format.h>
+
+namespace quorl::client {
+namespace {
+
+using Kind = TerminalItem::Kind;
+
+constexpr std::uint8_t escape = 0x1B;
+constexpr std::uint8_t shiftOut = 0x0E;
+// Longer strings change no mode that matters here.
+constexpr std::size_t maxCut = 4096;
+// xterm's three ways into the alternate screen.
+constexpr std::array alternateScreens{1049, 1047, 47};
+constexpr std::array onByDefault{7, 8, 25};
+constexpr int savedCursor = 1048;
+
+int numberOf(std::string_view text, int fallback) {
+  int value = fallback;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+bool isOnByDefault(int mode) {
+  return std::ranges::find(onByDefault, mode) != onByDefault.end();
+}
+
+bool isAlternateScreen(int mode) {
+  return std::ranges::find(alternateScreens, mode) != alternateScreens.end();
+}
+
+}  // namespace
+
+void TerminalModes::follow(ByteView output) {
+  Bytes joined;
+  if (!cut_.empty()) {
+    joined = std::exchange(cut_, {});
+    joined.insert(joined.end(), output.begin(), output.end());
+    output = joined;
+  }
+  while (!output.empty()) {
+    // Shifting to another character set is the one control that outlasts its line; it is rare enough for a
+    // second search.
+    const auto* const found =
+        static_cast<const std::uint8_t*>(std::memchr(output.data(), escape, output.size()));
+    const auto plain = found != nullptr ? static_cast<std::size_t>(found - output.data()) : output.size();
+    if (std::memchr(output.data(), shiftOut, plain) != nullptr) hasCharacterSet_ = true;
+    output = output.subspan(plain);
+    if (output.empty()) return;
+    const auto item = nextTerminalItem(output);
+    if (item.kind == Kind::incomplete) {
+      if (output.size() <= maxCut) cut_.assign(output.begin(), output.end());
+      return;
+    }
+    take(item);
+    output = output.subspan(item.whole.size());
+  }
+}
+
+void TerminalModes::take(const TerminalItem& item) {
+  if (item.kind == Kind::csi) return takeControlSequence(item);
+  if (item.kind != Kind::escape) return;
+  if (item.final == 'c' && item.parameters.empty()) reset();
+  if (item.final == '=') hasApplicationKeypad_ = true;
+  if (item.final == '>') hasApplicationKeypad_ = false;
+  if (item.parameters.starts_with('(') || item.parameters.starts_with(')')) hasCharacterSet_ = true;
+}
+
+void TerminalModes::takeControlSequence(const TerminalItem& item) {
+  auto parameters = item.parameters;
+  const char mark = parameters.empty() ? '\0' : parameters.front();
+  const bool isSet = item.final == 'h';
+  if (isSet || item.final == 'l') {
+    if (mark == '?') return takePrivateModes(parameters.substr(1), isSet);
+    if (parameters == "4") insertsCharacters_ = isSet;
+  } else if (item.final == 'r' && mark != '?') {
+    hasScrollRegion_ = !parameters.empty();
+  } else if (item.final == 'q' && parameters.ends_with(' ')) {
+    hasCursorShape_ = true;
+  } else if (item.final == 'p' && parameters == "!") {
+    reset();
+  } else if (item.final == 'm' && mark == '>') {
+    namesOtherKeys_ = parameters.starts_with(">4;") && parameters != ">4;0";
+  } else if (item.final == 'u' && mark == '>') {
+    keyboardLevels_ = std::min(keyboardLevels_ + 1, 64);
+  } else if (item.final == 'u' && mark == '<') {
+    keyboardLevels_ = std::max(keyboardLevels_ - std::clamp(numberOf(parameters.substr(1), 1), 0, 64), 0);
+  } else if (item.final == 'u' && mark == '=') {
+    hasKeyboardFlags_ = !parameters.starts_with("=0");
+  }
+}
+
+void TerminalModes::takePrivateModes(std::string_view parameters, bool isSet) {
+  while (!parameters.empty()) {
+    const auto end = std::min(parameters.find(';'), parameters.size());
+    const int mode = numberOf(parameters.substr(0, end), -1);
+    if (mode >= 0 && mode != savedCursor && privateModes_.size() < 256) privateModes_[mode] = isSet;
+    parameters.remove_prefix(std::min(end + 1, parameters.size()));
+  }
+}
+
+void TerminalModes::reset() {
+  *this = TerminalModes();
+}
+
+bool TerminalModes::isInAlternateScreen() const {
+  return std::ranges::any_of(alternateScreens, [this](int mode) {
+    const auto found = privateModes_.find(mode);
+    return found != privateModes_.end() && found->second;
+  });
+}
+
+Bytes TerminalModes::restoring() const {
+  std::string text;
+  if (!cut_.empty()) text += '\x18';  // CAN ends a sequence (ECMA-48, 8.3.6)
+  if (hasScrollRegion_)
+    text +=
+        "\x1b"
+        "7\x1b[r\x1b"
+        "8";  // DECSTBM moves the cursor
+  for (const int mode : alternateScreens) {
+    const auto found = privateModes_.find(mode);
+    if (found != privateModes_.end() && found->second) text += fmt::format("\x1b[?{}l", mode);
+  }
+  for (const auto& [mode, isSet] : privateModes_)
+    if (!isAlternateScreen(mode) && isSet != isOnByDefault(mode))
+      text += fmt::format("\x1b[?{}{}", mode, isSet ? 'l' : 'h');
+  if (keyboardLevels_ > 0) text += fmt::format("\x1b[<{}u", keyboardLevels_);
+  if (hasKeyboardFlags_) text += "\x1b[=0u";
+  if (namesOtherKeys_) text += "\x1b[>4m";
+  if (insertsCharacters_) text += "\x1b[4l";
+  if (hasApplicationKeypad_) text += "\x1b>";
+  if (hasCursorShape_) text += "\x1b[0 q";
+  if (hasCharacterSet_) text += "\x1b(B\x0f";
+  text += "\x1b[0m";
+  return bytesOf(text);
+}
+
+}  // namespace quorl::client
