@@ -166,14 +166,16 @@ class PosixPseudoTerminal final : public PseudoTerminal {
 
 }  // namespace
 
-PosixPseudoTerminals::PosixPseudoTerminals(std::string shell)
-    : shell_(shell.empty() ? shellForAgents() : std::move(shell)), watcher_(std::make_shared<Watcher>()) {}
+PosixPseudoTerminals::PosixPseudoTerminals(std::string shell, std::optional<std::uint64_t> descriptorLimit)
+    : shell_(shell.empty() ? shellForAgents() : std::move(shell)),
+      descriptorLimit_(descriptorLimit),
+      watcher_(std::make_shared<Watcher>()) {}
 
 PosixPseudoTerminals::~PosixPseudoTerminals() = default;
 
 std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> PosixPseudoTerminals::spawn(
     const PseudoTerminalRequest& request) {
-  auto spawned = spawnOnTerminal(request, shell_);
+  auto spawned = spawnOnTerminal(request, shell_, descriptorLimit_);
   if (!spawned) return std::unexpected(spawned.error());
   Descriptor process = PseudoTerminalPoller::openProcess(spawned->pid);
   if (!process.isOpen()) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <QuorlHostCore/Ports/PseudoTerminal.h>
@@ -15,8 +17,9 @@ namespace quorl {
 /// reaped, with a bound on the wait. Not destroyed from a terminal's callback of the last terminal.
 class PosixPseudoTerminals final : public PseudoTerminals {
  public:
-  /// `shell`: what runs the commands; by default chosen for the user.
-  explicit PosixPseudoTerminals(std::string shell = {});
+  /// `shell`: what runs the commands; by default chosen for the user. `descriptorLimit`: how many descriptors
+  /// a command may open unless it asks for more; by default as many as this process.
+  explicit PosixPseudoTerminals(std::string shell = {}, std::optional<std::uint64_t> descriptorLimit = {});
   ~PosixPseudoTerminals() override;
 
   std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> spawn(
@@ -26,6 +29,7 @@ class PosixPseudoTerminals final : public PseudoTerminals {
   class Watcher;
 
   const std::string shell_;
+  const std::optional<std::uint64_t> descriptorLimit_;
   const std::shared_ptr<Watcher> watcher_;
 };
 

@@ -13,7 +13,11 @@ namespace quorl {
 
 namespace {
 
-constexpr std::size_t maxUnwritten = 1U << 20;
+// The largest paste that a program which does not read yet will get whole.
+constexpr std::size_t maxUnwritten = 64U << 20;
+// What has been written goes away when it is this much and half of all, so that a large paste is not moved
+// for every small write.
+constexpr std::size_t worthMoving = 1U << 20;
 constexpr int maxPiecesInFlight = 4;
 // A read of at least this much is a burst that more will follow.
 constexpr std::size_t burst = 2048;
@@ -48,17 +52,36 @@ void PseudoTerminalChild::write(ByteView bytes) {
 
 void PseudoTerminalChild::writeLocked(ByteView bytes) {
   if (!master_.isOpen()) return;
-  while (unwritten_.empty() && !bytes.empty()) {
-    const auto written = ::write(master_.get(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0 && errno != EAGAIN) return;
-    if (written <= 0) break;
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
+  if (!hasUnwritten()) bytes = bytes.subspan(writeSomeLocked(bytes));
   if (bytes.empty()) return;
-  const ByteView kept = bytes.first(std::min(bytes.size(), maxUnwritten - unwritten_.size()));
+  const std::size_t room = maxUnwritten - (unwritten_.size() - unwrittenFrom_);
+  const ByteView kept = bytes.first(std::min(bytes.size(), room));
   unwritten_.insert(unwritten_.end(), kept.begin(), kept.end());
   armLocked();
+}
+
+// How many bytes need no more care: those that were taken, or all when nobody will ever take them.
+std::size_t PseudoTerminalChild::writeSomeLocked(ByteView bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const auto written = ::write(master_.get(), bytes.data() + done, bytes.size() - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0 && errno != EAGAIN) return bytes.size();
+    if (written <= 0) break;
+    done += static_cast<std::size_t>(written);
+  }
+  return done;
+}
+
+void PseudoTerminalChild::writeUnwrittenLocked() {
+  unwrittenFrom_ += writeSomeLocked(ByteView(unwritten_).subspan(unwrittenFrom_));
+  if (!hasUnwritten()) {
+    unwritten_ = {};
+    unwrittenFrom_ = 0;
+  } else if (unwrittenFrom_ >= worthMoving && unwrittenFrom_ >= unwritten_.size() / 2) {
+    unwritten_.erase(unwritten_.begin(), unwritten_.begin() + static_cast<std::ptrdiff_t>(unwrittenFrom_));
+    unwrittenFrom_ = 0;
+  }
 }
 
 void PseudoTerminalChild::resize(std::uint16_t columns, std::uint16_t rows) {
@@ -89,20 +112,18 @@ void PseudoTerminalChild::closeTerminalLocked() {
   poller_->remove(master_.get());
   master_.reset();
   unwritten_ = {};
+  unwrittenFrom_ = 0;
   hasEnded_ = true;
 }
 
 void PseudoTerminalChild::armLocked() {
   if (!master_.isOpen() || hasEnded_) return;
-  poller_->arm(master_.get(), token_, {.reading = wantsRead_, .writing = !unwritten_.empty()});
+  poller_->arm(master_.get(), token_, {.reading = wantsRead_, .writing = hasUnwritten()});
 }
 
 PseudoTerminalChild::Next PseudoTerminalChild::handleTerminalEvent(std::span<std::uint8_t> scratch) {
   std::lock_guard lock(mutex_);
-  if (!unwritten_.empty()) {
-    const Bytes waiting = std::exchange(unwritten_, {});
-    writeLocked(waiting);
-  }
+  if (hasUnwritten() && master_.isOpen()) writeUnwrittenLocked();
   if (wantsRead_) return readPieceLocked(scratch);
   armLocked();
   return Next::waitForEvent;

@@ -64,6 +64,9 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   bool isAbandoned();
   void outputWasTaken();
   void writeLocked(ByteView bytes);
+  void writeUnwrittenLocked();
+  bool hasUnwritten() const { return unwrittenFrom_ < unwritten_.size(); }
+  std::size_t writeSomeLocked(ByteView bytes);
   void armLocked();
   void closeTerminalLocked();
 
@@ -78,7 +81,8 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   std::optional<SerialQueue> queue_;
   std::shared_ptr<PseudoTerminal::Handlers> handlers_;  // absent before the start and once abandoned
   Bytes unwritten_;
-  int piecesInFlight_ = 0;  // given to the queue and not yet taken
+  std::size_t unwrittenFrom_ = 0;  // what stands before it has been written
+  int piecesInFlight_ = 0;         // given to the queue and not yet taken
   bool wantsRead_ = false;
   bool waitsForTaker_ = false;  // not read before a piece in flight has been taken
   bool hasEnded_ = false;

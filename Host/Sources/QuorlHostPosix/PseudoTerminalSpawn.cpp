@@ -106,6 +106,17 @@ class SpawnPlan {
   posix_spawnattr_t attributes_{};
 };
 
+// posix_spawn sets no limits, and a limit of this process holds for all its threads; so a shell sets it and
+// becomes the one that was asked for, in the same process and with the same arguments as without it.
+std::vector<std::string> shellArguments(const std::string& shell, const std::string& command,
+                                        std::optional<std::uint64_t> descriptorLimit) {
+  std::vector<std::string> arguments{shell, "-l", "-c", command};
+  if (!descriptorLimit) return arguments;
+  arguments.insert(arguments.begin(), {"/bin/sh", "-c", "ulimit -Sn \"$0\" 2>/dev/null; exec \"$@\"",
+                                       std::to_string(*descriptorLimit)});
+  return arguments;
+}
+
 std::string_view baseName(std::string_view path) {
   return path.substr(path.rfind('/') + 1);
 }
@@ -121,8 +132,9 @@ std::string accountShell() {
 
 }  // namespace
 
-std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(const PseudoTerminalRequest& request,
-                                                                    const std::string& shell) {
+std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(
+    const PseudoTerminalRequest& request, const std::string& shell,
+    std::optional<std::uint64_t> descriptorLimit) {
   auto pair = openPair(request.columns, request.rows);
   if (!pair) return failed(PseudoTerminalStep::openTerminal, pair.error());
   SpawnPlan plan;
@@ -132,7 +144,7 @@ std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(const Pseudo
   SpawnedTerminal spawned;
   // This side's slave stays open until the child has opened its own: a terminal that nobody has open reads as
   // one that has ended.
-  const int result = plan.run(spawned.pid, {shell, "-l", "-c", request.command},
+  const int result = plan.run(spawned.pid, shellArguments(shell, request.command, descriptorLimit),
                               environmentWith(environ, request.environment));
   if (result != 0) return failed(PseudoTerminalStep::spawn, result);
   spawned.master = std::move(pair->master);

@@ -3,9 +3,11 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <expected>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,8 +24,10 @@ struct SpawnedTerminal {
 };
 
 /// Opens a terminal and starts the request's command on it with `shell`. May be called from any thread.
-std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(const PseudoTerminalRequest& request,
-                                                                    const std::string& shell);
+/// `descriptorLimit`: the soft limit of open descriptors that it starts with; by default this process's.
+std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(
+    const PseudoTerminalRequest& request, const std::string& shell,
+    std::optional<std::uint64_t> descriptorLimit = {});
 
 /// The shell that agents are started with: zsh where it is installed, since its login files are where people
 /// who use it set their PATH; else the account's own shell where it is one that takes "-l -c"; else sh.

@@ -16,7 +16,7 @@
 
 namespace quorl {
 
-HostPlatform::HostPlatform()
+HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
     : loop_(std::make_shared<MainLoop>()), network_(std::make_shared<SocketNetwork>()) {
   platform_.scheduler = &scheduler_;
   // The generator has no state and no owner.
@@ -28,7 +28,7 @@ HostPlatform::HostPlatform()
   platform_.loginSessions = std::make_shared<LogindSessions>();
   platform_.machine = std::make_shared<LinuxMachineFacts>();
   platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders());
-  platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>();
+  platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>(std::string(), descriptorLimit);
   platform_.processes = std::make_shared<ProcProcessTable>();
   platform_.terminals = std::make_shared<TmuxTerminals>(TmuxTerminals::Settings::ofThisUser());
   platform_.sessionFiles = std::make_shared<HomeSessionFiles>(currentUserFolders().home);

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
 #include <QuorlHostCore/Ports/Platform.h>
@@ -17,7 +19,8 @@ namespace quorl {
 /// callbacks.
 class HostPlatform {
  public:
-  HostPlatform();
+  /// `descriptorLimit`: what agents are started with, where it is another than this process's.
+  explicit HostPlatform(std::optional<std::uint64_t> descriptorLimit);
 
   const Platform& platform() const { return platform_; }
   MainLoop& loop() { return *loop_; }

@@ -2,13 +2,12 @@
 #include <cstdio>
 #include <memory>
 
-#include <sys/resource.h>
-
 #include <fmt/format.h>
 
 #include <QuorlHostCore/Runtime/HostRuntime.h>
 #include <QuorlHostCore/Runtime/Log.h>
 #include <QuorlHostLinux/System/SystemLogSink.h>
+#include <QuorlHostPosix/DescriptorLimit.h>
 #include <QuorlHostPosix/MainLoop.h>
 #include <QuorlHostPosix/UserFolders.h>
 
@@ -23,16 +22,7 @@ using namespace quorl;
 constexpr std::chrono::seconds farewell{1};
 
 // Each client is a descriptor, and a shell's limit is made for less.
-constexpr rlim_t wantedDescriptors = 65'536;
-
-void raiseDescriptorLimit() {
-  rlimit limit{};
-  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-  const rlim_t wanted = std::min(limit.rlim_max, wantedDescriptors);
-  if (limit.rlim_cur >= wanted) return;
-  limit.rlim_cur = wanted;
-  ::setrlimit(RLIMIT_NOFILE, &limit);
-}
+constexpr std::uint64_t wantedDescriptors = 65'536;
 
 HostCoreConfig configurationFor(const HostOptions& options) {
   HostCoreConfig config = HostCoreConfig::menuBar;
@@ -41,9 +31,9 @@ HostCoreConfig configurationFor(const HostOptions& options) {
   return config;
 }
 
-int runHost(const HostOptions& options) {
+int runHost(const HostOptions& options, std::optional<std::uint64_t> descriptorLimit) {
   auto signals = std::make_unique<TerminationSignals>();
-  HostPlatform host;
+  HostPlatform host(descriptorLimit);
   const auto runtime = HostRuntime::make(configurationFor(options), host.platform());
   if (const auto started = runtime->start(); !started) {
     fmt::print(stderr, "quorl-host: failed to start server: {}\n", started.error().description);
@@ -64,8 +54,8 @@ int main(int argc, char** argv) {
   const HostOptions options = parseHostOptions({argv + std::min(argc, 1), argv + argc});
   Log::verbose = options.verbose;
   turnBrokenPipesIntoErrors();
-  raiseDescriptorLimit();
+  const auto descriptorLimit = raiseDescriptorLimit(wantedDescriptors);
   Log::setSink(std::make_shared<SystemLogSink>());
   Log::auth.event(pinAnnouncement(options));
-  return runHost(options);
+  return runHost(options, descriptorLimit);
 }

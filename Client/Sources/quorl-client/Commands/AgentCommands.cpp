@@ -337,7 +337,7 @@ std::vector<Command> agentCommands() {
                    {"--json", "", "its whole row instead of the identity"}},
        .maximumPositional = 256,
        .examples = {"spawn claude --cwd ~/project", "spawn --name tests -- make -j4 check",
-                    "spawn --entry Codex", "attach $(quorl_client spawn htop)"},
+                    "spawn --entry Codex", "spawn --name monitor -- htop --tree"},
        .run = runSpawn});
   commands.push_back({.name = "resume",
                       .arguments = "AGENT",

@@ -64,7 +64,7 @@ class PseudoTerminal {
   virtual void start(SerialQueue queue, Handlers handlers) = 0;
 
   /// Never blocks and waits for no output: bytes that the terminal does not take now are kept, in order, up
-  /// to a bound of 1 MiB beyond which they are dropped.
+  /// to a bound of 64 MiB beyond which they are dropped.
   virtual void write(ByteView bytes) = 0;
   virtual void resize(std::uint16_t columns, std::uint16_t rows) = 0;
   /// Sends a POSIX signal to the child alone; nothing once it has been reaped.

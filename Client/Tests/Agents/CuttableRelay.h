@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <thread>
+
+#include <quorl-client/FileDescriptor.h>
+
+namespace quorl::client::test {
+
+// A network between a client and a host that a test can cut: every connection to its port goes on to the
+// host's. Queue: a thread of its own; the operations from any.
+class CuttableRelay {
+ public:
+  explicit CuttableRelay(std::uint16_t hostPort);
+  CuttableRelay(const CuttableRelay&) = delete;
+  CuttableRelay& operator=(const CuttableRelay&) = delete;
+  ~CuttableRelay();
+
+  std::uint16_t port() const { return port_; }
+  // Resets all connections; new ones are refused until `mend`.
+  void cut();
+  void mend();
+  // Forwards nothing more to the host and stays open: a network that swallows.
+  void swallowInput(bool isSwallowed) { swallows_ = isSwallowed; }
+  int accepted() const { return accepted_; }
+
+ private:
+  enum class Order : std::uint64_t { stop = 1, cut = 2, mend = 3 };
+  void give(Order order);
+  void run();
+  void listen();
+
+  const std::uint16_t hostPort_;
+  std::uint16_t port_ = 0;
+  FileDescriptor listener_;
+  FileDescriptor orderRead_;
+  FileDescriptor orderWrite_;
+  FileDescriptor doneRead_;
+  FileDescriptor doneWrite_;
+  std::atomic<bool> swallows_ = false;
+  std::atomic<int> accepted_ = 0;
+  std::thread thread_;
+};
+
+}  // namespace quorl::client::test

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <sys/types.h>
+#include <termios.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <quorl-client/FileDescriptor.h>
+
+namespace quorl::client::test {
+
+// A program on a real terminal of its own, as a person sits at it: what it prints is collected, keys are
+// typed, the window is resized. Killed by destruction. Queue: the test's thread.
+class TerminalProgram {
+ public:
+  // `environment`: NAME=VALUE over the test's own.
+  TerminalProgram(const std::vector<std::string>& words, const std::vector<std::string>& environment,
+                  int columns = 100, int rows = 30);
+  TerminalProgram(const TerminalProgram&) = delete;
+  TerminalProgram& operator=(const TerminalProgram&) = delete;
+  ~TerminalProgram();
+
+  pid_t pid() const { return pid_; }
+  void type(std::string_view keys);
+  void resize(int columns, int rows);
+  void signal(int number) const;
+
+  // All that was printed, as bytes.
+  const std::string& screen();
+  // Waits for a text behind the position `from`.
+  bool shows(std::string_view text, std::size_t from = 0);
+  std::size_t count(std::string_view text);
+  // The exit status, 128 and the signal's number for a violent end; nothing while it runs at the deadline.
+  std::optional<int> waitForExit(std::chrono::milliseconds limit = std::chrono::seconds(20));
+
+  // Of the terminal, which outlives the program.
+  termios modes() const;
+  bool isRaw() const;
+
+ private:
+  void collect();
+
+  FileDescriptor master_;
+  FileDescriptor slave_;
+  pid_t pid_ = -1;
+  std::string screen_;
+  std::optional<int> status_;
+};
+
+}  // namespace quorl::client::test

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-client/Terminal/Pacing.h>
+
+#include <gtest/gtest.h>
+
+namespace quorl::client {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+const Clock::time_point start{seconds(1000)};
+
+TEST(ResizePacer, tellsTheFirstSizeAtOnceAndNothingTwice) {
+  ResizePacer pacer;
+  EXPECT_FALSE(pacer.take(start));
+  pacer.note({80, 24});
+  EXPECT_EQ(pacer.take(start), (TerminalSize{80, 24}));
+  pacer.note({80, 24});
+  EXPECT_FALSE(pacer.due());
+  EXPECT_FALSE(pacer.take(start + seconds(1)));
+}
+
+TEST(ResizePacer, tellsTheLastSizeOfADragOnceInAWhile) {
+  ResizePacer pacer;
+  int told = 0;
+  std::optional<TerminalSize> last;
+  for (int step = 0; step <= 200; ++step) {
+    pacer.note({80 + step, 24});
+    if (const auto size = pacer.take(start + milliseconds(step))) {
+      ++told;
+      last = size;
+    }
+  }
+  EXPECT_EQ(told, 5);
+  ASSERT_TRUE(pacer.due() || last == (TerminalSize{280, 24}));
+  if (const auto due = pacer.due()) last = pacer.take(*due);
+  EXPECT_EQ(last, (TerminalSize{280, 24}));
+}
+
+TEST(ResizePacer, tellsNothingWhenTheOldSizeIsBack) {
+  ResizePacer pacer;
+  pacer.note({80, 24});
+  pacer.take(start);
+  pacer.note({81, 24});
+  pacer.note({80, 24});
+  EXPECT_FALSE(pacer.due());
+}
+
+TEST(ResizePacer, tellsANewConnectionTheSizeAgain) {
+  ResizePacer pacer;
+  pacer.note({80, 24});
+  pacer.take(start);
+  pacer.forgetWhatWasSent();
+  EXPECT_EQ(pacer.take(start + seconds(1)), (TerminalSize{80, 24}));
+}
+
+TEST(ReconnectBackoff, triesSoonAtFirstAndEverMoreSeldom) {
+  ReconnectBackoff backoff;
+  Clock::duration before{};
+  for (int attempt = 0; attempt < 20; ++attempt) {
+    const auto delay = backoff.next();
+    EXPECT_GE(delay, before);
+    EXPECT_LE(delay, ReconnectBackoff::last);
+    before = delay;
+  }
+  EXPECT_EQ(before, ReconnectBackoff::last);
+}
+
+TEST(ReconnectBackoff, beginsAnewOnlyAfterAConnectionThatHeld) {
+  ReconnectBackoff backoff;
+  for (int attempt = 0; attempt < 20; ++attempt) backoff.next();
+  backoff.connected(start);
+  backoff.lost(start + seconds(1));
+  EXPECT_EQ(backoff.next(), ReconnectBackoff::last);
+  backoff.connected(start);
+  backoff.lost(start + ReconnectBackoff::stable);
+  EXPECT_EQ(backoff.next(), ReconnectBackoff::first);
+}
+
+TEST(LinkWatch, asksASilentHostAndGivesItUpInTheEnd) {
+  LinkWatch link(start);
+  EXPECT_EQ(link.act(start + seconds(4)), LinkWatch::Action::none);
+  EXPECT_EQ(link.due(), start + LinkWatch::askAfter);
+  EXPECT_EQ(link.act(start + seconds(5)), LinkWatch::Action::ask);
+  EXPECT_EQ(link.act(start + seconds(6)), LinkWatch::Action::none);
+  EXPECT_EQ(link.act(start + seconds(10)), LinkWatch::Action::ask);
+  EXPECT_EQ(link.act(start + seconds(15)), LinkWatch::Action::giveUp);
+}
+
+TEST(LinkWatch, leavesAHostAloneThatSpeaks) {
+  LinkWatch link(start);
+  for (int second = 1; second < 100; ++second) {
+    link.heard(start + seconds(second));
+    EXPECT_EQ(link.act(start + seconds(second + 4)), LinkWatch::Action::none);
+  }
+}
+
+}  // namespace
+}  // namespace quorl::client

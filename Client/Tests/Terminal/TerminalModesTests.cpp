@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-client/Terminal/TerminalModes.h>
+
+#include <gtest/gtest.h>
+
+namespace quorl::client {
+namespace {
+
+std::string restoringAfter(std::string_view output, std::size_t size = 1U << 20) {
+  TerminalModes modes;
+  for (; !output.empty(); output.remove_prefix(std::min(size, output.size())))
+    modes.follow(viewOf(output.substr(0, size)));
+  return textOf(modes.restoring());
+}
+
+TEST(TerminalModes, ordinaryOutputNeedsOnlyPlainText) {
+  EXPECT_EQ(restoringAfter("hello\r\n\x1b[1;31mred\x1b[0m \x1b]0;title\x07\x1b[2K"), "\x1b[0m");
+}
+
+TEST(TerminalModes, undoesWhatAFullScreenProgramDoes) {
+  EXPECT_EQ(restoringAfter("\x1b[?1049h\x1b[?25l\x1b[?1002;1006h\x1b[?2004h\x1b[?1h\x1b=text"),
+            "\x1b[?1049l\x1b[?1l\x1b[?25h\x1b[?1002l\x1b[?1006l\x1b[?2004l\x1b>\x1b[0m");
+}
+
+TEST(TerminalModes, undoesNothingThatTheProgramUndid) {
+  EXPECT_EQ(restoringAfter("\x1b[?1049h\x1b[?25l\x1b=\x1b[>4;2m\x1b[>1u\x1b[2;20r"
+                           "\x1b[r\x1b[<u\x1b[>4;0m\x1b>\x1b[?25h\x1b[?1049l"),
+            "\x1b[0m");
+}
+
+TEST(TerminalModes, undoesTheNewerModesToo) {
+  EXPECT_EQ(restoringAfter("\x1b[>1u\x1b[>5u\x1b[>4;1m\x1b[4h\x1b[5 q\x1b(0"),
+            "\x1b[<2u\x1b[>4m\x1b[4l\x1b[0 q\x1b(B\x0f\x1b[0m");
+  EXPECT_EQ(restoringAfter("\x1b[5;10r"),
+            "\x1b"
+            "7\x1b[r\x1b"
+            "8\x1b[0m");
+}
+
+TEST(TerminalModes, seesSequencesHoweverTheyAreCut) {
+  const std::string output = "a\x1b[?1049;1000hb\x1b]8;;http://x\x1b\\c\x1bP$qm\x1b\\\x1b[?25l\x1b[?1000l";
+  const auto whole = restoringAfter(output);
+  EXPECT_EQ(whole, "\x1b[?1049l\x1b[?25h\x1b[0m");
+  for (std::size_t size = 1; size < output.size(); ++size)
+    EXPECT_EQ(restoringAfter(output, size), whole) << size;
+}
+
+TEST(TerminalModes, endsASequenceThatWasCut) {
+  EXPECT_EQ(restoringAfter("text\x1b[?10"), "\x18\x1b[0m");
+  EXPECT_EQ(restoringAfter("text\x1b]0;half a title"), "\x18\x1b[0m");
+}
+
+TEST(TerminalModes, aResetUndoesAll) {
+  EXPECT_EQ(restoringAfter("\x1b[?1049h\x1b[?25l\x1b"
+                           "c"),
+            "\x1b[0m");
+  EXPECT_EQ(restoringAfter("\x1b[?25l\x1b[!p"), "\x1b[0m");
+}
+
+TEST(TerminalModes, knowsTheAlternateScreen) {
+  TerminalModes modes;
+  EXPECT_FALSE(modes.isInAlternateScreen());
+  modes.follow(viewOf("\x1b[?47h"));
+  EXPECT_TRUE(modes.isInAlternateScreen());
+  modes.follow(viewOf("\x1b[?47l"));
+  EXPECT_FALSE(modes.isInAlternateScreen());
+}
+
+TEST(TerminalModes, staysSmallForHostileOutput) {
+  TerminalModes modes;
+  std::string output;
+  for (int mode = 0; mode < 10'000; ++mode) output += "\x1b[?" + std::to_string(mode) + "h";
+  modes.follow(viewOf(output));
+  modes.follow(viewOf("\x1b]" + std::string(1 << 20, 'x')));
+  EXPECT_LT(modes.restoring().size(), 8000U);
+}
+
+TEST(Replay, leavesOutWhatATerminalWouldAnswer) {
+  for (const std::string_view question :
+       {"\x1b[6n", "\x1b[?6n", "\x1b[c", "\x1b[>c", "\x1b[=c", "\x1b[?2026$p", "\x1b[>q", "\x1b[?u",
+        "\x1b[18t", "\x1b]11;?\x07", "\x1b]4;1;?\x1b\\", "\x1bP$qm\x1b\\", "\x1bP+q544e\x1b\\", "\x1bZ",
+        "\x05", "\x1b_Gi=1,a=q;AAAA\x1b\\"})
+    EXPECT_EQ(textOf(fitForReplay(viewOf("a" + std::string(question) + "b"))), "ab") << question.substr(1);
+}
+
+TEST(Replay, neitherRingsNorCopiesNorNotifiesAgain) {
+  EXPECT_EQ(textOf(fitForReplay(viewOf("a\x07\x07\x1b]52;c;aGk=\x07"
+                                       "b\x1b]9;done\x1b\\\x1b]777;notify;x\x07"))),
+            "ab");
+}
+
+TEST(Replay, keepsEverythingElseAsItIs) {
+  const std::string kept =
+      "text "
+      "\xc3\xa4\r\n\t\x1b[1;31m\x1b[2J\x1b[?25l\x1b[22;0t\x1b]0;title\x07\x1b]8;;http://"
+      "x\x1b\\link\x1b(B\x1b=\x1b[q"
+      "\x1b[2 q\x1b[u\x1b[>1u\x1b[?1049h\x1bPsixel\x1b\\\x1b[12\x18\x1b[\x1b[A";
+  EXPECT_EQ(textOf(fitForReplay(viewOf(kept))), kept);
+  EXPECT_EQ(textOf(fitForReplay(viewOf("a\x1b[12"))), "a\x1b[12") << "the rest comes live";
+}
+
+}  // namespace
+}  // namespace quorl::client
