@@ -108,7 +108,9 @@ TEST_F(AgentCommands, catalogKeepsWhatIsAddedAndItsBuiltInEntries) {
 }
 
 TEST_F(AgentCommands, followPrintsWhatHappensUntilItIsInterrupted) {
+  world.spawn({"--name", "earlier", "--", "exec cat"});
   const auto follower = world.onTerminal({"agents", "--follow"});
+  ASSERT_TRUE(follower->shows("spawned  earlier"));
   const auto id = world.spawn({"--name", "watched", "--", "echo ready; read x"});
   EXPECT_TRUE(follower->shows("running  spawned  watched"));
   EXPECT_EQ(world.run({"prompt", "watched", ""}).status, 0);
@@ -120,9 +122,8 @@ TEST_F(AgentCommands, followPrintsWhatHappensUntilItIsInterrupted) {
 
 TEST_F(AgentCommands, notifyPrintsEachAttentionOnce) {
   const auto notifier = world.onTerminal({"notify", "--json"});
-  const auto list = world.onTerminal({"agents", "--follow"});
+  ASSERT_TRUE(notifier->shows("Watching the agents"));
   const auto id = world.spawn({"--name", "asker", "--", "echo 'Do you want to proceed'; read x; exit"});
-  ASSERT_TRUE(list->shows("running  spawned  asker"));
   EXPECT_TRUE(notifier->shows("\"body\":\"Do you want to proceed\"")) << notifier->screen();
   EXPECT_EQ(world.run({"prompt", "asker", "y"}).status, 0);
   EXPECT_TRUE(notifier->shows("\"body\":\"finished\""));
@@ -133,6 +134,7 @@ TEST_F(AgentCommands, notifyPrintsEachAttentionOnce) {
 
 TEST_F(AgentCommands, notifyGoesOnWhenTheHostComesBack) {
   const auto notifier = world.onTerminal({"notify"});
+  ASSERT_TRUE(notifier->shows("Watching the agents"));
   world.spawn({"--name", "one", "--", "true"});
   ASSERT_TRUE(notifier->shows("one: finished"));
   world.host().program().signal(SIGKILL);
@@ -140,7 +142,7 @@ TEST_F(AgentCommands, notifyGoesOnWhenTheHostComesBack) {
   ASSERT_TRUE(notifier->shows("trying again"));
   world.startHost();
   ASSERT_TRUE(notifier->shows("connected again"));
-  world.spawn({"--name", "two", "--", "true"});
+  world.spawn({"--name", "two", "--", "sleep 0.5"});
   EXPECT_TRUE(notifier->shows("two: finished"));
 }
 

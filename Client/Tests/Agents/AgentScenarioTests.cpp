@@ -42,6 +42,7 @@ TEST(AgentEvening, spawnedWatchedPromptedAskingResizedAndKilled) {
   ASSERT_FALSE(HasFatalFailure());
   world.pair("bob", world.hostPort());
   const auto attention = world.onTerminal({"notify"});
+  ASSERT_TRUE(attention->shows("Watching the agents"));
   const auto id = world.spawn({"--name", "coder", "--cwd", "/tmp", "coder --fast"});
   const auto ada = world.onTerminal({"attach", "coder"}, "ada", 100, 30);
   ASSERT_TRUE(ada->shows("agent ready with arguments: --fast\r\n")) << ada->screen();
@@ -89,6 +90,7 @@ TEST(AgentEvening, aBellCallsOnceWhereNoWordsAsk) {
   world.startHost();
   ASSERT_FALSE(HasFatalFailure());
   const auto attention = world.onTerminal({"notify"});
+  ASSERT_TRUE(attention->shows("Watching the agents"));
   world.spawn({"--name", "coder", "coder"});
   ASSERT_TRUE(
       eventually([&] { return world.run({"agents"}).output.find("agent ready") != std::string::npos; }));

@@ -67,7 +67,10 @@ Outcome<void> runNotify(const Arguments& arguments, CommandContext& context) {
   DesktopNotifier desktop;
   const bool asJSON = arguments.has("--json");
   const bool isQuiet = arguments.has("--no-desktop");
+  bool isWatching = false;
   return followMessages(arguments, context, [&](const ControlMessage& message) {
+    if (std::holds_alternative<message::AgentList>(message) && !std::exchange(isWatching, true))
+      context.output.note("Watching the agents; interrupt to end.");
     const auto* event = std::get_if<message::AgentEvent>(&message);
     const auto* attention = event != nullptr ? std::get_if<agentEvent::Attention>(&event->_0) : nullptr;
     if (attention == nullptr) return;
