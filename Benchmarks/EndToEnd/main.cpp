@@ -169,7 +169,7 @@ int main(int argc, char** argv) {
     for (const auto& contender : contenders) {
       const std::uint16_t port = freePort();
       const auto server = contender.start(port);
-      const auto viewer = contender.connect(port);
+      auto viewer = contender.connect(port);
       if (!viewer) {
         fmt::print(stderr, "{} does not answer; see {}\n", contender.name, folder);
         return 1;
@@ -184,7 +184,13 @@ int main(int argc, char** argv) {
         fmt::print(stderr, "round {} {:12} {:22} {:.2f} ms\n", round + 1, contender.name, row.name,
                    percentile(samples[row.name][contender.name], 0.5));
       if (round == 0) animations[contender.name] = measureAnimation(painter, *viewer, *server);
-      if (round == 0 && contender.name == "quorl_host") measureIdle(*viewer, *server);
+      if (round > 0 || contender.name != "quorl_host") continue;
+      measureIdle(*viewer, *server);
+      viewer.reset();
+      const auto hevc = connectQuorlViewer("HEVC", port, "123456", quorl::VideoCodec::hevc);
+      if (!hevc) return 1;
+      for (const auto& row : rows) measureRow(painter, *hevc, row, 3, warmUp, unused);
+      animations["HEVC"] = measureAnimation(painter, *hevc, *server);
     }
   }
 
@@ -209,9 +215,8 @@ int main(int argc, char** argv) {
     fmt::print("  {:12} {:.1f} / {:.1f}\n", contender.name, percentile(sharpness[contender.name].first, 0.5),
                percentile(sharpness[contender.name].later, 0.5));
   fmt::print("60 Hz full-screen animation\n");
-  for (const auto& contender : contenders) {
-    const Animation& animation = animations[contender.name];
-    fmt::print("  {:12} {:.1f} pictures/s", contender.name, animation.picturesPerSecond);
+  for (const auto& [name, animation] : animations) {
+    fmt::print("  {:12} {:.1f} pictures/s", name, animation.picturesPerSecond);
     // What a peer leaves to a process of nobody's is not known.
     if (animation.cpuShare > 0) fmt::print(", {:.0f} % of a core", animation.cpuShare * 100);
     if (animation.megabytesPerSecond > 0) fmt::print(", {:.2f} MB/s", animation.megabytesPerSecond);
