@@ -25,7 +25,7 @@ class PictureDetail {
   static PictureDetail ofWhole(const PictureBuffer& picture);
 
   /// The bits of an H.264 picture with this content where nothing like it was shown before; `quantizer` is 0
-  /// to 69, see QuantizerControl. Within a third of the truth for text, photographs and noise.
+  /// to 69. Within a third of the truth for text, photographs and noise.
   double bitsAt(int quantizer) const;
 
  private:

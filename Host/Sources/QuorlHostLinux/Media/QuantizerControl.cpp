@@ -56,7 +56,7 @@ int QuantizerControl::choose(const Picture& picture) {
     quantizer = firstWithin(picture, finest_, std::max(finest_, pleasant),
                             bitsPerPicture_ * (isFirst ? firstShare : followingShare));
   const double allowance = std::max(0.0, bucket_.available()) * shareFor(picture.kind);
-  quantizer = firstWithin(picture, quantizer, coarsest, allowance);
+  quantizer = firstWithin(picture, quantizer, coarsest_, allowance);
   choice_ = {picture.kind, quantizer, picture.changed.bitsAt(quantizer)};
   return quantizer;
 }

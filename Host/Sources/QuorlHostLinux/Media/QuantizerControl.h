@@ -36,12 +36,11 @@ class QuantizerControl {
     std::optional<PictureDetail> whole{};  // needed while `sharpensAll`, and for a key frame
   };
 
-  /// Above 51, the coarsest of the standard, x264 also leaves the weaker part of a picture's detail away.
-  static constexpr int coarsest = 69;
   /// The coarsest that looks good at a glance: a large change is not made coarser for the sake of its speed.
   static constexpr int pleasant = 28;
 
-  explicit QuantizerControl(PixelSize size) : size_(size) {}
+  /// `coarsest`: the encoder's coarsest quantiser; 51 in the standards.
+  QuantizerControl(PixelSize size, int coarsest) : size_(size), coarsest_(coarsest), shown_(coarsest) {}
 
   void setRates(const CompressionRates& rates);
   /// The quantiser that the rates ask for where there is nothing against it.
@@ -62,10 +61,11 @@ class QuantizerControl {
   int firstWithin(const Picture& picture, int from, int to, double allowance) const;
 
   const PixelSize size_;
+  const int coarsest_;
   RateBucket bucket_{2'000'000};
   double bitsPerPicture_ = 2'000'000.0 / 60;
   int finest_ = 22;
-  int shown_ = coarsest;
+  int shown_;
   double motion_ = 1;  // what changes cost as a share of new content
   std::optional<Time> lastTime_;
   struct Choice {

@@ -14,20 +14,19 @@ extern "C" {
 #include <QuorlHostLinux/Media/CodecLevel.h>
 #include <QuorlHostLinux/Media/NalUnits.h>
 #include <QuorlHostLinux/Media/PictureDetail.h>
-#include <QuorlHostLinux/Media/QuantizerControl.h>
-#include <QuorlHostLinux/Media/SoftwareEncoding.h>
+#include <QuorlHostLinux/Media/SoftwareCompressor.h>
 
 namespace quorl {
 
 namespace {
 
 constexpr int macroblockSide = 16;
-constexpr std::uint32_t warmUpPages = 4;
-constexpr int warmUpQuantizer = 26;
-// The library derives the range that a picture's quantiser may have from these: 29 and a factor of a hundredth
-// for key frames and for pictures between others make it 0 to 69.
+// The library derives the range that a picture's quantiser may have from these: 29 and a factor of a
+// hundredth for key frames and for pictures between others make it 0 to 69. Above 51, the coarsest of the
+// standard, it also leaves the weaker part of a picture's detail away.
 constexpr int rangeQuantizer = 29;
 constexpr float rangeFactor = 0.01F;
+constexpr int coarsestQuantizer = 69;
 // ISO/IEC 14496-10, annex E: matrix of BT.601, primaries and transfer of BT.709.
 constexpr int matrixSMPTE170M = 6;
 constexpr int primariesAndTransferBT709 = 1;
@@ -37,13 +36,11 @@ struct EncoderCloser {
 };
 using EncoderHandle = std::unique_ptr<x264_t, EncoderCloser>;
 
-class X264Compressor final : public VideoCompressor {
+class X264Compressor final : public SoftwareCompressor {
  public:
   X264Compressor(const CompressorSpecification& specification, Output output)
-      : size_(specification.size),
-        output_(std::move(output)),
-        control_(size_),
-        keyFrames_(specification.maxKeyFrameIntervalDuration),
+      : SoftwareCompressor(specification, std::move(output), coarsestQuantizer),
+        size_(specification.size),
         macroblockColumns_((size_.width + macroblockSide - 1) / macroblockSide),
         macroblockRows_((size_.height + macroblockSide - 1) / macroblockSide),
         unchanged_(static_cast<std::size_t>(macroblockColumns_) * static_cast<std::size_t>(macroblockRows_)) {
@@ -56,32 +53,6 @@ class X264Compressor final : public VideoCompressor {
     // What it made of them: a later change starts from these.
     x264_encoder_parameters(encoder_.get(), &parameters_);
     return readConfiguration();
-  }
-
-  void setRates(const CompressionRates& rates) override { control_.setRates(rates); }
-
-  // The first pictures of an encoder are ten times as slow as later ones.
-  void prepare() override {
-    if (!encoder_) return;
-    for (std::uint32_t page = 0; page < warmUpPages; ++page)
-      run(x264Picture(WarmUpPicture(size_, page), page % 2 == 0 ? X264_TYPE_IDR : X264_TYPE_AUTO,
-                      warmUpQuantizer));
-  }
-
-  void encode(const CompressionRequest& request) override {
-    const bool fits = request.image && request.image->size == size_;
-    if (!encoder_ || !fits) return;
-    const bool isKey = request.forceKeyFrame || keyFrames_.isDue(request.presentationTime);
-    const int quantizer = control_.choose(measured(request, isKey));
-    x264_picture_t picture = x264Picture(*request.image, isKey ? X264_TYPE_IDR : X264_TYPE_AUTO, quantizer);
-    if (!isKey && markUnchanged(request)) picture.prop.mb_info = unchanged_.data();
-    auto result = run(std::move(picture));
-    if (!result) return;
-    control_.encoded(static_cast<std::int64_t>(result->data->size()) * 8);
-    result->coarseness = {static_cast<float>(quantizer), static_cast<float>(control_.finest())};
-    result->presentationTime = request.presentationTime;
-    if (result->isKeyFrame) keyFrames_.keyFrameAt(request.presentationTime);
-    output_(std::move(*result));
   }
 
   void completeAndInvalidate() override { encoder_.reset(); }
@@ -127,21 +98,6 @@ class X264Compressor final : public VideoCompressor {
     return true;
   }
 
-  QuantizerControl::Picture measured(const CompressionRequest& request, bool isKey) const {
-    const PictureBuffer& image = *request.image;
-    QuantizerControl::Picture picture;
-    picture.presentationTime = request.presentationTime;
-    const bool isAllNew = request.content == PictureContent::changed && request.changed.empty();
-    if (isKey || isAllNew || control_.sharpensAll()) picture.whole = PictureDetail::ofWhole(image);
-    if (isKey)
-      picture.kind = QuantizerControl::Kind::key;
-    else if (request.content == PictureContent::repeated)
-      picture.kind = QuantizerControl::Kind::repeat;
-    else
-      picture.changed = isAllNew ? *picture.whole : PictureDetail(image, request.changed);
-    return picture;
-  }
-
   x264_picture_t x264Picture(const PictureBuffer& image, int type, int quantizer) {
     x264_picture_t picture;
     x264_picture_init(&picture);
@@ -181,7 +137,13 @@ class X264Compressor final : public VideoCompressor {
     }
   }
 
-  std::optional<CompressedPicture> run(x264_picture_t picture) {
+  bool isOpen() const override { return encoder_ != nullptr; }
+
+  std::optional<CompressedPicture> compress(const CompressionRequest& request, PictureType type,
+                                            int quantizer) override {
+    const bool isKey = type == PictureType::key;
+    x264_picture_t picture = x264Picture(*request.image, isKey ? X264_TYPE_IDR : X264_TYPE_AUTO, quantizer);
+    if (!isKey && markUnchanged(request)) picture.prop.mb_info = unchanged_.data();
     x264_nal_t* units = nullptr;
     int count = 0;
     x264_picture_t out;
@@ -195,12 +157,9 @@ class X264Compressor final : public VideoCompressor {
   }
 
   const PixelSize size_;
-  const Output output_;
   x264_param_t parameters_{};
   EncoderHandle encoder_;
   SharedBytes configuration_;
-  QuantizerControl control_;
-  KeyFrameClock keyFrames_;
   const int macroblockColumns_;
   const int macroblockRows_;
   std::vector<std::uint8_t> unchanged_;  // one byte a macroblock, row by row

@@ -13,12 +13,14 @@
 #include <QuorlHostLinux/Media/CodecLevel.h>
 #include <QuorlHostLinux/Media/HevcConfigurationRecord.h>
 #include <QuorlHostLinux/Media/NalUnits.h>
-#include <QuorlHostLinux/Media/SoftwareEncoding.h>
+#include <QuorlHostLinux/Media/SoftwareCompressor.h>
 
 namespace quorl {
 
 namespace {
 
+constexpr int middleQuantizer = 26;  // of a range that has to be named
+constexpr int coarsestQuantizer = 51;
 constexpr int smallestSide = 64;  // no picture may be smaller than a coding tree unit
 // ISO/IEC 23008-2, annex E: matrix of BT.601, primaries and transfer of BT.709.
 constexpr int matrixSMPTE170M = 6;
@@ -34,13 +36,11 @@ struct PictureFreer {
   void operator()(x265_picture* picture) const { x265_picture_free(picture); }
 };
 
-class X265Compressor final : public VideoCompressor {
+class X265Compressor final : public SoftwareCompressor {
  public:
   X265Compressor(const CompressorSpecification& specification, Output output)
-      : specification_(specification),
+      : SoftwareCompressor(specification, std::move(output), coarsestQuantizer),
         size_(specification.size),
-        output_(std::move(output)),
-        keyFrames_(specification.maxKeyFrameIntervalDuration),
         cb_(chromaPlaneSize()),
         cr_(chromaPlaneSize()) {}
 
@@ -53,29 +53,6 @@ class X265Compressor final : public VideoCompressor {
     encoder_.reset(x265_encoder_open(parameters_.get()));
     picture_.reset(x265_picture_alloc());
     return encoder_ && picture_ && readConfiguration();
-  }
-
-  // The library's own way to change the rate changes nothing, so a new encoder takes over with a key frame.
-  void setRates(const CompressionRates& rates) override {
-    if (rates == rates_) return;
-    rates_ = rates;
-    if (encoder_) open();
-  }
-
-  void prepare() override {
-    // Blank: its buffer cannot be filled up again, so a page of text would be missing from the first picture.
-    if (encoder_) run(WarmUpPicture(size_, std::nullopt), X265_TYPE_AUTO);
-  }
-
-  void encode(const CompressionRequest& request) override {
-    const bool fits = request.image && request.image->size == size_;
-    if (!encoder_ || !fits) return;
-    const bool isKey = request.forceKeyFrame || keyFrames_.isDue(request.presentationTime);
-    auto result = run(*request.image, isKey ? X265_TYPE_IDR : X265_TYPE_AUTO);
-    if (!result) return;
-    result->presentationTime = request.presentationTime;
-    if (result->isKeyFrame) keyFrames_.keyFrameAt(request.presentationTime);
-    output_(std::move(*result));
   }
 
   void completeAndInvalidate() override { encoder_.reset(); }
@@ -95,9 +72,8 @@ class X265Compressor final : public VideoCompressor {
     parameters.fpsDenom = 1;
     parameters.frameNumThreads = 1;
     x265_param_parse(&parameters, "pools", fmt::to_string(encodingThreads()).c_str());
-    parameters.levelIdc = hevcLevel(size_).value_or(62);
     parameters.bHighTier = 1;
-    parameters.keyframeMax = specification_.maxKeyFrameInterval;
+    parameters.keyframeMax = specification().maxKeyFrameInterval;
     parameters.bOpenGOP = 0;
     parameters.scenecutThreshold = 0;
     parameters.bframes = 0;
@@ -110,20 +86,10 @@ class X265Compressor final : public VideoCompressor {
     parameters.vui.matrixCoeffs = matrixSMPTE170M;
     parameters.vui.colorPrimaries = primariesAndTransferBT709;
     parameters.vui.transferCharacteristics = primariesAndTransferBT709;
-    setRateParameters();
-  }
-
-  // The encoder counts pictures: with fewer than it was told of a second, each may take more.
-  void setRateParameters() {
-    x265_param& parameters = *parameters_;
-    const int fps = std::clamp(rates_.expectedFrameRate, 1, declaredFrameRate * 4);
-    const auto rate = static_cast<int>(rates_.averageBitRate / 1000);
-    parameters.rc.rateControlMode = X265_RC_CRF;
-    parameters.rc.rfConstant = static_cast<double>(constantRateFactor(rates_, size_));
-    parameters.rc.qCompress = 1.0;
-    parameters.rc.vbvBufferSize = rate / 2;
-    parameters.rc.vbvMaxBitrate = static_cast<int>(static_cast<std::int64_t>(rate) * declaredFrameRate / fps);
-    parameters.rc.vbvBufferInit = 0.9;
+    // Each picture's quantiser is chosen here; the library's own rate control counts pictures and not time.
+    // The library then finds the level by itself: it takes a given one for a promise about the rate.
+    parameters.rc.rateControlMode = X265_RC_CQP;
+    parameters.rc.qp = middleQuantizer;
   }
 
   bool readConfiguration() {
@@ -147,7 +113,11 @@ class X265Compressor final : public VideoCompressor {
     return bytes;
   }
 
-  std::optional<CompressedPicture> run(const PictureBuffer& image, int sliceType) {
+  bool isOpen() const override { return encoder_ != nullptr; }
+
+  std::optional<CompressedPicture> compress(const CompressionRequest& request, PictureType type,
+                                            int quantizer) override {
+    const PictureBuffer& image = *request.image;
     const int halfWidth = size_.width / 2;
     libyuv::SplitUVPlane(image.chroma, static_cast<int>(image.chromaStride), cb_.data(), halfWidth,
                          cr_.data(), halfWidth, halfWidth, size_.height / 2);
@@ -155,7 +125,8 @@ class X265Compressor final : public VideoCompressor {
     x265_picture_init(parameters_.get(), &picture);
     picture.bitDepth = 8;
     picture.colorSpace = X265_CSP_I420;
-    picture.sliceType = sliceType;
+    picture.sliceType = type == PictureType::key ? X265_TYPE_IDR : X265_TYPE_AUTO;
+    picture.forceqp = quantizer + 1;
     picture.pts = pictureCount_++;
     // The library takes writable pointers and only reads.
     picture.planes[0] = const_cast<std::uint8_t*>(image.luma);
@@ -174,7 +145,6 @@ class X265Compressor final : public VideoCompressor {
     result.data = shareBytes(joined(units, count));
     result.isKeyFrame = out->sliceType == X265_TYPE_IDR;
     result.configurationRecord = configuration_;
-    result.coarseness.quantizer = static_cast<float>(out->frameData.qp);
     return result;
   }
 
@@ -183,16 +153,12 @@ class X265Compressor final : public VideoCompressor {
     return out_.get();
   }
 
-  const CompressorSpecification specification_;
   const PixelSize size_;
-  const Output output_;
-  CompressionRates rates_;
   std::unique_ptr<x265_param, ParameterFreer> parameters_;
   std::unique_ptr<x265_encoder, EncoderCloser> encoder_;
   std::unique_ptr<x265_picture, PictureFreer> picture_;
   std::unique_ptr<x265_picture, PictureFreer> out_;
   SharedBytes configuration_;
-  KeyFrameClock keyFrames_;
   Bytes cb_;
   Bytes cr_;
   std::int64_t pictureCount_ = 0;

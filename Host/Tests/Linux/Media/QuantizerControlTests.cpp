@@ -15,6 +15,7 @@ using test::SyntheticScreen;
 using Kind = QuantizerControl::Kind;
 
 constexpr PixelSize size{1280, 720};
+constexpr int coarsest = 51;
 
 PictureDetail noiseDetail() {
   SyntheticScreen screen(size);
@@ -39,7 +40,7 @@ CompressionRates ratesOf(std::int64_t bits) {
 
 // After its first key frame and what makes that sharp.
 struct Sharp {
-  QuantizerControl control{size};
+  QuantizerControl control{size, coarsest};
   microseconds time{0};
 
   explicit Sharp(std::int64_t rate) {
@@ -92,7 +93,7 @@ TEST(QuantizerControl, drawsASmallChangeAsFineAsTheRatesAsk) {
 }
 
 TEST(QuantizerControl, asksForFinerPicturesAtAHigherRate) {
-  QuantizerControl control(size);
+  QuantizerControl control(size, coarsest);
   control.setRates(ratesOf(2'000'000));
   const int low = control.finest();
   control.setRates(ratesOf(40'000'000));
@@ -122,7 +123,7 @@ TEST(QuantizerControl, goesToTheCoarsestWhileThereIsADebt) {
   sharp.change(pageDetail());
   sharp.control.encoded(8'000'000);
   sharp.time += milliseconds(16);
-  EXPECT_EQ(sharp.change(pageDetail()), QuantizerControl::coarsest);
+  EXPECT_EQ(sharp.change(pageDetail()), coarsest);
 }
 
 TEST(QuantizerControl, learnsThatWhatMovesIsCheapAndForgetsItAfterAPause) {
