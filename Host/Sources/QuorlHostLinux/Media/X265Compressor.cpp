@@ -70,6 +70,8 @@ class X265Compressor final : public SoftwareCompressor {
     parameters.internalCsp = X265_CSP_I420;
     parameters.fpsNum = declaredFrameRate;
     parameters.fpsDenom = 1;
+    // Quicker for text and for what moves, by a fifth and by a half; slower for photographs.
+    parameters.rdLevel = 1;
     parameters.frameNumThreads = 1;
     x265_param_parse(&parameters, "pools", fmt::to_string(encodingThreads()).c_str());
     parameters.bHighTier = 1;
