@@ -10,7 +10,8 @@ RateBucket::RateBucket(std::int64_t bitsPerSecond)
 
 void RateBucket::setRate(std::int64_t bitsPerSecond) {
   rate_ = static_cast<double>(bitsPerSecond);
-  fill_ = std::min(fill_, rate_ * capacitySeconds);
+  const double capacity = rate_ * capacitySeconds;
+  fill_ = lastTime_ ? std::min(fill_, capacity) : capacity;
 }
 
 void RateBucket::advance(Time presentationTime) {

@@ -21,6 +21,7 @@ class RateBucket {
 
   explicit RateBucket(std::int64_t bitsPerSecond);
 
+  /// Before the first picture the bucket is full.
   void setRate(std::int64_t bitsPerSecond);
   /// A picture of this time comes next. A time before the last one changes nothing.
   void advance(Time presentationTime);

@@ -72,8 +72,18 @@ TEST(RateBucket, makesTheNextPicturesPayForOneThatTookTooMuch) {
   EXPECT_NEAR(bucket.available(), 0, 1);
 }
 
+TEST(RateBucket, isFullForTheFirstPictureOfAnyRate) {
+  RateBucket bucket(2'000'000);
+  bucket.setRate(20'000'000);
+  EXPECT_DOUBLE_EQ(bucket.available(), 20'000'000 * RateBucket::capacitySeconds);
+  bucket.advance(milliseconds(5));
+  bucket.setRate(40'000'000);
+  EXPECT_DOUBLE_EQ(bucket.available(), 20'000'000 * RateBucket::capacitySeconds) << "it has yet to fill";
+}
+
 TEST(RateBucket, followsALowerRateAtOnce) {
   RateBucket bucket(20'000'000);
+  bucket.advance(milliseconds(1));
   bucket.setRate(2'000'000);
   EXPECT_LE(bucket.available(), 2'000'000 / 2);
 }
