@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Support/TemporaryFolder.h"
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::client {
 namespace {
@@ -24,7 +24,7 @@ mode_t modeOf(const std::filesystem::path& path) {
 
 class HostBookTest : public testing::Test {
  protected:
-  test::TemporaryFolder folder_;
+  quorl::test::TemporaryFolder folder_;
   HostBook book_{folder_ / "quorl"};
 };
 

@@ -9,16 +9,17 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <Support/TemporaryFolder.h>
+
 #include "Support/SampleVideo.h"
-#include "Support/TemporaryFolder.h"
 
 namespace quorl::client {
 namespace {
 
+using quorl::test::TemporaryFolder;
 using test::decodedByTool;
 using test::outputOfTool;
 using test::SampleVideo;
-using test::TemporaryFolder;
 
 class MediaTest : public testing::TestWithParam<VideoCodec> {
  protected:

@@ -4,9 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <Support/TemporaryFolder.h>
 #include <quorl-client/Commands/CommandContext.h>
-
-#include "TemporaryFolder.h"
 
 namespace quorl::client::test {
 
@@ -22,7 +21,7 @@ class CommandRun {
   CommandResult operator()(const std::vector<std::string>& words);
 
   void addHost(const PairedHost& host);
-  const TemporaryFolder& folder() const { return folder_; }
+  const quorl::test::TemporaryFolder& folder() const { return folder_; }
 
   // -1: no terminal.
   int inputDescriptor = -1;
@@ -31,7 +30,7 @@ class CommandRun {
   bool outputIsIntact = true;
 
  private:
-  TemporaryFolder folder_;
+  quorl::test::TemporaryFolder folder_;
 
  public:
   HostBook book{folder_.path() / "config" / "quorl"};

@@ -4,9 +4,8 @@
 #include <cstdio>
 
 #include <QuorlKit/Foundation/Check.h>
+#include <Support/TemporaryFolder.h>
 #include <fmt/format.h>
-
-#include "TemporaryFolder.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -31,8 +30,8 @@ Bytes decodedByTool(const std::string& path) {
 }
 
 SampleVideo SampleVideo::encode(VideoCodec codec, const std::string& source, int count) {
-  const TemporaryFolder folder;
-  const auto file = (folder / "sample.mp4").string();
+  const quorl::test::TemporaryFolder folder;
+  const auto file = folder.file("sample.mp4");
   const bool isHEVC = codec == VideoCodec::hevc;
   outputOfTool(fmt::format(
       "ffmpeg -v error -nostdin -f lavfi -i '{}' -frames:v {} -pix_fmt yuv420p -bf 0 -g 1000 {} '{}'", source,

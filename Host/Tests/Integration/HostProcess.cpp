@@ -8,16 +8,6 @@
 
 namespace quorl::test {
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "quorl-home-XXXXXX").string();
-  path_ = ::mkdtemp(pattern.data());
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 std::string hostProgram() {
   return QUORL_HOST_PROGRAM;
 }

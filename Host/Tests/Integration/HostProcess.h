@@ -7,21 +7,9 @@
 #include <vector>
 
 #include <Linux/System/ChildProgram.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
-
-/// A folder of its own that goes with it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// The path of the program under test.
 std::string hostProgram();

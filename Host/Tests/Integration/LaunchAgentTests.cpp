@@ -8,6 +8,7 @@
 #include <LaunchAgent.h>
 #include <QuorlHostLinux/System/DesktopEntry.h>
 #include <QuorlHostPosix/PosixFileStore.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
 namespace {
@@ -66,14 +67,9 @@ TEST(StartAtLogin, putsARelativeCommandBehindTheCurrentDirectory) {
 
 class LaunchAgentTest : public ::testing::Test {
  protected:
-  LaunchAgentTest() {
-    std::string pattern = (fs::temp_directory_path() / "quorl-agent-XXXXXX").string();
-    folder = ::mkdtemp(pattern.data());
-    file.path = (folder / "config/autostart/dev.vek.quorl.host.desktop").string();
-  }
-  ~LaunchAgentTest() override { fs::remove_all(folder); }
+  LaunchAgentTest() { file.path = folder.file("config/autostart/dev.vek.quorl.host.desktop"); }
 
-  fs::path folder;
+  TemporaryFolder folder;
   StartAtLoginFile file{"", "contents\n"};
   std::shared_ptr<PosixFileStore> files = std::make_shared<PosixFileStore>();
 };

@@ -13,6 +13,7 @@
 
 #include <QuorlHostPosix/PosixFileStore.h>
 #include <Support/Eventually.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
 namespace {
@@ -21,13 +22,6 @@ namespace fs = std::filesystem;
 
 class FileStoreTest : public ::testing::Test {
  protected:
-  FileStoreTest() {
-    std::string pattern = (fs::temp_directory_path() / "quorl-files-XXXXXX").string();
-    folder = ::mkdtemp(pattern.data());
-    path = (folder / "trust.json").string();
-  }
-  ~FileStoreTest() override { fs::remove_all(folder); }
-
   std::vector<std::string> names() const {
     std::vector<std::string> result;
     for (const auto& entry : fs::directory_iterator(folder)) result.push_back(entry.path().filename());
@@ -40,8 +34,9 @@ class FileStoreTest : public ::testing::Test {
     return facts.st_mode & 07777U;
   }
 
-  fs::path folder;
-  std::string path;
+  TemporaryFolder temporary;
+  const fs::path& folder = temporary.path();
+  std::string path = temporary.file("trust.json");
   PosixFileStore store;
 };
 

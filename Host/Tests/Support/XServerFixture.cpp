@@ -62,7 +62,7 @@ constexpr int passedNumber = 7;
 
 }  // namespace
 
-ChildProgram::ChildProgram(const std::vector<std::string>& command, const Options& options) {
+HelperProgram::HelperProgram(const std::vector<std::string>& command, const Options& options) {
   std::vector<std::string> arguments = command;
   std::vector<std::string> environment = options.environment;
   for (char** variable = environ; *variable != nullptr; ++variable) environment.emplace_back(*variable);
@@ -88,23 +88,23 @@ ChildProgram::ChildProgram(const std::vector<std::string>& command, const Option
   ::_exit(127);
 }
 
-ChildProgram::~ChildProgram() {
+HelperProgram::~HelperProgram() {
   kill();
 }
 
-void ChildProgram::kill() {
+void HelperProgram::kill() {
   if (pid_ <= 0) return;
   ::kill(pid_, SIGKILL);
   wait();
 }
 
-void ChildProgram::terminate() {
+void HelperProgram::terminate() {
   if (pid_ <= 0) return;
   ::kill(pid_, SIGTERM);
   wait();
 }
 
-int ChildProgram::wait() {
+int HelperProgram::wait() {
   int status = -1;
   if (pid_ > 0) {
     while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
@@ -114,17 +114,6 @@ int ChildProgram::wait() {
   return status;
 }
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "quorl-test-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 XServer::XServer() : XServer(Options{}) {}
 
 XServer::XServer(const Options& options) {
@@ -132,7 +121,7 @@ XServer::XServer(const Options& options) {
   const std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height) + "x24";
   server_.emplace(std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(passedNumber), "-screen", "0",
                                            screen, "-nolisten", "tcp", "-noreset"},
-                  ChildProgram::Options{.passedDescriptor = number.write});
+                  HelperProgram::Options{.passedDescriptor = number.write});
   number.closeWrite();
   std::string text;
   char digit = 0;
@@ -162,7 +151,7 @@ void XServer::startWindowManager() {
   };
   const bool isReady = eventually(
       [&] {
-        const ChildProgram probe = start({"xlogo"});
+        const HelperProgram probe = start({"xlogo"});
         return eventually([&] { return manages(true); }, std::chrono::seconds(2));
       },
       std::chrono::seconds(30));
@@ -170,14 +159,14 @@ void XServer::startWindowManager() {
     throw std::runtime_error("openbox did not start");
 }
 
-ChildProgram XServer::start(const std::vector<std::string>& command) const {
+HelperProgram XServer::start(const std::vector<std::string>& command) const {
   return {command, {.environment = {"DISPLAY=" + display_, "HOME=" + folder()}}};
 }
 
 std::string XServer::run(const std::vector<std::string>& command) const {
   Pipe output;
-  ChildProgram program(command,
-                       {.environment = {"DISPLAY=" + display_, "HOME=" + folder()}, .output = output.write});
+  HelperProgram program(command,
+                        {.environment = {"DISPLAY=" + display_, "HOME=" + folder()}, .output = output.write});
   output.closeWrite();
   std::string text = output.readAll();
   program.wait();

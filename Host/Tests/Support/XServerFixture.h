@@ -7,12 +7,14 @@
 #include <utility>
 #include <vector>
 
+#include <Support/TemporaryFolder.h>
+
 namespace quorl::test {
 
 /// A program that runs beside the test and is ended with this object, also when the test dies.
 ///
 /// *Ownership*: owns the process and reaps it.
-class ChildProgram {
+class HelperProgram {
  public:
   struct Options {
     std::vector<std::string> environment;  // "NAME=value", beside the test's own
@@ -20,10 +22,10 @@ class ChildProgram {
     int output = -1;                       // becomes its standard output; -1: discarded
   };
 
-  ChildProgram(const std::vector<std::string>& command, const Options& options);
-  ~ChildProgram();
-  ChildProgram(ChildProgram&& other) noexcept : pid_(std::exchange(other.pid_, -1)) {}
-  ChildProgram& operator=(ChildProgram&&) = delete;
+  HelperProgram(const std::vector<std::string>& command, const Options& options);
+  ~HelperProgram();
+  HelperProgram(HelperProgram&& other) noexcept : pid_(std::exchange(other.pid_, -1)) {}
+  HelperProgram& operator=(HelperProgram&&) = delete;
 
   pid_t pid() const { return pid_; }
   void kill();
@@ -34,19 +36,6 @@ class ChildProgram {
 
  private:
   pid_t pid_;
-};
-
-/// A folder under the system's temporary folder, removed with all that is in it.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
 };
 
 /// An X server without hardware (Xvfb) on a display number that it chooses itself, with a window manager
@@ -70,10 +59,10 @@ class XServer {
 
   /// Like ":12".
   const std::string& display() const { return display_; }
-  const std::string& folder() const { return folder_.path(); }
+  std::string folder() const { return folder_.path().string(); }
 
   /// Starts a program on this display.
-  ChildProgram start(const std::vector<std::string>& command) const;
+  HelperProgram start(const std::vector<std::string>& command) const;
   /// Runs a program on this display to its end; what it wrote to standard output.
   std::string run(const std::vector<std::string>& command) const;
   /// Ends the server at once, as a crash would.
@@ -84,8 +73,8 @@ class XServer {
 
   TemporaryFolder folder_;
   std::string display_;
-  std::optional<ChildProgram> server_;
-  std::optional<ChildProgram> windowManager_;
+  std::optional<HelperProgram> server_;
+  std::optional<HelperProgram> windowManager_;
 };
 
 }  // namespace quorl::test

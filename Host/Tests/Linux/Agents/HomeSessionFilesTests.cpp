@@ -13,9 +13,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <Linux/Agents/TemporaryFolder.h>
 #include <QuorlHostCore/Agents/ClaudeCodeDiscovery.h>
 #include <QuorlHostCore/Agents/CodexDiscovery.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl {
 namespace {
@@ -33,7 +33,7 @@ class SessionFilesOnDisk : public testing::Test {
   std::shared_ptr<HomeSessionFiles> files = std::make_shared<HomeSessionFiles>(home.path());
 
   std::optional<SessionFiles::Entry> entry(const std::string& name) {
-    const auto entries = files->list(home.path() + "/d");
+    const auto entries = files->list(home.file("d"));
     if (!entries) return std::nullopt;
     const auto found = std::ranges::find(*entries, name, &SessionFiles::Entry::name);
     if (found == entries->end()) return std::nullopt;
@@ -58,11 +58,11 @@ TEST_F(SessionFilesOnDisk, describeWhatIsThere) {
   EXPECT_EQ(file->modified, Date{1000.5});
   EXPECT_TRUE(entry("sub")->isDirectory);
   EXPECT_FALSE(entry(".hidden"));
-  EXPECT_FALSE(files->list(home.path() + "/none"));
+  EXPECT_FALSE(files->list(home.file("none")));
   EXPECT_FALSE(files->list(path));
   EXPECT_TRUE(files->exists(path));
   EXPECT_FALSE(files->isDirectory(path));
-  EXPECT_TRUE(files->isDirectory(home.path() + "/d"));
+  EXPECT_TRUE(files->isDirectory(home.file("d")));
 }
 
 TEST_F(SessionFilesOnDisk, giveTheAskedPartOfAFile) {
@@ -72,36 +72,36 @@ TEST_F(SessionFilesOnDisk, giveTheAskedPartOfAFile) {
   EXPECT_EQ(text(path, 10, 100), "");
   EXPECT_EQ(text(path, 1000, 100), "");
   EXPECT_EQ(text(path + "x"), "failed");
-  EXPECT_EQ(text(home.path() + "/d"), "failed");
+  EXPECT_EQ(text(home.file("d")), "failed");
 }
 
 TEST_F(SessionFilesOnDisk, followLinksOnlyWithinTheHome) {
   const std::string outside = elsewhere.write("secret", "secret");
   home.write("other/inside", "inside");
-  fs::create_directory(home.path() + "/d");
-  fs::create_symlink(outside, home.path() + "/d/out");
-  fs::create_symlink(elsewhere.path(), home.path() + "/d/outFolder");
-  fs::create_symlink("../other/inside", home.path() + "/d/in");
-  fs::create_symlink("../other", home.path() + "/d/inFolder");
-  fs::create_symlink("loop", home.path() + "/d/loop");
-  fs::create_symlink("nowhere", home.path() + "/d/dangling");
+  fs::create_directory(home.file("d"));
+  fs::create_symlink(outside, home.file("d/out"));
+  fs::create_symlink(elsewhere.path(), home.file("d/outFolder"));
+  fs::create_symlink("../other/inside", home.file("d/in"));
+  fs::create_symlink("../other", home.file("d/inFolder"));
+  fs::create_symlink("loop", home.file("d/loop"));
+  fs::create_symlink("nowhere", home.file("d/dangling"));
   EXPECT_TRUE(entry("in")->isRegular && entry("in")->isLink);
   EXPECT_TRUE(entry("inFolder")->isDirectory);
   for (const char* name : {"out", "outFolder", "loop", "dangling"}) {
     ASSERT_TRUE(entry(name)) << name;
     EXPECT_FALSE(entry(name)->isRegular || entry(name)->isDirectory) << name;
   }
-  EXPECT_EQ(text(home.path() + "/d/in"), "inside");
+  EXPECT_EQ(text(home.file("d/in")), "inside");
   for (const char* name : {"out", "outFolder/secret", "loop", "dangling"}) {
     // "outFolder/secret" lies in the folder it was asked for, as a home that is itself a link would.
     const bool isBelowItsFolder = std::string_view(name) == "outFolder/secret";
-    EXPECT_EQ(text(home.path() + "/d/" + name), isBelowItsFolder ? "secret" : "failed") << name;
+    EXPECT_EQ(text(home.file(std::string("d/") + name)), isBelowItsFolder ? "secret" : "failed") << name;
   }
 }
 
 TEST_F(SessionFilesOnDisk, neverOpenWhatIsNoRegularFile) {
-  fs::create_directory(home.path() + "/d");
-  const std::string fifo = home.path() + "/d/fifo";
+  fs::create_directory(home.file("d"));
+  const std::string fifo = home.file("d/fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   EXPECT_FALSE(entry("fifo")->isRegular);
   EXPECT_EQ(text(fifo), "failed");
@@ -111,8 +111,8 @@ TEST_F(SessionFilesOnDisk, neverOpenWhatIsNoRegularFile) {
 
 TEST_F(SessionFilesOnDisk, canonicalisePathsThatExist) {
   home.write("other/inside", "");
-  fs::create_symlink("other", home.path() + "/link");
-  EXPECT_EQ(files->canonicalPath(home.path() + "/link/../link/inside"), home.path() + "/other/inside");
+  fs::create_symlink("other", home.file("link"));
+  EXPECT_EQ(files->canonicalPath(home.file("link/../link/inside")), home.file("other/inside"));
   EXPECT_EQ(files->canonicalPath("/no/such/../path"), "/no/such/../path");
 }
 
@@ -123,10 +123,9 @@ TEST_F(SessionFilesOnDisk, areScannedWhateverTheyHold) {
   home.write(project + "33333333-2222-4333-8444-555555555555.jsonl", "");
   const std::string huge = home.write(project + "44444444-2222-4333-8444-555555555555.jsonl", "");
   fs::resize_file(huge, std::uintmax_t{1} << 40);
-  ASSERT_EQ(
-      mkfifo((home.path() + "/" + project + "55555555-2222-4333-8444-555555555555.jsonl").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(home.file(project + "55555555-2222-4333-8444-555555555555.jsonl").c_str(), 0600), 0);
   fs::create_symlink(elsewhere.write("x", "{\"type\":\"summary\",\"summary\":\"Secret\"}"),
-                     home.path() + "/" + project + "66666666-2222-4333-8444-555555555555.jsonl");
+                     home.file(project + "66666666-2222-4333-8444-555555555555.jsonl"));
   ClaudeCodeDiscovery discovery(files);
   const auto sessions = discovery.scan(200, 40);
   EXPECT_EQ(sessions.size(), 4U);
@@ -140,8 +139,8 @@ TEST_F(SessionFilesOnDisk, areScannedWhateverTheyHold) {
 TEST_F(SessionFilesOnDisk, areWalkedWithoutGoingRoundInCircles) {
   const std::string line = "{\"payload\":{\"id\":\"one\",\"cwd\":\"/srv\"}}\n";
   home.write(".codex/sessions/2025/01/a.jsonl", line);
-  fs::create_symlink("..", home.path() + "/.codex/sessions/2025/up");
-  ASSERT_EQ(mkfifo((home.path() + "/.codex/sessions/b.jsonl").c_str(), 0600), 0);
+  fs::create_symlink("..", home.file(".codex/sessions/2025/up"));
+  ASSERT_EQ(mkfifo(home.file(".codex/sessions/b.jsonl").c_str(), 0600), 0);
   CodexDiscovery discovery(files);
   const auto sessions = discovery.scan(200);
   ASSERT_EQ(sessions.size(), 1U);

@@ -12,12 +12,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <Linux/Agents/TemporaryFolder.h>
 #include <Linux/Agents/TerminalChild.h>
 #include <QuorlHostCore/Agents/ProcessDiscovery.h>
 #include <QuorlHostLinux/Agents/ProcText.h>
 #include <QuorlKit/Foundation/UTF8.h>
 #include <Support/Eventually.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl {
 namespace {
@@ -99,13 +99,13 @@ TEST(ProcProcessTable, listsProcessesByAscendingNumber) {
 TEST(ProcProcessTable, findsAnAgentUnderTheNameOfItsProgramLinkOrScript) {
   ProcProcessTable table;
   TemporaryFolder folder;
-  std::filesystem::copy_file("/bin/sleep", folder.path() + "/claude");
-  std::filesystem::create_directory(folder.path() + "/links");
-  std::filesystem::create_symlink("/bin/sleep", folder.path() + "/links/claude");
+  std::filesystem::copy_file("/bin/sleep", folder.file("claude"));
+  std::filesystem::create_directory(folder.file("links"));
+  std::filesystem::create_symlink("/bin/sleep", folder.file("links/claude"));
   const std::string script = folder.write("scripts/claude", "#!/bin/sh\nsleep 1000\n");
   std::filesystem::permissions(script, std::filesystem::perms::owner_all);
-  TerminalChild program({folder.path() + "/claude", "1000"});
-  TerminalChild link({folder.path() + "/links/claude", "1000"});
+  TerminalChild program({folder.file("claude"), "1000"});
+  TerminalChild link({folder.file("links/claude"), "1000"});
   TerminalChild interpreted({script});
   const ProcessDiscovery discovery(std::make_shared<ProcProcessTable>());
   const auto isFound = [&](const TerminalChild& child) {
@@ -188,8 +188,8 @@ TEST(ProcProcessTable, passesOverFoldersThatAreNotWhole) {
   EXPECT_EQ(rows[0].command, "codex x");
   EXPECT_EQ(rows[1].command, "[no cmdline]");
   EXPECT_EQ(rows[2].command.size(), 65'536U);
-  EXPECT_THAT(ProcProcessTable(proc.path() + "/none").processes(), IsEmpty());
-  EXPECT_THAT(ProcProcessTable(proc.path() + "/none").workingDirectories({1}), IsEmpty());
+  EXPECT_THAT(ProcProcessTable(proc.file("none")).processes(), IsEmpty());
+  EXPECT_THAT(ProcProcessTable(proc.file("none")).workingDirectories({1}), IsEmpty());
 }
 
 }  // namespace

@@ -14,7 +14,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <Linux/Agents/TemporaryFolder.h>
 #include <QuorlHostCore/Agents/BridgedTerminalSession.h>
 #include <QuorlHostCore/Agents/ProcessDiscovery.h>
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
@@ -22,6 +21,7 @@
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
 #include <Support/Eventually.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl {
 namespace {
@@ -83,7 +83,7 @@ TEST(BoundedTool, givesNoDescriptorAwayAndBoundsTheOutput) {
 class Tmux : public testing::Test {
  protected:
   TemporaryFolder folder;
-  std::string sockets = folder.path() + "/s";
+  std::string sockets = folder.file("s");
   std::vector<std::string> reported;
   TerminalScripting::Report report = [this](const TerminalScripting::Failure& failure) {
     reported.push_back(failure.description);
@@ -191,7 +191,7 @@ TEST_F(Tmux, givesTheLastLinesOfALongHistory) {
 }
 
 TEST_F(Tmux, deliversEveryByteUnchanged) {
-  const std::string file = folder.path() + "/bytes";
+  const std::string file = folder.file("bytes");
   const std::string tty = startRecorder(file);
   std::string bytes = R"(say "hi\there" $HOME `ls` 'x' #{pane_id} %1 ;)";
   bytes += "\u00e9\u4e16\U0001F642\x1b[A\x03\x04\t\n\r";
@@ -203,7 +203,7 @@ TEST_F(Tmux, deliversEveryByteUnchanged) {
 }
 
 TEST_F(Tmux, deliversALongTextInOrder) {
-  const std::string file = folder.path() + "/bytes";
+  const std::string file = folder.file("bytes");
   const std::string tty = startRecorder(file);
   std::string bytes;
   for (int i = 0; bytes.size() < 20'000; ++i) bytes += std::to_string(i) + "\u00e9;";
@@ -212,7 +212,7 @@ TEST_F(Tmux, deliversALongTextInOrder) {
 }
 
 TEST_F(Tmux, submitsATextWithReturn) {
-  const std::string file = folder.path() + "/bytes";
+  const std::string file = folder.file("bytes");
   const std::string tty = startRecorder(file);
   TmuxTerminals terminals(settings());
   EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "ready"; }));
@@ -224,7 +224,7 @@ TEST_F(Tmux, submitsATextWithReturn) {
 }
 
 TEST_F(Tmux, typesIntoAPaneThatShowsItsHistory) {
-  const std::string file = folder.path() + "/bytes";
+  const std::string file = folder.file("bytes");
   const std::string tty = startRecorder(file);
   TmuxTerminals terminals(settings());
   EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "ready"; }));

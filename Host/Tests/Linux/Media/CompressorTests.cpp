@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostCore/Display/VideoEncoder.h>
+#include <Support/TemporaryFolder.h>
 
 #include "Recording.h"
 #include "SyntheticScreen.h"

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 
@@ -13,6 +12,7 @@
 #include <QuorlHostCore/Display/RateControl.h>
 #include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
 #include <QuorlHostLinux/Media/NalUnits.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
 
@@ -56,17 +56,6 @@ Bytes parameterSets(VideoCodec codec, const Bytes& record) {
 }
 
 }  // namespace
-
-TemporaryFolder::TemporaryFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "quorl-media-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) std::abort();
-  path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 std::string outputOf(const std::string& command) {
   FILE* pipe = popen((command + " 2>&1").c_str(), "re");

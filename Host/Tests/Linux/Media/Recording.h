@@ -13,20 +13,6 @@
 
 namespace quorl::test {
 
-/// A folder that goes with the test.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder();
-
-  std::string file(const std::string& name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
-
 /// Runs a shell command; what it printed, both streams. A failing command gives its status in front.
 std::string outputOf(const std::string& command);
 

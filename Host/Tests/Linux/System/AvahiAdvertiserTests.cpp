@@ -10,6 +10,7 @@
 #include <Linux/System/PrivateBus.h>
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
 #include <Support/Eventually.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
 namespace {
@@ -19,14 +20,13 @@ constexpr const char* type = "_quorl._tcp";
 // A real responder that speaks on the loopback only.
 class AvahiDaemon {
  public:
-  explicit AvahiDaemon(const std::filesystem::path& folder) {
+  explicit AvahiDaemon(const TemporaryFolder& folder) {
     std::ofstream(folder / "avahi.conf")
         << "[server]\nhost-name=quorltest\nallow-interfaces=lo\nuse-ipv6=no\n"
            "enable-dbus=yes\nratelimit-interval-usec=0\n[publish]\n"
            "publish-workstation=no\n";
-    daemon_ = std::make_unique<ChildProgram>(std::vector<std::string>{"avahi-daemon", "--no-drop-root",
-                                                                      "--no-chroot", "--no-rlimits", "-f",
-                                                                      (folder / "avahi.conf").string()});
+    daemon_ = std::make_unique<ChildProgram>(std::vector<std::string>{
+        "avahi-daemon", "--no-drop-root", "--no-chroot", "--no-rlimits", "-f", folder.file("avahi.conf")});
     started_ = daemon_->waitForOutput("Server startup complete", std::chrono::seconds(30));
   }
   bool started() const { return started_; }
@@ -43,11 +43,6 @@ class AvahiDaemon {
 
 class AvahiAdvertiserTest : public ::testing::Test {
  protected:
-  AvahiAdvertiserTest() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "quorl-avahi-XXXXXX").string();
-    folder = ::mkdtemp(pattern.data());
-  }
-  ~AvahiAdvertiserTest() override { std::filesystem::remove_all(folder); }
   void SetUp() override {
     if (::geteuid() != 0) GTEST_SKIP() << "avahi-daemon wants to be started by root";
     if (!hasProgram("avahi-daemon") || !hasProgram("avahi-browse")) GTEST_SKIP() << "no avahi here";
@@ -64,7 +59,7 @@ class AvahiAdvertiserTest : public ::testing::Test {
   }
 
   PrivateBus bus;
-  std::filesystem::path folder;
+  TemporaryFolder folder;
 };
 
 TEST_F(AvahiAdvertiserTest, registersAndWithdrawsAService) {

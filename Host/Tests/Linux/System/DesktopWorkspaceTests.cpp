@@ -12,6 +12,7 @@
 #include <QuorlHostLinux/System/DesktopWorkspace.h>
 #include <QuorlHostLinux/System/ProgramLauncher.h>
 #include <Support/Eventually.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
 namespace {
@@ -21,10 +22,6 @@ namespace fs = std::filesystem;
 class DesktopWorkspaceTest : public ::testing::Test {
  protected:
   DesktopWorkspaceTest() {
-    std::string pattern = (fs::temp_directory_path() / "quorl-desktop-XXXXXX").string();
-    folder = ::mkdtemp(pattern.data());
-    report = (folder / "report").string();
-    script = (folder / "program").string();
     std::ofstream(script)
         << "#!/bin/sh\n"
            "{ echo args \"$@\"; echo cwd \"$PWD\"; echo fds $(ls /proc/$$/fd); echo ppid $PPID; }"
@@ -35,7 +32,6 @@ class DesktopWorkspaceTest : public ::testing::Test {
         << report << ".part' '" << report << "'\n";
     fs::permissions(script, fs::perms::owner_all);
   }
-  ~DesktopWorkspaceTest() override { fs::remove_all(folder); }
 
   void install(const std::string& data, const std::string& file, const std::string& text) {
     const fs::path path = folder / data / "applications" / file;
@@ -43,7 +39,7 @@ class DesktopWorkspaceTest : public ::testing::Test {
     std::ofstream(path) << text;
   }
   std::string entryFor(const std::string& exec) const {
-    return "[Desktop Entry]\nType=Application\nPath=" + folder.string() + "\nExec=" + exec + "\n";
+    return "[Desktop Entry]\nType=Application\nPath=" + folder.path().string() + "\nExec=" + exec + "\n";
   }
   std::string reported() {
     EXPECT_TRUE(eventually([&] { return fs::exists(report); }));
@@ -52,20 +48,18 @@ class DesktopWorkspaceTest : public ::testing::Test {
     return text.str();
   }
 
-  fs::path folder;
-  std::string report;
-  std::string script;
+  TemporaryFolder folder;
+  std::string report = folder.file("report");
+  std::string script = folder.file("program");
 };
 
 TEST_F(DesktopWorkspaceTest, findsAnApplicationInTheMostImportantFolder) {
   install("user", "org.x.App.desktop", entryFor("a"));
   install("system", "org.x.App.desktop", entryFor("b"));
   install("system", "kde/tool.desktop", entryFor("c"));
-  DesktopWorkspace workspace({(folder / "user").string(), (folder / "system").string()});
-  EXPECT_EQ(workspace.applicationPath("org.x.App"),
-            (folder / "user/applications/org.x.App.desktop").string());
-  EXPECT_EQ(workspace.applicationPath("kde-tool"),
-            (folder / "system/applications/kde/tool.desktop").string());
+  DesktopWorkspace workspace({folder.file("user"), folder.file("system")});
+  EXPECT_EQ(workspace.applicationPath("org.x.App"), folder.file("user/applications/org.x.App.desktop"));
+  EXPECT_EQ(workspace.applicationPath("kde-tool"), folder.file("system/applications/kde/tool.desktop"));
   EXPECT_EQ(workspace.applicationPath("org.x.None"), std::nullopt);
 }
 
@@ -77,12 +71,12 @@ TEST_F(DesktopWorkspaceTest, launchesADesktopFileWithoutAShellAndWithoutOurDescr
   ::close(low);
   ASSERT_GE(ours, shellsOwn);
   install("user", "app.desktop", entryFor("\"" + script + "\" one \"two words\" %U \\$HOME"));
-  DesktopWorkspace workspace({(folder / "user").string()});
+  DesktopWorkspace workspace({folder.file("user")});
   workspace.openApplication(*workspace.applicationPath("app"));
   const std::string text = reported();
   ::close(ours);
   EXPECT_NE(text.find("args one two words \\$HOME\n"), std::string::npos) << text;
-  EXPECT_NE(text.find("cwd " + folder.string() + "\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("cwd " + folder.path().string() + "\n"), std::string::npos) << text;
   std::istringstream descriptors(
       text.substr(text.find("fds ") + 4, text.find("ppid") - text.find("fds ") - 4));
   int count = 0;
@@ -103,7 +97,7 @@ TEST_F(DesktopWorkspaceTest, doesNothingForUnknownAndBrokenPaths) {
   std::ofstream(folder / "broken.desktop") << "[Desktop Entry]\nType=Application\nExec=\"open\n";
   std::ofstream(folder / "plain.txt") << "no program";
   for (const std::string& path :
-       {folder.string(), (folder / "broken.desktop").string(), (folder / "plain.txt").string(),
+       {folder.path().string(), folder.file("broken.desktop"), folder.file("plain.txt"),
         std::string("relative"), std::string("/nonexistent/x")})
     workspace.openApplication(path);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1);

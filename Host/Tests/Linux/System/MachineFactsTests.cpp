@@ -1,30 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <QuorlHostLinux/System/LinuxMachineFacts.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
 namespace {
 
-namespace fs = std::filesystem;
-
 class MachineFactsTest : public ::testing::Test {
  protected:
-  MachineFactsTest() {
-    std::string pattern = (fs::temp_directory_path() / "quorl-facts-XXXXXX").string();
-    root = ::mkdtemp(pattern.data());
-  }
-  ~MachineFactsTest() override { fs::remove_all(root); }
-  void write(const std::string& path, const std::string& text) {
-    fs::create_directories((root + path).substr(0, (root + path).rfind('/')));
-    std::ofstream(root + path) << text;
-  }
-  std::string root;
+  // `path` begins with a slash, as it does on a real machine.
+  void write(const std::string& path, const std::string& text) { folder.write(path.substr(1), text); }
+
+  TemporaryFolder folder;
+  std::string root = folder.path().string();
 };
 
 TEST_F(MachineFactsTest, nameTheComputerAsItsOwnerDid) {

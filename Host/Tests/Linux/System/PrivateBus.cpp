@@ -63,24 +63,21 @@ void setNamedObject(const std::string& object, const char* interface, const char
 }  // namespace
 
 PrivateBus::PrivateBus() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "quorl-bus-XXXXXX").string();
-  folder_ = ::mkdtemp(pattern.data());
-  std::filesystem::permissions(folder_, std::filesystem::perms(0755));
+  std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
   std::string text = busConfiguration;
   const std::string mark = "@FOLDER@";
-  text.replace(text.find(mark), mark.size(), folder_.string());
+  text.replace(text.find(mark), mark.size(), folder_.path().string());
   std::ofstream(folder_ / "bus.conf") << text;
   daemon_ = std::make_unique<ChildProgram>(std::vector<std::string>{
-      "dbus-daemon", "--nofork", "--config-file=" + (folder_ / "bus.conf").string(), "--print-address"});
+      "dbus-daemon", "--nofork", "--config-file=" + folder_.file("bus.conf"), "--print-address"});
   if (!daemon_->waitForOutput("\n")) return;
-  address_ = "unix:path=" + (folder_ / "bus").string();
+  address_ = "unix:path=" + folder_.file("bus");
   ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address_.c_str(), 1);
 }
 
 PrivateBus::~PrivateBus() {
   ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
   daemon_.reset();
-  std::filesystem::remove_all(folder_);
 }
 
 LogindMock::LogindMock()

@@ -6,6 +6,7 @@
 #include <string>
 
 #include <Linux/System/ChildProgram.h>
+#include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
 
@@ -22,7 +23,7 @@ class PrivateBus {
   const std::string& address() const { return address_; }
 
  private:
-  std::filesystem::path folder_;
+  TemporaryFolder folder_;
   std::unique_ptr<ChildProgram> daemon_;
   std::string address_;
 };

@@ -8,6 +8,7 @@
 #include <QuorlHostLinux/X11/DirtyRegion.h>
 #include <QuorlHostLinux/X11/DisplayList.h>
 #include <Support/Eventually.h>
+#include <Support/TemporaryFolder.h>
 #include <Support/XServerFixture.h>
 
 #include "CaptureHarness.h"
@@ -155,10 +156,9 @@ TEST(ApplicationNames, readsTheDesktopEntryAlone) {
 
 TEST(ApplicationNames, findsTheDesktopFileOfAWindowElseNamesItByItsClass) {
   const TemporaryFolder folder;
-  std::ofstream(folder.path() + "/org.example.Editor.desktop")
+  std::ofstream(folder / "org.example.Editor.desktop")
       << "[Desktop Entry]\nType=Application\nName=Editor\nExec=edit\nStartupWMClass=TheEditor\n";
-  std::ofstream(folder.path() + "/viewer.desktop")
-      << "[Desktop Entry]\nType=Application\nName=Viewer\nExec=v\n";
+  std::ofstream(folder / "viewer.desktop") << "[Desktop Entry]\nType=Application\nName=Viewer\nExec=v\n";
   ApplicationNames names({folder.path()});
   names.refresh();
   EXPECT_EQ(names.identify("TheEditor", 0), (ApplicationIdentity{"org.example.Editor", "Editor"}));
