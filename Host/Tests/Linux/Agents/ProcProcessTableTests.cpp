@@ -33,12 +33,13 @@ std::optional<ProcessRow> rowOf(const std::vector<ProcessRow>& rows, std::int32_
   return *row;
 }
 
-/// The child's row once it runs the program of that name.
+/// The child's row once it runs the program of that name. The kernel shows the new program before its
+/// arguments.
 std::optional<ProcessRow> rowWhenRunning(ProcProcessTable& table, std::int32_t pid, const std::string& name) {
   std::optional<ProcessRow> row;
   eventually([&] {
     row = rowOf(table.processes(), pid);
-    return row && row->executablePath.ends_with(name);
+    return row && row->executablePath.ends_with(name) && !row->command.starts_with('[');
   });
   return row;
 }
