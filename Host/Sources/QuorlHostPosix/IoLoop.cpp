@@ -17,6 +17,7 @@ constexpr std::size_t keptBuffers = 4;
 constexpr std::chrono::seconds lingerTime{2};
 constexpr std::size_t lingerBytes = 4'194'304;
 constexpr std::size_t maxLingering = 512;
+constexpr std::chrono::seconds reviewInterval{5};
 
 enum class Drained : std::uint8_t { waiting, ended };
 
@@ -48,7 +49,8 @@ struct IoLoop::Lingering {
   std::size_t allowance = lingerBytes;
 };
 
-IoLoop::IoLoop() : work_(boost::asio::make_work_guard(context_)), lingerTimer_(context_) {
+IoLoop::IoLoop()
+    : work_(boost::asio::make_work_guard(context_)), lingerTimer_(context_), reviewTimer_(context_) {
   // Signals belong to the application loop's thread.
   sigset_t all;
   sigset_t before;
@@ -142,6 +144,34 @@ void IoLoop::armLingerTimer() {
     }
     closeExpired();
   });
+}
+
+void IoLoop::reviewRegularly(Review review) {
+  std::lock_guard lock(mutex_);
+  reviews_.push_back(std::move(review));
+  armReviewTimer();
+}
+
+// With `mutex_` held.
+void IoLoop::armReviewTimer() {
+  if (reviewTimerArmed_ || reviews_.empty()) return;
+  reviewTimerArmed_ = true;
+  reviewTimer_.expires_after(reviewInterval);
+  reviewTimer_.async_wait([this](const boost::system::error_code&) { runReviews(); });
+}
+
+void IoLoop::runReviews() {
+  std::vector<Review> due;
+  {
+    std::lock_guard lock(mutex_);
+    due.swap(reviews_);
+  }
+  // Without the lock: a review takes that of its socket, under which new ones are handed in.
+  std::erase_if(due, [](Review& review) { return !review(); });
+  std::lock_guard lock(mutex_);
+  for (Review& review : due) reviews_.push_back(std::move(review));
+  reviewTimerArmed_ = false;
+  armReviewTimer();
 }
 
 void IoLoop::connectionBegan() {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -47,6 +48,10 @@ class IoLoop {
   /// which can destroy the last frame on its way to the peer.
   void linger(Socket socket);
 
+  /// Calls `review` every few seconds on the loop's thread, until it says false.
+  using Review = std::move_only_function<bool()>;
+  void reviewRegularly(Review review);
+
   void connectionBegan();
   void connectionEnded();
   bool waitUntilConnectionsEnd(std::chrono::milliseconds limit);
@@ -57,6 +62,8 @@ class IoLoop {
   void drain(const std::shared_ptr<Lingering>& socket);
   void armLingerTimer();
   void closeExpired();
+  void armReviewTimer();
+  void runReviews();
 
   boost::asio::io_context context_;
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
@@ -69,6 +76,9 @@ class IoLoop {
   std::deque<std::shared_ptr<Lingering>> lingering_;  // in the order of their deadlines
   boost::asio::steady_timer lingerTimer_;
   bool lingerTimerArmed_ = false;
+  std::vector<Review> reviews_;
+  boost::asio::steady_timer reviewTimer_;
+  bool reviewTimerArmed_ = false;
 };
 
 }  // namespace quorl

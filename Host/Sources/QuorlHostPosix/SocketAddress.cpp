@@ -7,8 +7,8 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 
+#include <QuorlHostPosix/SocketOptions.h>
 #include <QuorlHostPosix/SystemError.h>
 
 namespace quorl {
@@ -17,22 +17,9 @@ namespace {
 
 constexpr int listenBacklog = 1024;
 
-// tcp(7): the first probe after 20 s of silence, then each 8 s; data or probes unanswered for 45 s end the
-// connection, so that a peer that has gone costs its place for less than a minute.
-constexpr int keepAliveIdleSeconds = 20;
-constexpr int keepAliveIntervalSeconds = 8;
-constexpr int keepAliveProbes = 4;
-constexpr unsigned userTimeoutMilliseconds = 45'000;
-
-template <class Value>
-void setOption(int descriptor, int level, int name, Value value) {
-  // A kernel that lacks one of these serves the session all the same.
-  ::setsockopt(descriptor, level, name, &value, sizeof value);
-}
-
 std::expected<Descriptor, ListenError> bindAndListen(Descriptor socket, const sockaddr* address,
                                                      socklen_t size) {
-  setOption(socket.get(), SOL_SOCKET, SO_REUSEADDR, 1);
+  setSocketOption(socket.get(), SOL_SOCKET, SO_REUSEADDR, 1);
   if (::bind(socket.get(), address, size) != 0 || ::listen(socket.get(), listenBacklog) != 0)
     return std::unexpected(ListenError{systemError(errno), true});
   return socket;
@@ -41,7 +28,7 @@ std::expected<Descriptor, ListenError> bindAndListen(Descriptor socket, const so
 std::expected<Descriptor, ListenError> listenOnBothFamilies(std::uint16_t port) {
   Descriptor socket(::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket.isOpen()) return std::unexpected(ListenError{systemError(errno), false});
-  setOption(socket.get(), IPPROTO_IPV6, IPV6_V6ONLY, 0);
+  setSocketOption(socket.get(), IPPROTO_IPV6, IPV6_V6ONLY, 0);
   sockaddr_in6 address{};
   address.sin6_family = AF_INET6;
   address.sin6_addr = in6addr_any;
@@ -112,15 +99,6 @@ std::expected<Descriptor, ListenError> listenOnAllAddresses(std::uint16_t port) 
   auto both = listenOnBothFamilies(port);
   if (both || !meansNoIPv6(both.error().error)) return both;
   return listenOnIPv4(port);
-}
-
-void configureSessionSocket(int descriptor) {
-  setOption(descriptor, IPPROTO_TCP, TCP_NODELAY, 1);
-  setOption(descriptor, SOL_SOCKET, SO_KEEPALIVE, 1);
-  setOption(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, keepAliveIdleSeconds);
-  setOption(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, keepAliveIntervalSeconds);
-  setOption(descriptor, IPPROTO_TCP, TCP_KEEPCNT, keepAliveProbes);
-  setOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, userTimeoutMilliseconds);
 }
 
 }  // namespace quorl

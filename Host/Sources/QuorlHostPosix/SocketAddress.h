@@ -35,7 +35,4 @@ struct ListenError {
 };
 std::expected<Descriptor, ListenError> listenOnAllAddresses(std::uint16_t port);
 
-/// No delay of small frames, and a peer that has vanished is noticed within a minute.
-void configureSessionSocket(int descriptor);
-
 }  // namespace quorl

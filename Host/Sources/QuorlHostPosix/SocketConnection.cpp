@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
-#include <QuorlHostPosix/SocketAddress.h>
+#include <QuorlHostPosix/SocketOptions.h>
 #include <QuorlHostPosix/SystemError.h>
 #include <QuorlKit/Foundation/Check.h>
 
@@ -168,6 +168,7 @@ void SocketConnection::flush() {
     if (phase_ != Phase::open) return;
     error = writePending(written);
     if (!error && !pending_.empty()) waitForRoom();
+    if (!error) watchPeer();
   }
   complete(std::move(written), std::nullopt, Phase::open);
   if (error) fail(*error);
@@ -184,6 +185,21 @@ void SocketConnection::waitForRoom() {
                        self->waitingForRoom_ = false;
                        if (self->phase_ == Phase::open) self->scheduleFlush();
                      });
+}
+
+void SocketConnection::watchPeer() {
+  if (peerWatched_) return;
+  peerWatched_ = true;
+  loop_->reviewRegularly([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    return self && self->reviewPeer();
+  });
+}
+
+bool SocketConnection::reviewPeer() {
+  std::lock_guard lock(mutex_);
+  peerWatched_ = phase_ == Phase::open && reviewUserTimeout(socket_.native_handle());
+  return peerWatched_;
 }
 
 std::optional<PortError> SocketConnection::writePending(Completions& written) {

@@ -46,6 +46,9 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   void flush();
   void tryReceive();
   void fail(const PortError& error);
+
+  // On the loop's thread.
+  bool reviewPeer();
   void complete(Completions completions, const std::optional<PortError>& error, Phase during);
 
   // With `mutex_` held.
@@ -53,6 +56,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   void advance(std::size_t count, Completions& written);
   void scheduleFlush();
   void waitForRoom();
+  void watchPeer();
   void armReceive();
   void waitForInput();
 
@@ -73,6 +77,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   std::size_t firstOffset_ = 0;  // bytes of the first pending frame that have left
   bool flushScheduled_ = false;
   bool waitingForRoom_ = false;
+  bool peerWatched_ = false;
 
   NetworkConnection::Receive receive_;
   std::size_t receiveMaximum_ = 0;

@@ -7,6 +7,7 @@
 
 #include <QuorlHostPosix/SocketAddress.h>
 #include <QuorlHostPosix/SocketConnection.h>
+#include <QuorlHostPosix/SocketOptions.h>
 #include <QuorlHostPosix/SystemError.h>
 
 namespace quorl {
