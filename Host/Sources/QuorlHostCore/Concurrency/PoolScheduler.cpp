@@ -20,15 +20,16 @@ struct PoolScheduler::Impl {
   std::mutex mutex;
   std::condition_variable workArrived;
   std::condition_variable timersChanged;
-  std::condition_variable threadEnded;
+  std::condition_variable lastEnded;
   std::deque<Work> ready;
   std::map<std::pair<MonotonicTime, TimerID>, Work> timers;
   std::unordered_map<TimerID, MonotonicTime> timerDeadlines;
   TimerID lastTimer = 0;
+  std::unordered_map<std::thread::id, std::thread> workers;  // at work
+  std::vector<std::thread> ended;                            // to be joined; takes no lock any more
   const std::size_t base = std::max<std::size_t>(2, std::thread::hardware_concurrency());
-  std::size_t threads = 0;
   std::size_t idle = 0;
-  std::size_t blocked = 0;
+  std::size_t blocked = 0;  // threads of the pool, and others that wait for it
   bool stopping = false;
   std::thread timerThread;
 
@@ -39,10 +40,14 @@ struct PoolScheduler::Impl {
 
   // With `mutex` held: a thread more when work waits and every thread is busy or blocked.
   void growIfNeeded() {
-    if (stopping || ready.size() <= idle || threads >= maxThreads) return;
-    if (threads - blocked >= base) return;
-    ++threads;
-    std::thread([this] { work(); }).detach();
+    if (stopping || ready.size() <= idle || workers.size() >= maxThreads) return;
+    if (workers.size() >= base + blocked) return;
+    for (std::thread& thread : ended) thread.join();
+    ended.clear();
+    // It waits for the lock, and so finds itself among the workers.
+    std::thread worker([this] { work(); });
+    const auto id = worker.get_id();
+    workers.emplace(id, std::move(worker));
   }
 
   void push(Work item) {
@@ -57,7 +62,7 @@ struct PoolScheduler::Impl {
     std::unique_lock lock(mutex);
     while (!stopping) {
       if (ready.empty()) {
-        if (threads - blocked > base) break;
+        if (workers.size() > base + blocked) break;
         ++idle;
         workArrived.wait(lock, [this] { return stopping || !ready.empty(); });
         --idle;
@@ -70,8 +75,10 @@ struct PoolScheduler::Impl {
       item = nullptr;
       lock.lock();
     }
-    --threads;
-    threadEnded.notify_all();
+    const auto self = workers.find(std::this_thread::get_id());
+    ended.push_back(std::move(self->second));
+    workers.erase(self);
+    if (workers.empty()) lastEnded.notify_all();
   }
 
   void runTimers() {
@@ -119,11 +126,12 @@ PoolScheduler::~PoolScheduler() {
     impl_->stopping = true;
     impl_->workArrived.notify_all();
     impl_->timersChanged.notify_all();
-    impl_->threadEnded.wait(lock, [this] { return impl_->threads == 0; });
+    impl_->lastEnded.wait(lock, [this] { return impl_->workers.empty(); });
     dropped.swap(impl_->ready);
     droppedTimers.swap(impl_->timers);
     impl_->timerDeadlines.clear();  // what is dropped may own timers, and cancels them
   }
+  for (std::thread& thread : impl_->ended) thread.join();
   impl_->timerThread.join();
 }
 

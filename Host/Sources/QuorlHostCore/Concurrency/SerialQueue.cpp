@@ -5,6 +5,7 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -21,7 +22,8 @@ constexpr int maxDrainLength = 64;
 }  // namespace
 
 struct SerialQueue::Impl : std::enable_shared_from_this<SerialQueue::Impl> {
-  enum class State : std::uint8_t { idle, scheduled, running };
+  enum class State : std::uint8_t { idle, scheduled, running, abandoned };
+  class Turn;
 
   Impl(Scheduler& owner, std::string name, QueueRank order)
       : scheduler(owner), label(std::move(name)), rank(order) {}
@@ -38,6 +40,7 @@ struct SerialQueue::Impl : std::enable_shared_from_this<SerialQueue::Impl> {
   void async(Work work);
   void sync(const std::function<void()>& work);
   void drain();
+  void abandon();
   void scheduleDrain();  // with `mutex` not held
   void runPending(std::unique_lock<std::mutex>& lock, int limit);
   void leave(std::unique_lock<std::mutex>& lock);
@@ -66,13 +69,38 @@ class EnterQueue {
 
 }  // namespace
 
+// The queue's turn in the hands of its scheduler. A scheduler that ends drops it; then the pending work goes
+// as well, which often holds the queue's owner and so, in a circle, the queue.
+class SerialQueue::Impl::Turn {
+ public:
+  explicit Turn(std::shared_ptr<Impl> queue) : queue_(std::move(queue)) {}
+  Turn(Turn&&) noexcept = default;
+  Turn& operator=(Turn&&) = delete;
+  ~Turn() {
+    if (queue_) queue_->abandon();
+  }
+  void operator()() { std::exchange(queue_, nullptr)->drain(); }
+
+ private:
+  std::shared_ptr<Impl> queue_;
+};
+
 void SerialQueue::Impl::scheduleDrain() {
-  scheduler.execute([self = shared_from_this()] { self->drain(); });
+  scheduler.execute(Turn(shared_from_this()));
+}
+
+void SerialQueue::Impl::abandon() {
+  std::deque<Work> dropped;  // outside the lock: what it holds may use the queue at its end
+  std::lock_guard lock(mutex);
+  if (state != State::scheduled) return;
+  state = State::abandoned;
+  dropped.swap(pending);
 }
 
 void SerialQueue::Impl::async(Work work) {
   {
     std::lock_guard lock(mutex);
+    if (state == State::abandoned) return;
     pending.push_back(std::move(work));
     if (state != State::idle) return;
     state = State::scheduled;

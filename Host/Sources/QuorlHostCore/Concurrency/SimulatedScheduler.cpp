@@ -2,6 +2,7 @@
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
 
 #include <chrono>
+#include <utility>
 
 #include <QuorlKit/Foundation/Check.h>
 
@@ -9,17 +10,24 @@ namespace quorl {
 
 SimulatedScheduler::SimulatedScheduler(std::uint64_t seed, Date start) : random_(seed), start_(start) {}
 
+// What is dropped may end objects that still use the scheduler, but nothing begins any more.
+SimulatedScheduler::~SimulatedScheduler() {
+  stopping_ = true;
+  const auto ready = std::exchange(ready_, {});
+  const auto timers = std::exchange(timers_, {});
+}
+
 Date SimulatedScheduler::date() const {
   return Date{start_.secondsSince1970 + std::chrono::duration<double>(now_.time_since_epoch()).count()};
 }
 
 void SimulatedScheduler::execute(Work work) {
-  ready_.push_back(std::move(work));
+  if (!stopping_) ready_.push_back(std::move(work));
 }
 
 Scheduler::TimerID SimulatedScheduler::schedule(MonotonicTime when, Work work) {
   const TimerID timer = ++lastTimer_;
-  timers_.emplace(std::pair(when, timer), std::move(work));
+  if (!stopping_) timers_.emplace(std::pair(when, timer), std::move(work));
   return timer;
 }
 

@@ -18,6 +18,7 @@ namespace quorl {
 class SimulatedScheduler final : public Scheduler {
  public:
   explicit SimulatedScheduler(std::uint64_t seed = 1, Date start = Date{1'700'000'000});
+  ~SimulatedScheduler() override;
 
   MonotonicTime now() const override { return now_; }
   Date date() const override;
@@ -51,6 +52,7 @@ class SimulatedScheduler final : public Scheduler {
   std::vector<Work> ready_;
   std::map<std::pair<MonotonicTime, TimerID>, Work> timers_;
   TimerID lastTimer_ = 0;
+  bool stopping_ = false;
   std::function<void()> check_;
 };
 

@@ -3,6 +3,8 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <filesystem>
+#include <latch>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -92,6 +94,52 @@ TEST(PoolScheduler, growsWhenItsThreadsBlock) {
   }
   opened.notify_all();
   EXPECT_TRUE(eventually([&] { return ended == blockers; }));
+}
+
+TEST(PoolScheduler, worksWhateverNumberOfOtherThreadsWait) {
+  std::latch open(1);
+  std::atomic<std::size_t> waiting{0};
+  std::atomic<bool> ran{false};
+  PoolScheduler pool;
+  const std::size_t others = std::max(2U, std::thread::hardware_concurrency()) + 2;
+  {
+    std::vector<std::jthread> threads;
+    for (std::size_t index = 0; index < others; ++index)
+      threads.emplace_back([&] {
+        pool.blocking([&] {
+          ++waiting;
+          open.wait();
+        });
+      });
+    EXPECT_TRUE(eventually([&] { return waiting == others; }));
+    pool.execute([&] { ran = true; });
+    EXPECT_TRUE(eventually([&] { return ran.load(); }));
+    open.count_down();
+  }
+}
+
+TEST(PoolScheduler, leavesNoThreadBehind) {
+  const auto threads = [] {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  };
+  const auto before = threads();
+  for (int round = 0; round < 10; ++round) {
+    std::latch open(1);
+    std::atomic<int> began{0};
+    PoolScheduler pool;
+    for (int index = 0; index < 8; ++index)
+      pool.execute([&] {
+        pool.blocking([&] {
+          ++began;
+          open.wait();
+        });
+      });
+    EXPECT_TRUE(eventually([&] { return began == 8; }));
+    open.count_down();
+  }
+  // The system forgets a joined thread a moment later.
+  EXPECT_TRUE(eventually([&] { return threads() == before; })) << threads();
 }
 
 TEST(PoolScheduler, cancelledTimersAreDroppedWithWhatTheyHold) {

@@ -226,6 +226,38 @@ TEST(Timer, cancellingReleasesWhatTheWorkHolds) {
   EXPECT_TRUE(weak.expired());
 }
 
+// An object with a queue of its own, which its pending work keeps.
+struct Owner : std::enable_shared_from_this<Owner> {
+  explicit Owner(Scheduler& scheduler) : queue(scheduler, "test.owner", QueueRank::service) {}
+  void post() {
+    queue.async([self = shared_from_this()] { self->queue.async([self] { self->post(); }); });
+  }
+  SerialQueue queue;
+};
+
+TEST(SerialQueue, letsGoOfItsPendingWorkWhenItsSchedulerEnds) {
+  std::weak_ptr<Owner> simulated;
+  std::weak_ptr<Owner> pooled;
+  std::weak_ptr<Owner> late;
+  {
+    SimulatedScheduler simulation;
+    PoolScheduler pool;
+    for (const auto& [scheduler, weak] :
+         {std::pair<Scheduler*, std::weak_ptr<Owner>*>{&simulation, &simulated}, {&pool, &pooled}}) {
+      const auto owner = std::make_shared<Owner>(*scheduler);
+      *weak = owner;
+      for (int count = 0; count < 100; ++count) owner->post();
+    }
+    // Its end posts to a queue that the scheduler has already left.
+    const auto other = std::make_shared<Owner>(simulation);
+    late = other;
+    other->queue.async([other, last = std::shared_ptr<void>(nullptr, [other](void*) { other->post(); })] {});
+  }
+  EXPECT_TRUE(simulated.expired());
+  EXPECT_TRUE(pooled.expired());
+  EXPECT_TRUE(late.expired());
+}
+
 TEST(Timer, firesOnTheRealPool) {
   PoolScheduler pool;
   SerialQueue queue(pool, "a", QueueRank::service);
