@@ -10,6 +10,9 @@ using namespace quorl;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto message = ControlCoder::decode(ByteView(data, size));
+  const auto judgement = ControlCoder::judge(ByteView(data, size));
+  QUORL_CHECK(judgement.has_value() == message.has_value(), "a message is judged as it is decoded");
+  QUORL_CHECK(!message || *judgement == caseName(*message), "the judged case is the decoded one");
   if (!message) {
     QUORL_CHECK(!message.error().text.empty(), "a failure says why");
     return 0;

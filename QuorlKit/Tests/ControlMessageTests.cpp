@@ -12,8 +12,14 @@ namespace {
 
 constexpr std::string_view wrongKeyCount = "Invalid number of keys found, expected one.";
 
+// Whatever is decoded here is judged as well, and must be judged alike.
 std::expected<ControlMessage, CodingError> decoded(std::string_view json) {
-  return ControlCoder::decode(viewOf(json));
+  auto message = ControlCoder::decode(viewOf(json));
+  const auto judgement = ControlCoder::judge(viewOf(json));
+  EXPECT_EQ(judgement.has_value(), message.has_value()) << json.substr(0, 200);
+  if (message && judgement) EXPECT_EQ(*judgement, caseName(*message));
+  if (!message && !judgement) EXPECT_EQ(judgement.error().text, message.error().text);
+  return message;
 }
 
 std::string errorOf(std::string_view json) {

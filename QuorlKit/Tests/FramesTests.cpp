@@ -101,6 +101,33 @@ TEST(Deframer, dropsAValidFrameFollowedByABadHeaderInTheSameCall) {
             std::unexpected(FrameError::unknownType(0x99)));
 }
 
+TEST(Deframer, judgesAllHeadersOfWhatWasReadAndTakesNothingOfIt) {
+  const Bytes ping = Frame{FrameType::ping, {1, 2}}.encoded();
+  const Bytes half{0x01, 0, 0};
+  Deframer deframer;
+  EXPECT_EQ(deframer.judge(joined({ping, half})), std::nullopt);
+  EXPECT_EQ(deframer.bufferedByteCount(), 0U);
+  const Bytes stream = joined({ping, half});
+  ByteView rest = stream;
+  EXPECT_EQ(deframer.next(rest), (Frame{FrameType::ping, {1, 2}}));
+  EXPECT_EQ(rest.size(), half.size());
+  EXPECT_EQ(deframer.next(rest), std::nullopt);
+  EXPECT_TRUE(rest.empty());
+  EXPECT_EQ(deframer.judge(joined({{0, 1, 9}, ping, {0x99, 0, 0, 0, 0}})), FrameError::unknownType(0x99));
+  EXPECT_EQ(deframer.judge(ping), FrameError::unknownType(0x99)) << "it keeps failing";
+}
+
+TEST(Deframer, judgesOnFromTheMiddleOfAPayload) {
+  const Bytes frame = Frame{FrameType::file, Bytes(10, 0x99)}.encoded();
+  for (std::size_t cut = 0; cut <= frame.size(); ++cut) {
+    Deframer deframer;
+    ASSERT_TRUE(deframer.feed(ByteView(frame).first(cut)));
+    const Bytes rest = joined({Bytes(frame.begin() + static_cast<std::ptrdiff_t>(cut), frame.end()), {9}});
+    EXPECT_EQ(deframer.judge(rest), std::nullopt) << cut;
+    EXPECT_EQ(deframer.judge(joined({rest, {0, 0, 0, 0}})), FrameError::unknownType(9)) << cut;
+  }
+}
+
 TEST(Deframer, keepsFailingInTheSameWay) {
   Deframer deframer;
   ASSERT_FALSE(deframer.feed(Bytes{0x77, 0, 0, 0, 0}));

@@ -140,11 +140,7 @@ bool ClientConnection::mayReceive() const {
   return outstandingBytes_ + outstandingFrames_ * frameOverhead <= limit;
 }
 
-// A peer that does not read its answers is not listened to until it does; otherwise its questions alone could
-// fill the memory.
 void ClientConnection::armReceive() {
-  receiveWaits_ = !mayReceive();
-  if (receiveWaits_) return;
   connection_->receive(receiveMaximum, [weak = weak_from_this()](ByteView bytes, bool isComplete,
                                                                  std::optional<PortError> error) {
     const auto self = weak.lock();
@@ -156,22 +152,47 @@ void ClientConnection::armReceive() {
 
 void ClientConnection::received(ByteView bytes, bool isComplete, const std::optional<PortError>& error) {
   if (closed_) return;
-  if (!bytes.empty()) {
-    const auto frames = deframer_.feed(bytes);
-    if (!frames) {
-      Log::server.error(fmt::format("deframe error: {}", frames.error().description()));
-      teardown();
-      return;
-    }
-    for (const Frame& frame : *frames) dispatch(frame);
+  if (const auto fault = deframer_.judge(bytes)) {
+    Log::server.error(fmt::format("deframe error: {}", fault->description()));
+    teardown();
+    return;
   }
-  if (isComplete || error) teardown();
+  inputEnded_ = isComplete || error;
+  const ByteView rest = dispatchFrames(bytes);
+  undispatched_.assign(rest.begin(), rest.end());
+  undispatchedFrom_ = 0;
+  finishRead();
+}
+
+// A peer that does not read its answers is not listened to until it does; otherwise its questions alone could
+// fill the memory. One read holds so many small ones that this must be asked before each. What stands behind
+// the frame that ended the session is dispatched all the same, and its answers are dropped.
+ByteView ClientConnection::dispatchFrames(ByteView bytes) {
+  while (!bytes.empty() && (closed_ || mayReceive()))
+    if (const auto frame = deframer_.next(bytes)) dispatch(*frame);
+  return bytes;
+}
+
+void ClientConnection::finishRead() {
+  receiveWaits_ = !closed_ && (undispatchedFrom_ < undispatched_.size() || (!inputEnded_ && !mayReceive()));
+  if (receiveWaits_) return;
+  undispatched_ = {};
+  if (inputEnded_) teardown();
   if (closed_) {
     // Frames behind the one that ended the session may have pressed something again.
     input_.releaseHeld();
     return;
   }
   armReceive();
+}
+
+void ClientConnection::resume() {
+  // Kept apart meanwhile: a frame may end the session, and that lets go of what was not dispatched.
+  Bytes bytes = std::exchange(undispatched_, {});
+  const ByteView rest = dispatchFrames(ByteView(bytes).subspan(undispatchedFrom_));
+  undispatchedFrom_ = bytes.size() - rest.size();
+  undispatched_ = std::move(bytes);
+  finishRead();
 }
 
 void ClientConnection::dispatch(const Frame& frame) {
@@ -197,14 +218,30 @@ void ClientConnection::dispatch(const Frame& frame) {
 }
 
 void ClientConnection::dispatchControl(const Frame& frame) {
-  const auto message = ControlCoder::decode(frame.payload);
-  if (!message) {
-    reply(message::Error{WireError{"proto.badJSON", "undecodable control message"}});
-  } else if (handshake_.state() == AuthState::authenticated) {
+  if (handshake_.state() != AuthState::authenticated) {
+    dispatchHandshake(frame);
+  } else if (const auto message = ControlCoder::decode(frame.payload)) {
     routeMessage(*this, *message);
   } else {
+    refuseUndecodable();
+  }
+}
+
+// A stranger's message is judged first and only built if its case is one of the handshake's, whose records
+// are no larger than their text.
+void ClientConnection::dispatchHandshake(const Frame& frame) {
+  const auto caseKey = ControlCoder::judge(frame.payload);
+  if (!caseKey) {
+    refuseUndecodable();
+  } else if (!HandshakeMachine::accepts(*caseKey)) {
+    carryOut(HandshakeMachine::refusal());
+  } else if (const auto message = ControlCoder::decode(frame.payload)) {
     carryOut(handshake_.receive(*message));
   }
+}
+
+void ClientConnection::refuseUndecodable() {
+  reply(message::Error{WireError{"proto.badJSON", "undecodable control message"}});
 }
 
 void ClientConnection::dispatchInput(const Frame& frame) {
@@ -327,7 +364,7 @@ void ClientConnection::sent(std::size_t byteCount, const std::optional<PortError
   }
   if (closed_) return;
   repairStreams();
-  if (receiveWaits_ && mayReceive()) armReceive();
+  if (receiveWaits_ && mayReceive()) resume();
 }
 
 void ClientConnection::sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
@@ -400,6 +437,7 @@ void ClientConnection::end() {
 void ClientConnection::teardown() {
   if (closed_) return;
   closed_ = true;
+  undispatched_ = {};
   if (handshake_.state() == AuthState::authenticated) {
     const auto& device = handshake_.clientDevice();
     Log::auth.event(fmt::format("client disconnected: {}", device ? device->name : "?"));

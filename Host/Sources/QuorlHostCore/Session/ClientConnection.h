@@ -98,9 +98,14 @@ class ClientConnection final : public StreamOutputSink,
   void armReceive() QUORL_REQUIRES(queue_);
   void received(ByteView bytes, bool isComplete, const std::optional<PortError>& error)
       QUORL_REQUIRES(queue_);
+  ByteView dispatchFrames(ByteView bytes) QUORL_REQUIRES(queue_);
+  void finishRead() QUORL_REQUIRES(queue_);
+  void resume() QUORL_REQUIRES(queue_);
   bool mayReceive() const QUORL_REQUIRES(queue_);
   void dispatch(const Frame& frame) QUORL_REQUIRES(queue_);
   void dispatchControl(const Frame& frame) QUORL_REQUIRES(queue_);
+  void dispatchHandshake(const Frame& frame) QUORL_REQUIRES(queue_);
+  void refuseUndecodable() QUORL_REQUIRES(queue_);
   void dispatchInput(const Frame& frame) QUORL_REQUIRES(queue_);
   void carryOut(HandshakeMachine::Actions actions) QUORL_REQUIRES(queue_);
   void closeLater(std::chrono::milliseconds delay) QUORL_REQUIRES(queue_);
@@ -134,6 +139,10 @@ class ClientConnection final : public StreamOutputSink,
   // Streams that have lost a picture, which later ones build on.
   std::set<std::uint32_t> brokenStreams_ QUORL_GUARDED_BY(queue_);
   bool receiveWaits_ QUORL_GUARDED_BY(queue_) = false;  // for the backlog to shrink
+  // What was read before it had to wait, from `undispatchedFrom_` on.
+  Bytes undispatched_ QUORL_GUARDED_BY(queue_);
+  std::size_t undispatchedFrom_ QUORL_GUARDED_BY(queue_) = 0;
+  bool inputEnded_ QUORL_GUARDED_BY(queue_) = false;
   bool closed_ QUORL_GUARDED_BY(queue_) = false;
   Timer closing_ QUORL_GUARDED_BY(queue_);
   Callback onClose_ QUORL_GUARDED_BY(queue_);

@@ -25,18 +25,28 @@ HandshakeMachine::Actions refuse(std::string code, std::string text) {
 
 }  // namespace
 
+bool HandshakeMachine::accepts(std::string_view caseKey) {
+  return caseKey == message::Hello::key || caseKey == message::PairRequest::key ||
+         caseKey == message::Bye::key;
+}
+
+HandshakeMachine::Actions HandshakeMachine::refusal() {
+  return refuse("auth.required", "not authenticated");
+}
+
 HandshakeMachine::Actions HandshakeMachine::receive(const ControlMessage& message) {
   if (const auto* hello = std::get_if<message::Hello>(&message)) return receiveHello(hello->_0);
   if (const auto* request = std::get_if<message::PairRequest>(&message))
     return receivePairRequest(request->_0);
   if (std::holds_alternative<message::Bye>(message)) return {Close{}};
-  return refuse("auth.required", "not authenticated");
+  return refusal();
 }
 
 HandshakeMachine::Actions HandshakeMachine::receiveHello(const Hello& hello) {
   Actions actions;
+  // Of a stranger's name no more than a line takes.
   actions.push_back(
-      LogEvent{fmt::format("hello: device={} clientProto=v{} hostProto=v{} authProof={}", hello.device.name,
+      LogEvent{fmt::format("hello: device={:.200} clientProto=v{} hostProto=v{} authProof={}", hello.device.name,
                            hello.protocolVersion, WireProtocol::version, hello.authProof.has_value())});
   if (hello.protocolVersion != WireProtocol::version) {
     actions.push_back(

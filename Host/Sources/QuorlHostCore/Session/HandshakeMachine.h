@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -69,6 +70,11 @@ class HandshakeMachine {
   /// `endpoint`: the peer, for log lines.
   HandshakeMachine(HandshakeAuthority& authority, std::string endpoint)
       : authority_(authority), endpoint_(std::move(endpoint)) {}
+
+  /// Whether a message of this case is anything else than refused.
+  static bool accepts(std::string_view caseKey);
+  /// What every other message is answered with.
+  static Actions refusal();
 
   /// Not to be called once authenticated.
   Actions receive(const ControlMessage& message);

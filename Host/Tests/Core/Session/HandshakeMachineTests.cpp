@@ -45,6 +45,13 @@ class ScriptedAuthority final : public HandshakeAuthority {
 
 class HandshakeMachineTest : public testing::Test {
  protected:
+  std::string loggedName(const std::string& name) {
+    const auto actions = machine_.receive(message::Hello{Hello{4, {name, "", "", UUID{{5}}}, std::nullopt}});
+    const auto* line = std::get_if<handshakeAction::LogEvent>(&actions.front());
+    if (line == nullptr) return "no line";
+    const std::size_t start = line->text.find('=') + 1;
+    return line->text.substr(start, line->text.find(" clientProto") - start);
+  }
   ControlMessage hello(std::optional<Bytes> proof = std::nullopt, std::uint32_t version = 4) {
     return message::Hello{Hello{version, {"Tablet", "T1", "9", UUID{{5}}}, std::move(proof)}};
   }
@@ -193,6 +200,19 @@ TEST_F(HandshakeMachineTest, refusesEveryOtherMessageInEitherState) {
   act(hello());
   for (const ControlMessage& other : others)
     EXPECT_EQ(act(other), "auth.required[not authenticated] close") << caseName(other);
+}
+
+TEST_F(HandshakeMachineTest, acceptsTheCasesThatItDoesNotRefuse) {
+  EXPECT_TRUE(HandshakeMachine::accepts(message::Hello::key));
+  EXPECT_TRUE(HandshakeMachine::accepts(message::PairRequest::key));
+  EXPECT_TRUE(HandshakeMachine::accepts(message::Bye::key));
+  for (const std::string_view other : {"helloAck", "pairResponse", "requestHostState", "insertText", ""})
+    EXPECT_FALSE(HandshakeMachine::accepts(other)) << other;
+}
+
+TEST_F(HandshakeMachineTest, logsNoMoreOfAStrangersNameThanALineTakes) {
+  EXPECT_EQ(loggedName("Anna\u2019s Tablet"), "Anna\u2019s Tablet");
+  EXPECT_EQ(loggedName(std::string(1'000'000, 'x')), std::string(200, 'x'));
 }
 
 }  // namespace

@@ -64,8 +64,8 @@ bool isBelowOne(std::string_view text) {
 
 }  // namespace
 
-JsonReader::JsonReader(ByteView json)
-    : position_(reinterpret_cast<const char*>(json.data())), end_(position_ + json.size()) {}
+JsonReader::JsonReader(ByteView json, Values values)
+    : position_(reinterpret_cast<const char*>(json.data())), end_(position_ + json.size()), values_(values) {}
 
 bool JsonReader::fail(std::string_view text) {
   if (!failed_) error_ = text;
@@ -309,7 +309,11 @@ bool JsonReader::readStringView(std::string_view& value) {
 }
 
 bool JsonReader::unescape(std::string_view& value, const char* start) {
-  scratch_.assign(start, position_);
+  // At once, where growing would take up to three times the room; no escape is shorter than what it stands
+  // for.
+  scratch_.clear();
+  scratch_.reserve(static_cast<std::size_t>(position_ - start) + restOfText());
+  scratch_.append(start, position_);
   for (;;) {
     const char* const run = position_;
     scanPlain();
@@ -330,6 +334,16 @@ bool JsonReader::unescape(std::string_view& value, const char* start) {
     scratch_.append(position_, length);
     position_ += length;
   }
+}
+
+// Bytes up to the closing quote, or to the end of the input.
+std::size_t JsonReader::restOfText() const {
+  const char* at = position_;
+  while (at != end_ && *at != '"') {
+    at += *at == '\\' && end_ - at > 1 ? 2 : 1;
+    at = jsonText::plainEnd(at, end_);
+  }
+  return static_cast<std::size_t>(at - position_);
 }
 
 bool JsonReader::readEscape() {

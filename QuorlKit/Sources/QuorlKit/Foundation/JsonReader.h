@@ -21,6 +21,9 @@ class JsonReader {
 
   enum class Kind : std::uint8_t { object, array, string, number, boolean, null, nothing };
   enum class Step : std::uint8_t { item, end, failed };
+  // Whether what is decoded is wanted, or only whether it could be decoded. Decoders then leave texts, lists
+  // and dictionaries empty, so that judging a text costs no memory that grows with what it says.
+  enum class Values : std::uint8_t { kept, judged };
   // Where in a list of members or elements a walk stands.
   struct Walk {
     bool isFirst = true;
@@ -31,7 +34,7 @@ class JsonReader {
     std::size_t depth = 0;
   };
 
-  explicit JsonReader(ByteView json);
+  explicit JsonReader(ByteView json, Values values = Values::kept);
 
   // What the next value is, by its first character; the value may still turn out to be malformed.
   Kind peek();
@@ -55,6 +58,8 @@ class JsonReader {
   [[nodiscard]] bool skipValue();
   // Only white space is left.
   [[nodiscard]] bool finish();
+
+  bool keepsValues() const { return values_ == Values::kept; }
 
   Mark mark() const { return {position_, depth_}; }
   // Back to the mark, the failure since then forgotten.
@@ -82,12 +87,14 @@ class JsonReader {
   bool toDouble(const Number& number, double& value);
   void scanPlain();
   bool unescape(std::string_view& value, const char* start);
+  std::size_t restOfText() const;
   bool readEscape();
   bool readHex4(std::uint32_t& unit);
   bool failAtByte();
 
   const char* position_;
   const char* end_;
+  Values values_;
   std::size_t depth_ = 0;
   std::string scratch_;
   std::string error_;

@@ -13,4 +13,12 @@ std::expected<ControlMessage, CodingError> decode(ByteView json) {
   return decodeRecord<ControlMessage>(json);
 }
 
+std::expected<std::string_view, CodingError> judge(ByteView json) {
+  JsonReader reader(json, JsonReader::Values::judged);
+  ControlMessage message;
+  if (!coding::decode(reader, message) || !reader.finish())
+    return std::unexpected(CodingError{reader.error()});
+  return caseName(message);
+}
+
 }  // namespace quorl::ControlCoder

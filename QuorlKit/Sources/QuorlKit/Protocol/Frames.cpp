@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -55,47 +56,73 @@ std::string FrameError::description() const {
   return {};
 }
 
-std::expected<std::vector<Frame>, FrameError> Deframer::feed(ByteView bytes) {
-  if (failure_) return std::unexpected(*failure_);
-  std::vector<Frame> frames;
-  for (;;) {
-    if (headerFill_ < frameHeaderSize) {
-      bytes = bytes.subspan(takeHeader(bytes));
-      if (headerFill_ < frameHeaderSize) return frames;
-      failure_ = judgeHeader();
-      if (failure_) return std::unexpected(*failure_);
-    }
-    bytes = bytes.subspan(takePayload(bytes));
-    if (payload_.size() < length_) return frames;
-    frames.push_back({static_cast<FrameType>(header_[0]), std::move(payload_)});
-    payload_ = {};
-    headerFill_ = 0;
-  }
+void Deframer::Header::take(ByteView& input) {
+  const std::size_t count = std::min(input.size(), frameHeaderSize - fill);
+  std::copy_n(input.begin(), count, bytes.begin() + static_cast<std::ptrdiff_t>(fill));
+  fill += count;
+  input = input.subspan(count);
 }
 
-std::size_t Deframer::takeHeader(ByteView bytes) {
-  const std::size_t count = std::min(bytes.size(), frameHeaderSize - headerFill_);
-  std::copy_n(bytes.begin(), count, header_.begin() + static_cast<std::ptrdiff_t>(headerFill_));
-  headerFill_ += count;
-  return count;
+std::uint32_t Deframer::Header::length() const {
+  std::uint32_t length = 0;
+  for (std::size_t index = 1; index < frameHeaderSize; ++index) length = length << 8 | bytes[index];
+  return length;
 }
 
-std::optional<FrameError> Deframer::judgeHeader() {
-  if (!frameTypeFromByte(header_[0])) return FrameError::unknownType(header_[0]);
-  length_ = 0;
-  for (std::size_t index = 1; index < frameHeaderSize; ++index) length_ = length_ << 8 | header_[index];
-  if (length_ > WireProtocol::maxFrameLength) return FrameError::oversized(length_);
+std::optional<FrameError> Deframer::Header::fault() const {
+  if (!frameTypeFromByte(bytes[0])) return FrameError::unknownType(bytes[0]);
+  if (length() > WireProtocol::maxFrameLength) return FrameError::oversized(length());
   return std::nullopt;
 }
 
-std::size_t Deframer::takePayload(ByteView bytes) {
-  const std::size_t count = std::min<std::size_t>(bytes.size(), length_ - payload_.size());
+std::expected<std::vector<Frame>, FrameError> Deframer::feed(ByteView bytes) {
+  if (const auto error = judge(bytes)) return std::unexpected(*error);
+  std::vector<Frame> frames;
+  while (!bytes.empty())
+    if (auto frame = next(bytes)) frames.push_back(std::move(*frame));
+  return frames;
+}
+
+std::optional<FrameError> Deframer::judge(ByteView bytes) {
+  Header header = header_;
+  std::size_t taken = payload_.size();
+  while (!failure_) {
+    if (!header.isComplete()) {
+      header.take(bytes);
+      if (!header.isComplete()) break;
+      failure_ = header.fault();
+      if (failure_) break;
+    }
+    const std::size_t missing = header.length() - taken;
+    if (bytes.size() < missing) break;
+    bytes = bytes.subspan(missing);
+    header.fill = 0;
+    taken = 0;
+  }
+  return failure_;
+}
+
+std::optional<Frame> Deframer::next(ByteView& bytes) {
+  if (!header_.isComplete()) {
+    header_.take(bytes);
+    if (!header_.isComplete()) return std::nullopt;
+    QUORL_CHECK(!header_.fault(), "bytes are judged before they are taken");
+  }
+  const std::size_t length = header_.length();
+  takePayload(bytes, length);
+  if (payload_.size() < length) return std::nullopt;
+  header_.fill = 0;
+  return Frame{static_cast<FrameType>(header_.bytes[0]), std::exchange(payload_, {})};
+}
+
+void Deframer::takePayload(ByteView& input, std::size_t length) {
+  const std::size_t count = std::min(input.size(), length - payload_.size());
   const std::size_t filled = payload_.size() + count;
   // Grown by doubling, so that the copies of growing stay linear, but never beyond what the frame will need.
   if (filled > payload_.capacity())
-    payload_.reserve(std::min<std::size_t>(length_, std::max(filled, payload_.capacity() * 2)));
-  payload_.insert(payload_.end(), bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count));
-  return count;
+    payload_.reserve(std::min(length, std::max(filled, payload_.capacity() * 2)));
+  payload_.insert(payload_.end(), input.begin(), input.begin() + static_cast<std::ptrdiff_t>(count));
+  input = input.subspan(count);
 }
 
 }  // namespace quorl

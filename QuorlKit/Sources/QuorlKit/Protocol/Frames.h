@@ -73,20 +73,32 @@ class Deframer {
   // further call fails in the same way.
   std::expected<std::vector<Frame>, FrameError> feed(ByteView bytes);
 
+  // The same one frame at a time, for who may have to pause in between. First all headers in what was read
+  // are judged, without taking any of it; after an error every further call gives the same one.
+  std::optional<FrameError> judge(ByteView bytes);
+  // Takes judged bytes from the front of `bytes`, up to the end of a frame or of the bytes.
+  std::optional<Frame> next(ByteView& bytes);
+
   // Received bytes that are not yet a whole frame.
-  std::size_t bufferedByteCount() const { return headerFill_ + payload_.size(); }
+  std::size_t bufferedByteCount() const { return header_.fill + payload_.size(); }
   // What is allocated for them.
   std::size_t bufferCapacity() const { return payload_.capacity(); }
 
  private:
-  std::size_t takeHeader(ByteView bytes);
-  std::optional<FrameError> judgeHeader();
-  std::size_t takePayload(ByteView bytes);
+  struct Header {
+    std::array<std::uint8_t, frameHeaderSize> bytes{};
+    std::size_t fill = 0;
 
-  std::array<std::uint8_t, frameHeaderSize> header_{};
-  std::size_t headerFill_ = 0;
-  // Of the frame whose header is complete.
-  std::uint32_t length_ = 0;
+    bool isComplete() const { return fill == frameHeaderSize; }
+    void take(ByteView& input);
+    // Of a complete one.
+    std::uint32_t length() const;
+    std::optional<FrameError> fault() const;
+  };
+
+  void takePayload(ByteView& input, std::size_t length);
+
+  Header header_;
   Bytes payload_;
   std::optional<FrameError> failure_;
 };

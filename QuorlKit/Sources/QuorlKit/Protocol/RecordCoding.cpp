@@ -132,7 +132,9 @@ bool decode(JsonReader& reader, double& value) {
   return reader.readDouble(value);
 }
 bool decode(JsonReader& reader, std::string& value) {
-  return reader.readString(value);
+  if (reader.keepsValues()) return reader.readString(value);
+  std::string_view text;
+  return reader.readStringView(text);
 }
 
 bool decode(JsonReader& reader, Bytes& value) {
@@ -154,7 +156,7 @@ bool decode(JsonReader& reader, UUID& value) {
 }
 
 bool decode(JsonReader& reader, URL& value) {
-  return reader.readString(value.absolute);
+  return decode(reader, value.absolute);
 }
 bool decode(JsonReader& reader, Date& value) {
   return reader.readDouble(value.secondsSince1970);
@@ -178,8 +180,8 @@ bool decode(JsonReader& reader, std::map<std::string, std::string>& value) {
   for (;;) {
     const JsonReader::Step step = reader.nextKey(walk, key);
     if (step != JsonReader::Step::item) return step == JsonReader::Step::end;
-    std::string& text = value[std::string(key)];
-    if (!reader.readString(text)) return false;
+    if (!reader.keepsValues()) key = {};
+    if (!decode(reader, value[std::string(key)])) return false;
   }
 }
 

@@ -216,6 +216,7 @@ bool decode(JsonReader& reader, std::vector<T>& values) {
   for (;;) {
     const JsonReader::Step step = reader.nextElement(walk);
     if (step != JsonReader::Step::item) return step == JsonReader::Step::end;
+    if (!reader.keepsValues()) values.clear();
     if (!decode(reader, values.emplace_back())) return false;
   }
 }

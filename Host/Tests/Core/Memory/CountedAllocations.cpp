@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "CountedAllocations.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include <malloc.h>
+
+namespace {
+
+std::atomic<std::size_t> current{0};
+std::atomic<std::size_t> peak{0};
+
+void* counted(void* memory) {
+  if (memory == nullptr) throw std::bad_alloc();
+  const std::size_t now = current += ::malloc_usable_size(memory);
+  std::size_t most = peak;
+  while (now > most && !peak.compare_exchange_weak(most, now)) {
+  }
+  return memory;
+}
+
+void release(void* memory) {
+  if (memory != nullptr) current -= ::malloc_usable_size(memory);
+  std::free(memory);
+}
+
+// aligned_alloc wants a multiple of the alignment.
+std::size_t rounded(std::size_t size, std::align_val_t alignment) {
+  const auto step = static_cast<std::size_t>(alignment);
+  return (size + step - 1) / step * step;
+}
+
+}  // namespace
+
+// The forms for arrays and those that do not throw end in these.
+void* operator new(std::size_t size) {
+  return counted(std::malloc(size == 0 ? 1 : size));
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return counted(std::aligned_alloc(static_cast<std::size_t>(alignment), rounded(size, alignment)));
+}
+void operator delete(void* memory) noexcept {
+  release(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  release(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+  release(memory);
+}
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+  release(memory);
+}
+
+namespace quorl::test {
+
+AllocationPeak::AllocationPeak() : before_(current) {
+  peak = before_;
+}
+
+std::size_t AllocationPeak::extraBytes() const {
+  return peak - before_;
+}
+
+}  // namespace quorl::test
