@@ -48,6 +48,19 @@ World& world() {
   return made;
 }
 
+// A few pieces of one size, then ever longer ones: each costs more than what most inputs do with it. 0: whole.
+void writeInPieces(World& host, test::FakePeer& peer, ByteView stream, std::size_t first) {
+  constexpr int equalPieces = 8;
+  std::size_t length = first == 0 ? stream.size() : first;
+  for (int piece = 1; !stream.empty(); ++piece) {
+    length = std::min(length, stream.size());
+    peer.write(stream.first(length));
+    host.simulation.runReady();
+    stream = stream.subspan(length);
+    if (piece >= equalPieces) length *= 2;
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -58,13 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto connection = std::make_shared<ClientConnection>(std::move(end), host.services);
   connection->start();
 
-  const std::size_t step = data[0] % 64 == 0 ? size : data[0] % 64;
   if (data[0] >= 128) peer->setReading(false);
-  const ByteView stream(data + 1, size - 1);
-  for (std::size_t at = 0; at < stream.size(); at += step) {
-    peer->write(stream.subspan(at, std::min(step, stream.size() - at)));
-    host.simulation.runReady();
-  }
+  writeInPieces(host, *peer, ByteView(data + 1, size - 1), data[0] % 64);
   QUORL_CHECK(connection->authState() != AuthState::authenticated, "a stranger got in");
   peer->setReading(true);
   host.simulation.runReady();
