@@ -17,8 +17,11 @@ std::expected<ControlMessage, CodingError> decoded(std::string_view json) {
   auto message = ControlCoder::decode(viewOf(json));
   const auto judgement = ControlCoder::judge(viewOf(json));
   EXPECT_EQ(judgement.has_value(), message.has_value()) << json.substr(0, 200);
-  if (message && judgement) EXPECT_EQ(*judgement, caseName(*message));
-  if (!message && !judgement) EXPECT_EQ(judgement.error().text, message.error().text);
+  if (message && judgement) {
+    EXPECT_EQ(*judgement, caseName(*message));
+  } else if (!message && !judgement) {
+    EXPECT_EQ(judgement.error().text, message.error().text);
+  }
   return message;
 }
 
