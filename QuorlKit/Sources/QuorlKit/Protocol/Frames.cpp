@@ -13,6 +13,14 @@
 
 namespace quorl {
 
+namespace {
+
+// Most frames come in a few reads: up to this size their buffer grows in large steps, and hardly ever twice.
+constexpr std::size_t smallFrame = 1 << 20;
+constexpr std::size_t smallGrowth = 20;
+
+}  // namespace
+
 std::optional<FrameType> frameTypeFromByte(std::uint8_t byte) {
   const auto type = static_cast<FrameType>(byte);
   switch (type) {
@@ -118,9 +126,12 @@ std::optional<Frame> Deframer::next(ByteView& bytes) {
 void Deframer::takePayload(ByteView& input, std::size_t length) {
   const std::size_t count = std::min(input.size(), length - payload_.size());
   const std::size_t filled = payload_.size() + count;
-  // Grown by doubling, so that the copies of growing stay linear, but never beyond what the frame will need.
-  if (filled > payload_.capacity())
-    payload_.reserve(std::min(length, std::max(filled, payload_.capacity() * 2)));
+  // In steps, so that memory follows the bytes received and the copies of growing stay linear, but never
+  // beyond what the frame will need.
+  if (filled > payload_.capacity()) {
+    const std::size_t wide = std::min(filled * smallGrowth, smallFrame);
+    payload_.reserve(std::min(length, std::max({filled, payload_.capacity() * 2, wide})));
+  }
   payload_.insert(payload_.end(), input.begin(), input.begin() + static_cast<std::ptrdiff_t>(count));
   input = input.subspan(count);
 }
