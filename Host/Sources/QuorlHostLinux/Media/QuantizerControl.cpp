@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include <QuorlHostLinux/Media/SoftwareEncoding.h>
-
 namespace quorl {
 
 namespace {
@@ -25,6 +23,19 @@ constexpr double leastMotion = 0.1;
 constexpr double mostMotion = 2;
 constexpr double motionLearning = 0.5;
 
+// The quantiser at the middle of the rates' range, and how many steps a doubling of the rate is worth.
+constexpr double middleBitsPerPixel = 0.11;
+constexpr double middleQuantizer = 22;
+constexpr double stepsPerDoubling = 2;
+
+int quantizerFor(const CompressionRates& rates, PixelSize size) {
+  const double pixelsPerSecond =
+      static_cast<double>(std::max(rates.expectedFrameRate, 1)) * size.width * size.height;
+  const double bitsPerPixel = static_cast<double>(rates.averageBitRate) / pixelsPerSecond;
+  const double quantizer = middleQuantizer - stepsPerDoubling * std::log2(bitsPerPixel / middleBitsPerPixel);
+  return static_cast<int>(std::lround(std::clamp(quantizer, 18.0, 26.0)));
+}
+
 double shareFor(QuantizerControl::Kind kind) {
   switch (kind) {
     case QuantizerControl::Kind::change:
@@ -42,7 +53,7 @@ double shareFor(QuantizerControl::Kind kind) {
 void QuantizerControl::setRates(const CompressionRates& rates) {
   bucket_.setRate(rates.averageBitRate);
   bitsPerPicture_ = static_cast<double>(rates.averageBitRate) / std::max(rates.expectedFrameRate, 1);
-  finest_ = static_cast<int>(std::lround(constantRateFactor(rates, size_)));
+  finest_ = quantizerFor(rates, size_);
 }
 
 int QuantizerControl::choose(const Picture& picture) {

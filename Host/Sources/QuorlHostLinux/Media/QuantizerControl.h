@@ -43,7 +43,7 @@ class QuantizerControl {
   QuantizerControl(PixelSize size, int coarsest) : size_(size), coarsest_(coarsest), shown_(coarsest) {}
 
   void setRates(const CompressionRates& rates);
-  /// The quantiser that the rates ask for where there is nothing against it.
+  /// The quantiser that the rates ask for where there is nothing against it: 18 to 26, by their bits a pixel.
   int finest() const { return finest_; }
 
   /// The coarsest quantiser that may still be seen; what is not new is encoded again by a finer picture.

@@ -2,7 +2,6 @@
 #include <QuorlHostLinux/Media/SoftwareEncoding.h>
 
 #include <algorithm>
-#include <cmath>
 #include <random>
 #include <thread>
 
@@ -11,11 +10,6 @@ namespace quorl {
 namespace {
 
 constexpr unsigned mostThreads = 4;
-// The factor at the middle of the rates' range, and how many steps a doubling of the rate is worth.
-constexpr double middleBitsPerPixel = 0.11;
-constexpr double middleFactor = 22;
-constexpr double stepsPerDoubling = 2;
-
 constexpr std::uint8_t paper = 235;
 constexpr std::uint8_t ink = 30;
 constexpr std::uint8_t noColour = 128;
@@ -29,15 +23,7 @@ int encodingThreads() {
   return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, mostThreads));
 }
 
-float constantRateFactor(const CompressionRates& rates, PixelSize size) {
-  const double pixelsPerSecond =
-      static_cast<double>(std::max(rates.expectedFrameRate, 1)) * size.width * size.height;
-  const double bitsPerPixel = static_cast<double>(rates.averageBitRate) / pixelsPerSecond;
-  const double factor = middleFactor - stepsPerDoubling * std::log2(bitsPerPixel / middleBitsPerPixel);
-  return static_cast<float>(std::clamp(factor, 18.0, 26.0));
-}
-
-WarmUpPicture::WarmUpPicture(PixelSize pictureSize, std::optional<std::uint32_t> page)
+WarmUpPicture::WarmUpPicture(PixelSize pictureSize, std::uint32_t page)
     : bytes_(
           static_cast<std::size_t>(pictureSize.width) * static_cast<std::size_t>(pictureSize.height) * 3 / 2,
           paper) {
@@ -49,8 +35,7 @@ WarmUpPicture::WarmUpPicture(PixelSize pictureSize, std::optional<std::uint32_t>
   chroma = bytes_.data() + lumaSize;
   std::fill(bytes_.begin() + static_cast<std::ptrdiff_t>(lumaSize), bytes_.end(), noColour);
 
-  if (!page) return;
-  std::minstd_rand random(*page + 1);
+  std::minstd_rand random(page + 1);
   for (int y = 0; y + glyphHeight <= size.height; y += lineHeight) {
     const int length =
         size.width / 4 + static_cast<int>(random() % static_cast<unsigned>(size.width / 2 + 1));
