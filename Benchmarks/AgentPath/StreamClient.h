@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <quorl-client/Session.h>
+
+namespace quorl::bench {
+
+/// A client that watches one agent with the real client's session, without a terminal of its own.
+class StreamClient {
+ public:
+  StreamClient(std::uint16_t port, const std::string& pin, const std::string& agent);
+
+  void type(std::string_view keys);
+  /// The next piece of the agent's output, of any size; empty at the limit.
+  ByteView read(std::chrono::milliseconds limit);
+  /// Drops output until the text was there.
+  bool readUntil(std::string_view text);
+
+ private:
+  void send(const ControlMessage& message);
+
+  client::Waiter waiter_;
+  std::unique_ptr<client::Session> session_;
+  UUID agent_;
+  std::optional<Frame> frame_;
+};
+
+}  // namespace quorl::bench
