@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-client/Discovery.h>
-#include <quorl-client/FileDescriptor.h>
-
-#include <sys/eventfd.h>
-#include <systemd/sd-bus.h>
 
 #include <csignal>
 #include <cstdlib>
 #include <sstream>
-#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "Support/BusService.h"
 #include "Support/SampleVideo.h"
 
 namespace quorl::client {
@@ -51,54 +47,25 @@ struct Announcement {
   bool resolves = true;
 };
 
-// The mDNS daemon's D-Bus face, on a thread of its own.
+// The mDNS daemon's D-Bus face.
 class FakeDaemon {
  public:
   FakeDaemon(const std::string& address, std::vector<Announcement> announcements, bool tellsAll = true)
-      : announcements_(std::move(announcements)), tellsAll_(tellsAll) {
-    sd_bus_new(&bus_);
-    sd_bus_set_address(bus_, address.c_str());
-    sd_bus_set_bus_client(bus_, 1);
-    EXPECT_GE(sd_bus_start(bus_), 0);
-    static const sd_bus_vtable methods[] = {
-        SD_BUS_VTABLE_START(0),
-        SD_BUS_METHOD("ServiceBrowserNew", "iissu", "o", &FakeDaemon::onBrowse, SD_BUS_VTABLE_UNPRIVILEGED),
-        SD_BUS_METHOD("ResolveService", "iisssiu", "iissssisqaayu", &FakeDaemon::onResolve,
-                      SD_BUS_VTABLE_UNPRIVILEGED),
-        SD_BUS_VTABLE_END};
-    EXPECT_GE(sd_bus_add_object_vtable(bus_, nullptr, "/", "org.freedesktop.Avahi.Server", methods, this), 0);
-    EXPECT_GE(sd_bus_request_name(bus_, "org.freedesktop.Avahi", 0), 0);
-    thread_ = std::thread([this] { run(); });
-  }
-  FakeDaemon(const FakeDaemon&) = delete;
-  FakeDaemon& operator=(const FakeDaemon&) = delete;
-  ~FakeDaemon() {
-    const std::uint64_t one = 1;
-    EXPECT_EQ(::write(stop_.get(), &one, sizeof one), static_cast<ssize_t>(sizeof one));
-    thread_.join();
-    sd_bus_flush_close_unref(bus_);
-  }
+      : announcements_(std::move(announcements)),
+        tellsAll_(tellsAll),
+        service_(address, {"org.freedesktop.Avahi", "/", "org.freedesktop.Avahi.Server"}, methods, this) {}
 
  private:
-  void run() {
-    for (;;) {
-      while (sd_bus_process(bus_, nullptr) > 0) {
-      }
-      pollfd watched[] = {{stop_.get(), POLLIN, 0},
-                          {sd_bus_get_fd(bus_), static_cast<short>(sd_bus_get_events(bus_)), 0}};
-      if (::poll(watched, 2, -1) > 0 && watched[0].revents != 0) return;
-    }
-  }
-
   static int onBrowse(sd_bus_message* call, void* data, sd_bus_error*) {
     auto& daemon = *static_cast<FakeDaemon*>(data);
     constexpr const char* path = "/Client0/ServiceBrowser0";
     constexpr const char* browser = "org.freedesktop.Avahi.ServiceBrowser";
     sd_bus_reply_method_return(call, "o", path);
+    sd_bus* const bus = sd_bus_message_get_bus(call);
     for (const auto& announcement : daemon.announcements_)
-      sd_bus_emit_signal(daemon.bus_, path, browser, "ItemNew", "iisssu", 2, 0, announcement.name.c_str(),
+      sd_bus_emit_signal(bus, path, browser, "ItemNew", "iisssu", 2, 0, announcement.name.c_str(),
                          announcement.type.c_str(), "local", 0U);
-    if (daemon.tellsAll_) sd_bus_emit_signal(daemon.bus_, path, browser, "AllForNow", "");
+    if (daemon.tellsAll_) sd_bus_emit_signal(bus, path, browser, "AllForNow", "");
     return 1;
   }
 
@@ -116,11 +83,16 @@ class FakeDaemon {
     return sd_bus_error_set(error, "org.freedesktop.Avahi.TimeoutError", "Timeout reached");
   }
 
-  std::vector<Announcement> announcements_;
-  bool tellsAll_;
-  sd_bus* bus_ = nullptr;
-  FileDescriptor stop_{::eventfd(0, EFD_CLOEXEC)};
-  std::thread thread_;
+  static constexpr sd_bus_vtable methods[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD("ServiceBrowserNew", "iissu", "o", &FakeDaemon::onBrowse, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD("ResolveService", "iisssiu", "iissssisqaayu", &FakeDaemon::onResolve,
+                    SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_VTABLE_END};
+
+  const std::vector<Announcement> announcements_;
+  const bool tellsAll_;
+  test::BusService service_;
 };
 
 const Announcement desk{"Küche", "_quorl._tcp", "desk.local", "10.0.0.2", 47900};

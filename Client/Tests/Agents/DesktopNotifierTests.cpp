@@ -1,21 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-client/DesktopNotifier.h>
 
-#include <sys/eventfd.h>
-#include <systemd/sd-bus.h>
-
-#include <poll.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <Linux/System/ChildProgram.h>
 #include <gtest/gtest.h>
-#include <quorl-client/FileDescriptor.h>
+
+#include "../Support/BusService.h"
 
 namespace quorl::client {
 namespace {
@@ -41,33 +35,15 @@ class SessionBus {
   std::string address_;
 };
 
-// What shows notifications on a desktop. Queue: a thread of its own.
+// What shows notifications on a desktop. Queue: its methods run on the service's thread.
 class FakeDesktop {
  public:
-  FakeDesktop(const std::string& address, bool hasMarkup) : hasMarkup_(hasMarkup) {
-    sd_bus_new(&bus_);
-    sd_bus_set_address(bus_, address.c_str());
-    sd_bus_set_bus_client(bus_, 1);
-    EXPECT_GE(sd_bus_start(bus_), 0);
-    static const sd_bus_vtable methods[] = {
-        SD_BUS_VTABLE_START(0),
-        SD_BUS_METHOD("GetCapabilities", "", "as", &FakeDesktop::onCapabilities, SD_BUS_VTABLE_UNPRIVILEGED),
-        SD_BUS_METHOD("Notify", "susssasa{sv}i", "u", &FakeDesktop::onNotify, SD_BUS_VTABLE_UNPRIVILEGED),
-        SD_BUS_VTABLE_END};
-    EXPECT_GE(sd_bus_add_object_vtable(bus_, nullptr, "/org/freedesktop/Notifications",
-                                       "org.freedesktop.Notifications", methods, this),
-              0);
-    EXPECT_GE(sd_bus_request_name(bus_, "org.freedesktop.Notifications", 0), 0);
-    thread_ = std::thread([this] { run(); });
-  }
-  FakeDesktop(const FakeDesktop&) = delete;
-  FakeDesktop& operator=(const FakeDesktop&) = delete;
-  ~FakeDesktop() {
-    const std::uint64_t one = 1;
-    EXPECT_EQ(::write(stop_.get(), &one, sizeof one), static_cast<ssize_t>(sizeof one));
-    thread_.join();
-    sd_bus_flush_close_unref(bus_);
-  }
+  FakeDesktop(const std::string& address, bool hasMarkup)
+      : hasMarkup_(hasMarkup),
+        service_(address,
+                 {"org.freedesktop.Notifications", "/org/freedesktop/Notifications",
+                  "org.freedesktop.Notifications"},
+                 methods, this) {}
 
   std::vector<std::string> shown() const {
     const std::scoped_lock guard(lock_);
@@ -93,22 +69,17 @@ class FakeDesktop {
     }
     return sd_bus_reply_method_return(call, "u", 1U);
   }
-  void run() {
-    for (;;) {
-      while (sd_bus_process(bus_, nullptr) > 0) {
-      }
-      pollfd watched[2] = {{sd_bus_get_fd(bus_), POLLIN, 0}, {stop_.get(), POLLIN, 0}};
-      ::poll(watched, 2, -1);
-      if (watched[1].revents != 0) return;
-    }
-  }
+
+  static constexpr sd_bus_vtable methods[] = {
+      SD_BUS_VTABLE_START(0),
+      SD_BUS_METHOD("GetCapabilities", "", "as", &FakeDesktop::onCapabilities, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_METHOD("Notify", "susssasa{sv}i", "u", &FakeDesktop::onNotify, SD_BUS_VTABLE_UNPRIVILEGED),
+      SD_BUS_VTABLE_END};
 
   const bool hasMarkup_;
-  sd_bus* bus_ = nullptr;
-  FileDescriptor stop_{::eventfd(0, EFD_CLOEXEC)};
   mutable std::mutex lock_;
   std::vector<std::string> shown_;
-  std::thread thread_;
+  test::BusService service_;
 };
 
 TEST(DesktopNotifier, doesNothingWithoutABus) {
