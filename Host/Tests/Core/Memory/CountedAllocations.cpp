@@ -7,17 +7,51 @@
 
 #include <malloc.h>
 
+// ThreadSanitizer brings operators of its own and calls back instead.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QUORL_ALLOCATION_HOOKS
+#include <sanitizer/allocator_interface.h>
+#endif
+#endif
+
 namespace {
 
 std::atomic<std::size_t> current{0};
 std::atomic<std::size_t> peak{0};
 
-void* counted(void* memory) {
-  if (memory == nullptr) throw std::bad_alloc();
-  const std::size_t now = current += ::malloc_usable_size(memory);
+void add(std::size_t size) {
+  const std::size_t now = current += size;
   std::size_t most = peak;
   while (now > most && !peak.compare_exchange_weak(most, now)) {
   }
+}
+
+}  // namespace
+
+#ifdef QUORL_ALLOCATION_HOOKS
+
+namespace {
+
+void allocated(const volatile void* memory, std::size_t) {
+  add(__sanitizer_get_allocated_size(memory));
+}
+
+void released(const volatile void* memory) {
+  if (memory != nullptr) current -= __sanitizer_get_allocated_size(memory);
+}
+
+[[maybe_unused]] const int hooks = __sanitizer_install_malloc_and_free_hooks(&allocated, &released);
+
+}  // namespace
+
+#else
+
+namespace {
+
+void* counted(void* memory) {
+  if (memory == nullptr) throw std::bad_alloc();
+  add(::malloc_usable_size(memory));
   return memory;
 }
 
@@ -53,6 +87,8 @@ void operator delete(void* memory, std::align_val_t) noexcept {
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
   release(memory);
 }
+
+#endif
 
 namespace quorl::test {
 
