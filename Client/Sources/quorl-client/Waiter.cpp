@@ -34,6 +34,7 @@ Outcome<Waiter::Ready> Waiter::wait(std::span<pollfd> descriptors, Deadline dead
   const auto begin = Clock::now();
   auto nextNotice = begin + std::chrono::seconds(1);
   for (;;) {
+    watched[also].fd = alsoWatched;
     const auto now = Clock::now();
     const auto until = onSlow ? std::min(deadline, nextNotice) : deadline;
     const int ready = ::poll(watched.data(), watched.size(), pollTimeout(until - now));

@@ -61,12 +61,12 @@ TEST_F(Attach, showsWhatWasPrintedTakesKeysAndLeavesTheAgentAlone) {
 
 TEST_F(Attach, setsTheTerminalBackHoweverItEnds) {
   const auto id = spawnReady("printf '\\033[?1049h\\033[?25lfull screen'; exec cat");
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGSEGV, SIGABRT}) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGSEGV, SIGABRT, SIGQUIT}) {
     const auto terminal = world.onTerminal({"attach", id});
     ASSERT_TRUE(eventually([&] { return terminal->isRaw(); }));
     ASSERT_TRUE(terminal->shows("attached to agent"));
     terminal->signal(signal);
-    const bool isCrash = signal == SIGSEGV || signal == SIGABRT;
+    const bool isCrash = signal == SIGSEGV || signal == SIGABRT || signal == SIGQUIT;
     EXPECT_EQ(terminal->waitForExit(), isCrash ? 128 + signal : 130) << signal;
     EXPECT_TRUE(sameModes(terminal->modes(), ordinaryModes())) << signal;
   }
@@ -211,8 +211,11 @@ TEST_F(AttachOverABadNetwork, catchesUpWithALotOfOutput) {
   ASSERT_TRUE(watcher->shows("done\r\n"));
   relay->mend();
   ASSERT_TRUE(terminal->shows("done\r\n"));
-  for (int number = 100'001; number <= 130'000; ++number)
-    ASSERT_EQ(terminal->count(fmt::format("{}\r\n", number)), 1U) << number;
+  std::string lines;
+  for (int number = 100'001; number <= 130'000; ++number) lines += fmt::format("{}\r\n", number);
+  EXPECT_EQ(terminal->count(lines), 1U);
+  EXPECT_EQ(terminal->count("100001\r\n"), 1U);
+  EXPECT_EQ(terminal->count("130000\r\n"), 1U);
 }
 
 TEST_F(AttachOverABadNetwork, beginsAfreshWhenMoreWasPrintedThanIsKept) {
@@ -229,6 +232,17 @@ TEST_F(AttachOverABadNetwork, beginsAfreshWhenMoreWasPrintedThanIsKept) {
   EXPECT_TRUE(terminal->shows("\x1b[H\x1b[2J"));
   EXPECT_EQ(terminal->count("200000\r\n"), 1U);
   EXPECT_EQ(terminal->count("100001\r\n"), 0U);
+}
+
+TEST_F(AttachOverABadNetwork, noticesOneThatSwallowsEverythingInSilence) {
+  const auto id = spawnReady(counter);
+  const auto terminal = world.onTerminal({"attach", id}, "bob");
+  ASSERT_TRUE(terminal->shows("ready"));
+  relay->swallowInput(true);
+  ASSERT_TRUE(terminal->shows("[quorl: the host is silent - trying again")) << terminal->screen();
+  relay->swallowInput(false);
+  terminal->type("back again\r");
+  EXPECT_TRUE(terminal->shows("line 1:back again.\r\n")) << terminal->screen();
 }
 
 TEST_F(AttachOverABadNetwork, canBeLeftWhileTheHostIsAway) {

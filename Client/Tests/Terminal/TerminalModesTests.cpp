@@ -83,6 +83,14 @@ TEST(Replay, leavesOutWhatATerminalWouldAnswer) {
     EXPECT_EQ(textOf(fitForReplay(viewOf("a" + std::string(question) + "b"))), "ab") << question.substr(1);
 }
 
+TEST(Replay, makesNoQuestionOfThePartsThatItLeaves) {
+  EXPECT_EQ(textOf(fitForReplay(viewOf("\x1b[\x1b[6n6n\x1b\x05[6n\x1b]\x1b[c11;?\x07"))), "6n[6n11;?");
+  EXPECT_EQ(textOf(fitForReplay(viewOf("\x1b[12\x18"
+                                       "A"))),
+            "\x18"
+            "A");
+}
+
 TEST(Replay, neitherRingsNorCopiesNorNotifiesAgain) {
   EXPECT_EQ(textOf(fitForReplay(viewOf("a\x07\x07\x1b]52;c;aGk=\x07"
                                        "b\x1b]9;done\x1b\\\x1b]777;notify;x\x07"))),
@@ -94,7 +102,7 @@ TEST(Replay, keepsEverythingElseAsItIs) {
       "text "
       "\xc3\xa4\r\n\t\x1b[1;31m\x1b[2J\x1b[?25l\x1b[22;0t\x1b]0;title\x07\x1b]8;;http://"
       "x\x1b\\link\x1b(B\x1b=\x1b[q"
-      "\x1b[2 q\x1b[u\x1b[>1u\x1b[?1049h\x1bPsixel\x1b\\\x1b[12\x18\x1b[\x1b[A";
+      "\x1b[2 q\x1b[u\x1b[>1u\x1b[?1049h\x1bPsixel\x1b\\\x1b[A";
   EXPECT_EQ(textOf(fitForReplay(viewOf(kept))), kept);
   EXPECT_EQ(textOf(fitForReplay(viewOf("a\x1b[12"))), "a\x1b[12") << "the rest comes live";
 }

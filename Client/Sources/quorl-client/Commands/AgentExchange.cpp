@@ -27,8 +27,8 @@ Outcome<void> followSession(Session& session, const std::function<void(const Con
   LinkWatch link(Clock::now());
   for (;;) {
     while (const auto frame = session.takeFrame()) {
-      link.heard(Clock::now());
       if (const auto message = session.decodeControl(*frame)) take(*message);
+      link.heard(Clock::now());
     }
     switch (link.act(Clock::now())) {
       case LinkWatch::Action::none:

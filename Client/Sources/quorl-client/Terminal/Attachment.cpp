@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 
+#include <QuorlKit/Foundation/TextTools.h>
 #include <QuorlKit/Protocol/MediaPackets.h>
 #include <fmt/format.h>
 
@@ -108,8 +109,9 @@ Outcome<void> Attachment::begin() {
 
 Outcome<void> Attachment::takeFrames() {
   while (const auto frame = session_->takeFrame()) {
-    link_.heard(Clock::now());
     if (auto taken = take(*frame); !taken) return taken;
+    // After the output, for a terminal that was held up is not the host's silence.
+    link_.heard(Clock::now());
     // In a flood a key must not wait for all that has already come.
     if (auto read = readKeys(); !read) return read;
     if (auto sent = sendKeys(); !sent) return sent;
@@ -131,7 +133,6 @@ Outcome<void> Attachment::show(ByteView output) {
   Bytes replay;
   const bool isFirst = std::exchange(isFirstOutput_, false);
   if (isFirst && !std::exchange(isFirstConnection_, false)) {
-    clearNotice();
     // A tab's text comes anew each time, repainted by the host.
     const auto join = agent_.kind == AgentKind::externalTerminal
                           ? SeenOutput::Join{SeenOutput::Join::Kind::gap, 0}
@@ -204,8 +205,11 @@ Outcome<void> Attachment::handleSignals() {
     terminal_.stopProcess();
     if (modes_.isInAlternateScreen()) terminal_.write(bytesOf("\x1b[?1049h"));
   }
-  // A size told again makes a full-screen program repaint.
-  if (signals.hasToStop || signals.hasContinued) resizes_.forgetWhatWasSent();
+  if (signals.hasToStop || signals.hasContinued) {
+    // A size told again makes a full-screen program repaint.
+    resizes_.forgetWhatWasSent();
+    link_.heard(Clock::now());
+  }
   if (const auto size = terminal_.size()) resizes_.note(*size);
   return {};
 }
@@ -270,6 +274,7 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
   waiter_.alsoWatched = terminal_.input();
   waiter_.onWatched = [this]() -> Outcome<void> {
     if (auto read = readKeys(); !read) return read;
+    if (typedBytes_ >= maxTyped) waiter_.alsoWatched = -1;
     if (hasDetached_) return failed(ExitCode::interrupted, "detached");
     return {};
   };
@@ -280,6 +285,7 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
     auto session = waited ? reopen_(within(connectPatience)) : std::unexpected(waited.error());
     if (session) {
       session_ = std::move(*session);
+      clearNotice();
       break;
     }
     const auto code = session.error().code;
@@ -313,7 +319,10 @@ Outcome<void> Attachment::waitForRetry() {
 // the host is back.
 void Attachment::showNotice(std::string_view text) {
   const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} leaves", detachName_);
-  const auto notice = fmt::format("[quorl: {} - trying again{}]", text, leave);
+  auto notice = fmt::format("[quorl: {} - trying again{}]", text, leave);
+  // On one line, as only one can be taken away again.
+  if (const auto size = terminal_.size())
+    notice = std::string(firstCharacters(notice, static_cast<std::size_t>(size->columns - 1)));
   if (modes_.isInAlternateScreen())
     terminal_.write(
         bytesOf(fmt::format("\x1b"

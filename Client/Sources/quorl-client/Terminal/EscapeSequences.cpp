@@ -114,7 +114,9 @@ bool isKeptInReplay(const TerminalItem& item) {
                (item.parameters.starts_with("$q") || item.parameters.starts_with("+q"))) &&
              item.final != '_';
     case Kind::escape:
-      return item.final != 'Z';  // DECID asks too
+      // What was broken off has no effect, and its beginning must not meet the end of something else. DECID
+      // asks too.
+      return item.final != 0 && item.final != 'Z';
     case Kind::incomplete:
       return true;  // its rest follows
   }

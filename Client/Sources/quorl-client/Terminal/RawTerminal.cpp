@@ -16,7 +16,7 @@ namespace quorl::client {
 namespace {
 
 constexpr std::size_t readSize = 65'536;
-constexpr std::array crashes{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+constexpr std::array crashes{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGQUIT};
 
 // What a crash sets back. A signal handler can reach nothing else than a variable of the process; it calls
 // only what POSIX lets a handler call.
