@@ -42,6 +42,7 @@ class AgentWorld {
   std::unique_ptr<TerminalProgram> onTerminal(const std::vector<std::string>& words,
                                               const std::string& person = "ada", int columns = 100,
                                               int rows = 30) const;
+  std::vector<std::string> clientEnvironment(const std::string& person) const;
   // Starts an agent and gives its identity.
   std::string spawn(const std::vector<std::string>& words) const;
 
@@ -50,8 +51,6 @@ class AgentWorld {
   AgentWorld& operator=(const AgentWorld&) = delete;
 
  private:
-  std::vector<std::string> clientEnvironment(const std::string& person) const;
-
   std::filesystem::path folder_;
   std::vector<std::string> environment_;
   const std::uint16_t port_;

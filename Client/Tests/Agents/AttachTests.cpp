@@ -154,6 +154,20 @@ TEST_F(Attach, endsWithTheAgent) {
   EXPECT_TRUE(again->shows("last words\r\n"));
 }
 
+TEST_F(Attach, endsWhenNobodyTakesItsOutput) {
+  const auto id = spawnReady("echo ready; exec cat");
+  TerminalProgram terminal(
+      {"bash", "-c", "set -o pipefail; '" + clientProgram() + "' attach " + id + " | head -c1"},
+      world.clientEnvironment("ada"));
+  ASSERT_TRUE(eventually([&] { return terminal.isRaw(); }));
+  EXPECT_TRUE(eventually([&] {
+    terminal.type("x");
+    return terminal.waitForExit(std::chrono::milliseconds(10)).has_value();
+  }));
+  EXPECT_EQ(terminal.waitForExit(), 130);
+  EXPECT_TRUE(sameModes(terminal.modes(), ordinaryModes()));
+}
+
 TEST_F(Attach, stopsAndGoesOnWithTheTerminalInOrder) {
   const auto id = spawnReady("echo ready; exec cat");
   const auto terminal = world.onTerminal({"attach", id});

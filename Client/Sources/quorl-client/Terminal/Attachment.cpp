@@ -74,7 +74,7 @@ Outcome<Attachment::End> Attachment::runConnected() {
       if (result && end_ && (now >= quietUntil_ || now >= endDeadline_)) return *end_;
       if (!result) break;
       const std::array watched{terminal_.signals(), terminal_.input()};
-      const std::size_t count = typedBytes_ < maxTyped ? 2 : 1;
+      const std::size_t count = typedBytes_ < maxTyped && !hasDetached_ ? 2 : 1;
       const auto ready = session_->wait(nextDeadline(), std::span(watched).first(count));
       if (!ready) {
         result = std::unexpected(ready.error());

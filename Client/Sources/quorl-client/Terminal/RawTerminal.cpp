@@ -131,7 +131,7 @@ Outcome<void> RawTerminal::write(ByteView bytes) {
       pollfd waiting{output_, POLLOUT, 0};
       ::poll(&waiting, 1, -1);
     } else if (errno != EINTR) {
-      return failed(ExitCode::failure, std::string("the terminal takes no output: ") + std::strerror(errno));
+      return failed(ExitCode::interrupted, std::string("nobody takes the output: ") + std::strerror(errno));
     }
   }
   return {};

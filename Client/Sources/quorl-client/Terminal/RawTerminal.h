@@ -36,9 +36,9 @@ class RawTerminal {
 
   // Nothing where the terminal does not tell it.
   std::optional<TerminalSize> size() const;
-  // What is typed now, without waiting; nothing new is empty. The end of input fails.
+  // What is typed now, without waiting; nothing new is empty. The end of input fails with `interrupted`.
   Outcome<Bytes> read();
-  // All of it, in one call where the terminal takes it.
+  // All of it, in one call where the terminal takes it. Fails with `interrupted` when nobody ever will.
   Outcome<void> write(ByteView bytes);
 
   // Gives the terminal back, stops the process, and takes the terminal again when it is continued.
