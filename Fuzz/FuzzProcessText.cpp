@@ -5,7 +5,9 @@
 #include <QuorlHostCore/Agents/ProcessDiscovery.h>
 #include <QuorlHostCore/Agents/ProcessParsers.h>
 #include <QuorlHostCore/Agents/ProjectPath.h>
+#include <QuorlHostLinux/Agents/KittyText.h>
 #include <QuorlHostLinux/Agents/ProcText.h>
+#include <QuorlHostLinux/Agents/ScreenText.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
@@ -23,7 +25,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!isValidUTF8(ProcText::commandLine(text))) std::abort();
   for (const auto& [tty, pane] : TmuxText::parsePanes(text))
     if (!tty.starts_with("/dev/") || !pane.starts_with('%')) std::abort();
-  if (!isValidUTF8(TmuxText::screenText(text, 8))) std::abort();
+  if (!isValidUTF8(screenText(text, 8))) std::abort();
+  if (const auto socket = KittyText::socketIn(text); socket && socket->size() < 2) std::abort();
+  if (const auto reply = KittyText::parseReply(text); reply && !isValidUTF8(reply->data)) std::abort();
+  for (const auto& window : KittyText::parseWindows(text).value_or(std::vector<KittyText::Window>()))
+    if (window.id < 1 || window.pid < 1) std::abort();
   // Every folder is there: the search that goes deepest.
   const auto always = [](const std::string&) { return true; };
   if (!decodeProjectPath(text.substr(0, 255), {.exists = always, .isDirectory = always}).starts_with('/'))

@@ -12,6 +12,7 @@
 #include <charconv>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -78,6 +79,7 @@ ProcProcessTable::ProcProcessTable(std::string root) : root_(std::move(root)) {}
 
 std::vector<ProcessRow> ProcProcessTable::processes() {
   std::vector<ProcessRow> rows;
+  std::vector<Glimpse> glimpses;
   const std::unique_ptr<DIR, CloseDirectory> directory(opendir(root_.c_str()));
   if (!directory) return rows;
   std::string buffer(commandLineLimit, '\0');
@@ -88,6 +90,8 @@ std::vector<ProcessRow> ProcProcessTable::processes() {
     const auto statText = folder.read("stat");
     const auto stat = statText ? ProcText::parseStat(*statText) : std::nullopt;
     if (!stat) continue;
+    glimpses.push_back(
+        {.pid = *pid, .parent = stat->parent, .name = stat->name, .isOnTerminal = stat->terminal != 0});
     ProcessRow row{.pid = *pid, .tty = "?"};
     if (stat->terminal != 0) {
       row.tty = terminalName(stat->terminal);
@@ -103,7 +107,22 @@ std::vector<ProcessRow> ProcProcessTable::processes() {
     rows.push_back(std::move(row));
   }
   std::ranges::sort(rows, {}, &ProcessRow::pid);
+  const std::lock_guard lock(lock_);
+  latest_ = std::move(glimpses);
   return rows;
+}
+
+std::vector<std::int32_t> ProcProcessTable::childrenOf(std::string_view word) {
+  const std::lock_guard lock(lock_);
+  std::set<std::int32_t> parents;
+  for (const Glimpse& glimpse : latest_)
+    if (glimpse.name.find(word) != std::string::npos) parents.insert(glimpse.pid);
+  std::vector<std::int32_t> children;
+  if (parents.empty()) return children;
+  for (const Glimpse& glimpse : latest_)
+    if (glimpse.isOnTerminal && parents.contains(glimpse.parent)) children.push_back(glimpse.pid);
+  std::ranges::sort(children);
+  return children;
 }
 
 // A terminal of a rarer driver is called after its device, which the kernel lists by number.

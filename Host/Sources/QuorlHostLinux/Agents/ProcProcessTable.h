@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <QuorlHostCore/Ports/ProcessTable.h>
@@ -26,12 +27,24 @@ class ProcProcessTable final : public ProcessTable {
   bool exists(std::int32_t pid) override;
   void send(ProcessSignal signal, std::int32_t pid) override;
 
+  /// The processes on a terminal whose parent's name holds `word`, as they were at the latest call of
+  /// `processes`: what that has read anyway, nothing more.
+  std::vector<std::int32_t> childrenOf(std::string_view word);
+
  private:
+  struct Glimpse {
+    std::int32_t pid;
+    std::int32_t parent;
+    std::string name;
+    bool isOnTerminal;
+  };
+
   std::string terminalName(std::uint32_t device);
 
   const std::string root_;
   std::mutex lock_;
   std::map<std::uint32_t, std::string> deviceNames_;  // of terminals that no rule names
+  std::vector<Glimpse> latest_;
 };
 
 }  // namespace quorl

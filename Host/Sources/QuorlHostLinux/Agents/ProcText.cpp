@@ -17,6 +17,14 @@ std::string_view takeField(std::string_view& text) {
   return field;
 }
 
+std::optional<std::int32_t> takeNumber(std::string_view& text) {
+  const std::string_view field = takeField(text);
+  std::int32_t number = 0;
+  const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), number);
+  if (error != std::errc{} || end != field.data() + field.size()) return std::nullopt;
+  return number;
+}
+
 }  // namespace
 
 // The name may hold anything, so its end is the last parenthesis of the text.
@@ -26,14 +34,15 @@ std::optional<Stat> parseStat(std::string_view text) {
   if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
   std::string_view rest = text.substr(close + 1);
   const std::string_view state = takeField(rest);
-  for (int field = 4; field < 7; ++field) takeField(rest);
-  const std::string_view number = takeField(rest);
-  std::int32_t terminal = 0;
-  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), terminal);
-  if (state.size() != 1 || error != std::errc{} || end != number.data() + number.size()) return std::nullopt;
+  const std::optional<std::int32_t> parent = takeNumber(rest);
+  takeField(rest);
+  takeField(rest);
+  const std::optional<std::int32_t> terminal = takeNumber(rest);
+  if (state.size() != 1 || !parent || !terminal) return std::nullopt;
   return Stat{.name = std::string(text.substr(open + 1, close - open - 1)),
               .state = state.front(),
-              .terminal = static_cast<std::uint32_t>(terminal)};
+              .parent = *parent,
+              .terminal = static_cast<std::uint32_t>(*terminal)};
 }
 
 // The kernel's packing of the two numbers into 32 bits: minor 7..0, major 19..8, minor 31..20.

@@ -20,6 +20,7 @@
 #include <fmt/format.h>
 
 #include <QuorlHostLinux/Agents/BoundedTool.h>
+#include <QuorlHostLinux/Agents/ScreenText.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
 #include <QuorlHostPosix/Descriptor.h>
 
@@ -76,7 +77,7 @@ TmuxTerminals::Settings TmuxTerminals::Settings::ofThisUser() {
   return {.program = findProgram("tmux"), .socketFolder = fmt::format("{}/tmux-{}", folder, getuid())};
 }
 
-TmuxTerminals::TmuxTerminals(Settings settings) : settings_(std::move(settings)) {}
+TmuxTerminals::TmuxTerminals(Settings settings) : settings_(std::move(settings)), rests_(settings_.rest) {}
 
 // The folder stands where anybody may make one first, so it counts only when it is the user's own and nobody
 // else's to write in.
@@ -92,19 +93,10 @@ std::vector<std::string> TmuxTerminals::liveSockets() {
     if (fstatat(dirfd(folder.get()), entry->d_name, &facts, AT_SYMLINK_NOFOLLOW) != 0) continue;
     if (!S_ISSOCK(facts.st_mode) || !isOwn(facts)) continue;
     std::string path = fmt::format("{}/{}", settings_.socketFolder, entry->d_name);
-    if (!isResting(path) && isListening(path)) sockets.push_back(std::move(path));
+    if (!rests_.holds(path) && isListening(path)) sockets.push_back(std::move(path));
   }
   std::ranges::sort(sockets);
   return sockets;
-}
-
-bool TmuxTerminals::isResting(const std::string& socket) {
-  const std::lock_guard lock(lock_);
-  const auto resting = restingUntil_.find(socket);
-  if (resting == restingUntil_.end()) return false;
-  if (std::chrono::steady_clock::now() < resting->second) return true;
-  restingUntil_.erase(resting);
-  return false;
 }
 
 TmuxTerminals::Answer TmuxTerminals::ask(const std::string& socket, std::vector<std::string> command,
@@ -124,11 +116,9 @@ TmuxTerminals::Answer TmuxTerminals::ask(const std::string& socket, std::vector<
         return Answer::paneGone;
       report({.denied = false, .description = fmt::format("tmux error: {}", result.error)});
       return Answer::failed;
-    case ToolEnd::timedOut: {
-      const std::lock_guard lock(lock_);
-      restingUntil_[socket] = std::chrono::steady_clock::now() + settings_.rest;
+    case ToolEnd::timedOut:
+      rests_.add(socket);
       break;
-    }
     case ToolEnd::notStarted:
       report({.denied = false, .description = fmt::format("tmux launch failed: {}", result.error)});
       return Answer::failed;
@@ -174,9 +164,9 @@ std::optional<std::string> TmuxTerminals::readContents(const std::string& tty, T
   for (const Lookup lookup : {Lookup::known, Lookup::fresh}) {
     const std::optional<Pane> pane = paneOf(tty, lookup, report);
     if (!pane) continue;
-    if (isResting(pane->socket)) return std::nullopt;
+    if (rests_.holds(pane->socket)) return std::nullopt;
     std::string output;
-    const std::string start = fmt::format("-{}", lineLimit);
+    const std::string start = fmt::format("-{}", screenLineLimit);
     const Answer answer = ask(pane->socket,
                               {"display-message", "-p", "-t", pane->id, "#{pane_tty}", ";", "capture-pane",
                                "-p", "-J", "-S", start, "-t", pane->id},
@@ -185,7 +175,7 @@ std::optional<std::string> TmuxTerminals::readContents(const std::string& tty, T
     const std::size_t firstEnd = output.find('\n');
     if (answer == Answer::paneGone || firstEnd == std::string::npos) continue;
     const std::string_view text = output;
-    if (text.substr(0, firstEnd) == tty) return TmuxText::screenText(text.substr(firstEnd + 1), lineLimit);
+    if (text.substr(0, firstEnd) == tty) return screenText(text.substr(firstEnd + 1), screenLineLimit);
   }
   return std::string();
 }
@@ -201,7 +191,7 @@ void TmuxTerminals::sendRaw(const std::string& tty, TerminalKind kind, ByteView 
   if (kind == TerminalKind::unknown || bytes.empty()) return;
   for (const Lookup lookup : {Lookup::known, Lookup::fresh}) {
     const std::optional<Pane> pane = paneOf(tty, lookup, report);
-    if (pane && (isResting(pane->socket) || type(*pane, bytes, report) != Answer::paneGone)) return;
+    if (pane && (rests_.holds(pane->socket) || type(*pane, bytes, report) != Answer::paneGone)) return;
   }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <QuorlHostCore/Ports/TerminalScripting.h>
+#include <QuorlHostLinux/Agents/RestList.h>
 
 namespace quorl {
 
@@ -16,8 +17,7 @@ namespace quorl {
 /// all are of the kind `iterm`. While no server runs, nothing is started: the socket folder is only looked
 /// at.
 ///
-/// Each call of the tool is bounded in time; a server that did not answer is left alone for a while, so that
-/// one that hangs does not hold up the others at every look.
+/// Each call of the tool is bounded in time; a server that did not answer rests for a while.
 ///
 /// *Queue*: any, also several at once; the lock is not held while a server answers.
 class TmuxTerminals final : public TerminalScripting {
@@ -31,9 +31,6 @@ class TmuxTerminals final : public TerminalScripting {
     /// The program in PATH or in the usual folders, and the folder that tmux itself uses.
     static Settings ofThisUser();
   };
-
-  /// What a text holds at most: more than this cannot be compared with a later look anyhow.
-  static constexpr std::size_t lineLimit = 512;
 
   explicit TmuxTerminals(Settings settings);
 
@@ -54,7 +51,6 @@ class TmuxTerminals final : public TerminalScripting {
   enum class Answer : std::uint8_t { done, paneGone, failed };
 
   std::vector<std::string> liveSockets();
-  bool isResting(const std::string& socket);
   void refresh(const Report& report);
   std::optional<Pane> paneOf(const std::string& tty, Lookup lookup, const Report& report);
   Answer ask(const std::string& socket, std::vector<std::string> command, std::string& output,
@@ -62,9 +58,9 @@ class TmuxTerminals final : public TerminalScripting {
   Answer type(const Pane& pane, ByteView bytes, const Report& report);
 
   const Settings settings_;
+  RestList rests_;
   std::mutex lock_;
   Panes panes_;
-  std::map<std::string, std::chrono::steady_clock::time_point> restingUntil_;
 };
 
 }  // namespace quorl

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
@@ -19,10 +18,6 @@ inline constexpr std::string_view paneFormat = "#{pane_dead} #{pane_id} #{pane_t
 
 /// Device path to pane identity, of the panes that live.
 std::map<std::string, std::string> parsePanes(std::string_view output);
-
-/// Captured text without the blank lines that fill the screen below the last one written, and of that the
-/// last `lines` lines; valid UTF-8.
-std::string screenText(std::string_view captured, std::size_t lines);
 
 /// As `send-keys -H` takes bytes: the one way that changes none of them.
 std::vector<std::string> hexArguments(ByteView bytes);

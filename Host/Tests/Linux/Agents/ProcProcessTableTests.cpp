@@ -49,13 +49,14 @@ TEST(ProcText, readsAStatWhoseNameHoldsParenthesesAndBlanks) {
   ASSERT_TRUE(stat);
   EXPECT_EQ(stat->name, "a) R 1) b");
   EXPECT_EQ(stat->state, 'S');
+  EXPECT_EQ(stat->parent, 1);
   EXPECT_EQ(stat->terminal, 34819U);
   EXPECT_EQ(ProcText::terminalName(stat->terminal), "pts/3");
 }
 
 TEST(ProcText, refusesWhatIsNoStat) {
-  for (const char* text :
-       {"", "42", "42 (a", "42 )a(", "42 (a) S 1 2", "42 (a) S 1 2 3 x 5", "42 (a) SS 1 2 3 0"})
+  for (const char* text : {"", "42", "42 (a", "42 )a(", "42 (a) S 1 2", "42 (a) S 1 2 3 x 5",
+                           "42 (a) S x 2 3 4 5", "42 (a) SS 1 2 3 0"})
     EXPECT_FALSE(ProcText::parseStat(text)) << text;
 }
 
@@ -88,6 +89,17 @@ TEST(ProcProcessTable, showsARealChildOnARealTerminal) {
   EXPECT_EQ(row->name, "sleep");
   EXPECT_EQ(table.workingDirectories({child.pid(), 0, -1, 1 << 30}),
             (std::map<std::int32_t, std::string>{{child.pid(), folder.path()}}));
+}
+
+TEST(ProcProcessTable, tellsTheChildrenOnTerminalsByTheirParentsName) {
+  ProcProcessTable table;
+  EXPECT_THAT(table.childrenOf("Tests"), IsEmpty()) << "no look of its own";
+  TerminalChild child({"/bin/sleep", "1000"});
+  ASSERT_TRUE(rowWhenRunning(table, child.pid(), "/sleep"));
+  // This program's name, as far as the kernel keeps it.
+  EXPECT_THAT(table.childrenOf("LinuxAgentsTest"), testing::Contains(child.pid()));
+  EXPECT_THAT(table.childrenOf("sleep"), testing::Not(testing::Contains(child.pid())));
+  EXPECT_THAT(table.childrenOf("no such name"), IsEmpty());
 }
 
 TEST(ProcProcessTable, listsProcessesByAscendingNumber) {

@@ -41,15 +41,6 @@ TEST(TmuxText, readsThePanesThatLive) {
               ElementsAre(Pair("/dev/pts/1", "%0"), Pair("/dev/pts/9", "%14")));
 }
 
-TEST(TmuxText, dropsTheBlankLinesBelowTheTextAndKeepsTheLastLines) {
-  EXPECT_EQ(TmuxText::screenText("a\n\nb  \n\n   \n", 10), "a\n\nb  ");
-  EXPECT_EQ(TmuxText::screenText("a\nb\nc\n", 2), "b\nc");
-  EXPECT_EQ(TmuxText::screenText("a\nb\n", 2), "a\nb");
-  EXPECT_EQ(TmuxText::screenText("\na", 2), "\na");
-  EXPECT_EQ(TmuxText::screenText(" \n\n", 2), "");
-  EXPECT_EQ(TmuxText::screenText("a\xff", 2), "a\xef\xbf\xbd");
-}
-
 TEST(BoundedTool, collectsBothStreamsAndTheStatus) {
   const ToolResult result = runBoundedTool({"/bin/sh", "-c", "echo out; echo err >&2; exit 3"}, 10s);
   EXPECT_EQ(result.end, ToolEnd::exited);
