@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A person's evening with agents, with real programs only.
 #include <csignal>
+#include <fstream>
 
 #include <Linux/System/ChildProgram.h>
 #include <Support/Eventually.h>
+#include <Support/XServerFixture.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -159,6 +161,64 @@ TEST(AgentEvening, anAgentStartedByHandIsFoundAdoptedAndPrompted) {
   terminal->type("\x1d");
   EXPECT_EQ(terminal->waitForExit(), 0);
   EXPECT_THAT(desk.tmux({"list-panes", "-a", "-F", "#{pane_pid}"}), HasSubstr(pid)) << "it goes on";
+}
+
+// A kitty of the test's own on a display of its own, with one window.
+class KittyDesk {
+ public:
+  KittyDesk(const AgentWorld& world, const std::string& command)
+      : note_(world.folder() / "kitty-pid"),
+        kitty_(display_.start(
+            {"/usr/bin/env", "-u", "XDG_CONFIG_HOME", "-u", "XDG_CACHE_HOME", "-u", "WAYLAND_DISPLAY",
+             "LIBGL_ALWAYS_SOFTWARE=1", "LANG=C.UTF-8", "kitty", "--config", "NONE", "-o",
+             "allow_remote_control=socket-only", "--listen-on", "unix:" + (world.folder() / "kitty").string(),
+             "sh", "-c",
+             fmt::format("echo $$ > '{0}.new'; mv '{0}.new' '{0}'; {1}", note_.string(), command)})) {}
+
+  std::string windowPID() const {
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(note_); }, 30s)) << "kitty does not start";
+    std::ifstream in(note_);
+    std::string pid;
+    std::getline(in, pid);
+    return pid;
+  }
+  void end() { kitty_.terminate(); }
+
+ private:
+  const quorl::test::XServer display_;
+  const std::filesystem::path note_;
+  quorl::test::HelperProgram kitty_;
+};
+
+TEST(AgentEvening, anAgentInAKittyWindowIsFoundAdoptedAndPrompted) {
+  if (!hasProgram("kitty") || !hasProgram("Xvfb")) GTEST_SKIP() << "kitty or Xvfb is not installed";
+  AgentWorld world;
+  world.addProgram("claude", codingAgent);
+  KittyDesk desk(world, "exec '" + (world.folder() / "bin" / "claude").string() + "' --by-hand");
+  const auto pid = desk.windowPID();
+  world.startHost();
+  ASSERT_FALSE(HasFatalFailure());
+  ASSERT_TRUE(eventually([&] {
+    return world.run({"external"}).output.find("pid " + pid + ", /dev/pts/") != std::string::npos;
+  })) << world.run({"external"}).output;
+  EXPECT_THAT(world.run({"external"}).output, HasSubstr("can be adopted"));
+
+  const auto adopted = world.run({"adopt", pid});
+  ASSERT_EQ(adopted.status, 0) << adopted.output;
+  const auto id = adopted.output.substr(0, 36);
+  EXPECT_THAT(world.run({"agents"}).output, HasSubstr("tab      Claude"));
+  const auto terminal = world.onTerminal({"attach", id});
+  ASSERT_TRUE(terminal->shows("agent ready with arguments: --by-hand")) << terminal->screen();
+  EXPECT_EQ(world.run({"prompt", id, "it's \"quoted\" \\ $HOME; ü"}).status, 0);
+  EXPECT_TRUE(terminal->shows("heard <it's \"quoted\" \\ $HOME; ü>")) << terminal->screen();
+  terminal->type("typed here\r");
+  EXPECT_TRUE(terminal->shows("heard <typed here>")) << terminal->screen();
+  terminal->type("\x1d");
+  EXPECT_EQ(terminal->waitForExit(), 0);
+  EXPECT_EQ(::kill(std::stoi(pid), 0), 0) << "it goes on";
+  desk.end();
+  EXPECT_EQ(world.run({"agents"}).status, 0) << "the host goes on";
+  EXPECT_THAT(world.run({"external"}).output, Not(HasSubstr("pid " + pid)));
 }
 
 const std::string claudeID = "3F2504E0-4F89-41D3-9A0C-0305E82C3301";

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "HostPlatform.h"
 
+#include <QuorlHostCore/Agents/TerminalGroup.h>
 #include <QuorlHostLinux/Agents/HomeSessionFiles.h>
+#include <QuorlHostLinux/Agents/KittyTerminals.h>
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/TmuxTerminals.h>
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
@@ -16,6 +18,20 @@
 
 namespace quorl {
 
+namespace {
+
+/// The kitty instances are found among what each look at the processes reads anyway: without one, kitty costs
+/// nothing.
+std::shared_ptr<TerminalScripting> makeTerminals(std::shared_ptr<ProcProcessTable> processes) {
+  KittyTerminals::Settings kitty;
+  kitty.children = [processes = std::move(processes)] { return processes->childrenOf("kitty"); };
+  return std::make_shared<TerminalGroup>(
+      TerminalGroup::Members{std::make_shared<TmuxTerminals>(TmuxTerminals::Settings::ofThisUser()),
+                             std::make_shared<KittyTerminals>(std::move(kitty))});
+}
+
+}  // namespace
+
 HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
     : loop_(std::make_shared<MainLoop>()), network_(std::make_shared<SocketNetwork>()) {
   platform_.scheduler = &scheduler_;
@@ -29,8 +45,9 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.machine = std::make_shared<LinuxMachineFacts>();
   platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders());
   platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>(std::string(), descriptorLimit);
-  platform_.processes = std::make_shared<ProcProcessTable>();
-  platform_.terminals = std::make_shared<TmuxTerminals>(TmuxTerminals::Settings::ofThisUser());
+  const auto processes = std::make_shared<ProcProcessTable>();
+  platform_.processes = processes;
+  platform_.terminals = makeTerminals(processes);
   platform_.sessionFiles = std::make_shared<HomeSessionFiles>(currentUserFolders().home);
   platform_.applicationSupportDirectory = currentUserFolders().data;
   addDesktopAdapters(platform_);

@@ -156,7 +156,8 @@ std::vector<Command> agentSourceCommands() {
   commands.push_back({.name = "external",
                       .arguments = "",
                       .summary = "list agents that somebody started by hand on the host",
-                      .details = "One in a tmux pane can be adopted: it then is in the list of agents.\n",
+                      .details = "One in a tmux pane or a kitty window can be adopted: it then is in "
+                                 "the list of agents.\n",
                       .options = {{"--json", "", "one JSON list"}},
                       .examples = {"external"},
                       .run = runExternal});
