@@ -187,6 +187,22 @@ class AttachOverABadNetwork : public Attach {
     relay.emplace(world.hostPort());
     world.pair("bob", relay->port());
   }
+
+  // Attached to a program that prints at its first Return until "done", all of it while the connection is
+  // cut.
+  std::unique_ptr<TerminalProgram> attachedThroughABreak(const std::string& id) {
+    auto terminal = world.onTerminal({"attach", id}, "bob");
+    EXPECT_TRUE(terminal->shows("ready"));
+    relay->cut();
+    EXPECT_TRUE(terminal->shows("trying again"));
+    const auto watcher = world.onTerminal({"attach", id});
+    watcher->type("\r");
+    EXPECT_TRUE(watcher->shows("done\r\n"));
+    relay->mend();
+    EXPECT_TRUE(terminal->shows("done\r\n"));
+    return terminal;
+  }
+
   std::optional<CuttableRelay> relay;
 };
 
@@ -216,15 +232,7 @@ TEST_F(AttachOverABadNetwork, goesOnWhereItStoppedWithoutLossOrRepetition) {
 
 TEST_F(AttachOverABadNetwork, catchesUpWithALotOfOutput) {
   const auto id = spawnReady("echo ready; read x; seq 100001 130000; echo done; exec cat");
-  const auto terminal = world.onTerminal({"attach", id}, "bob");
-  ASSERT_TRUE(terminal->shows("ready"));
-  relay->cut();
-  ASSERT_TRUE(terminal->shows("trying again"));
-  const auto watcher = world.onTerminal({"attach", id});
-  watcher->type("\r");
-  ASSERT_TRUE(watcher->shows("done\r\n"));
-  relay->mend();
-  ASSERT_TRUE(terminal->shows("done\r\n"));
+  const auto terminal = attachedThroughABreak(id);
   std::string lines;
   for (int number = 100'001; number <= 130'000; ++number) lines += fmt::format("{}\r\n", number);
   EXPECT_EQ(terminal->count(lines), 1U);
@@ -234,15 +242,7 @@ TEST_F(AttachOverABadNetwork, catchesUpWithALotOfOutput) {
 
 TEST_F(AttachOverABadNetwork, beginsAfreshWhenMoreWasPrintedThanIsKept) {
   const auto id = spawnReady("echo ready; read x; seq 100001 200000; echo done; exec cat");
-  const auto terminal = world.onTerminal({"attach", id}, "bob");
-  ASSERT_TRUE(terminal->shows("ready"));
-  relay->cut();
-  ASSERT_TRUE(terminal->shows("trying again"));
-  const auto watcher = world.onTerminal({"attach", id});
-  watcher->type("\r");
-  ASSERT_TRUE(watcher->shows("done\r\n"));
-  relay->mend();
-  ASSERT_TRUE(terminal->shows("done\r\n"));
+  const auto terminal = attachedThroughABreak(id);
   EXPECT_TRUE(terminal->shows("\x1b[H\x1b[2J"));
   EXPECT_EQ(terminal->count("200000\r\n"), 1U);
   EXPECT_EQ(terminal->count("100001\r\n"), 0U);

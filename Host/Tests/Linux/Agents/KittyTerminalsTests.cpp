@@ -14,15 +14,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Agents/BridgedTerminalSession.h>
-#include <QuorlHostCore/Agents/ProcessDiscovery.h>
-#include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/ProcText.h>
 #include <QuorlHostPosix/Descriptor.h>
 #include <Support/Eventually.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/XServerFixture.h>
+
+#include "AdoptionScenario.h"
 
 namespace quorl {
 namespace {
@@ -341,43 +340,8 @@ TEST_F(Kitty, typesNothingIntoTheWindowOfALaterInstanceOnTheSameSocket) {
 }
 
 TEST_F(Kitty, letsAScriptInAWindowBeFoundAdoptedReadAndTypedInto) {
-  const std::string script = folder.write("claude",
-                                          "#!/bin/sh\necho 'Do you want to proceed?'\nread answer\n"
-                                          "echo \"got $answer\"\nexec sleep 1000\n");
-  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
-  const std::string tty = startKitty("exec " + script);
-  SimulatedScheduler scheduler;
-  const auto processes = std::make_shared<ProcProcessTable>();
-  const auto bridge = std::make_shared<TerminalBridge>(
-      scheduler, std::make_shared<KittyTerminals>(settings()), TerminalBridgeUse::enabled);
-  std::optional<ExternalAgent> agent;
-  ASSERT_TRUE(eventually([&] {
-    for (ExternalAgent& found : ProcessDiscovery(processes).scan({}, {}))
-      if (found.tty == tty) agent = found;
-    return agent.has_value();
-  }));
-  EXPECT_EQ(agent->name, "Claude");
-  ASSERT_TRUE(eventually([&] { return bridge->mapTerminals().contains(tty); }));
-  agent->terminal = bridge->mapTerminals().at(tty);
-
-  const auto session = BridgedTerminalSession::create(scheduler, *agent, tty, bridge, processes);
-  std::string attention;
-  session->onAttention = [&](const std::string&, const std::string& body) { attention = body; };
-  session->addSubscriber();
-  EXPECT_TRUE(eventually([&] {
-    scheduler.advance(600ms);
-    return session->status() == AgentStatus::waitingInput;
-  }));
-  EXPECT_EQ(attention, "Do you want to proceed?");
-  bridge->sendText(tty, agent->terminal, "yes; \"sir\"", TextSubmission::submit);
-  EXPECT_TRUE(eventually([&] {
-    scheduler.advance(600ms);
-    return textOf(session->scrollback()).find("got yes; \"sir\"\r\n") != std::string::npos;
-  })) << textOf(session->scrollback());
-  session->terminate();
-  scheduler.runReady();
-  EXPECT_EQ(session->status(), AgentStatus::exited);
-  EXPECT_TRUE(eventually([&] { return !processes->exists(agent->pid); })) << "it took the interrupt";
+  const std::string tty = startKitty("exec " + test::writeAskingAgent(folder));
+  test::findAdoptAnswerAndEnd(tty, std::make_shared<KittyTerminals>(settings()));
 }
 
 }  // namespace
