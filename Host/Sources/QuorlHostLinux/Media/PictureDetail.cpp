@@ -22,6 +22,8 @@ double stepOf(int quantizer) {
   return std::exp2((quantizer - 4) / 6.0);
 }
 
+// Of the sum over a block's row.
+constexpr int visibleDistance = 4 * blockSide;
 // So many pixels at a time, a fixed number that the compiler turns into vectors.
 constexpr int chunk = 64;
 
@@ -62,6 +64,22 @@ PixelRect clipped(const PixelRect& rect, PixelSize size) {
   const int right = std::min(rect.x + rect.width, size.width);
   const int bottom = std::min(rect.y + rect.height, size.height);
   return left < right && top < bottom ? PixelRect{left, top, right - left, bottom - top} : PixelRect{};
+}
+
+double differingShare(const PictureBuffer& first, const PictureBuffer& second) {
+  std::size_t blocks = 0;
+  std::size_t differing = 0;
+  for (int y = rowStep / 2; y < first.size.height; y += rowStep) {
+    const std::uint8_t* row = first.luma + static_cast<std::size_t>(y) * first.lumaStride;
+    const std::uint8_t* other = second.luma + static_cast<std::size_t>(y) * second.lumaStride;
+    for (int x = 0; x + blockSide <= first.size.width; x += blockSide) {
+      int sum = 0;
+      for (int i = x; i < x + blockSide; ++i) sum += distance(row[i], other[i]);
+      ++blocks;
+      if (sum > visibleDistance) ++differing;
+    }
+  }
+  return blocks == 0 ? 1 : static_cast<double>(differing) / static_cast<double>(blocks);
 }
 
 PictureDetail::PictureDetail(const PictureBuffer& picture, std::span<const PixelRect> parts) {

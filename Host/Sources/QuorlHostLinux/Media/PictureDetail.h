@@ -12,6 +12,9 @@ namespace quorl {
 /// The part of a rectangle that lies in a picture of this size.
 PixelRect clipped(const PixelRect& rect, PixelSize size);
 
+/// How much of a picture looks different from another of the same size, 0 to 1, from a sample of its luma.
+double differingShare(const PictureBuffer& first, const PictureBuffer& second);
+
 /// How much there is to encode in a picture or in parts of it, and so how many bits it takes as new content
 /// at any quantiser. Measured from the luma alone, from the strongest edge in each of a sample of 4x4 blocks:
 /// an edge below the quantiser's step vanishes, each doubling above it costs a block about the same again.

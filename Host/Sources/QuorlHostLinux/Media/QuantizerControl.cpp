@@ -69,6 +69,8 @@ int QuantizerControl::choose(const Picture& picture) {
   const double allowance = std::max(0.0, bucket_.available()) * shareFor(picture.kind);
   quantizer = firstWithin(picture, quantizer, coarsest_, allowance);
   choice_ = {picture.kind, quantizer, picture.changed.bitsAt(quantizer)};
+  choice_.isCheapAsNew =
+      picture.kind == Kind::change && isFirst && choice_.bitsAsNew <= bitsPerPicture_ * firstShare;
   return quantizer;
 }
 

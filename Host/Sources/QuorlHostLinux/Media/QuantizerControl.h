@@ -52,6 +52,9 @@ class QuantizerControl {
   bool sharpensAll() const { return shown_ > finest_; }
 
   int choose(const Picture& picture);
+  /// Whether the picture that was chosen for last is a change after a pause that may cost what new content
+  /// costs.
+  bool isCheapAsNew() const { return choice_.isCheapAsNew; }
   /// The picture that was chosen for last took this many bits.
   void encoded(std::int64_t bits);
 
@@ -72,6 +75,7 @@ class QuantizerControl {
     Kind kind = Kind::key;
     int quantizer = 0;
     double bitsAsNew = 0;
+    bool isCheapAsNew = false;
   };
   Choice choice_;
 };

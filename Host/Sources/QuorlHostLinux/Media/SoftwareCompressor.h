@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include <QuorlHostCore/Ports/VideoCompressor.h>
@@ -21,7 +22,11 @@ class SoftwareCompressor : public VideoCompressor {
   void encode(const CompressionRequest& request) final;
 
  protected:
-  enum class PictureType : std::uint8_t { predicted, key };
+  enum class PictureType : std::uint8_t {
+    predicted,
+    fresh,  // predicted from nothing, since nothing like it was shown, but no place to begin decoding at
+    key,
+  };
 
   SoftwareCompressor(const CompressorSpecification& specification, Output output, int coarsestQuantizer);
 
@@ -35,11 +40,13 @@ class SoftwareCompressor : public VideoCompressor {
 
  private:
   QuantizerControl::Picture measured(const CompressionRequest& request, PictureType type) const;
+  bool isAllDifferent(const CompressionRequest& request) const;
 
   const CompressorSpecification specification_;
   const Output output_;
   QuantizerControl control_;
   KeyFrameClock keyFrames_;
+  std::shared_ptr<const PictureBuffer> encoded_;  // the newest
 };
 
 }  // namespace quorl

@@ -137,13 +137,24 @@ class X264Compressor final : public SoftwareCompressor {
     }
   }
 
+  static int x264Type(PictureType type) {
+    switch (type) {
+      case PictureType::predicted:
+        return X264_TYPE_AUTO;
+      case PictureType::fresh:
+        return X264_TYPE_I;
+      case PictureType::key:
+        return X264_TYPE_IDR;
+    }
+    return X264_TYPE_AUTO;
+  }
+
   bool isOpen() const override { return encoder_ != nullptr; }
 
   std::optional<CompressedPicture> compress(const CompressionRequest& request, PictureType type,
                                             int quantizer) override {
-    const bool isKey = type == PictureType::key;
-    x264_picture_t picture = x264Picture(*request.image, isKey ? X264_TYPE_IDR : X264_TYPE_AUTO, quantizer);
-    if (!isKey && markUnchanged(request)) picture.prop.mb_info = unchanged_.data();
+    x264_picture_t picture = x264Picture(*request.image, x264Type(type), quantizer);
+    if (type == PictureType::predicted && markUnchanged(request)) picture.prop.mb_info = unchanged_.data();
     x264_nal_t* units = nullptr;
     int count = 0;
     x264_picture_t out;

@@ -240,6 +240,26 @@ TEST_P(RealCompressor, followsALowerRateWithinASecond) {
   EXPECT_EQ(complaints, "");
 }
 
+TEST_P(RealCompressor, drawsSomethingWhollyNewAfterAPauseWithoutAKeyFrame) {
+  Recording recording(GetParam(), small, 60, 1.0);
+  std::vector<std::vector<std::uint8_t>> originals;
+  for (int count = 0; count < 8; ++count) {
+    DrawnPicture picture(small);
+    picture.fill({0, 0, small.width, small.height}, static_cast<std::uint8_t>(40 + 25 * count), 110, 150);
+    picture.fill({100, 50 + 20 * count, 200, 100}, 200, 90, 90);
+    originals.push_back(picture.packed());
+    recording.encode(std::make_shared<DrawnPicture>(picture));
+    recording.advance(milliseconds(400));
+  }
+  EXPECT_THAT(recording.keyFrames(), ElementsAre(0));
+  std::string complaints;
+  const auto decoded = recording.decoded(&complaints);
+  EXPECT_EQ(complaints, "");
+  ASSERT_EQ(decoded.size(), originals.size());
+  for (std::size_t index = 0; index < originals.size(); ++index)
+    EXPECT_GT(lumaPSNR(originals[index], decoded[index], small), 38) << "picture " << index;
+}
+
 TEST_P(RealCompressor, spendsLittleOnWhatHardlyChanges) {
   Recording recording(GetParam(), small, 60, 1.0);
   SyntheticScreen screen(small);

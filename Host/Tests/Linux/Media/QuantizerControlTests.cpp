@@ -85,6 +85,32 @@ TEST(PictureDetail, takesPartsThatLieOutsideThePicture) {
   EXPECT_DOUBLE_EQ(PictureDetail(*SyntheticScreen(size).picture(), {}).bitsAt(0), 0);
 }
 
+TEST(PictureDetail, tellsHowMuchOfAPictureLooksDifferent) {
+  DrawnPicture first(size);
+  DrawnPicture second(size);
+  EXPECT_DOUBLE_EQ(differingShare(first, second), 0);
+  second.fill({0, 0, size.width / 2, size.height}, 60, 128, 128);
+  EXPECT_NEAR(differingShare(first, second), 0.5, 0.01);
+  second.fill({0, 0, size.width, size.height}, 60, 128, 128);
+  EXPECT_DOUBLE_EQ(differingShare(first, second), 1);
+}
+
+TEST(QuantizerControl, knowsAChangeAfterAPauseThatIsCheapAsNew) {
+  Sharp sharp(40'000'000);
+  DrawnPicture flat(size);
+  const auto detail = PictureDetail::ofWhole(flat);
+  sharp.change(detail);
+  EXPECT_TRUE(sharp.control.isCheapAsNew());
+  sharp.control.encoded(10'000);
+  sharp.time += milliseconds(16);
+  sharp.change(detail);
+  EXPECT_FALSE(sharp.control.isCheapAsNew()) << "it may be moving";
+  sharp.control.encoded(10'000);
+  sharp.time += milliseconds(500);
+  sharp.change(noiseDetail());
+  EXPECT_FALSE(sharp.control.isCheapAsNew()) << "it costs too much";
+}
+
 TEST(QuantizerControl, drawsASmallChangeAsFineAsTheRatesAsk) {
   for (const std::int64_t rate : {2'000'000, 8'000'000, 40'000'000}) {
     Sharp sharp(rate);
