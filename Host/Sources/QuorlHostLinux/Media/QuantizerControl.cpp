@@ -18,7 +18,7 @@ constexpr double shareForChange = 0.5;
 constexpr double shareForRepeat = 0.5;
 constexpr double shareForKey = 0.7;
 
-constexpr std::chrono::milliseconds motionMemory{200};
+constexpr std::chrono::milliseconds motionMemory{150};
 constexpr double leastMotion = 0.1;
 constexpr double mostMotion = 2;
 constexpr double motionLearning = 0.5;
@@ -57,8 +57,8 @@ void QuantizerControl::setRates(const CompressionRates& rates) {
 }
 
 int QuantizerControl::choose(const Picture& picture) {
-  const bool isFirst = !lastTime_ || picture.presentationTime - *lastTime_ > motionMemory;
-  lastTime_ = picture.presentationTime;
+  const bool isFirst = !lastChange_ || picture.presentationTime - *lastChange_ > motionMemory;
+  if (picture.kind == Kind::change) lastChange_ = picture.presentationTime;
   // After a pause the next change is as likely as not to be something new.
   if (isFirst) motion_ = 1;
   bucket_.advance(picture.presentationTime);

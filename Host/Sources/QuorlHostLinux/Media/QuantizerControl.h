@@ -70,7 +70,7 @@ class QuantizerControl {
   int finest_ = 22;
   int shown_;
   double motion_ = 1;  // what changes cost as a share of new content
-  std::optional<Time> lastTime_;
+  std::optional<Time> lastChange_;
   struct Choice {
     Kind kind = Kind::key;
     int quantizer = 0;
