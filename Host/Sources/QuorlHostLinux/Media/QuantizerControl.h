@@ -46,8 +46,6 @@ class QuantizerControl {
   /// The quantiser that the rates ask for where there is nothing against it: 18 to 26, by their bits a pixel.
   int finest() const { return finest_; }
 
-  /// The coarsest quantiser that may still be seen; what is not new is encoded again by a finer picture.
-  int shown() const { return shown_; }
   /// Whether the next picture may sharpen the whole screen.
   bool sharpensAll() const { return shown_ > finest_; }
 
@@ -68,7 +66,7 @@ class QuantizerControl {
   RateBucket bucket_{2'000'000};
   double bitsPerPicture_ = 2'000'000.0 / 60;
   int finest_ = 22;
-  int shown_;
+  int shown_;          // the coarsest that may still be seen; a finer picture encodes again what is not new
   double motion_ = 1;  // what changes cost as a share of new content
   std::optional<Time> lastChange_;
   struct Choice {

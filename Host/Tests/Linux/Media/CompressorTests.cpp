@@ -260,6 +260,34 @@ TEST_P(RealCompressor, drawsSomethingWhollyNewAfterAPauseWithoutAKeyFrame) {
     EXPECT_GT(lumaPSNR(originals[index], decoded[index], small), 38) << "picture " << index;
 }
 
+// The type of each picture, a letter a line, as the judge names them.
+std::string pictureTypes(const Recording& recording) {
+  const TemporaryFolder folder;
+  const std::string format = recording.writeRaw(folder.file("raw"));
+  return outputOf(fmt::format("ffprobe -v error -f {} -show_entries frame=pict_type -of default=nw=1:nk=1 {}",
+                              format, folder.file("raw")));
+}
+
+TEST(RealCompressors, predictInH264WhatIsWhollyNewAfterAPauseFromNothing) {
+  Recording recording(VideoCodec::h264, small, 60, 1.0);
+  DrawnPicture picture(small);
+  const auto encode = [&](const PixelRect& part, std::uint8_t luma, milliseconds pause) {
+    recording.advance(pause);
+    picture.fill(part, luma, 110, 150);
+    recording.encode(std::make_shared<DrawnPicture>(picture), {part});
+  };
+  const PixelRect whole{0, 0, small.width, small.height};
+  encode(whole, 40, seconds(0));
+  encode(whole, 80, milliseconds(400));
+  encode(whole, 120, milliseconds(20));            // one of a row: it may be moving
+  encode({0, 0, 64, 64}, 200, milliseconds(400));  // a part only
+  recording.advance(milliseconds(400));
+  recording.encode(std::make_shared<DrawnPicture>(picture), {whole});  // told as new, and the same
+  encode(whole, 160, milliseconds(400));
+  EXPECT_EQ(pictureTypes(recording), "I\nI\nP\nP\nP\nI\n");
+  EXPECT_THAT(recording.keyFrames(), ElementsAre(0));
+}
+
 TEST_P(RealCompressor, spendsLittleOnWhatHardlyChanges) {
   Recording recording(GetParam(), small, 60, 1.0);
   SyntheticScreen screen(small);

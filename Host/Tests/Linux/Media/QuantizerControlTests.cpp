@@ -111,6 +111,19 @@ TEST(QuantizerControl, knowsAChangeAfterAPauseThatIsCheapAsNew) {
   EXPECT_FALSE(sharp.control.isCheapAsNew()) << "it costs too much";
 }
 
+TEST(QuantizerControl, takesNoRepeatForMotion) {
+  Sharp sharp(40'000'000);
+  const auto detail = PictureDetail::ofWhole(DrawnPicture(size));
+  sharp.change(detail);
+  sharp.control.encoded(10'000);
+  sharp.time += milliseconds(100);
+  sharp.control.choose({.kind = Kind::repeat, .presentationTime = sharp.time, .whole = detail});
+  sharp.control.encoded(100);
+  sharp.time += milliseconds(100);
+  sharp.change(detail);
+  EXPECT_TRUE(sharp.control.isCheapAsNew());
+}
+
 TEST(QuantizerControl, drawsASmallChangeAsFineAsTheRatesAsk) {
   for (const std::int64_t rate : {2'000'000, 8'000'000, 40'000'000}) {
     Sharp sharp(rate);
