@@ -29,7 +29,8 @@ void grab(benchmark::State& state) {
   auto image = SharedImage::make(**connection, size);
   const PixelRect block = blockOf(state, size);
   for (auto _ : state) {
-    if (!(*image)->grab((*connection)->root(), 0, 0, std::span(&block, 1))) state.SkipWithError("no grab");
+    (*image)->request((*connection)->root(), 0, 0, std::span(&block, 1));
+    if (!(*image)->awaitAll()) state.SkipWithError("no grab");
   }
 }
 BENCHMARK(grab)->Arg(64)->Arg(0)->Unit(benchmark::kMicrosecond);
@@ -42,7 +43,9 @@ void convert(benchmark::State& state, PixelSize target) {
   PicturePool pool(target, 1, [] {});
   const auto pass = [&](const DirtyRegion& changed) {
     pool.invalidate(converter.update(source, changed));
-    pool.fill([&](const auto& rects, const auto& planes) { converter.convert(source, rects, planes); });
+    pool.fill([&](const auto& rects, const auto& planes) {
+      converter.convert(source, rects, planes, [](int /*bottom*/) {});
+    });
   };
   pass(DirtyRegion(PixelRect{0, 0, 1920, 1080}));
   const DirtyRegion block(blockOf(state, size));

@@ -12,6 +12,8 @@ constexpr int blockSide = 4;
 constexpr int macroblockArea = 256;
 // Of so many rows one is looked at, with the row below it.
 constexpr int rowStep = 16;
+// So many rows tell whether two pictures have anything in common.
+constexpr int comparedRows = 16;
 // Found by encoding photographs with grain, noise and pages of text at quantisers of 18 to 50.
 constexpr double bitsPerOctave = 22;
 constexpr double visibleShareOfStep = 0.66;
@@ -69,7 +71,8 @@ PixelRect clipped(const PixelRect& rect, PixelSize size) {
 double differingShare(const PictureBuffer& first, const PictureBuffer& second) {
   std::size_t blocks = 0;
   std::size_t differing = 0;
-  for (int y = rowStep / 2; y < first.size.height; y += rowStep) {
+  const int step = std::max(first.size.height / comparedRows, 1);
+  for (int y = step / 2; y < first.size.height; y += step) {
     const std::uint8_t* row = first.luma + static_cast<std::size_t>(y) * first.lumaStride;
     const std::uint8_t* other = second.luma + static_cast<std::size_t>(y) * second.lumaStride;
     for (int x = 0; x + blockSide <= first.size.width; x += blockSide) {

@@ -177,26 +177,25 @@ std::expected<void, PortError> CaptureEngine::serve(Shown& shown, SteadyTime now
   }
   if (open.empty()) return {};
   if (shown.source->isDirty()) {
-    auto changed = shown.source->refresh();
-    if (!changed) return std::unexpected(changed.error());
-    for (auto& outlet : shown.outlets) outlet->sourceChanged(*changed);
+    const DirtyRegion changed = shown.source->refresh();
+    for (auto& outlet : shown.outlets) outlet->sourceChanged(changed);
   }
   const PixelRect area = shown.source->area();
   SharedImage& image = shown.source->image();
-  const PixelView view{image.pixels(), image.stride(), image.size()};
   for (auto& outlet : shown.outlets) outlet->cursorChanged(cursor_, area);
   const auto deliverTo = [&](bool showingCursor) {
     for (auto* outlet : open) {
-      if (outlet->showsCursor() == showingCursor && outlet->hasPending()) outlet->deliver(view, now);
+      if (outlet->showsCursor() == showingCursor && outlet->hasPending()) outlet->deliver(image, now);
     }
   };
   deliverTo(false);
   if (std::ranges::any_of(open, [](auto* outlet) { return outlet->showsCursor() && outlet->hasPending(); })) {
+    image.awaitRows(cursor_.bounds().y + cursor_.bounds().height - area.y);
     cursor_.putOn(image.pixels(), image.stride(), area);
     deliverTo(true);
     cursor_.takeOff();
   }
-  return {};
+  return shown.source->finish();
 }
 
 std::optional<SteadyTime> CaptureEngine::nextTurn(const Shown& shown, SteadyTime now) const {

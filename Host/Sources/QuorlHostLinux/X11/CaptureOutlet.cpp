@@ -76,18 +76,21 @@ void CaptureOutlet::prepare(PixelSize source) {
   isFirst_ = true;
 }
 
-void CaptureOutlet::deliver(const PixelView& source, SteadyTime now) {
-  prepare(source.size);
-  if (isFirst_) pending_ = DirtyRegion(PixelRect{0, 0, source.size.width, source.size.height});
-  const DirtyRegion changed = converter_->update(source, pending_);
+void CaptureOutlet::deliver(SharedImage& source, SteadyTime now) {
+  const PixelView view{source.pixels(), source.stride(), source.size()};
+  prepare(view.size);
+  if (isFirst_) pending_ = DirtyRegion(PixelRect{0, 0, view.size.width, view.size.height});
+  if (converter_->isScaling()) source.awaitRows(view.size.height);
+  const DirtyRegion changed = converter_->update(view, pending_);
   pending_.clear();
   isFirst_ = false;
   if (changed.isEmpty()) return;
   pool_->invalidate(changed);
   CapturedPicture picture;
   picture.image = pool_->fill([&](const DirtyRegion& stale, const PlanesView& planes) {
-    converter_->convert(source, stale, planes);
+    converter_->convert(view, stale, planes, [&source](int bottom) { source.awaitRows(bottom); });
   });
+  if (!source.awaitAll()) return;
   picture.presentationTime = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch());
   picture.changed.assign(changed.rects().begin(), changed.rects().end());
   nextTurn_ = now + settings_.minimumFrameInterval;

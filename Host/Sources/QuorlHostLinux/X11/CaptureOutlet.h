@@ -9,6 +9,7 @@
 #include <QuorlHostLinux/X11/CursorOverlay.h>
 #include <QuorlHostLinux/X11/FrameConverter.h>
 #include <QuorlHostLinux/X11/PicturePool.h>
+#include <QuorlHostLinux/X11/SharedImage.h>
 #include <QuorlHostLinux/X11/X11Loop.h>
 
 namespace quorl {
@@ -60,8 +61,8 @@ class CaptureOutlet {
   void cursorChanged(const CursorOverlay& cursor, const PixelRect& area);
 
   bool hasPending() const { return isFirst_ || !pending_.isEmpty(); }
-  /// Delivers the source as it is. Only while open and pending.
-  void deliver(const PixelView& source, SteadyTime now);
+  /// Delivers the source as it is, once it has arrived. Only while open and pending.
+  void deliver(SharedImage& source, SteadyTime now);
 
  private:
   void prepare(PixelSize source);

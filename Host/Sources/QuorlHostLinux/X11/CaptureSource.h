@@ -25,8 +25,11 @@ class CaptureSource {
   virtual std::expected<void, PortError> monitorsChanged(const std::vector<Monitor>& monitors) = 0;
 
   virtual bool isDirty() const = 0;
-  /// Fetches what has changed and says what that was, in the image's coordinates.
-  virtual std::expected<DirtyRegion, PortError> refresh() = 0;
+  /// Asks for what has changed and says what that is, in the image's coordinates. The pixels may still be on
+  /// their way: the image tells when its rows have arrived.
+  virtual DirtyRegion refresh() = 0;
+  /// Waits until all of it has arrived.
+  virtual std::expected<void, PortError> finish() = 0;
 
   /// What the image shows of the root.
   virtual PixelRect area() const = 0;

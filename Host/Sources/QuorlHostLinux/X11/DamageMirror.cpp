@@ -54,7 +54,7 @@ bool DamageMirror::handle(const void* event) {
   return true;
 }
 
-std::expected<DirtyRegion, PortError> DamageMirror::refresh() {
+DirtyRegion DamageMirror::refresh() {
   // The server forgets the damage before the pixels are read: what changes in between is reported again.
   const DirtyRegion damaged = takeDamage();
   DirtyRegion dirty;
@@ -65,12 +65,14 @@ std::expected<DirtyRegion, PortError> DamageMirror::refresh() {
     common.y -= area_.y;
     dirty.add(common);
   }
-  if (dirty.isEmpty()) return dirty;
-  if (auto grabbed = image_->grab(drawable_, area_.x, area_.y, dirty.rects()); !grabbed) {
-    isWholeDirty_ = true;
-    return std::unexpected(grabbed.error());
-  }
+  if (!dirty.isEmpty()) image_->request(drawable_, area_.x, area_.y, dirty.rects());
   return dirty;
+}
+
+std::expected<void, PortError> DamageMirror::finish() {
+  auto finished = image_->awaitAll();
+  if (!finished) isWholeDirty_ = true;
+  return finished;
 }
 
 DirtyRegion DamageMirror::takeDamage() {

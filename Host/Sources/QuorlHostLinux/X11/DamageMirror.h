@@ -32,8 +32,11 @@ class DamageMirror {
 
   bool isDirty() const { return isWholeDirty_ || !reported_.isEmpty(); }
 
-  /// Fetches what has changed and says what that was, in the image's coordinates.
-  std::expected<DirtyRegion, PortError> refresh();
+  /// Asks for what has changed and says what that is, in the image's coordinates. The pixels may still be on
+  /// their way: the image tells when its rows have arrived.
+  DirtyRegion refresh();
+  /// Waits until all of it has arrived.
+  std::expected<void, PortError> finish();
 
   SharedImage& image() { return *image_; }
 

@@ -36,7 +36,8 @@ class DisplaySource final : public CaptureSource {
   }
 
   bool isDirty() const override { return mirror_.isDirty(); }
-  std::expected<DirtyRegion, PortError> refresh() override { return mirror_.refresh(); }
+  DirtyRegion refresh() override { return mirror_.refresh(); }
+  std::expected<void, PortError> finish() override { return mirror_.finish(); }
   PixelRect area() const override { return monitor_.bounds; }
   SharedImage& image() override { return mirror_.image(); }
 

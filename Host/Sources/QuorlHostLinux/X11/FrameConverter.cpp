@@ -12,6 +12,8 @@ namespace quorl {
 namespace {
 
 constexpr std::size_t bytesPerPixel = 4;
+// Even; few enough that no row waits for ones far below it.
+constexpr int bandRows = 64;
 
 bool isCutOnly(PixelSize source, PixelSize picture) {
   const int wider = source.width - picture.width;
@@ -116,18 +118,26 @@ DirtyRegion FrameConverter::update(const PixelView& source, const DirtyRegion& c
   return result;
 }
 
-void FrameConverter::convert(const PixelView& source, const DirtyRegion& rects,
-                             const PlanesView& picture) const {
+void FrameConverter::convert(const PixelView& source, const DirtyRegion& rects, const PlanesView& picture,
+                             const AwaitRows& await) const {
   const PixelView from = isScaling_ ? scaled_.view() : source;
   for (const auto& rect : rects.rects()) {
-    const auto x = static_cast<std::size_t>(rect.x);
-    const auto y = static_cast<std::size_t>(rect.y);
-    // libyuv's "ARGB" names the bytes of a little-endian word: blue first, as X has them.
-    libyuv::ARGBToNV12(at(from, rect.x, rect.y), intStride(from.stride),
-                       picture.luma + y * picture.lumaStride + x, intStride(picture.lumaStride),
-                       picture.chroma + y / 2 * picture.chromaStride + x, intStride(picture.chromaStride),
-                       rect.width, rect.height);
+    for (int top = 0; top < rect.height; top += bandRows) {
+      const PixelRect band{rect.x, rect.y + top, rect.width, std::min(bandRows, rect.height - top)};
+      if (!isScaling_) await(band.y + band.height);
+      convertPart(from, band, picture);
+    }
   }
+}
+
+void FrameConverter::convertPart(const PixelView& from, const PixelRect& part, const PlanesView& picture) {
+  const auto x = static_cast<std::size_t>(part.x);
+  const auto y = static_cast<std::size_t>(part.y);
+  // libyuv's "ARGB" names the bytes of a little-endian word: blue first, as X has them.
+  libyuv::ARGBToNV12(at(from, part.x, part.y), intStride(from.stride),
+                     picture.luma + y * picture.lumaStride + x, intStride(picture.lumaStride),
+                     picture.chroma + y / 2 * picture.chromaStride + x, intStride(picture.chromaStride),
+                     part.width, part.height);
 }
 
 }  // namespace quorl

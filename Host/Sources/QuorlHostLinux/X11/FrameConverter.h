@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include <QuorlHostLinux/X11/DirtyRegion.h>
@@ -15,6 +16,9 @@ struct PixelView {
   std::size_t stride = 0;
   PixelSize size;
 };
+
+/// Waits until the rows of a source above `bottom` can be read.
+using AwaitRows = std::function<void(int bottom)>;
 
 /// A picture of two planes (NV12) to write into. Borrowed.
 struct PlanesView {
@@ -37,11 +41,13 @@ class FrameConverter {
   FrameConverter(PixelSize source, PixelSize picture);
 
   /// Takes over what changed in the source; says which rectangles of the picture differ by it. Their corners
-  /// are even.
+  /// are even. The source's pixels are read only where it is scaled.
   DirtyRegion update(const PixelView& source, const DirtyRegion& changed);
 
-  /// Writes these rectangles of the picture (even corners) as of the last `update` of `source`.
-  void convert(const PixelView& source, const DirtyRegion& rects, const PlanesView& picture) const;
+  /// Writes these rectangles of the picture (even corners) as of the last `update` of `source`, whose rows it
+  /// awaits as it comes to them.
+  void convert(const PixelView& source, const DirtyRegion& rects, const PlanesView& picture,
+               const AwaitRows& await) const;
 
   bool isScaling() const { return isScaling_; }
 
@@ -54,6 +60,7 @@ class FrameConverter {
   PixelRect scaledRect(const PixelRect& rect, PixelSize from, PixelSize to) const;
   PixelRect halve(const PixelView& from, Level& to, const PixelRect& rect) const;
   PixelRect evenRect(const PixelRect& rect) const;
+  static void convertPart(const PixelView& from, const PixelRect& part, const PlanesView& picture);
 
   PixelSize source_;
   PixelSize picture_;

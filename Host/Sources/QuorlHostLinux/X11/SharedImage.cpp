@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -17,6 +18,7 @@ namespace quorl {
 namespace {
 
 constexpr std::uint32_t allPlanes = ~0U;
+constexpr std::size_t smallestBand = std::size_t{1} << 20;  // in bytes
 
 PortError gone() {
   return {.description = "what was captured cannot be read any more"};
@@ -79,21 +81,40 @@ std::vector<SharedImage::Piece> SharedImage::layOut(std::span<const PixelRect> r
     // The extension writes an image without gaps between its rows, so only whole rows land in place; past
     // half of the width these are cheaper than a copy.
     if (rect.width * 2 > size_.width || next + need > length_) {
-      const PixelRect rows{0, rect.y, size_.width, rect.height};
-      pieces.push_back({rows, static_cast<std::size_t>(rect.y) * stride(), true, 0});
+      addBands(pieces, {0, rect.y, size_.width, rect.height});
     } else {
-      pieces.push_back({rect, next, false, 0});
+      pieces.push_back({.rect = rect, .offset = next, .inPlace = false});
       next += need;
     }
   }
+  std::ranges::sort(pieces, {}, [](const Piece& piece) { return piece.rect.y; });
   return pieces;
 }
 
-std::expected<void, PortError> SharedImage::grab(std::uint32_t drawable, int x, int y,
-                                                 std::span<const PixelRect> rects) {
-  if (segment_ == 0) return grabOverConnection(drawable, x, y, rects);
-  auto pieces = layOut(rects);
-  for (auto& piece : pieces) {
+// Each band is half of what is left: the next arrives while one is used, and the messages are few.
+void SharedImage::addBands(std::vector<Piece>& pieces, const PixelRect& rect) const {
+  const int fewest = std::max(1, static_cast<int>(smallestBand / stride()));
+  for (int top = 0; top < rect.height;) {
+    const int left = rect.height - top;
+    const int rows = left <= fewest ? left : std::max(left / 2, fewest);
+    const PixelRect band{rect.x, rect.y + top, rect.width, rows};
+    pieces.push_back({.rect = band, .offset = static_cast<std::size_t>(band.y) * stride(), .inPlace = true});
+    top += rows;
+  }
+}
+
+void SharedImage::request(std::uint32_t drawable, int x, int y, std::span<const PixelRect> rects) {
+  isComplete_ = true;
+  if (segment_ == 0) {
+    for (const auto& rect : rects) isComplete_ = copyOverConnection(drawable, x, y, rect) && isComplete_;
+    return;
+  }
+  arriving_ = layOut(rects);
+  arrived_ = 0;
+  // Nobody may draw between two pieces, or a picture would be torn where they meet.
+  const bool isInPieces = arriving_.size() > 1;
+  if (isInPieces) xcb_grab_server(connection_.xcb());
+  for (auto& piece : arriving_) {
     piece.sequence =
         xcb_shm_get_image(connection_.xcb(), drawable, static_cast<std::int16_t>(x + piece.rect.x),
                           static_cast<std::int16_t>(y + piece.rect.y),
@@ -102,37 +123,45 @@ std::expected<void, PortError> SharedImage::grab(std::uint32_t drawable, int x, 
                           segment_, static_cast<std::uint32_t>(piece.offset))
             .sequence;
   }
-  bool complete = true;
-  for (const auto& piece : pieces) {
-    xcb_generic_error_t* error = nullptr;
-    const XcbReply<xcb_shm_get_image_reply_t> reply(
-        xcb_shm_get_image_reply(connection_.xcb(), {piece.sequence}, &error));
-    const XcbReply<xcb_generic_error_t> owned(error);
-    complete = complete && reply;
-    if (reply && !piece.inPlace) copyRows(piece.rect, memory_ + piece.offset);
-  }
-  if (!complete) return std::unexpected(gone());
+  if (isInPieces) xcb_ungrab_server(connection_.xcb());
+  xcb_flush(connection_.xcb());
+}
+
+void SharedImage::awaitRows(int bottom) {
+  while (arrived_ < arriving_.size() && arriving_[arrived_].rect.y < bottom) receive(arriving_[arrived_++]);
+}
+
+std::expected<void, PortError> SharedImage::awaitAll() {
+  awaitRows(size_.height);
+  if (!isComplete_) return std::unexpected(gone());
   return {};
 }
 
-std::expected<void, PortError> SharedImage::grabOverConnection(std::uint32_t drawable, int x, int y,
-                                                               std::span<const PixelRect> rects) {
-  for (const auto& rect : rects) {
-    const XcbReply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
-        connection_.xcb(),
-        xcb_get_image(connection_.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable,
-                      static_cast<std::int16_t>(x + rect.x), static_cast<std::int16_t>(y + rect.y),
-                      static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height),
-                      allPlanes),
-        nullptr));
-    const auto need =
-        static_cast<std::size_t>(rect.width) * static_cast<std::size_t>(rect.height) * bytesPerPixel;
-    if (!reply || static_cast<std::size_t>(xcb_get_image_data_length(reply.get())) < need) {
-      return std::unexpected(gone());
-    }
-    copyRows(rect, xcb_get_image_data(reply.get()));
+void SharedImage::receive(const Piece& piece) {
+  xcb_generic_error_t* error = nullptr;
+  const XcbReply<xcb_shm_get_image_reply_t> reply(
+      xcb_shm_get_image_reply(connection_.xcb(), {piece.sequence}, &error));
+  const XcbReply<xcb_generic_error_t> owned(error);
+  if (!reply) {
+    isComplete_ = false;
+  } else if (!piece.inPlace) {
+    copyRows(piece.rect, memory_ + piece.offset);
   }
-  return {};
+}
+
+bool SharedImage::copyOverConnection(std::uint32_t drawable, int x, int y, const PixelRect& rect) {
+  const XcbReply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
+      connection_.xcb(),
+      xcb_get_image(connection_.xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable,
+                    static_cast<std::int16_t>(x + rect.x), static_cast<std::int16_t>(y + rect.y),
+                    static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height),
+                    allPlanes),
+      nullptr));
+  const auto need =
+      static_cast<std::size_t>(rect.width) * static_cast<std::size_t>(rect.height) * bytesPerPixel;
+  if (!reply || static_cast<std::size_t>(xcb_get_image_data_length(reply.get())) < need) return false;
+  copyRows(rect, xcb_get_image_data(reply.get()));
+  return true;
 }
 
 void SharedImage::copyRows(const PixelRect& rect, const std::uint8_t* from) {

@@ -15,6 +15,9 @@ namespace quorl {
 /// rectangle. The server writes straight into it where it can (MIT-SHM 1.2 with a memory descriptor), else
 /// pixels come over the connection.
 ///
+/// Large rectangles arrive in bands from the top, so that the first can be used while the server copies the
+/// others.
+///
 /// *Queue*: the connection's thread.
 /// *Ownership*: owns the memory and the server's segment.
 /// *Lifetime*: ends before its connection.
@@ -26,9 +29,14 @@ class SharedImage {
   SharedImage(const SharedImage&) = delete;
   SharedImage& operator=(const SharedImage&) = delete;
 
-  /// Fetches `rects` of the image, whose origin lies at `x`, `y` of `drawable`. All must lie in the image and
-  /// in the drawable. Waits for the server, once for all of them.
-  std::expected<void, PortError> grab(std::uint32_t drawable, int x, int y, std::span<const PixelRect> rects);
+  /// Asks for `rects` of the image, whose origin lies at `x`, `y` of `drawable`. All must lie in the image
+  /// and in the drawable. What the server writes itself shows one moment of it. Nothing may be on its way
+  /// still.
+  void request(std::uint32_t drawable, int x, int y, std::span<const PixelRect> rects);
+  /// Waits until nothing above the row `bottom` is on its way.
+  void awaitRows(int bottom);
+  /// Waits until all has arrived; the error tells that some never will.
+  std::expected<void, PortError> awaitAll();
 
   PixelSize size() const { return size_; }
   /// One row beyond the last may be read.
@@ -42,14 +50,15 @@ class SharedImage {
     PixelRect rect;
     std::size_t offset;  // in the segment
     bool inPlace;        // whole rows land where they belong; others are copied there
-    unsigned sequence;
+    unsigned sequence = 0;
   };
 
   SharedImage(X11Connection& connection, PixelSize size) : connection_(connection), size_(size) {}
   std::expected<void, PortError> allocate();
   std::vector<Piece> layOut(std::span<const PixelRect> rects) const;
-  std::expected<void, PortError> grabOverConnection(std::uint32_t drawable, int x, int y,
-                                                    std::span<const PixelRect> rects);
+  void addBands(std::vector<Piece>& pieces, const PixelRect& rect) const;
+  void receive(const Piece& piece);
+  bool copyOverConnection(std::uint32_t drawable, int x, int y, const PixelRect& rect);
   void copyRows(const PixelRect& rect, const std::uint8_t* from);
 
   X11Connection& connection_;
@@ -58,6 +67,10 @@ class SharedImage {
   std::size_t length_ = 0;
   std::size_t scratch_ = 0;    // where pieces that are copied land first
   std::uint32_t segment_ = 0;  // the server's name for the memory; 0: not shared
+
+  std::vector<Piece> arriving_;  // from the top
+  std::size_t arrived_ = 0;      // so many of these
+  bool isComplete_ = true;
 };
 
 }  // namespace quorl

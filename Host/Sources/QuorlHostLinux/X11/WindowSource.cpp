@@ -55,7 +55,8 @@ class WindowSource final : public CaptureSource {
   }
 
   bool isDirty() const override { return mirror_->isDirty(); }
-  std::expected<DirtyRegion, PortError> refresh() override { return mirror_->refresh(); }
+  DirtyRegion refresh() override { return mirror_->refresh(); }
+  std::expected<void, PortError> finish() override { return mirror_->finish(); }
   PixelRect area() const override { return place_.bounds; }
   SharedImage& image() override { return mirror_->image(); }
 
