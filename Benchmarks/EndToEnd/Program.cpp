@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sched.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -122,6 +123,21 @@ VirtualScreen::~VirtualScreen() {
 
 double VirtualScreen::cpuSeconds() const {
   return cpuSecondsOf(pid_);
+}
+
+AwakeProcessors::AwakeProcessors() {
+  for (unsigned processor = 0; processor < std::thread::hardware_concurrency(); ++processor) {
+    threads_.emplace_back([processor](const std::stop_token& stop) {
+      const sched_param none{};
+      sched_setscheduler(0, SCHED_IDLE, &none);
+      cpu_set_t set;
+      CPU_ZERO(&set);
+      CPU_SET(processor, &set);
+      sched_setaffinity(0, sizeof(set), &set);
+      while (!stop.stop_requested()) {
+      }
+    });
+  }
 }
 
 std::uint16_t freePort() {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace quorl::bench {
@@ -43,6 +44,16 @@ class VirtualScreen {
 };
 
 /// A port that nobody listens on just now.
+/// Keeps every processor from sleeping while it lives, at the lowest priority there is: a virtual machine may
+/// take four times as long to wake a thread on one that sleeps, and differs in it from hour to hour.
+class AwakeProcessors {
+ public:
+  AwakeProcessors();
+
+ private:
+  std::vector<std::jthread> threads_;
+};
+
 std::uint16_t freePort();
 
 }  // namespace quorl::bench

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // From a change on an X display to its decoded pixel in a client, over loopback TCP, for this host and for
 // two VNC servers in turn, in one run. Prints medians, 95th percentiles and the ratio to the better peer.
-//   usage: end_to_end_bench PATH_OF_quorl_host [rounds] [draws per round] [--alone]
+//   usage: end_to_end_bench PATH_OF_quorl_host [rounds] [draws per round] [--alone] [--awake]
 //   --alone: without the peers, for a quick look at a change
+//   --awake: no processor sleeps between draws
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -11,7 +12,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -116,13 +119,16 @@ void measureIdle(Viewer& viewer, const Program& server) {
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    fmt::print(stderr, "usage: {} PATH_OF_quorl_host [rounds] [draws per round] [--alone]\n", argv[0]);
+    fmt::print(stderr, "usage: {} PATH_OF_quorl_host [rounds] [draws per round] [--alone] [--awake]\n",
+               argv[0]);
     return 2;
   }
   const std::string host = argv[1];
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
   const int draws = argc > 3 ? std::atoi(argv[3]) : 30;
-  const bool isAlone = argc > 4 && std::string_view(argv[4]) == "--alone";
+  const std::vector<std::string_view> options(argv + std::min(argc, 4), argv + argc);
+  const bool isAlone = std::ranges::count(options, "--alone") > 0;
+  const bool isAwake = std::ranges::count(options, "--awake") > 0;
 
   char folderTemplate[] = "/tmp/quorl-bench-XXXXXX";
   const std::string folder = mkdtemp(folderTemplate);
@@ -177,9 +183,12 @@ int main(int argc, char** argv) {
       Samples warmUp;
       Sharpness unused;
       for (const auto& row : rows) measureRow(painter, *viewer, row, 3, warmUp, unused);
+      std::optional<AwakeProcessors> awake;
+      if (isAwake) awake.emplace();
       for (const auto& row : rows)
         measureRow(painter, *viewer, row, draws, samples[row.name][contender.name],
                    &row == &rows.back() ? sharpness[contender.name] : unused);
+      awake.reset();
       for (const auto& row : rows)
         fmt::print(stderr, "round {} {:12} {:22} {:.2f} ms\n", round + 1, contender.name, row.name,
                    percentile(samples[row.name][contender.name], 0.5));
