@@ -143,9 +143,9 @@ TEST(ProcProcessTable, showsNoNameForAProcessThatHasEnded) {
   std::optional<ProcessRow> row;
   EXPECT_TRUE(eventually([&] {
     row = rowOf(table.processes(), pid);
-    return row && row->name.empty();
+    // Its path and its arguments go one after the other.
+    return row && row->name.empty() && row->executablePath.empty();
   })) << "ended and not yet reaped";
-  EXPECT_EQ(row->executablePath, "");
   child.wait();
   EXPECT_FALSE(rowOf(table.processes(), pid));
 }
