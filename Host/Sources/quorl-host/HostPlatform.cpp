@@ -43,7 +43,7 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.files = std::make_shared<PosixFileStore>();
   platform_.loginSessions = std::make_shared<LogindSessions>();
   platform_.machine = std::make_shared<LinuxMachineFacts>();
-  platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders());
+  platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders(), descriptorLimit);
   platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>(std::string(), descriptorLimit);
   const auto processes = std::make_shared<ProcProcessTable>();
   platform_.processes = processes;

@@ -19,7 +19,8 @@ namespace quorl {
 /// callbacks.
 class HostPlatform {
  public:
-  /// `descriptorLimit`: what agents are started with, where it is another than this process's.
+  /// `descriptorLimit`: what agents and applications are started with, where it is another than this
+  /// process's.
   explicit HostPlatform(std::optional<std::uint64_t> descriptorLimit);
 
   const Platform& platform() const { return platform_; }

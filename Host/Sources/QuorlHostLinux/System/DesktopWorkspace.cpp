@@ -52,14 +52,14 @@ std::optional<std::string> DesktopWorkspace::applicationPath(const std::string& 
 void DesktopWorkspace::openApplication(const std::string& path) {
   if (!path.starts_with('/') || !isRegularFile(path)) return;
   if (!path.ends_with(".desktop")) {
-    if (::access(path.c_str(), X_OK) == 0) launchProgram({path}, "");
+    if (::access(path.c_str(), X_OK) == 0) launchProgram({path}, "", descriptorLimit_);
     return;
   }
   auto entry = readEntry(path);
   if (!entry) return;
   // Debian's name for whatever terminal is installed; the option is common to all of them.
   if (entry->needsTerminal) entry->arguments.insert(entry->arguments.begin(), {"x-terminal-emulator", "-e"});
-  launchProgram(entry->arguments, entry->workingDirectory);
+  launchProgram(entry->arguments, entry->workingDirectory, descriptorLimit_);
 }
 
 }  // namespace quorl

@@ -13,13 +13,18 @@ namespace quorl {
 class DesktopWorkspace final : public Workspace {
  public:
   /// Folders that hold `applications` folders, the most important first (XDG Base Directory Specification).
-  explicit DesktopWorkspace(std::vector<std::string> dataFolders) : dataFolders_(std::move(dataFolders)) {}
+  /// `descriptorLimit`: how many descriptors the applications may open, where it is another number than this
+  /// process's.
+  explicit DesktopWorkspace(std::vector<std::string> dataFolders,
+                            std::optional<std::uint64_t> descriptorLimit = {})
+      : dataFolders_(std::move(dataFolders)), descriptorLimit_(descriptorLimit) {}
 
   std::optional<std::string> applicationPath(const std::string& bundleIdentifier) override;
   void openApplication(const std::string& path) override;
 
  private:
   std::vector<std::string> dataFolders_;
+  std::optional<std::uint64_t> descriptorLimit_;
 };
 
 /// The user's data folder and the system's, by XDG_DATA_HOME and XDG_DATA_DIRS.

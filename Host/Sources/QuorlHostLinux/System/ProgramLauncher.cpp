@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <linux/close_range.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,8 +22,16 @@ struct Prepared {
   std::vector<char*> arguments;
   std::string directory;
   std::string home;
+  std::optional<rlimit> descriptorLimit;
   int report;
 };
+
+std::optional<rlimit> softDescriptorLimit(std::optional<std::uint64_t> wanted) {
+  rlimit limit{};
+  if (!wanted || ::getrlimit(RLIMIT_NOFILE, &limit) != 0) return std::nullopt;
+  limit.rlim_cur = *wanted;
+  return limit;
+}
 
 // Between fork and exec only what signal-safety(7) allows.
 [[noreturn]] void becomeProgram(const Prepared& prepared) {
@@ -35,6 +44,7 @@ struct Prepared {
   for (int stream = 0; stream <= 2 && null >= 0; ++stream) ::dup2(null, stream);
   // Also what a library opened without the flag; the report goes at the exec.
   ::syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
+  if (prepared.descriptorLimit) ::setrlimit(RLIMIT_NOFILE, &*prepared.descriptorLimit);
   if (prepared.directory.empty() || ::chdir(prepared.directory.c_str()) != 0)
     if (::chdir(prepared.home.c_str()) != 0 && ::chdir("/") != 0) ::_exit(127);
   ::execvp(prepared.arguments[0], prepared.arguments.data());
@@ -45,13 +55,15 @@ struct Prepared {
 
 }  // namespace
 
-LaunchResult launchProgram(const std::vector<std::string>& arguments, const std::string& workingDirectory) {
+LaunchResult launchProgram(const std::vector<std::string>& arguments, const std::string& workingDirectory,
+                           std::optional<std::uint64_t> descriptorLimit) {
   if (arguments.empty()) return LaunchResult::failed;
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return LaunchResult::failed;
   const Descriptor readEnd(ends[0]);
   Descriptor writeEnd(ends[1]);
-  Prepared prepared{{}, workingDirectory, currentUserFolders().home, writeEnd.get()};
+  Prepared prepared{
+      {}, workingDirectory, currentUserFolders().home, softDescriptorLimit(descriptorLimit), writeEnd.get()};
   for (const auto& argument : arguments) prepared.arguments.push_back(const_cast<char*>(argument.c_str()));
   prepared.arguments.push_back(nullptr);
   // Two forks: the program's parent ends at once, and the system's first process reaps the program.

@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,14 +23,14 @@ namespace fs = std::filesystem;
 class DesktopWorkspaceTest : public ::testing::Test {
  protected:
   DesktopWorkspaceTest() {
-    std::ofstream(script)
-        << "#!/bin/sh\n"
-           "{ echo args \"$@\"; echo cwd \"$PWD\"; echo fds $(ls /proc/$$/fd); echo ppid $PPID; }"
-           " > '"
-        << report
-        << ".part'\n"
-           "mv '"
-        << report << ".part' '" << report << "'\n";
+    std::ofstream(script) << "#!/bin/sh\n"
+                             "{ echo args \"$@\"; echo cwd \"$PWD\"; echo fds $(ls /proc/$$/fd);"
+                             " echo ppid $PPID; echo limit $(ulimit -n); }"
+                             " > '"
+                          << report
+                          << ".part'\n"
+                             "mv '"
+                          << report << ".part' '" << report << "'\n";
     fs::permissions(script, fs::perms::owner_all);
   }
 
@@ -90,6 +91,14 @@ TEST_F(DesktopWorkspaceTest, launchesADesktopFileWithoutAShellAndWithoutOurDescr
 TEST_F(DesktopWorkspaceTest, opensAnExecutableByItsPath) {
   DesktopWorkspace({}).openApplication(script);
   EXPECT_NE(reported().find("args"), std::string::npos);
+}
+
+TEST_F(DesktopWorkspaceTest, startsAnApplicationWithTheDescriptorLimitGiven) {
+  DesktopWorkspace({}, 321).openApplication(script);
+  EXPECT_NE(reported().find("limit 321\n"), std::string::npos);
+  rlimit ours{};
+  ::getrlimit(RLIMIT_NOFILE, &ours);
+  EXPECT_NE(ours.rlim_cur, 321U);
 }
 
 TEST_F(DesktopWorkspaceTest, doesNothingForUnknownAndBrokenPaths) {
