@@ -43,7 +43,6 @@ class VirtualScreen {
   std::string display_;
 };
 
-/// A port that nobody listens on just now.
 /// Keeps every processor from sleeping while it lives, at the lowest priority there is: a virtual machine may
 /// take four times as long to wake a thread on one that sleeps, and differs in it from hour to hour.
 class AwakeProcessors {
@@ -54,6 +53,7 @@ class AwakeProcessors {
   std::vector<std::jthread> threads_;
 };
 
+/// A port that nobody listens on just now.
 std::uint16_t freePort();
 
 }  // namespace quorl::bench
