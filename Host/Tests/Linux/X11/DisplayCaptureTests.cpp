@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include <set>
-#include <stop_token>
-#include <thread>
-
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 
@@ -338,34 +334,6 @@ TEST_F(DisplayCapture, endsTheStreamOfAMonitorThatIsRemoved) {
   const auto error = deliveries.waitForStop();
   ASSERT_TRUE(error);
   EXPECT_EQ(error->description, "the display was removed");
-}
-
-// A large change arrives in bands while somebody else goes on drawing. The server takes turns between its
-// clients every few milliseconds: the screen is large enough for several turns.
-TEST(LargeDisplayCapture, showsOneMomentInAllBandsOfAPicture) {
-  constexpr int width = 3840;
-  constexpr int height = 2160;
-  const XServer server{{.width = width, .height = height}};
-  Deliveries deliveries;
-  CaptureHarness harness{server.display()};
-  const auto display = harness.content().displays.at(0).displayID;
-  const auto stream = harness.start(DisplayFilter{display}, settingsOf(width, height), deliveries);
-  const std::jthread painter([&server](const std::stop_token& stop) {
-    TestClient client{server.display()};
-    for (std::uint32_t i = 0; !stop.stop_requested(); ++i)
-      client.fillRoot({0, 0, width, height}, 0x010101 * (i * 37 % 251));
-  });
-  std::set<std::uint32_t> colors;
-  for (int i = 0; i < 60; ++i) {
-    const auto picture = deliveries.waitFor([](const auto&) { return true; }, deliveries.count());
-    ASSERT_TRUE(picture);
-    const std::uint32_t top = colorAt(*picture->image, width / 2, 0);
-    for (int y = 1; y < height; ++y)
-      ASSERT_EQ(colorAt(*picture->image, width / 2, y), top) << "picture " << i << ", row " << y;
-    colors.insert(top);
-    deliveries.release();
-  }
-  EXPECT_GT(colors.size(), 5U);
 }
 
 TEST(DisplayAppearance, findsADisplayThatAppearsAfterTheStart) {
