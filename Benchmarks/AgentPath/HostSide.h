@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "../EndToEnd/Program.h"
+#include "../Support/Program.h"
 
 namespace quorl::bench {
 

@@ -9,15 +9,13 @@
 #include <random>
 #include <stdexcept>
 
+#include "../Support/ProbeColours.h"
+
 namespace quorl::bench {
 
 namespace {
 
 constexpr int pictureCount = 4;
-
-std::uint32_t pixelOf(Rgb colour) {
-  return static_cast<std::uint32_t>(colour.red << 16 | colour.green << 8 | colour.blue);
-}
 
 // Smooth shapes with fine grain on top, as a photograph has.
 std::vector<std::uint32_t> photograph(int width, int height, unsigned seed) {
@@ -52,20 +50,8 @@ struct Painter::Impl {
   std::array<xcb_pixmap_t, pictureCount> pixmaps{};
   std::array<std::vector<std::uint32_t>, pictureCount> pictures;
   int nextPicture = 0;
-  int blockStep = 0;
-  std::mt19937 random{7};
+  ProbeColours colours;
   std::function<void()> draw;
-
-  Rgb strongColour() {
-    // Far apart from one draw to the next in every channel, so that an old picture cannot pass for a new one.
-    const int phase = blockStep % 4;
-    const int jitter = static_cast<int>(random() % 24);
-    const std::array<Rgb, 4> palette{{{200, 40, 60}, {40, 190, 70}, {60, 60, 210}, {210, 200, 50}}};
-    Rgb colour = palette[static_cast<std::size_t>(phase)];
-    colour.red += jitter;
-    ++blockStep;
-    return colour;
-  }
 
   void fill(Rgb colour, xcb_rectangle_t rectangle) {
     const std::uint32_t value = pixelOf(colour);
@@ -129,7 +115,7 @@ int Painter::height() const {
 }
 
 std::vector<Probe> Painter::prepareBlock(int side) {
-  const Rgb colour = impl_->strongColour();
+  const Rgb colour = impl_->colours.next();
   const int x = 600;
   const int y = 400;
   impl_->draw = [this, colour, x, y, side] {
@@ -140,7 +126,7 @@ std::vector<Probe> Painter::prepareBlock(int side) {
 }
 
 std::vector<Probe> Painter::prepareFlat() {
-  const Rgb colour = impl_->strongColour();
+  const Rgb colour = impl_->colours.next();
   impl_->draw = [this, colour] {
     impl_->fill(colour, {0, 0, impl_->screen->width_in_pixels, impl_->screen->height_in_pixels});
   };

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Viewer.h"
+#include "../Support/Viewer.h"
 
 namespace quorl::bench {
 

@@ -2,33 +2,22 @@
 #include "QuorlViewer.h"
 
 #include <fmt/format.h>
-#include <quorl-client/Decoder.h>
 #include <quorl-client/Handshake.h>
 #include <quorl-client/Session.h>
 #include <quorl-client/VideoReceiver.h>
 
-#include <algorithm>
 #include <atomic>
 #include <thread>
 #include <variant>
 
-#include "ProbeBoard.h"
+#include "../Support/CodedColour.h"
+#include "../Support/ProbeBoard.h"
 
 namespace quorl::bench {
 
 namespace {
 
 using namespace std::chrono_literals;
-
-// ITU-R BT.601, limited range, as the host tells in its stream.
-Rgb rgbOf(client::DecodedPicture::Sample sample) {
-  const double luma = 1.164 * (sample.luma - 16);
-  const double blue = sample.blueDifference - 128;
-  const double red = sample.redDifference - 128;
-  const auto channel = [](double value) { return static_cast<int>(std::clamp(value, 0.0, 255.0) + 0.5); };
-  return {channel(luma + 1.596 * red), channel(luma - 0.813 * red - 0.392 * blue),
-          channel(luma + 2.017 * blue)};
-}
 
 class QuorlViewer final : public Viewer {
  public:

@@ -7,7 +7,7 @@
 
 #include <QuorlKit/Models/Models.h>
 
-#include "Viewer.h"
+#include "../Support/Viewer.h"
 
 namespace quorl::bench {
 

@@ -18,10 +18,10 @@
 #include <thread>
 #include <vector>
 
+#include "../Support/Program.h"
+#include "../Support/RfbViewer.h"
 #include "Painter.h"
-#include "Program.h"
 #include "QuorlViewer.h"
-#include "RfbViewer.h"
 
 namespace {
 

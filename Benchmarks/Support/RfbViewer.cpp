@@ -28,7 +28,7 @@ class RfbViewer final : public Viewer {
     }
   }
 
-  bool connect(std::uint16_t port, const std::string& encodings) {
+  bool connect(const std::string& address, std::uint16_t port, const std::string& encodings) {
     rfbEnableClientLogging = FALSE;
     client_ = rfbGetClient(8, 3, 4);
     client_->canHandleNewFBSize = FALSE;
@@ -40,7 +40,7 @@ class RfbViewer final : public Viewer {
     client_->appData.encodingsString = encodings_.c_str();
     client_->appData.useRemoteCursor = FALSE;
     free(client_->serverHost);
-    client_->serverHost = strdup("127.0.0.1");
+    client_->serverHost = strdup(address.c_str());
     rfbClientSetClientData(client_, &viewerTag, this);
     if (!rfbInitClient(client_, nullptr, nullptr)) {
       client_ = nullptr;  // freed by the library
@@ -95,10 +95,11 @@ class RfbViewer final : public Viewer {
 
 }  // namespace
 
-std::unique_ptr<Viewer> connectRfbViewer(std::string name, std::uint16_t port, std::string encodings) {
+std::unique_ptr<Viewer> connectRfbViewer(std::string name, std::uint16_t port, std::string encodings,
+                                         const std::string& address) {
   for (int attempt = 0; attempt < 50; ++attempt) {
     auto viewer = std::make_unique<RfbViewer>(name);
-    if (viewer->connect(port, encodings)) return viewer;
+    if (viewer->connect(address, port, encodings)) return viewer;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   return nullptr;
