@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Enclosure.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+namespace quorl::bench {
+
+namespace {
+
+pid_t enclosed = -1;
+
+void endEnclosed(int) {
+  kill(enclosed, SIGKILL);
+}
+
+[[noreturn]] void fail(const std::string& what) {
+  throw std::runtime_error(what + ": " + std::strerror(errno));
+}
+
+bool isInstalled(const std::string& program) {
+  return std::system(("command -v " + program + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+void checkMachine() {
+  if (geteuid() != 0) throw std::runtime_error("needs root: it makes network namespaces");
+  const int tun = open("/dev/net/tun", O_RDWR | O_CLOEXEC);
+  if (tun < 0) fail("needs /dev/net/tun for its delay line");
+  close(tun);
+  for (const char* program : {"ip", "tc", "Xvfb"})
+    if (!isInstalled(program)) throw std::runtime_error(std::string("needs the program ") + program);
+}
+
+// A process namespace has its own numbers, and so needs its own /proc and its own lock files of X servers.
+void separateMounts() {
+  if (unshare(CLONE_NEWNS) != 0) fail("no mount namespace");
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) fail("cannot separate the mounts");
+  if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
+    fail("cannot mount /proc");
+  if (mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") != 0) fail("cannot mount /tmp");
+}
+
+[[noreturn]] void awaitEnclosed() {
+  struct sigaction action{};
+  action.sa_handler = endEnclosed;
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaction(number, &action, nullptr);
+  int status = 0;
+  while (waitpid(enclosed, &status, 0) < 0 && errno == EINTR) {
+  }
+  _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 130);
+}
+
+}  // namespace
+
+void enterEnclosure() {
+  checkMachine();
+  if (unshare(CLONE_NEWPID) != 0) fail("no process namespace");
+  std::array<int, 2> ready{};
+  if (pipe2(ready.data(), O_CLOEXEC) != 0) fail("no pipe");
+  enclosed = fork();
+  if (enclosed < 0) fail("cannot fork");
+  if (enclosed > 0) {
+    // The child goes on only when a signal that comes now would end it too.
+    close(ready[0]);
+    close(ready[1]);
+    awaitEnclosed();
+  }
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  close(ready[1]);
+  char ignored = 0;
+  [[maybe_unused]] const auto end = read(ready[0], &ignored, 1);
+  close(ready[0]);
+  separateMounts();
+}
+
+}  // namespace quorl::bench

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "LimitedLink.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <fmt/format.h>
+
+namespace quorl::bench {
+
+namespace {
+
+constexpr const char* clientAddress = "10.99.2.2";
+constexpr double bufferSeconds = 0.2;
+constexpr int burstBytes = 5000;
+constexpr double stalledBitsPerSecond = 8000;  // the least that tbf takes
+
+// One more packet makes the token bucket look at its new rate at once, and not when the wait of the old one
+// ends.
+void nudge(const NetworkSpace& space) {
+  space.run([] {
+    const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(9);  // discard
+    inet_pton(AF_INET, clientAddress, &address.sin_addr);
+    sendto(descriptor, "", 0, 0, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    close(descriptor);
+  });
+}
+
+}  // namespace
+
+LimitedLink::LimitedLink(LinkShape shape)
+    : shape_(std::move(shape)), wire_(hostSide_, middle_, shape_.roundTrip / 2) {
+  // A namespace may have a congestion control of its own only where the whole machine allows it; a route may.
+  hostSide_.command(fmt::format("ip addr add {}/32 dev tun0 && ip route add default dev tun0 congctl {}",
+                                hostAddress, shape_.congestionControl));
+  middle_.command(fmt::format(
+      "ip link add m0 address 02:00:00:00:02:01 type veth peer name c0 address 02:00:00:00:02:02 netns {}",
+      clientSide_.path()));
+  middle_.command(fmt::format(
+      "ip route add {}/32 dev tun0 && ip addr add 10.99.2.1/24 dev m0 && ip link set m0 up", hostAddress));
+  clientSide_.command(fmt::format("ip addr add {}/24 dev c0 && ip link set c0 up", clientAddress));
+  clientSide_.command(fmt::format("ip route add default via 10.99.2.1 congctl {}", shape_.congestionControl));
+  // No address resolution: its packets would wait in the bottleneck, and a stalled link would lose its route.
+  middle_.command(
+      fmt::format("ip neigh replace {} lladdr 02:00:00:00:02:02 dev m0 nud permanent", clientAddress));
+  clientSide_.command("ip neigh replace 10.99.2.1 lladdr 02:00:00:00:02:01 dev c0 nud permanent");
+  middle_.command("echo 1 >/proc/sys/net/ipv4/ip_forward");
+  configureTcp(hostSide_);
+  configureTcp(clientSide_);
+  shapeBottleneck("add", bitsPerSecond());
+}
+
+// Debian's defaults, whatever this machine has.
+void LimitedLink::configureTcp(const NetworkSpace& space) const {
+  space.command(
+      "cd /proc/sys/net/ipv4 && echo 4096 131072 6291456 >tcp_rmem && echo 4096 16384 4194304 >tcp_wmem");
+}
+
+void LimitedLink::shapeBottleneck(const std::string& verb, double bitsPerSecond) const {
+  const auto limit = static_cast<int>(shape_.megabits * 1e6 / 8 * bufferSeconds) + burstBytes;
+  middle_.command(fmt::format("tc qdisc {} dev m0 root handle 1: tbf rate {:.0f}bit burst {} limit {}", verb,
+                              bitsPerSecond, burstBytes, limit));
+}
+
+void LimitedLink::setShare(double shareOfRate) {
+  shapeBottleneck("change", bitsPerSecond() * shareOfRate);
+  nudge(middle_);
+}
+
+void LimitedLink::stall() {
+  shapeBottleneck("change", stalledBitsPerSecond);
+}
+
+std::uint64_t LimitedLink::carriedBytes() const {
+  std::uint64_t bytes = 0;
+  middle_.run([&] {
+    std::ifstream file("/proc/thread-self/net/dev");
+    for (std::string line; std::getline(file, line);) {
+      const auto colon = line.find(':');
+      if (colon == std::string::npos || line.find("m0") > colon) continue;
+      std::istringstream fields(line.substr(colon + 1));
+      std::uint64_t skipped = 0;
+      for (int field = 0; field < 8; ++field) fields >> skipped;  // what was received
+      fields >> bytes;
+    }
+  });
+  return bytes;
+}
+
+}  // namespace quorl::bench

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <vector>
+
+#include "LimitedLink.h"
+#include "LinkClient.h"
+#include "Motion.h"
+#include "Samples.h"
+
+namespace quorl::bench {
+
+/// While the motion runs over an unchanged link.
+struct Steady {
+  Samples change;  // from a draw of the block to its decoded pixel
+  Samples echo;
+  Samples key;
+  Samples age;  // of the pictures; empty where a viewer does not know it
+  double linkUse = 0;
+  double picturesPerSecond = 0;
+};
+
+/// After the link was bad for a while.
+struct Recovery {
+  double picturesBefore = 0;  // a second
+  double linkUseBefore = 0;
+  /// Until the first picture was decoded.
+  std::optional<double> firstPictureSeconds;
+  /// Until the start of the first second in which 80 % of the pictures and of the link use from before were
+  /// there.
+  std::optional<double> fullRateSeconds;
+  Samples age;  // of the pictures decoded until then
+};
+
+class Measurement {
+ public:
+  Measurement(LimitedLink& link, ProbeBlock& block) : link_(link), block_(block) {}
+
+  /// `client` is the viewer where it can be asked for echoes, or null.
+  Steady steady(Viewer& viewer, LinkClient* client, std::chrono::seconds duration);
+  /// A tenth of the rate for the duration.
+  Recovery afterThinLink(LinkClient& client, std::chrono::seconds duration);
+  Recovery afterStall(LinkClient& client, std::chrono::seconds duration);
+  /// From a stop to the last picture that came after it. Fewer than `count` where the host takes very long.
+  Samples stops(LinkClient& client, int count);
+
+ private:
+  struct Rates {
+    double linkUse = 0;
+    double picturesPerSecond = 0;
+  };
+  Rates ratesOver(Viewer& viewer, std::chrono::milliseconds duration);
+  void awaitFullRate(LinkClient& client, Recovery& recovery);
+  void probeChange(Viewer& viewer, Samples& samples, Clock::time_point end);
+
+  LimitedLink& link_;
+  ProbeBlock& block_;
+};
+
+}  // namespace quorl::bench

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <optional>
+
+#include "LimitedLink.h"
+#include "Measurement.h"
+
+namespace quorl::bench {
+
+/// What was measured over one link.
+struct LinkResults {
+  std::optional<Steady> host;
+  std::optional<Steady> peer;
+  std::optional<Recovery> thin;
+  std::optional<Recovery> stall;
+  std::optional<Samples> stops;
+};
+
+/// Prints a Markdown table with the goals of such a link, and gives how many of them were missed.
+int report(const LinkShape& shape, const LinkResults& results);
+
+}  // namespace quorl::bench
