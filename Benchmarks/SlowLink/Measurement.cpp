@@ -59,49 +59,56 @@ Steady Measurement::steady(Viewer& viewer, LinkClient* client, std::chrono::seco
   return result;
 }
 
-Measurement::Rates Measurement::ratesOver(Viewer& viewer, std::chrono::milliseconds duration) {
+Recovery Measurement::before(LinkClient& client, std::chrono::milliseconds duration) {
+  client.takeAges();
   const auto bytes = link_.carriedBytes();
-  const auto pictures = viewer.pictures();
+  const auto pictures = client.pictures();
   const auto begin = Clock::now();
   std::this_thread::sleep_for(duration);
   const double seconds = secondsOf(Clock::now() - begin);
-  return {static_cast<double>(link_.carriedBytes() - bytes) * 8 / seconds / link_.bitsPerSecond(),
-          static_cast<double>(viewer.pictures() - pictures) / seconds};
+  Recovery recovery;
+  recovery.linkUseBefore =
+      static_cast<double>(link_.carriedBytes() - bytes) * 8 / seconds / link_.bitsPerSecond();
+  recovery.picturesBefore = static_cast<double>(client.pictures() - pictures) / seconds;
+  recovery.ageBefore = client.takeAges().mean();
+  return recovery;
 }
 
 // The link is as before from now on.
 void Measurement::awaitFullRate(LinkClient& client, Recovery& recovery) {
   struct Moment {
     Clock::time_point time;
-    std::uint64_t bytes;
-    std::uint64_t pictures;
+    std::uint64_t bytes = 0;
+    Samples ages;  // of the pictures since the moment before
   };
   client.takeAges();
   const auto begin = Clock::now();
-  std::deque<Moment> moments{{begin, link_.carriedBytes(), client.pictures()}};
-  const auto picturesAtBegin = moments.front().pictures;
+  std::deque<Moment> moments;
+  moments.push_back({begin, link_.carriedBytes(), {}});
   while (Clock::now() < begin + recoveryDeadline) {
     std::this_thread::sleep_for(50ms);
-    const Moment now{Clock::now(), link_.carriedBytes(), client.pictures()};
-    if (!recovery.firstPictureSeconds && now.pictures > picturesAtBegin)
+    moments.push_back({Clock::now(), link_.carriedBytes(), client.takeAges()});
+    const auto& now = moments.back();
+    if (!recovery.firstPictureSeconds && !now.ages.values.empty())
       recovery.firstPictureSeconds = secondsOf(now.time - begin);
-    moments.push_back(now);
-    while (moments.size() > 1 && moments[1].time <= now.time - 1s) moments.pop_front();
+    while (moments[1].time <= now.time - 1s) moments.pop_front();
     const auto& then = moments.front();
     const double seconds = secondsOf(now.time - then.time);
     if (seconds < 1) continue;
+    Samples ages;
+    for (auto moment = moments.begin() + 1; moment != moments.end(); ++moment)
+      ages.values.insert(ages.values.end(), moment->ages.values.begin(), moment->ages.values.end());
     const double use = static_cast<double>(now.bytes - then.bytes) * 8 / seconds / link_.bitsPerSecond();
-    const double rate = static_cast<double>(now.pictures - then.pictures) / seconds;
+    const double rate = static_cast<double>(ages.values.size()) / seconds;
     if (use < recovered * recovery.linkUseBefore || rate < recovered * recovery.picturesBefore) continue;
+    if (ages.mean() > recovery.ageBefore * 1.5 + 100) continue;
     recovery.fullRateSeconds = secondsOf(then.time - begin);
-    break;
+    return;
   }
-  recovery.age = client.takeAges();
 }
 
 Recovery Measurement::afterThinLink(LinkClient& client, std::chrono::seconds duration) {
-  const auto before = ratesOver(client, 5s);
-  Recovery recovery{.picturesBefore = before.picturesPerSecond, .linkUseBefore = before.linkUse};
+  auto recovery = before(client, 5s);
   link_.setShare(0.1);
   std::this_thread::sleep_for(duration);
   link_.setShare(1);
@@ -110,8 +117,7 @@ Recovery Measurement::afterThinLink(LinkClient& client, std::chrono::seconds dur
 }
 
 Recovery Measurement::afterStall(LinkClient& client, std::chrono::seconds duration) {
-  const auto before = ratesOver(client, 5s);
-  Recovery recovery{.picturesBefore = before.picturesPerSecond, .linkUseBefore = before.linkUse};
+  auto recovery = before(client, 5s);
   link_.stall();
   std::this_thread::sleep_for(duration);
   link_.setShare(1);

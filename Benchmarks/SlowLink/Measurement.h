@@ -26,6 +26,7 @@ struct Steady {
 struct Recovery {
   double picturesBefore = 0;  // a second
   double linkUseBefore = 0;
+  double ageBefore = 0;  // of the pictures, mean, milliseconds
   /// Until the first picture was decoded.
   std::optional<double> firstPictureSeconds;
   /// Until the start of the first second in which 80 % of the pictures and of the link use from before were
@@ -47,11 +48,7 @@ class Measurement {
   Samples stops(LinkClient& client, int count);
 
  private:
-  struct Rates {
-    double linkUse = 0;
-    double picturesPerSecond = 0;
-  };
-  Rates ratesOver(Viewer& viewer, std::chrono::milliseconds duration);
+  Recovery before(LinkClient& client, std::chrono::milliseconds duration);
   void awaitFullRate(LinkClient& client, Recovery& recovery);
   void probeChange(Viewer& viewer, Samples& samples, Clock::time_point end);
 

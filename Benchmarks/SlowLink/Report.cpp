@@ -75,9 +75,9 @@ std::string textOf(const Recovery& recovery) {
   const auto seconds = [](const std::optional<double>& value) {
     return value ? fmt::format("{:.2f} s", *value) : std::string("not in 30 s");
   };
-  return fmt::format("{} (before: {:.1f} pictures/s, {:.0f} %; first picture {}, age until then {})",
-                     seconds(recovery.fullRateSeconds), recovery.picturesBefore, recovery.linkUseBefore * 100,
-                     seconds(recovery.firstPictureSeconds), textOf(recovery.age));
+  return fmt::format("{} (before: {:.1f} pictures/s, {:.0f} ms old, {:.0f} %; first picture {})",
+                     seconds(recovery.fullRateSeconds), recovery.picturesBefore, recovery.ageBefore,
+                     recovery.linkUseBefore * 100, seconds(recovery.firstPictureSeconds));
 }
 
 void recoveryRow(Table& table, std::string_view what, const Recovery& recovery, const Goals& goals) {
