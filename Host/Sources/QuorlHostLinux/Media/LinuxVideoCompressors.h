@@ -2,17 +2,20 @@
 #pragma once
 
 #include <memory>
-#include <string>
-#include <vector>
+#include <span>
 
 #include <QuorlHostCore/Ports/VideoCompressor.h>
+#include <QuorlHostLinux/Media/VideoBackends.h>
 
 namespace quorl {
 
-/// The encoders of this machine, one kind for each codec, chosen once.
+/// The encoders of this machine. For each stream the first of its codec that can be made is used.
 ///
-/// *Queue*: `make` may be called from any thread. *Ownership*: shared. *Lifetime*: encoders outlive it
-/// freely.
+/// *Queue*: `make` may be called from any thread. *Blocking*: the first `make` of a size may measure an
+/// encoder for half a second. *Ownership*: shared. *Lifetime*: encoders outlive it freely.
 std::shared_ptr<VideoCompressorFactory> makeLinuxVideoCompressors();
+
+/// The same of another table.
+std::shared_ptr<VideoCompressorFactory> makeVideoCompressors(std::span<const VideoBackend> backends);
 
 }  // namespace quorl

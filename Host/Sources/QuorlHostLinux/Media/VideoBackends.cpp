@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/Media/VideoBackends.h>
+
+#include <array>
+
+#include <QuorlHostLinux/Media/X264Compressor.h>
+#include <QuorlHostLinux/Media/X265Compressor.h>
+
+namespace quorl {
+
+namespace {
+
+bool always() {
+  return true;
+}
+
+}  // namespace
+
+// A hardware encoder goes in front of the software one of its codec, with a probe for its device.
+std::span<const VideoBackend> videoBackends() {
+  static const std::array<VideoBackend, 2> backends{{
+      {"x265", VideoCodec::hevc, always, makeX265Compressor},
+      {"x264", VideoCodec::h264, always, makeX264Compressor},
+  }};
+  return backends;
+}
+
+}  // namespace quorl
