@@ -30,6 +30,7 @@ constexpr int coarsestQuantizer = 69;
 // ISO/IEC 14496-10, annex E: matrix of BT.601, primaries and transfer of BT.709.
 constexpr int matrixSMPTE170M = 6;
 constexpr int primariesAndTransferBT709 = 1;
+constexpr int chromaInTheMiddle = 1;  // of four luma samples, as the conversion averages them
 
 struct EncoderCloser {
   void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
@@ -77,6 +78,7 @@ class X264Compressor final : public SoftwareCompressor {
     parameters_.vui.i_colmatrix = matrixSMPTE170M;
     parameters_.vui.i_colorprim = primariesAndTransferBT709;
     parameters_.vui.i_transfer = primariesAndTransferBT709;
+    parameters_.vui.i_chroma_loc = chromaInTheMiddle;
     parameters_.analyse.b_mb_info = 1;
     // Each picture's quantiser is chosen here. The library's own rate control would first analyse the picture
     // at half its size, for a third of the time of a small change.

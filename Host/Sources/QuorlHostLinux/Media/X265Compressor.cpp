@@ -25,6 +25,7 @@ constexpr int smallestSide = 64;  // no picture may be smaller than a coding tre
 // ISO/IEC 23008-2, annex E: matrix of BT.601, primaries and transfer of BT.709.
 constexpr int matrixSMPTE170M = 6;
 constexpr int primariesAndTransferBT709 = 1;
+constexpr int chromaInTheMiddle = 1;  // of four luma samples, as the conversion averages them
 
 struct EncoderCloser {
   void operator()(x265_encoder* encoder) const { x265_encoder_close(encoder); }
@@ -88,6 +89,9 @@ class X265Compressor final : public SoftwareCompressor {
     parameters.vui.matrixCoeffs = matrixSMPTE170M;
     parameters.vui.colorPrimaries = primariesAndTransferBT709;
     parameters.vui.transferCharacteristics = primariesAndTransferBT709;
+    parameters.vui.bEnableChromaLocInfoPresentFlag = 1;
+    parameters.vui.chromaSampleLocTypeTopField = chromaInTheMiddle;
+    parameters.vui.chromaSampleLocTypeBottomField = chromaInTheMiddle;
     // Each picture's quantiser is chosen here; the library's own rate control counts pictures and not time.
     // The library then finds the level by itself: it takes a given one for a promise about the rate.
     parameters.rc.rateControlMode = X265_RC_CQP;
