@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Link/LinkEstimator.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace quorl {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr Duration measurement = milliseconds(50);
+// Longer without a single acknowledgement is a stall, not the link's rate.
+constexpr Duration shortestStall = milliseconds(250);
+constexpr int stallRoundTrips = 4;
+
+constexpr Duration longQueue = milliseconds(50);
+constexpr Duration shortQueue = milliseconds(25);
+constexpr double cutShare = 0.85;
+constexpr double growthPerSecond = 1.1;  // exponent: a factor of three
+constexpr Duration longestGrowthStep = milliseconds(100);
+// A rate that is not used proves nothing, and one that the link refuses need not be tried far beyond it.
+constexpr double leastUse = 0.5;
+constexpr double headroomAtLimit = 1.15;
+constexpr Duration limitMemory = milliseconds(500);
+constexpr Duration useMemory = milliseconds(250);
+
+// What is always let through, so that one small answer under way does not keep a picture back: two segments.
+constexpr double leastAllowance = 3'000;
+// Of an unknown link: TCP's initial window (RFC 6928).
+constexpr double unknownAllowance = 14'600;
+
+// Smaller bursts may pass through a router's token bucket at any speed.
+constexpr std::uint64_t smallestBurst = 16'384;
+constexpr double largestRise = 4;
+constexpr Duration shortestBurst = std::chrono::microseconds(100);
+
+constexpr double learning = 0.5;
+// Beyond this multiple of what is wanted the link is no limit, and nothing is gained by watching it.
+constexpr double ample = 2;
+
+constexpr Duration shortestWait = milliseconds(1);
+constexpr Duration longestWait = milliseconds(20);
+constexpr Duration longestIdleWait = milliseconds(250);
+constexpr int patience = 3;  // observations without progress before the waits grow
+
+double seconds(Duration duration) {
+  return std::chrono::duration<double>(duration).count();
+}
+
+Duration durationOf(double seconds) {
+  return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(std::min(seconds, 3'600.0)));
+}
+
+}  // namespace
+
+void LinkEstimator::accepted(MonotonicTime now, std::size_t bytes) {
+  if (underWay() == 0) {
+    burst_ = Mark{now, acknowledged_};
+    // The first byte's way belongs to no byte's rate.
+    window_ = Mark{now + roundTrip_, acknowledged_};
+    windowHadQueue_ = true;
+    progressAt_ = now;
+    idleObservations_ = 0;
+  }
+  accepted_ += bytes;
+  noteUse(now, bytes);
+}
+
+void LinkEstimator::discarded(std::size_t bytes) {
+  accepted_ -= std::min<std::uint64_t>(bytes, underWay());
+}
+
+void LinkEstimator::noteUse(MonotonicTime now, std::size_t bytes) {
+  const double elapsed = useNotedAt_ ? seconds(now - *useNotedAt_) : 0;
+  use_ *= std::exp(-elapsed / seconds(useMemory));
+  use_ += static_cast<double>(bytes) / seconds(useMemory);
+  useNotedAt_ = now;
+}
+
+void LinkEstimator::observed(MonotonicTime now, std::uint64_t acknowledged, Duration shortestRoundTrip) {
+  if (shortestRoundTrip > Duration::zero()) roundTrip_ = shortestRoundTrip;
+  const bool hasProgress = acknowledged > acknowledged_;
+  acknowledged_ = std::clamp(acknowledged, acknowledged_, accepted_);
+  if (underWay() == 0) {
+    if (burst_) measureBurst(now);
+    burst_.reset();
+    window_.reset();
+    idleObservations_ = 0;
+    return;
+  }
+  if (!hasProgress) {
+    ++idleObservations_;
+    return;
+  }
+  idleObservations_ = 0;
+  const Duration stall = std::max(shortestStall, roundTrip_ * stallRoundTrips);
+  if (progressAt_ && now - *progressAt_ > stall) {
+    window_ = Mark{now, acknowledged_};
+    burst_.reset();
+    windowHadQueue_ = true;
+  }
+  progressAt_ = now;
+  measure(now);
+}
+
+// The link has been busy since the mark, and had more to send at each look: this is its rate. Without a queue
+// it is at least that.
+void LinkEstimator::measure(MonotonicTime now) {
+  windowHadQueue_ = windowHadQueue_ && hasQueue();
+  if (!window_ || now - window_->time < measurement) return;
+  const double sample =
+      static_cast<double>(acknowledged_ - window_->acknowledged) / seconds(now - window_->time);
+  if (windowHadQueue_) {
+    rate_ = rate_ > 0 ? rate_ + (sample - rate_) * learning : sample;
+    limitedAt_ = now;
+  } else {
+    rate_ = std::max(rate_, sample);
+  }
+  window_ = Mark{now, acknowledged_};
+  windowHadQueue_ = true;
+}
+
+void LinkEstimator::measureBurst(MonotonicTime now) {
+  const std::uint64_t bytes = acknowledged_ - burst_->acknowledged;
+  if (bytes < smallestBurst) return;
+  const Duration span = std::max(now - burst_->time - roundTrip_, shortestBurst);
+  raiseTo(static_cast<double>(bytes) / seconds(span));
+}
+
+void LinkEstimator::raiseTo(double rate) {
+  if (rate <= rate_) return;
+  rate_ = rate_ > 0 ? std::min(rate, rate_ * largestRise) : rate;
+  pictureRate_ = std::max(pictureRate_, rate_ * cutShare);
+}
+
+Duration LinkEstimator::queueDelay() const {
+  if (rate_ <= 0) return Duration::zero();
+  return std::max(durationOf(static_cast<double>(underWay()) / rate_) - roundTrip_, Duration::zero());
+}
+
+bool LinkEstimator::hasQueue() const {
+  return static_cast<double>(underWay()) > rate_ * seconds(roundTrip_);
+}
+
+void LinkEstimator::pictureWanted(MonotonicTime now, double wantedRate) {
+  wantedRate_ = wantedRate;
+  const Duration step = wantedAt_ ? std::min(now - *wantedAt_, longestGrowthStep) : Duration::zero();
+  wantedAt_ = now;
+  if (rate_ <= 0) return;
+  const Duration queue = queueDelay();
+  if (queue > longQueue) {
+    pictureRate_ = std::min(pictureRate_, rate_ * cutShare);
+    limitedAt_ = now;
+  } else if (queue < shortQueue && pictureRate_ < wantedRate * ample) {
+    noteUse(now, 0);
+    if (use_ < pictureRate_ * leastUse) return;
+    pictureRate_ *= std::exp(growthPerSecond * seconds(step));
+  }
+  const bool isLimited = limitedAt_ && now - *limitedAt_ < limitMemory;
+  if (isLimited) pictureRate_ = std::min(pictureRate_, rate_ * headroomAtLimit);
+}
+
+double LinkEstimator::allowance() const {
+  if (rate_ <= 0) return unknownAllowance;
+  return std::max(rate_ * seconds(roundTrip_ + slack), leastAllowance);
+}
+
+bool LinkEstimator::isOpen() const {
+  return static_cast<double>(underWay()) <= allowance();
+}
+
+std::optional<Duration> LinkEstimator::nextObservation() const {
+  if (underWay() == 0) return std::nullopt;
+  const bool teaches = rate_ < wantedRate_ * ample;
+  if (isOpen() && !teaches) return std::nullopt;
+  const double excess = static_cast<double>(underWay()) - (isOpen() ? 0 : allowance());
+  Duration wait = rate_ > 0 ? std::clamp(durationOf(excess / rate_), shortestWait, longestWait) : shortestWait;
+  for (int extra = patience; extra < idleObservations_ && wait < longestIdleWait; ++extra) wait *= 2;
+  return std::min(wait, longestIdleWait);
+}
+
+}  // namespace quorl
