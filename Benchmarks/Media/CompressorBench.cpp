@@ -2,13 +2,16 @@
 // One picture of 1920x1080 through each software encoder: wall time, and the processor's as a counter.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <functional>
+#include <optional>
 
 #include <QuorlHostCore/Display/RateControl.h>
-#include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
+#include <QuorlHostLinux/Media/EncodingPace.h>
 #include <QuorlHostLinux/Media/PictureDetail.h>
+#include <QuorlHostLinux/Media/VideoBackends.h>
 
 #include "SyntheticScreen.h"
 
@@ -26,6 +29,13 @@ double processorSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
+// The last of its codec, also where it is too slow to be given to anybody.
+const VideoBackend& software(VideoCodec codec) {
+  const auto backends = videoBackends();
+  return *std::find_if(backends.rbegin(), backends.rend(),
+                       [codec](const VideoBackend& backend) { return backend.codec == codec; });
+}
+
 // What one picture changes; empty for everything.
 using Change = std::function<std::vector<PixelRect>(SyntheticScreen&)>;
 
@@ -34,9 +44,8 @@ void encodePictures(benchmark::State& state, VideoCodec codec, const Change& cha
   CompressorSpecification specification;
   specification.size = size;
   specification.codec = codec;
-  const auto factory = makeLinuxVideoCompressors();
-  auto made =
-      factory->make(specification, [&](const CompressedPicture& picture) { bytes += picture.data->size(); });
+  auto made = software(codec).make(specification,
+                                   [&](const CompressedPicture& picture) { bytes += picture.data->size(); });
   if (!made) {
     state.SkipWithError(made.error().description.c_str());
     return;
@@ -90,6 +99,21 @@ QUORL_ENCODE(typing, typing, changed);
 QUORL_ENCODE(scrolling, scrolling, changed);
 QUORL_ENCODE(redrawing, redrawing, changed);
 QUORL_ENCODE(repeating, nothing, repeated);
+
+// What decides whether an encoder is quick enough for a moving screen, and what the decision costs once.
+void measurePace(benchmark::State& state, VideoCodec codec) {
+  std::optional<std::chrono::microseconds> time;
+  for (auto _ : state) {
+    EncodingPace pace([] {
+      return std::chrono::duration_cast<std::chrono::microseconds>(
+          std::chrono::steady_clock::now().time_since_epoch());
+    });
+    time = pace.pictureTime(software(codec), size);
+  }
+  if (time) state.counters["picture_ms"] = static_cast<double>(time->count()) / 1000;
+}
+BENCHMARK_CAPTURE(measurePace, h264, VideoCodec::h264)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(measurePace, hevc, VideoCodec::hevc)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void measureDetail(benchmark::State& state) {
   const auto picture = SyntheticScreen(size).picture();

@@ -2,6 +2,8 @@
 #include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
 
 #include <cerrno>
+#include <chrono>
+#include <utility>
 #include <vector>
 
 namespace quorl {
@@ -10,7 +12,8 @@ namespace {
 
 class LinuxVideoCompressors final : public VideoCompressorFactory {
  public:
-  explicit LinuxVideoCompressors(std::span<const VideoBackend> backends) {
+  LinuxVideoCompressors(std::span<const VideoBackend> backends, EncodingPace::Now now)
+      : pace_(std::move(now)) {
     for (const VideoBackend& backend : backends)
       if (backend.isThere()) present_.push_back(backend);
   }
@@ -21,6 +24,10 @@ class LinuxVideoCompressors final : public VideoCompressorFactory {
     PortError error{"no encoder for this codec", ENODEV};
     for (const VideoBackend& backend : present_) {
       if (backend.codec != specification.codec) continue;
+      if (isTooSlow(backend, specification.size)) {
+        error = {"too slow on this machine", ETIME};
+        continue;
+      }
       auto made = backend.make(specification, output);
       if (made) return made;
       error = made.error();
@@ -29,17 +36,30 @@ class LinuxVideoCompressors final : public VideoCompressorFactory {
   }
 
  private:
+  bool isTooSlow(const VideoBackend& backend, PixelSize size) {
+    if (backend.longestPictureTime.count() == 0) return false;
+    const auto time = pace_.pictureTime(backend, size);
+    return time && *time > backend.longestPictureTime;
+  }
+
   std::vector<VideoBackend> present_;
+  EncodingPace pace_;
 };
+
+std::chrono::microseconds steadyNow() {
+  return std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now().time_since_epoch());
+}
 
 }  // namespace
 
-std::shared_ptr<VideoCompressorFactory> makeVideoCompressors(std::span<const VideoBackend> backends) {
-  return std::make_shared<LinuxVideoCompressors>(backends);
+std::shared_ptr<VideoCompressorFactory> makeVideoCompressors(std::span<const VideoBackend> backends,
+                                                             EncodingPace::Now now) {
+  return std::make_shared<LinuxVideoCompressors>(backends, std::move(now));
 }
 
 std::shared_ptr<VideoCompressorFactory> makeLinuxVideoCompressors() {
-  return makeVideoCompressors(videoBackends());
+  return makeVideoCompressors(videoBackends(), steadyNow);
 }
 
 }  // namespace quorl

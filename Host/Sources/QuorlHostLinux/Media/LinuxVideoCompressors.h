@@ -5,17 +5,19 @@
 #include <span>
 
 #include <QuorlHostCore/Ports/VideoCompressor.h>
+#include <QuorlHostLinux/Media/EncodingPace.h>
 #include <QuorlHostLinux/Media/VideoBackends.h>
 
 namespace quorl {
 
 /// The encoders of this machine. For each stream the first of its codec that can be made is used.
 ///
-/// *Queue*: `make` may be called from any thread. *Blocking*: the first `make` of a size may measure an
-/// encoder for half a second. *Ownership*: shared. *Lifetime*: encoders outlive it freely.
+/// *Queue*: `make` may be called from any thread. *Blocking*: may measure an encoder for some 200 ms.
+/// *Ownership*: shared. *Lifetime*: encoders outlive it freely.
 std::shared_ptr<VideoCompressorFactory> makeLinuxVideoCompressors();
 
-/// The same of another table.
-std::shared_ptr<VideoCompressorFactory> makeVideoCompressors(std::span<const VideoBackend> backends);
+/// The same of another table and clock.
+std::shared_ptr<VideoCompressorFactory> makeVideoCompressors(std::span<const VideoBackend> backends,
+                                                             EncodingPace::Now now);
 
 }  // namespace quorl

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
 #include <expected>
 #include <functional>
 #include <memory>
@@ -20,6 +21,8 @@ struct VideoBackend {
   VideoCodec codec = VideoCodec::h264;
   bool (*isThere)() = nullptr;  // on this machine; asked once
   Make make;
+  /// Refused for sizes at which a picture of a moving screen takes longer than this; 0: never measured.
+  std::chrono::microseconds longestPictureTime{0};
 };
 
 /// The encoders that the host knows, the best of each codec first.

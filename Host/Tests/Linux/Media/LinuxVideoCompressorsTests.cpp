@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QuorlHostCore/Display/VideoEncoder.h>
+
 namespace quorl {
 namespace {
 
@@ -15,6 +17,7 @@ using std::chrono::milliseconds;
 using testing::ElementsAre;
 
 constexpr PixelSize small{640, 360};
+constexpr milliseconds thirtieth{33};
 
 /// A table of made-up encoders on a clock that only they move.
 class Machine {
@@ -32,8 +35,15 @@ class Machine {
                            return std::make_unique<TimedCompressor>(*this, specification.size, pictureTime);
                          }});
   }
+  void limitLast(milliseconds longestPictureTime) {
+    backends_.back().longestPictureTime = longestPictureTime;
+  }
 
-  std::shared_ptr<VideoCompressorFactory> factory() { return makeVideoCompressors(backends_); }
+  void pass(microseconds time) { now_ += time; }
+
+  std::shared_ptr<VideoCompressorFactory> factory() {
+    return makeVideoCompressors(backends_, [this] { return now_; });
+  }
 
   std::vector<std::string_view> opened;  // by name, in order
   int encoded = 0;
@@ -50,7 +60,6 @@ class Machine {
     void prepare() override {}
     void encode(const CompressionRequest& request) override {
       EXPECT_EQ(request.image->size.width, size_.width);
-      EXPECT_EQ(request.image->size.height, size_.height);
       machine_.now_ += pictureTime_;
       if (++machine_.encoded == 2) machine_.now_ += machine_.hiccup;
     }
@@ -65,6 +74,13 @@ class Machine {
   std::vector<VideoBackend> backends_;
   microseconds now_{0};
 };
+
+VideoCodec codecGiven(VideoCompressorFactory& factory) {
+  const auto encoder =
+      VideoEncoder::create(factory, {.size = small, .codec = VideoCodec::hevc, .fps = 60, .quality = 0.5});
+  EXPECT_TRUE(encoder);
+  return encoder ? (*encoder)->codec() : VideoCodec::hevc;
+}
 
 TEST(LinuxVideoCompressors, tryTheNextEncoderWhereOneCannotBeMadeNow) {
   Machine machine;
@@ -91,6 +107,57 @@ TEST(LinuxVideoCompressors, neverAskForADeviceThatIsNotThere) {
   machine.add("software", VideoCodec::h264, milliseconds(5));
   EXPECT_TRUE(machine.factory()->make({.size = small, .codec = VideoCodec::h264}, {}));
   EXPECT_THAT(machine.opened, ElementsAre("software"));
+}
+
+TEST(LinuxVideoCompressors, giveH264WhereHevcCannotKeepUpWithAMovingScreen) {
+  Machine machine;
+  machine.add("slow HEVC", VideoCodec::hevc, milliseconds(90));
+  machine.limitLast(thirtieth);
+  machine.add("H.264", VideoCodec::h264, milliseconds(5));
+  EXPECT_EQ(codecGiven(*machine.factory()), VideoCodec::h264);
+}
+
+TEST(LinuxVideoCompressors, giveHevcWhereItKeepsUp) {
+  Machine machine;
+  machine.add("quick HEVC", VideoCodec::hevc, milliseconds(20));
+  machine.limitLast(thirtieth);
+  machine.add("H.264", VideoCodec::h264, milliseconds(5));
+  EXPECT_EQ(codecGiven(*machine.factory()), VideoCodec::hevc);
+}
+
+TEST(LinuxVideoCompressors, doNotTakeOtherWorkOfTheMachineForASlowEncoder) {
+  Machine machine;
+  machine.hiccup = milliseconds(500);
+  machine.add("quick HEVC", VideoCodec::hevc, milliseconds(20));
+  machine.limitLast(thirtieth);
+  machine.add("H.264", VideoCodec::h264, milliseconds(5));
+  EXPECT_EQ(codecGiven(*machine.factory()), VideoCodec::hevc);
+}
+
+TEST(LinuxVideoCompressors, giveHevcForSmallPicturesWhereItIsTooSlowForLargeOnes) {
+  Machine machine;
+  machine.add("HEVC", VideoCodec::hevc, milliseconds(12));  // for a quarter of a full-HD screen
+  machine.limitLast(thirtieth);
+  const auto factory = machine.factory();
+  EXPECT_FALSE(factory->make({.size = {1920, 1080}, .codec = VideoCodec::hevc}, {}));
+  EXPECT_TRUE(factory->make({.size = {1280, 720}, .codec = VideoCodec::hevc}, {}));
+}
+
+TEST(LinuxVideoCompressors, measureAnEncoderAgainAfterTenMinutesOnly) {
+  Machine machine;
+  machine.add("HEVC", VideoCodec::hevc, milliseconds(5));
+  machine.limitLast(thirtieth);
+  const auto factory = machine.factory();
+  const auto make = [&] { EXPECT_TRUE(factory->make({.size = small, .codec = VideoCodec::hevc}, {})); };
+  make();
+  const int measured = machine.encoded;
+  EXPECT_GT(measured, 0);
+  machine.pass(std::chrono::minutes(9));
+  make();
+  EXPECT_EQ(machine.encoded, measured);
+  machine.pass(std::chrono::minutes(2));
+  make();
+  EXPECT_EQ(machine.encoded, 2 * measured);
 }
 
 }  // namespace

@@ -10,8 +10,9 @@
 #include <fmt/format.h>
 
 #include <QuorlHostCore/Display/RateControl.h>
-#include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
 #include <QuorlHostLinux/Media/NalUnits.h>
+#include <QuorlHostLinux/Media/X264Compressor.h>
+#include <QuorlHostLinux/Media/X265Compressor.h>
 #include <Support/TemporaryFolder.h>
 
 namespace quorl::test {
@@ -77,8 +78,9 @@ Recording::Recording(VideoCodec codec, PixelSize size, int fps, double quality) 
   CompressorSpecification specification;
   specification.size = size;
   specification.codec = codec;
-  auto made = makeLinuxVideoCompressors()->make(
-      specification, [this](CompressedPicture picture) { pictures_.push_back(std::move(picture)); });
+  const auto make = codec == VideoCodec::hevc ? makeX265Compressor : makeX264Compressor;
+  auto made =
+      make(specification, [this](CompressedPicture picture) { pictures_.push_back(std::move(picture)); });
   if (!made) return;
   compressor_ = std::move(*made);
   setRates(fps, quality);

@@ -21,6 +21,7 @@ Bytes contentOf(const std::string& file);
 /// One real encoder with everything it put out.
 class Recording {
  public:
+  /// Of the software encoder of the codec, however slow it is here.
   Recording(VideoCodec codec, PixelSize size, int fps = 60, double quality = 0.5);
 
   bool isOpen() const { return compressor_ != nullptr; }
