@@ -53,6 +53,7 @@ class QuorlViewer final : public Viewer {
     return board_.wait(deadline);
   }
   std::optional<double> error() override { return board_.error(); }
+  std::string format() const override { return isHevc_ ? "HEVC" : "H.264"; }
   std::uint64_t pictures() const override { return pictures_; }
   std::uint64_t bytes() const override { return bytes_; }
 
@@ -68,6 +69,7 @@ class QuorlViewer final : public Viewer {
       bytes_ = receiver_->videoBytes();
       if (!*event) continue;
       if (const auto* config = std::get_if<client::DecoderConfig>(&**event)) {
+        isHevc_ = config->codec == VideoCodec::hevc;
         static_cast<void>(decoder.configure(config->record));
       } else if (const auto* picture = std::get_if<client::EncodedPicture>(&**event)) {
         show(decoder.decode(picture->data, picture->ptsMicros));
@@ -89,6 +91,7 @@ class QuorlViewer final : public Viewer {
   ProbeBoard board_;
   std::atomic<std::uint64_t> pictures_{0};
   std::atomic<std::uint64_t> bytes_{0};
+  std::atomic<bool> isHevc_{false};
   std::atomic<bool> stopping_{false};
   std::thread thread_;
 };

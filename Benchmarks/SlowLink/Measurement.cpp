@@ -33,6 +33,15 @@ void Measurement::probeChange(Viewer& viewer, Samples& samples, Clock::time_poin
   if (!seen) ++samples.unanswered;
 }
 
+Samples Measurement::quietEchoes(LinkClient& client) {
+  Samples echoes;
+  Samples keys;
+  client.startProbing();
+  std::this_thread::sleep_for(2s);
+  client.stopProbing(echoes, keys);
+  return echoes;
+}
+
 Steady Measurement::steady(Viewer& viewer, LinkClient* client, std::chrono::seconds duration) {
   static std::minstd_rand random(5);
   Steady result;
@@ -42,6 +51,7 @@ Steady Measurement::steady(Viewer& viewer, LinkClient* client, std::chrono::seco
   }
   const auto bytes = link_.carriedBytes();
   const auto pictures = viewer.pictures();
+  const auto drawn = motion_.drawn();
   const auto begin = Clock::now();
   const auto end = begin + duration;
   while (Clock::now() < end) {
@@ -52,6 +62,7 @@ Steady Measurement::steady(Viewer& viewer, LinkClient* client, std::chrono::seco
   const double seconds = secondsOf(Clock::now() - begin);
   result.linkUse = static_cast<double>(link_.carriedBytes() - bytes) * 8 / seconds / link_.bitsPerSecond();
   result.picturesPerSecond = static_cast<double>(viewer.pictures() - pictures) / seconds;
+  result.motionPerSecond = static_cast<double>(motion_.drawn() - drawn) / seconds;
   if (client != nullptr) {
     client->stopProbing(result.echo, result.key);
     result.age = client->takeAges();

@@ -20,6 +20,7 @@ struct Steady {
   Samples age;  // of the pictures; empty where a viewer does not know it
   double linkUse = 0;
   double picturesPerSecond = 0;
+  double motionPerSecond = 0;  // pictures drawn on the screen
 };
 
 /// After the link was bad for a while.
@@ -37,7 +38,11 @@ struct Recovery {
 
 class Measurement {
  public:
-  Measurement(LimitedLink& link, ProbeBlock& block) : link_(link), block_(block) {}
+  Measurement(LimitedLink& link, ProbeBlock& block, const Motion& motion)
+      : link_(link), block_(block), motion_(motion) {}
+
+  /// Round trips over the link while there is nothing else on it.
+  Samples quietEchoes(LinkClient& client);
 
   /// `client` is the viewer where it can be asked for echoes, or null.
   Steady steady(Viewer& viewer, LinkClient* client, std::chrono::seconds duration);
@@ -54,6 +59,7 @@ class Measurement {
 
   LimitedLink& link_;
   ProbeBlock& block_;
+  const Motion& motion_;
 };
 
 }  // namespace quorl::bench

@@ -178,6 +178,7 @@ struct Motion::Impl {
   Canvas canvas;
   std::vector<xcb_pixmap_t> pictures;
   std::atomic<bool> isStopping = false;
+  std::atomic<std::uint64_t> drawn = 0;
   std::thread thread;
 
   explicit Impl(const std::string& display) : canvas(display, 0, 0, 0, 0) {
@@ -203,7 +204,8 @@ struct Motion::Impl {
       canvas.copy(picture, {0, 0, static_cast<std::uint16_t>(width - FreeCorner::width), FreeCorner::height});
       canvas.copy(picture,
                   {0, FreeCorner::height, width, static_cast<std::uint16_t>(height - FreeCorner::height)});
-      canvas.flush();
+      canvas.finish();
+      ++drawn;
       next = std::max(next + interval, Clock::now());
       std::this_thread::sleep_until(next);
     }
@@ -213,6 +215,10 @@ struct Motion::Impl {
 Motion::Motion(const std::string& display) : impl_(std::make_unique<Impl>(display)) {}
 
 Motion::~Motion() = default;
+
+std::uint64_t Motion::drawn() const {
+  return impl_->drawn;
+}
 
 struct ProbeBlock::Impl {
   Canvas canvas;

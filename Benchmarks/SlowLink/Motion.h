@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -26,6 +27,9 @@ class Motion {
   Motion(const Motion&) = delete;
   Motion& operator=(const Motion&) = delete;
   ~Motion();
+
+  /// Pictures drawn so far. Fewer than 30 a second are drawn where the machine is busy with something else.
+  std::uint64_t drawn() const;
 
  private:
   struct Impl;

@@ -60,14 +60,19 @@ class Table {
 
 void steadyRows(Table& table, const Steady& host, const std::optional<Steady>& peer, const Goals& goals) {
   table.judgedTimes("echo beside the stream", host.echo, "", goals.echo);
-  table.judgedTimes("small change beside the motion", host.change, peer ? textOf(peer->change) : "",
-                    goals.change);
+  const bool isAhead = !peer || host.change.quantile(0.95) < peer->change.quantile(0.95);
+  table.judged("small change beside the motion", textOf(host.change), peer ? textOf(peer->change) : "",
+               fmt::format("p95 <= {:.0f}, ahead", goals.change),
+               isAhead && !host.change.values.empty() && host.change.quantile(0.95) <= goals.change);
   table.judgedTimes("key to echo beside the stream", host.key, "", goals.key);
   table.judged("use of the link", fmt::format("{:.0f} %", host.linkUse * 100),
                peer ? fmt::format("{:.0f} %", peer->linkUse * 100) : "",
                fmt::format(">= {:.0f} %", goals.use * 100), host.linkUse >= goals.use);
-  table.row("pictures a second", fmt::format("{:.1f}", host.picturesPerSecond),
-            peer ? fmt::format("{:.1f}", peer->picturesPerSecond) : "");
+  table.judged("pictures a second", fmt::format("{:.1f}", host.picturesPerSecond),
+               peer ? fmt::format("{:.1f}", peer->picturesPerSecond) : "", "ahead",
+               !peer || host.picturesPerSecond > peer->picturesPerSecond);
+  const auto motion = [](const Steady& steady) { return fmt::format("{:.1f}", steady.motionPerSecond); };
+  table.row("pictures a second of the motion itself", motion(host), peer ? motion(*peer) : "");
   table.row("age of the pictures (mean)", fmt::format("{} ({:.0f})", textOf(host.age), host.age.mean()), "");
 }
 
@@ -92,6 +97,7 @@ int report(const LinkShape& shape, const LinkResults& results) {
   fmt::print("\n{:g} Mbit/s, {} ms of added round trip, {}; times in ms: median / p95 / max (count)\n\n",
              shape.megabits, shape.roundTrip.count(), shape.congestionControl);
   Table table;
+  table.row("echo without a stream", textOf(results.quiet), "");
   if (results.host) steadyRows(table, *results.host, results.peer, goals);
   if (results.stops)
     table.judged("stopStream to the last picture", textOf(*results.stops), "",

@@ -10,6 +10,7 @@ namespace quorl::bench {
 
 /// What was measured over one link.
 struct LinkResults {
+  Samples quiet;  // echoes before the stream
   std::optional<Steady> host;
   std::optional<Steady> peer;
   std::optional<Recovery> thin;

@@ -107,7 +107,7 @@ void showEndOf(const std::string& log) {
 class Run {
  public:
   Run(const Options& options, const std::string& display)
-      : options_(options), display_(display), block_(display) {}
+      : options_(options), display_(display), motion_(display), block_(display) {}
 
   int over(const LinkShape& shape) {
     LimitedLink link(shape);
@@ -144,8 +144,9 @@ class Run {
   }
 
   void measureWith(LinkClient& client, LimitedLink& link, LinkResults& results) {
-    Measurement measurement(link, block_);
+    Measurement measurement(link, block_, motion_);
     client.openTerminal();
+    results.quiet = measurement.quietEchoes(client);
     client.startStream();
     std::this_thread::sleep_for(warmUp);
     if (options_.isWanted("steady")) {
@@ -180,19 +181,19 @@ class Run {
       throw std::runtime_error("x0vncserver does not answer");
     }
     std::this_thread::sleep_for(warmUp);
-    Measurement measurement(link, block_);
+    Measurement measurement(link, block_, motion_);
     results.peer = measurement.steady(*viewer, nullptr, options_.seconds);
   }
 
   const Options& options_;
   const std::string display_;
-  ProbeBlock block_;
+  const Motion motion_;
+  ProbeBlock block_;  // above it
   int hosts_ = 0;
 };
 
 int run(const Options& options) {
   const VirtualScreen screen(1920, 1080);
-  const Motion motion(screen.display());
   Run run(options, screen.display());
   int missed = 0;
   for (const double rate : options.rates)

@@ -52,6 +52,9 @@ class Viewer {
   /// How far the newest picture since that one is from the probes: the mean over their channels, of 255.
   virtual std::optional<double> error() = 0;
 
+  /// The name of the video's format, once it is known; empty where there is none.
+  virtual std::string format() const { return {}; }
+
   /// Pictures decoded and bytes received so far.
   virtual std::uint64_t pictures() const = 0;
   virtual std::uint64_t bytes() const = 0;
