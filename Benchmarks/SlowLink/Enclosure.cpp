@@ -52,10 +52,11 @@ void separateMounts() {
   if (mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") != 0) fail("cannot mount /tmp");
 }
 
-[[noreturn]] void awaitEnclosed() {
+[[noreturn]] void awaitEnclosed(int gate) {
   struct sigaction action{};
   action.sa_handler = endEnclosed;
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaction(number, &action, nullptr);
+  [[maybe_unused]] const auto opened = write(gate, "", 1);
   int status = 0;
   while (waitpid(enclosed, &status, 0) < 0 && errno == EINTR) {
   }
@@ -67,21 +68,17 @@ void separateMounts() {
 void enterEnclosure() {
   checkMachine();
   if (unshare(CLONE_NEWPID) != 0) fail("no process namespace");
-  std::array<int, 2> ready{};
-  if (pipe2(ready.data(), O_CLOEXEC) != 0) fail("no pipe");
+  std::array<int, 2> gate{};
+  if (pipe2(gate.data(), O_CLOEXEC) != 0) fail("no pipe");
   enclosed = fork();
   if (enclosed < 0) fail("cannot fork");
-  if (enclosed > 0) {
-    // The child goes on only when a signal that comes now would end it too.
-    close(ready[0]);
-    close(ready[1]);
-    awaitEnclosed();
-  }
+  if (enclosed > 0) awaitEnclosed(gate[1]);
+  // The child begins when every end of its parent would end it too.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  close(ready[1]);
-  char ignored = 0;
-  [[maybe_unused]] const auto end = read(ready[0], &ignored, 1);
-  close(ready[0]);
+  close(gate[1]);
+  char opened = 0;
+  if (read(gate[0], &opened, 1) != 1) _exit(130);
+  close(gate[0]);
   separateMounts();
 }
 

@@ -206,15 +206,15 @@ int run(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const auto options = optionsOf(argc, argv);
-  if (!options) {
-    fmt::print(stderr,
-               "usage: {} PATH_OF_quorl_host [--rates 2,5,20] [--delays 0,40] [--seconds 60] [--cc cubic]\n"
-               "       [--only steady,recovery,stop] [--no-peer]\n",
-               argv[0]);
-    return 2;
-  }
   try {
+    const auto options = optionsOf(argc, argv);
+    if (!options) {
+      fmt::print(stderr,
+                 "usage: {} PATH_OF_quorl_host [--rates 2,5,20] [--delays 0,40] [--seconds 60] [--cc cubic]\n"
+                 "       [--only steady,recovery,stop] [--no-peer]\n",
+                 argv[0]);
+      return 2;
+    }
     if (::access(options->host.c_str(), X_OK) != 0) throw std::runtime_error("no program " + options->host);
     if (options->hasPeer && ::access(peerProgram, X_OK) != 0)
       throw std::runtime_error(std::string("no ") + peerProgram + "; without the peer: --no-peer");
