@@ -62,15 +62,18 @@ void steadyRows(Table& table, const Steady& host, const std::optional<Steady>& p
   table.judgedTimes("echo beside the stream", host.echo, "", goals.echo);
   const bool isAhead = !peer || host.change.quantile(0.95) < peer->change.quantile(0.95);
   table.judged("small change beside the motion", textOf(host.change), peer ? textOf(peer->change) : "",
-               fmt::format("p95 <= {:.0f}, ahead", goals.change),
+               fmt::format("p95 <= {:.0f}{}", goals.change, peer ? ", ahead" : ""),
                isAhead && !host.change.values.empty() && host.change.quantile(0.95) <= goals.change);
   table.judgedTimes("key to echo beside the stream", host.key, "", goals.key);
   table.judged("use of the link", fmt::format("{:.0f} %", host.linkUse * 100),
                peer ? fmt::format("{:.0f} %", peer->linkUse * 100) : "",
                fmt::format(">= {:.0f} %", goals.use * 100), host.linkUse >= goals.use);
-  table.judged("pictures a second", fmt::format("{:.1f}", host.picturesPerSecond),
-               peer ? fmt::format("{:.1f}", peer->picturesPerSecond) : "", "ahead",
-               !peer || host.picturesPerSecond > peer->picturesPerSecond);
+  const auto rate = fmt::format("{:.1f}", host.picturesPerSecond);
+  if (peer)
+    table.judged("pictures a second", rate, fmt::format("{:.1f}", peer->picturesPerSecond), "ahead",
+                 host.picturesPerSecond > peer->picturesPerSecond);
+  else
+    table.row("pictures a second", rate, "");
   const auto motion = [](const Steady& steady) { return fmt::format("{:.1f}", steady.motionPerSecond); };
   table.row("pictures a second of the motion itself", motion(host), peer ? motion(*peer) : "");
   table.row("age of the pictures (mean)", fmt::format("{} ({:.0f})", textOf(host.age), host.age.mean()), "");
@@ -106,7 +109,7 @@ int report(const LinkShape& shape, const LinkResults& results) {
   if (results.thin) recoveryRow(table, "full rate after 10 s at a tenth", *results.thin, goals);
   if (results.stall) recoveryRow(table, "full rate after a stall of 2 s", *results.stall, goals);
   fmt::print("\n{}\n",
-             table.missed() == 0 ? "every goal is met" : fmt::format("{} goals are missed", table.missed()));
+             table.missed() == 0 ? "every goal is met" : fmt::format("goals missed: {}", table.missed()));
   std::fflush(stdout);
   return table.missed();
 }
