@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostPosix/SocketConnection.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <QuorlHostPosix/SocketAddress.h>
 #include <QuorlHostPosix/SocketOptions.h>
 #include <QuorlHostPosix/SystemError.h>
+#include <QuorlHostPosix/TransportState.h>
 #include <QuorlKit/Foundation/Check.h>
 
 namespace quorl {
@@ -225,6 +228,7 @@ std::optional<PortError> SocketConnection::writePending(Completions& written) {
 }
 
 void SocketConnection::advance(std::size_t count, Completions& written) {
+  written_ += count;
   firstOffset_ += count;
   while (!pending_.empty() && firstOffset_ >= pending_.front().frame.size()) {
     firstOffset_ -= pending_.front().frame.size();
@@ -293,6 +297,31 @@ void SocketConnection::cancel() {
   queue->async([self = shared_from_this(), handler = std::move(handler)] {
     if (!self->silent_) handler(NetworkConnection::State::cancelled, {});
   });
+}
+
+TransportProgress SocketConnection::progress() {
+  std::lock_guard lock(mutex_);
+  if (phase_ != Phase::open || !socket_.is_open()) return progress_;
+  if (const auto state = readTransport(socket_.native_handle())) {
+    progress_.acknowledged = written_ - std::min<std::uint64_t>(written_, state->unacknowledged);
+    progress_.shortestRoundTrip = state->shortestRoundTrip;
+  }
+  return progress_;
+}
+
+void SocketConnection::limitUnsent(std::size_t bytes) {
+  std::lock_guard lock(mutex_);
+  if (socket_.is_open()) setUnsentLimit(socket_.native_handle(), bytes);
+}
+
+std::optional<HostPort> SocketConnection::local() {
+  std::lock_guard lock(mutex_);
+  SocketAddress address;
+  address.size = sizeof address.storage;
+  if (!socket_.is_open() || ::getsockname(socket_.native_handle(),
+                                          reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0)
+    return std::nullopt;
+  return hostPortOf(address);
 }
 
 bool SocketConnection::isIn(Phase phase) {

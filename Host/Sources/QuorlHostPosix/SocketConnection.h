@@ -29,6 +29,9 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   void receive(std::size_t maximum, NetworkConnection::Receive completion);
   void send(OutgoingFrame frame, NetworkConnection::Sent completion);
   void cancel();
+  TransportProgress progress();
+  void limitUnsent(std::size_t bytes);
+  std::optional<HostPort> local();
   /// No callback at all after this.
   void silence() { silent_ = true; }
   const std::optional<HostPort>& peer() const { return peer_; }
@@ -75,6 +78,8 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
 
   std::deque<Outgoing> pending_;
   std::size_t firstOffset_ = 0;  // bytes of the first pending frame that have left
+  std::uint64_t written_ = 0;    // bytes given to the kernel
+  TransportProgress progress_;   // as last read
   bool flushScheduled_ = false;
   bool waitingForRoom_ = false;
   bool peerWatched_ = false;
@@ -106,6 +111,9 @@ class SocketConnectionHandle final : public NetworkConnection {
   }
   void cancel() override { connection_->cancel(); }
   std::optional<HostPort> remoteEndpoint() const override { return connection_->peer(); }
+  std::optional<HostPort> localEndpoint() const override { return connection_->local(); }
+  TransportProgress progress() override { return connection_->progress(); }
+  void limitUnsent(std::size_t bytes) override { connection_->limitUnsent(bytes); }
 
  private:
   std::shared_ptr<SocketConnection> connection_;

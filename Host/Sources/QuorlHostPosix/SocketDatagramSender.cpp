@@ -17,9 +17,13 @@ constexpr int kernelBufferBytes = 1'048'576;
 SocketDatagramSender::SocketDatagramSender(std::shared_ptr<IoLoop> loop)
     : loop_(std::move(loop)), socket_(loop_->context()) {}
 
-void SocketDatagramSender::open(const SocketAddress& peer) {
+void SocketDatagramSender::open(const SocketAddress& peer, const std::optional<SocketAddress>& local) {
   Descriptor socket(::socket(peer.storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket.isOpen()) return;
+  // An address of the other family says nothing about the way to this peer.
+  if (local && local->storage.ss_family == peer.storage.ss_family &&
+      ::bind(socket.get(), local->get(), local->size) != 0)
+    return;
   // Connected, so that only the peer's ICMP errors come back, and only to this socket.
   if (::connect(socket.get(), peer.get(), peer.size) != 0) return;
   ::setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &kernelBufferBytes, sizeof kernelBufferBytes);

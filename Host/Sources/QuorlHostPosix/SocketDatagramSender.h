@@ -4,6 +4,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include <boost/asio/posix/stream_descriptor.hpp>
 
@@ -21,7 +22,8 @@ class SocketDatagramSender : public std::enable_shared_from_this<SocketDatagramS
  public:
   explicit SocketDatagramSender(std::shared_ptr<IoLoop> loop);
 
-  void open(const SocketAddress& peer);
+  /// `local`: the address to send from, if it matters; its port is not used.
+  void open(const SocketAddress& peer, const std::optional<SocketAddress>& local);
   void send(Bytes datagram);
   void close();
 

@@ -29,16 +29,19 @@ std::expected<std::unique_ptr<NetworkListener>, PortError> SocketNetwork::listen
   return std::make_unique<SocketListenerHandle>(std::move(listener));
 }
 
-std::unique_ptr<DatagramSender> SocketNetwork::openDatagramSender(const HostPort& peer, SerialQueue queue) {
+std::unique_ptr<DatagramSender> SocketNetwork::openDatagramSender(const HostPort& peer,
+                                                                  const std::optional<std::string>& localHost,
+                                                                  SerialQueue queue) {
   auto sender = std::make_shared<SocketDatagramSender>(loop_);
+  const auto local = localHost ? socketAddressFor({*localHost, 0}, NameLookup::numericOnly) : std::nullopt;
   if (const auto address = socketAddressFor(peer, NameLookup::numericOnly)) {
-    sender->open(*address);
+    sender->open(*address, local);
   } else {
-    queue.async([weak = std::weak_ptr(sender), peer, &scheduler = queue.scheduler()] {
+    queue.async([weak = std::weak_ptr(sender), peer, local, &scheduler = queue.scheduler()] {
       std::optional<SocketAddress> found;
       scheduler.blocking([&] { found = socketAddressFor(peer, NameLookup::resolve); });
       const auto strong = weak.lock();
-      if (strong && found) strong->open(*found);
+      if (strong && found) strong->open(*found, local);
     });
   }
   return std::make_unique<SocketDatagramHandle>(std::move(sender));

@@ -28,14 +28,21 @@ class Receiver {
     pollfd entry{socket_.get(), POLLIN, 0};
     if (::poll(&entry, 1, static_cast<int>(limit.count())) != 1) return std::nullopt;
     Bytes bytes(65'536);
-    const ssize_t count = ::recv(socket_.get(), bytes.data(), bytes.size(), 0);
+    SocketAddress from;
+    from.size = sizeof from.storage;
+    const ssize_t count = ::recvfrom(socket_.get(), bytes.data(), bytes.size(), 0,
+                                     reinterpret_cast<sockaddr*>(&from.storage), &from.size);
+    source_ = hostPortOf(from);
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return bytes;
   }
+  /// Of the datagram read last.
+  const std::optional<HostPort>& source() const { return source_; }
 
  private:
   Descriptor socket_;
   std::uint16_t port_ = 0;
+  std::optional<HostPort> source_;
 };
 
 class DatagramTest : public ::testing::Test {
@@ -47,14 +54,14 @@ class DatagramTest : public ::testing::Test {
 
 TEST_F(DatagramTest, arriveWholeAndOnLoopbackInOrder) {
   Receiver receiver;
-  const auto sender = network.openDatagramSender({"127.0.0.1", receiver.port()}, queue);
+  const auto sender = network.openDatagramSender({"127.0.0.1", receiver.port()}, std::nullopt, queue);
   for (std::uint32_t index = 0; index < 50; ++index) sender->send(pattern(1200 + index, index));
   for (std::uint32_t index = 0; index < 50; ++index) EXPECT_EQ(receiver.next(), pattern(1200 + index, index));
 }
 
 TEST_F(DatagramTest, areLostInSilenceWhileNobodyListensAndArriveOnceSomebodyDoes) {
   const std::uint16_t port = freePort();
-  const auto sender = network.openDatagramSender({"127.0.0.1", port}, queue);
+  const auto sender = network.openDatagramSender({"127.0.0.1", port}, std::nullopt, queue);
   for (int index = 0; index < 10; ++index) sender->send(pattern(100));
   Descriptor late(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const auto address = socketAddressFor({"127.0.0.1", port}, NameLookup::numericOnly);
@@ -66,9 +73,18 @@ TEST_F(DatagramTest, areLostInSilenceWhileNobodyListensAndArriveOnceSomebodyDoes
   }));
 }
 
+TEST_F(DatagramTest, comeFromTheAddressThatTheyAreSentFrom) {
+  Receiver receiver;
+  const auto sender = network.openDatagramSender({"127.0.0.1", receiver.port()}, "127.0.0.2", queue);
+  sender->send(pattern(10));
+  ASSERT_TRUE(receiver.next());
+  ASSERT_TRUE(receiver.source());
+  EXPECT_EQ(receiver.source()->host, "127.0.0.2");
+}
+
 TEST_F(DatagramTest, findAPeerByName) {
   Receiver receiver;
-  const auto sender = network.openDatagramSender({"localhost", receiver.port()}, queue);
+  const auto sender = network.openDatagramSender({"localhost", receiver.port()}, std::nullopt, queue);
   // The name may stand for the IPv6 loopback first; then nothing arrives, and that is no error either.
   const auto address = socketAddressFor({"localhost", receiver.port()}, NameLookup::resolve);
   if (!address || address->storage.ss_family != AF_INET) GTEST_SKIP() << "localhost is not 127.0.0.1 here";

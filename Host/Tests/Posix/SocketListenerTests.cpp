@@ -96,7 +96,7 @@ TEST_F(SocketListenerTest, everyDescriptorIsClosedInAChild) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();
-  const auto sender = host.network().openDatagramSender({"127.0.0.1", 9}, host.queue());
+  const auto sender = host.network().openDatagramSender({"127.0.0.1", 9}, std::nullopt, host.queue());
   int sockets = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     const int descriptor = std::stoi(entry.path().filename());

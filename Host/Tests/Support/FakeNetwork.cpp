@@ -42,6 +42,9 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
   Bytes arrived;
   std::deque<Held> held;
   bool reading = true;
+  bool acknowledging = true;
+  std::uint64_t taken = 0;  // bytes
+  std::uint64_t acknowledged = 0;
   std::optional<PortError> sendFailure;
   MonotonicTime lastDue{};
 
@@ -98,6 +101,8 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
       held.pop_front();
       const Bytes bytes = sent.frame.encoded();
       arrived.insert(arrived.end(), bytes.begin(), bytes.end());
+      taken += bytes.size();
+      if (acknowledging) acknowledged = taken;
       deliver([self = shared_from_this(), completion = std::move(sent.completion)]() mutable {
         if (!self->cancelled && !self->released) completion(self->sendFailure);
       });
@@ -149,6 +154,11 @@ class FakeConnection final : public NetworkConnection {
   }
   void cancel() override { link_->cancel(); }
   std::optional<HostPort> remoteEndpoint() const override { return link_->remote; }
+  std::optional<HostPort> localEndpoint() const override { return HostPort{"10.0.0.1", 47'900}; }
+  TransportProgress progress() override {
+    return {.acknowledged = link_->acknowledged, .shortestRoundTrip = std::chrono::milliseconds(1)};
+  }
+  void limitUnsent(std::size_t) override {}
 
  private:
   const std::shared_ptr<FakeLink> link_;
@@ -156,16 +166,21 @@ class FakeConnection final : public NetworkConnection {
 
 class FakeDatagramSender final : public DatagramSender {
  public:
-  FakeDatagramSender(HostPort peer, std::shared_ptr<std::vector<FakeNetwork::Datagram>> sent,
+  FakeDatagramSender(HostPort peer, std::optional<std::string> localHost,
+                     std::shared_ptr<std::vector<FakeNetwork::Datagram>> sent,
                      std::shared_ptr<std::size_t> live)
-      : peer_(std::move(peer)), sent_(std::move(sent)), live_(std::move(live)) {
+      : peer_(std::move(peer)),
+        localHost_(std::move(localHost)),
+        sent_(std::move(sent)),
+        live_(std::move(live)) {
     ++*live_;
   }
   ~FakeDatagramSender() override { --*live_; }
-  void send(Bytes datagram) override { sent_->push_back({peer_, std::move(datagram)}); }
+  void send(Bytes datagram) override { sent_->push_back({peer_, localHost_, std::move(datagram)}); }
 
  private:
   const HostPort peer_;
+  const std::optional<std::string> localHost_;
   const std::shared_ptr<std::vector<FakeNetwork::Datagram>> sent_;
   const std::shared_ptr<std::size_t> live_;
 };
@@ -236,8 +251,10 @@ std::expected<std::unique_ptr<NetworkListener>, PortError> FakeNetwork::listen(s
   return std::make_unique<FakeListener>(machine_, port, std::move(queue), std::move(handlers));
 }
 
-std::unique_ptr<DatagramSender> FakeNetwork::openDatagramSender(const HostPort& peer, SerialQueue) {
-  return std::make_unique<FakeDatagramSender>(peer, datagrams, liveDatagramSenders);
+std::unique_ptr<DatagramSender> FakeNetwork::openDatagramSender(const HostPort& peer,
+                                                                const std::optional<std::string>& localHost,
+                                                                SerialQueue) {
+  return std::make_unique<FakeDatagramSender>(peer, localHost, datagrams, liveDatagramSenders);
 }
 
 std::pair<std::unique_ptr<NetworkConnection>, std::shared_ptr<FakePeer>> FakeNetwork::makePair(
@@ -317,6 +334,11 @@ void FakePeer::fail(const std::string& why) {
 void FakePeer::setReading(bool reading) {
   link_->reading = reading;
   if (reading) link_->takeHeld();
+}
+
+void FakePeer::setAcknowledging(bool acknowledging) {
+  link_->acknowledging = acknowledging;
+  if (acknowledging) link_->acknowledged = link_->taken;
 }
 
 void FakePeer::failSends(const std::string& why) {

@@ -65,6 +65,8 @@ class FakePeer {
 
   bool isClosedByHost() const;
   std::size_t heldBytes() const;  // sent by the host, not taken
+  /// Without, the transport takes what the host sends, but nothing of it is confirmed.
+  void setAcknowledging(bool acknowledging);
   std::size_t sendsAfterCancel() const;
   std::size_t unreadBytes() const;  // written, not yet read by the host
   std::size_t largestReceive() const;
@@ -83,7 +85,9 @@ class FakeNetwork : public Network {
 
   std::expected<std::unique_ptr<NetworkListener>, PortError> listen(std::uint16_t port, SerialQueue queue,
                                                                     ListenerHandlers handlers) override;
-  std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer, SerialQueue queue) override;
+  std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer,
+                                                     const std::optional<std::string>& localHost,
+                                                     SerialQueue queue) override;
 
   /// A client connects; nothing when nobody listens there.
   std::shared_ptr<FakePeer> connect(std::uint16_t port, HostPort from = {"10.0.0.2", 50'000});
@@ -105,6 +109,7 @@ class FakeNetwork : public Network {
 
   struct Datagram {
     HostPort peer;
+    std::optional<std::string> localHost;
     Bytes bytes;
   };
   std::shared_ptr<std::vector<Datagram>> datagrams = std::make_shared<std::vector<Datagram>>();

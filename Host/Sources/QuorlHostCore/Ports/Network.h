@@ -9,6 +9,7 @@
 #include <string>
 #include <variant>
 
+#include <QuorlHostCore/Concurrency/MonotonicTime.h>
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Ports/PortError.h>
 #include <QuorlKit/Foundation/ByteView.h>
@@ -22,6 +23,12 @@ struct HostPort {
   std::uint16_t port = 0;
 
   bool operator==(const HostPort&) const = default;
+};
+
+/// How far the bytes given to a connection have come.
+struct TransportProgress {
+  std::uint64_t acknowledged = 0;  // confirmed by the peer's system, since the connection began
+  Duration shortestRoundTrip{};    // measured lately; zero while unknown
 };
 
 /// One TCP connection, accepted or opened.
@@ -56,6 +63,14 @@ class NetworkConnection {
 
   /// The peer, when it is known.
   virtual std::optional<HostPort> remoteEndpoint() const = 0;
+  /// This end, when it is known.
+  virtual std::optional<HostPort> localEndpoint() const = 0;
+
+  /// Read from the transport now, without waiting. After the end: the last known.
+  virtual TransportProgress progress() = 0;
+  /// The transport takes about this many bytes beyond those on their way to the peer; the rest stays with the
+  /// connection, where `send` completes later.
+  virtual void limitUnsent(std::size_t bytes) = 0;
 };
 
 /// A listening TCP socket.
@@ -100,7 +115,10 @@ class Network {
                                                                             SerialQueue queue,
                                                                             ListenerHandlers handlers) = 0;
 
-  virtual std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer, SerialQueue queue) = 0;
+  /// `localHost`: the address of this machine that the datagrams come from, if it matters.
+  virtual std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer,
+                                                             const std::optional<std::string>& localHost,
+                                                             SerialQueue queue) = 0;
 };
 
 }  // namespace quorl

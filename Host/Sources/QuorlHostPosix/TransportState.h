@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+
+namespace quorl {
+
+/// What the kernel knows of a TCP connection's way to its peer.
+struct TransportState {
+  std::size_t unacknowledged = 0;                 // bytes given to the kernel and not confirmed by the peer's
+  std::chrono::microseconds shortestRoundTrip{};  // zero while none was measured
+};
+
+/// Nothing for a socket that has ended.
+std::optional<TransportState> readTransport(int descriptor);
+
+/// The kernel takes no more bytes, and does not report the socket as writable, while more than this many have
+/// not been sent yet.
+void setUnsentLimit(int descriptor, std::size_t bytes);
+
+}  // namespace quorl
