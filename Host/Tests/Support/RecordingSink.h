@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -35,7 +39,20 @@ class RecordingSink : public StreamOutputSink {
     order.push_back('f');
     frames.push_back(std::move(frame));
   }
+  std::optional<PictureBudget> admitPicture(PictureRequest request) override {
+    wantedRate = request.wantedRate;
+    if (isOpen) return budget;
+    waiting = std::move(request.whenOpen);
+    return std::nullopt;
+  }
+  DeliveredRate deliveredRate() const override { return delivered; }
   bool isBackpressured() const override { return backpressured; }
+
+  /// The link has room again.
+  void open() {
+    isOpen = true;
+    if (auto waker = std::exchange(waiting, nullptr)) waker();
+  }
 
   /// All messages of one case, in order.
   template <class Case>
@@ -51,6 +68,11 @@ class RecordingSink : public StreamOutputSink {
   std::vector<OutgoingFrame> frames;
   std::vector<char> order;  // 'c', 'v' or 'f' for each send
   bool backpressured = false;
+  bool isOpen = true;
+  PictureBudget budget;
+  double wantedRate = 0;
+  std::shared_ptr<std::atomic<double>> delivered = std::make_shared<std::atomic<double>>(0);
+  std::function<void()> waiting;
 };
 
 }  // namespace quorl::test

@@ -17,6 +17,9 @@ namespace {
 
 constexpr std::string_view unnamed = "connecting…";
 
+constexpr double datagramHeadroom = 1.5;
+constexpr double leastDatagramRate = 250'000;  // bytes per second
+
 }  // namespace
 
 std::string printed(const std::optional<HostPort>& endpoint) {
@@ -31,6 +34,7 @@ ClientConnection::ClientConnection(std::unique_ptr<NetworkConnection> connection
     : queue_(*services->platform.scheduler, "quorl.conn", QueueRank::connection),
       services_(std::move(services)),
       connection_(std::move(connection)),
+      gate_(std::make_shared<PictureGate>(queue_, connection_)),
       connectedAt_(queue_.scheduler().date()),
       authority_(services_),
       handshake_(authority_, printed(connection_->remoteEndpoint())),
@@ -53,6 +57,11 @@ void ClientConnection::onAuthenticated(Callback callback) {
 void ClientConnection::start() {
   queue_.async([self = shared_from_this()] {
     self->queue_.assertCurrent();
+    self->path_ = std::make_shared<SendPath>(
+        self->queue_, self->connection_, self->gate_,
+        [weak = self->weak_from_this()](const std::optional<PortError>& error) QUORL_NO_ANALYSIS {
+          if (const auto connection = weak.lock()) connection->transportProgressed(error);
+        });
     self->connection_->start(self->queue_, [weak = self->weak_from_this()](NetworkConnection::State state,
                                                                            const PortError& error) {
       if (const auto connection = weak.lock()) connection->connectionStateChanged(state, error);
@@ -107,7 +116,7 @@ AuthState ClientConnection::authState() const {
 std::size_t ClientConnection::outstandingBytes() const {
   return queue_.sync([this] {
     queue_.assertCurrent();
-    return outstandingBytes_;
+    return path_ ? path_->outstandingBytes() : 0;
   });
 }
 
@@ -137,7 +146,7 @@ void ClientConnection::connectionStateChanged(NetworkConnection::State state, co
 bool ClientConnection::mayReceive() const {
   const std::size_t limit =
       handshake_.state() == AuthState::authenticated ? backpressureThreshold : unauthenticatedBacklog;
-  return outstandingBytes_ + outstandingFrames_ * frameOverhead <= limit;
+  return path_->answerBacklog() <= limit;
 }
 
 void ClientConnection::armReceive() {
@@ -202,7 +211,7 @@ void ClientConnection::dispatch(const Frame& frame) {
       break;
     case FrameType::ping:
       lastProbeAt_ = queue_.scheduler().date();
-      rawSend(OutgoingFrame::raw(FrameType::pong, shareBytes(frame.payload)), Droppable::no);
+      sendNow(OutgoingFrame::raw(FrameType::pong, shareBytes(frame.payload)), Purpose::answer, std::nullopt);
       break;
     case FrameType::input:
       dispatchInput(frame);
@@ -311,52 +320,69 @@ void ClientConnection::noteProbe() {
 
 // Sending
 
-void ClientConnection::sendControl(ControlMessage message) {
-  if (auto frame = OutgoingFrame::control(message)) sendFrame(std::move(*frame), Droppable::no);
-}
-
-void ClientConnection::sendFrame(OutgoingFrame frame, Droppable droppable) {
-  queue_.async([weak = weak_from_this(), frame = std::move(frame), droppable]() mutable {
+void ClientConnection::post(OutgoingFrame frame, Droppable droppable, Purpose purpose,
+                            std::optional<StateKey> key) {
+  gate_->accepted(frame.size());
+  queue_.async([weak = weak_from_this(), frame = std::move(frame), droppable, purpose, key]() mutable {
     const auto self = weak.lock();
     if (!self) return;
     self->queue_.assertCurrent();
-    self->rawSend(std::move(frame), droppable);
+    if (!self->closed_) self->path_->send(std::move(frame), droppable, purpose, key);
   });
+}
+
+void ClientConnection::sendControl(ControlMessage message) {
+  if (auto frame = OutgoingFrame::control(message))
+    post(std::move(*frame), Droppable::no, Purpose::answer, stateKeyOf(message));
+}
+
+void ClientConnection::sendState(OutgoingFrame frame, const std::optional<StateKey>& key) {
+  post(std::move(frame), Droppable::no, Purpose::other, key);
+}
+
+void ClientConnection::sendFrame(OutgoingFrame frame, Droppable droppable) {
+  post(std::move(frame), droppable, Purpose::other, std::nullopt);
 }
 
 // In place, where services only post: what the connection says last must leave before it closes.
 void ClientConnection::reply(ControlMessage message) {
   queue_.assertCurrent();
-  if (auto frame = OutgoingFrame::control(message)) rawSend(std::move(*frame), Droppable::no);
+  if (auto frame = OutgoingFrame::control(message))
+    sendNow(std::move(*frame), Purpose::answer, stateKeyOf(message));
 }
 
-bool ClientConnection::dropsNow(Droppable droppable) const {
-  return droppable == Droppable::yes && outstandingBytes_ > backpressureThreshold;
+void ClientConnection::sendNow(OutgoingFrame frame, Purpose purpose, const std::optional<StateKey>& key) {
+  if (closed_ || !path_) return;
+  gate_->accepted(frame.size());
+  path_->send(std::move(frame), Droppable::no, purpose, key);
 }
 
-void ClientConnection::rawSend(OutgoingFrame frame, Droppable droppable) {
-  if (closed_ || dropsNow(droppable)) return;
-  const std::size_t byteCount = frame.size();
-  outstandingBytes_ += byteCount;
-  ++outstandingFrames_;
-  connection_->send(std::move(frame), [weak = weak_from_this(), byteCount](std::optional<PortError> error) {
+void ClientConnection::answer(Question question, Answerer answerer) {
+  queue_.assertCurrent();
+  if (!closed_ && questions_.ask(question)) makeAnswer(question, answerer);
+}
+
+void ClientConnection::makeAnswer(Question question, Answerer answerer) {
+  answerer(services_, [weak = weak_from_this(), question, answerer](ControlMessage message) {
     const auto self = weak.lock();
     if (!self) return;
-    self->queue_.assertCurrent();
-    self->sent(byteCount, error);
+    self->sendControl(std::move(message));
+    self->queue_.async([self, question, answerer] {
+      self->queue_.assertCurrent();
+      if (self->questions_.answered(question) && !self->closed_) self->makeAnswer(question, answerer);
+    });
   });
 }
 
 // Once, and not while pictures are being dropped: a key frame lengthens the backlog and is never dropped.
 void ClientConnection::repairStreams() {
-  if (brokenStreams_.empty() || outstandingBytes_ > backpressureThreshold) return;
+  if (brokenStreams_.empty() || path_->isBackpressured()) return;
   for (const std::uint32_t streamID : std::exchange(brokenStreams_, {}))
     if (ClientStream* stream = streams_.find(streamID)) stream->requestKeyframe();
 }
 
-void ClientConnection::sent(std::size_t byteCount, const std::optional<PortError>& error) {
-  outstandingBytes_ -= byteCount;
-  --outstandingFrames_;
+void ClientConnection::transportProgressed(const std::optional<PortError>& error) {
+  queue_.assertCurrent();
   if (error) {
     Log::server.v(fmt::format("send failed: {}", error->description));
     teardown();
@@ -364,43 +390,61 @@ void ClientConnection::sent(std::size_t byteCount, const std::optional<PortError
   }
   if (closed_) return;
   repairStreams();
+  if (path_->takeLostAgentEvents()) sendAllAgents();
   if (receiveWaits_ && mayReceive()) resume();
+}
+
+// In place of events that a client was too slow for.
+void ClientConnection::sendAllAgents() {
+  if (!services_->agents) return;
+  services_->agents->currentList([weak = weak_from_this()](std::vector<AgentDescriptor> list) {
+    if (const auto self = weak.lock()) self->sendControl(message::AgentList{std::move(list)});
+  });
 }
 
 void ClientConnection::sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
                                  SharedBytes data, Droppable droppable) {
-  queue_.async([weak = weak_from_this(), streamID, flags, ptsMicros, data = std::move(data), droppable] {
+  const SharedVideoPacket packet{streamID, flags, ptsMicros, std::move(data)};
+  OutgoingFrame frame = OutgoingFrame::video(packet);
+  gate_->accepted(frame.size());
+  queue_.async([weak = weak_from_this(), packet, frame = std::move(frame), droppable]() mutable {
     const auto self = weak.lock();
     if (!self) return;
     self->queue_.assertCurrent();
     if (self->closed_) return;
     // A lost configuration would leave the client without a picture, so it never goes by datagram.
-    if (self->udpVideo_ && !flags.contains(VideoPacketFlags::codecConfig)) {
-      self->sendDatagrams(streamID, flags, ptsMicros, data);
-    } else {
-      if (self->dropsNow(droppable)) self->brokenStreams_.insert(streamID);
-      self->rawSend(OutgoingFrame::video(SharedVideoPacket{streamID, flags, ptsMicros, data}), droppable);
+    if (self->udpVideo_ && !packet.flags.contains(VideoPacketFlags::codecConfig)) {
+      self->gate_->discarded(frame.size());
+      self->sendDatagrams(packet);
+    } else if (!self->path_->send(std::move(frame), droppable, Purpose::other)) {
+      self->brokenStreams_.insert(packet.streamID);
     }
   });
 }
 
-void ClientConnection::sendDatagrams(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
-                                     const SharedBytes& data) {
-  const VideoUDP::FrameFields fields{streamID, ++udpFrameCounter_, flags, ptsMicros};
-  VideoUDP::forEachFragment(fields, data ? ByteView(*data) : ByteView(), [&](ByteView header, ByteView part) {
-    queue_.assertCurrent();
-    Bytes datagram;
-    datagram.reserve(header.size() + part.size());
-    datagram.insert(datagram.end(), header.begin(), header.end());
-    datagram.insert(datagram.end(), part.begin(), part.end());
-    udpVideo_->send(std::move(datagram));
-  });
+void ClientConnection::sendDatagrams(const SharedVideoPacket& packet) {
+  const VideoUDP::FrameFields fields{packet.streamID, ++udpFrameCounter_, packet.flags, packet.ptsMicros};
+  // Any second of a stream may take half as much again as its rate.
+  udpVideo_->setRate(std::max(gate_->wantedRate() * datagramHeadroom, leastDatagramRate));
+  VideoUDP::forEachFragment(fields, packet.data ? ByteView(*packet.data) : ByteView(),
+                            [&](ByteView header, ByteView part) {
+                              queue_.assertCurrent();
+                              Bytes datagram;
+                              datagram.reserve(header.size() + part.size());
+                              datagram.insert(datagram.end(), header.begin(), header.end());
+                              datagram.insert(datagram.end(), part.begin(), part.end());
+                              udpVideo_->send(std::move(datagram));
+                            });
+}
+
+std::optional<PictureBudget> ClientConnection::admitPicture(PictureRequest request) {
+  return gate_->admit(std::move(request));
 }
 
 bool ClientConnection::isBackpressured() const {
   return queue_.sync([this] {
     queue_.assertCurrent();
-    return !closed_ && outstandingBytes_ > backpressureThreshold;
+    return !closed_ && path_ && path_->isBackpressured();
   });
 }
 
@@ -419,11 +463,23 @@ void ClientConnection::useVideoChannel(std::uint16_t udpPort) {
   udpVideo_.reset();
   const auto remote = connection_->remoteEndpoint();
   if (udpPort == 0 || !remote) {
+    gate_->setDatagrams(PictureGate::Datagrams::unused);
     Log::stream.v("video: using TCP transport");
     return;
   }
   const HostPort peer{remote->host, udpPort};
-  udpVideo_ = services_->platform.network->openDatagramSender(peer, queue_);
+  const auto local = connection_->localEndpoint();
+  // From the address that the client knows: it drops what others send.
+  auto sender = services_->platform.network->openDatagramSender(
+      peer, local ? std::optional(local->host) : std::nullopt, queue_);
+  udpVideo_ = std::make_shared<DatagramPacer>(
+      queue_, std::move(sender), [gate = std::weak_ptr(gate_)](DatagramPacer::State state) {
+        const auto target = gate.lock();
+        if (!target) return;
+        target->setDatagrams(state == DatagramPacer::State::flowing ? PictureGate::Datagrams::flowing
+                                                                    : PictureGate::Datagrams::queued);
+      });
+  gate_->setDatagrams(PictureGate::Datagrams::flowing);
   Log::stream.v(fmt::format("video: UDP side channel -> {}:{}", peer.host, peer.port));
 }
 
@@ -445,6 +501,8 @@ void ClientConnection::teardown() {
   input_.releaseHeld();
   streams_.stopAll();
   if (services_->agents) services_->agents->removeSink(this);
+  gate_->close();
+  if (path_) path_->handOverAll();
   connection_->cancel();
   if (onClose_) onClose_(*this);
 }

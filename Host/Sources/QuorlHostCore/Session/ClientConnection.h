@@ -11,11 +11,16 @@
 #include <string>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Link/DatagramPacer.h>
+#include <QuorlHostCore/Link/PictureGate.h>
 #include <QuorlHostCore/Ports/Network.h>
 #include <QuorlHostCore/Session/HandshakeMachine.h>
 #include <QuorlHostCore/Session/HostHandshakeAuthority.h>
 #include <QuorlHostCore/Session/InputRouter.h>
 #include <QuorlHostCore/Session/MessageRouter.h>
+#include <QuorlHostCore/Session/QuestionDesk.h>
+#include <QuorlHostCore/Session/SendPath.h>
+#include <QuorlHostCore/Session/StateKey.h>
 #include <QuorlHostCore/Session/StreamOutputSink.h>
 #include <QuorlHostCore/Session/StreamTable.h>
 #include <QuorlKit/Foundation/Date.h>
@@ -48,12 +53,11 @@ class ClientConnection final : public StreamOutputSink,
                                private RoutedSession,
                                public std::enable_shared_from_this<ClientConnection> {
  public:
-  static constexpr std::size_t receiveMaximum = 524'288;            // bytes per receive
-  static constexpr std::size_t backpressureThreshold = 12'582'912;  // bytes; equal does not count
+  static constexpr std::size_t receiveMaximum = 524'288;  // bytes per receive
+  static constexpr std::size_t backpressureThreshold = SendPath::backpressureThreshold;
   /// What a peer that proved nothing may leave unread before it is no longer listened to.
   static constexpr std::size_t unauthenticatedBacklog = 1'048'576;
-  /// What one frame on its way out costs besides its bytes, so that many tiny ones count as well.
-  static constexpr std::size_t frameOverhead = 256;
+  static constexpr std::size_t frameOverhead = SendPath::frameOverhead;
 
   using Callback = std::function<void(ClientConnection&)>;
 
@@ -72,14 +76,20 @@ class ClientConnection final : public StreamOutputSink,
   ClientSummary summary() const;
   const SerialQueue& queue() const { return queue_; }
   AuthState authState() const;
-  /// Bytes handed to the transport and not yet taken by it.
+  /// Bytes accepted for the client and not yet taken by the transport.
   std::size_t outstandingBytes() const;
+
+  /// State for all clients, encoded once; while this client does not keep up, a newer frame with the same key
+  /// replaces it. Any thread.
+  void sendState(OutgoingFrame frame, const std::optional<StateKey>& key);
 
   // StreamOutputSink
   void sendControl(ControlMessage message) override;
   void sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros, SharedBytes data,
                  Droppable droppable) override;
   void sendFrame(OutgoingFrame frame, Droppable droppable) override;
+  std::optional<PictureBudget> admitPicture(PictureRequest request) override;
+  DeliveredRate deliveredRate() const override { return gate_->deliveredRate(); }
   bool isBackpressured() const override;
 
  private:
@@ -90,6 +100,7 @@ class ClientConnection final : public StreamOutputSink,
   std::weak_ptr<StreamOutputSink> sink() override { return weak_from_this(); }
   bool isClosed() const override QUORL_NO_ANALYSIS { return closed_; }
   void reply(ControlMessage message) override;
+  void answer(Question question, Answerer answerer) override;
   void noteProbe() override;
   void openVideoChannel(std::uint16_t udpPort) override;
   void end() override;
@@ -111,22 +122,26 @@ class ClientConnection final : public StreamOutputSink,
   void closeLater(std::chrono::milliseconds delay) QUORL_REQUIRES(queue_);
   void authenticated() QUORL_REQUIRES(queue_);
   void pushInitialState() QUORL_REQUIRES(queue_);
-  bool dropsNow(Droppable droppable) const QUORL_REQUIRES(queue_);
-  void rawSend(OutgoingFrame frame, Droppable droppable) QUORL_REQUIRES(queue_);
+  void makeAnswer(Question question, Answerer answerer) QUORL_REQUIRES(queue_);
+  void post(OutgoingFrame frame, Droppable droppable, Purpose purpose, std::optional<StateKey> key);
+  void sendNow(OutgoingFrame frame, Purpose purpose, const std::optional<StateKey>& key)
+      QUORL_REQUIRES(queue_);
   void repairStreams() QUORL_REQUIRES(queue_);
-  void sent(std::size_t byteCount, const std::optional<PortError>& error) QUORL_REQUIRES(queue_);
-  void sendDatagrams(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
-                     const SharedBytes& data) QUORL_REQUIRES(queue_);
+  void transportProgressed(const std::optional<PortError>& error) QUORL_REQUIRES(queue_);
+  void sendAllAgents() QUORL_REQUIRES(queue_);
+  void sendDatagrams(const SharedVideoPacket& packet) QUORL_REQUIRES(queue_);
   void useVideoChannel(std::uint16_t udpPort) QUORL_REQUIRES(queue_);
   void teardown() QUORL_REQUIRES(queue_);
   std::string hostText() const;
 
   const SerialQueue queue_;
   const std::shared_ptr<HostServices> services_;
-  const std::unique_ptr<NetworkConnection> connection_;
+  const std::shared_ptr<NetworkConnection> connection_;
+  const std::shared_ptr<PictureGate> gate_;
   const Date connectedAt_;
 
-  std::unique_ptr<DatagramSender> udpVideo_ QUORL_GUARDED_BY(queue_);
+  std::shared_ptr<SendPath> path_ QUORL_GUARDED_BY(queue_);
+  std::shared_ptr<DatagramPacer> udpVideo_ QUORL_GUARDED_BY(queue_);
   std::uint32_t udpFrameCounter_ QUORL_GUARDED_BY(queue_) = 0;
   Deframer deframer_ QUORL_GUARDED_BY(queue_);
   HostHandshakeAuthority authority_ QUORL_GUARDED_BY(queue_);
@@ -134,8 +149,7 @@ class ClientConnection final : public StreamOutputSink,
   StreamTable streams_ QUORL_GUARDED_BY(queue_);
   InputRouter input_ QUORL_GUARDED_BY(queue_);
   std::optional<Date> lastProbeAt_ QUORL_GUARDED_BY(queue_);
-  std::size_t outstandingBytes_ QUORL_GUARDED_BY(queue_) = 0;
-  std::size_t outstandingFrames_ QUORL_GUARDED_BY(queue_) = 0;
+  QuestionDesk questions_ QUORL_GUARDED_BY(queue_);
   // Streams that have lost a picture, which later ones build on.
   std::set<std::uint32_t> brokenStreams_ QUORL_GUARDED_BY(queue_);
   bool receiveWaits_ QUORL_GUARDED_BY(queue_) = false;  // for the backlog to shrink

@@ -251,9 +251,9 @@ void ConnectionServer::broadcastControl(const ControlMessage& message) {
   // Encoded on the caller's thread and once: all clients share the bytes.
   auto frame = OutgoingFrame::control(message);
   if (!frame) return;
-  queue_.async([self = shared_from_this(), frame = std::move(*frame)] {
+  queue_.async([self = shared_from_this(), frame = std::move(*frame), key = stateKeyOf(message)] {
     self->queue_.assertCurrent();
-    for (const auto& client : self->authenticatedClients()) client->sendFrame(frame, Droppable::no);
+    for (const auto& client : self->authenticatedClients()) client->sendState(frame, key);
   });
 }
 

@@ -20,6 +20,7 @@ namespace quorl {
 namespace {
 
 using Handler = void (*)(RoutedSession&, const ControlMessage&);
+using Services = std::shared_ptr<HostServices>;
 
 template <class Case, class... Cases>
 consteval std::size_t positionOf(const std::variant<Cases...>*) {
@@ -69,19 +70,31 @@ void launchApp(RoutedSession& session, const LaunchApp& request) {
   });
 }
 
-void answerHostState(RoutedSession& session) {
-  session.services()->stateProvider->buildState([weak = session.sink()](HostState state) {
-    if (const auto sink = weak.lock()) sink->sendControl(message::HostState{std::move(state)});
-  });
+void findHostState(const Services& services, RoutedSession::Answer answer) {
+  services->stateProvider->buildState(
+      [answer = std::move(answer)](HostState state) { answer(message::HostState{std::move(state)}); });
 }
 
 // Off the queue: asking the platform for its accounts may take seconds.
-void answerUserList(RoutedSession& session) {
-  Scheduler& scheduler = *session.services()->platform.scheduler;
-  scheduler.execute([&scheduler, weak = session.sink(), services = session.services()] {
+void findUserList(const Services& services, RoutedSession::Answer answer) {
+  Scheduler& scheduler = *services->platform.scheduler;
+  scheduler.execute([&scheduler, services, answer = std::move(answer)] {
     std::vector<UserAccount> accounts;
     scheduler.blocking([&] { accounts = services->buildUserAccounts(); });
-    if (const auto sink = weak.lock()) sink->sendControl(message::UserList{std::move(accounts)});
+    answer(message::UserList{std::move(accounts)});
+  });
+}
+
+void findAgentList(const Services& services, RoutedSession::Answer answer) {
+  if (!services->agents) return answer(message::AgentList{});
+  services->agents->currentList([answer = std::move(answer)](std::vector<AgentDescriptor> list) {
+    answer(message::AgentList{std::move(list)});
+  });
+}
+
+void findExternalAgents(const Services& services, RoutedSession::Answer answer) {
+  services->agents->requestExternalAgents([answer = std::move(answer)](std::vector<ExternalAgent> list) {
+    answer(message::ExternalAgentList{std::move(list)});
   });
 }
 
@@ -90,23 +103,6 @@ template <class Work>
 void withAgents(RoutedSession& session, Work work) {
   // A subscription that begins after the end would never be taken back.
   if (const auto& agents = session.services()->agents; agents && !session.isClosed()) work(*agents);
-}
-
-void answerAgentList(RoutedSession& session) {
-  if (!session.services()->agents) return session.reply(message::AgentList{});
-  withAgents(session, [&](AgentRegistry& agents) {
-    agents.currentList([weak = session.sink()](std::vector<AgentDescriptor> list) {
-      if (const auto sink = weak.lock()) sink->sendControl(message::AgentList{std::move(list)});
-    });
-  });
-}
-
-void answerExternalAgents(RoutedSession& session) {
-  withAgents(session, [&](AgentRegistry& agents) {
-    agents.requestExternalAgents([weak = session.sink()](std::vector<ExternalAgent> list) {
-      if (const auto sink = weak.lock()) sink->sendControl(message::ExternalAgentList{std::move(list)});
-    });
-  });
 }
 
 // Tells all clients after a change of the user's web services.
@@ -128,7 +124,9 @@ void setGUIAgentBundles(RoutedSession& session, const std::vector<std::string>& 
 
 consteval RoutingTable agentRoutes(RoutingTable table) {
   using Session = RoutedSession;
-  return table.on<message::RequestAgentList>([](Session& session, const auto&) { answerAgentList(session); })
+  return table
+      .on<message::RequestAgentList>(
+          [](Session& session, const auto&) { session.answer(Question::agentList, findAgentList); })
       .on<message::AgentCommand>([](Session& session, const message::AgentCommand& request) {
         withAgents(session, [&](AgentRegistry& agents) { agents.handle(request._0, session.sink().lock()); });
       })
@@ -151,8 +149,10 @@ consteval RoutingTable agentRoutes(RoutingTable table) {
       .on<message::LaunchCatalogEntry>([](Session& session, const message::LaunchCatalogEntry& request) {
         withAgents(session, [&](AgentRegistry& agents) { agents.launchCatalogEntry(request.id); });
       })
-      .on<message::RequestExternalAgents>(
-          [](Session& session, const auto&) { answerExternalAgents(session); })
+      .on<message::RequestExternalAgents>([](Session& session, const auto&) {
+        withAgents(session,
+                   [&](AgentRegistry&) { session.answer(Question::externalAgents, findExternalAgents); });
+      })
       .on<message::AdoptExternalAgent>([](Session& session, const message::AdoptExternalAgent& request) {
         withAgents(session, [&](AgentRegistry& agents) { agents.adoptExternal(request.id); });
       })
@@ -187,8 +187,10 @@ consteval RoutingTable sessionRoutes(RoutingTable table) {
       })
       .on<message::LaunchApp>(
           [](Session& session, const message::LaunchApp& request) { launchApp(session, request._0); })
-      .on<message::RequestHostState>([](Session& session, const auto&) { answerHostState(session); })
-      .on<message::RequestUserList>([](Session& session, const auto&) { answerUserList(session); })
+      .on<message::RequestHostState>(
+          [](Session& session, const auto&) { session.answer(Question::hostState, findHostState); })
+      .on<message::RequestUserList>(
+          [](Session& session, const auto&) { session.answer(Question::userList, findUserList); })
       .on<message::Bye>([](Session& session, const auto&) { session.end(); });
 }
 

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
+#include <QuorlHostCore/Session/QuestionDesk.h>
 #include <QuorlHostCore/Session/StreamOutputSink.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
 
@@ -18,6 +20,11 @@ class StreamTable;
 /// *Queue*: the connection's, all operations.
 class RoutedSession {
  public:
+  /// Takes the answer once, on any thread.
+  using Answer = std::function<void(ControlMessage)>;
+  /// Finds the answer, now or later.
+  using Answerer = void (*)(const std::shared_ptr<HostServices>& services, Answer answer);
+
   virtual ~RoutedSession() = default;
   virtual const std::shared_ptr<HostServices>& services() = 0;
   virtual StreamTable& streams() = 0;
@@ -27,6 +34,9 @@ class RoutedSession {
   /// Also true for messages that came in one read with the one that ended the session.
   virtual bool isClosed() const = 0;
   virtual void reply(ControlMessage message) = 0;
+  /// Has a question answered that a service answers later, with the state of then. Further questions of this
+  /// kind that come meanwhile get one answer together.
+  virtual void answer(Question question, Answerer answerer) = 0;
   virtual void noteProbe() = 0;
   /// Opens the datagram channel to this port of the client's host in place of an earlier one; 0 closes it.
   virtual void openVideoChannel(std::uint16_t udpPort) = 0;

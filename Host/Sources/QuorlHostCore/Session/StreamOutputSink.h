@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
+#include <QuorlHostCore/Link/DeliveredRate.h>
+#include <QuorlHostCore/Link/PictureBudget.h>
 #include <QuorlKit/Foundation/ByteView.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
 #include <QuorlKit/Protocol/MediaPackets.h>
@@ -25,7 +28,9 @@ class StreamOutputSink {
  public:
   virtual ~StreamOutputSink() = default;
 
-  /// Never dropped for back-pressure. A message that cannot be encoded is dropped silently.
+  /// An answer to this client. Never dropped for back-pressure, but while the client does not keep up, state
+  /// that is newer replaces state of the same kind that still waits. A message that cannot be encoded is
+  /// dropped silently.
   virtual void sendControl(ControlMessage message) = 0;
 
   /// One packet of a stream: by datagrams when the client has opened that channel and the flags do not hold
@@ -35,6 +40,13 @@ class StreamOutputSink {
 
   /// A frame that is already encoded; the same frame may go to many clients.
   virtual void sendFrame(OutgoingFrame frame, Droppable droppable) = 0;
+
+  /// Asks to capture and encode the next picture of a stream. With the budget in the answer it is to be made
+  /// now. Without, the link still has enough to carry: `request.whenOpen` runs once when it has not, on any
+  /// thread, and must only post; never after the session's end. Does not wait for the session's queue.
+  virtual std::optional<PictureBudget> admitPicture(PictureRequest request) = 0;
+
+  virtual DeliveredRate deliveredRate() const = 0;
 
   /// Whether more than the threshold is handed to the transport and not yet taken by it; false for a closed
   /// session. Waits for the session's queue, so it must not be read from there nor from a queue that the

@@ -35,6 +35,9 @@ class BareSession final : public RoutedSession {
   std::weak_ptr<StreamOutputSink> sink() override { return client; }
   bool isClosed() const override { return closed; }
   void reply(ControlMessage message) override { client->sendControl(std::move(message)); }
+  void answer(Question, Answerer answerer) override {
+    answerer(services_, [this](ControlMessage message) { client->sendControl(std::move(message)); });
+  }
   void noteProbe() override {}
   void openVideoChannel(std::uint16_t) override {}
   void end() override {}

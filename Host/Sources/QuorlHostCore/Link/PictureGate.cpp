@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Link/PictureGate.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace quorl {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// A stream that has asked for nothing lately leaves its share to the others.
+constexpr Duration activity = std::chrono::seconds(1);
+// One that has asked for nothing for this long has ended, or shows what stands still.
+constexpr Duration memory = std::chrono::seconds(10);
+// How often progress without any picture is looked at.
+constexpr Duration progressInterval = milliseconds(20);
+
+// What the system holds back beyond the bytes on their way: a tenth of a second of the link.
+constexpr double unsentSeconds = 0.1;
+constexpr double leastUnsent = 32'768;
+constexpr double mostUnsent = 4'194'304;
+constexpr std::size_t initialUnsent = 131'072;
+
+}  // namespace
+
+PictureGate::PictureGate(SerialQueue queue, std::shared_ptr<NetworkConnection> transport)
+    : queue_(std::move(queue)), transport_(std::move(transport)), unsentLimit_(initialUnsent) {
+  transport_->limitUnsent(unsentLimit_);
+}
+
+std::optional<PictureBudget> PictureGate::admit(PictureRequest request) {
+  const std::lock_guard lock(mutex_);
+  if (isClosed_) return std::nullopt;
+  const MonotonicTime now = queue_.now();
+  forgetEndedStreams(now);
+  Stream& stream = streams_[request.streamID];
+  stream.wantedRate = request.wantedRate;
+  stream.wantedAt = now;
+  stream.whenOpen = nullptr;
+  if (datagrams_ == Datagrams::unused) {
+    observe(now);
+    estimator_.pictureWanted(now, sumOfWanted());
+  }
+  if (isOpen()) {
+    if (datagrams_ != Datagrams::unused) return PictureBudget{};
+    return PictureBudget{estimator_.pictureRate() / static_cast<double>(activeStreams(now))};
+  }
+  stream.whenOpen = std::move(request.whenOpen);
+  arm();
+  return std::nullopt;
+}
+
+void PictureGate::accepted(std::size_t bytes) {
+  const std::lock_guard lock(mutex_);
+  estimator_.accepted(queue_.now(), bytes);
+  if (isWatching()) arm();
+}
+
+void PictureGate::discarded(std::size_t bytes) {
+  const std::lock_guard lock(mutex_);
+  estimator_.discarded(bytes);
+}
+
+void PictureGate::progressed() {
+  Wakers wakers;
+  {
+    const std::lock_guard lock(mutex_);
+    const MonotonicTime now = queue_.now();
+    if (isClosed_ || (observedAt_ && now - *observedAt_ < progressInterval)) return;
+    observe(now);
+    wakers = takeWakers();
+  }
+  wake(wakers);
+}
+
+void PictureGate::setDatagrams(Datagrams state) {
+  Wakers wakers;
+  {
+    const std::lock_guard lock(mutex_);
+    datagrams_ = state;
+    wakers = takeWakers();
+  }
+  wake(wakers);
+}
+
+void PictureGate::close() {
+  const std::lock_guard lock(mutex_);
+  isClosed_ = true;
+  streams_.clear();
+}
+
+double PictureGate::wantedRate() const {
+  const std::lock_guard lock(mutex_);
+  return sumOfWanted();
+}
+
+void PictureGate::observe(MonotonicTime now) {
+  observedAt_ = now;
+  const TransportProgress progress = transport_->progress();
+  estimator_.observed(now, progress.acknowledged, progress.shortestRoundTrip);
+  *deliveredRate_ = estimator_.deliveredRate();
+  setUnsentLimit();
+}
+
+void PictureGate::setUnsentLimit() {
+  const double rate = estimator_.deliveredRate();
+  if (rate <= 0) return;
+  const auto limit = static_cast<std::size_t>(std::clamp(rate * unsentSeconds, leastUnsent, mostUnsent));
+  if (limit < unsentLimit_ * 2 && limit * 2 > unsentLimit_) return;
+  unsentLimit_ = limit;
+  transport_->limitUnsent(limit);
+}
+
+void PictureGate::forgetEndedStreams(MonotonicTime now) {
+  std::erase_if(streams_, [now](const auto& entry) {
+    return !entry.second.whenOpen && now - entry.second.wantedAt > memory;
+  });
+}
+
+double PictureGate::sumOfWanted() const {
+  double sum = 0;
+  for (const auto& [streamID, stream] : streams_) sum += stream.wantedRate;
+  return sum;
+}
+
+std::size_t PictureGate::activeStreams(MonotonicTime now) const {
+  const auto count = std::ranges::count_if(
+      streams_, [now](const auto& entry) { return now - entry.second.wantedAt < activity; });
+  return std::max<std::size_t>(static_cast<std::size_t>(count), 1);
+}
+
+bool PictureGate::isOpen() const {
+  return datagrams_ == Datagrams::unused ? estimator_.isOpen() : datagrams_ == Datagrams::flowing;
+}
+
+bool PictureGate::isWatching() const {
+  if (isClosed_ || datagrams_ != Datagrams::unused || streams_.empty()) return false;
+  const bool hasWaiting =
+      std::ranges::any_of(streams_, [](const auto& entry) { return entry.second.whenOpen != nullptr; });
+  return (hasWaiting || estimator_.isOpen()) && estimator_.nextObservation().has_value();
+}
+
+PictureGate::Wakers PictureGate::takeWakers() {
+  Wakers wakers;
+  if (isClosed_ || !isOpen()) return wakers;
+  for (auto& [streamID, stream] : streams_)
+    if (stream.whenOpen) wakers.push_back(std::exchange(stream.whenOpen, nullptr));
+  return wakers;
+}
+
+void PictureGate::wake(const Wakers& wakers) {
+  for (const auto& waker : wakers) waker();
+}
+
+void PictureGate::arm() {
+  if (isArmed_ || datagrams_ != Datagrams::unused) return;
+  isArmed_ = true;
+  queue_.async([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    self->armTimer();
+  });
+}
+
+void PictureGate::armTimer() {
+  std::optional<Duration> wait;
+  {
+    const std::lock_guard lock(mutex_);
+    isArmed_ = isWatching();
+    if (isArmed_) wait = estimator_.nextObservation();
+  }
+  if (!wait) return;
+  timer_ = queue_.after(*wait, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->look();
+  });
+}
+
+void PictureGate::look() {
+  queue_.assertCurrent();
+  Wakers wakers;
+  {
+    const std::lock_guard lock(mutex_);
+    if (!isClosed_) observe(queue_.now());
+    wakers = takeWakers();
+  }
+  wake(wakers);
+  armTimer();
+}
+
+}  // namespace quorl

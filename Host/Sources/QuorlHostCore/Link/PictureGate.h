@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+#include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Link/DeliveredRate.h>
+#include <QuorlHostCore/Link/LinkEstimator.h>
+#include <QuorlHostCore/Link/PictureBudget.h>
+#include <QuorlHostCore/Ports/Network.h>
+
+namespace quorl {
+
+/// Lets one client's streams make their next picture when the link has room for it, and divides the link's
+/// rate among them. It reads the transport when a picture is wanted or has left; while a stream waits, and
+/// while a burst tells how fast an unknown link is, it looks again after the time that the rate predicts. On
+/// a link that is no limit it sets no timer.
+///
+/// *Queue*: any thread; timers run on the queue given, wakers on any thread and outside of all locks.
+/// *Ownership*: its connection's; holds the transport. *Lifetime*: after `close` nothing is admitted or
+/// woken.
+class PictureGate : public std::enable_shared_from_this<PictureGate> {
+ public:
+  PictureGate(SerialQueue queue, std::shared_ptr<NetworkConnection> transport);
+
+  /// The budget of the next picture, or nothing: then `request.whenOpen` is called once, when there is room.
+  /// A later request of the same stream takes the place of one that waits.
+  std::optional<PictureBudget> admit(PictureRequest request);
+  /// Bytes begin to wait for the client.
+  void accepted(std::size_t bytes);
+  /// Bytes that were accepted will not reach the transport.
+  void discarded(std::size_t bytes);
+  /// The transport has taken bytes.
+  void progressed();
+
+  /// Pictures go by datagrams, whose pacer says when it has enough: nothing is known of their arrival.
+  enum class Datagrams : std::uint8_t { unused, flowing, queued };
+  void setDatagrams(Datagrams state);
+
+  void close();
+
+  DeliveredRate deliveredRate() const { return deliveredRate_; }
+  /// What the streams of this client ask for together, in bytes per second.
+  double wantedRate() const;
+
+ private:
+  struct Stream {
+    double wantedRate = 0;
+    MonotonicTime wantedAt;
+    std::function<void()> whenOpen;
+  };
+  using Wakers = std::vector<std::function<void()>>;
+
+  // With `mutex_` held.
+  void observe(MonotonicTime now);
+  void setUnsentLimit();
+  void forgetEndedStreams(MonotonicTime now);
+  double sumOfWanted() const;
+  std::size_t activeStreams(MonotonicTime now) const;
+  bool isOpen() const;
+  bool isWatching() const;
+  Wakers takeWakers();
+  void arm();
+
+  void armTimer();
+  void look();
+  static void wake(const Wakers& wakers);
+
+  const SerialQueue queue_;
+  const std::shared_ptr<NetworkConnection> transport_;
+  const std::shared_ptr<std::atomic<double>> deliveredRate_ = std::make_shared<std::atomic<double>>(0);
+
+  mutable std::mutex mutex_;  // guards all below
+  LinkEstimator estimator_;
+  std::map<std::uint32_t, Stream> streams_;
+  Datagrams datagrams_ = Datagrams::unused;
+  std::size_t unsentLimit_;
+  std::optional<MonotonicTime> observedAt_;
+  bool isArmed_ = false;
+  bool isClosed_ = false;
+
+  Timer timer_ QUORL_GUARDED_BY(queue_);
+};
+
+}  // namespace quorl
