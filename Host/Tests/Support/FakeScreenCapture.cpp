@@ -36,6 +36,7 @@ class FakeCaptureStream : public CaptureStream {
     record_->started = !startError_;
     complete(std::move(completion), startError_);
   }
+  void requestPicture() override { ++record_->requests; }
   void updateSettings(const CaptureSettings& settings, Completion completion) override {
     record_->settings.push_back(settings);
     complete(std::move(completion), updateError_);

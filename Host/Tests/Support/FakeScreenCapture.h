@@ -34,6 +34,7 @@ class FakeScreenCapture : public ScreenCapture {
     std::vector<CaptureSettings> settings;  // the first of the creation, then the updates
     CaptureStream::Handlers handlers;
     std::optional<SerialQueue> queue;
+    int requests = 0;  // for pictures, after the start
     bool started = false;
     bool stopped = false;
     bool released = false;

@@ -22,39 +22,81 @@ std::vector<PixelRect> mergedChange(std::vector<PixelRect> earlier, const std::v
   return earlier;
 }
 
-PictureFeed::PictureFeed(SerialQueue queue, std::shared_ptr<VideoEncoder> encoder, Duration frameInterval)
-    : queue_(std::move(queue)), encoder_(std::move(encoder)), frameInterval_(frameInterval) {}
+PictureFeed::PictureFeed(SerialQueue queue, std::shared_ptr<VideoEncoder> encoder, Surroundings surroundings,
+                         Duration frameInterval)
+    : queue_(std::move(queue)),
+      encoder_(std::move(encoder)),
+      surroundings_(std::move(surroundings)),
+      frameInterval_(frameInterval) {
+  refinement_.setFrameInterval(frameInterval);
+}
 
 void PictureFeed::pictureArrived(CapturedPicture picture) {
   queue_.assertCurrent();
+  isRequested_ = false;
   if (pending_) {
     picture.changed = mergedChange(std::move(pending_->changed), picture.changed);
     pending_ = std::move(picture);
     return;
   }
   pending_ = std::move(picture);
-  // Behind the pictures that are already waiting on the queue, so that the newest of them is the one encoded.
+  // After the pictures that are already waiting on the queue, so that the newest of them is the one encoded.
   queue_.async([weak = weak_from_this()] {
     if (auto self = weak.lock()) self->encodePending();
   });
 }
 
+// Whether a picture may be encoded now. Otherwise the feed goes on once it may.
+bool PictureFeed::hasRoom() {
+  if (waitsForRoom_ || inEncoder_ >= mostInEncoder) return false;
+  const auto budget = surroundings_.admit([weak = weak_from_this(), queue = queue_] {
+    queue.async([weak] {
+      if (auto self = weak.lock()) self->roomCame();
+    });
+  });
+  if (budget)
+    encoder_->applyBudget(*budget);
+  else
+    waitsForRoom_ = true;
+  return budget.has_value();
+}
+
+void PictureFeed::roomCame() {
+  queue_.assertCurrent();
+  waitsForRoom_ = false;
+  goOn();
+}
+
+void PictureFeed::goOn() {
+  queue_.assertCurrent();
+  if (pending_) return encodePending();
+  if (wantsRepeat_) return repeatLast();
+  if (isRequested_ || !hasRoom()) return;
+  isRequested_ = true;
+  refinement_.asked(queue_.now());
+  surroundings_.request();
+  armRefinement();
+}
+
 void PictureFeed::encodePending() {
   queue_.assertCurrent();
-  if (!pending_) return;
+  if (!pending_ || !hasRoom()) return;
   CapturedPicture picture = *std::exchange(pending_, std::nullopt);
   keyframeTimer_.cancel();
+  wantsRepeat_ = false;
   const auto presentationTime = later(picture.presentationTime);
   const MonotonicTime now = queue_.now();
   last_ = LastPicture{picture.image, presentationTime, now};
   refinement_.changed(now);
+  ++inEncoder_;
   encoder_->encode(std::move(picture.image), presentationTime, std::move(picture.changed));
+  goOn();
 }
 
 void PictureFeed::requestKeyframe() {
   queue_.assertCurrent();
   encoder_->forceNextKeyframe = true;
-  if (!last_ || pending_ || keyframeTimer_.isPending()) return;
+  if (!last_ || pending_ || wantsRepeat_ || keyframeTimer_.isPending()) return;
   keyframeTimer_ = queue_.after(std::min(frameInterval_, longestKeyframeWait), [weak = weak_from_this()] {
     if (auto self = weak.lock()) self->repeatForKeyframe();
   });
@@ -68,14 +110,18 @@ void PictureFeed::repeatForKeyframe() {
 void PictureFeed::setFrameInterval(Duration frameInterval) {
   queue_.assertCurrent();
   frameInterval_ = frameInterval;
+  refinement_.setFrameInterval(frameInterval);
 }
 
 void PictureFeed::repeatLast() {
   queue_.assertCurrent();
   if (!last_) return;
+  wantsRepeat_ = !hasRoom();
+  if (wantsRepeat_) return;
   const MonotonicTime now = queue_.now();
   const auto shownFor = std::chrono::duration_cast<std::chrono::microseconds>(now - last_->encodedAt);
   refinement_.repeated(now);
+  ++inEncoder_;
   encoder_->encodeAgain(last_->image, later(last_->presentationTime + shownFor));
 }
 
@@ -90,11 +136,20 @@ std::chrono::microseconds PictureFeed::later(std::chrono::microseconds presentat
 
 void PictureFeed::pictureEncoded(const Coarseness& coarseness) {
   queue_.assertCurrent();
+  --inEncoder_;
   refinement_.encoded(coarseness);
+  goOn();
   armRefinement();
 }
 
-// One timer serves a whole run of pictures: it looks again when it fires, instead of being moved by each.
+void PictureFeed::pictureDropped() {
+  queue_.assertCurrent();
+  --inEncoder_;
+  goOn();
+}
+
+// One timer serves a whole run of pictures: it looks again when it fires, instead of being moved by each. The
+// screen is only known to be quiet while the capture has been asked for its next change.
 void PictureFeed::armRefinement() {
   queue_.assertCurrent();
   const auto due = refinement_.due();
@@ -108,7 +163,7 @@ void PictureFeed::armRefinement() {
 void PictureFeed::refinementTimerFired() {
   queue_.assertCurrent();
   const auto due = refinement_.due();
-  if (!due || pending_) return;
+  if (!due || pending_ || !isRequested_) return;
   if (*due <= queue_.now())
     repeatLast();
   else

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -14,16 +15,29 @@
 
 namespace quorl {
 
-/// Brings captured pictures to the encoder. The newest wins: what was captured while the encoder was busy is
-/// merged into one picture. It keeps the last picture, and encodes it again when a key frame is wanted of a
-/// screen that stands still, and when it came out coarse and the screen has gone quiet.
+/// Pulls pictures through capture and encoder: the next one is captured when the encoder has put out the last
+/// one and the client's link has room. So between a change and the link there is one picture at most, and it
+/// is the newest. The last picture is kept, and encoded again when a key frame is wanted of a still screen,
+/// and when it came out coarse and the screen has gone quiet.
 ///
 /// *Queue*: the stream's, given at creation; every operation is called there.
 /// *Ownership*: the stream session, with std::make_shared. *Lifetime*: timers and posted work hold it weakly;
 /// nothing is encoded after its release.
 class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
  public:
-  PictureFeed(SerialQueue queue, std::shared_ptr<VideoEncoder> encoder, Duration frameInterval);
+  /// Pictures that an encoder with threads of its own may have at a time.
+  static constexpr int mostInEncoder = 2;
+
+  struct Surroundings {
+    /// Whether the link has room for the next picture, and how much; without room, `whenOpen` runs once there
+    /// is some, on any thread.
+    std::function<std::optional<PictureBudget>(std::function<void()> whenOpen)> admit;
+    /// Asks the capture for a picture.
+    std::function<void()> request;
+  };
+
+  PictureFeed(SerialQueue queue, std::shared_ptr<VideoEncoder> encoder, Surroundings surroundings,
+              Duration frameInterval);
 
   /// A complete picture with an image.
   void pictureArrived(CapturedPicture picture);
@@ -32,6 +46,8 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
   void setFrameInterval(Duration frameInterval);
   /// The encoder has put out a picture.
   void pictureEncoded(const Coarseness& coarseness);
+  /// The encoder has taken a picture and will not put it out.
+  void pictureDropped();
 
  private:
   struct LastPicture {
@@ -40,6 +56,9 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
     MonotonicTime encodedAt;
   };
 
+  bool hasRoom();
+  void roomCame();
+  void goOn();
   void encodePending();
   void repeatForKeyframe();
   void repeatLast();
@@ -49,11 +68,16 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
 
   const SerialQueue queue_;
   const std::shared_ptr<VideoEncoder> encoder_;
+  const Surroundings surroundings_;
 
   Duration frameInterval_ QUORL_GUARDED_BY(queue_);
   std::optional<CapturedPicture> pending_ QUORL_GUARDED_BY(queue_);
   std::optional<LastPicture> last_ QUORL_GUARDED_BY(queue_);
   std::optional<std::chrono::microseconds> lastPresentationTime_ QUORL_GUARDED_BY(queue_);
+  int inEncoder_ QUORL_GUARDED_BY(queue_) = 0;
+  bool isRequested_ QUORL_GUARDED_BY(queue_) = true;  // the capture's start is the first request
+  bool waitsForRoom_ QUORL_GUARDED_BY(queue_) = false;
+  bool wantsRepeat_ QUORL_GUARDED_BY(queue_) = false;
   RefinementPolicy refinement_ QUORL_GUARDED_BY(queue_);
   Timer refinementTimer_ QUORL_GUARDED_BY(queue_);
   Timer keyframeTimer_ QUORL_GUARDED_BY(queue_);

@@ -12,6 +12,13 @@ constexpr double bitsPerPixelSpan = 0.18;
 constexpr double minimumBitRate = 2'000'000;
 constexpr double maximumBitRate = 80'000'000;
 
+constexpr double leastBitsPerPixel = 0.08;
+constexpr double leastFrameRate = 8;
+// On a link this much faster than the rate, even a picture of the largest size has left in time.
+constexpr double ampleLink = 20;
+// A picture takes the link for this long at most, unless so few fit into a second that each may take longer.
+constexpr double pictureSeconds = 0.033;
+
 }  // namespace
 
 CompressionRates compressionRates(PixelSize size, int fps, double quality) {
@@ -26,6 +33,20 @@ CompressionRates compressionRates(PixelSize size, int fps, double quality) {
   rates.dataRateLimitBytes = rates.averageBitRate * 3 / 16;
   rates.dataRateLimitWindow = std::chrono::seconds(1);
   return rates;
+}
+
+std::optional<LinkRates> linkRates(const CompressionRates& rates, PixelSize size, double bytesPerSecond) {
+  const double bits = bytesPerSecond * 8;
+  if (bytesPerSecond <= 0 || bits >= static_cast<double>(rates.averageBitRate) * ampleLink)
+    return std::nullopt;
+  const double leastBits = leastBitsPerPixel * size.width * size.height;
+  const double most = std::max(rates.expectedFrameRate, 1);
+  const double frameRate = std::clamp(bits / leastBits, std::min(leastFrameRate, most), most);
+  LinkRates link;
+  link.bitRate = std::min(static_cast<std::int64_t>(bits), rates.averageBitRate);
+  link.frameRate = static_cast<int>(frameRate);
+  link.pictureBytes = static_cast<std::int64_t>(bytesPerSecond * std::max(1 / frameRate, pictureSeconds));
+  return link;
 }
 
 }  // namespace quorl

@@ -1,10 +1,29 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Display/RefinementPolicy.h>
 
+#include <algorithm>
+
 namespace quorl {
 
+// Slow motion is not a quiet screen: what has changed at an interval lately is awaited a little longer than
+// that.
+Duration RefinementPolicy::quiet() const {
+  const auto times = [this](Duration interval) {
+    return std::chrono::duration_cast<Duration>(interval * limits_.quietIntervals);
+  };
+  Duration quiet = limits_.quiet;
+  if (changeInterval_ && *changeInterval_ <= limits_.longestQuiet) quiet = times(*changeInterval_);
+  return std::max({std::min(quiet, limits_.longestQuiet), limits_.quiet, times(frameInterval_)});
+}
+
+void RefinementPolicy::asked(MonotonicTime now) {
+  notBefore_ = std::max(notBefore_, now + std::max(limits_.firstGap, frameInterval_));
+}
+
 void RefinementPolicy::changed(MonotonicTime now) {
-  notBefore_ = now + limits_.quiet;
+  if (changedAt_) changeInterval_ = now - *changedAt_;
+  changedAt_ = now;
+  notBefore_ = now + quiet();
   coarseness_.reset();
   quantizerBefore_.reset();
   passes_ = 0;
@@ -12,7 +31,7 @@ void RefinementPolicy::changed(MonotonicTime now) {
 }
 
 void RefinementPolicy::repeated(MonotonicTime now) {
-  notBefore_ = now + limits_.firstGap * (std::int64_t{1} << passes_);
+  notBefore_ = now + limits_.firstGap * (std::int64_t{1} << std::min(passes_, limits_.maximumGapDoublings));
   if (coarseness_) quantizerBefore_ = coarseness_->quantizer;
   coarseness_.reset();
   ++passes_;

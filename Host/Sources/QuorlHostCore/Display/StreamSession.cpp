@@ -189,7 +189,7 @@ bool StreamSession::makeEncoder() {
     return false;
   }
   encoder_ = std::move(*encoder);
-  feed_ = std::make_shared<PictureFeed>(queue_, encoder_, frameInterval());
+  feed_ = std::make_shared<PictureFeed>(queue_, encoder_, feedSurroundings(), frameInterval());
   encoder_->onCodecConfig = [sink = sink_, streamID = request_.streamID](SharedBytes record) {
     if (auto target = sink.lock())
       target->sendVideo(streamID, VideoPacketFlags::codecConfig, 0, std::move(record), Droppable::no);
@@ -203,7 +203,31 @@ bool StreamSession::makeEncoder() {
       if (auto strong = feed.lock()) strong->pictureEncoded(coarseness);
     });
   };
+  encoder_->onDropped = [queue = queue_, feed = std::weak_ptr(feed_)] {
+    queue.async([feed] {
+      if (auto strong = feed.lock()) strong->pictureDropped();
+    });
+  };
   return true;
+}
+
+PictureFeed::Surroundings StreamSession::feedSurroundings() {
+  queue_.assertCurrent();
+  PictureFeed::Surroundings surroundings;
+  surroundings.admit = [sink = sink_, streamID = request_.streamID,
+                        encoder = encoder_](std::function<void()> whenOpen) -> std::optional<PictureBudget> {
+    const auto target = sink.lock();
+    if (!target) return std::nullopt;
+    return target->admitPicture(
+        {.streamID = streamID, .wantedRate = encoder->wantedRate(), .whenOpen = std::move(whenOpen)});
+  };
+  surroundings.request = [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    if (self->scStream_) self->scStream_->requestPicture();
+  };
+  return surroundings;
 }
 
 void StreamSession::makeCapture(const CaptureFilter& filter) {

@@ -12,6 +12,7 @@
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Concurrency/Timer.h>
 #include <QuorlHostCore/Display/FitState.h>
+#include <QuorlHostCore/Display/PictureFeed.h>
 #include <QuorlHostCore/Display/TargetResolution.h>
 #include <QuorlHostCore/Ports/Platform.h>
 #include <QuorlHostCore/Session/StreamOutputSink.h>
@@ -20,7 +21,6 @@
 
 namespace quorl {
 
-class PictureFeed;
 class VideoEncoder;
 
 /// One picture stream to one client: resolves what the client asked to see, runs capture and encoder, keeps
@@ -71,6 +71,7 @@ class StreamSession : public std::enable_shared_from_this<StreamSession> {
   void clearPreviousRun();
   void applyFit(const ResolvedTarget& target);
   bool makeEncoder();
+  PictureFeed::Surroundings feedSurroundings();
   void makeCapture(const CaptureFilter& filter);
   void startCapture();
   void handleStarted(std::uint64_t epoch, const std::expected<void, PortError>& result);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Display/VideoEncoder.h>
 
+#include <cstdlib>
+
 #include <fmt/format.h>
 
 #include <QuorlHostCore/Display/RateControl.h>
@@ -12,6 +14,13 @@ namespace {
 
 std::uint64_t microsOf(std::chrono::microseconds time) {
   return time.count() < 0 ? 0 : static_cast<std::uint64_t>(time.count());
+}
+
+// A change that is not worth telling the encoder.
+bool isNearly(const std::optional<LinkRates>& link, const std::optional<LinkRates>& known) {
+  if (!link || !known) return link == known;
+  const auto difference = link->pictureBytes - known->pictureBytes;
+  return std::abs(difference) * 20 <= known->pictureBytes && link->bitRate == known->bitRate;
 }
 
 }  // namespace
@@ -58,7 +67,17 @@ std::expected<void, WireError> VideoEncoder::open(VideoCompressorFactory& factor
 void VideoEncoder::applyRateControl(int fps, double quality) {
   fps_ = fps;
   quality_ = quality;
-  if (session_) session_->setRates(compressionRates(size_, fps, quality));
+  const auto link = rates_.link;
+  rates_ = compressionRates(size_, fps, quality);
+  rates_.link = link;
+  if (session_) session_->setRates(rates_);
+}
+
+void VideoEncoder::applyBudget(const PictureBudget& budget) {
+  const auto link = linkRates(rates_, size_, budget.bytesPerSecond);
+  if (isNearly(link, rates_.link)) return;
+  rates_.link = link;
+  if (session_) session_->setRates(rates_);
 }
 
 void VideoEncoder::encode(std::shared_ptr<const PictureBuffer> image,
@@ -73,7 +92,10 @@ void VideoEncoder::encodeAgain(std::shared_ptr<const PictureBuffer> image,
 }
 
 void VideoEncoder::submit(CompressionRequest request) {
-  if (!session_) return;
+  if (!session_) {
+    if (onDropped) onDropped();
+    return;
+  }
   request.forceKeyFrame = std::exchange(forceNextKeyframe, false);
   session_->encode(request);
 }
@@ -85,7 +107,10 @@ void VideoEncoder::completeAndInvalidate() {
 }
 
 void VideoEncoder::handle(const CompressedPicture& picture) {
-  if (!picture.data) return;
+  if (!picture.data) {
+    if (onDropped) onDropped();
+    return;
+  }
   if (isNewConfiguration(picture.configurationRecord) && onCodecConfig)
     onCodecConfig(picture.configurationRecord);
   if (!onEncodedChunk) return;

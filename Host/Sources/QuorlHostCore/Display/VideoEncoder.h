@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <QuorlHostCore/Concurrency/ThreadSafety.h>
+#include <QuorlHostCore/Link/PictureBudget.h>
 #include <QuorlHostCore/Ports/ScreenCapture.h>
 #include <QuorlHostCore/Ports/VideoCompressor.h>
 #include <QuorlKit/Foundation/ByteView.h>
@@ -54,6 +55,10 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
   /// The picture encoded before, once more.
   void encodeAgain(std::shared_ptr<const PictureBuffer> image, std::chrono::microseconds presentationTime);
   void applyRateControl(int fps, double quality);
+  /// What the client's link leaves to the next pictures.
+  void applyBudget(const PictureBudget& budget);
+  /// The rate that the quality asks for, in bytes per second.
+  double wantedRate() const { return static_cast<double>(rates_.averageBitRate) / 8; }
   /// Lets pending pictures come out and ends the session; later pictures are ignored.
   void completeAndInvalidate();
 
@@ -65,6 +70,8 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
   // Set once, before the first picture.
   std::function<void(SharedBytes)> onCodecConfig;
   std::function<void(const EncodedChunk&)> onEncodedChunk;
+  /// Called where a picture that went in does not come out.
+  std::function<void()> onDropped;
 
   /// One-shot: the next picture is a key frame.
   bool forceNextKeyframe = false;
@@ -80,6 +87,7 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
   VideoCodec codec_;
   int fps_;
   double quality_;
+  CompressionRates rates_;
   std::unique_ptr<VideoCompressor> session_;
 
   std::mutex configLock_;

@@ -100,9 +100,10 @@ struct CaptureSettings {
   bool operator==(const CaptureSettings&) const = default;
 };
 
-/// One running capture. The first picture follows at once, then one after each change of what is shown, never
-/// closer than the minimum interval (the first change after a quiet interval is not delayed); nothing while
-/// nothing changes.
+/// One running capture, which gives one picture for each request: at once when something has changed since
+/// the last one, else as soon as something does; never closer than the minimum interval (the first change
+/// after a quiet interval is not delayed). Without a request changes are merged, and nothing is fetched or
+/// converted. `start` is the request for the first picture.
 ///
 /// *Queue*: callbacks run on the queue given at creation; operations may be called from any thread.
 /// *Lifetime*: destruction stops; no callback after it or after `stop`.
@@ -117,6 +118,8 @@ class CaptureStream {
 
   virtual ~CaptureStream() = default;
   virtual void start(Completion completion) = 0;
+  /// Two requests before a picture count as one.
+  virtual void requestPicture() = 0;
   virtual void updateSettings(const CaptureSettings& settings, Completion completion) = 0;
   virtual void stop() = 0;
 };

@@ -6,6 +6,7 @@
 #include <expected>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <QuorlHostCore/Ports/PortError.h>
@@ -25,11 +26,21 @@ struct CompressorSpecification {
   std::chrono::seconds maxKeyFrameIntervalDuration{10};
 };
 
+/// What a client's link leaves to a stream.
+struct LinkRates {
+  std::int64_t bitRate = 0;       // bits per second
+  int frameRate = 0;              // pictures per second
+  std::int64_t pictureBytes = 0;  // of one picture; a key frame may take a few times as much
+
+  bool operator==(const LinkRates&) const = default;
+};
+
 struct CompressionRates {
   int expectedFrameRate = 60;
   std::int64_t averageBitRate = 2'000'000;              // bits per second
   std::int64_t dataRateLimitBytes = 0;                  // at most this many bytes ...
   std::chrono::milliseconds dataRateLimitWindow{1000};  // ... in any window of this length
+  std::optional<LinkRates> link{};                      // limits on top of these; never above them
 
   bool operator==(const CompressionRates&) const = default;
 };
@@ -57,7 +68,9 @@ struct Coarseness {
 };
 
 struct CompressedPicture {
-  SharedBytes data;  // access unit: NAL units, each with a 4-byte big-endian length (ISO/IEC 14496-15)
+  /// Access unit: NAL units, each with a 4-byte big-endian length (ISO/IEC 14496-15). Absent for a picture
+  /// that the encoder has dropped.
+  SharedBytes data;
   bool isKeyFrame = false;
   std::chrono::microseconds presentationTime{};
   /// The decoder configuration in force: AVCDecoderConfigurationRecord ("avcC") or
@@ -66,7 +79,8 @@ struct CompressedPicture {
   Coarseness coarseness;
 };
 
-/// One encoder at work. Pictures come out in the order they went in, one for each that was not dropped.
+/// One encoder at work. Pictures come out in the order they went in, one for each; a dropped one comes out
+/// without data.
 ///
 /// *Queue*: `encode` and `setRates` are called from one queue at a time and may run the encoder on the
 /// caller's thread. The output handler runs on the caller's thread or on one of the encoder's own.

@@ -18,6 +18,9 @@ constexpr double shareForChange = 0.5;
 constexpr double shareForRepeat = 0.5;
 constexpr double shareForKey = 0.7;
 
+// A key frame may take the link for this many pictures' time: nothing in it can be predicted.
+constexpr double keyFactor = 3;
+
 constexpr std::chrono::milliseconds motionMemory{150};
 constexpr double leastMotion = 0.1;
 constexpr double mostMotion = 2;
@@ -52,7 +55,9 @@ double shareFor(QuantizerControl::Kind kind) {
 
 void QuantizerControl::setRates(const CompressionRates& rates) {
   bucket_.setRate(rates.averageBitRate);
-  bitsPerPicture_ = static_cast<double>(rates.averageBitRate) / std::max(rates.expectedFrameRate, 1);
+  link_.setRates(rates.link);
+  const double bitRate = static_cast<double>(rates.link ? rates.link->bitRate : rates.averageBitRate);
+  bitsPerPicture_ = bitRate / std::max(rates.link ? rates.link->frameRate : rates.expectedFrameRate, 1);
   finest_ = quantizerFor(rates, size_);
 }
 
@@ -62,11 +67,14 @@ int QuantizerControl::choose(const Picture& picture) {
   // After a pause the next change is as likely as not to be something new.
   if (isFirst) motion_ = 1;
   bucket_.advance(picture.presentationTime);
+  link_.advance(picture.presentationTime);
   int quantizer = finest_;
   if (picture.kind == Kind::change)
     quantizer = firstWithin(picture, finest_, std::max(finest_, pleasant),
                             bitsPerPicture_ * (isFirst ? firstShare : followingShare));
-  const double allowance = std::max(0.0, bucket_.available()) * shareFor(picture.kind);
+  double allowance = std::max(0.0, bucket_.available()) * shareFor(picture.kind);
+  if (const auto share = link_.available())
+    allowance = std::min(allowance, *share * (picture.kind == Kind::key ? keyFactor : 1));
   quantizer = firstWithin(picture, quantizer, coarsest_, allowance);
   choice_ = {picture.kind, quantizer, picture.changed.bitsAt(quantizer)};
   choice_.isCheapAsNew =
@@ -76,6 +84,7 @@ int QuantizerControl::choose(const Picture& picture) {
 
 void QuantizerControl::encoded(std::int64_t bits) {
   bucket_.spend(bits);
+  link_.spend(static_cast<double>(bits));
   const bool wasAllChange = choice_.kind == Kind::change && choice_.quantizer >= shown_;
   shown_ = choice_.quantizer;
   if (!wasAllChange || choice_.bitsAsNew <= 0) return;
@@ -86,8 +95,9 @@ void QuantizerControl::encoded(std::int64_t bits) {
 double QuantizerControl::expectedBits(const Picture& picture, int quantizer) const {
   if (picture.kind == Kind::key) return picture.whole ? picture.whole->bitsAt(quantizer) : 0;
   double bits = picture.changed.bitsAt(quantizer) * motion_;
-  if (quantizer < shown_ && picture.whole)
-    bits += std::max(0.0, picture.whole->bitsAt(quantizer) - picture.whole->bitsAt(shown_));
+  // What is not new is encoded again only where that makes it finer.
+  const auto restAt = [&picture](int at) { return picture.whole->bitsAt(at) - picture.changed.bitsAt(at); };
+  if (quantizer < shown_ && picture.whole) bits += std::max(0.0, restAt(quantizer) - restAt(shown_));
   return bits;
 }
 

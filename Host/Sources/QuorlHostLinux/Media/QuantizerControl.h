@@ -6,6 +6,7 @@
 #include <optional>
 
 #include <QuorlHostCore/Ports/VideoCompressor.h>
+#include <QuorlHostLinux/Media/LinkShare.h>
 #include <QuorlHostLinux/Media/PictureDetail.h>
 #include <QuorlHostLinux/Media/RateBucket.h>
 
@@ -64,6 +65,7 @@ class QuantizerControl {
   const PixelSize size_;
   const int coarsest_;
   RateBucket bucket_{2'000'000};
+  LinkShare link_;
   double bitsPerPicture_ = 2'000'000.0 / 60;
   int finest_ = 22;
   int shown_;          // the coarsest that may still be seen; a finer picture encodes again what is not new

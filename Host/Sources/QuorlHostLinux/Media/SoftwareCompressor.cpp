@@ -29,14 +29,14 @@ void SoftwareCompressor::prepare() {
 }
 
 void SoftwareCompressor::encode(const CompressionRequest& request) {
-  if (!isOpen() || !request.image || request.image->size != size()) return;
+  if (!isOpen() || !request.image || request.image->size != size()) return output_({});
   const bool isKey = request.forceKeyFrame || keyFrames_.isDue(request.presentationTime);
   PictureType type = isKey ? PictureType::key : PictureType::predicted;
   const int quantizer = control_.choose(measured(request, type));
   // Looking for what there was before, where there is nothing of it, takes half of the time and more bits.
   if (!isKey && control_.isCheapAsNew() && isAllDifferent(request)) type = PictureType::fresh;
   auto result = compress(request, type, quantizer);
-  if (!result) return;
+  if (!result) return output_({});
   encoded_ = request.image;
   control_.encoded(static_cast<std::int64_t>(result->data->size()) * 8);
   result->coarseness = {static_cast<float>(quantizer), static_cast<float>(control_.finest())};

@@ -44,16 +44,21 @@ CaptureEngine::~CaptureEngine() {
 }
 
 void CaptureEngine::add(std::uint64_t id, const CaptureFilter& filter, const CaptureSettings& settings,
-                        std::shared_ptr<StreamCallbacks> callbacks, CaptureStream::Completion completion) {
-  loop_->post([this, id, filter, settings, callbacks = std::move(callbacks),
+                        std::shared_ptr<StreamCallbacks> callbacks, std::shared_ptr<PictureRequests> requests,
+                        CaptureStream::Completion completion) {
+  loop_->post([this, id, filter, settings, callbacks = std::move(callbacks), requests = std::move(requests),
                completion = std::move(completion)]() mutable {
     auto shown = shownFor(filter);
     if (!shown) return callbacks->complete(std::move(completion), std::unexpected(shown.error()));
     callbacks->complete(std::move(completion), {});
-    (*shown)->outlets.push_back(
-        std::make_unique<CaptureOutlet>(id, settings, std::move(callbacks), loop_->waker()));
+    (*shown)->outlets.push_back(std::make_unique<CaptureOutlet>(id, settings, std::move(callbacks),
+                                                                std::move(requests), loop_->waker()));
     selectCursor();
   });
+}
+
+std::shared_ptr<PictureRequests> CaptureEngine::makeRequests() const {
+  return std::make_shared<PictureRequests>(loop_->waker());
 }
 
 void CaptureEngine::update(std::uint64_t id, const CaptureSettings& settings,
@@ -203,7 +208,7 @@ std::optional<SteadyTime> CaptureEngine::nextTurn(const Shown& shown, SteadyTime
   for (const auto& outlet : shown.outlets) {
     const bool isWaiting = outlet->hasPending() || shown.source->isDirty() ||
                            (outlet->showsCursor() && cursor_.mayHaveChanged());
-    // One whose time has come waits for a free picture, whose release wakes the loop.
+    // One whose time has come waits for a request or a free picture, which wake the loop.
     if (!isWaiting || outlet->nextTurn() <= now) continue;
     if (!next || outlet->nextTurn() < *next) next = outlet->nextTurn();
   }

@@ -23,7 +23,9 @@ class CaptureEngine final : public X11Loop::Client {
 
   std::uint64_t makeID() { return ++lastID_; }
   void add(std::uint64_t id, const CaptureFilter& filter, const CaptureSettings& settings,
-           std::shared_ptr<StreamCallbacks> callbacks, CaptureStream::Completion completion);
+           std::shared_ptr<StreamCallbacks> callbacks, std::shared_ptr<PictureRequests> requests,
+           CaptureStream::Completion completion);
+  std::shared_ptr<PictureRequests> makeRequests() const;
   void update(std::uint64_t id, const CaptureSettings& settings, std::shared_ptr<StreamCallbacks> callbacks,
               CaptureStream::Completion completion);
   void remove(std::uint64_t id);

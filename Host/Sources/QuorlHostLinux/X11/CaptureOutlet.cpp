@@ -33,8 +33,13 @@ void StreamCallbacks::silence() {
 }
 
 CaptureOutlet::CaptureOutlet(std::uint64_t id, const CaptureSettings& settings,
-                             std::shared_ptr<StreamCallbacks> callbacks, std::shared_ptr<Waker> waker)
-    : id_(id), settings_(settings), callbacks_(std::move(callbacks)), waker_(std::move(waker)) {}
+                             std::shared_ptr<StreamCallbacks> callbacks,
+                             std::shared_ptr<PictureRequests> requests, std::shared_ptr<Waker> waker)
+    : id_(id),
+      settings_(settings),
+      callbacks_(std::move(callbacks)),
+      requests_(std::move(requests)),
+      waker_(std::move(waker)) {}
 
 void CaptureOutlet::setSettings(const CaptureSettings& settings) {
   if (settings.size != settings_.size || settings.queueDepth != settings_.queueDepth) {
@@ -51,7 +56,7 @@ void CaptureOutlet::setSettings(const CaptureSettings& settings) {
 }
 
 bool CaptureOutlet::isOpen(SteadyTime now) {
-  if (now < nextTurn_) return false;
+  if (now < nextTurn_ || !requests_->isAsked()) return false;
   return !pool_ || pool_->hasFree() || !pool_->awaitFree();
 }
 
@@ -94,6 +99,7 @@ void CaptureOutlet::deliver(SharedImage& source, SteadyTime now) {
   picture.presentationTime = std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch());
   picture.changed.assign(changed.rects().begin(), changed.rects().end());
   nextTurn_ = now + settings_.minimumFrameInterval;
+  requests_->take();
   callbacks_->picture(std::move(picture));
 }
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <memory>
 #include <mutex>
 #include <optional>
 
@@ -37,13 +39,37 @@ class StreamCallbacks : public std::enable_shared_from_this<StreamCallbacks> {
   bool isSilent_ = false;       // guarded by mutex_
 };
 
+/// The requests of a stream's user, who makes them on any thread, as the capture's thread sees them.
+class PictureRequests {
+ public:
+  explicit PictureRequests(std::shared_ptr<Waker> waker) : waker_(std::move(waker)) {}
+
+  /// Wakes the capture if it has something to show.
+  void add() {
+    if (state_.exchange(State::asked) == State::missed) waker_->wake();
+  }
+  /// Without a request, the next one wakes the capture.
+  bool isAsked() {
+    State none = State::none;
+    state_.compare_exchange_strong(none, State::missed);
+    return none == State::asked;
+  }
+  void take() { state_ = State::none; }
+
+ private:
+  enum class State : std::uint8_t { none, missed, asked };
+
+  const std::shared_ptr<Waker> waker_;
+  std::atomic<State> state_{State::asked};
+};
+
 /// One stream's end of a source: its pace, its pictures, what they still lack.
 ///
 /// *Queue*: the capture's thread.
 class CaptureOutlet {
  public:
   CaptureOutlet(std::uint64_t id, const CaptureSettings& settings, std::shared_ptr<StreamCallbacks> callbacks,
-                std::shared_ptr<Waker> waker);
+                std::shared_ptr<PictureRequests> requests, std::shared_ptr<Waker> waker);
 
   std::uint64_t id() const { return id_; }
   bool showsCursor() const { return settings_.showsCursor; }
@@ -51,7 +77,7 @@ class CaptureOutlet {
 
   void setSettings(const CaptureSettings& settings);
 
-  /// A picture may be delivered now: the interval has passed and one is free.
+  /// A picture may be delivered now: it was asked for, the interval has passed and one is free.
   bool isOpen(SteadyTime now);
   SteadyTime nextTurn() const { return nextTurn_; }
 
@@ -70,6 +96,7 @@ class CaptureOutlet {
   std::uint64_t id_;
   CaptureSettings settings_;
   std::shared_ptr<StreamCallbacks> callbacks_;
+  std::shared_ptr<PictureRequests> requests_;
   std::shared_ptr<Waker> waker_;
 
   std::optional<FrameConverter> converter_;

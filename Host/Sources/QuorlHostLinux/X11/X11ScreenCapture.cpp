@@ -37,13 +37,14 @@ class X11CaptureStream final : public CaptureStream {
         id_(engine_->makeID()),
         filter_(filter),
         settings_(settings),
-        callbacks_(std::move(callbacks)) {}
+        callbacks_(std::move(callbacks)),
+        requests_(engine_->makeRequests()) {}
   ~X11CaptureStream() override { end(); }
   X11CaptureStream(const X11CaptureStream&) = delete;
   X11CaptureStream& operator=(const X11CaptureStream&) = delete;
 
   void start(Completion completion) override {
-    engine_->add(id_, filter_, settings_, callbacks_, std::move(completion));
+    engine_->add(id_, filter_, settings_, callbacks_, requests_, std::move(completion));
   }
   void updateSettings(const CaptureSettings& settings, Completion completion) override {
     if (auto good = checked(settings); !good) {
@@ -51,6 +52,7 @@ class X11CaptureStream final : public CaptureStream {
     }
     engine_->update(id_, settings, callbacks_, std::move(completion));
   }
+  void requestPicture() override { requests_->add(); }
   void stop() override { end(); }
 
  private:
@@ -64,6 +66,7 @@ class X11CaptureStream final : public CaptureStream {
   CaptureFilter filter_;
   CaptureSettings settings_;
   std::shared_ptr<StreamCallbacks> callbacks_;
+  std::shared_ptr<PictureRequests> requests_;
 };
 
 }  // namespace

@@ -29,7 +29,14 @@ class PictureFeedTest : public testing::Test {
       if (whileEncoding_) whileEncoding_(request);
     };
     encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
-    feed_ = std::make_shared<PictureFeed>(queue_, encoder_, milliseconds(16));
+    PictureFeed::Surroundings surroundings;
+    surroundings.admit = [this](std::function<void()> whenOpen) -> std::optional<PictureBudget> {
+      if (hasRoom_) return PictureBudget{};
+      whenOpen_ = std::move(whenOpen);
+      return std::nullopt;
+    };
+    surroundings.request = [this] { ++requested_; };
+    feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
     encoder_->onEncodedChunk = [this](const VideoEncoder::EncodedChunk& chunk) {
       queue_.async([weak = std::weak_ptr(feed_), coarseness = chunk.coarseness] {
         if (auto feed = weak.lock()) feed->pictureEncoded(coarseness);
@@ -53,6 +60,11 @@ class PictureFeedTest : public testing::Test {
     queue_.async([feed = feed_] { feed->requestKeyframe(); });
     scheduler_.runReady();
   }
+  void makeRoom() {
+    hasRoom_ = true;
+    std::exchange(whenOpen_, nullptr)();
+    scheduler_.runReady();
+  }
   const std::vector<CompressionRequest>& requests() const { return factory_.lastSession().requests; }
   std::vector<int> tags() const {
     std::vector<int> all;
@@ -63,6 +75,9 @@ class PictureFeedTest : public testing::Test {
   SimulatedScheduler scheduler_;
   SerialQueue queue_;
   FakeVideoCompressorFactory factory_;
+  bool hasRoom_ = true;
+  std::function<void()> whenOpen_;
+  int requested_ = 0;
   std::map<int, float> quantizerOf_;
   float gainPerPass_ = 0;
   std::function<void(const CompressionRequest&)> whileEncoding_;
@@ -191,7 +206,7 @@ TEST_F(PictureFeedTest, refinesAFewTimesAtMostWhatStaysCoarse) {
   gainPerPass_ = 2;
   arrive(1, milliseconds(10));
   scheduler_.advance(seconds(60));
-  EXPECT_EQ(requests().size(), 7U);
+  EXPECT_EQ(requests().size(), 11U);
 }
 
 TEST_F(PictureFeedTest, costsNothingWhileNothingChanges) {
@@ -221,6 +236,92 @@ TEST_F(PictureFeedTest, encodesNothingAfterItsRelease) {
   feed_.reset();
   scheduler_.advance(seconds(1));
   EXPECT_EQ(requests().size(), 1U);
+}
+
+TEST_F(PictureFeedTest, asksForTheNextPictureWhenTheEncoderIsDone) {
+  EXPECT_EQ(requested_, 0) << "the start of the capture asks for the first";
+  whileEncoding_ = [&](const CompressionRequest&) { EXPECT_EQ(requested_, 0); };
+  arrive(1, milliseconds(10));
+  EXPECT_EQ(requested_, 1);
+  scheduler_.advance(seconds(10));
+  EXPECT_EQ(requested_, 1);
+}
+
+TEST_F(PictureFeedTest, capturesNothingWhileTheLinkIsFull) {
+  whileEncoding_ = [&](const CompressionRequest&) { hasRoom_ = false; };
+  arrive(1, milliseconds(10));
+  scheduler_.advance(seconds(10));
+  EXPECT_EQ(requested_, 0);
+  makeRoom();
+  EXPECT_EQ(requested_, 1);
+}
+
+TEST_F(PictureFeedTest, encodesTheNewestPictureWhenTheLinkHasRoomAgain) {
+  hasRoom_ = false;
+  post(1, milliseconds(10), {{0, 0, 8, 8}});
+  post(2, milliseconds(20), {{16, 0, 8, 8}});
+  scheduler_.runReady();
+  EXPECT_TRUE(requests().empty());
+  makeRoom();
+  EXPECT_EQ(tags(), std::vector{2});
+  EXPECT_EQ(requests()[0].changed, (std::vector<PixelRect>{{0, 0, 8, 8}, {16, 0, 8, 8}}));
+}
+
+TEST_F(PictureFeedTest, makesNoKeyFrameWhileTheLinkIsFull) {
+  arrive(1, milliseconds(10));
+  hasRoom_ = false;
+  for (int times = 0; times < 100; ++times) {
+    requestKeyframe();
+    scheduler_.advance(seconds(1));
+  }
+  EXPECT_EQ(requests().size(), 1U);
+  makeRoom();
+  ASSERT_EQ(requests().size(), 2U);
+  EXPECT_TRUE(requests()[1].forceKeyFrame);
+}
+
+TEST_F(PictureFeedTest, refinesNothingWhileTheLinkIsFull) {
+  quantizerOf_[1] = 60;
+  gainPerPass_ = 20;
+  whileEncoding_ = [&](const CompressionRequest&) { hasRoom_ = false; };
+  arrive(1, milliseconds(10));
+  scheduler_.advance(seconds(10));
+  EXPECT_EQ(requests().size(), 1U);
+  whileEncoding_ = nullptr;
+  makeRoom();
+  EXPECT_EQ(requests().size(), 1U) << "first it asks whether anything has changed";
+  EXPECT_EQ(requested_, 1);
+  scheduler_.advance(milliseconds(30));
+  EXPECT_EQ(requests().size(), 2U);
+}
+
+TEST_F(PictureFeedTest, givesAnEncoderWithThreadsOfItsOwnTwoPicturesAtATime) {
+  factory_.swallowsOutput = true;
+  encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
+  PictureFeed::Surroundings surroundings;
+  surroundings.admit = [](std::function<void()>) { return std::optional(PictureBudget{}); };
+  surroundings.request = [this] { ++requested_; };
+  feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
+  for (int tag = 1; tag <= 5; ++tag) arrive(tag, milliseconds(16 * tag));
+  EXPECT_EQ(tags(), (std::vector{1, 2}));
+  queue_.async([feed = feed_] { feed->pictureEncoded({.quantizer = 20}); });
+  scheduler_.runReady();
+  EXPECT_EQ(tags(), (std::vector{1, 2, 5}));
+}
+
+TEST_F(PictureFeedTest, goesOnAfterAPictureThatTheEncoderDrops) {
+  factory_.swallowsOutput = true;
+  encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
+  PictureFeed::Surroundings surroundings;
+  surroundings.admit = [](std::function<void()>) { return std::optional(PictureBudget{}); };
+  surroundings.request = [this] { ++requested_; };
+  feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
+  for (int tag = 1; tag <= 4; ++tag) {
+    arrive(tag, milliseconds(16 * tag));
+    queue_.async([feed = feed_] { feed->pictureDropped(); });
+    scheduler_.runReady();
+  }
+  EXPECT_EQ(tags(), (std::vector{1, 2, 3, 4}));
 }
 
 }  // namespace

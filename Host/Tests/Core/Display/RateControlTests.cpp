@@ -47,5 +47,43 @@ TEST(RateControl, capsALargeStreamAtEightyMegabits) {
   EXPECT_EQ(compressionRates({3840, 2160}, std::numeric_limits<int>::max(), 1).averageBitRate, 80'000'000);
 }
 
+TEST(LinkRates, areNothingOnALinkThatIsNoLimit) {
+  const CompressionRates rates = compressionRates({1920, 1080}, 60, 0.5);
+  EXPECT_FALSE(linkRates(rates, {1920, 1080}, 0));
+  EXPECT_FALSE(linkRates(rates, {1920, 1080}, 1e9));
+}
+
+TEST(LinkRates, neverExceedWhatTheQualityAsksFor) {
+  const CompressionRates rates = compressionRates({1920, 1080}, 60, 0.5);
+  const auto link = linkRates(rates, {1920, 1080}, 5e6);
+  ASSERT_TRUE(link);
+  EXPECT_EQ(link->bitRate, rates.averageBitRate);
+  EXPECT_EQ(link->frameRate, 60);
+}
+
+TEST(LinkRates, lowerTheFrameRateBeforeTheDetail) {
+  const CompressionRates rates = compressionRates({1920, 1080}, 60, 0.5);
+  const auto link = linkRates(rates, {1920, 1080}, 250'000);
+  ASSERT_TRUE(link);
+  EXPECT_EQ(link->bitRate, 2'000'000);
+  EXPECT_EQ(link->frameRate, 12);
+  EXPECT_NEAR(static_cast<double>(link->pictureBytes), 0.08 * 1920 * 1080 / 8, 200);
+}
+
+TEST(LinkRates, lowerTheDetailBelowEightPicturesASecond) {
+  const CompressionRates rates = compressionRates({1920, 1080}, 60, 0.5);
+  const auto link = linkRates(rates, {1920, 1080}, 25'000);
+  ASSERT_TRUE(link);
+  EXPECT_EQ(link->frameRate, 8);
+  EXPECT_EQ(link->pictureBytes, 25'000 / 8);
+}
+
+TEST(LinkRates, keepAFrameRateBelowEightThatWasAskedFor) {
+  const CompressionRates rates = compressionRates({1920, 1080}, 5, 0.5);
+  const auto link = linkRates(rates, {1920, 1080}, 25'000);
+  ASSERT_TRUE(link);
+  EXPECT_EQ(link->frameRate, 5);
+}
+
 }  // namespace
 }  // namespace quorl

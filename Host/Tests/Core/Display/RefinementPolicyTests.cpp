@@ -71,7 +71,7 @@ TEST(RefinementPolicy, goesOnUntilThePictureIsAsSharpAsItsEncoderCanMakeIt) {
   EXPECT_FALSE(policy.due());
 }
 
-TEST(RefinementPolicy, waitsTwiceAsLongBeforeEachFurtherPassAndGivesUpAfterSix) {
+TEST(RefinementPolicy, waitsLongerBeforeEachFurtherPassAndGivesUpAfterTen) {
   RefinementPolicy policy;
   policy.changed(at(0));
   float quantizer = 51;
@@ -79,12 +79,13 @@ TEST(RefinementPolicy, waitsTwiceAsLongBeforeEachFurtherPassAndGivesUpAfterSix) 
   std::vector<MonotonicTime> passes;
   while (const auto due = policy.due()) {
     passes.push_back(*due);
-    ASSERT_LT(passes.size(), 10U);
+    ASSERT_LT(passes.size(), 20U);
     policy.repeated(*due);
     quantizer -= 2;
     policy.encoded({quantizer});
   }
-  EXPECT_EQ(passes, (std::vector{at(60), at(85), at(135), at(235), at(435), at(835)}));
+  EXPECT_EQ(passes, (std::vector{at(60), at(85), at(135), at(235), at(435), at(835), at(1235), at(1635),
+                                 at(2035), at(2435)}));
 }
 
 TEST(RefinementPolicy, stopsWhenTwoPassesGainNothing) {
@@ -100,6 +101,34 @@ TEST(RefinementPolicy, stopsWhenTwoPassesGainNothing) {
   policy.changed(at(500));
   policy.encoded({40});
   EXPECT_EQ(policy.due(), at(560)) << "a new change begins afresh";
+}
+
+TEST(RefinementPolicy, takesSlowMotionForNoQuietScreen) {
+  RefinementPolicy policy;
+  for (int time = 0; time <= 1'000; time += 100) {
+    policy.changed(at(time));
+    policy.encoded({40});
+  }
+  EXPECT_EQ(policy.due(), at(1'150)) << "half an interval after the change that did not come";
+  policy.changed(at(5'000));
+  policy.encoded({40});
+  EXPECT_EQ(policy.due(), at(5'060)) << "a change by itself is sharp soon";
+}
+
+TEST(RefinementPolicy, waitsForMoreThanAFrameInterval) {
+  RefinementPolicy policy;
+  policy.setFrameInterval(std::chrono::milliseconds(200));
+  policy.changed(at(0));
+  policy.encoded({40});
+  EXPECT_EQ(policy.due(), at(300));
+}
+
+TEST(RefinementPolicy, knowsNothingOfChangesBeforeItAsksForThem) {
+  RefinementPolicy policy;
+  policy.changed(at(0));
+  policy.encoded({40});
+  policy.asked(at(500));
+  EXPECT_EQ(policy.due(), at(525));
 }
 
 }  // namespace

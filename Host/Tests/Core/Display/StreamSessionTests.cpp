@@ -526,12 +526,32 @@ TEST_F(StreamSessionTest, endsCaptureAndEncoderOnRelease) {
   EXPECT_EQ(compressors_->runningSessions(), 0U);
 }
 
-TEST_F(StreamSessionTest, skipsAllSendsWhenTheClientHasGone) {
+TEST_F(StreamSessionTest, encodesNothingWhenTheClientHasGone) {
   start();
   sink_.reset();
   screen_->deliverPicture(1, milliseconds(1));
   scheduler_.runReady();
+  EXPECT_TRUE(compressors_->lastSession().requests.empty());
+}
+
+TEST_F(StreamSessionTest, capturesAndEncodesAsTheLinkAdmits) {
+  start();
+  sink_->budget = {.bytesPerSecond = 250'000};
+  screen_->deliverPicture(1, milliseconds(1));
+  scheduler_.runReady();
+  EXPECT_EQ(screen_->lastStream().requests, 1);
+  const auto& link = compressors_->lastSession().rates.back().link;
+  ASSERT_TRUE(link);
+  EXPECT_EQ(link->bitRate, 2'000'000);
+  EXPECT_EQ(sink_->wantedRate * 8, static_cast<double>(compressors_->lastSession().rates[0].averageBitRate));
+  sink_->isOpen = false;
+  screen_->deliverPicture(2, milliseconds(20));
+  scheduler_.runReady();
   EXPECT_EQ(compressors_->lastSession().requests.size(), 1U);
+  sink_->open();
+  scheduler_.runReady();
+  EXPECT_EQ(compressors_->lastSession().requests.size(), 2U);
+  EXPECT_EQ(screen_->lastStream().requests, 2);
 }
 
 TEST_F(StreamSessionTest, startsNoSecondCaptureWhenStopFollowsStartAtOnce) {

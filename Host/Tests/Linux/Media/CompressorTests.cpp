@@ -331,17 +331,19 @@ TEST_P(RealCompressor, keepsItsRecordOverChangesOfRate) {
     EXPECT_EQ(compressed.configurationRecord, recording.pictures()[0].configurationRecord);
 }
 
-TEST_P(RealCompressor, ignoresAPictureOfAnotherSizeAndAbsentOnes) {
+TEST_P(RealCompressor, dropsAPictureOfAnotherSizeAndAbsentOnesAndSaysSo) {
   Recording recording(GetParam(), small);
   recording.encode(SyntheticScreen({320, 180}).picture());
   recording.encode(nullptr);
   EXPECT_TRUE(recording.pictures().empty());
+  EXPECT_EQ(recording.dropped(), 2U);
   recording.compressor().completeAndInvalidate();
   recording.encode(SyntheticScreen(small).picture());
   recording.setRates(30, 1);
   recording.compressor().prepare();
   recording.encode(SyntheticScreen(small).picture());
   EXPECT_TRUE(recording.pictures().empty());
+  EXPECT_EQ(recording.dropped(), 4U);
 }
 
 TEST_P(RealCompressor, takesChangedPartsThatLieOutsideThePicture) {

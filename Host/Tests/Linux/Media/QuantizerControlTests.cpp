@@ -192,5 +192,54 @@ TEST(QuantizerControl, knowsThatAFinerPictureSharpensTheWholeScreen) {
   EXPECT_LE(next, coarse);
 }
 
+CompressionRates onALink(std::int64_t pictureBytes) {
+  CompressionRates rates = ratesOf(20'000'000);
+  rates.link = LinkRates{.bitRate = pictureBytes * 8 * 30, .frameRate = 30, .pictureBytes = pictureBytes};
+  return rates;
+}
+
+// Full-screen noise at 30 pictures a second, each of them costing `cost` of what it was expected to.
+double averageBytes(QuantizerControl& control, const CompressionRates& rates, double cost) {
+  control.setRates(rates);
+  const PictureDetail noise = noiseDetail();
+  microseconds time{0};
+  double sum = 0;
+  constexpr int pictures = 300;
+  for (int picture = 0; picture < pictures; ++picture) {
+    time += microseconds(33'333);
+    const int quantizer = control.choose({.presentationTime = time, .changed = noise, .whole = noise});
+    const double bits = noise.bitsAt(quantizer) * cost;
+    control.encoded(static_cast<std::int64_t>(bits));
+    if (picture >= pictures / 2) sum += bits / 8;
+  }
+  return sum / (pictures - pictures / 2);
+}
+
+TEST(QuantizerControl, makesPicturesThatFillALinkOnAverage) {
+  for (const std::int64_t bytes : {20'000, 60'000}) {
+    for (const double cost : {0.4, 1.0, 1.5}) {
+      QuantizerControl control(size, 69);
+      EXPECT_NEAR(averageBytes(control, onALink(bytes), cost) / static_cast<double>(bytes), 1, 0.2)
+          << bytes << " " << cost;
+    }
+  }
+}
+
+TEST(QuantizerControl, makesAKeyFrameOfAFewPicturesSizeOnALink) {
+  QuantizerControl control(size, 69);
+  control.setRates(onALink(20'000));
+  const int quantizer = control.choose({.kind = Kind::key, .whole = noiseDetail()});
+  EXPECT_LE(noiseDetail().bitsAt(quantizer) / 8, 60'000);
+  EXPECT_GE(noiseDetail().bitsAt(quantizer) / 8, 25'000);
+}
+
+TEST(QuantizerControl, isAsFineOnALinkAsTheQualityAsks) {
+  QuantizerControl fast(size, coarsest);
+  fast.setRates(ratesOf(20'000'000));
+  QuantizerControl slow(size, coarsest);
+  slow.setRates(onALink(20'000));
+  EXPECT_EQ(slow.finest(), fast.finest());
+}
+
 }  // namespace
 }  // namespace quorl

@@ -79,8 +79,12 @@ Recording::Recording(VideoCodec codec, PixelSize size, int fps, double quality) 
   specification.size = size;
   specification.codec = codec;
   const auto make = codec == VideoCodec::hevc ? makeX265Compressor : makeX264Compressor;
-  auto made =
-      make(specification, [this](CompressedPicture picture) { pictures_.push_back(std::move(picture)); });
+  auto made = make(specification, [this](CompressedPicture picture) {
+    if (picture.data)
+      pictures_.push_back(std::move(picture));
+    else
+      ++dropped_;
+  });
   if (!made) return;
   compressor_ = std::move(*made);
   setRates(fps, quality);

@@ -35,6 +35,8 @@ class Recording {
   void setRates(int fps, double quality);
 
   const std::vector<CompressedPicture>& pictures() const { return pictures_; }
+  /// How many came out without data.
+  std::size_t dropped() const { return dropped_; }
   std::vector<std::size_t> keyFrames() const;
 
   /// Parameter sets and pictures with start codes, as the raw formats want them.
@@ -56,6 +58,7 @@ class Recording {
   std::chrono::microseconds time_{0};
   std::int64_t averageBitRate_ = 0;
   std::vector<CompressedPicture> pictures_;
+  std::size_t dropped_ = 0;
   std::unique_ptr<VideoCompressor> compressor_;
 };
 

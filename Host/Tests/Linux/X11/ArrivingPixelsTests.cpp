@@ -118,9 +118,10 @@ TEST_F(SharedImages, makeNoPictureOfWhatHasNotArrived) {
   PoolScheduler scheduler;
   const SerialQueue queue(scheduler, "test.stream", QueueRank::stream);
   Deliveries deliveries;
+  const auto waker = std::make_shared<Waker>();
   CaptureOutlet outlet(1, {.size = {640, 1600}},
                        std::make_shared<StreamCallbacks>(queue, deliveries.handlers()),
-                       std::make_shared<Waker>());
+                       std::make_shared<PictureRequests>(waker), waker);
   const auto image = makeImage();
   image->request(client.root(), 0, 0, std::span(&beyond, 1));
   outlet.deliver(*image, {});

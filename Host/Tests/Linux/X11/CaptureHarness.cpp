@@ -42,6 +42,7 @@ CaptureStream::Handlers Deliveries::handlers() {
               [this](CapturedPicture picture) {
                 const std::scoped_lock lock(mutex_);
                 pictures_.push_back(std::move(picture));
+                if (stream_ != nullptr) stream_->requestPicture();
                 changed_.notify_all();
               },
           .stopped =
@@ -50,6 +51,11 @@ CaptureStream::Handlers Deliveries::handlers() {
                 stopped_ = error;
                 changed_.notify_all();
               }};
+}
+
+void Deliveries::follow(CaptureStream* stream) {
+  const std::scoped_lock lock(mutex_);
+  stream_ = stream;
 }
 
 std::optional<CapturedPicture> Deliveries::waitFor(
@@ -104,7 +110,9 @@ ShareableContent CaptureHarness::content() {
 std::expected<std::unique_ptr<CaptureStream>, PortError> CaptureHarness::open(const CaptureFilter& filter,
                                                                               const CaptureSettings& settings,
                                                                               Deliveries& deliveries) {
-  return capture.makeStream(filter, settings, queue, deliveries.handlers());
+  auto stream = capture.makeStream(filter, settings, queue, deliveries.handlers());
+  if (stream) deliveries.follow(stream->get());
+  return stream;
 }
 
 std::unique_ptr<CaptureStream> CaptureHarness::start(const CaptureFilter& filter,

@@ -24,6 +24,8 @@ int distance(std::uint32_t a, std::uint32_t b);
 class Deliveries {
  public:
   CaptureStream::Handlers handlers();
+  /// Asks the stream for another picture after each; the stream ends before these deliveries.
+  void follow(CaptureStream* stream);
 
   /// Waits until a picture beyond the first `seen` ones satisfies `condition`; that picture.
   std::optional<CapturedPicture> waitFor(const std::function<bool(const CapturedPicture&)>& condition,
@@ -40,6 +42,7 @@ class Deliveries {
   std::condition_variable changed_;
   std::vector<CapturedPicture> pictures_;
   std::optional<PortError> stopped_;
+  CaptureStream* stream_ = nullptr;
 };
 
 /// A capture of one display with what it needs.
@@ -53,7 +56,7 @@ class CaptureHarness {
   std::expected<std::unique_ptr<CaptureStream>, PortError> open(const CaptureFilter& filter,
                                                                 const CaptureSettings& settings,
                                                                 Deliveries& deliveries);
-  /// Opens and starts, and waits for the first picture.
+  /// Opens, starts and follows, and waits for the first picture.
   std::unique_ptr<CaptureStream> start(const CaptureFilter& filter, const CaptureSettings& settings,
                                        Deliveries& deliveries);
 
