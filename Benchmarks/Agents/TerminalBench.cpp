@@ -89,6 +89,8 @@ class CountingSink final : public StreamOutputSink {
     bytes += frame.body().size();
     ++frames;
   }
+  std::optional<PictureBudget> admitPicture(PictureRequest) override { return std::nullopt; }
+  DeliveredRate deliveredRate() const override { return nullptr; }
   bool isBackpressured() const override { return false; }
 
   std::atomic<std::size_t> bytes = 0;

@@ -165,7 +165,7 @@ void AgentRegistry::removeSink(const StreamOutputSink* sink) {
 std::shared_ptr<SinkBacklog> AgentRegistry::backlogOf(const Sink& sink) {
   Client& client = clients_[sink.get()];
   if (!client.backlog || client.sink.expired())
-    client = {.sink = sink, .backlog = std::make_shared<SinkBacklog>()};
+    client = {.sink = sink, .backlog = std::make_shared<SinkBacklog>(sink->deliveredRate())};
   return client.backlog;
 }
 

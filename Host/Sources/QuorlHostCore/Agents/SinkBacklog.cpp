@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Agents/SinkBacklog.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace quorl {
 
+// An unknown link may be a fast one.
+std::size_t SinkBacklog::limit() const {
+  const double aSecond = link_ ? link_->load() : 0;
+  if (aSecond <= 0) return mostLimit;
+  return static_cast<std::size_t>(std::clamp<double>(aSecond, leastLimit, mostLimit));
+}
+
 bool SinkBacklog::isOverLimit() const {
-  return outstanding() > limit;
+  return outstanding() > limit();
 }
 
 std::size_t SinkBacklog::outstanding() const {
@@ -28,9 +36,10 @@ SharedBytes SinkBacklog::counted(SharedBytes bytes) {
 }
 
 void SinkBacklog::whenDrained(std::function<void()> work) {
+  const std::size_t little = drained();
   {
     std::lock_guard lock(mutex_);
-    if (outstanding_ > drained) {
+    if (outstanding_ > little) {
       waiting_.push_back(std::move(work));
       return;
     }
@@ -40,10 +49,11 @@ void SinkBacklog::whenDrained(std::function<void()> work) {
 
 void SinkBacklog::release(std::size_t size) {
   std::vector<std::function<void()>> due;
+  const std::size_t little = drained();
   {
     std::lock_guard lock(mutex_);
     outstanding_ -= size;
-    if (outstanding_ <= drained) due = std::exchange(waiting_, {});
+    if (outstanding_ <= little) due = std::exchange(waiting_, {});
   }
   for (const auto& work : due) work();
 }

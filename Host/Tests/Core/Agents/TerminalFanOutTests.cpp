@@ -145,7 +145,7 @@ TEST_F(FanOutTest, boundsWhatIsKeptForAClientThatReadsNothingAndHoldsUpNobody) {
     good->taken.clear();
     screen.scrollback.assign(200'000, 's');
   }
-  EXPECT_LE(stuck->mostWaiting, SinkBacklog::limit + piece.size());
+  EXPECT_LE(stuck->mostWaiting, SinkBacklog::mostLimit + piece.size());
   EXPECT_EQ(good->waiting.size(), 0U);
   print("end");
   good->takeAll();
@@ -201,7 +201,7 @@ TEST_F(FanOutTest, replaysNothingToAClientThatAsksAgainAndAgainButDoesNotRead) {
   auto sink = std::make_shared<SlowSink>();
   print(std::string(250'000, 's'));
   for (int i = 0; i < 1000; ++i) join(sink, backlog);
-  EXPECT_LE(sink->mostWaiting, SinkBacklog::limit + 250'000);
+  EXPECT_LE(sink->mostWaiting, SinkBacklog::mostLimit + 250'000);
   queue.sync([&] { EXPECT_TRUE(fanOut->isWatched()); });
 }
 
@@ -215,10 +215,23 @@ TEST(SinkBacklog, countsABufferUntilItsLastReferenceHasGone) {
   EXPECT_EQ(backlog->outstanding(), 0U);
 }
 
+TEST(SinkBacklog, isASecondOfTheLink) {
+  const auto link = std::make_shared<std::atomic<double>>(0);
+  const SinkBacklog backlog(link);
+  EXPECT_EQ(backlog.limit(), SinkBacklog::mostLimit) << "an unknown link may be a fast one";
+  *link = 100'000;
+  EXPECT_EQ(backlog.limit(), SinkBacklog::leastLimit);
+  EXPECT_EQ(backlog.drained(), SinkBacklog::leastLimit / 4);
+  *link = 625'000;
+  EXPECT_EQ(backlog.limit(), 625'000U);
+  *link = 1e9;
+  EXPECT_EQ(backlog.limit(), SinkBacklog::mostLimit);
+}
+
 TEST(SinkBacklog, tellsOnceWhenItHasDrained) {
   auto backlog = std::make_shared<SinkBacklog>();
   int calls = 0;
-  SharedBytes big = backlog->counted(shareBytes(Bytes(SinkBacklog::limit + 1)));
+  SharedBytes big = backlog->counted(shareBytes(Bytes(SinkBacklog::mostLimit + 1)));
   EXPECT_TRUE(backlog->isOverLimit());
   backlog->whenDrained([&] { ++calls; });
   EXPECT_EQ(calls, 0);
