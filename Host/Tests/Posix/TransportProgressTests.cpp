@@ -65,7 +65,8 @@ TEST_F(TransportProgressTest, leavesLittleInTheKernelWhereThatIsLimited) {
     return now > 0 && now == std::exchange(before, now);
   }));
   const std::size_t inKernel = taken_ - connection_->progress().acknowledged;
-  EXPECT_LE(inKernel, 65'536U + 65'536U + frame);
+  // The kernel counts in buffers; without the limit it takes megabytes.
+  EXPECT_LE(inKernel, 262'144U);
   EXPECT_EQ(peer_->read(4'000 * frame).size(), 4'000 * frame) << "nothing is stuck";
 }
 
