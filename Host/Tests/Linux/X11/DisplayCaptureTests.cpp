@@ -60,6 +60,28 @@ TEST_F(DisplayCapture, listsTheOneDisplayAsTheMainOne) {
   EXPECT_EQ(content.displays[0].pixelScale, 1.0);
 }
 
+TEST_F(DisplayCapture, mergesWhatNobodyHasAskedForIntoTheNextPicture) {
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
+  // The last request that is answered of itself.
+  client.fillRoot({0, 0, 16, 16}, white);
+  ASSERT_TRUE(deliveries.waitForColor(8, 8, white));
+  deliveries.follow(nullptr);
+  client.fillRoot({0, 0, 16, 16}, blue);
+  ASSERT_TRUE(deliveries.waitForColor(8, 8, blue));
+  const std::size_t seen = deliveries.count();
+  for (int x = 32; x < 640; x += 32) {
+    client.fillRoot({x, 0, 32, 32}, red);
+    client.sync();
+    client.fillRoot({x, 0, 32, 32}, green);
+    client.sync();
+  }
+  stream->requestPicture();
+  const auto merged = deliveries.waitForColor(630, 16, green, seen);
+  ASSERT_TRUE(merged);
+  EXPECT_LE(distance(colorAt(*merged->image, 40, 16), green), 4);
+  EXPECT_EQ(deliveries.count(), seen + 1);
+}
+
 TEST_F(DisplayCapture, deliversTheWholeScreenFirst) {
   client.fillRoot({0, 0, 320, 480}, red);
   client.fillRoot({320, 0, 320, 480}, blue);
