@@ -31,7 +31,7 @@ constexpr double leastAllowance = 3'000;
 // Of an unknown link: TCP's initial window (RFC 6928).
 constexpr double unknownAllowance = 14'600;
 
-// Smaller bursts may pass through a router's token bucket at any speed.
+// Less may pass through a router's token bucket at any speed, and may be all there was to send.
 constexpr std::uint64_t smallestBurst = 16'384;
 constexpr double largestRise = 4;
 constexpr Duration shortestBurst = std::chrono::microseconds(100);
@@ -110,12 +110,12 @@ void LinkEstimator::observed(MonotonicTime now, std::uint64_t acknowledged, Dura
 void LinkEstimator::measure(MonotonicTime now) {
   windowHadQueue_ = windowHadQueue_ && hasQueue();
   if (!window_ || now - window_->time < measurement) return;
-  const double sample =
-      static_cast<double>(acknowledged_ - window_->acknowledged) / seconds(now - window_->time);
+  const std::uint64_t bytes = acknowledged_ - window_->acknowledged;
+  const double sample = static_cast<double>(bytes) / seconds(now - window_->time);
   if (windowHadQueue_) {
     rate_ = rate_ > 0 ? rate_ + (sample - rate_) * learning : sample;
     limitedAt_ = now;
-  } else {
+  } else if (bytes >= smallestBurst) {
     rate_ = std::max(rate_, sample);
   }
   window_ = Mark{now, acknowledged_};
@@ -141,7 +141,7 @@ Duration LinkEstimator::queueDelay() const {
 }
 
 bool LinkEstimator::hasQueue() const {
-  return static_cast<double>(underWay()) > rate_ * seconds(roundTrip_);
+  return static_cast<double>(underWay()) > rate_ * seconds(roundTrip_) + leastAllowance;
 }
 
 void LinkEstimator::pictureWanted(MonotonicTime now, double wantedRate) {

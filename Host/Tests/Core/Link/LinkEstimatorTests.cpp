@@ -257,6 +257,18 @@ TEST(LinkEstimator, takesAShortBurstForNoProofOfAFastLink) {
   EXPECT_EQ(estimator.pictureRate(), LinkEstimator::initialRate);
 }
 
+TEST(LinkEstimator, takesSmallMessagesForNoMeasureOfTheLink) {
+  LinkEstimator estimator;
+  // An echo of 100 bytes every 10 ms, four of them always under way.
+  for (int message = 0; message < 500; ++message) {
+    const MonotonicTime now = at(seconds(1) + milliseconds(10) * message);
+    estimator.accepted(now, 100);
+    estimator.observed(now, message < 4 ? 0 : 100U * static_cast<unsigned>(message - 3), milliseconds(40));
+  }
+  EXPECT_EQ(estimator.deliveredRate(), 0);
+  EXPECT_EQ(estimator.pictureRate(), LinkEstimator::initialRate);
+}
+
 TEST(LinkEstimator, raisesNoRateThatIsNotUsed) {
   LinkEstimator estimator;
   MonotonicTime now = at(seconds(1));
