@@ -48,6 +48,7 @@ void PictureFeed::pictureArrived(CapturedPicture picture) {
 
 // Whether a picture may be encoded now. Otherwise the feed goes on once it may.
 bool PictureFeed::hasRoom() {
+  queue_.assertCurrent();
   if (waitsForRoom_ || inEncoder_ >= mostInEncoder) return false;
   const auto budget = surroundings_.admit([weak = weak_from_this(), queue = queue_] {
     queue.async([weak] {
