@@ -160,8 +160,9 @@ std::vector<InputAction> InputPlanner::plan(const KeyboardEvent& event) {
   if (event.down) {
     syncCapsLock(actions, event.flags);
     syncModifiers(actions, event.flags, Pressing::allowed);
-    // A key that is held repeats by itself.
-    if (keys_.insert(event.keyCode).second) actions.push_back(key(event.keyCode, true));
+    // Repeats come from the client: each of them is one more press.
+    if (!keys_.insert(event.keyCode).second) actions.push_back(key(event.keyCode, false));
+    actions.push_back(key(event.keyCode, true));
     return actions;
   }
   if (keys_.erase(event.keyCode) != 0) actions.push_back(key(event.keyCode, false));

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include <xcb/xcb.h>
-#include <xcb/xtest.h>
 
+#include <QuorlHostLinux/X11/FakeKeys.h>
 #include <QuorlHostLinux/X11/KeyCodes.h>
 #include <QuorlHostLinux/X11/TextKeysyms.h>
 #include <QuorlHostLinux/X11/XcbReply.h>
@@ -115,19 +115,14 @@ void TextTyper::waitUntil(SpareKeys::Time time) {
 }
 
 void TextTyper::press(std::uint8_t keycode) {
-  fakeKey(keycode, true);
-  fakeKey(keycode, false);
+  fakeKey(connection_.xcb(), keycode, true);
+  fakeKey(connection_.xcb(), keycode, false);
 }
 
 void TextTyper::hold(bool shift, const Keyboard& keyboard) {
   if (shift == isShiftHeld_) return;
   isShiftHeld_ = shift;
-  if (const auto keycode = keyboard.keycodeOf(keyCode::shift)) fakeKey(*keycode, shift);
-}
-
-void TextTyper::fakeKey(std::uint8_t keycode, bool down) {
-  xcb_test_fake_input(connection_.xcb(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME,
-                      XCB_NONE, 0, 0, 0);
+  if (const auto keycode = keyboard.keycodeOf(keyCode::shift)) fakeKey(connection_.xcb(), *keycode, shift);
 }
 
 }  // namespace quorl

@@ -41,7 +41,6 @@ class TextTyper {
   void waitUntil(SpareKeys::Time time);
   void press(std::uint8_t keycode);
   void hold(bool shift, const Keyboard& keyboard);
-  void fakeKey(std::uint8_t keycode, bool down);
 
   X11Connection& connection_;
   SpareKeys spares_;

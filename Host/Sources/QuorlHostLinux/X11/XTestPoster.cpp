@@ -8,6 +8,7 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
+#include <QuorlHostLinux/X11/FakeKeys.h>
 #include <QuorlHostLinux/X11/InputPlanner.h>
 #include <QuorlHostLinux/X11/KeyCodes.h>
 #include <QuorlHostLinux/X11/Keyboard.h>
@@ -109,13 +110,12 @@ class XTestPoster::Session {
     }
     const std::uint8_t numLock = down && isKeypadCharacter(wireCode) ? map->numLockMask() : 0;
     const bool isLent = numLock != 0 && lockIfUnlocked(numLock);
-    fakeKey(*keycode, down);
+    if (down) {
+      pressWithoutRepeat(connection_->xcb(), *keycode);
+    } else {
+      fakeKey(connection_->xcb(), *keycode, false);
+    }
     if (isLent) lockXkbModifiers(connection_->xcb(), numLock, 0);
-  }
-
-  void fakeKey(std::uint8_t keycode, bool down) {
-    xcb_test_fake_input(connection_->xcb(), down ? XCB_KEY_PRESS : XCB_KEY_RELEASE, keycode, XCB_CURRENT_TIME,
-                        XCB_NONE, 0, 0, 0);
   }
 
   /// False when it was locked already.
@@ -143,7 +143,7 @@ class XTestPoster::Session {
     const auto held = planner_.heldModifierKeys();
     const auto setModifiers = [&](bool down) {
       for (const auto code : held) {
-        if (const auto keycode = map->keycodeOf(code)) fakeKey(*keycode, down);
+        if (const auto keycode = map->keycodeOf(code)) fakeKey(connection_->xcb(), *keycode, down);
       }
     };
     setModifiers(false);

@@ -142,11 +142,21 @@ TEST(InputPlanner, hasNoKeyForTheFunctionFlag) {
   EXPECT_EQ(planner.plan(key(letterA, true, eventFlags::function)), (Actions{keyDown(letterA)}));
 }
 
-TEST(InputPlanner, letsAHeldKeyRepeatByItself) {
+TEST(InputPlanner, pressesAKeyOnceMoreForEachRepeatOfTheClient) {
   InputPlanner planner;
-  planner.plan(key(letterA, true));
-  EXPECT_EQ(planner.plan(key(letterA, true)), (Actions{}));
+  EXPECT_EQ(planner.plan(key(letterA, true)), (Actions{keyDown(letterA)}));
+  for (int repeat = 0; repeat < 4; ++repeat)
+    EXPECT_EQ(planner.plan(key(letterA, true)), (Actions{keyUp(letterA), keyDown(letterA)}));
   EXPECT_EQ(planner.plan(key(letterA, false)), (Actions{keyUp(letterA)}));
+}
+
+TEST(InputPlanner, repeatsNeitherModifiersNorCapsLock) {
+  InputPlanner planner;
+  planner.plan(key(keyCode::shift, true, eventFlags::shift));
+  EXPECT_EQ(planner.plan(key(keyCode::shift, true, eventFlags::shift)), (Actions{}));
+  planner.plan(key(keyCode::shift, false));
+  planner.plan(key(keyCode::capsLock, true));
+  EXPECT_EQ(planner.plan(key(keyCode::capsLock, true)), (Actions{}));
 }
 
 TEST(InputPlanner, followsTheCapsLockThatFlagsTell) {

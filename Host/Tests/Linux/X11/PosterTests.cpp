@@ -239,6 +239,35 @@ TEST_F(Poster, zoomsWithControlAndTheWheel) {
   EXPECT_FALSE(listener.isAnythingDown());
 }
 
+TEST_F(Poster, typesAHeldKeyOnceWhileKeysOfOthersKeepRepeating) {
+  server.run({"xset", "r", "rate", "60", "100"});
+  const std::string before = server.run({"xset", "q"});
+  server.run({"xdotool", "keydown", "b"});
+  const auto countOf = [](const auto& all, std::uint32_t keysym) {
+    return std::ranges::count_if(
+        all, [keysym](const auto& input) { return input.isKeyDown() && input.keysym == keysym; });
+  };
+  ASSERT_TRUE(listener.listenUntil([&](const auto& all) { return countOf(all, 'b') >= 3; }));
+  key(letterA, true);
+  ASSERT_TRUE(listener.listenUntil([&](const auto& all) { return countOf(all, 'a') >= 1; }));
+  listener.inputs.clear();
+  ASSERT_TRUE(listener.listenUntil(
+      [&](const auto& all) { return countOf(all, 'b') >= 20 || countOf(all, 'a') > 0; }));
+  EXPECT_EQ(countOf(listener.inputs, 'a'), 0);
+  EXPECT_EQ(server.run({"xset", "q"}), before);
+  server.run({"xdotool", "keyup", "b"});
+}
+
+TEST_F(Poster, pressesAHeldKeyAsOftenAsTheClientSendsIt) {
+  for (int i = 0; i < 5; ++i) key(letterA, true);
+  ASSERT_TRUE(listenToMarker());
+  EXPECT_EQ(std::ranges::count_if(listener.inputs,
+                                  [](const auto& input) { return input.isKeyDown() && input.keysym == 'a'; }),
+            5);
+  key(letterA, false);
+  EXPECT_TRUE(eventually([&] { return !listener.isAnythingDown(); }));
+}
+
 TEST_F(Poster, letsGoOfEverythingAtItsEnd) {
   mouse(MouseEventType::leftDown, 100, 50, eventFlags::option);
   key(keyCode::rightShift, true, eventFlags::shift | eventFlags::option);
