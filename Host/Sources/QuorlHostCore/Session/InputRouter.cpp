@@ -41,7 +41,7 @@ void InputRouter::inject(const inputEvent::Pointer& event) {
   const auto located = locate(event.streamID, event.x, event.y);
   if (!located) return;
   if (event.phase == PointerPhase::down) located->stream->raiseForInput();
-  held_.pointer(event.phase, event.button, located->point);
+  held_.pointer(event.phase, event.button, located->point, event.streamID);
   services_.injector->pointer(event.phase, event.button, located->point, event.clickCount, event.pressure,
                               event.modifiers);
 }
@@ -66,12 +66,20 @@ void InputRouter::inject(const inputEvent::Key& event) {
   if (event.down && lastInputStreamID_) {
     if (ClientStream* stream = streams_.find(*lastInputStreamID_)) stream->raiseForInput();
   }
-  held_.key(event.keyCode, event.down);
+  held_.key(event.keyCode, event.down, event.modifiers);
   services_.injector->key(event.keyCode, event.down, event.modifiers);
 }
 
 void InputRouter::releaseHeld() {
-  const HeldInput::Release release = held_.releaseAll();
+  post(held_.releaseAll());
+}
+
+void InputRouter::streamEnds(std::uint32_t streamID) {
+  if (!streams_.find(streamID)) return;
+  post(lastInputStreamID_ == streamID ? held_.releaseAll() : held_.releaseButtons(streamID));
+}
+
+void InputRouter::post(const HeldInput::Release& release) {
   for (const PointerButton button : release.buttons)
     services_.injector->pointer(PointerPhase::up, button, release.location, 0, 0, WireModifiers{});
   for (const std::uint16_t keyCode : release.keyCodes)

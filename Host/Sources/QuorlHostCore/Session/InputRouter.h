@@ -32,6 +32,9 @@ class InputRouter {
 
   /// Lets go of every key and button that this client still holds.
   void releaseHeld();
+  /// Call before a stream leaves the table or is replaced there: what is held in it can no longer be let go
+  /// of by events that name it. Keys belong to the stream that was pointed at last.
+  void streamEnds(std::uint32_t streamID);
 
   std::optional<std::uint32_t> lastInputStreamID() const { return lastInputStreamID_; }
 
@@ -47,6 +50,7 @@ class InputRouter {
   void inject(const inputEvent::Scroll& event);
   void inject(const inputEvent::Magnify& event);
   void inject(const inputEvent::Key& event);
+  void post(const HeldInput::Release& release);
 
   const HostServices& services_;
   const StreamTable& streams_;

@@ -56,6 +56,7 @@ void refuseHandshake(RoutedSession& session) {
 void startStream(RoutedSession& session, const StartStream& request) {
   // Nobody would ever stop a stream that begins after the end.
   if (session.isClosed()) return;
+  session.input().streamEnds(request.streamID);
   const auto started = session.streams().start(request, session.services()->makeStream, session.sink());
   if (started == StreamTable::Started::limitReached)
     session.reply(message::Error{WireError{
@@ -200,6 +201,7 @@ consteval RoutingTable streamRoutes(RoutingTable table) {
       .on<message::StartStream>(
           [](Session& session, const message::StartStream& request) { startStream(session, request._0); })
       .on<message::StopStream>([](Session& session, const message::StopStream& request) {
+        session.input().streamEnds(request.streamID);
         session.streams().stop(request.streamID);
       })
       .on<message::UpdateStream>([](Session& session, const message::UpdateStream& request) {

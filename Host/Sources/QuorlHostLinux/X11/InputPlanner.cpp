@@ -186,15 +186,16 @@ void InputPlanner::planModifierKey(Actions& actions, const KeyboardEvent& event,
 }
 
 void InputPlanner::planCapsLockKey(Actions& actions, const KeyboardEvent& event) {
-  // A client that tells the lock's state in its flags has it follow that state; for one that does not, the
-  // key is a key.
-  const bool isTold = (event.flags & eventFlags::capsLock) != 0 || isCapsLockOn_;
-  if (event.down && isTold) {
+  if (!event.down && keys_.erase(event.keyCode) != 0) {
+    actions.push_back(key(event.keyCode, false));
+    return;
+  }
+  // A client that sends the lock's state in its flags has the lock follow that state, with the release as
+  // well as with the press. For a client that does not, the key is a key.
+  if ((event.flags & eventFlags::capsLock) != 0 || isCapsLockOn_) {
     syncCapsLock(actions, event.flags);
   } else if (event.down && keys_.insert(event.keyCode).second) {
     actions.push_back(key(event.keyCode, true));
-  } else if (!event.down && keys_.erase(event.keyCode) != 0) {
-    actions.push_back(key(event.keyCode, false));
   }
 }
 

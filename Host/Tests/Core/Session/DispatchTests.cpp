@@ -9,6 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 class DispatchTest : public SessionFixture {
  protected:
@@ -337,6 +338,43 @@ TEST_F(DispatchTest, letsGoOfAKeyThatGoesDownBehindTheEnd) {
   client_.settle();
   ASSERT_EQ(posted().size(), 2U);
   EXPECT_FALSE(std::get<KeyboardEvent>(posted()[1]).down);
+}
+
+TEST_F(DispatchTest, letsGoOfADragWhenItsStreamStops) {
+  start(1);
+  start(2);
+  client_.input(pointer(PointerPhase::down, 1, 0.25F, 0.5F));
+  client_.input(pointer(PointerPhase::moved, 1, 0.5F, 0.5F));
+  client_.input(pointer(PointerPhase::moved, 2, 0.5F, 0.5F));
+  client_.input(key(56, true));
+  platform_.events->posted.clear();
+  client_.send(message::StopStream{.streamID = 1});
+  ASSERT_EQ(posted().size(), 1U);
+  EXPECT_EQ(std::get<MouseEvent>(posted()[0]).type, MouseEventType::leftUp);
+}
+
+TEST_F(DispatchTest, letsGoOfKeysAndCapsLockWhenTheStreamPointedAtLastStops) {
+  start(1);
+  client_.input(pointer(PointerPhase::moved, 1, 0.5F, 0.5F));
+  client_.input(key(56, true));
+  client_.input(inputEvent::Key{.keyCode = 0, .down = true, .modifiers = WireModifiers::capsLock});
+  platform_.events->posted.clear();
+  client_.send(message::StopStream{.streamID = 1});
+  std::vector<std::uint16_t> keys;
+  for (const SyntheticEvent& event : posted()) {
+    EXPECT_FALSE(std::get<KeyboardEvent>(event).down);
+    keys.push_back(std::get<KeyboardEvent>(event).keyCode);
+  }
+  EXPECT_THAT(keys, UnorderedElementsAre(0, 56, 0x39));
+}
+
+TEST_F(DispatchTest, letsGoOfADragWhenItsStreamIsReplaced) {
+  start(1);
+  client_.input(pointer(PointerPhase::down, 1, 0.25F, 0.5F));
+  platform_.events->posted.clear();
+  start(1);
+  ASSERT_EQ(posted().size(), 1U);
+  EXPECT_EQ(std::get<MouseEvent>(posted()[0]).type, MouseEventType::leftUp);
 }
 
 // Datagrams

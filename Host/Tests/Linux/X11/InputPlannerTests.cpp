@@ -168,6 +168,14 @@ TEST(InputPlanner, followsTheCapsLockThatFlagsTell) {
   EXPECT_EQ(planner.plan(key(letterA, true, 0)), (Actions{caps(false), keyDown(letterA)}));
 }
 
+TEST(InputPlanner, unlocksCapsLockOnAReleaseOfItsKeyWithoutTheFlag) {
+  InputPlanner planner;
+  planner.plan(key(letterA, true, eventFlags::capsLock));
+  planner.plan(key(letterA, false, eventFlags::capsLock));
+  EXPECT_EQ(planner.plan(key(keyCode::capsLock, false, 0)), (Actions{caps(false)}));
+  EXPECT_EQ(planner.plan(key(keyCode::capsLock, false, 0)), (Actions{}));
+}
+
 TEST(InputPlanner, sendsCapsLockAsAKeyToWhomFlagsTellNothing) {
   InputPlanner planner;
   EXPECT_EQ(planner.plan(key(keyCode::capsLock, true)), (Actions{keyDown(keyCode::capsLock)}));
