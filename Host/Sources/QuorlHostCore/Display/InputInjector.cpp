@@ -6,7 +6,9 @@
 #include <limits>
 #include <set>
 
+#include <QuorlHostCore/Concurrency/Timer.h>
 #include <QuorlHostCore/Display/TextChunks.h>
+#include <QuorlHostCore/Runtime/Log.h>
 
 namespace quorl {
 
@@ -60,7 +62,7 @@ std::int32_t saturated(double value) {
 }  // namespace
 
 /// The fields of the injector's queue. Shared with the work on it, so that what was accepted is posted.
-class InputInjector::State {
+class InputInjector::State : public std::enable_shared_from_this<State> {
  public:
   State(const Platform& platform, std::function<HostSettings()> currentSettings)
       : queue(*platform.scheduler, "quorl.input", QueueRank::service),
@@ -95,15 +97,63 @@ class InputInjector::State {
     source_->post(event);
   }
 
-  void insertText(std::string_view text) {
+  /// Runs `post` now, or after the text of the same client that waits.
+  void inOrder(InputSource from, WaitingInput::Kind kind, WaitingInput::Post post) {
     queue.assertCurrent();
-    for (const std::u16string& chunk : keyboardTextChunks(text)) {
-      source_->post(KeyboardEvent{.keyCode = 0, .down = true, .unicode = chunk});
-      source_->post(KeyboardEvent{.keyCode = 0, .down = false, .unicode = chunk});
+    if (!waiting_.holdBack(from, kind, post)) post();
+  }
+
+  void insertText(TextChunks text, InputSource from) {
+    queue.assertCurrent();
+    if (!waiting_.addText(from, std::move(text)))
+      Log::app.error("a text was not typed: too much of its client's waits already");
+    if (!isScheduled_ && !pause_.isPending()) typeOn();
+  }
+
+  void drop(InputSource from) {
+    queue.assertCurrent();
+    const bool hadPiece = waiting_.hasPiece();
+    waiting_.drop(from);
+    // The others do not wait for room that the rest of this text needed.
+    if (hadPiece && !waiting_.hasPiece() && pause_.isPending()) {
+      pause_.cancel();
+      typeOn();
     }
   }
 
  private:
+  // Types until the platform wants time, a piece at a time: what others sent meanwhile comes first.
+  void typeOn() {
+    queue.assertCurrent();
+    if (!waiting_.hasPiece()) {
+      const auto piece = waiting_.nextPiece();
+      if (!piece) return;
+      postText(*piece);
+    }
+    const Duration wait = source_->finishText(waiting_.following());
+    if (wait > Duration::zero()) {
+      pause_ = queue.after(wait, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->typeOn();
+      });
+      return;
+    }
+    for (const auto& post : waiting_.pieceTyped()) post();
+    if (waiting_.isEmpty()) return;
+    isScheduled_ = true;
+    queue.async([self = shared_from_this()] {
+      self->queue.assertCurrent();
+      self->isScheduled_ = false;
+      self->typeOn();
+    });
+  }
+
+  void postText(const std::u16string& piece) {
+    // Without text the events would be those of a key.
+    if (piece.empty()) return;
+    source_->post(KeyboardEvent{.keyCode = 0, .down = true, .unicode = piece});
+    source_->post(KeyboardEvent{.keyCode = 0, .down = false, .unicode = piece});
+  }
+
   MouseEventType mouseType(PointerPhase phase, PointerButton button) {
     queue.assertCurrent();
     switch (phase) {
@@ -127,6 +177,9 @@ class InputInjector::State {
   const std::function<HostSettings()> settings_;
   std::set<PointerButton> buttonsDown_ QUORL_GUARDED_BY(queue);
   PointXY lastPointerLocation_ QUORL_GUARDED_BY(queue);
+  WaitingInput waiting_ QUORL_GUARDED_BY(queue);
+  bool isScheduled_ QUORL_GUARDED_BY(queue) = false;  // `typeOn`, by itself
+  Timer pause_ QUORL_GUARDED_BY(queue);
 };
 
 InputInjector::InputInjector(const Platform& platform, std::function<HostSettings()> settings)
@@ -134,20 +187,30 @@ InputInjector::InputInjector(const Platform& platform, std::function<HostSetting
 
 InputInjector::~InputInjector() = default;
 
+template <class Event>
+void InputInjector::postInOrder(InputSource from, WaitingInput::Kind kind, Event event) {
+  state_->queue.async([state = state_, from, kind, event] {
+    state->inOrder(from, kind, [state = state.get(), event] { event(*state); });
+  });
+}
+
 const SerialQueue& InputInjector::queue() const {
   return state_->queue;
 }
 
 void InputInjector::pointer(PointerPhase phase, PointerButton button, PointXY at, std::uint8_t clickCount,
-                            float pressure, WireModifiers modifiers) {
+                            float pressure, WireModifiers modifiers, InputSource from) {
   MouseEvent event{.location = at, .button = button, .flags = eventFlagsOf(modifiers)};
   if (clickCount != 0) event.clickState = clickCount;
   if (pressure > 0) event.pressure = pressure;
-  state_->queue.async([state = state_, phase, event] { state->pointer(phase, event); });
+  const auto kind = phase == PointerPhase::moved || phase == PointerPhase::hover
+                        ? WaitingInput::Kind::motion
+                        : WaitingInput::Kind::pointing;
+  postInOrder(from, kind, [phase, event](State& state) { state.pointer(phase, event); });
 }
 
 void InputInjector::scroll(PointXY at, float deltaX, float deltaY, bool precise, std::uint8_t momentumPhase,
-                           WireModifiers modifiers) {
+                           WireModifiers modifiers, InputSource from) {
   ScrollEvent event{.unit = precise ? ScrollUnit::pixel : ScrollUnit::line,
                     .wheel1 = saturated(deltaY),
                     .wheel2 = saturated(deltaX),
@@ -159,20 +222,28 @@ void InputInjector::scroll(PointXY at, float deltaX, float deltaY, bool precise,
     event.pointDeltaAxis2 = deltaX;
   }
   if (momentumPhase != 0) event.momentumPhase = momentumPhase;
-  state_->queue.async([state = state_, event] { state->post(event); });
+  postInOrder(from, WaitingInput::Kind::pointing, [event](State& state) { state.post(event); });
 }
 
-void InputInjector::magnify(PointXY at, float magnification, std::uint8_t /*phase*/) {
-  state_->queue.async([state = state_, at, magnification] { state->magnify(at, magnification); });
+void InputInjector::magnify(PointXY at, float magnification, std::uint8_t /*phase*/, InputSource from) {
+  postInOrder(from, WaitingInput::Kind::pointing,
+              [at, magnification](State& state) { state.magnify(at, magnification); });
 }
 
-void InputInjector::key(std::uint16_t keyCode, bool down, WireModifiers modifiers) {
+void InputInjector::key(std::uint16_t keyCode, bool down, WireModifiers modifiers, InputSource from) {
   const KeyboardEvent event{.keyCode = keyCode, .down = down, .flags = eventFlagsOf(modifiers)};
-  state_->queue.async([state = state_, event] { state->post(event); });
+  postInOrder(from, WaitingInput::Kind::key, [event](State& state) { state.post(event); });
 }
 
-void InputInjector::insertText(const std::string& text) {
-  state_->queue.async([state = state_, text] { state->insertText(text); });
+// A long text is converted on its sender's thread, which is the only one to wait for that.
+void InputInjector::insertText(const std::string& text, InputSource from) {
+  state_->queue.async([state = state_, chunks = TextChunks(text), from]() mutable {
+    state->insertText(std::move(chunks), from);
+  });
+}
+
+void InputInjector::drop(InputSource from) {
+  state_->queue.async([state = state_, from] { state->drop(from); });
 }
 
 bool InputInjector::hasAccessibilityPermission() const {

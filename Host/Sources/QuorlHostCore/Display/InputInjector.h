@@ -7,6 +7,7 @@
 #include <string>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Display/WaitingInput.h>
 #include <QuorlHostCore/Ports/Platform.h>
 #include <QuorlHostCore/Session/HostSettings.h>
 #include <QuorlKit/Foundation/Geometry.h>
@@ -18,8 +19,10 @@ namespace quorl {
 /// points that it is given.
 ///
 /// *Queue*: owns "quorl.input" (rank `service`); every operation may be called from any thread, returns at
-/// once and posts there, so that events keep their order of arrival.
-/// *Ownership*: the runtime. *Lifetime*: events that were accepted are posted even after its release.
+/// once and posts there, so that events keep their order of arrival. Text is typed in pieces, between which
+/// the input of other clients is posted; the sender's own follows its text (`WaitingInput`).
+/// *Ownership*: the runtime. *Lifetime*: events that were accepted are posted even after its release; text
+/// for which the platform needs time is cut short by it.
 class InputInjector {
  public:
   /// `settings` is asked on the injector's queue, for each magnify event.
@@ -29,14 +32,16 @@ class InputInjector {
   ~InputInjector();
 
   void pointer(PointerPhase phase, PointerButton button, PointXY at, std::uint8_t clickCount, float pressure,
-               WireModifiers modifiers);
+               WireModifiers modifiers, InputSource from = nullptr);
   /// `precise`: the deltas are pixels, else lines.
   void scroll(PointXY at, float deltaX, float deltaY, bool precise, std::uint8_t momentumPhase,
-              WireModifiers modifiers);
-  void magnify(PointXY at, float magnification, std::uint8_t phase);
-  void key(std::uint16_t keyCode, bool down, WireModifiers modifiers);
+              WireModifiers modifiers, InputSource from = nullptr);
+  void magnify(PointXY at, float magnification, std::uint8_t phase, InputSource from = nullptr);
+  void key(std::uint16_t keyCode, bool down, WireModifiers modifiers, InputSource from = nullptr);
   /// UTF-8; what is not valid is typed as U+FFFD.
-  void insertText(const std::string& text);
+  void insertText(const std::string& text, InputSource from = nullptr);
+  /// Forgets what waits of a client that leaves, its text and the events after it.
+  void drop(InputSource from);
 
   bool hasAccessibilityPermission() const;
   void requestAccessibilityPermission();
@@ -45,6 +50,10 @@ class InputInjector {
 
  private:
   class State;
+
+  template <class Event>
+  void postInOrder(InputSource from, WaitingInput::Kind kind, Event event);
+
   std::shared_ptr<State> state_;
 };
 

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
+#include <QuorlHostCore/Concurrency/MonotonicTime.h>
 #include <QuorlKit/Foundation/Geometry.h>
 #include <QuorlKit/Protocol/InputEvents.h>
 
@@ -75,13 +77,19 @@ using SyntheticEvent = std::variant<MouseEvent, ScrollEvent, KeyboardEvent>;
 
 /// Posts synthetic input into the session, as if it came from devices.
 ///
-/// *Queue*: `post` is called from one queue, in order; it may take the time the platform needs to take the
-/// event (text on X11: rounds of keyboard mapping). Without a display, and when one goes away, events are
-/// dropped.
+/// *Queue*: both operations are called from one queue, in order; neither waits for time to pass. Without a
+/// display, and when one goes away, events are dropped.
 class EventPoster {
  public:
   virtual ~EventPoster() = default;
+
+  /// An event with text may leave some of it to `finishText`. The next event with text drops such a rest.
   virtual void post(const SyntheticEvent& event) = 0;
+
+  /// Types on at the text that was posted last. Returns zero when all of it is typed, else how long the
+  /// platform needs until the next call can type more. Other events may be posted in between. `following` is
+  /// the text that will be posted next, for platforms that can make ready for it in advance.
+  virtual Duration finishText(std::u16string_view /*following*/) { return Duration::zero(); }
 };
 
 }  // namespace quorl

@@ -189,7 +189,7 @@ void ClientConnection::finishRead() {
   if (inputEnded_) teardown();
   if (closed_) {
     // Frames behind the one that ended the session may have pressed something again.
-    input_.releaseHeld();
+    input_.leave();
     return;
   }
   armReceive();
@@ -498,7 +498,7 @@ void ClientConnection::teardown() {
     const auto& device = handshake_.clientDevice();
     Log::auth.event(fmt::format("client disconnected: {}", device ? device->name : "?"));
   }
-  input_.releaseHeld();
+  input_.leave();
   streams_.stopAll();
   if (services_->agents) services_->agents->removeSink(this);
   gate_->close();

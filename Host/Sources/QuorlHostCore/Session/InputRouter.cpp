@@ -12,7 +12,7 @@ void InputRouter::route(const InputEvent& event) {
 }
 
 void InputRouter::insertText(const std::string& text) {
-  if (isPermitted()) services_.injector->insertText(text);
+  if (isPermitted()) services_.injector->insertText(text, this);
 }
 
 // The client is told once in the life of its connection; a grant counts from the next event on.
@@ -43,7 +43,7 @@ void InputRouter::inject(const inputEvent::Pointer& event) {
   if (event.phase == PointerPhase::down) located->stream->raiseForInput();
   held_.pointer(event.phase, event.button, located->point, event.streamID);
   services_.injector->pointer(event.phase, event.button, located->point, event.clickCount, event.pressure,
-                              event.modifiers);
+                              event.modifiers, this);
 }
 
 void InputRouter::inject(const inputEvent::Scroll& event) {
@@ -51,14 +51,14 @@ void InputRouter::inject(const inputEvent::Scroll& event) {
   if (!located) return;
   located->stream->raiseForInput();
   services_.injector->scroll(located->point, event.deltaX, event.deltaY, event.precise, event.momentumPhase,
-                             event.modifiers);
+                             event.modifiers, this);
 }
 
 void InputRouter::inject(const inputEvent::Magnify& event) {
   const auto located = locate(event.streamID, event.x, event.y);
   if (!located) return;
   located->stream->raiseForInput();
-  services_.injector->magnify(located->point, event.magnification, event.phase);
+  services_.injector->magnify(located->point, event.magnification, event.phase, this);
 }
 
 // A key has no place of its own: it belongs to what was pointed at last.
@@ -67,10 +67,11 @@ void InputRouter::inject(const inputEvent::Key& event) {
     if (ClientStream* stream = streams_.find(*lastInputStreamID_)) stream->raiseForInput();
   }
   held_.key(event.keyCode, event.down, event.modifiers);
-  services_.injector->key(event.keyCode, event.down, event.modifiers);
+  services_.injector->key(event.keyCode, event.down, event.modifiers, this);
 }
 
-void InputRouter::releaseHeld() {
+void InputRouter::leave() {
+  services_.injector->drop(this);
   post(held_.releaseAll());
 }
 
@@ -81,9 +82,9 @@ void InputRouter::streamEnds(std::uint32_t streamID) {
 
 void InputRouter::post(const HeldInput::Release& release) {
   for (const PointerButton button : release.buttons)
-    services_.injector->pointer(PointerPhase::up, button, release.location, 0, 0, WireModifiers{});
+    services_.injector->pointer(PointerPhase::up, button, release.location, 0, 0, WireModifiers{}, this);
   for (const std::uint16_t keyCode : release.keyCodes)
-    services_.injector->key(keyCode, false, WireModifiers{});
+    services_.injector->key(keyCode, false, WireModifiers{}, this);
 }
 
 }  // namespace quorl

@@ -30,8 +30,8 @@ class InputRouter {
   void route(const InputEvent& event);
   void insertText(const std::string& text);
 
-  /// Lets go of every key and button that this client still holds.
-  void releaseHeld();
+  /// The client is gone: ends the typing of its text and lets go of every key and button it still holds.
+  void leave();
   /// Call before a stream leaves the table or is replaced there: what is held in it can no longer be let go
   /// of by events that name it. Keys belong to the stream that was pointed at last.
   void streamEnds(std::uint32_t streamID);

@@ -225,5 +225,89 @@ TEST_F(InputInjectorTest, keepsTheOrderOfCalls) {
   EXPECT_TRUE(std::holds_alternative<ScrollEvent>(events[3]));
 }
 
+/// A platform that needs 100 ms for each piece of text.
+class SlowTypingTest : public InputInjectorTest {
+ protected:
+  SlowTypingTest() {
+    poster_->finishing = [this](std::u16string_view following) -> Duration {
+      followings_.emplace_back(following);
+      return isReady_ = !isReady_, isReady_ ? Duration::zero() : Duration(milliseconds(100));
+    };
+  }
+  /// Keys as their codes, texts as -1, everything else as -2.
+  std::vector<int> postedKinds() {
+    std::vector<int> kinds;
+    for (const SyntheticEvent& event : posted()) {
+      const auto* key = std::get_if<KeyboardEvent>(&event);
+      if (key && !key->unicode.empty() && !key->down) continue;
+      kinds.push_back(!key ? -2 : key->unicode.empty() ? key->keyCode : -1);
+    }
+    return kinds;
+  }
+
+  using milliseconds = std::chrono::milliseconds;
+  const InputSource ann_ = this;
+  const InputSource bob_ = &followings_;
+  std::vector<std::u16string> followings_;
+  bool isReady_ = true;
+};
+
+TEST_F(SlowTypingTest, postsTheInputOfOthersAtOnceWhileALongTextIsTyped) {
+  injector_->insertText(std::string(5'000, 'x'), ann_);
+  EXPECT_THAT(postedKinds(), ElementsAre(-1));
+  injector_->pointer(PointerPhase::hover, PointerButton::left, {1, 2}, 0, 0, {}, bob_);
+  injector_->key(3, true, {}, bob_);
+  EXPECT_THAT(postedKinds(), ElementsAre(-2, 3));
+  scheduler_.advance(milliseconds(100));
+  EXPECT_THAT(postedKinds(), ElementsAre(-1));
+}
+
+TEST_F(SlowTypingTest, postsTheKeysOfTheSenderAfterItsText) {
+  injector_->insertText(std::string(45, 'x'), ann_);
+  injector_->key(3, true, {}, ann_);
+  injector_->pointer(PointerPhase::moved, PointerButton::left, {1, 2}, 0, 0, {}, ann_);
+  injector_->pointer(PointerPhase::down, PointerButton::left, {1, 2}, 0, 0, {}, ann_);
+  EXPECT_THAT(postedKinds(), ElementsAre(-1, -2));
+  scheduler_.advance(milliseconds(300));
+  EXPECT_THAT(postedKinds(), ElementsAre(-1, -1, 3, -2));
+}
+
+TEST_F(SlowTypingTest, stopsTypingWhenTheSenderLeavesAndGoesOnWithOthers) {
+  injector_->insertText(std::string(5'000, 'x'), ann_);
+  injector_->insertText("y", bob_);
+  EXPECT_THAT(postedKinds(), ElementsAre(-1));
+  isReady_ = true;
+  injector_->drop(ann_);
+  scheduler_.runReady();
+  const auto events = posted();
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(std::get<KeyboardEvent>(events[0]).unicode, u"y");
+  scheduler_.advance(milliseconds(1'000));
+  EXPECT_TRUE(posted().empty());
+}
+
+TEST_F(SlowTypingTest, announcesWhatFollowsInTheText) {
+  injector_->insertText("abcdefghijklmnopqrstuvw", ann_);
+  scheduler_.runReady();
+  ASSERT_EQ(followings_.size(), 1U);
+  EXPECT_EQ(followings_[0], u"uvw");
+}
+
+TEST_F(SlowTypingTest, endsWithItsInjectorThoughTextWaits) {
+  injector_->insertText(std::string(5'000, 'x'), ann_);
+  EXPECT_THAT(postedKinds(), ElementsAre(-1));
+  injector_.reset();
+  scheduler_.advance(std::chrono::seconds(10));
+  EXPECT_TRUE(posted().empty());
+}
+
+TEST_F(InputInjectorTest, postsWhatOthersSentBetweenThePiecesOfAText) {
+  injector_->insertText(std::string(60, 'x'), this);
+  injector_->key(3, true, {});
+  const auto events = posted();
+  ASSERT_EQ(events.size(), 7U);
+  EXPECT_EQ(events[2], SyntheticEvent(KeyboardEvent{.keyCode = 3, .down = true}));
+}
+
 }  // namespace
 }  // namespace quorl

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Display/TextChunks.h>
 
+#include <string>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,28 +12,34 @@ namespace {
 
 using testing::ElementsAre;
 
+std::vector<std::u16string> chunksOf(std::string_view text) {
+  TextChunks chunks(text);
+  std::vector<std::u16string> all;
+  while (!chunks.isAtEnd()) all.push_back(chunks.next());
+  return all;
+}
+
 TEST(TextChunks, ofNothingAreNone) {
-  EXPECT_TRUE(keyboardTextChunks("").empty());
+  EXPECT_TRUE(chunksOf("").empty());
 }
 
 TEST(TextChunks, holdTwentyUnits) {
-  EXPECT_THAT(keyboardTextChunks("abcdefghijklmnopqrst"), ElementsAre(u"abcdefghijklmnopqrst"));
-  EXPECT_THAT(keyboardTextChunks("abcdefghijklmnopqrstu"), ElementsAre(u"abcdefghijklmnopqrst", u"u"));
+  EXPECT_THAT(chunksOf("abcdefghijklmnopqrst"), ElementsAre(u"abcdefghijklmnopqrst"));
+  EXPECT_THAT(chunksOf("abcdefghijklmnopqrstu"), ElementsAre(u"abcdefghijklmnopqrst", u"u"));
 }
 
 TEST(TextChunks, doNotCutASurrogatePair) {
-  EXPECT_THAT(keyboardTextChunks("abcdefghijklmnopqrs😀"), ElementsAre(u"abcdefghijklmnopqrs", u"😀"));
+  EXPECT_THAT(chunksOf("abcdefghijklmnopqrs😀"), ElementsAre(u"abcdefghijklmnopqrs", u"😀"));
 }
 
 TEST(TextChunks, doNotCutACombinedCharacter) {
-  EXPECT_THAT(keyboardTextChunks("abcdefghijklmnopqrse\u0301x"),
-              ElementsAre(u"abcdefghijklmnopqrs", u"e\u0301x"));
+  EXPECT_THAT(chunksOf("abcdefghijklmnopqrse\u0301x"), ElementsAre(u"abcdefghijklmnopqrs", u"e\u0301x"));
 }
 
 TEST(TextChunks, keepAFamilyTogether) {
   // Man, woman, girl and boy joined: 11 units. Two do not fit into one event.
   const std::string family = "👨‍👩‍👧‍👦";
-  EXPECT_THAT(keyboardTextChunks(family + family),
+  EXPECT_THAT(chunksOf(family + family),
               ElementsAre(u"👨‍👩‍👧‍👦", u"👨‍👩‍👧‍👦"));
 }
 
@@ -41,15 +50,26 @@ TEST(TextChunks, giveALongCharacterAChunkOfItsOwn) {
     tower += "\u0301";
     units += u'\u0301';
   }
-  EXPECT_THAT(keyboardTextChunks("ab" + tower + "cd"), ElementsAre(u"ab", units, u"cd"));
+  EXPECT_THAT(chunksOf("ab" + tower + "cd"), ElementsAre(u"ab", units, u"cd"));
 }
 
 TEST(TextChunks, keepALineEndTogether) {
-  EXPECT_THAT(keyboardTextChunks("abcdefghijklmnopqrs\r\n"), ElementsAre(u"abcdefghijklmnopqrs", u"\r\n"));
+  EXPECT_THAT(chunksOf("abcdefghijklmnopqrs\r\n"), ElementsAre(u"abcdefghijklmnopqrs", u"\r\n"));
 }
 
 TEST(TextChunks, replaceInvalidBytes) {
-  EXPECT_THAT(keyboardTextChunks("a\xFFz"), ElementsAre(u"a\uFFFDz"));
+  EXPECT_THAT(chunksOf("a\xFFz"), ElementsAre(u"a\uFFFDz"));
+}
+
+TEST(TextChunks, giveTheRestThatWasNotTaken) {
+  TextChunks chunks("abcdefghijklmnopqrstuvw");
+  EXPECT_EQ(chunks.rest().size(), 23U);
+  chunks.next();
+  EXPECT_EQ(chunks.rest(), u"uvw");
+  TextChunks moved = std::move(chunks);
+  EXPECT_EQ(moved.next(), u"uvw");
+  EXPECT_TRUE(moved.isAtEnd());
+  EXPECT_EQ(moved.next(), u"");
 }
 
 }  // namespace

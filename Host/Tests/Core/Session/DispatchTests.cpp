@@ -330,6 +330,18 @@ TEST_F(DispatchTest, letsGoOfWhatAClientHeldWhenItsConnectionEnds) {
             SyntheticEvent(KeyboardEvent{.keyCode = 56, .down = false, .flags = 0, .unicode = {}}));
 }
 
+TEST_F(DispatchTest, stopsTypingForAClientThatLeavesAndKeepsItsKeysInOrderUntilThen) {
+  platform_.events->finishing = [](std::u16string_view) { return std::chrono::milliseconds(100); };
+  client_.send(message::InsertText{std::string(100, 'x')});
+  client_.input(key(7, true));
+  ASSERT_EQ(posted().size(), 2U);
+  client_.peer->fail("reset");
+  client_.settle();
+  simulation_.advance(std::chrono::seconds(10));
+  ASSERT_EQ(posted().size(), 3U);
+  EXPECT_FALSE(std::get<KeyboardEvent>(posted()[2]).down) << "the release of a key that never went down";
+}
+
 TEST_F(DispatchTest, letsGoOfAKeyThatGoesDownBehindTheEnd) {
   Bytes both = Frame{FrameType::control, *ControlCoder::encode(message::Bye{})}.encoded();
   const Bytes next = Frame{FrameType::input, key(56, true).encoded()}.encoded();
