@@ -86,9 +86,9 @@ bool Keyboard::isBlank(std::uint8_t keycode) const {
   return true;
 }
 
-std::uint32_t Keyboard::symbolOf(std::uint8_t keycode, std::uint32_t level) const {
+std::uint32_t Keyboard::symbolOf(std::uint8_t keycode, std::uint32_t group, std::uint32_t level) const {
   const xkb_keysym_t* symbols = nullptr;
-  if (xkb_keymap_key_get_syms_by_level(map_, keycode, 0, level, &symbols) != 1) return XKB_KEY_NoSymbol;
+  if (xkb_keymap_key_get_syms_by_level(map_, keycode, group, level, &symbols) != 1) return XKB_KEY_NoSymbol;
   return symbols[0];
 }
 
@@ -108,7 +108,7 @@ std::map<std::uint32_t, KeyStroke> Keyboard::strokesOf(std::uint8_t group) const
       if (std::find(masks.begin(), masks.begin() + count, wanted) == masks.begin() + count) continue;
       const xkb_keysym_t* symbols = nullptr;
       if (xkb_keymap_key_get_syms_by_level(map_, keycode, layout, level, &symbols) != 1) continue;
-      strokes.try_emplace(symbols[0], KeyStroke{keycode, level == 1});
+      strokes.try_emplace(symbols[0], KeyStroke{.keycode = keycode, .shift = level == 1});
     }
   }
   return strokes;

@@ -19,6 +19,7 @@ namespace quorl {
 struct KeyStroke {
   std::uint8_t keycode = 0;
   bool shift = false;
+  std::optional<std::uint8_t> group;  // nothing: the one in effect
 
   bool operator==(const KeyStroke&) const = default;
 };
@@ -46,7 +47,7 @@ class Keyboard {
 
   /// Keycodes without a meaning, which may be given one for a while.
   const std::vector<std::uint8_t>& spareKeycodes() const { return spares_; }
-  std::uint32_t symbolOf(std::uint8_t keycode, std::uint32_t level) const;
+  std::uint32_t symbolOf(std::uint8_t keycode, std::uint32_t group, std::uint32_t level) const;
 
   /// The real modifiers of Caps Lock and Num Lock.
   static constexpr std::uint8_t lockMask = 0x02;

@@ -13,45 +13,62 @@ void SpareKeys::setKeycodes(const Keyboard& keyboard) {
   for (auto& place : places_) {
     const auto known = std::ranges::find(before, place.stroke, &Place::stroke);
     if (known == before.end() || known->keysym == 0) continue;
-    if (keyboard.symbolOf(place.stroke.keycode, place.stroke.shift ? 1 : 0) == known->keysym) place = *known;
+    const auto& stroke = place.stroke;
+    if (keyboard.symbolOf(stroke.keycode, *stroke.group, stroke.shift ? 1 : 0) == known->keysym)
+      place = *known;
   }
 }
 
+// A text takes places in this order: neighbours share a group, which seldom changes on the way.
 void SpareKeys::setKeycodes(const std::vector<std::uint8_t>& keycodes) {
   places_.clear();
-  for (const bool shift : {false, true}) {
-    for (const auto keycode : keycodes) places_.push_back({.stroke = {keycode, shift}});
+  for (std::uint8_t group = 0; group < placesPerKey / 2; ++group) {
+    for (const bool shift : {false, true}) {
+      for (const auto keycode : keycodes)
+        places_.push_back({.stroke = {.keycode = keycode, .shift = shift, .group = group}});
+    }
   }
 }
 
-SpareKeys::Binding SpareKeys::bind(const std::set<std::uint32_t>& keysyms) {
+SpareKeys::Time SpareKeys::whenFree(std::size_t count) const {
+  QUORL_CHECK(count <= capacity(), "more symbols than places");
+  if (count == 0) return {};
+  std::vector<Time> times;
+  for (const auto& place : places_)
+    times.push_back(place.keysym == 0 ? Time{} : place.lastPressed + lookUpTime);
+  const auto last = times.begin() + static_cast<std::ptrdiff_t>(count - 1);
+  std::ranges::nth_element(times, last);
+  return *last;
+}
+
+std::map<std::uint8_t, KeySymbols> SpareKeys::bind(std::span<const std::uint32_t> keysyms) {
   QUORL_CHECK(keysyms.size() <= capacity(), "more symbols than places");
   std::vector<Place*> free;
   for (auto& place : places_) {
-    if (!keysyms.contains(place.keysym)) free.push_back(&place);
+    if (place.keysym == 0 || std::ranges::find(keysyms, place.keysym) == keysyms.end())
+      free.push_back(&place);
   }
   std::ranges::sort(free, {}, [](const Place* place) { return std::pair(place->lastPressed, place); });
-  Binding binding;
   std::set<std::uint8_t> changed;
   auto next = free.begin();
   for (const auto keysym : keysyms) {
     if (find(keysym) != nullptr) continue;
     Place& place = **next++;
-    if (place.keysym != 0) binding.notBefore = std::max(binding.notBefore, place.lastPressed + lookUpTime);
     place.keysym = keysym;
     changed.insert(place.stroke.keycode);
   }
-  for (const auto keycode : changed) binding.changes[keycode] = levelsOf(keycode);
-  return binding;
+  std::map<std::uint8_t, KeySymbols> changes;
+  for (const auto keycode : changed) changes[keycode] = symbolsOf(keycode);
+  return changes;
 }
 
-KeyLevels SpareKeys::levelsOf(std::uint8_t keycode) const {
-  KeyLevels levels{};
+KeySymbols SpareKeys::symbolsOf(std::uint8_t keycode) const {
+  KeySymbols symbols{};
   for (const auto& place : places_) {
     if (place.stroke.keycode != keycode) continue;
-    (place.stroke.shift ? levels.second : levels.first) = place.keysym;
+    symbols[*place.stroke.group * 2U + (place.stroke.shift ? 1 : 0)] = place.keysym;
   }
-  return levels;
+  return symbols;
 }
 
 SpareKeys::Place* SpareKeys::find(std::uint32_t keysym) {
@@ -69,8 +86,8 @@ void SpareKeys::pressed(std::uint32_t keysym, Time now) {
   if (Place* place = find(keysym)) place->lastPressed = now;
 }
 
-std::map<std::uint8_t, KeyLevels> SpareKeys::blank() const {
-  std::map<std::uint8_t, KeyLevels> result;
+std::map<std::uint8_t, KeySymbols> SpareKeys::blank() const {
+  std::map<std::uint8_t, KeySymbols> result;
   for (const auto& place : places_) {
     if (place.keysym != 0) result[place.stroke.keycode] = {};
   }

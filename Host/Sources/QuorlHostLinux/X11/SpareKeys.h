@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <vector>
 
 #include <QuorlHostLinux/X11/Keyboard.h>
@@ -13,16 +14,18 @@
 
 namespace quorl {
 
-/// Which symbols stand on the spare keycodes, two on each (without and with Shift). The least recently used
-/// places are given away first; a place just pressed is not, because the programs that got its key events may
-/// look its symbol up late.
+/// Which symbols the spare keycodes have: eight places on each, without and with Shift in each of the four
+/// groups. The least recently used places are given away first; a place just pressed is not, because the
+/// programs that got its key events may look its symbol up late.
 ///
 /// *Queue*: pure; one thread at a time.
 class SpareKeys {
  public:
   using Time = std::chrono::steady_clock::time_point;
-  /// A program that reads a key event later than this after it was sent may see a wrong symbol.
-  static constexpr std::chrono::milliseconds lookUpTime{400};
+  /// A program that reads a key event later than this after it was sent may see a wrong symbol. A quarter of
+  /// it is enough for common toolkits on a quiet machine.
+  static constexpr std::chrono::milliseconds lookUpTime{200};
+  static constexpr std::size_t placesPerKey = std::tuple_size_v<KeySymbols>;
 
   /// Takes over a list of spare keycodes. Places of codes that were there before keep their symbols where
   /// `keyboard` still has them.
@@ -32,19 +35,18 @@ class SpareKeys {
   /// How many symbols have room at a time.
   std::size_t capacity() const { return places_.size(); }
 
-  struct Binding {
-    std::map<std::uint8_t, KeyLevels> changes;  // for setKeySyms; empty: all are there already
-    Time notBefore{};                           // when the changes may be made
-  };
-  /// Finds places for these symbols, no more than `capacity()` different ones. The places are taken at once;
-  /// the caller makes the changes.
-  Binding bind(const std::set<std::uint32_t>& keysyms);
+  /// When this many places may be given new symbols. No more than `capacity()`.
+  Time whenFree(std::size_t count) const;
+
+  /// Gives these symbols, all different, places that are free by then; symbols that have one keep it. The
+  /// changes are for `setKeySyms`; empty: all are there already.
+  std::map<std::uint8_t, KeySymbols> bind(std::span<const std::uint32_t> keysyms);
 
   std::optional<KeyStroke> strokeFor(std::uint32_t keysym) const;
   void pressed(std::uint32_t keysym, Time now);
 
   /// What makes all of them blank again.
-  std::map<std::uint8_t, KeyLevels> blank() const;
+  std::map<std::uint8_t, KeySymbols> blank() const;
   std::set<std::uint8_t> keycodes() const;
 
  private:
@@ -54,7 +56,7 @@ class SpareKeys {
     Time lastPressed{};
   };
   Place* find(std::uint32_t keysym);
-  KeyLevels levelsOf(std::uint8_t keycode) const;
+  KeySymbols symbolsOf(std::uint8_t keycode) const;
 
   std::vector<Place> places_;
 };

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/X11/TextTyper.h>
 
-#include <poll.h>
 #include <algorithm>
 #include <chrono>
-#include <vector>
+#include <utility>
 
 #include <xcb/xcb.h>
 
@@ -57,42 +56,70 @@ void TextTyper::setKeyboard(const Keyboard& keyboard) {
   spares_.setKeycodes(keyboard);
 }
 
-void TextTyper::type(std::u16string_view text, const Keyboard& keyboard, std::uint8_t group) {
-  const auto keysyms = keysymsOf(text);
-  std::set<std::uint32_t> foreign;
-  std::size_t start = 0;
-  for (std::size_t i = 0; i < keysyms.size(); ++i) {
-    const auto bound = unicodeKeysymOf(keysyms[i]);
-    if (ownStroke(keyboard, keysyms[i], group) || foreign.contains(bound)) continue;
-    if (foreign.size() == spares_.capacity()) {
-      typeRound(std::span(keysyms).subspan(start, i - start), foreign, keyboard, group);
-      start = i;
-      foreign.clear();
-    }
-    if (spares_.capacity() > 0) foreign.insert(bound);
-  }
-  typeRound(std::span(keysyms).subspan(start), foreign, keyboard, group);
+bool TextTyper::isReady(std::uint32_t keysym, const Keyboard& keyboard, std::uint8_t group) const {
+  // Without spare keycodes a character that the layout lacks is left out.
+  return spares_.capacity() == 0 || ownStroke(keyboard, keysym, group) ||
+         spares_.strokeFor(unicodeKeysymOf(keysym));
 }
 
-void TextTyper::typeRound(std::span<const std::uint32_t> keysyms, const std::set<std::uint32_t>& foreign,
-                          const Keyboard& keyboard, std::uint8_t group) {
-  const auto binding = spares_.bind(foreign);
-  if (!binding.changes.empty()) {
-    claimSpares();
-    waitUntil(binding.notBefore);
-    setKeySyms(connection_.xcb(), binding.changes);
+TextTyper::Ready TextTyper::makeReady(std::span<const std::uint32_t> keysyms,
+                                      std::span<const std::uint32_t> following, const Keyboard& keyboard,
+                                      std::uint8_t group) {
+  const auto countReady = [&] {
+    const auto missing =
+        std::ranges::find_if(keysyms, [&](auto keysym) { return !isReady(keysym, keyboard, group); });
+    return static_cast<std::size_t>(missing - keysyms.begin());
+  };
+  if (const auto count = countReady(); count > 0) return {.count = count};
+  const auto step = nextStep(keysyms, following, keyboard, group);
+  const auto free = spares_.whenFree(step.size());
+  if (free > std::chrono::steady_clock::now()) return {.next = free};
+  claimSpares();
+  setKeySyms(connection_.xcb(), spares_.bind(step));
+  return {.count = countReady(), .changedMap = true};
+}
+
+// Several steps share the places: while one is looked up by programs, the next is typed.
+std::vector<std::uint32_t> TextTyper::nextStep(std::span<const std::uint32_t> keysyms,
+                                               std::span<const std::uint32_t> following,
+                                               const Keyboard& keyboard, std::uint8_t group) const {
+  constexpr std::size_t steps = 3;
+  const std::size_t most = std::max<std::size_t>(1, spares_.capacity() / steps);
+  std::vector<std::uint32_t> step;
+  for (const auto part : {keysyms, following}) {
+    for (const auto keysym : part) {
+      if (step.size() == most) return step;
+      const auto bound = unicodeKeysymOf(keysym);
+      if (isReady(keysym, keyboard, group) || std::ranges::find(step, bound) != step.end()) continue;
+      step.push_back(bound);
+    }
   }
+  return step;
+}
+
+void TextTyper::type(std::span<const std::uint32_t> keysyms, const Keyboard& keyboard,
+                     const XkbState& state) {
+  const auto now = std::chrono::steady_clock::now();
+  std::uint8_t group = state.group;
+  const auto enter = [&](std::uint8_t wanted) {
+    if (std::exchange(group, wanted) == wanted) return;
+    // The group in effect is the locked one and what keys add to it.
+    lockXkbGroup(connection_.xcb(),
+                 static_cast<std::uint8_t>((wanted + state.lockedGroup - state.group) & 3));
+  };
   for (const auto keysym : keysyms) {
-    auto stroke = ownStroke(keyboard, keysym, group);
-    if (!stroke) stroke = spares_.strokeFor(unicodeKeysymOf(keysym));
+    auto stroke = ownStroke(keyboard, keysym, state.group);
+    if (!stroke) {
+      stroke = spares_.strokeFor(unicodeKeysymOf(keysym));
+      spares_.pressed(unicodeKeysymOf(keysym), now);
+    }
     if (!stroke) continue;
-    hold(stroke->shift, keyboard);
-    press(stroke->keycode);
+    enter(stroke->group.value_or(state.group));
+    press(*stroke, keyboard);
   }
   hold(false, keyboard);
+  enter(state.group);
   xcb_flush(connection_.xcb());
-  const auto now = std::chrono::steady_clock::now();
-  for (const auto keysym : foreign) spares_.pressed(keysym, now);
 }
 
 void TextTyper::claimSpares() {
@@ -104,19 +131,10 @@ void TextTyper::claimSpares() {
                       static_cast<std::uint32_t>(list.size()), list.data());
 }
 
-void TextTyper::waitUntil(SpareKeys::Time time) {
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return;
-    // Only a server that goes away ends the wait early.
-    pollfd server{connection_.descriptor(), 0, 0};
-    if (::poll(&server, 1, static_cast<int>(left.count())) > 0) return;
-  }
-}
-
-void TextTyper::press(std::uint8_t keycode) {
-  fakeKey(connection_.xcb(), keycode, true);
-  fakeKey(connection_.xcb(), keycode, false);
+void TextTyper::press(const KeyStroke& stroke, const Keyboard& keyboard) {
+  hold(stroke.shift, keyboard);
+  fakeKey(connection_.xcb(), stroke.keycode, true);
+  fakeKey(connection_.xcb(), stroke.keycode, false);
 }
 
 void TextTyper::hold(bool shift, const Keyboard& keyboard) {

@@ -2,14 +2,14 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <set>
 #include <span>
-#include <string_view>
+#include <vector>
 
 #include <QuorlHostLinux/X11/Keyboard.h>
 #include <QuorlHostLinux/X11/SpareKeys.h>
 #include <QuorlHostLinux/X11/X11Connection.h>
+#include <QuorlHostLinux/X11/XkbRequests.h>
 
 namespace quorl {
 
@@ -17,7 +17,7 @@ namespace quorl {
 /// get their symbols in bulk, one change of the map for many of them (window managers answer every change
 /// with tens of milliseconds of work).
 ///
-/// *Queue*: one thread at a time.
+/// *Queue*: one thread at a time. Waits for the server's answers, never for time to pass.
 /// *Lifetime*: ends before its connection; destruction makes the spare keycodes blank again.
 class TextTyper {
  public:
@@ -31,15 +31,27 @@ class TextTyper {
   /// Takes over a new map; before any text.
   void setKeyboard(const Keyboard& keyboard);
 
-  /// Types while Caps Lock and all modifiers are up.
-  void type(std::u16string_view text, const Keyboard& keyboard, std::uint8_t group);
+  struct Ready {
+    std::size_t count = 0;   // of keysyms that can be typed now
+    SpareKeys::Time next{};  // when none can: the time to ask again
+    bool changedMap = false;
+  };
+  /// Makes ready for the keysyms at the start of `keysyms`, of which there is at least one. When the map has
+  /// to change for that, as many of the others as one step takes get their places too: the rest of `keysyms`
+  /// and what comes next.
+  Ready makeReady(std::span<const std::uint32_t> keysyms, std::span<const std::uint32_t> following,
+                  const Keyboard& keyboard, std::uint8_t group);
+
+  /// Types keysyms that are ready, while Caps Lock and all modifiers are up, and leaves the state as it was.
+  void type(std::span<const std::uint32_t> keysyms, const Keyboard& keyboard, const XkbState& state);
 
  private:
-  void typeRound(std::span<const std::uint32_t> keysyms, const std::set<std::uint32_t>& foreign,
-                 const Keyboard& keyboard, std::uint8_t group);
+  bool isReady(std::uint32_t keysym, const Keyboard& keyboard, std::uint8_t group) const;
+  std::vector<std::uint32_t> nextStep(std::span<const std::uint32_t> keysyms,
+                                      std::span<const std::uint32_t> following, const Keyboard& keyboard,
+                                      std::uint8_t group) const;
   void claimSpares();
-  void waitUntil(SpareKeys::Time time);
-  void press(std::uint8_t keycode);
+  void press(const KeyStroke& stroke, const Keyboard& keyboard);
   void hold(bool shift, const Keyboard& keyboard);
 
   X11Connection& connection_;

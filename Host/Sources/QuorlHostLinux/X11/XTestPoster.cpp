@@ -2,7 +2,9 @@
 #include <QuorlHostLinux/X11/XTestPoster.h>
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include <xcb/xcb.h>
@@ -13,6 +15,7 @@
 #include <QuorlHostLinux/X11/KeyCodes.h>
 #include <QuorlHostLinux/X11/Keyboard.h>
 #include <QuorlHostLinux/X11/SigpipeBlock.h>
+#include <QuorlHostLinux/X11/TextKeysyms.h>
 #include <QuorlHostLinux/X11/TextTyper.h>
 #include <QuorlHostLinux/X11/XcbReply.h>
 #include <QuorlHostLinux/X11/XkbRequests.h>
@@ -58,7 +61,17 @@ class XTestPoster::Session {
   void post(const KeyboardEvent& event) {
     if (event.unicode.empty()) return carryOut(planner_.plan(event));
     // A text comes with a press and a release; one of them types it.
-    if (event.down) type(event.unicode);
+    if (event.down) untyped_ = keysymsOf(event.unicode);
+  }
+
+  Duration finishText(std::u16string_view following) {
+    if (untyped_.empty()) return Duration::zero();
+    // More than one step takes is not looked at.
+    constexpr std::size_t lookAhead = 256;
+    const auto next = typeSome(untyped_, keysymsOf(following.substr(0, lookAhead)));
+    if (!next) return Duration::zero();
+    constexpr Duration soon = std::chrono::milliseconds(1);
+    return std::max(soon, std::chrono::ceil<Duration>(*next - std::chrono::steady_clock::now()));
   }
 
   void releaseAll() {
@@ -105,7 +118,8 @@ class XTestPoster::Session {
     const auto keycode = map == nullptr ? std::nullopt : map->keycodeOf(wireCode);
     if (!keycode) return;
     if (map->isBlank(*keycode) && !meaningOfBlankKey(wireCode).empty()) {
-      if (down) type(meaningOfBlankKey(wireCode));
+      auto meaning = keysymsOf(meaningOfBlankKey(wireCode));
+      if (down) typeSome(meaning, {});
       return;
     }
     const std::uint8_t numLock = down && isKeypadCharacter(wireCode) ? map->numLockMask() : 0;
@@ -135,24 +149,40 @@ class XTestPoster::Session {
     }
   }
 
-  void type(std::u16string_view text) {
+  /// Types from the start of `keysyms` and removes what it typed. Says when to go on with the rest, if any.
+  std::optional<SpareKeys::Time> typeSome(std::vector<std::uint32_t>& keysyms,
+                                          const std::vector<std::uint32_t>& following) {
     const Keyboard* map = keyboard();
     const auto state = readXkbState(connection_->xcb());
-    if (map == nullptr || !state) return;
-    const bool isCapsLocked = (state->lockedModifiers & Keyboard::lockMask) != 0;
+    while (map != nullptr && state && !keysyms.empty()) {
+      const auto ready = typer_.makeReady(keysyms, following, *map, state->group);
+      if (ready.changedMap) forgetOwnMapEvents();
+      if (ready.count == 0) return ready.next;
+      typeNow(std::span(keysyms).first(ready.count), *map, *state);
+      keysyms.erase(keysyms.begin(), keysyms.begin() + static_cast<std::ptrdiff_t>(ready.count));
+    }
+    keysyms.clear();
+    return std::nullopt;
+  }
+
+  void typeNow(std::span<const std::uint32_t> keysyms, const Keyboard& map, const XkbState& state) {
+    const bool isCapsLocked = (state.lockedModifiers & Keyboard::lockMask) != 0;
     const auto held = planner_.heldModifierKeys();
     const auto setModifiers = [&](bool down) {
       for (const auto code : held) {
-        if (const auto keycode = map->keycodeOf(code)) fakeKey(connection_->xcb(), *keycode, down);
+        if (const auto keycode = map.keycodeOf(code)) fakeKey(connection_->xcb(), *keycode, down);
       }
     };
     setModifiers(false);
     if (isCapsLocked) lockXkbModifiers(connection_->xcb(), Keyboard::lockMask, 0);
-    typer_.type(text, *map, state->group);
+    typer_.type(keysyms, map, state);
     if (isCapsLocked) lockXkbModifiers(connection_->xcb(), Keyboard::lockMask, Keyboard::lockMask);
     setModifiers(true);
     xcb_flush(connection_->xcb());
-    // Events of our own changes of the map: what they tell is known.
+  }
+
+  /// What our own changes of the map report is known.
+  void forgetOwnMapEvents() {
     const bool wasStale = isMapStale_;
     readEvents();
     isMapStale_ = wasStale;
@@ -162,6 +192,7 @@ class XTestPoster::Session {
   TextTyper typer_;
   InputPlanner planner_;
   std::unique_ptr<Keyboard> keyboard_;
+  std::vector<std::uint32_t> untyped_;  // keysyms of the text posted last
   bool isMapStale_ = false;
   bool isCapsLockOurs_ = false;
 };
@@ -187,6 +218,11 @@ void XTestPoster::post(const SyntheticEvent& event) {
   const SigpipeBlock noSignal;
   if (!connect()) return;
   std::visit([this](const auto& each) { session_->post(each); }, event);
+}
+
+Duration XTestPoster::finishText(std::u16string_view following) {
+  const SigpipeBlock noSignal;
+  return session_ && connect() ? session_->finishText(following) : Duration::zero();
 }
 
 void XTestPoster::releaseAll() {

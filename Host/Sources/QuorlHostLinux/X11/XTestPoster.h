@@ -11,8 +11,8 @@ namespace quorl {
 /// Posts synthetic events to an X display through the XTEST extension, as its test devices. A display that is
 /// absent is looked for again with every event.
 ///
-/// *Queue*: see `EventPoster`; a text whose characters the keyboard lacks may take a quarter of a second for
-/// each 32 or so of them, during which other programs' input goes on.
+/// *Queue*: see `EventPoster`. Characters that the keyboard lacks take a fifth of a second for each 140 or
+/// so of them.
 /// *Lifetime*: destruction lets go of everything that is held and leaves the keyboard map as it was.
 class XTestPoster final : public EventPoster {
  public:
@@ -20,6 +20,7 @@ class XTestPoster final : public EventPoster {
   ~XTestPoster() override;
 
   void post(const SyntheticEvent& event) override;
+  Duration finishText(std::u16string_view following) override;
   /// Lets go of all keys and buttons that are held.
   void releaseAll();
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/X11/XkbRequests.h>
 
+#include <algorithm>
 #include <cstring>
 #include <span>
 #include <vector>
@@ -21,22 +22,27 @@ constexpr std::uint8_t oneLevelType = 0;  // the canonical key types' places in 
 constexpr std::uint8_t twoLevelType = 1;
 
 /// KEYSYMMAP of the protocol: types of four groups, group count, width, count of keysyms, then these.
-void appendKeySymMap(std::vector<std::uint8_t>& out, const KeyLevels& levels) {
+void appendKeySymMap(std::vector<std::uint8_t>& out, const KeySymbols& symbols) {
+  const auto last = std::find_if(symbols.rbegin(), symbols.rend(), [](auto symbol) { return symbol != 0; });
+  const std::size_t groups = static_cast<std::size_t>(symbols.rend() - last + 1) / 2;
   xcb_xkb_key_sym_map_t map{};
-  std::vector<std::uint32_t> symbols;
-  if (levels.first != 0 || levels.second != 0) {
-    const bool hasTwo = levels.second != 0;
-    map.kt_index[0] = hasTwo ? twoLevelType : oneLevelType;
-    map.groupInfo = 1;
-    map.width = hasTwo ? 2 : 1;
-    symbols.push_back(levels.first);
-    if (hasTwo) symbols.push_back(levels.second);
+  // The width has to be that of the widest type, and each group has as many places for symbols.
+  std::uint8_t width = groups == 0 ? 0 : 1;
+  for (std::size_t group = 0; group < groups; ++group) {
+    const bool hasTwo = symbols[group * 2 + 1] != 0;
+    map.kt_index[group] = hasTwo ? twoLevelType : oneLevelType;
+    if (hasTwo) width = 2;
   }
-  map.nSyms = static_cast<std::uint16_t>(symbols.size());
+  std::vector<std::uint32_t> body;
+  for (std::size_t group = 0; group < groups; ++group)
+    body.insert(body.end(), &symbols[group * 2], &symbols[group * 2] + width);
+  map.groupInfo = static_cast<std::uint8_t>(groups);
+  map.width = width;
+  map.nSyms = static_cast<std::uint16_t>(body.size());
   const auto* head = reinterpret_cast<const std::uint8_t*>(&map);
   out.insert(out.end(), head, head + sizeof map);
-  const auto* body = reinterpret_cast<const std::uint8_t*>(symbols.data());
-  out.insert(out.end(), body, body + symbols.size() * sizeof(std::uint32_t));
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(body.data());
+  out.insert(out.end(), bytes, bytes + body.size() * sizeof(std::uint32_t));
 }
 
 /// The part of a map reply behind its head: with keysyms asked alone, a list of KEYSYMMAP.
@@ -60,14 +66,18 @@ std::optional<XkbState> readXkbState(xcb_connection_t* xcb) {
   const XcbReply<xcb_xkb_get_state_reply_t> reply(
       xcb_xkb_get_state_reply(xcb, xcb_xkb_get_state(xcb, coreKeyboard), nullptr));
   if (!reply) return std::nullopt;
-  return XkbState{reply->baseMods, reply->lockedMods, reply->group};
+  return XkbState{reply->baseMods, reply->lockedMods, reply->group, reply->lockedGroup};
 }
 
 void lockXkbModifiers(xcb_connection_t* xcb, std::uint8_t mask, std::uint8_t locked) {
   xcb_xkb_latch_lock_state(xcb, coreKeyboard, mask, locked, 0, 0, 0, 0, 0);
 }
 
-bool setKeySyms(xcb_connection_t* xcb, const std::map<std::uint8_t, KeyLevels>& keys) {
+void lockXkbGroup(xcb_connection_t* xcb, std::uint8_t group) {
+  xcb_xkb_latch_lock_state(xcb, coreKeyboard, 0, 0, 1, group, 0, 0, 0);
+}
+
+bool setKeySyms(xcb_connection_t* xcb, const std::map<std::uint8_t, KeySymbols>& keys) {
   if (keys.empty()) return true;
   const std::uint8_t first = keys.begin()->first;
   const auto count = static_cast<std::uint8_t>(keys.rbegin()->first - first + 1);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 #include <map>
+#include <numeric>
 #include <random>
 #include <set>
 
@@ -346,37 +347,53 @@ TEST(TextKeysyms, replacesHalvesOfSurrogatePairs) {
 
 using namespace std::chrono_literals;
 
-TEST(SpareKeys, putsManySymbolsOnTheKeysInOneChange) {
+class SpareKeysTest : public testing::Test {
+ protected:
+  using Symbols = std::vector<std::uint32_t>;
+
+  std::map<std::uint8_t, KeySymbols> bind(const Symbols& symbols) { return spares.bind(symbols); }
+  /// As many different symbols as there are places.
+  Symbols all() const {
+    Symbols symbols(spares.capacity());
+    std::iota(symbols.begin(), symbols.end(), 11U);
+    return symbols;
+  }
+
   SpareKeys spares;
+  const SpareKeys::Time start{1h};
+};
+
+TEST_F(SpareKeysTest, putsEightSymbolsOnEachKeyInOneChange) {
   spares.setKeycodes(std::vector<std::uint8_t>{93, 97});
-  EXPECT_EQ(spares.capacity(), 4U);
-  const auto binding = spares.bind({11, 12, 13});
-  EXPECT_EQ(binding.changes, (std::map<std::uint8_t, KeyLevels>{{93, {11, 13}}, {97, {12, 0}}}));
-  EXPECT_EQ(spares.strokeFor(13), (KeyStroke{93, true}));
-  EXPECT_TRUE(spares.bind({11, 13}).changes.empty());
+  EXPECT_EQ(spares.capacity(), 16U);
+  EXPECT_EQ(bind({11, 12, 13, 14, 15}),
+            (std::map<std::uint8_t, KeySymbols>{{93, {11, 13, 15}}, {97, {12, 14}}}));
+  EXPECT_EQ(spares.strokeFor(13), (KeyStroke{93, true, 0}));
+  EXPECT_EQ(spares.strokeFor(15), (KeyStroke{93, false, 1}));
+  EXPECT_TRUE(bind({11, 13}).empty());
+  EXPECT_EQ(bind(all()).at(97), (KeySymbols{12, 14, 16, 18, 20, 22, 24, 26}));
 }
 
-TEST(SpareKeys, givesTheLeastRecentPlacesAwayAndNotTooSoon) {
-  SpareKeys spares;
-  spares.setKeycodes(std::vector<std::uint8_t>{93, 97});
-  const SpareKeys::Time start{1h};
-  spares.bind({11, 12, 13, 14});
-  for (const std::uint32_t symbol : {11, 12, 13, 14}) spares.pressed(symbol, start + symbol * 1ms);
+TEST_F(SpareKeysTest, givesTheLeastRecentPlacesAwayAndNotTooSoon) {
+  spares.setKeycodes(std::vector<std::uint8_t>{93});
+  EXPECT_EQ(spares.whenFree(8), SpareKeys::Time{});
+  bind(all());
+  for (const std::uint32_t symbol : all()) spares.pressed(symbol, start + symbol * 1ms);
   spares.pressed(11, start + 1s);
-  const auto binding = spares.bind({20});
-  EXPECT_EQ(binding.notBefore, start + 12ms + SpareKeys::lookUpTime);
-  EXPECT_EQ(binding.changes, (std::map<std::uint8_t, KeyLevels>{{97, {20, 14}}}));
+  EXPECT_EQ(spares.whenFree(1), start + 12ms + SpareKeys::lookUpTime);
+  EXPECT_EQ(spares.whenFree(2), start + 13ms + SpareKeys::lookUpTime);
+  EXPECT_EQ(spares.whenFree(8), start + 1s + SpareKeys::lookUpTime);
+  EXPECT_EQ(bind({30}), (std::map<std::uint8_t, KeySymbols>{{93, {11, 30, 13, 14, 15, 16, 17, 18}}}));
   EXPECT_FALSE(spares.strokeFor(12).has_value());
 }
 
-TEST(SpareKeys, keepsASymbolThatTheSameTextNeeds) {
-  SpareKeys spares;
+TEST_F(SpareKeysTest, keepsASymbolThatTheSameTextNeeds) {
   spares.setKeycodes(std::vector<std::uint8_t>{93});
-  spares.bind({11, 12});
-  spares.bind({12, 13});
-  EXPECT_EQ(spares.strokeFor(12), (KeyStroke{93, true}));
-  EXPECT_EQ(spares.strokeFor(13), (KeyStroke{93, false}));
-  EXPECT_EQ(spares.blank(), (std::map<std::uint8_t, KeyLevels>{{93, {0, 0}}}));
+  bind(all());
+  bind({18, 30, 31, 32, 33, 34, 35, 36});
+  EXPECT_EQ(spares.strokeFor(18), (KeyStroke{93, true, 3}));
+  EXPECT_EQ(spares.strokeFor(30), (KeyStroke{93, false, 0}));
+  EXPECT_EQ(spares.blank(), (std::map<std::uint8_t, KeySymbols>{{93, {}}}));
 }
 
 }  // namespace

@@ -117,4 +117,8 @@ unsigned KeyListener::lockedModifiers() {
   return pointer->mask & 0xFFU;
 }
 
+unsigned KeyListener::group() {
+  return readXkbState(xcb_)->group;
+}
+
 }  // namespace quorl::test

@@ -43,6 +43,7 @@ class KeyListener {
   /// What the server itself holds now.
   bool isAnythingDown();
   unsigned lockedModifiers();
+  unsigned group();
 
  private:
   void take(const void* event);

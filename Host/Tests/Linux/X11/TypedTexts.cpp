@@ -4,7 +4,10 @@
 #include <array>
 #include <random>
 
+#include <gtest/gtest.h>
+
 #include <QuorlKit/Foundation/UTF8.h>
+#include <Support/Eventually.h>
 
 namespace quorl::test {
 
@@ -18,6 +21,8 @@ void type(EventPoster& poster, const std::u16string& text) {
       poster.post(KeyboardEvent{.keyCode = 0, .down = down, .unicode = text.substr(start, length)});
     }
     start += length;
+    const auto following = std::u16string_view(text).substr(start);
+    EXPECT_TRUE(eventually([&] { return poster.finishText(following) == Duration::zero(); }));
   }
 }
 
