@@ -75,6 +75,7 @@ void drawToPicture(benchmark::State& state) {
              ++pictures;
              arrived.notify_one();
            },
+       .placed = {},
        .stopped = {}});
   if (!stream) return state.SkipWithError("no capture");
   const auto waitFor = [&](std::uint64_t count) {

@@ -132,6 +132,13 @@ void FakeScreenCapture::deliverPicture(int tag, std::chrono::microseconds presen
   deliver(std::move(picture));
 }
 
+void FakeScreenCapture::placeDisplay(const PointRect& rect) {
+  auto record = streams_.back();
+  record->queue->async([record, rect] {
+    if (record->isRunning()) record->handlers.placed(rect);
+  });
+}
+
 void FakeScreenCapture::endCapture(const PortError& error) {
   auto record = streams_.back();
   record->queue->async([record, error] {

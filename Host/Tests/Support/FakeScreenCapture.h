@@ -73,6 +73,8 @@ class FakeScreenCapture : public ScreenCapture {
   /// A complete picture of the stream's size.
   void deliverPicture(int tag, std::chrono::microseconds presentationTime,
                       std::vector<PixelRect> changed = {});
+  /// The last stream's display is reported at this place; `content` is the test's to change.
+  void placeDisplay(const PointRect& rect);
   /// The last stream's source goes away.
   void endCapture(const PortError& error);
 

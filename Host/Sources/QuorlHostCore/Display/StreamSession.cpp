@@ -236,6 +236,9 @@ void StreamSession::makeCapture(const CaptureFilter& filter) {
   handlers.picture = [weak = weak_from_this()](CapturedPicture picture) {
     if (auto self = weak.lock()) self->handlePicture(std::move(picture));
   };
+  handlers.placed = [weak = weak_from_this()](const PointRect& rect) {
+    if (auto self = weak.lock()) self->handlePlaced(rect);
+  };
   handlers.stopped = [weak = weak_from_this()](const PortError& error) {
     if (auto self = weak.lock()) self->handleCaptureStopped(error);
   };
@@ -295,6 +298,17 @@ void StreamSession::handlePicture(CapturedPicture picture) {
   queue_.assertCurrent();
   if (stopped_ || !feed_ || !picture.image || picture.status != FrameStatus::complete) return;
   feed_->pictureArrived(std::move(picture));
+}
+
+// The rectangle is right at once for input; a new size gets pictures of its own after the last of several
+// changes.
+void StreamSession::handlePlaced(const PointRect& rect) {
+  queue_.assertCurrent();
+  const PointRect before = currentContentRect();
+  if (stopped_ || rect.isEmpty() || rect == before) return;
+  setContentRect(rect);
+  if (announced_) announceStarted();
+  if (rect.size != before.size) scheduleRefit();
 }
 
 void StreamSession::handleCaptureStopped(const PortError& error) {

@@ -77,6 +77,7 @@ class StreamSession : public std::enable_shared_from_this<StreamSession> {
   void handleStarted(std::uint64_t epoch, const std::expected<void, PortError>& result);
   void announceStarted();
   void handlePicture(CapturedPicture picture);
+  void handlePlaced(const PointRect& rect);
   void handleCaptureStopped(const PortError& error);
   void applyUpdate(const StreamConfig& config);
   void scheduleRefit();

@@ -111,6 +111,9 @@ class CaptureStream {
  public:
   struct Handlers {
     std::function<void(CapturedPicture)> picture;
+    /// Where a captured display is, in global points: once after the start, and again when it was moved or
+    /// resized. Pictures of a resized one are scaled to the size in the settings.
+    std::function<void(const PointRect&)> placed;
     /// The capture ended by itself: its source has gone.
     std::function<void(const PortError&)> stopped;
   };

@@ -241,6 +241,43 @@ TEST_F(StreamSessionTest, failsWhenTheCaptureEndsByItself) {
   EXPECT_EQ(errors().size(), 1U);
 }
 
+TEST_F(StreamSessionTest, announcesTheNewPlaceOfADisplayThatMoved) {
+  start();
+  screen_->placeDisplay({{-1920, 0}, {1920, 1080}});
+  scheduler_.advance(seconds(5));
+  ASSERT_EQ(started().size(), 2U);
+  EXPECT_EQ(started()[1], (StreamStarted{7, 1920, 1080, {{-1920, 0}, {1920, 1080}}}));
+  EXPECT_EQ(session_->currentContentRect(), (PointRect{{-1920, 0}, {1920, 1080}}));
+  EXPECT_EQ(screen_->streams().size(), 1U) << "the capture goes on";
+}
+
+TEST_F(StreamSessionTest, announcesNothingForAPlaceThatIsKnown) {
+  start();
+  screen_->placeDisplay({{0, 0}, {1920, 1080}});
+  screen_->placeDisplay({{0, 0}, {0, 0}});
+  scheduler_.advance(seconds(5));
+  EXPECT_EQ(started().size(), 1U);
+  EXPECT_EQ(screen_->streams().size(), 1U);
+}
+
+TEST_F(StreamSessionTest, continuesAtTheNewSizeOfItsDisplayAfterTheLastOfSeveralChanges) {
+  start();
+  for (const double width : {1024.0, 1280.0}) {
+    screen_->content->displays[0].bounds.size = {width, 800};
+    screen_->placeDisplay({{0, 0}, {width, 800}});
+    scheduler_.advance(milliseconds(299));
+  }
+  EXPECT_EQ(session_->currentContentRect(), (PointRect{{0, 0}, {1280, 800}}));
+  EXPECT_EQ(screen_->streams().size(), 1U);
+  scheduler_.advance(milliseconds(1));
+  ASSERT_EQ(screen_->streams().size(), 2U);
+  EXPECT_EQ(started().back(), (StreamStarted{7, 1280, 800, {{0, 0}, {1280, 800}}}));
+  EXPECT_EQ(compressors_->lastSession().specification.size, (PixelSize{1280, 800}));
+  EXPECT_EQ(compressors_->runningSessions(), 1U);
+  EXPECT_EQ(screen_->runningStreams(), 1U);
+  EXPECT_TRUE(errors().empty());
+}
+
 TEST_F(StreamSessionTest, isOverAfterAFailure) {
   screen_->makeError = PortError{"no", 0};
   start();

@@ -45,6 +45,12 @@ CaptureStream::Handlers Deliveries::handlers() {
                 if (stream_ != nullptr) stream_->requestPicture();
                 changed_.notify_all();
               },
+          .placed =
+              [this](const PointRect& rect) {
+                const std::scoped_lock lock(mutex_);
+                places_.push_back(rect);
+                changed_.notify_all();
+              },
           .stopped =
               [this](const PortError& error) {
                 const std::scoped_lock lock(mutex_);
@@ -83,6 +89,11 @@ std::optional<PortError> Deliveries::waitForStop() {
   std::unique_lock lock(mutex_);
   changed_.wait_for(lock, patience, [&] { return stopped_.has_value(); });
   return stopped_;
+}
+
+bool Deliveries::waitForPlace(const PointRect& rect) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, patience, [&] { return !places_.empty() && places_.back() == rect; });
 }
 
 std::size_t Deliveries::count() {

@@ -32,6 +32,8 @@ class Deliveries {
                                          std::size_t seen = 0);
   std::optional<CapturedPicture> waitForColor(int x, int y, std::uint32_t color, std::size_t seen = 0);
   std::optional<PortError> waitForStop();
+  /// Waits until the display is reported at this place.
+  bool waitForPlace(const PointRect& rect);
   std::size_t count();
   std::vector<CapturedPicture> all();
   /// Gives back the memory of all pictures.
@@ -41,6 +43,7 @@ class Deliveries {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<CapturedPicture> pictures_;
+  std::vector<PointRect> places_;
   std::optional<PortError> stopped_;
   CaptureStream* stream_ = nullptr;
 };
