@@ -2,8 +2,8 @@
 #include <QuorlHostLinux/X11/CaptureEngine.h>
 
 #include <algorithm>
+#include <utility>
 
-#include <xcb/randr.h>
 #include <xcb/xcb.h>
 
 namespace quorl {
@@ -19,6 +19,15 @@ bool isSame(const CaptureFilter& a, const CaptureFilter& b) {
     return window->windowID == std::get<WindowFilter>(b).windowID;
   }
   return false;
+}
+
+/// Where a display is in global points; empty for what is no display.
+PointRect placeOf(const CaptureFilter& filter, const std::vector<Monitor>& monitors) {
+  const auto* wanted = std::get_if<DisplayFilter>(&filter);
+  if (wanted == nullptr) return {};
+  for (const auto& display : displaysOf(monitors))
+    if (display.displayID == wanted->displayID) return display.bounds;
+  return {};
 }
 
 std::expected<std::unique_ptr<CaptureSource>, PortError> makeSource(X11Connection& connection,
@@ -51,6 +60,7 @@ void CaptureEngine::add(std::uint64_t id, const CaptureFilter& filter, const Cap
     auto shown = shownFor(filter);
     if (!shown) return callbacks->complete(std::move(completion), std::unexpected(shown.error()));
     callbacks->complete(std::move(completion), {});
+    if (!(*shown)->place.isEmpty()) callbacks->placed((*shown)->place);
     (*shown)->outlets.push_back(std::make_unique<CaptureOutlet>(id, settings, std::move(callbacks),
                                                                 std::move(requests), loop_->waker()));
     selectCursor();
@@ -87,17 +97,11 @@ void CaptureEngine::remove(std::uint64_t id) {
 void CaptureEngine::connected(X11Connection& connection) {
   connection_ = &connection;
   isCursorSelected_ = false;
-  if (connection.extensions().randr.present) {
-    xcb_randr_select_input(connection.xcb(), connection.root(),
-                           XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
-                               XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE | XCB_RANDR_NOTIFY_MASK_RESOURCE_CHANGE);
-  }
-  const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-  xcb_change_window_attributes(connection.xcb(), connection.root(), XCB_CW_EVENT_MASK, &events);
+  selectMonitorEvents(connection);
 }
 
 void CaptureEngine::handle(const void* event) {
-  if (isMonitorEvent(event)) {
+  if (isMonitorEvent(event, *connection_)) {
     monitorsMayHaveChanged_ = true;
     return;
   }
@@ -108,25 +112,22 @@ void CaptureEngine::handle(const void* event) {
   dropUnused();
 }
 
-bool CaptureEngine::isMonitorEvent(const void* event) const {
-  const auto& generic = *static_cast<const xcb_generic_event_t*>(event);
-  const int type = generic.response_type & 0x7F;
-  if (type == XCB_CONFIGURE_NOTIFY) {
-    return static_cast<const xcb_configure_notify_event_t*>(event)->window == connection_->root();
+void CaptureEngine::monitorsChanged() {
+  const auto monitors = readMonitors(*connection_);
+  for (auto& shown : shown_) {
+    if (auto kept = shown->source->monitorsChanged(monitors); !kept) {
+      end(*shown, kept.error());
+      continue;
+    }
+    const PointRect place = placeOf(shown->filter, monitors);
+    if (std::exchange(shown->place, place) == place) continue;
+    for (auto& outlet : shown->outlets) outlet->callbacks().placed(place);
   }
-  const auto& randr = connection_->extensions().randr;
-  return randr.present && (type == randr.firstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
-                           type == randr.firstEvent + XCB_RANDR_NOTIFY);
 }
 
 std::optional<SteadyTime> CaptureEngine::turn() {
   if (shown_.empty()) return std::nullopt;
-  if (std::exchange(monitorsMayHaveChanged_, false)) {
-    const auto monitors = readMonitors(*connection_);
-    for (auto& shown : shown_) {
-      if (auto kept = shown->source->monitorsChanged(monitors); !kept) end(*shown, kept.error());
-    }
-  }
+  if (std::exchange(monitorsMayHaveChanged_, false)) monitorsChanged();
   const SteadyTime now = std::chrono::steady_clock::now();
   refreshCursor(now);
   std::optional<SteadyTime> next;
@@ -162,7 +163,8 @@ std::expected<CaptureEngine::Shown*, PortError> CaptureEngine::shownFor(const Ca
   }
   auto source = makeSource(**connection, filter);
   if (!source) return std::unexpected(source.error());
-  shown_.push_back(std::make_unique<Shown>(Shown{filter, std::move(*source), {}}));
+  shown_.push_back(std::make_unique<Shown>(
+      Shown{filter, std::move(*source), {}, placeOf(filter, readMonitors(**connection))}));
   return shown_.back().get();
 }
 

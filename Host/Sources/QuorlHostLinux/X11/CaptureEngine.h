@@ -37,6 +37,7 @@ class CaptureEngine final : public X11Loop::Client {
     CaptureFilter filter;
     std::unique_ptr<CaptureSource> source;
     std::vector<std::unique_ptr<CaptureOutlet>> outlets;
+    PointRect place{};  // of a display, as reported last
   };
 
   void connected(X11Connection& connection) override;
@@ -52,7 +53,7 @@ class CaptureEngine final : public X11Loop::Client {
   void selectCursor();
   void end(Shown& shown, const PortError& error);
   void dropUnused();
-  bool isMonitorEvent(const void* event) const;
+  void monitorsChanged();
 
   std::atomic<std::uint64_t> lastID_{0};
   // The engine's thread:

@@ -15,6 +15,11 @@ void StreamCallbacks::picture(CapturedPicture picture) {
   post([this, picture = std::move(picture)]() mutable { handlers_.picture(std::move(picture)); });
 }
 
+void StreamCallbacks::placed(const PointRect& rect) {
+  if (!handlers_.placed) return;
+  post([this, rect] { handlers_.placed(rect); });
+}
+
 void StreamCallbacks::stopped(const PortError& error) {
   if (!handlers_.stopped) return;
   post([this, error] { handlers_.stopped(error); });

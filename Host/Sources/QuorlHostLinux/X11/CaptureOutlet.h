@@ -25,6 +25,7 @@ class StreamCallbacks : public std::enable_shared_from_this<StreamCallbacks> {
       : queue_(std::move(queue)), handlers_(std::move(handlers)) {}
 
   void picture(CapturedPicture picture);
+  void placed(const PointRect& rect);
   void stopped(const PortError& error);
   void complete(CaptureStream::Completion completion, std::expected<void, PortError> result);
   /// Waits for a handler that is running on another thread.

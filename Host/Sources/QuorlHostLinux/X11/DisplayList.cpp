@@ -27,6 +27,16 @@ std::vector<Monitor> rootAlone(X11Connection& connection) {
   return {{"screen", {0, 0, size.width, size.height}, true}};
 }
 
+// The end when there are no monitors.
+std::vector<Monitor>::const_iterator mainOf(const std::vector<Monitor>& monitors) {
+  auto main = std::ranges::find_if(monitors, &Monitor::isPrimary);
+  if (main == monitors.end()) {
+    main = std::ranges::find_if(monitors,
+                                [](const auto& m) { return contains(m.bounds, PixelRect{0, 0, 1, 1}); });
+  }
+  return main == monitors.end() ? monitors.begin() : main;
+}
+
 }  // namespace
 
 std::vector<Monitor> readMonitors(X11Connection& connection) {
@@ -56,25 +66,48 @@ std::uint32_t displayIDOf(std::string_view monitorName) {
   return hash == 0 ? 1 : hash;
 }
 
+RootPosition originOf(const std::vector<Monitor>& monitors) {
+  const auto main = mainOf(monitors);
+  return main == monitors.end() ? RootPosition{} : RootPosition{main->bounds.x, main->bounds.y};
+}
+
+PointRect pointsOf(const PixelRect& rect, RootPosition origin) {
+  return {{double(rect.x - origin.x), double(rect.y - origin.y)}, {double(rect.width), double(rect.height)}};
+}
+
 std::vector<ShareableDisplay> displaysOf(const std::vector<Monitor>& monitors) {
+  const auto main = mainOf(monitors);
+  const RootPosition origin = originOf(monitors);
   std::vector<ShareableDisplay> displays;
-  for (const auto& monitor : monitors) {
-    const auto& b = monitor.bounds;
-    displays.push_back({.displayID = displayIDOf(monitor.name),
-                        .name = monitor.name,
-                        .bounds = {{double(b.x), double(b.y)}, {double(b.width), double(b.height)}},
+  for (auto monitor = monitors.begin(); monitor != monitors.end(); ++monitor) {
+    displays.push_back({.displayID = displayIDOf(monitor->name),
+                        .name = monitor->name,
+                        .bounds = pointsOf(monitor->bounds, origin),
                         .pixelScale = 1.0,
-                        .isMain = false});
+                        .isMain = monitor == main});
   }
-  if (displays.empty()) return displays;
-  auto main = std::ranges::find_if(monitors, &Monitor::isPrimary);
-  if (main == monitors.end()) {
-    main = std::ranges::find_if(monitors,
-                                [](const auto& m) { return contains(m.bounds, PixelRect{0, 0, 1, 1}); });
-  }
-  const auto place = main == monitors.end() ? 0 : main - monitors.begin();
-  displays[static_cast<std::size_t>(place)].isMain = true;
   return displays;
+}
+
+void selectMonitorEvents(X11Connection& connection) {
+  if (connection.extensions().randr.present) {
+    xcb_randr_select_input(connection.xcb(), connection.root(),
+                           XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
+                               XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE | XCB_RANDR_NOTIFY_MASK_RESOURCE_CHANGE);
+  }
+  const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+  xcb_change_window_attributes(connection.xcb(), connection.root(), XCB_CW_EVENT_MASK, &events);
+}
+
+bool isMonitorEvent(const void* event, const X11Connection& connection) {
+  const auto& generic = *static_cast<const xcb_generic_event_t*>(event);
+  const int type = generic.response_type & 0x7F;
+  if (type == XCB_CONFIGURE_NOTIFY) {
+    return static_cast<const xcb_configure_notify_event_t*>(event)->window == connection.root();
+  }
+  const auto& randr = connection.extensions().randr;
+  return randr.present && (type == randr.firstEvent + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                           type == randr.firstEvent + XCB_RANDR_NOTIFY);
 }
 
 }  // namespace quorl

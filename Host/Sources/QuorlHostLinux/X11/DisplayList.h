@@ -25,8 +25,27 @@ std::vector<Monitor> readMonitors(X11Connection& connection);
 /// change with each of its runs.
 std::uint32_t displayIDOf(std::string_view monitorName);
 
-/// Displays as the host shows them. The main one is the primary monitor, else the one with the root's origin,
-/// else the first. A point is a pixel: X has one scale for all, and windows draw in pixels.
+/// A pixel of the root.
+struct RootPosition {
+  int x = 0;
+  int y = 0;
+
+  bool operator==(const RootPosition&) const = default;
+};
+
+/// Where global points start: the top left corner of the main display. That is the primary monitor, else the
+/// one with the root's origin, else the first.
+RootPosition originOf(const std::vector<Monitor>& monitors);
+
+/// A rectangle of the root in global points. A point is a pixel: X has one scale for all, and windows draw in
+/// pixels.
+PointRect pointsOf(const PixelRect& rect, RootPosition origin);
+
+/// Displays as the host shows them.
 std::vector<ShareableDisplay> displaysOf(const std::vector<Monitor>& monitors);
+
+/// Asks for the events that say that monitors may have changed (`isMonitorEvent`).
+void selectMonitorEvents(X11Connection& connection);
+bool isMonitorEvent(const void* event, const X11Connection& connection);
 
 }  // namespace quorl

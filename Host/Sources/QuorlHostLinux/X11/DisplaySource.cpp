@@ -28,11 +28,7 @@ class DisplaySource final : public CaptureSource {
   std::expected<void, PortError> monitorsChanged(const std::vector<Monitor>& monitors) override {
     const auto monitor = find(monitors);
     if (!monitor) return std::unexpected(PortError{"the display was removed"});
-    if (*monitor == monitor_) return {};
-    if (monitor->bounds.width != monitor_.bounds.width || monitor->bounds.height != monitor_.bounds.height) {
-      return std::unexpected(PortError{"the display has a new size"});
-    }
-    return show(*monitor);
+    return *monitor == monitor_ ? std::expected<void, PortError>{} : show(*monitor);
   }
 
   bool isDirty() const override { return mirror_.isDirty(); }

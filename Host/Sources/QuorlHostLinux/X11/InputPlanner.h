@@ -17,7 +17,7 @@ struct InputAction {
   Kind kind = Kind::motion;
   bool down = false;       // for capsLock: on
   std::uint16_t code = 0;  // X button number, or key code of the wire
-  int x = 0;               // motion: on the root
+  int x = 0;               // motion: from the corner of the main display
   int y = 0;
 
   bool operator==(const InputAction&) const = default;

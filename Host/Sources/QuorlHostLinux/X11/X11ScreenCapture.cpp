@@ -25,10 +25,6 @@ std::expected<void, PortError> checked(const CaptureSettings& settings) {
       fmt::format("pictures of {} x {} cannot be made", settings.size.width, settings.size.height)});
 }
 
-PointRect pointsOf(const PixelRect& rect) {
-  return {{double(rect.x), double(rect.y)}, {double(rect.width), double(rect.height)}};
-}
-
 class X11CaptureStream final : public CaptureStream {
  public:
   X11CaptureStream(std::shared_ptr<CaptureEngine> engine, const CaptureFilter& filter,
@@ -99,7 +95,8 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
     ShareableContent content;
     const auto connection = loop_->connection();
     if (!connection) return content;
-    content.displays = displaysOf(readMonitors(**connection));
+    const auto monitors = readMonitors(**connection);
+    content.displays = displaysOf(monitors);
     names_.refresh();
     for (const auto& window : readWindows(**connection)) {
       const auto identity = names_.identify(window.className, window.pid);
@@ -108,7 +105,7 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
                                  .title = window.title,
                                  .bundleID = identity.bundleID,
                                  .appName = identity.name,
-                                 .frame = pointsOf(window.place.bounds),
+                                 .frame = pointsOf(window.place.bounds, originOf(monitors)),
                                  .isOnScreen = window.place.isViewable});
       const bool isKnown = std::ranges::any_of(content.applications,
                                                [&](const auto& known) { return known.pid == window.pid; });
@@ -130,7 +127,7 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
     }
     if (const auto* window = std::get_if<WindowFilter>(&filter)) {
       const auto place = findPlace(**connection, window->windowID);
-      if (place) return FilterGeometry{pointsOf(place->bounds).size, 1.0};
+      if (place) return FilterGeometry{pointsOf(place->bounds, {}).size, 1.0};
       return std::unexpected(PortError{fmt::format("there is no window {}", window->windowID)});
     }
     return std::unexpected(PortError{"an application's windows cannot be captured together on this display"});

@@ -10,6 +10,7 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
+#include <QuorlHostLinux/X11/DisplayList.h>
 #include <QuorlHostLinux/X11/FakeKeys.h>
 #include <QuorlHostLinux/X11/InputPlanner.h>
 #include <QuorlHostLinux/X11/KeyCodes.h>
@@ -40,6 +41,7 @@ class XTestPoster::Session {
  public:
   explicit Session(std::unique_ptr<X11Connection> connection)
       : connection_(std::move(connection)), typer_(*connection_) {
+    selectMonitorEvents(*connection_);
     if (connection_->extensions().xkb.present) selectXkbMapEvents(connection_->xcb());
   }
 
@@ -53,6 +55,7 @@ class XTestPoster::Session {
   void readEvents() {
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->xcb())}) {
       if (isXkbMapEvent(event.get(), connection_->extensions().xkb)) isMapStale_ = true;
+      if (isMonitorEvent(event.get(), *connection_)) origin_.reset();
     }
   }
 
@@ -98,10 +101,7 @@ class XTestPoster::Session {
   void carryOut(const InputAction& action) {
     switch (action.kind) {
       case InputAction::Kind::motion:
-        // Detail 0: the place is absolute (X Test Extension Protocol 2.2).
-        xcb_test_fake_input(connection_->xcb(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, connection_->root(),
-                            static_cast<std::int16_t>(action.x), static_cast<std::int16_t>(action.y), 0);
-        return;
+        return movePointer(action.x, action.y);
       case InputAction::Kind::button:
         xcb_test_fake_input(connection_->xcb(), action.down ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE,
                             static_cast<std::uint8_t>(action.code), XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
@@ -111,6 +111,17 @@ class XTestPoster::Session {
       case InputAction::Kind::capsLock:
         return lockCaps(action.down);
     }
+  }
+
+  /// To a pixel that is counted from the corner of the main display.
+  void movePointer(int x, int y) {
+    if (!origin_) origin_ = originOf(readMonitors(*connection_));
+    const auto coordinate = [](int value) {
+      return static_cast<std::int16_t>(std::clamp(value, -32'768, 32'767));
+    };
+    // Detail 0: the place is absolute (X Test Extension Protocol 2.2).
+    xcb_test_fake_input(connection_->xcb(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, connection_->root(),
+                        coordinate(x + origin_->x), coordinate(y + origin_->y), 0);
   }
 
   void pressKey(std::uint16_t wireCode, bool down) {
@@ -194,6 +205,7 @@ class XTestPoster::Session {
   std::unique_ptr<Keyboard> keyboard_;
   std::vector<std::uint32_t> untyped_;  // keysyms of the text posted last
   bool isMapStale_ = false;
+  std::optional<RootPosition> origin_;  // of global points; nothing: to be read
   bool isCapsLockOurs_ = false;
 };
 

@@ -346,6 +346,54 @@ TEST_F(DisplayCapture, showsTwoMonitorsEachForItself) {
   EXPECT_EQ(left.count(), 1U);
 }
 
+TEST_F(DisplayCapture, followsAMonitorThatMovesAndSaysWhereItIs) {
+  client.setMonitor("LEFT", {0, 0, 320, 480});
+  client.setMonitor("RIGHT", {320, 0, 320, 480});
+  const auto displays = harness.content().displays;
+  ASSERT_EQ(displays.size(), 2U);
+  client.fillRoot({0, 0, 320, 480}, red);
+  const auto stream = harness.start(DisplayFilter{displays[1].displayID}, settingsOf(320, 480), deliveries);
+  EXPECT_TRUE(deliveries.waitForPlace({{320, 0}, {320, 480}}));
+  server.run({"xrandr", "--delmonitor", "LEFT"});
+  client.setMonitor("RIGHT", {0, 0, 320, 480});
+  EXPECT_TRUE(deliveries.waitForPlace({{0, 0}, {320, 480}}));
+  EXPECT_TRUE(deliveries.waitForColor(10, 10, red, 1));
+}
+
+TEST_F(DisplayCapture, goesOnAfterANewSizeOfItsMonitor) {
+  client.setMonitor("ONLY", {0, 0, 320, 480});
+  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(320, 480), deliveries);
+  client.fillRoot({0, 0, 640, 480}, red);
+  client.fillRoot({320, 0, 320, 480}, blue);
+  client.setMonitor("ONLY", {0, 0, 640, 480});
+  EXPECT_TRUE(deliveries.waitForPlace({{0, 0}, {640, 480}}));
+  const auto picture = deliveries.waitForColor(200, 100, blue, 1);
+  ASSERT_TRUE(picture) << "scaled until the settings follow";
+  EXPECT_EQ(picture->image->size, (PixelSize{320, 480}));
+  EXPECT_LE(distance(colorAt(*picture->image, 100, 100), red), 4);
+}
+
+TEST_F(DisplayCapture, startsGlobalPointsAtTheCornerOfTheMainDisplay) {
+  client.setMonitor("LEFT", {0, 0, 320, 480});
+  const auto window = client.makeWindow({400, 30, 100, 80}, TestClient::Managed::yes, "Notes");
+  const auto frame = [&] {
+    for (const auto& each : harness.content().windows)
+      if (each.windowID == window) return each.frame;
+    return PointRect{};
+  };
+  EXPECT_EQ(frame(), (PointRect{{400, 30}, {100, 80}}));
+  const auto left = harness.start(DisplayFilter{display()}, settingsOf(320, 480), deliveries);
+  client.setMonitor("RIGHT", {320, 0, 320, 480}, true);
+  const auto displays = harness.content().displays;
+  ASSERT_EQ(displays.size(), 2U);
+  for (const auto& each : displays) {
+    EXPECT_EQ(each.isMain, each.name == "RIGHT");
+    EXPECT_EQ(each.bounds.origin, (each.name == "RIGHT" ? PointXY{0, 0} : PointXY{-320, 0}));
+  }
+  EXPECT_EQ(frame(), (PointRect{{80, 30}, {100, 80}}));
+  EXPECT_TRUE(deliveries.waitForPlace({{-320, 0}, {320, 480}})) << "it moved without a change of its own";
+}
+
 TEST_F(DisplayCapture, endsTheStreamOfAMonitorThatIsRemoved) {
   server.run({"xrandr", "--setmonitor", "LEFT", "320/100x480/100+0+0", "screen"});
   server.run({"xrandr", "--setmonitor", "RIGHT", "320/100x480/100+320+0", "none"});

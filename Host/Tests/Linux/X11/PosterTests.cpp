@@ -213,6 +213,20 @@ TEST_F(Poster, sendsButtonsAndWheelStepsWhereTheyHappen) {
   EXPECT_FALSE(listener.isAnythingDown());
 }
 
+TEST_F(Poster, countsPositionsFromTheCornerOfTheMainDisplay) {
+  const auto isAt = [&](int x, int y) {
+    return eventually([&] { return client.pointer() == std::pair(x, y); });
+  };
+  mouse(MouseEventType::moved, 30, 40);
+  EXPECT_TRUE(isAt(30, 40));
+  client.setMonitor("LEFT", {0, 0, 320, 480});
+  client.setMonitor("RIGHT", {320, 0, 320, 480}, true);
+  mouse(MouseEventType::moved, 30, 40);
+  EXPECT_TRUE(isAt(350, 40));
+  mouse(MouseEventType::moved, -300, 40);
+  EXPECT_TRUE(isAt(20, 40));
+}
+
 TEST_F(Poster, holdsTheFlagsOfAKeyAroundIt) {
   key(letterA, true, eventFlags::shift | eventFlags::command);
   key(letterA, false, eventFlags::shift | eventFlags::command);

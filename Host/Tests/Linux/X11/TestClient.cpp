@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include <xcb/randr.h>
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
@@ -85,6 +86,40 @@ void TestClient::fill(std::uint32_t window, const PixelRect& rect, std::uint32_t
   const xcb_rectangle_t area{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
                              static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)};
   xcb_poly_fill_rectangle(xcb_, window, context_, 1, &area);
+  sync();
+}
+
+std::pair<int, int> TestClient::pointer() {
+  const auto reply = owned(xcb_query_pointer_reply(xcb_, xcb_query_pointer(xcb_, root_), nullptr));
+  return {reply->root_x, reply->root_y};
+}
+
+void TestClient::setMonitor(const std::string& name, const PixelRect& bounds, bool isPrimary) {
+  const auto length = static_cast<std::uint16_t>(name.size());
+  const auto atom =
+      owned(xcb_intern_atom_reply(xcb_, xcb_intern_atom(xcb_, 0, length, name.data()), nullptr));
+  const auto resources = owned(xcb_randr_get_screen_resources_current_reply(
+      xcb_, xcb_randr_get_screen_resources_current(xcb_, root_), nullptr));
+  struct {
+    xcb_randr_monitor_info_t info{};
+    xcb_randr_output_t output = 0;
+  } monitor;
+  monitor.info = {.name = atom->atom,
+                  .primary = isPrimary,
+                  .automatic = 0,
+                  // An output that no monitor has makes one of its own.
+                  .nOutput = static_cast<std::uint16_t>(bounds.x == 0 ? 1 : 0),
+                  .x = static_cast<std::int16_t>(bounds.x),
+                  .y = static_cast<std::int16_t>(bounds.y),
+                  .width = static_cast<std::uint16_t>(bounds.width),
+                  .height = static_cast<std::uint16_t>(bounds.height),
+                  .width_in_millimeters = 100,
+                  .height_in_millimeters = 100};
+  monitor.output = *xcb_randr_get_screen_resources_current_outputs(resources.get());
+  xcb_grab_server(xcb_);
+  xcb_randr_delete_monitor(xcb_, root_, atom->atom);
+  xcb_randr_set_monitor(xcb_, root_, &monitor.info);
+  xcb_ungrab_server(xcb_);
   sync();
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <QuorlKit/Foundation/Geometry.h>
@@ -32,8 +33,12 @@ class TestClient {
   /// `color` is 0xRRGGBB.
   void fill(std::uint32_t window, const PixelRect& rect, std::uint32_t color);
   void fillRoot(const PixelRect& rect, std::uint32_t color) { fill(root_, rect, color); }
+  /// Makes a monitor of a part of the root in place of one of the same name; in one step for everybody else,
+  /// as a change of the settings is. One at the left edge gets the server's output.
+  void setMonitor(const std::string& name, const PixelRect& bounds, bool isPrimary = false);
   /// As a device would, not a warp.
   void movePointer(int x, int y);
+  std::pair<int, int> pointer();
   /// The root's cursor becomes a block of this colour, `side` pixels wide, the hot spot at its top left.
   void setBlockCursor(int side, std::uint32_t color);
   void sync();
