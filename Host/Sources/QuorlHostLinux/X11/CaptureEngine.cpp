@@ -10,6 +10,9 @@ namespace quorl {
 
 namespace {
 
+/// Some programs that arrange displays turn them off on the way; one that is back by then was not removed.
+constexpr std::chrono::milliseconds returnTime{1'000};
+
 bool isSame(const CaptureFilter& a, const CaptureFilter& b) {
   if (a.index() != b.index()) return false;
   if (const auto* display = std::get_if<DisplayFilter>(&a)) {
@@ -116,9 +119,10 @@ void CaptureEngine::monitorsChanged() {
   const auto monitors = readMonitors(*connection_);
   for (auto& shown : shown_) {
     if (auto kept = shown->source->monitorsChanged(monitors); !kept) {
-      end(*shown, kept.error());
+      if (!shown->lost) shown->lost = {kept.error(), std::chrono::steady_clock::now() + returnTime};
       continue;
     }
+    shown->lost.reset();
     const PointRect place = placeOf(shown->filter, monitors);
     if (std::exchange(shown->place, place) == place) continue;
     for (auto& outlet : shown->outlets) outlet->callbacks().placed(place);
@@ -132,6 +136,14 @@ std::optional<SteadyTime> CaptureEngine::turn() {
   refreshCursor(now);
   std::optional<SteadyTime> next;
   for (auto& shown : shown_) {
+    if (shown->lost) {
+      if (shown->lost->end <= now) {
+        end(*shown, shown->lost->error);
+      } else if (!next || shown->lost->end < *next) {
+        next = shown->lost->end;
+      }
+      continue;
+    }
     if (auto served = serve(*shown, now); !served) {
       // The loop says better what happened when the server itself has gone.
       if (connection_->isAlive()) end(*shown, served.error());

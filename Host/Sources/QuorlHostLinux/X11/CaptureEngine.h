@@ -38,6 +38,11 @@ class CaptureEngine final : public X11Loop::Client {
     std::unique_ptr<CaptureSource> source;
     std::vector<std::unique_ptr<CaptureOutlet>> outlets;
     PointRect place{};  // of a display, as reported last
+    struct Lost {
+      PortError error;
+      SteadyTime end;  // when the capture ends of it
+    };
+    std::optional<Lost> lost{};  // a display that is not there now
   };
 
   void connected(X11Connection& connection) override;

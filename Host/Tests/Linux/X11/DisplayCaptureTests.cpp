@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include <Support/Eventually.h>
@@ -404,6 +406,20 @@ TEST_F(DisplayCapture, endsTheStreamOfAMonitorThatIsRemoved) {
   const auto error = deliveries.waitForStop();
   ASSERT_TRUE(error);
   EXPECT_EQ(error->description, "the display was removed");
+}
+
+TEST_F(DisplayCapture, keepsTheStreamOfAMonitorThatIsBackAtOnce) {
+  client.setMonitor("LEFT", {0, 0, 320, 480});
+  client.setMonitor("RIGHT", {320, 0, 320, 480});
+  const auto displays = harness.content().displays;
+  const auto right = std::ranges::find(displays, "RIGHT", &ShareableDisplay::name);
+  ASSERT_NE(right, displays.end());
+  const auto stream = harness.start(DisplayFilter{right->displayID}, settingsOf(320, 480), deliveries);
+  server.run({"xrandr", "--delmonitor", "RIGHT"});
+  client.setMonitor("RIGHT", {280, 0, 320, 480});
+  EXPECT_TRUE(deliveries.waitForPlace({{280, 0}, {320, 480}}));
+  client.fillRoot({300, 0, 40, 40}, green);
+  EXPECT_TRUE(deliveries.waitForColor(30, 10, green, 1));
 }
 
 TEST(DisplayAppearance, findsADisplayThatAppearsAfterTheStart) {
