@@ -20,7 +20,11 @@ constexpr std::int32_t maximumUnits = 20;
 
 struct TextChunks::Text {
   explicit Text(std::string_view utf8)
-      : units(icu::UnicodeString::fromUTF8({utf8.data(), static_cast<std::int32_t>(utf8.size())})) {
+      : units(icu::UnicodeString::fromUTF8({utf8.data(), static_cast<std::int32_t>(utf8.size())})) {}
+
+  // With the first piece: texts that wait cost little beside their characters.
+  void findCharacters() {
+    if (characters) return;
     UErrorCode status = U_ZERO_ERROR;
     characters.reset(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
     QUORL_CHECK(U_SUCCESS(status) && characters, "ICU has no character boundaries");
@@ -28,7 +32,7 @@ struct TextChunks::Text {
     nextEnd = characters->next();
   }
 
-  icu::UnicodeString units;
+  const icu::UnicodeString units;
   std::unique_ptr<icu::BreakIterator> characters;
   std::int32_t start = 0;    // of what has not been taken
   std::int32_t nextEnd = 0;  // of the first character after `start`
@@ -45,6 +49,7 @@ std::u16string_view TextChunks::rest() const {
 }
 
 std::u16string TextChunks::next() {
+  text_->findCharacters();
   const std::int32_t start = text_->start;
   std::int32_t end = start;
   while (text_->nextEnd != icu::BreakIterator::DONE &&

@@ -11,20 +11,26 @@ bool WaitingInput::holdBack(InputSource source, Kind kind, Post& post) {
   if (found == lines_.end()) return false;
   Line& line = found->second;
   if (kind == Kind::motion && line.pointings == 0) return false;
-  if (line.events == maximumEvents) abandonTexts(line);
+  if (line.items.size() >= maximumItems) abandonTexts(line);
   line.items.emplace_back(Event{kind, std::move(post)});
-  ++line.events;
   if (kind == Kind::pointing) ++line.pointings;
   return true;
 }
 
 bool WaitingInput::addText(InputSource source, TextChunks text) {
   if (text.isAtEnd()) return true;
+  const std::size_t units = text.rest().size();
   const auto found = lines_.find(source);
-  const std::size_t waiting = found == lines_.end() ? 0 : waitingUnits(found->second);
-  if (waiting + text.rest().size() > maximumUnits) return false;
-  if (found == lines_.end()) turns_.push_back(source);
-  lines_[source].items.emplace_back(std::move(text));
+  if (found == lines_.end()) {
+    if (units > maximumUnits) return false;
+    turns_.push_back(source);
+  } else if (found->second.items.size() >= maximumItems || found->second.units + units > maximumUnits) {
+    return false;
+  }
+  Line& line = lines_[source];
+  line.items.emplace_back(std::move(text));
+  line.units += units;
+  ++line.texts;
   return true;
 }
 
@@ -37,7 +43,10 @@ void WaitingInput::drop(InputSource source) {
 std::optional<std::u16string> WaitingInput::nextPiece() {
   if (turns_.empty()) return std::nullopt;
   hasPiece_ = true;
-  return std::get<TextChunks>(lines_.at(turns_.front()).items.front()).next();
+  Line& line = lines_.at(turns_.front());
+  std::u16string piece = std::get<TextChunks>(line.items.front()).next();
+  line.units -= piece.size();
+  return piece;
 }
 
 std::u16string_view WaitingInput::following() const {
@@ -53,6 +62,7 @@ std::vector<WaitingInput::Post> WaitingInput::pieceTyped() {
   std::vector<Post> events;
   if (std::get<TextChunks>(line.items.front()).isAtEnd()) {
     line.items.pop_front();
+    --line.texts;
     events = takeEvents(line);
   }
   if (line.items.empty()) {
@@ -68,7 +78,6 @@ std::vector<WaitingInput::Post> WaitingInput::takeEvents(Line& line) {
   while (!line.items.empty()) {
     auto* event = std::get_if<Event>(&line.items.front());
     if (!event) break;
-    --line.events;
     if (event->kind == Kind::pointing) --line.pointings;
     events.push_back(std::move(event->post));
     line.items.pop_front();
@@ -76,17 +85,13 @@ std::vector<WaitingInput::Post> WaitingInput::takeEvents(Line& line) {
   return events;
 }
 
-std::size_t WaitingInput::waitingUnits(const Line& line) {
-  std::size_t units = 0;
-  for (const auto& item : line.items)
-    if (const auto* text = std::get_if<TextChunks>(&item)) units += text->rest().size();
-  return units;
-}
-
 // The first text stays as an empty one: its last piece may be under way, and its end releases the events.
 void WaitingInput::abandonTexts(Line& line) {
+  if (line.texts == 1 && line.units == 0) return;
   std::erase_if(line.items, [](const auto& item) { return std::holds_alternative<TextChunks>(item); });
   line.items.emplace_front(TextChunks(""));
+  line.texts = 1;
+  line.units = 0;
 }
 
 }  // namespace quorl

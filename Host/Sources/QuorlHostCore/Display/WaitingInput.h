@@ -31,10 +31,10 @@ class WaitingInput {
   enum class Kind : std::uint8_t { motion, pointing, key };
   using Post = std::function<void()>;
 
-  /// Text of one client that may wait, in UTF-16 code units, and its other events. More text is refused; more
+  /// What may wait of one client: text in UTF-16 code units; texts and events. More text is refused. More
   /// events end the texts they wait for, because an event that is lost could leave a key down.
   static constexpr std::size_t maximumUnits = 1'048'576;
-  static constexpr std::size_t maximumEvents = 10'000;
+  static constexpr std::size_t maximumItems = 10'000;
 
   /// True when the event has to wait and was taken; otherwise `post` is left as it was.
   bool holdBack(InputSource source, Kind kind, Post& post);
@@ -63,11 +63,11 @@ class WaitingInput {
   };
   struct Line {
     std::deque<std::variant<TextChunks, Event>> items;  // a text first
-    std::size_t events = 0;
+    std::size_t units = 0;                              // of the texts
+    std::size_t texts = 0;
     std::size_t pointings = 0;
   };
 
-  static std::size_t waitingUnits(const Line& line);
   static void abandonTexts(Line& line);
   static std::vector<Post> takeEvents(Line& line);
 

@@ -114,11 +114,23 @@ TEST_F(WaitingInputTest, refusesTextBeyondItsLimitFromThatClientAlone) {
   EXPECT_TRUE(waiting_.addText(bob_, TextChunks("y")));
 }
 
+TEST_F(WaitingInputTest, takesTextAgainOnceSomeWasTyped) {
+  add(ann_, std::string(WaitingInput::maximumUnits, 'x'));
+  EXPECT_EQ(typeAPiece().size(), 20U);
+  add(ann_, std::string(20, 'y'));
+  EXPECT_FALSE(waiting_.addText(ann_, TextChunks("z")));
+}
+
+TEST_F(WaitingInputTest, refusesMoreTextsThanMayWaitHoweverShort) {
+  for (std::size_t i = 0; i < WaitingInput::maximumItems; ++i) add(ann_, "x");
+  EXPECT_FALSE(waiting_.addText(ann_, TextChunks("x")));
+}
+
 TEST_F(WaitingInputTest, endsTheTextThatTooManyEventsWaitForAndLosesNoEvent) {
   add(ann_, std::string(100, 'x'));
-  for (std::size_t i = 0; i <= WaitingInput::maximumEvents; ++i) EXPECT_TRUE(waits(ann_, Kind::key));
+  for (std::size_t i = 0; i < WaitingInput::maximumItems; ++i) EXPECT_TRUE(waits(ann_, Kind::key));
   EXPECT_EQ(typeAPiece(), u"");
-  EXPECT_EQ(posted_.size(), WaitingInput::maximumEvents + 1);
+  EXPECT_EQ(posted_.size(), WaitingInput::maximumItems);
   EXPECT_TRUE(waiting_.isEmpty());
 }
 
