@@ -16,7 +16,8 @@
 
 namespace quorl {
 
-/// The client that input comes from: any address that is its own while its input may wait. Null: nobody's.
+/// The client that input comes from: any address that is its own while its input may wait. Null: no client in
+/// particular.
 using InputSource = const void*;
 
 /// Texts that are being typed, a piece of each client's in turn, and the input that must not overtake the

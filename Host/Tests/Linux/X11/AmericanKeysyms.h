@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <map>
+
+namespace quorl::test {
+
+/// What the 120 keys of the wire mean on the American layout of xkeyboard-config.
+const std::map<std::uint16_t, std::uint32_t>& americanKeysyms();
+
+}  // namespace quorl::test
