@@ -8,6 +8,7 @@
 #include <QuorlHostLinux/X11/KeyCodes.h>
 #include <QuorlHostLinux/X11/X11Permissions.h>
 #include <QuorlHostLinux/X11/XTestPoster.h>
+#include <QuorlHostLinux/X11/XkbRequests.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 
@@ -253,6 +254,29 @@ TEST_F(Poster, followsAChangeOfTheLayout) {
     if (input.isKeyDown()) typed.push_back(input.keysym);
   }
   EXPECT_EQ(typed, (std::vector<std::uint32_t>{'z', 0xFC, XKB_KEY_Escape}));
+}
+
+TEST_F(Poster, typesInTheSecondLayoutAndLeavesItInEffect) {
+  server.run({"setxkbmap", "us,ru"});
+  ASSERT_TRUE(useXkb(client.xcb()).present);
+  lockXkbGroup(client.xcb(), 1);
+  client.sync();
+  std::u16string text = u"\u0436x";
+  std::vector<std::uint32_t> expected{XKB_KEY_Cyrillic_zhe, 'x'};
+  // More than two groups of the spare keycodes hold.
+  for (char16_t c = 0x4E00; c < 0x4E00 + 90; ++c) {
+    text.push_back(c);
+    expected.push_back(0x1000000U + c);
+  }
+  expected.push_back(XKB_KEY_Escape);
+  type(*poster, text);
+  ASSERT_TRUE(listenToMarker());
+  std::vector<std::uint32_t> typed;
+  for (const auto& input : listener.inputs) {
+    if (input.isKeyDown() && input.keysym != XKB_KEY_Shift_L) typed.push_back(input.keysym);
+  }
+  EXPECT_EQ(typed, expected);
+  EXPECT_EQ(listener.group(), 1U);
 }
 
 TEST_F(Poster, dropsEventsWhenTheServerHasGoneAndTheProcessLives) {
