@@ -79,12 +79,12 @@ TextTyper::Ready TextTyper::makeReady(std::span<const std::uint32_t> keysyms,
   return {.count = countReady(), .changedMap = true};
 }
 
-// Several steps share the places: while one is looked up by programs, the next is typed.
+// All places at once: programs read the whole map again after each change, which makes them late for the
+// next.
 std::vector<std::uint32_t> TextTyper::nextStep(std::span<const std::uint32_t> keysyms,
                                                std::span<const std::uint32_t> following,
                                                const Keyboard& keyboard, std::uint8_t group) const {
-  constexpr std::size_t steps = 3;
-  const std::size_t most = std::max<std::size_t>(1, spares_.capacity() / steps);
+  const std::size_t most = spares_.capacity();
   std::vector<std::uint32_t> step;
   for (const auto part : {keysyms, following}) {
     for (const auto keysym : part) {
