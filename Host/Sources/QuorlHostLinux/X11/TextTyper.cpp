@@ -28,7 +28,7 @@ constexpr const char* claimProperty = "_QUORL_SPARE_KEYCODES";
 
 }  // namespace
 
-TextTyper::TextTyper(X11Connection& connection) : connection_(connection) {
+TextTyper::TextTyper(X11Connection& connection) : connection_(connection), probe_(connection) {
   const XcbReply<xcb_get_property_reply_t> reply(
       xcb_get_property_reply(connection.xcb(),
                              xcb_get_property(connection.xcb(), 0, connection.root(),
@@ -72,8 +72,13 @@ TextTyper::Ready TextTyper::makeReady(std::span<const std::uint32_t> keysyms,
   };
   if (const auto count = countReady(); count > 0) return {.count = count};
   const auto step = nextStep(keysyms, following, keyboard, group);
+  // A busy program is late: its keys are looked up when it has answered, not after a time alone.
+  if (std::exchange(isUnasked_, false)) probe_.ask();
+  const auto now = std::chrono::steady_clock::now();
   const auto free = spares_.whenFree(step.size());
-  if (free > std::chrono::steady_clock::now()) return {.next = free};
+  if (free > now) return {.next = free};
+  constexpr std::chrono::milliseconds untilNextLook{5};
+  if (!probe_.isAnswered()) return {.next = now + untilNextLook};
   claimSpares();
   setKeySyms(connection_.xcb(), spares_.bind(step));
   return {.count = countReady(), .changedMap = true};
@@ -112,6 +117,7 @@ void TextTyper::type(std::span<const std::uint32_t> keysyms, const Keyboard& key
     if (!stroke) {
       stroke = spares_.strokeFor(unicodeKeysymOf(keysym));
       spares_.pressed(unicodeKeysymOf(keysym), now);
+      isUnasked_ = true;
     }
     if (!stroke) continue;
     enter(stroke->group.value_or(state.group));

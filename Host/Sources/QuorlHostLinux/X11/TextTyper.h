@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include <QuorlHostLinux/X11/FocusProbe.h>
 #include <QuorlHostLinux/X11/Keyboard.h>
 #include <QuorlHostLinux/X11/SpareKeys.h>
 #include <QuorlHostLinux/X11/X11Connection.h>
@@ -30,6 +31,9 @@ class TextTyper {
   std::set<std::uint8_t> ownKeycodes() const;
   /// Takes over a new map; before any text.
   void setKeyboard(const Keyboard& keyboard);
+
+  /// Notes an event of the server.
+  void take(const void* event) { probe_.take(event); }
 
   struct Ready {
     std::size_t count = 0;   // of keysyms that can be typed now
@@ -56,6 +60,8 @@ class TextTyper {
 
   X11Connection& connection_;
   SpareKeys spares_;
+  FocusProbe probe_;
+  bool isUnasked_ = false;             // keys were sent since the probe asked
   std::set<std::uint8_t> leftBehind_;  // by a run that could not clean up
   bool isClaimed_ = false;
   bool isShiftHeld_ = false;

@@ -56,6 +56,7 @@ class XTestPoster::Session {
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->xcb())}) {
       if (isXkbMapEvent(event.get(), connection_->extensions().xkb)) isMapStale_ = true;
       if (isMonitorEvent(event.get(), *connection_)) origin_.reset();
+      typer_.take(event.get());
     }
   }
 
