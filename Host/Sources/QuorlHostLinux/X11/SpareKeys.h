@@ -24,7 +24,7 @@ class SpareKeys {
   using Time = std::chrono::steady_clock::time_point;
   /// A program that reads a key event later than this after it was sent may see a wrong symbol. A quarter of
   /// it is enough for common toolkits on a quiet machine.
-  static constexpr std::chrono::milliseconds lookUpTime{230};
+  static constexpr std::chrono::milliseconds lookUpTime{210};
   static constexpr std::size_t placesPerKey = std::tuple_size_v<KeySymbols>;
 
   /// Takes over a list of spare keycodes. Places of codes that were there before keep their symbols where

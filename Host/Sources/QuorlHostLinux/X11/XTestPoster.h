@@ -11,7 +11,7 @@ namespace quorl {
 /// Posts synthetic events to an X display through the XTEST extension, as its test devices. A display that is
 /// absent is looked for again with every event.
 ///
-/// *Queue*: see `EventPoster`. Characters that the keyboard lacks take a fifth of a second for each 140 or
+/// *Queue*: see `EventPoster`. Characters that the keyboard lacks take a fifth of a second for each 130 or
 /// so of them.
 /// *Lifetime*: destruction lets go of everything that is held and leaves the keyboard map as it was.
 class XTestPoster final : public EventPoster {

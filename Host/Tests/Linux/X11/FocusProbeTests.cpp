@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
+#include <QuorlHostLinux/X11/XTestPoster.h>
 #include <QuorlHostLinux/X11/XcbReply.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
@@ -110,6 +111,29 @@ TEST_F(FocusProbeTest, givesUpOnAProgramThatHangs) {
   probe->ask();
   EXPECT_FALSE(probe->isAnswered());
   EXPECT_TRUE(eventually([&] { return probe->isAnswered(); }));
+}
+
+TEST_F(FocusProbeTest, keepsTheSymbolsOfKeysThatTheProgramHasNotRead) {
+  answerPings();
+  XTestPoster poster([name = server.display()] { return name; });
+  std::u16string text;
+  for (char16_t c = 0x4E00; c < 0x4E00 + 300; ++c) text.push_back(c);
+  std::size_t start = 0;
+  const auto typesAPiece = [&](std::chrono::milliseconds limit) {
+    constexpr std::size_t length = 20;
+    if (start < text.size())
+      poster.post(KeyboardEvent{.keyCode = 0, .down = true, .unicode = text.substr(start, length)});
+    start += length;
+    return eventually([&] { return poster.finishText(text.substr(start)) == Duration::zero(); }, limit);
+  };
+  constexpr std::chrono::milliseconds soon{600};
+  // The map has room for 128 symbols here.
+  while (start < 120) ASSERT_TRUE(typesAPiece(soon)) << start;
+  EXPECT_FALSE(typesAPiece(soon)) << "the time for looking up has passed, the answer is missing";
+  const auto ping = nextMessage();
+  ASSERT_TRUE(ping);
+  answer(*ping);
+  EXPECT_TRUE(eventually([&] { return poster.finishText({}) == Duration::zero(); }, soon));
 }
 
 }  // namespace
