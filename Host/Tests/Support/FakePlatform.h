@@ -15,8 +15,12 @@
 #include <Support/FakeMainThread.h>
 #include <Support/FakeNetwork.h>
 #include <Support/FakePermissions.h>
+#include <Support/FakeProcessTable.h>
+#include <Support/FakePseudoTerminals.h>
 #include <Support/FakeRandom.h>
 #include <Support/FakeScreenCapture.h>
+#include <Support/FakeSessionFiles.h>
+#include <Support/FakeTerminalScripting.h>
 #include <Support/FakeVideoCompressor.h>
 #include <Support/FakeWorkspace.h>
 
@@ -55,6 +59,10 @@ struct FakePlatform {
             .screen = screen,
             .compressors = compressors,
             .events = events,
+            .pseudoTerminals = pseudoTerminals,
+            .processes = processes,
+            .terminals = terminals,
+            .sessionFiles = sessionFiles,
             .applicationSupportDirectory = "/home/" + user + "/data"};
   }
 
@@ -73,6 +81,10 @@ struct FakePlatform {
   std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
   std::shared_ptr<FakeVideoCompressorFactory> compressors = std::make_shared<FakeVideoCompressorFactory>();
   std::shared_ptr<FakeEventPoster> events = std::make_shared<FakeEventPoster>();
+  std::shared_ptr<FakePseudoTerminals> pseudoTerminals = std::make_shared<FakePseudoTerminals>();
+  std::shared_ptr<FakeProcessTable> processes = std::make_shared<FakeProcessTable>();
+  std::shared_ptr<FakeTerminalScripting> terminals = std::make_shared<FakeTerminalScripting>();
+  std::shared_ptr<FakeSessionFiles> sessionFiles = std::make_shared<FakeSessionFiles>();
 };
 
 }  // namespace quorl::test

@@ -16,6 +16,7 @@ class FakeProcessTable final : public ProcessTable {
   std::vector<ProcessRow> rows;
   std::map<std::int32_t, std::string> directories;
   std::set<std::int32_t> gone;
+  std::map<std::int32_t, std::uint64_t> startTimes;  // of those that only their own identity names
   std::int32_t own = 1;
 
   std::vector<std::pair<ProcessSignal, std::int32_t>> sent;
@@ -34,8 +35,14 @@ class FakeProcessTable final : public ProcessTable {
     return result;
   }
   std::int32_t ownPID() override { return own; }
-  bool exists(std::int32_t pid) override { return !gone.contains(pid); }
-  void send(ProcessSignal signal, std::int32_t pid) override { sent.emplace_back(signal, pid); }
+  bool exists(const ProcessIdentity& process) override {
+    const auto restarted = startTimes.find(process.pid);
+    const bool isAnother = restarted != startTimes.end() && restarted->second != process.startTime;
+    return !gone.contains(process.pid) && !isAnother;
+  }
+  void send(ProcessSignal signal, const ProcessIdentity& process) override {
+    if (exists(process)) sent.emplace_back(signal, process.pid);
+  }
 };
 
 }  // namespace quorl::test

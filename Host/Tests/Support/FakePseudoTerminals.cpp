@@ -19,6 +19,7 @@ class FakeTerminal final : public PseudoTerminal {
   void start(SerialQueue queue, Handlers handlers) override {
     child_->queue.emplace(std::move(queue));
     child_->handlers = std::move(handlers);
+    if (child_->exitsAtOnce) child_->exit(0);
   }
   void write(ByteView bytes) override { child_->written += textOf(bytes); }
   void resize(std::uint16_t columns, std::uint16_t rows) override {
@@ -67,6 +68,7 @@ std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> FakePseudoTe
   child->pid = 4001 + static_cast<std::int32_t>(children.size());
   child->deviceName = "/dev/pts/" + std::to_string(children.size() + 1);
   children.push_back(child);
+  whenSpawned(*child);
   return std::make_unique<FakeTerminal>(std::move(child));
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,7 @@ struct FakeChild {
   int terminations = 0;
   int kills = 0;
   bool isReleased = false;  // the host's side was destroyed
+  bool exitsAtOnce = false;
 
   /// Prints; cut into pieces as the port tells. On the session's queue, later.
   void print(std::string_view text);
@@ -42,6 +44,7 @@ class FakePseudoTerminals final : public PseudoTerminals {
 
   /// The next spawn fails with this.
   std::optional<PseudoTerminalError> failure;
+  std::function<void(FakeChild&)> whenSpawned = [](FakeChild&) {};
   std::vector<std::shared_ptr<FakeChild>> children;
 
   FakeChild& last() { return *children.back(); }

@@ -83,7 +83,9 @@ void AgentScanner::scanExternals(std::set<std::string> excludedTTYs, std::set<st
 AgentScanner::Externals AgentScanner::readExternals(const std::set<std::string>& excludedTTYs,
                                                     const std::set<std::int32_t>& excludedPIDs) {
   Externals result;
-  result.byName = processes_.scan(excludedTTYs, excludedPIDs);
+  ProcessDiscovery::Findings found = processes_.find(excludedTTYs, excludedPIDs);
+  result.byName = std::move(found.agents);
+  result.startTimes = std::move(found.startTimes);
   const auto terminals = bridge_->mapTerminals();
   std::vector<std::int32_t> pids;
   for (const ExternalAgent& agent : result.byName) pids.push_back(agent.pid);

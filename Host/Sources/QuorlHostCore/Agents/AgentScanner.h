@@ -30,7 +30,8 @@ class AgentScanner : public std::enable_shared_from_this<AgentScanner> {
     std::map<std::string, std::string> canonicalPaths;  // of their projects
   };
   struct Externals {
-    std::vector<ExternalAgent> byName;  // agents of one name in the order of the process table
+    std::vector<ExternalAgent> byName;         // agents of one name in the order of the process table
+    std::map<UUID, std::uint64_t> startTimes;  // of their processes
     SessionLiveness liveness;
   };
 

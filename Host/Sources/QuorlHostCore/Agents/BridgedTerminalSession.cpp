@@ -13,14 +13,16 @@ namespace quorl {
 
 std::shared_ptr<BridgedTerminalSession> BridgedTerminalSession::create(
     Scheduler& scheduler, const ExternalAgent& external, std::string tty,
-    std::shared_ptr<TerminalBridge> bridge, std::shared_ptr<ProcessTable> processes) {
+    std::shared_ptr<TerminalBridge> bridge, std::shared_ptr<ProcessTable> processes,
+    std::uint64_t startTime) {
   return std::shared_ptr<BridgedTerminalSession>(new BridgedTerminalSession(
-      scheduler, external, std::move(tty), std::move(bridge), std::move(processes)));
+      scheduler, external, std::move(tty), std::move(bridge), std::move(processes), startTime));
 }
 
 BridgedTerminalSession::BridgedTerminalSession(Scheduler& scheduler, const ExternalAgent& external,
                                                std::string device, std::shared_ptr<TerminalBridge> bridge,
-                                               std::shared_ptr<ProcessTable> processes)
+                                               std::shared_ptr<ProcessTable> processes,
+                                               std::uint64_t startTime)
     : id(external.id),
       displayName(external.name),
       command(external.command),
@@ -31,6 +33,7 @@ BridgedTerminalSession::BridgedTerminalSession(Scheduler& scheduler, const Exter
       adapter_(inferAgentAdapter(external.command, AgentKind::pty)),
       bridge_(std::move(bridge)),
       processes_(std::move(processes)),
+      process_{.pid = external.pid, .startTime = startTime},
       queue_(scheduler, "quorl.bridge.session", QueueRank::service),
       lastOutput_(scheduler.now()),
       lastOutputDate_(scheduler.date()) {}
@@ -51,19 +54,79 @@ void BridgedTerminalSession::removeSubscriber() {
   });
 }
 
+void BridgedTerminalSession::post(std::function<void(BridgedTerminalSession&)> work) {
+  queue_.async([weak = weak_from_this(), work = std::move(work)] {
+    if (const auto self = weak.lock()) work(*self);
+  });
+}
+
 void BridgedTerminalSession::terminate() {
-  queue_.async([self = shared_from_this()] {
-    self->queue_.assertCurrent();
-    self->terminated_ = true;
-    self->pollTimer_.cancel();
-    if (self->pid < 1) return;
-    self->processes_->send(ProcessSignal::interrupt, self->pid);
-    self->terminationTimer_ = self->queue_.after(terminationDelay, [weak = self->weak_from_this()] {
-      const auto session = weak.lock();
-      if (session && session->processes_->exists(session->pid))
-        session->processes_->send(ProcessSignal::terminate, session->pid);
-    });
-    self->setStatus(AgentStatus::exited);
+  post([](BridgedTerminalSession& self) {
+    self.queue_.assertCurrent();
+    self.beginTermination();
+  });
+}
+
+void BridgedTerminalSession::beginTermination() {
+  terminated_ = true;
+  pollTimer_.cancel();
+  if (pid < 1) return setProcessState(ProcessState::leftAlone);
+  if (!isProcessAlive()) return;
+  processes_->send(ProcessSignal::interrupt, process_);
+  setStatus(AgentStatus::exited);
+  if (terminationTimer_.isPending()) return;  // a second request does not put the end off
+  terminationDeadline_ = queue_.now() + terminationDelay;
+  terminationTimer_ =
+      queue_.every(terminationCheckInterval, terminationCheckInterval, [weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (!self) return;
+        self->queue_.assertCurrent();
+        self->watchTermination();
+      });
+}
+
+void BridgedTerminalSession::watchTermination() {
+  if (!isProcessAlive()) return terminationTimer_.cancel();
+  if (queue_.now() < terminationDeadline_) return;
+  terminationTimer_.cancel();
+  processes_->send(ProcessSignal::terminate, process_);
+  setProcessState(ProcessState::leftAlone);
+}
+
+void BridgedTerminalSession::checkProcess() {
+  post([](BridgedTerminalSession& self) {
+    self.queue_.assertCurrent();
+    self.isProcessAlive();
+  });
+}
+
+bool BridgedTerminalSession::isProcessAlive() {
+  if (processState_ == ProcessState::gone) return false;
+  if (pid < 1 || processes_->exists(process_)) return true;
+  setStatus(AgentStatus::exited);
+  setProcessState(ProcessState::gone);
+  return false;
+}
+
+void BridgedTerminalSession::setProcessState(ProcessState state) {
+  {
+    const std::lock_guard lock(snapshotLock_);
+    if (std::exchange(processState_, state) == state) return;
+  }
+  if (onProcessChange) onProcessChange(state);
+}
+
+void BridgedTerminalSession::typeText(std::string text, TextSubmission submission) {
+  post([text = std::move(text), submission](BridgedTerminalSession& self) {
+    self.queue_.assertCurrent();
+    if (self.isProcessAlive()) self.bridge_->sendText(self.tty, self.terminal, text, submission);
+  });
+}
+
+void BridgedTerminalSession::typeRaw(Bytes bytes) {
+  post([bytes = std::move(bytes)](BridgedTerminalSession& self) {
+    self.queue_.assertCurrent();
+    if (self.isProcessAlive()) self.bridge_->sendRaw(self.tty, self.terminal, bytes);
   });
 }
 
@@ -113,7 +176,7 @@ void BridgedTerminalSession::append(std::string_view tail) {
     lastOutputDate_ = queue_.scheduler().date();
   }
   lastOutput_ = queue_.now();
-  setStatus(AgentStatus::running);
+  if (isProcessAlive()) setStatus(AgentStatus::running);
   if (onOutput) onOutput(bytes);
 }
 
@@ -121,7 +184,7 @@ void BridgedTerminalSession::append(std::string_view tail) {
 // attention for the end of a process that belongs to the user.
 void BridgedTerminalSession::evaluateStatus() {
   if (terminated_) return;
-  if (pid >= 1 && !processes_->exists(pid)) return setStatus(AgentStatus::exited);
+  if (!isProcessAlive()) return;
   const MonotonicTime now = queue_.now();
   if (now - lastOutput_ < AgentAttention::silenceBeforeWaiting) return setStatus(AgentStatus::running);
 
@@ -144,6 +207,11 @@ void BridgedTerminalSession::setStatus(AgentStatus status) {
 AgentStatus BridgedTerminalSession::status() const {
   const std::lock_guard lock(snapshotLock_);
   return statusStorage_;
+}
+
+BridgedTerminalSession::ProcessState BridgedTerminalSession::processState() const {
+  const std::lock_guard lock(snapshotLock_);
+  return processState_;
 }
 
 Bytes BridgedTerminalSession::scrollback() const {

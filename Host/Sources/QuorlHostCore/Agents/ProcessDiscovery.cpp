@@ -145,10 +145,9 @@ std::optional<std::string> ProcessDiscovery::classify(const ProcessRow& row) {
   return classify(row.command, row.name);
 }
 
-std::vector<ExternalAgent> ProcessDiscovery::scan(const std::set<std::string>& excludingTTYs,
+ProcessDiscovery::Findings ProcessDiscovery::find(const std::set<std::string>& excludingTTYs,
                                                   const std::set<std::int32_t>& excludingPIDs) const {
-  std::vector<ExternalAgent> agents;
-  std::set<UUID> seen;
+  Findings findings;
   const std::int32_t own = processes_->ownPID();
   for (ProcessRow& row : processes_->processes()) {
     if (row.pid == own || excludingPIDs.contains(row.pid)) continue;
@@ -159,17 +158,17 @@ std::vector<ExternalAgent> ProcessDiscovery::scan(const std::set<std::string>& e
     const std::optional<std::string> name = classify(row);
     if (!name) continue;
     const UUID id = stableID(row.pid, device);
-    if (!seen.insert(id).second) continue;
-    agents.push_back({.id = id,
-                      .pid = row.pid,
-                      .command = std::move(row.command),
-                      .name = *name,
-                      .tty = std::move(device),
-                      .terminal = TerminalKind::unknown,
-                      .adoptable = false,
-                      .cwd = std::nullopt});
+    if (!findings.startTimes.emplace(id, row.startTime).second) continue;
+    findings.agents.push_back({.id = id,
+                               .pid = row.pid,
+                               .command = std::move(row.command),
+                               .name = *name,
+                               .tty = std::move(device),
+                               .terminal = TerminalKind::unknown,
+                               .adoptable = false,
+                               .cwd = std::nullopt});
   }
-  return agents;
+  return findings;
 }
 
 std::map<std::int32_t, std::string> ProcessDiscovery::cwdByPID(const std::vector<std::int32_t>& pids) const {

@@ -23,10 +23,18 @@ class ProcessDiscovery {
  public:
   explicit ProcessDiscovery(std::shared_ptr<ProcessTable> processes) : processes_(std::move(processes)) {}
 
+  struct Findings {
+    std::vector<ExternalAgent> agents;
+    std::map<UUID, std::uint64_t> startTimes;  // of their processes
+  };
   /// The agents in the order of the process table, with `terminal` `unknown`, `adoptable` false and `cwd`
   /// absent. `excludingTTYs` are device paths ("/dev/pts/3").
+  Findings find(const std::set<std::string>& excludingTTYs,
+                const std::set<std::int32_t>& excludingPIDs) const;
   std::vector<ExternalAgent> scan(const std::set<std::string>& excludingTTYs,
-                                  const std::set<std::int32_t>& excludingPIDs) const;
+                                  const std::set<std::int32_t>& excludingPIDs) const {
+    return find(excludingTTYs, excludingPIDs).agents;
+  }
   /// No pids, no look at the machine.
   std::map<std::int32_t, std::string> cwdByPID(const std::vector<std::int32_t>& pids) const;
 

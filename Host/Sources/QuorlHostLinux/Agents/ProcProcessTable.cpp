@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -26,6 +27,7 @@ namespace {
 
 /// A command line is read no further: some programs keep whole documents in it.
 constexpr std::size_t commandLineLimit = 65'536;
+constexpr std::size_t statLimit = 4096;
 
 struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
@@ -92,7 +94,7 @@ std::vector<ProcessRow> ProcProcessTable::processes() {
     if (!stat) continue;
     glimpses.push_back(
         {.pid = *pid, .parent = stat->parent, .name = stat->name, .isOnTerminal = stat->terminal != 0});
-    ProcessRow row{.pid = *pid, .tty = "?"};
+    ProcessRow row{.pid = *pid, .tty = "?", .startTime = stat->startTime};
     if (stat->terminal != 0) {
       row.tty = terminalName(stat->terminal);
       if (const auto arguments = folder.read("cmdline")) row.command = ProcText::commandLine(*arguments);
@@ -156,13 +158,35 @@ std::int32_t ProcProcessTable::ownPID() {
   return getpid();
 }
 
-bool ProcProcessTable::exists(std::int32_t pid) {
-  return pid >= 1 && (kill(pid, 0) == 0 || errno != ESRCH);
+// A folder that cannot be read, as some machines hide those of others, leaves the number alone to decide.
+bool ProcProcessTable::isSameProcess(const ProcessIdentity& process) const {
+  if (process.startTime == 0) return true;
+  const Descriptor root(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  std::string buffer(statLimit, '\0');
+  const auto text = ProcessFolder(root.get(), process.pid, buffer).read("stat");
+  const auto stat = text ? ProcText::parseStat(*text) : std::nullopt;
+  return !stat || stat->startTime == process.startTime;
 }
 
-void ProcProcessTable::send(ProcessSignal signal, std::int32_t pid) {
+bool ProcProcessTable::exists(const ProcessIdentity& process) {
+  if (process.pid < 1 || (kill(process.pid, 0) != 0 && errno == ESRCH)) return false;
+  return isSameProcess(process);
+}
+
+// The descriptor holds on to the process that has the number now; only then is it worth asking which one that
+// is (pidfd_open(2), pidfd_send_signal(2)).
+void ProcProcessTable::send(ProcessSignal signal, const ProcessIdentity& process) {
   // 0 and below would mean whole groups of processes.
-  if (pid >= 1) kill(pid, signal == ProcessSignal::interrupt ? SIGINT : SIGTERM);
+  if (process.pid < 1) return;
+  const int number = signal == ProcessSignal::interrupt ? SIGINT : SIGTERM;
+  const Descriptor held(static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0)));
+  const bool isOldKernel = !held.isOpen() && errno == ENOSYS;
+  if ((!held.isOpen() && !isOldKernel) || !isSameProcess(process)) return;
+  if (isOldKernel) {
+    kill(process.pid, number);
+  } else {
+    syscall(SYS_pidfd_send_signal, held.get(), number, nullptr, 0);
+  }
 }
 
 }  // namespace quorl

@@ -24,8 +24,8 @@ class ProcProcessTable final : public ProcessTable {
   std::vector<ProcessRow> processes() override;
   std::map<std::int32_t, std::string> workingDirectories(const std::vector<std::int32_t>& pids) override;
   std::int32_t ownPID() override;
-  bool exists(std::int32_t pid) override;
-  void send(ProcessSignal signal, std::int32_t pid) override;
+  bool exists(const ProcessIdentity& process) override;
+  void send(ProcessSignal signal, const ProcessIdentity& process) override;
 
   /// The processes on a terminal whose parent's name holds `word`, as they were at the latest call of
   /// `processes`: what that has read anyway, nothing more.
@@ -40,6 +40,7 @@ class ProcProcessTable final : public ProcessTable {
   };
 
   std::string terminalName(std::uint32_t device);
+  bool isSameProcess(const ProcessIdentity& process) const;
 
   const std::string root_;
   std::mutex lock_;

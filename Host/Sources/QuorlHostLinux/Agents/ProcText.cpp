@@ -25,6 +25,13 @@ std::optional<std::int32_t> takeNumber(std::string_view& text) {
   return number;
 }
 
+// 0 where there is none.
+std::uint64_t unsignedNumber(std::string_view field) {
+  std::uint64_t number = 0;
+  std::from_chars(field.data(), field.data() + field.size(), number);
+  return number;
+}
+
 }  // namespace
 
 // The name may hold anything, so its end is the last parenthesis of the text.
@@ -39,10 +46,13 @@ std::optional<Stat> parseStat(std::string_view text) {
   takeField(rest);
   const std::optional<std::int32_t> terminal = takeNumber(rest);
   if (state.size() != 1 || !parent || !terminal) return std::nullopt;
+  for (int field = 8; field < 22; ++field) takeField(rest);
+  const std::string_view startTime = takeField(rest);
   return Stat{.name = std::string(text.substr(open + 1, close - open - 1)),
               .state = state.front(),
               .parent = *parent,
-              .terminal = static_cast<std::uint32_t>(*terminal)};
+              .terminal = static_cast<std::uint32_t>(*terminal),
+              .startTime = unsignedNumber(startTime)};
 }
 
 // The kernel's packing of the two numbers into 32 bits: minor 7..0, major 19..8, minor 31..20.

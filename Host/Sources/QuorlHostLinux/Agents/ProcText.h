@@ -16,11 +16,12 @@ struct Stat {
   std::string name;  // at most 15 bytes; may hold blanks and parentheses
   char state = '?';
   std::int32_t parent = 0;
-  std::uint32_t terminal = 0;  // device number, 0 for none
+  std::uint32_t terminal = 0;   // device number, 0 for none
+  std::uint64_t startTime = 0;  // in clock ticks since the machine's start
 };
 
 /// "/proc/PID/stat": the name stands in parentheses as field 2, the state is field 3, the parent field 4, the
-/// terminal field 7.
+/// terminal field 7, the start field 22.
 std::optional<Stat> parseStat(std::string_view text);
 
 /// The name that `ps` prints for a terminal, where the number alone says it: "pts/3", "tty1", "ttyS0".

@@ -57,7 +57,7 @@ void findAdoptAnswerAndEnd(const std::string& tty, std::shared_ptr<TerminalScrip
   session->terminate();
   scheduler.runReady();
   EXPECT_EQ(session->status(), AgentStatus::exited);
-  EXPECT_TRUE(eventually([&] { return !processes->exists(agent->pid); })) << "it took the interrupt";
+  EXPECT_TRUE(eventually([&] { return !processes->exists({agent->pid}); })) << "it took the interrupt";
 }
 
 }  // namespace quorl::test

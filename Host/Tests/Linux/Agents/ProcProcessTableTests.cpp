@@ -155,14 +155,32 @@ TEST(ProcProcessTable, sendsSignalsAndKnowsWhoIsThere) {
   TerminalChild child({"/bin/sleep", "1000"});
   const pid_t pid = child.pid();
   ASSERT_TRUE(rowWhenRunning(table, pid, "/sleep"));
-  EXPECT_TRUE(table.exists(pid));
-  table.send(ProcessSignal::terminate, pid);
+  EXPECT_TRUE(table.exists({pid}));
+  table.send(ProcessSignal::terminate, {pid});
   const int status = child.wait();
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
-  EXPECT_FALSE(table.exists(pid));
-  EXPECT_TRUE(table.exists(1)) << "also a process that may not be signalled";
-  EXPECT_FALSE(table.exists(0));
-  EXPECT_FALSE(table.exists(-1));
+  EXPECT_FALSE(table.exists({pid}));
+  EXPECT_TRUE(table.exists({1})) << "also a process that may not be signalled";
+  EXPECT_FALSE(table.exists({0}));
+  EXPECT_FALSE(table.exists({-1}));
+}
+
+TEST(ProcProcessTable, signalsNoLaterProcessOfTheSameNumber) {
+  ProcProcessTable table;
+  TerminalChild child({"/bin/sleep", "1000"});
+  const pid_t pid = child.pid();
+  const auto row = rowWhenRunning(table, pid, "/sleep");
+  ASSERT_TRUE(row);
+  ASSERT_NE(row->startTime, 0U);
+  const ProcessIdentity same{.pid = pid, .startTime = row->startTime};
+  const ProcessIdentity earlier{.pid = pid, .startTime = row->startTime - 1};
+  EXPECT_TRUE(table.exists(same));
+  EXPECT_FALSE(table.exists(earlier));
+  table.send(ProcessSignal::terminate, earlier);
+  // The two signals differ, so the status says which of them arrived.
+  table.send(ProcessSignal::interrupt, same);
+  const int status = child.wait();
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
 }
 
 TEST(ProcProcessTable, survivesProcessesThatComeAndGo) {
