@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <chrono>
 #include <cstdio>
+#include <future>
 #include <memory>
 
 #include <fmt/format.h>
@@ -20,6 +22,8 @@ using namespace quorl;
 
 // How long the last frames may take to leave at the end of the process.
 constexpr std::chrono::seconds farewell{1};
+// How long agents may take to end: what they are given before they are killed, and a moment to be reaped.
+constexpr std::chrono::seconds agentsFarewell{4};
 
 // Each client is a descriptor, and a shell's limit is made for less.
 constexpr std::uint64_t wantedDescriptors = 65'536;
@@ -43,8 +47,11 @@ int runHost(const HostOptions& options, std::optional<std::uint64_t> descriptorL
     Log::app.info("Screen Recording not yet granted — use the menu to request it");
   host.loop().run(*signals);
   signals.reset();  // a second signal ends a shutdown that hangs
-  runtime->stop();
+  const auto ended = std::make_shared<std::promise<void>>();
+  const auto agentsEnd = ended->get_future();
+  runtime->stop([ended] { ended->set_value(); });
   host.waitForConnections(farewell);
+  agentsEnd.wait_for(agentsFarewell);
   return 0;
 }
 

@@ -23,6 +23,10 @@ class HostProcessTest : public ::testing::Test {
     return settings;
   }
   std::filesystem::path trustFile() const { return home.path() / ".local/share/QuorlHost/trust.json"; }
+  static ControlMessage spawning(const std::string& command) {
+    return message::AgentCommand{agentCommand::Spawn{
+        {.displayName = "agent", .command = command, .workingDirectory = "~", .env = {}}}};
+  }
   static unsigned modeOf(const std::filesystem::path& path) {
     struct stat facts{};
     EXPECT_EQ(::stat(path.c_str(), &facts), 0) << path;
@@ -122,6 +126,44 @@ TEST_F(HostProcessTest, endsInOrderOnASignal) {
     EXPECT_EQ(host.program().waitForExit(), 0);
     EXPECT_FALSE(HostProcess::isListening(port));
   }
+}
+
+TEST_F(HostProcessTest, letsAgentsSaveTheirWorkBeforeItEnds) {
+  for (const int signal : {SIGTERM, SIGINT}) {
+    std::filesystem::remove(home.path() / "saved");
+    std::filesystem::remove(home.path() / "ready");
+    HostProcess host(with({"--pin", "1"}));
+    ASSERT_TRUE(host.listens());
+    RawClient client(port);
+    ASSERT_TRUE(client.pair("1"));
+    client.send(spawning("trap 'echo saved >saved; exit' TERM; : >ready; while :; do sleep 0.05; done"));
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(home.path() / "ready"); }));
+    const auto start = std::chrono::steady_clock::now();
+    host.program().signal(signal);
+    EXPECT_EQ(host.program().waitForExit(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2500))
+        << "it ends as soon as the last agent has gone";
+    std::string saved;
+    std::getline(std::ifstream(home.path() / "saved"), saved);
+    EXPECT_EQ(saved, "saved") << signal;
+  }
+}
+
+TEST_F(HostProcessTest, killsAnAgentThatWillNotEnd) {
+  HostProcess host(with({"--pin", "1"}));
+  ASSERT_TRUE(host.listens());
+  RawClient client(port);
+  ASSERT_TRUE(client.pair("1"));
+  client.send(spawning("trap '' TERM HUP; echo $$ >pid; mv pid ready; while :; do sleep 0.05; done"));
+  ASSERT_TRUE(eventually([&] { return std::filesystem::exists(home.path() / "ready"); }));
+  pid_t agent = 0;
+  std::ifstream(home.path() / "ready") >> agent;
+  ASSERT_GT(agent, 1);
+  const auto start = std::chrono::steady_clock::now();
+  host.program().signal(SIGTERM);
+  EXPECT_EQ(host.program().waitForExit(), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+  EXPECT_NE(::kill(agent, 0), 0);
 }
 
 TEST_F(HostProcessTest, waitsForAPortThatSomebodyElseHolds) {

@@ -54,14 +54,28 @@ void AgentRegistry::start() {
                                 }));
 }
 
-void AgentRegistry::stop() {
+void AgentRegistry::stop(std::function<void()> ended) {
   discoveryTimer_.cancel();
   externalTimer_.cancel();
-  post([](AgentRegistry& self) {
+  post([ended = std::move(ended)](AgentRegistry& self) {
     self.queue_.assertCurrent();
+    self.isStopping_ = true;
+    self.whenEnded_ = ended;
     for (const auto& [id, spawned] : self.spawned_) spawned.session->terminate();
     for (const auto& [id, adopted] : self.adopted_) adopted.session->terminate();
+    self.reportEnd();
   });
+}
+
+void AgentRegistry::reportEnd() {
+  if (!whenEnded_) return;
+  using ProcessState = BridgedTerminalSession::ProcessState;
+  const auto hasEnded = [](const auto& entry) { return entry.second.endedAt.has_value(); };
+  const auto isDone = [](const auto& entry) {
+    return entry.second.session->processState() != ProcessState::alive;
+  };
+  if (std::ranges::all_of(spawned_, hasEnded) && std::ranges::all_of(adopted_, isDone))
+    std::exchange(whenEnded_, nullptr)();
 }
 
 void AgentRegistry::currentList(std::function<void(std::vector<AgentDescriptor>)> callback) {
@@ -127,6 +141,20 @@ void AgentRegistry::broadcastRow(const UUID& id) {
   } else if (const auto tab = adopted_.find(id); tab != adopted_.end()) {
     broadcast(message::AgentEvent{agentEvent::Updated{rowOf(factsOf(tab->second))}});
   }
+}
+
+void AgentRegistry::noteStatus(const UUID& id, AgentStatus status) {
+  if (const auto found = spawned_.find(id); found != spawned_.end() && status == AgentStatus::exited)
+    found->second.endedAt = queue_.now();
+  broadcastRow(id);
+  reportEnd();
+}
+
+void AgentRegistry::noteProcess(const UUID& id, BridgedTerminalSession::ProcessState state) {
+  if (const auto tab = adopted_.find(id);
+      tab != adopted_.end() && state == BridgedTerminalSession::ProcessState::gone)
+    tab->second.endedAt = queue_.now();
+  reportEnd();
 }
 
 void AgentRegistry::refreshDiscovery() {
@@ -197,28 +225,50 @@ void AgentRegistry::takeApplications(const std::vector<ShareableApplication>& ap
   broadcastListIfChanged();
 }
 
-void AgentRegistry::scanExternals(std::function<void(AgentRegistry&)> then) {
-  std::set<std::string> ownTTYs;
-  std::set<std::int32_t> ownPIDs;
+// Only what is alive keeps a tab from being an external agent's: the system gives the name of a terminal away
+// again at once. What ended during a scan may have been read by it.
+AgentRegistry::OwnProcesses AgentRegistry::processesAliveSince(MonotonicTime begin) const {
+  OwnProcesses own;
   for (const auto& [id, spawned] : spawned_) {
-    ownTTYs.insert(spawned.session->ttyName());
-    if (spawned.session->pid() >= 1) ownPIDs.insert(spawned.session->pid());
+    if (spawned.endedAt && *spawned.endedAt < begin) continue;
+    if (!spawned.session->ttyName().empty()) own.ttys.insert(spawned.session->ttyName());
+    if (spawned.session->pid() >= 1) own.pids.insert(spawned.session->pid());
   }
-  for (const auto& [id, adopted] : adopted_) ownTTYs.insert(adopted.session->tty);
+  for (const auto& [id, adopted] : adopted_)
+    if (!adopted.endedAt || *adopted.endedAt >= begin) own.ttys.insert(adopted.session->tty);
+  return own;
+}
+
+void AgentRegistry::scanExternals(std::function<void(AgentRegistry&)> then) {
+  for (const auto& [id, adopted] : adopted_) adopted.session->checkProcess();
+  const MonotonicTime begin = queue_.now();
+  OwnProcesses own = processesAliveSince(begin);
   scanner_->scanExternals(
-      std::move(ownTTYs), std::move(ownPIDs),
-      [weak = weak_from_this(), then = std::move(then)](AgentScanner::Externals externals) {
+      std::move(own.ttys), std::move(own.pids),
+      [weak = weak_from_this(), begin, then = std::move(then)](AgentScanner::Externals externals) {
         const auto self = weak.lock();
         if (!self) return;
-        self->post([externals = std::move(externals), then](AgentRegistry& later) {
+        self->post([begin, externals = std::move(externals), then](AgentRegistry& later) {
           later.queue_.assertCurrent();
-          later.externalCache_.clear();
-          for (const ExternalAgent& agent : externals.byName) later.externalCache_[agent.id] = agent;
-          later.externals_ = externals.byName;
-          later.liveness_ = externals.liveness;
+          later.takeExternals(begin, externals);
           then(later);
         });
       });
+}
+
+// Agents that were started or adopted while the scan went on are left out here.
+void AgentRegistry::takeExternals(MonotonicTime begin, const AgentScanner::Externals& externals) {
+  const OwnProcesses own = processesAliveSince(begin);
+  externals_.clear();
+  externalCache_.clear();
+  for (const ExternalAgent& agent : externals.byName) {
+    if (own.pids.contains(agent.pid) || (agent.tty && own.ttys.contains(*agent.tty))) continue;
+    externals_.push_back(agent);
+    const auto startTime = externals.startTimes.find(agent.id);
+    externalCache_[agent.id] = {.agent = agent,
+                                .startTime = startTime != externals.startTimes.end() ? startTime->second : 0};
+  }
+  liveness_ = externals.liveness;
 }
 
 void AgentRegistry::refreshExternal() {

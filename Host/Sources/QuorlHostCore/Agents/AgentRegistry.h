@@ -56,9 +56,11 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   void setBroadcastControl(Broadcast broadcast) { broadcastControl_ = std::move(broadcast); }
   void broadcast(const ControlMessage& message) const;
 
-  /// `start` and `stop` each once, on one thread.
+  /// `start` and `stop` each once, on one thread. `stop` asks every agent to end; `ended` is called once, on
+  /// any thread, as soon as the last one has gone or nothing more will be done to it. No agent is started
+  /// from then on.
   void start();
-  void stop();
+  void stop(std::function<void()> ended = [] {});
 
   void currentList(std::function<void(std::vector<AgentDescriptor>)> callback);
   void handle(const AgentCommand& command, const std::shared_ptr<StreamOutputSink>& sink);
@@ -81,11 +83,21 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
     AgentKind kind = AgentKind::pty;
     std::string detail;
     std::shared_ptr<TerminalFanOut> fanOut;  // on the session's queue
+    std::optional<MonotonicTime> endedAt;
   };
   struct Adopted {
     std::shared_ptr<BridgedTerminalSession> session;
     std::shared_ptr<TerminalFanOut> fanOut;  // on this queue
     std::set<const StreamOutputSink*> subscribers;
+    std::optional<MonotonicTime> endedAt;  // of the process
+  };
+  struct CachedExternal {
+    ExternalAgent agent;
+    std::uint64_t startTime = 0;
+  };
+  struct OwnProcesses {
+    std::set<std::string> ttys;
+    std::set<std::int32_t> pids;
   };
   struct Client {
     std::weak_ptr<StreamOutputSink> sink;
@@ -103,11 +115,16 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   SpawnedAgentFacts factsOf(const Spawned& spawned) const;
   AdoptedAgentFacts factsOf(const Adopted& adopted) const;
   void broadcastListIfChanged() QUORL_REQUIRES(queue_);
+  void noteStatus(const UUID& id, AgentStatus status) QUORL_REQUIRES(queue_);
+  void noteProcess(const UUID& id, BridgedTerminalSession::ProcessState state) QUORL_REQUIRES(queue_);
+  void reportEnd() QUORL_REQUIRES(queue_);
   void broadcastRow(const UUID& id) QUORL_REQUIRES(queue_);
 
   /// Each ends in a later piece of work on the queue.
   void refreshDiscovery() QUORL_REQUIRES(queue_);
   void scanExternals(std::function<void(AgentRegistry&)> then) QUORL_REQUIRES(queue_);
+  OwnProcesses processesAliveSince(MonotonicTime begin) const QUORL_REQUIRES(queue_);
+  void takeExternals(MonotonicTime begin, const AgentScanner::Externals& externals) QUORL_REQUIRES(queue_);
   void reapExited() QUORL_REQUIRES(queue_);
   void scanGUIApps();
   void takeApplications(const std::vector<ShareableApplication>& applications) QUORL_REQUIRES(queue_);
@@ -118,7 +135,7 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
       QUORL_REQUIRES(queue_);
   void registerSpawned(std::shared_ptr<PTYSession> session, AgentKind kind, std::string detail)
       QUORL_REQUIRES(queue_);
-  void adopt(const ExternalAgent& agent, const std::string& tty) QUORL_REQUIRES(queue_);
+  void adopt(const CachedExternal& external, const std::string& tty) QUORL_REQUIRES(queue_);
   void registerAdopted(std::shared_ptr<BridgedTerminalSession> session) QUORL_REQUIRES(queue_);
 
   void carryOut(const agentCommand::Spawn& command, const Sink& sink) QUORL_REQUIRES(queue_);
@@ -148,9 +165,11 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   SessionLiveness liveness_ QUORL_GUARDED_BY(queue_);
   std::vector<AgentDescriptor> guiApps_ QUORL_GUARDED_BY(queue_);
   std::map<std::string, UUID> guiAppIDs_ QUORL_GUARDED_BY(queue_);
-  std::map<UUID, ExternalAgent> externalCache_ QUORL_GUARDED_BY(queue_);  // of the last scan
-  std::vector<ExternalAgent> externals_ QUORL_GUARDED_BY(queue_);         // the same, by name
-  std::vector<ExternalAgent> lastExternalList_ QUORL_GUARDED_BY(queue_);  // last told
+  std::map<UUID, CachedExternal> externalCache_ QUORL_GUARDED_BY(queue_);  // of the last scan
+  std::vector<ExternalAgent> externals_ QUORL_GUARDED_BY(queue_);          // the same, by name
+  std::vector<ExternalAgent> lastExternalList_ QUORL_GUARDED_BY(queue_);   // last told
+  bool isStopping_ QUORL_GUARDED_BY(queue_) = false;
+  std::function<void()> whenEnded_ QUORL_GUARDED_BY(queue_);  // absent once called
   bool isDiscovering_ QUORL_GUARDED_BY(queue_) = false;
   bool isRefreshingExternals_ QUORL_GUARDED_BY(queue_) = false;
   std::vector<AgentDescriptor> lastList_ QUORL_GUARDED_BY(queue_);

@@ -83,10 +83,7 @@ void AgentRegistry::carryOut(const agentCommand::Kill& command, const Sink&) {
 
 void AgentRegistry::carryOut(const agentCommand::Prompt& command, const Sink&) {
   if (const auto tab = adopted_.find(command.id); tab != adopted_.end()) {
-    const auto& session = tab->second.session;
-    session->afterPendingWork([bridge = stores_.bridge, session, text = command.text] {
-      bridge->sendText(session->tty, session->terminal, text, TextSubmission::submit);
-    });
+    tab->second.session->typeText(command.text, TextSubmission::submit);
   } else if (const auto found = spawned_.find(command.id); found != spawned_.end()) {
     found->second.session->write(bytesOf(command.text + "\r"));
   }
@@ -94,10 +91,7 @@ void AgentRegistry::carryOut(const agentCommand::Prompt& command, const Sink&) {
 
 void AgentRegistry::carryOut(const agentCommand::Write& command, const Sink&) {
   if (const auto tab = adopted_.find(command.id); tab != adopted_.end()) {
-    const auto& session = tab->second.session;
-    session->afterPendingWork([bridge = stores_.bridge, session, data = command.data] {
-      bridge->sendRaw(session->tty, session->terminal, data);
-    });
+    tab->second.session->typeRaw(command.data);
   } else if (const auto found = spawned_.find(command.id); found != spawned_.end()) {
     found->second.session->write(command.data);
   }
@@ -182,6 +176,7 @@ void AgentRegistry::launchCatalogEntry(const UUID& id) {
 }
 
 void AgentRegistry::spawnAgent(const AgentSpawnConfig& config) {
+  if (isStopping_) return;
   AgentSpawnConfig named = config;
   named.displayName = displayNameOf(config);
   auto session = PTYSession::spawn({.id = UUID::random(*platform_.random),
@@ -202,7 +197,7 @@ void AgentRegistry::spawnAgent(const AgentSpawnConfig& config) {
 void AgentRegistry::adoptClaudeSession(const std::string& sessionID, const std::string& projectPath) {
   const auto own = UUID::parse(sessionID);
   const UUID id = own ? *own : UUID::random(*platform_.random);
-  if (spawned_.contains(id)) return;
+  if (isStopping_ || spawned_.contains(id)) return;
   std::string name = "Claude Code — ";
   name += lastPathComponent(projectPath);
   auto session = PTYSession::spawn({.id = id,
@@ -222,16 +217,17 @@ void AgentRegistry::adoptClaudeSession(const std::string& sessionID, const std::
 void AgentRegistry::registerSpawned(std::shared_ptr<PTYSession> session, AgentKind kind, std::string detail) {
   const UUID id = session->id();
   auto fanOut = std::make_shared<TerminalFanOut>(id, session->queue(), terminalOf(session));
-  spawned_[id] = {.session = session, .kind = kind, .detail = std::move(detail), .fanOut = fanOut};
+  spawned_[id] = {
+      .session = session, .kind = kind, .detail = std::move(detail), .fanOut = fanOut, .endedAt = {}};
   const auto weak = weak_from_this();
   session->startMonitoring({.onOutput = [fanOut](const SharedBytes& output) { fanOut->deliver(output); },
                             .onStatusChange =
-                                [weak, id](AgentStatus) {
+                                [weak, id](AgentStatus status) {
                                   const auto self = weak.lock();
                                   if (!self) return;
-                                  self->post([id](AgentRegistry& later) {
+                                  self->post([id, status](AgentRegistry& later) {
                                     later.queue_.assertCurrent();
-                                    later.broadcastRow(id);
+                                    later.noteStatus(id, status);
                                   });
                                 },
                             .onAttention =
@@ -253,17 +249,18 @@ void AgentRegistry::adoptExternal(const UUID& id) {
     const auto found = self.externalCache_.find(id);
     if (found == self.externalCache_.end())
       return self.broadcastError("agent.adopt", "external agent " + id.text() + " no longer present");
-    const ExternalAgent agent = found->second;
+    const CachedExternal external = found->second;
+    const ExternalAgent& agent = external.agent;
     if (!agent.adoptable || !agent.tty || agent.terminal == TerminalKind::unknown)
       return self.broadcastError("agent.adopt", agent.name + " is not in a scriptable terminal tab");
-    self.adopt(agent, *agent.tty);
+    self.adopt(external, *agent.tty);
   });
 }
 
 // The next scan leaves the tab out, so that the agent moves from one list to the other.
-void AgentRegistry::adopt(const ExternalAgent& agent, const std::string& tty) {
-  registerAdopted(
-      BridgedTerminalSession::create(queue_.scheduler(), agent, tty, stores_.bridge, platform_.processes));
+void AgentRegistry::adopt(const CachedExternal& external, const std::string& tty) {
+  registerAdopted(BridgedTerminalSession::create(queue_.scheduler(), external.agent, tty, stores_.bridge,
+                                                 platform_.processes, external.startTime));
   scanExternals([](AgentRegistry& self) {
     self.queue_.assertCurrent();
     self.lastExternalList_ = self.externals_;
@@ -300,7 +297,16 @@ void AgentRegistry::registerAdopted(std::shared_ptr<BridgedTerminalSession> sess
       later.broadcast(message::AgentEvent{event});
     });
   };
-  adopted_[id] = {.session = std::move(session), .fanOut = std::move(fanOut), .subscribers = {}};
+  session->onProcessChange = [weak, id](BridgedTerminalSession::ProcessState state) {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->post([id, state](AgentRegistry& later) {
+      later.queue_.assertCurrent();
+      later.noteProcess(id, state);
+    });
+  };
+  adopted_[id] = {
+      .session = std::move(session), .fanOut = std::move(fanOut), .subscribers = {}, .endedAt = {}};
   broadcastListIfChanged();
 }
 

@@ -129,9 +129,13 @@ void HostRuntime::broadcastUserList() {
   });
 }
 
-void HostRuntime::stop() {
+void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   server_->stop();
-  if (agents_) agents_->stop();
+  if (agents_) {
+    agents_->stop(std::move(agentsHaveEnded));
+  } else {
+    agentsHaveEnded();
+  }
   // The process may end right after this, and `bye` should have left by then.
   server_->waitForClosing();
 }

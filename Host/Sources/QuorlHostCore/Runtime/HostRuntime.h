@@ -2,6 +2,7 @@
 #pragma once
 
 #include <expected>
+#include <functional>
 #include <memory>
 
 #include <QuorlHostCore/Ports/Platform.h>
@@ -37,8 +38,9 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
 
   /// Fails only when the server does; then nothing is started.
   std::expected<void, PortError> start();
-  /// Returns when every client has been told.
-  void stop();
+  /// Returns when every client has been told. The agents are given time to end; `agentsHaveEnded` is called
+  /// once, on any thread, as soon as the last one has.
+  void stop(std::function<void()> agentsHaveEnded = [] {});
 
   const HostCoreConfig& config() const { return config_; }
   const std::shared_ptr<TrustStore>& trustStore() const { return trustStore_; }

@@ -514,5 +514,91 @@ TEST_F(AgentRegistryTest, keepsWhatItHoldsForAClientThatDoesNotReadBounded) {
                                       "c"));
 }
 
+TEST_F(AgentRegistryTest, neverShowsAnAgentOfItsOwnAsExternalHoweverLateAScanIs) {
+  // The scan reads an agent that is started after it was asked for, and one that has ended since.
+  addExternal(4001, "claude", "pts/1");
+  addExternal(4002, "claude", "pts/2");
+  addExternal(4003, "claude", "pts/2");
+  std::vector<ExternalAgent> found;
+  registry->requestExternalAgents([&](std::vector<ExternalAgent> agents) { found = std::move(agents); });
+  for (const char* command : {"claude", "claude --resume"})
+    registry->handle(
+        agentCommand::Spawn{{.displayName = "a", .command = command, .workingDirectory = "~", .env = {}}},
+        client);
+  terminals->whenSpawned = [](test::FakeChild& child) { child.exitsAtOnce = child.pid == 4002; };
+  scheduler.runReady();
+  ASSERT_EQ(terminals->children.size(), 2U);
+  EXPECT_TRUE(found.empty()) << found.size();
+}
+
+TEST_F(AgentRegistryTest, aTerminalsNameIsFreeAgainOnceItsAgentHasEnded) {
+  spawn("claude");
+  EXPECT_TRUE(externals().empty());
+  addExternal(60, "claude", "pts/1");
+  EXPECT_TRUE(externals().empty()) << "a child of the agent";
+  terminals->last().exit(0);
+  scheduler.advance(1s);
+  ASSERT_EQ(externals().size(), 1U) << "the user's, in a new tab of the old name";
+  EXPECT_EQ(externals()[0].pid, 60);
+}
+
+TEST_F(AgentRegistryTest, reportsAnAdoptedTabWhoseProgramHasEndedAsEndedAndTypesNothingMore) {
+  adoptTab();
+  registry->start();
+  scheduler.advance(1s);
+  const UUID id = list().at(0).id;
+  processes->rows.clear();
+  processes->gone.insert(50);
+  ask(agentCommand::Prompt{id, "rm -rf build"});
+  ask(agentCommand::Write{id, bytesOf("y\r")});
+  EXPECT_TRUE(tabs->typed.empty()) << "the user's shell is left there";
+  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
+  // The shell prints on; the agent stays ended.
+  ask(agentCommand::Subscribe{id});
+  tabs->contents["/dev/pts/5"] = "screen text\n$ ";
+  scheduler.advance(2s);
+  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
+}
+
+TEST_F(AgentRegistryTest, noticesTheEndOfAnAdoptedProgramThatNobodyWatches) {
+  adoptTab();
+  registry->start();
+  scheduler.advance(1s);
+  processes->gone.insert(50);
+  scheduler.advance(AgentRegistry::externalInterval);
+  const auto updates = events<agentEvent::Updated>();
+  ASSERT_FALSE(updates.empty());
+  EXPECT_EQ(updates.back()._0.status, AgentStatus::exited);
+}
+
+TEST_F(AgentRegistryTest, anotherProgramInTheTabOfAnEndedOneIsAnotherAgent) {
+  const UUID id = adoptTab();
+  EXPECT_TRUE(externals().empty());
+  processes->rows.clear();
+  processes->gone.insert(50);
+  addExternal(51, "claude", "pts/5");
+  externals();
+  scheduler.advance(1s);
+  const auto found = externals();
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_NE(found[0].id, id);
+  EXPECT_TRUE(found[0].adoptable);
+}
+
+TEST_F(AgentRegistryTest, signalsNoLaterProcessOfAnAdoptedOnesNumber) {
+  addExternal(50, "claude", "pts/5");
+  processes->rows.back().startTime = 7;
+  processes->startTimes[50] = 7;
+  tabs->terminals["/dev/pts/5"] = TerminalKind::iterm;
+  const UUID id = externals().at(0).id;
+  registry->adoptExternal(id);
+  scheduler.runReady();
+  processes->startTimes[50] = 8;
+  ask(agentCommand::Kill{id});
+  scheduler.advance(10s);
+  EXPECT_TRUE(processes->sent.empty());
+  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
+}
+
 }  // namespace
 }  // namespace quorl

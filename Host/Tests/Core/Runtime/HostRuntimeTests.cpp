@@ -172,6 +172,85 @@ TEST_F(HostRuntimeTest, handsThePortFromOneUsersHostToTheOthers) {
   other->stop();
 }
 
+TEST_F(HostRuntimeTest, givesAgentsThreeSecondsToEndAndSaysWhenTheLastHasGone) {
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  for (const char* command : {"quick", "stubborn"})
+    client.send(message::AgentCommand{agentCommand::Spawn{
+        {.displayName = command, .command = command, .workingDirectory = "~", .env = {}}}});
+  ASSERT_EQ(platform_.pseudoTerminals->children.size(), 2U);
+  const auto quick = platform_.pseudoTerminals->children[0];
+  const auto stubborn = platform_.pseudoTerminals->children[1];
+  bool haveEnded = false;
+  runtime_->stop([&] { haveEnded = true; });
+  simulation_.runReady();
+  EXPECT_EQ(quick->terminations, 1);
+  EXPECT_EQ(stubborn->terminations, 1);
+  quick->exit(0);
+  simulation_.advance(std::chrono::milliseconds(2999));
+  EXPECT_EQ(stubborn->kills, 0);
+  EXPECT_FALSE(haveEnded);
+  simulation_.advance(std::chrono::milliseconds(1));
+  EXPECT_EQ(quick->kills, 0);
+  EXPECT_EQ(stubborn->kills, 1);
+  EXPECT_FALSE(haveEnded) << "it has not been reaped yet";
+  stubborn->exit(9);
+  simulation_.runReady();
+  EXPECT_TRUE(haveEnded);
+  EXPECT_FALSE(quick->isReleased || stubborn->isReleased);
+}
+
+TEST_F(HostRuntimeTest, endsAtOnceWithoutAgents) {
+  run();
+  bool haveEnded = false;
+  runtime_->stop([&] { haveEnded = true; });
+  simulation_.runReady();
+  EXPECT_TRUE(haveEnded);
+}
+
+TEST_F(HostRuntimeTest, givesAdoptedTabsBothSignalsAndWaitsForThem) {
+  platform_.processes->rows.push_back(
+      {.pid = 50, .tty = "pts/5", .command = "claude", .executablePath = {}, .name = {}, .startTime = 7});
+  platform_.processes->startTimes[50] = 7;
+  platform_.terminals->terminals["/dev/pts/5"] = TerminalKind::iterm;
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  client.send(message::RequestExternalAgents{});
+  const auto external = client.last<message::ExternalAgentList>();
+  ASSERT_TRUE(external && external->_0.size() == 1);
+  client.send(message::AdoptExternalAgent{external->_0[0].id});
+  bool haveEnded = false;
+  runtime_->stop([&] { haveEnded = true; });
+  simulation_.runReady();
+  using Signals = std::vector<std::pair<ProcessSignal, std::int32_t>>;
+  EXPECT_EQ(platform_.processes->sent, (Signals{{ProcessSignal::interrupt, 50}}));
+  simulation_.advance(std::chrono::milliseconds(2999));
+  EXPECT_FALSE(haveEnded);
+  simulation_.advance(std::chrono::milliseconds(1));
+  EXPECT_EQ(platform_.processes->sent,
+            (Signals{{ProcessSignal::interrupt, 50}, {ProcessSignal::terminate, 50}}));
+  EXPECT_TRUE(haveEnded) << "what does not end now is the user's";
+}
+
+TEST_F(HostRuntimeTest, startsNoAgentOnceItEnds) {
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  const auto spawn = [&] {
+    client.send(message::AgentCommand{
+        agentCommand::Spawn{{.displayName = "a", .command = "a", .workingDirectory = "~", .env = {}}}});
+  };
+  spawn();
+  ASSERT_EQ(platform_.pseudoTerminals->children.size(), 1U);
+  client.peer->send(message::AgentCommand{
+      agentCommand::Spawn{{.displayName = "b", .command = "b", .workingDirectory = "~", .env = {}}}});
+  runtime_->stop();
+  simulation_.runReady();
+  for (const auto& child : platform_.pseudoTerminals->children) EXPECT_EQ(child->terminations, 1);
+}
+
 TEST_F(HostRuntimeTest, leavesNothingBehind) {
   run();
   FakeClient client = join();
