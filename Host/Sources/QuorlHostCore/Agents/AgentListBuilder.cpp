@@ -8,6 +8,7 @@
 
 #include <QuorlHostCore/Agents/StableUUID.h>
 #include <QuorlKit/Foundation/TextTools.h>
+#include <QuorlKit/Protocol/RecordCoding.h>
 
 namespace quorl {
 
@@ -111,6 +112,43 @@ std::vector<AgentDescriptor> buildAgentList(const AgentListFacts& facts, const C
   }
   rows.insert(rows.end(), facts.guiApps.begin(), facts.guiApps.end());
   return rows;
+}
+
+namespace {
+
+bool isPastSession(const AgentDescriptor& row) {
+  return row.kind == AgentKind::claudeCode && !row.pid;
+}
+
+// No less than what the row takes in JSON, where a byte of text becomes six at most.
+std::size_t largestEncodedSize(const AgentDescriptor& row) {
+  constexpr std::size_t everythingElse = 512;
+  const auto sizeOf = [](const std::optional<std::string>& text) { return text ? text->size() : 0; };
+  const std::size_t texts = row.name.size() + row.detail.size() + sizeOf(row.bundleID) + sizeOf(row.preview) +
+                            sizeOf(row.projectPath) + (row.url ? row.url->absolute.size() : 0);
+  return everythingElse + 6 * texts;
+}
+
+std::size_t encodedSize(const AgentDescriptor& row) {
+  const auto bytes = encodeRecord(row);
+  return bytes ? bytes->size() + 1 : largestEncodedSize(row);
+}
+
+}  // namespace
+
+void dropOldestPastSessions(std::vector<AgentDescriptor>& rows, std::size_t limit) {
+  std::size_t bound = 0;
+  for (const AgentDescriptor& row : rows) bound += largestEncodedSize(row);
+  if (bound <= limit) return;  // nearly always, and without encoding anything
+  constexpr std::size_t envelope = 64;
+  std::size_t total = envelope;
+  for (const AgentDescriptor& row : rows) total += encodedSize(row);
+  for (std::size_t i = rows.size(); i > 0 && total > limit; --i) {
+    const auto row = rows.begin() + static_cast<std::ptrdiff_t>(i - 1);
+    if (!isPastSession(*row)) continue;
+    total -= encodedSize(*row);
+    rows.erase(row);
+  }
 }
 
 bool isGUIAgent(const std::string& bundleID, const std::vector<std::string>& usersBundles) {

@@ -69,6 +69,10 @@ std::vector<AgentDescriptor> buildAgentList(const AgentListFacts& facts, const C
 
 /// Whether an application of the desktop is an agent: the two known ones, the user's own, and local model
 /// runners.
+/// Takes the oldest past sessions out of a list until its message fits into a frame of `limit` bytes. Rows of
+/// other kinds are few and stay.
+void dropOldestPastSessions(std::vector<AgentDescriptor>& rows, std::size_t limit);
+
 bool isGUIAgent(const std::string& bundleID, const std::vector<std::string>& usersBundles);
 AgentDescriptor rowOf(const RunningApplication& application, const UUID& id);
 

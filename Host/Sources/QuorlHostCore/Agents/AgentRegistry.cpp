@@ -9,6 +9,7 @@
 #include <QuorlHostCore/Agents/HostExtrasStore.h>
 #include <QuorlHostCore/Runtime/Log.h>
 #include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlKit/WireProtocol.h>
 
 namespace quorl {
 
@@ -121,11 +122,13 @@ std::vector<AgentDescriptor> AgentRegistry::buildList() {
   facts.liveness = liveness_;
   facts.guiApps = guiApps_;
   facts.now = queue_.scheduler().date();
-  return buildAgentList(facts, [this](const std::string& path) {
+  std::vector<AgentDescriptor> rows = buildAgentList(facts, [this](const std::string& path) {
     queue_.assertCurrent();
     const auto known = discovered_.canonicalPaths.find(path);
     return known != discovered_.canonicalPaths.end() ? known->second : path;
   });
+  dropOldestPastSessions(rows, WireProtocol::maxFrameLength);
+  return rows;
 }
 
 void AgentRegistry::broadcastListIfChanged() {

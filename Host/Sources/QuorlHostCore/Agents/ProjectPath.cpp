@@ -11,6 +11,9 @@ namespace {
 
 /// Neither existing folders nor a hostile name may lead deeper than this.
 constexpr std::size_t maxDepth = 63;
+/// Links that lead to their own folder make a tree without end of every name. A path that is there takes a
+/// few hundred looks at most.
+constexpr int maxLookUps = 4096;
 
 std::vector<std::string_view> segmentsOf(std::string_view name) {
   if (name.starts_with('-')) name.remove_prefix(1);
@@ -28,13 +31,14 @@ class Resolution {
   Resolution(const std::vector<std::string_view>& segments, const PathLookup& lookup)
       : segments_(segments), lookup_(lookup) {}
 
-  std::optional<std::string> resolve(const std::string& base, std::size_t from, std::size_t depth) const {
+  std::optional<std::string> resolve(const std::string& base, std::size_t from, std::size_t depth) {
     if (depth > maxDepth) return std::nullopt;
     if (from == segments_.size()) return base.empty() ? std::nullopt : std::optional(base);
     std::string candidate = base + "/";
     for (std::size_t i = from; i < segments_.size(); ++i) {
       if (i > from) candidate += '-';
       candidate += segments_[i];
+      if (++lookUps_ > maxLookUps) return std::nullopt;
       if (!lookup_.exists(candidate)) continue;
       if (i + 1 == segments_.size()) return candidate;
       if (!lookup_.isDirectory(candidate)) continue;
@@ -46,6 +50,7 @@ class Resolution {
  private:
   const std::vector<std::string_view>& segments_;
   const PathLookup& lookup_;
+  int lookUps_ = 0;
 };
 
 }  // namespace

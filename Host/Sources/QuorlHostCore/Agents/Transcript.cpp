@@ -85,7 +85,7 @@ std::optional<Line> parseLine(std::string_view text) {
 Text shortened(std::string_view text) {
   text = trimmedWhiteSpace(text);
   if (text.empty()) return std::nullopt;
-  const std::string_view head = firstCharacters(text, previewLength);
+  const std::string_view head = firstBytes(firstCharacters(text, previewLength), previewSize);
   std::string line;
   for (std::size_t i = 0; i < head.size(); ++i) {
     // A carriage return with its line feed is one line end.
@@ -141,7 +141,8 @@ std::optional<CodexMeta> codexMeta(ByteView beginning) {
   if (!isWhole || !json.finish()) return std::nullopt;
   const Text& identifier = sessionID ? sessionID : id;
   if (!identifier || identifier->empty() || !directory || directory->empty()) return std::nullopt;
-  return CodexMeta{.sessionID = *identifier, .workingDirectory = *directory};
+  return CodexMeta{.sessionID = std::string(firstBytes(*identifier, maxNameSize)),
+                   .workingDirectory = std::string(firstBytes(*directory, maxPathSize))};
 }
 
 }  // namespace quorl::Transcript

@@ -17,6 +17,12 @@ namespace Transcript {
 inline constexpr std::size_t windowSize = 65536;
 /// User-perceived characters.
 inline constexpr std::size_t previewLength = 160;
+/// And bytes: one character can be as long as its writer likes.
+inline constexpr std::size_t previewSize = 4096;
+/// What a file's name and its path can have (POSIX, NAME_MAX and PATH_MAX as Linux has them); longer fields
+/// are cut.
+inline constexpr std::size_t maxNameSize = 255;
+inline constexpr std::size_t maxPathSize = 4095;
 
 /// One line that tells a session from others: its last summary within `window`, else its first user message.
 /// A window that is not UTF-8 as a whole has none.

@@ -5,23 +5,31 @@
 
 #include <fmt/format.h>
 
+#include <QuorlHostCore/Runtime/BoundedList.h>
 #include <QuorlHostCore/Runtime/HostSupportPaths.h>
 #include <QuorlHostCore/Runtime/Log.h>
 #include <QuorlKit/Auth/Pairing.h>
 #include <QuorlKit/Foundation/Base64.h>
+#include <QuorlKit/Foundation/TextTools.h>
 #include <QuorlKit/Protocol/RecordCoding.h>
 
 namespace quorl {
 
 namespace {
 
-// More than thousands of devices need; a larger file is not ours.
-constexpr std::size_t maxFileSize = 16U << 20;
+// In user-perceived characters and in bytes: what a device may be called is up to a stranger.
+constexpr std::size_t maxNameLength = 255;
+constexpr std::size_t maxNameSize = 1024;
+
+std::string shortened(const std::string& name) {
+  std::string_view kept = firstCharacters(name, maxNameLength);
+  return std::string(firstBytes(kept, maxNameSize));
+}
 
 // A damaged file reads as an absent one: the clients pair again, and the next write replaces it.
 template <class Record>
 std::optional<Record> readRecord(FileStore& files, const std::string& path) {
-  const auto bytes = files.read(path, maxFileSize);
+  const auto bytes = files.read(path, maxStateFileSize);
   if (!bytes) return std::nullopt;
   auto record = decodeRecord<Record>(*bytes);
   if (!record) return std::nullopt;
@@ -67,12 +75,12 @@ bool TrustStore::matchesAnyToken(ByteView proof, ByteView nonce) const {
   });
 }
 
-Bytes TrustStore::addDevice(UUID deviceID, std::string name) {
+Bytes TrustStore::addDevice(UUID deviceID, const std::string& name) {
   Bytes token = Pairing::randomToken(*random_);
   queue_.sync([&] {
     queue_.assertCurrent();
     std::erase_if(devices_, [&](const TrustedDevice& device) { return device.deviceID == deviceID; });
-    devices_.push_back({deviceID, std::move(name), base64Encoded(token), queue_.scheduler().date()});
+    devices_.push_back({deviceID, shortened(name), base64Encoded(token), queue_.scheduler().date()});
     persistDevices();
   });
   notifyTrustChanged();
@@ -143,11 +151,26 @@ void TrustStore::notifyTrustChanged() {
 }
 
 void TrustStore::persistDevices() {
-  if (const auto bytes = encodeRecord(devices_, JsonStyle::prettySorted)) write(trustPath_, *bytes);
+  persist(trustPath_, devices_, [](const std::vector<TrustedDevice>& devices) {
+    return encodeRecord(devices, JsonStyle::prettySorted);
+  });
 }
 
 void TrustStore::persistSettings() {
-  if (const auto bytes = encodeRecord(settings_, JsonStyle::prettySorted)) write(settingsPath_, *bytes);
+  persist(settingsPath_, settings_.recentAgentConfigs, [this](const std::vector<AgentSpawnConfig>& configs) {
+    queue_.assertCurrent();
+    HostSettings settings = settings_;
+    settings.recentAgentConfigs = configs;
+    return encodeRecord(settings, JsonStyle::prettySorted);
+  });
+}
+
+template <class Record, class Encode>
+void TrustStore::persist(const std::string& path, const std::vector<Record>& list, const Encode& encode) {
+  std::size_t leftOut = 0;
+  const auto bytes = encodeWithin(maxStateFileSize, list, encode, leftOut);
+  if (leftOut > 0) Log::auth.error(fmt::format("trust store write failed: {} too large to be kept", leftOut));
+  if (bytes) write(path, *bytes);
 }
 
 void TrustStore::write(const std::string& path, const Bytes& bytes) {

@@ -30,7 +30,8 @@ BOOST_DESCRIBE_STRUCT(TrustedDevice, (), (deviceID, name, tokenBase64, addedAt))
 /// Who may connect, and the host's settings: in memory, and in `trust.json` and `settings.json`.
 ///
 /// A file that cannot be read counts as absent and is not touched until the next write. A write that fails is
-/// logged; memory and disk then differ until one succeeds.
+/// logged; memory and disk then differ until one succeeds. What would make a file too large to be read again
+/// is kept in memory only.
 ///
 /// *Queue*: "quorl.truststore"; every operation may be called from any thread and waits for it, and for the
 /// disk where it changes something.
@@ -49,8 +50,9 @@ class TrustStore {
   /// their number does not.
   bool matchesAnyToken(ByteView proof, ByteView nonce) const;
 
-  /// Trusts a device, in place of an earlier entry of the same identity; gives its new token.
-  Bytes addDevice(UUID deviceID, std::string name);
+  /// Trusts a device, in place of an earlier entry of the same identity; gives its new token. A name longer
+  /// than any that serves is cut.
+  Bytes addDevice(UUID deviceID, const std::string& name);
   void revokeAll();
 
   HostSettings settings() const;
@@ -68,6 +70,9 @@ class TrustStore {
   void load() QUORL_REQUIRES(queue_);
   void persistDevices() QUORL_REQUIRES(queue_);
   void persistSettings() QUORL_REQUIRES(queue_);
+  template <class Record, class Encode>
+  void persist(const std::string& path, const std::vector<Record>& list, const Encode& encode)
+      QUORL_REQUIRES(queue_);
   void write(const std::string& path, const Bytes& bytes) QUORL_REQUIRES(queue_);
   void notifyTrustChanged();
 

@@ -139,5 +139,17 @@ TEST_F(AgentCatalogTest, writesPrettyJSONWithSortedKeys) {
   EXPECT_NE(text.find("\n  "), std::string::npos);
 }
 
+TEST_F(AgentCatalogTest, aHugeEntryCostsNoneOfTheOthers) {
+  {
+    AgentCatalog catalog = make();
+    catalog.upsert(entryNamed("mine", 9));
+    AgentCatalogEntry huge = entryNamed("huge", 10);
+    huge.env["LARGE"] = std::string(17U << 20, 'x');
+    EXPECT_EQ(catalog.upsert(huge).size(), 4U);
+    catalog.upsert(entryNamed("also mine", 11));
+  }
+  EXPECT_EQ(namesOf(make().all()), (std::vector<std::string>{"Claude Code", "Codex", "mine", "also mine"}));
+}
+
 }  // namespace
 }  // namespace quorl

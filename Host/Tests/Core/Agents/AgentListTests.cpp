@@ -6,6 +6,7 @@
 #include <string>
 
 #include <QuorlHostCore/Agents/StableUUID.h>
+#include <QuorlKit/Protocol/ControlMessage.h>
 
 namespace quorl {
 namespace {
@@ -210,6 +211,29 @@ TEST(SessionLiveness, comesFromTheAgentsThatOwnSessions) {
   const auto liveness = SessionLiveness::of(owners, {{5, "/a/"}, {7, "/b"}},
                                             [](const std::string& path) { return path.substr(0, 2); });
   EXPECT_EQ(liveness, (SessionLiveness{{{AgentTool::claude, {"/a"}}}, {idA}}));
+}
+
+TEST(AgentList, dropsItsOldestPastSessionsWhereItWouldNotFitIntoAFrame) {
+  auto facts = factsWith({session(idA, 10), session(idB, 20), session(idC, 30)});
+  facts.spawned.push_back({.id = UUID{{1}}, .displayName = "mine", .command = "ls", .pid = 7});
+  facts.guiApps.push_back(
+      rowOf(RunningApplication{.bundleID = "com.openai.chat", .name = "Chat"}, UUID{{2}}));
+  const auto all = buildAgentList(facts, asItIs);
+  const auto sizeOf = [](const std::vector<AgentDescriptor>& rows) {
+    return ControlCoder::encode(message::AgentList{rows}).value().size();
+  };
+  for (std::size_t limit = sizeOf(all) + 64; limit > 0; limit -= std::min<std::size_t>(limit, 50)) {
+    auto rows = all;
+    dropOldestPastSessions(rows, limit);
+    const std::size_t left = rows.size() - 2;
+    EXPECT_TRUE(sizeOf(rows) <= limit || left == 0) << limit;
+    EXPECT_EQ(rows.front().name, "mine");
+    EXPECT_EQ(rows.back().name, "Chat");
+    for (std::size_t i = 0; i < left; ++i) EXPECT_EQ(rows[1 + i], all[1 + i]) << "the newest stay";
+  }
+  auto rows = all;
+  dropOldestPastSessions(rows, sizeOf(all) + 64);
+  EXPECT_EQ(rows, all);
 }
 
 }  // namespace

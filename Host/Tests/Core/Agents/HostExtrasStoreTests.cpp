@@ -123,5 +123,21 @@ TEST(ServiceURLs, areTakenApart) {
   EXPECT_EQ(ServiceURL::parse("//[fe80::1]:1/"), (ServiceURL{"", "fe80::1", 1}));
 }
 
+TEST_F(HostExtrasStoreTest, aHugeServiceCostsNoneOfTheOthers) {
+  {
+    HostExtrasStore store = make();
+    store.addService(serviceAt(3000, std::nullopt, 1));
+    CustomService huge = serviceAt(3001, std::nullopt, 2);
+    huge.note = std::string(17U << 20, 'x');
+    store.addService(huge);
+    EXPECT_EQ(store.customServices().size(), 2U);
+    store.addService(serviceAt(3002, std::nullopt, 3));
+  }
+  const auto services = make().customServices();
+  ASSERT_EQ(services.size(), 2U);
+  EXPECT_EQ(services[0].port, 3000);
+  EXPECT_EQ(services[1].port, 3002);
+}
+
 }  // namespace
 }  // namespace quorl

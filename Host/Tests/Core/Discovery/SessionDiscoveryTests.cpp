@@ -60,6 +60,21 @@ TEST_F(ProjectPaths, takeEachDashForASlashWhenNothingIsThere) {
   EXPECT_EQ(decode("-a--b"), "/a//b");
 }
 
+TEST_F(ProjectPaths, areGivenUpAmongLinksThatLeadRoundInACircle) {
+  // As with the links "a -> ." and "a-a -> .": whatever is made of "a" and "-" is a folder.
+  std::string name;
+  for (int i = 0; i < 60; ++i) name += "-a";
+  int looks = 0;
+  const auto isThere = [&looks](const std::string& path) {
+    ++looks;
+    return path.find('b') == std::string::npos && path.find("a-a-a") == std::string::npos;
+  };
+  const std::string path = decodeProjectPath(
+      name + "-b", {.exists = isThere, .isDirectory = [](const std::string&) { return true; }});
+  EXPECT_LE(looks, 10'000);
+  EXPECT_TRUE(path.ends_with("/a/a/b")) << path;
+}
+
 TEST_F(ProjectPaths, preferShorterNamesAndComeBackFromADeadEnd) {
   files.makeDirectory("/a/b");
   files.makeDirectory("/a-b/c");
@@ -231,6 +246,23 @@ TEST(CodexMeta, fallsBackToTheIdentifierWhenTheSessionIdentifierIsNoText) {
   EXPECT_EQ(metaOf(codexLine(R"({"session_id":"a","id":"b","cwd":"/p"})")),
             (Transcript::CodexMeta{"a", "/p"}));
   EXPECT_EQ(metaOf(codexLine(R"({"session_id":"","id":"b","cwd":"/p"})")), std::nullopt);
+}
+
+TEST(CodexMeta, cutsFieldsToWhatNamesAndPathsCanHave) {
+  const std::string id = "é" + std::string(30'000, 'i');
+  const std::string directory = "/" + std::string(30'000, 'd');
+  const auto meta = metaOf(codexLine(R"({"id":")" + id + R"(","cwd":")" + directory + R"("})"));
+  ASSERT_TRUE(meta);
+  EXPECT_EQ(meta->sessionID, id.substr(0, 255));
+  EXPECT_EQ(meta->workingDirectory, directory.substr(0, 4095));
+  const auto odd = metaOf(codexLine(R"({"cwd":"/","id":"x)" + std::string(127, 'i') + id + R"("})"));
+  ASSERT_TRUE(odd);
+  EXPECT_EQ(odd->sessionID.size(), 255U);
+  std::string accents = "a";
+  for (int i = 0; i < 10'000; ++i) accents += "\u0301";
+  const auto preview = Transcript::preview(viewOf(R"({"type":"summary","summary":")" + accents + R"("})"));
+  ASSERT_TRUE(preview);
+  EXPECT_LE(preview->size(), Transcript::previewSize + 3) << "one character as its writer likes it";
 }
 
 TEST(CodexMeta, needsBothTextsAndAWholeFirstLine) {

@@ -172,5 +172,35 @@ TEST_F(TrustStoreTest, opensThoughItsFolderCannotBeMade) {
   EXPECT_TRUE(open()->trustedDevices().empty());
 }
 
+TEST_F(TrustStoreTest, cutsADeviceNameThatWouldEmptyTheListAtTheNextStart) {
+  const Bytes old = open()->addDevice(deviceNumber(1), "Tablet");
+  const Bytes added = open()->addDevice(deviceNumber(2), "é" + std::string(17U << 20, 'x'));
+  const auto store = open();
+  ASSERT_EQ(store->trustedDevices().size(), 2U);
+  EXPECT_EQ(store->trustedDevices()[1].name, "é" + std::string(254, 'x'));
+  EXPECT_TRUE(store->matchesAnyToken(Pairing::tokenProof(old, nonce_), nonce_));
+  EXPECT_TRUE(store->matchesAnyToken(Pairing::tokenProof(added, nonce_), nonce_));
+}
+
+TEST_F(TrustStoreTest, keepsTheHostsIdentityWhateverTheCommandsThatAreRemembered) {
+  UUID identity;
+  {
+    const auto store = open();
+    identity = store->hostDeviceID();
+    store->rememberSpawnConfig(config("small"));
+    for (const char* command : {"one", "two"}) {
+      AgentSpawnConfig large = config(command);
+      large.env["LARGE"] = std::string(10U << 20, 'x');
+      store->rememberSpawnConfig(large);
+    }
+    EXPECT_EQ(store->settings().recentAgentConfigs.size(), 3U);
+  }
+  const auto store = open();
+  EXPECT_EQ(store->settings().hostDeviceID, identity);
+  const auto recent = store->settings().recentAgentConfigs;
+  ASSERT_EQ(recent.size(), 2U) << "one of the two has room";
+  EXPECT_EQ(recent[1].command, "small");
+}
+
 }  // namespace
 }  // namespace quorl::test

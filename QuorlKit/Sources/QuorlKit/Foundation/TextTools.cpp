@@ -92,6 +92,12 @@ std::string_view lastCharacters(std::string_view text, std::size_t count) {
   return text.substr(static_cast<std::size_t>(start));
 }
 
+std::string_view firstBytes(std::string_view text, std::size_t size) {
+  if (text.size() <= size) return text;
+  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U) --size;
+  return text.substr(0, size);
+}
+
 std::string_view lastPathComponent(std::string_view path) {
   const std::size_t last = path.find_last_not_of('/');
   if (last == std::string_view::npos) return path.substr(0, 1);

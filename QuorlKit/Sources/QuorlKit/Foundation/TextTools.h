@@ -20,6 +20,9 @@ std::string_view firstCharacters(std::string_view text, std::size_t count);
 // The last of them, likewise. Only the end of the text is looked at.
 std::string_view lastCharacters(std::string_view text, std::size_t count);
 
+// At most `size` bytes from the beginning, cut between two encoded characters of UTF-8.
+std::string_view firstBytes(std::string_view text, std::size_t size);
+
 // Of a slash-separated path, trailing slashes not counted: "proj" of "/a/proj/", "/" of "/", empty of empty.
 std::string_view lastPathComponent(std::string_view path);
 
