@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include <QuorlKit/Terminal/EscapeSequences.h>
+#include <QuorlKit/Terminal/TerminalModes.h>
 #include <quorl-client/Terminal/DetachKey.h>
-#include <quorl-client/Terminal/EscapeSequences.h>
 #include <quorl-client/Terminal/SeenOutput.h>
-#include <quorl-client/Terminal/TerminalModes.h>
 
 namespace {
 
@@ -51,7 +51,7 @@ void checkKeys(ByteView typed, std::size_t cut) {
   bool hasDetached = false;
   for (const auto part : {typed.first(cut), typed.subspan(cut)}) {
     if (hasDetached) break;
-    const auto result = filter.feed(part);
+    const auto result = filter.feed(part, {});
     passed.insert(passed.end(), result.passed.begin(), result.passed.end());
     hasDetached = result.hasDetached;
   }

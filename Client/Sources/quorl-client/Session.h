@@ -57,6 +57,9 @@ class Session {
   std::uint64_t receivedBytes() const { return receivedBytes_; }
   const std::optional<WireError>& lastHostError() const { return lastHostError_; }
 
+  // The last error that the host has sent plays no part in what `wait` says of an end.
+  void forgetHostError() { lastHostError_.reset(); }
+
  private:
   Session(const HostAddress& address, FileDescriptor socket, Waiter& waiter);
 

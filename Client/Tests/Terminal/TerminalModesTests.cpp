@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <quorl-client/Terminal/TerminalModes.h>
+#include <QuorlKit/Terminal/TerminalModes.h>
 
 #include <gtest/gtest.h>
 

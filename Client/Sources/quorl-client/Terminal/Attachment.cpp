@@ -8,6 +8,8 @@
 
 #include <QuorlKit/Foundation/TextTools.h>
 #include <QuorlKit/Protocol/MediaPackets.h>
+#include <QuorlKit/Terminal/EscapeSequences.h>
+#include <QuorlKit/Terminal/TerminalPreamble.h>
 #include <fmt/format.h>
 
 namespace quorl::client {
@@ -31,6 +33,25 @@ constexpr std::string_view afresh =
     "c";
 // CAN, cursor home, erase all (ECMA-48, CUP and ED).
 constexpr std::string_view clearScreen = "\x18\x1b[0m\x1b[H\x1b[2J";
+// xterm keeps titles on a stack.
+constexpr std::string_view pushTitle = "\x1b[22;0t";
+constexpr std::string_view popTitle = "\x1b[23;0t";
+// The alternate screen, which keeps the cursor and the first one (xterm, mode 1049).
+constexpr std::string_view ownScreen = "\x1b[?1049h";
+constexpr std::string_view leaveOwnScreen = "\x1b[?1049l";
+
+// How many bytes at the end begin a character whose rest has not come (UTF-8).
+std::size_t unfinishedCharacterSize(ByteView text) {
+  for (std::size_t size = 1; size <= std::min<std::size_t>(3, text.size()); ++size) {
+    const auto byte = text[text.size() - size];
+    if ((byte & 0xC0U) == 0x80U) continue;
+    const std::size_t needed = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+    return needed > size ? size : 0;
+  }
+  return 0;
+}
+
+constexpr UUID noAgent{};
 
 bool hasEnded(AgentStatus status) {
   return status == AgentStatus::exited || status == AgentStatus::error;
@@ -93,18 +114,31 @@ Outcome<Attachment::End> Attachment::runConnected() {
 
 Outcome<void> Attachment::begin() {
   isFirstOutput_ = true;
+  hasReplay_ = isListNext_ = false;
   const auto now = Clock::now();
   link_ = LinkWatch(now);
   backoff_.connected(now);
   if (const auto size = terminal_.size()) resizes_.note(*size);
   resizes_.forgetWhatWasSent();
+  if (auto nudged = askForRepaint(); !nudged) return nudged;
   // The size first, so that what the program paints for us has it.
   if (auto sent = sendWhatIsDue(); !sent) return sent;
-  // The list is made behind the subscription, so it comes behind the replay; it tells when the agent had
-  // ended before.
+  // The host does these in order. It makes the list after it has shown what it keeps, so the list says that
+  // all of that has come, and when the agent had ended before. Other lists may be under way: the one that is
+  // meant comes after the refusal of an agent that cannot be.
   const ControlMessage subscribe(message::AgentCommand{agentCommand::Subscribe{agent_.id}});
-  if (auto sent = session_->send(subscribe); !sent) return sent;
-  return session_->send(ControlMessage(message::RequestAgentList{}));
+  const ControlMessage nobody(message::AgentCommand{agentCommand::Subscribe{noAgent}});
+  for (const ControlMessage& message : {subscribe, nobody, ControlMessage(message::RequestAgentList{})})
+    if (auto sent = session_->send(message); !sent) return sent;
+  return {};
+}
+
+// Programs repaint when the size changes, and a size told again is no change. The right one follows at once.
+Outcome<void> Attachment::askForRepaint() {
+  const auto size = terminal_.size();
+  if (!size || !modes_.isInAlternateScreen()) return {};
+  const agentCommand::ResizePTY other{agent_.id, size->columns, std::max<std::int64_t>(size->rows - 1, 1)};
+  return session_->send(ControlMessage(message::AgentCommand{other}));
 }
 
 Outcome<void> Attachment::takeFrames() {
@@ -130,38 +164,111 @@ Outcome<void> Attachment::take(const Frame& frame) {
 }
 
 Outcome<void> Attachment::show(ByteView output) {
-  Bytes replay;
-  const bool isFirst = std::exchange(isFirstOutput_, false);
-  if (isFirst && !std::exchange(isFirstConnection_, false)) {
-    // A tab's text comes anew each time, repainted by the host.
-    const auto join = agent_.kind == AgentKind::externalTerminal
-                          ? SeenOutput::Join{SeenOutput::Join::Kind::gap, 0}
-                          : seen_.join(output);
-    switch (join.kind) {
-      case SeenOutput::Join::Kind::follows:
-        output = output.subspan(join.newFrom);
-        break;
-      case SeenOutput::Join::Kind::gap:
-        replay = bytesOf(clearScreen);
-        [[fallthrough]];
-      case SeenOutput::Join::Kind::live:
-        break;
-    }
-  }
-  seen_.append(output);
-  const bool isReplay = isFirst || textViewOf(output).starts_with(afresh);
-  if (isReplay) {
-    const auto fit = fitForReplay(output);
-    replay.insert(replay.end(), fit.begin(), fit.end());
-    output = replay;
-  }
-  modes_.follow(output);
   if (end_) quietUntil_ = within(lastWords);
-  return terminal_.write(output);
+  const bool isFirst = std::exchange(isFirstOutput_, false);
+  if (const auto preamble = TerminalPreamble::of(output); preamble && isFirst) {
+    if (preamble->before == TerminalPreamble::Before::history)
+      return showReplay(preamble->modes, preamble->rest);
+    seen_.append(preamble->rest);
+    // Over a connection that broke, the modes of before may be the wrong ones.
+    if (auto begun = beginAfresh(preamble->modes); !begun) return begun;
+    return emit(preamble->rest);
+  }
+  if (isFirst && isReplay()) return showReplay({}, output);
+  if (textViewOf(output).starts_with(afresh)) return showAfresh(output.subspan(afresh.size()));
+  if (agent_.kind == AgentKind::externalTerminal) return showOfTab(output);
+  seen_.append(output);
+  return emit(output);
+}
+
+// What a host has kept comes first. It keeps nothing of a program that has printed nothing, whose first
+// output is live; of a full screen it marks what comes; and a tab is always shown as a whole first.
+bool Attachment::isReplay() const {
+  return !hasReplay_ || seen_.hasAny() || agent_.kind == AgentKind::externalTerminal;
+}
+
+Outcome<void> Attachment::showReplay(ByteView modes, ByteView history) {
+  const bool isTab = agent_.kind == AgentKind::externalTerminal;
+  if (isTab) tab_.begin(history);
+  const bool hasShown = seen_.hasAny();
+  const auto join = hasShown && !isTab ? seen_.join(history) : SeenOutput::Join{};
+  if (join.kind == SeenOutput::Join::Kind::follows) {
+    const ByteView news = history.subspan(join.newFrom);
+    seen_.append(news);
+    return emit(fitForReplay(news));
+  }
+  seen_.append(history);
+  if (hasShown) {
+    if (auto begun = beginAfresh(bytesOf(clearScreen)); !begun) return begun;
+  }
+  if (auto emitted = emit(modes); !emitted) return emitted;
+  return emit(fitForReplay(history));
+}
+
+// What a host sends to one that did not keep up. Its reset would take the person's own history with it.
+Outcome<void> Attachment::showAfresh(ByteView output) {
+  seen_.append(output);
+  if (auto begun = beginAfresh(bytesOf(clearScreen)); !begun) return begun;
+  return emit(fitForReplay(output));
+}
+
+// A tab's text comes in whole lines, or whole where it was painted anew.
+Outcome<void> Attachment::showOfTab(ByteView output) {
+  const bool isOnNewLine = seen_.endsInLineFeed();
+  seen_.append(output);
+  if (tab_.takeIsRepeat(output)) {
+    const auto size = terminal_.size();
+    const auto rows = size ? static_cast<std::size_t>(size->rows) : TabText::usualRows;
+    Bytes redraw = bytesOf(clearScreen);
+    const Bytes bottom = TabText::lastLines(output, rows);
+    redraw.insert(redraw.end(), bottom.begin(), bottom.end());
+    return emit(redraw);
+  }
+  if (!isOnNewLine) {
+    if (auto ended = emit(bytesOf("\r\n")); !ended) return ended;
+  }
+  return emit(output);
+}
+
+// Out of whatever the terminal was left in, then `beginning`.
+Outcome<void> Attachment::beginAfresh(ByteView beginning) {
+  if (auto written = terminal_.write(modes_.restoring()); !written) return written;
+  modes_ = TerminalModes();
+  held_.clear();
+  return emit(beginning);
+}
+
+// The beginning of a sequence or of a character waits for its rest: so whatever else is written to the
+// terminal, a notice or the end of all, goes between two of them.
+Outcome<void> Attachment::emit(ByteView output) {
+  if (output.empty()) return {};
+  modes_.follow(output);
+  Bytes joined;
+  if (!held_.empty()) {
+    joined = std::exchange(held_, {});
+    joined.insert(joined.end(), output.begin(), output.end());
+    output = joined;
+  }
+  const auto unfinished = std::max(modes_.unfinishedSize(), unfinishedCharacterSize(output));
+  const auto whole = output.size() - std::min(unfinished, output.size());
+  held_.assign(output.begin() + static_cast<std::ptrdiff_t>(whole), output.end());
+  if (modes_.hasTitle() && !std::exchange(hasChangedTitle_, true)) {
+    if (auto kept = terminal_.write(bytesOf(pushTitle)); !kept) return kept;
+  }
+  terminal_.setRestoring(restoring());
+  return terminal_.write(output.first(whole));
+}
+
+Bytes Attachment::restoring() const {
+  Bytes bytes = modes_.restoring();
+  const ByteView title = hasChangedTitle_ ? viewOf(popTitle) : ByteView();
+  bytes.insert(bytes.end(), title.begin(), title.end());
+  return bytes;
 }
 
 void Attachment::take(const ControlMessage& message) {
   if (const auto* list = std::get_if<message::AgentList>(&message)) {
+    hasReplay_ = hasReplay_ || isListNext_;
     const auto found = std::ranges::find(list->_0, agent_.id, &AgentDescriptor::id);
     if (found != list->_0.end())
       note(*found);
@@ -174,7 +281,13 @@ void Attachment::take(const ControlMessage& message) {
     const auto* removed = std::get_if<agentEvent::Removed>(&event->_0);
     if (removed != nullptr && removed->id == agent_.id && !end_) end_ = End::lost;
   } else if (const auto* error = std::get_if<message::Error>(&message)) {
-    if (error->_0.code == "agent.unknown" && !end_) end_ = End::lost;
+    if (error->_0.code != "agent.unknown") return;
+    if (error->_0.message.ends_with(noAgent.text())) {
+      isListNext_ = true;
+      session_->forgetHostError();  // it was asked for
+    } else if (!end_) {
+      end_ = End::lost;
+    }
   }
 }
 
@@ -186,11 +299,17 @@ void Attachment::note(const AgentDescriptor& row) {
 }
 
 Outcome<void> Attachment::readKeys() {
-  if (hasDetached_ || typedBytes_ >= maxTyped) return {};
+  if (hasDetached_) return {};
+  if (keys_.hasDetached(Clock::now())) {
+    hasDetached_ = true;
+    detachedAt_ = Clock::now();
+    return {};
+  }
+  if (typedBytes_ >= maxTyped) return {};
   const auto bytes = terminal_.read();
   if (!bytes) return std::unexpected(bytes.error());
   if (bytes->empty()) return {};
-  auto result = keys_.feed(*bytes);
+  auto result = keys_.feed(*bytes, Clock::now());
   typedBytes_ += result.passed.size();
   if (!result.passed.empty()) typed_.push_back(std::move(result.passed));
   hasDetached_ = result.hasDetached;
@@ -201,13 +320,18 @@ Outcome<void> Attachment::readKeys() {
 Outcome<void> Attachment::handleSignals() {
   const auto signals = terminal_.takeSignals();
   if (signals.hasToStop) {
-    terminal_.write(modes_.restoring());
+    clearNotice();
+    terminal_.write(restoring());
     terminal_.stopProcess();
-    if (modes_.isInAlternateScreen()) terminal_.write(bytesOf("\x1b[?1049h"));
   }
   if (signals.hasToStop || signals.hasContinued) {
-    // A size told again makes a full-screen program repaint.
+    // A shell has used the terminal meanwhile.
+    if (hasChangedTitle_) terminal_.write(bytesOf(pushTitle));
+    terminal_.write(modes_.setting());
     resizes_.forgetWhatWasSent();
+    if (session_) {
+      if (auto asked = askForRepaint(); !asked) return asked;
+    }
     link_.heard(Clock::now());
   }
   if (const auto size = terminal_.size()) resizes_.note(*size);
@@ -256,6 +380,7 @@ Outcome<void> Attachment::sendKeys() {
 Deadline Attachment::nextDeadline() const {
   auto deadline = link_.due();
   if (const auto due = resizes_.due()) deadline = std::min(deadline, *due);
+  if (const auto leaves = keys_.due(); leaves && !hasDetached_) deadline = std::min(deadline, *leaves);
   if (end_) deadline = std::min({deadline, quietUntil_, endDeadline_});
   if (hasDetached_) deadline = std::min<Deadline>(deadline, detachedAt_ + farewell);
   return deadline;
@@ -275,11 +400,14 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
   waiter_.onWatched = [this]() -> Outcome<void> {
     if (auto read = readKeys(); !read) return read;
     if (typedBytes_ >= maxTyped) waiter_.alsoWatched = -1;
-    if (hasDetached_) return failed(ExitCode::interrupted, "detached");
-    return {};
+    return leaveIfDue();
   };
   Outcome<std::optional<End>> result;
   for (;;) {
+    if (auto left = leaveIfDue(); !left) {
+      result = End::detached;
+      break;
+    }
     showNotice(what);
     auto waited = waitForRetry();
     auto session = waited ? reopen_(within(connectPatience)) : std::unexpected(waited.error());
@@ -304,6 +432,13 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
   return result;
 }
 
+Outcome<void> Attachment::leaveIfDue() {
+  // With the host away nothing could be sent, so there is no second press to wait for.
+  if (keys_.due()) hasDetached_ = true;
+  if (hasDetached_) return failed(ExitCode::interrupted, "detached");
+  return {};
+}
+
 Outcome<void> Attachment::waitForRetry() {
   const auto deadline = within(backoff_.next());
   pollfd descriptor{terminal_.signals(), POLLIN, 0};
@@ -315,35 +450,30 @@ Outcome<void> Attachment::waitForRetry() {
   }
 }
 
-// On a line of its own below what is there; over a full-screen program on its last line, as it repaints when
-// the host is back.
+// On a screen of its own, so that the terminal itself keeps the agent's as it is, to the cursor and the half
+// line. Over a full-screen program on its last line, as it repaints when the host is back; saving the cursor
+// would overwrite the one that the first screen has saved.
 void Attachment::showNotice(std::string_view text) {
   const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} leaves", detachName_);
   auto notice = fmt::format("[quorl: {} - trying again{}]", text, leave);
   // On one line, as only one can be taken away again.
   if (const auto size = terminal_.size())
     notice = std::string(firstCharacters(notice, static_cast<std::size_t>(size->columns - 1)));
-  if (modes_.isInAlternateScreen())
-    terminal_.write(
-        bytesOf(fmt::format("\x1b"
-                            "7\x1b[999;1H\x1b[2K{}\x1b"
-                            "8",
-                            notice)));
-  else if (hasNotice_)
-    terminal_.write(bytesOf(fmt::format("\r\x1b[2K{}", notice)));
-  else
-    terminal_.write(bytesOf(fmt::format("\r\n{}", notice)));
-  hasNotice_ = true;
+  if (modes_.isInAlternateScreen()) {
+    terminal_.write(bytesOf(fmt::format("\x1b[999;1H\x1b[0m\x1b[2K{}", notice)));
+  } else {
+    terminal_.write(bytesOf(fmt::format("{}\x1b[0m\x1b[H\x1b[2K{}", hasNotice_ ? "" : ownScreen, notice)));
+    hasNotice_ = true;
+  }
 }
 
 void Attachment::clearNotice() {
-  if (std::exchange(hasNotice_, false) && !modes_.isInAlternateScreen())
-    terminal_.write(bytesOf("\r\x1b[2K"));
+  if (std::exchange(hasNotice_, false)) terminal_.write(bytesOf(leaveOwnScreen));
 }
 
 void Attachment::endOutput() {
   clearNotice();
-  terminal_.write(modes_.restoring());
+  terminal_.write(restoring());
   if (!seen_.endsInLineFeed()) terminal_.write(bytesOf("\r\n"));
 }
 

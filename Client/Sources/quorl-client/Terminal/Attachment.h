@@ -9,12 +9,13 @@
 
 #include <QuorlKit/Models/AgentModels.h>
 
+#include <QuorlKit/Terminal/TerminalModes.h>
 #include "../Session.h"
 #include "DetachKey.h"
 #include "Pacing.h"
 #include "RawTerminal.h"
 #include "SeenOutput.h"
-#include "TerminalModes.h"
+#include "TabText.h"
 
 namespace quorl::client {
 
@@ -46,9 +47,17 @@ class Attachment {
   Outcome<void> takeFrames();
   Outcome<void> take(const Frame& frame);
   Outcome<void> show(ByteView output);
+  bool isReplay() const;
+  Outcome<void> showReplay(ByteView modes, ByteView history);
+  Outcome<void> showAfresh(ByteView output);
+  Outcome<void> showOfTab(ByteView output);
+  Outcome<void> beginAfresh(ByteView beginning);
+  Outcome<void> emit(ByteView output);
+  Bytes restoring() const;
   void take(const ControlMessage& message);
   void note(const AgentDescriptor& row);
 
+  Outcome<void> askForRepaint();
   Outcome<void> readKeys();
   Outcome<void> handleSignals();
   Outcome<void> sendWhatIsDue();
@@ -56,6 +65,7 @@ class Attachment {
   Deadline nextDeadline() const;
 
   Outcome<std::optional<End>> reconnect(const ClientError& reason);
+  Outcome<void> leaveIfDue();
   Outcome<void> waitForRetry();
   void showNotice(std::string_view text);
   void clearNotice();
@@ -79,11 +89,15 @@ class Attachment {
   ReconnectBackoff backoff_;
   LinkWatch link_{Clock::now()};
   SeenOutput seen_;
-  TerminalModes modes_;
+  TabText tab_;
+  TerminalModes modes_;  // as the agent has set them
+  Bytes held_;           // the end of its output, not yet written
 
   bool isFirstOutput_ = true;  // since the last subscription
-  bool isFirstConnection_ = true;
+  bool isListNext_ = false;    // the next list is the one asked for since then
+  bool hasReplay_ = false;     // and it has come
   bool hasNotice_ = false;
+  bool hasChangedTitle_ = false;
   std::optional<End> end_;
   Deadline quietUntil_{};  // when the last output of an ended agent has surely come
   Deadline endDeadline_{};

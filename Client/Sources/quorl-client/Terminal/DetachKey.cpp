@@ -78,7 +78,8 @@ Outcome<DetachKey> DetachKey::parse(std::string_view text) {
   return result;
 }
 
-KeyFilter::Match KeyFilter::matchAt(ByteView data) const {
+KeyFilter::Match KeyFilter::matchAt(ByteView data, std::size_t& length) const {
+  const std::size_t all = data.size();
   bool isBegun = false;
   for (const auto& encodings : key_.keys) {
     const auto whole = std::ranges::find_if(encodings, [&](const Bytes& one) { return isPrefix(one, data); });
@@ -87,31 +88,46 @@ KeyFilter::Match KeyFilter::matchAt(ByteView data) const {
       isBegun = true;
       continue;
     }
-    if (!isBegun && data.size() < unmistakable) return Match::none;
+    // Behind a first press the wait is short anyway.
+    if (!isBegun && !leavesAt_ && data.size() < unmistakable) return Match::none;
     const bool mayCome =
         std::ranges::any_of(encodings, [&](const Bytes& one) { return isPrefix(data, one); });
     return mayCome ? Match::partial : Match::none;
   }
+  length = all - data.size();
   return isBegun ? Match::full : Match::none;
 }
 
-KeyFilter::Result KeyFilter::feed(ByteView typed) {
+KeyFilter::Result KeyFilter::feed(ByteView typed, Clock::time_point now) {
+  Result result;
+  result.hasDetached = hasDetached(now);
+  if (result.hasDetached) return result;
   Bytes data = std::exchange(held_, {});
   data.insert(data.end(), typed.begin(), typed.end());
-  Result result;
   result.passed.reserve(data.size());
   for (std::size_t position = 0; position < data.size(); ++position) {
     if (!isInPaste_) {
       const auto rest = ByteView(data).subspan(position);
-      const auto match = matchAt(rest);
-      if (match == Match::full) {
-        result.hasDetached = true;
-        return result;
-      }
+      std::size_t length = 0;
+      const auto match = matchAt(rest, length);
       if (match == Match::partial) {
         held_.assign(rest.begin(), rest.end());
         return result;
       }
+      if (match == Match::full) {
+        const bool isSecond = std::exchange(leavesAt_, std::nullopt).has_value();
+        if (isSecond) {
+          result.passed.insert(result.passed.end(), rest.begin(),
+                               rest.begin() + static_cast<std::ptrdiff_t>(length));
+        } else {
+          leavesAt_ = now + again;
+        }
+        position += length - 1;
+        continue;
+      }
+      // Another key behind it, and no second one will come.
+      result.hasDetached = leavesAt_.has_value();
+      if (result.hasDetached) return result;
     }
     followPaste(data[position]);
     result.passed.push_back(data[position]);

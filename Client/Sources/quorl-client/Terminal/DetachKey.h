@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,6 +10,7 @@
 #include <QuorlKit/Foundation/ByteView.h>
 
 #include "../ClientError.h"
+#include "../Waiter.h"
 
 namespace quorl::client {
 
@@ -25,9 +28,9 @@ struct DetachKey {
 };
 
 // Finds the detach key in what is typed, however the reads cut it. What cannot be the key passes at once;
-// only the beginning of the key is held back until the next bytes tell. Pasted text is no key: between the
-// marks of a bracketed paste everything passes.
-// Queue: one at a time. Ownership: a value.
+// only the beginning of the key is held back until the next bytes tell. Pressed twice in a short while the
+// key is sent once and leaves nothing. Pasted text is no key: between the marks of a bracketed paste
+// everything passes. Queue: one at a time. Ownership: a value.
 class KeyFilter {
  public:
   explicit KeyFilter(DetachKey key) : key_(std::move(key)) {}
@@ -36,15 +39,23 @@ class KeyFilter {
     Bytes passed;
     bool hasDetached = false;  // what was typed behind the key is dropped
   };
-  Result feed(ByteView typed);
+  // How long the key may be waited for a second time.
+  static constexpr auto again = std::chrono::milliseconds(400);
+
+  Result feed(ByteView typed, Clock::time_point now);
+  // When a key that was pressed leaves, unless it is pressed again; nothing when none was.
+  std::optional<Clock::time_point> due() const { return leavesAt_; }
+  bool hasDetached(Clock::time_point now) const { return leavesAt_ && now >= *leavesAt_; }
 
  private:
   enum class Match : std::uint8_t { none, partial, full };
-  Match matchAt(ByteView data) const;
+  // `length`: of a full match.
+  Match matchAt(ByteView data, std::size_t& length) const;
   void followPaste(std::uint8_t byte);
 
   DetachKey key_;
   Bytes held_;
+  std::optional<Clock::time_point> leavesAt_;
   bool isInPaste_ = false;
   std::size_t markProgress_ = 0;
 };

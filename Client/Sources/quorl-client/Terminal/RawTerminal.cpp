@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <csignal>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -23,11 +24,22 @@ constexpr std::array crashes{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGQUIT};
 struct SavedTerminal {
   termios modes{};
   volatile sig_atomic_t descriptor = -1;
+  volatile sig_atomic_t output = -1;
+  // One is written while the handler may read the other.
+  std::array<std::array<std::uint8_t, 4096>, 2> restoring{};
+  std::array<volatile sig_atomic_t, 2> sizes{};
+  volatile sig_atomic_t current = 0;
 };
 SavedTerminal savedTerminal;
 
 void restoreAndCrash(int signal) {
-  if (savedTerminal.descriptor >= 0) ::tcsetattr(savedTerminal.descriptor, TCSANOW, &savedTerminal.modes);
+  if (savedTerminal.descriptor >= 0) {
+    const auto current = static_cast<std::size_t>(savedTerminal.current);
+    [[maybe_unused]] const auto written =
+        ::write(savedTerminal.output, savedTerminal.restoring[current].data(),
+                static_cast<std::size_t>(savedTerminal.sizes[current]));
+    ::tcsetattr(savedTerminal.descriptor, TCSANOW, &savedTerminal.modes);
+  }
   std::signal(signal, SIG_DFL);
   ::raise(signal);
 }
@@ -49,6 +61,8 @@ Outcome<RawTerminal> RawTerminal::enter(int input, int output) {
   const auto signals = terminalSignals();
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   terminal.signals_ = FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  setRestoring({});
+  savedTerminal.output = output;
   savedTerminal.descriptor = input;
   for (const int signal : crashes) std::signal(signal, restoreAndCrash);
   terminal.makeRaw();
@@ -68,6 +82,14 @@ RawTerminal::~RawTerminal() {
   giveBack();
   savedTerminal.descriptor = -1;
   for (const int signal : crashes) std::signal(signal, SIG_DFL);
+}
+
+void RawTerminal::setRestoring(ByteView bytes) {
+  const std::size_t other = savedTerminal.current == 0 ? 1 : 0;
+  bytes = bytes.first(std::min(bytes.size(), savedTerminal.restoring[other].size()));
+  std::ranges::copy(bytes, savedTerminal.restoring[other].begin());
+  savedTerminal.sizes[other] = static_cast<sig_atomic_t>(bytes.size());
+  savedTerminal.current = static_cast<sig_atomic_t>(other);
 }
 
 void RawTerminal::makeRaw() {

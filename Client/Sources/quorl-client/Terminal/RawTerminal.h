@@ -41,6 +41,10 @@ class RawTerminal {
   // All of it, in one call where the terminal takes it. Fails with `interrupted` when nobody ever will.
   Outcome<void> write(ByteView bytes);
 
+  // What a crash writes to the terminal: the modes that programs have set are not all in its settings. More
+  // than a few kilobytes are cut off.
+  static void setRestoring(ByteView bytes);
+
   // Gives the terminal back, stops the process, and takes the terminal again when it is continued.
   void stopProcess();
 

@@ -18,6 +18,7 @@ class SeenOutput {
   static constexpr std::size_t pieceLimit = 65'536;
 
   void append(ByteView output);
+  bool hasAny() const { return !bytes_.empty(); }
   bool endsInLineFeed() const { return bytes_.empty() || bytes_.back() == '\n'; }
 
   struct Join {

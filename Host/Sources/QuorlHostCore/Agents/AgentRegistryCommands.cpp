@@ -38,6 +38,7 @@ TerminalFanOut::Terminal terminalOf(const std::shared_ptr<PTYSession>& session) 
                 self->queue().assertCurrent();
                 const PTYSession::Screen screen = self->screen();
                 view.isAlternateScreen = screen.isAlternate;
+                view.modes = screen.modes;
                 if (!screen.isAlternate)
                   view.scrollback.assign(screen.scrollback.begin(), screen.scrollback.end());
                 return view;

@@ -97,6 +97,7 @@ void PTYSession::startMonitoring(Callbacks callbacks) {
 void PTYSession::receive(const SharedBytes& output) {
   lastOutputDate_ = queue_.scheduler().date();
   alternateScreen_.update(*output);
+  modes_.follow(*output);
   scrollback_.append(*output);
   carryOut(machine_.receiveOutput(*output, queue_.now()));
   if (callbacks_.onOutput) callbacks_.onOutput(output);
@@ -182,7 +183,10 @@ void PTYSession::askForRepaint() {
 
 PTYSession::Screen PTYSession::screen() const {
   queue_.assertCurrent();
-  return {.scrollback = scrollback_.contents(), .isAlternate = alternateScreen_.isInAlternateScreen()};
+  const bool isAlternate = alternateScreen_.isInAlternateScreen();
+  return {.scrollback = scrollback_.contents(),
+          .isAlternate = isAlternate,
+          .modes = isAlternate ? modes_.setting() : scrollback_.modesAtBegin().setting()};
 }
 
 void PTYSession::withScreen(const std::function<void(const Screen&)>& look) const {

@@ -53,6 +53,9 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   struct Screen {
     ByteView scrollback;  // valid during the call that it is given to
     bool isAlternate = false;
+    /// What puts a terminal into the modes of now on the alternate screen, else into those in which the
+    /// scrollback begins.
+    Bytes modes;
   };
 
   /// Starts the command; nothing is read from it until `startMonitoring`. The codes are "agent.pty" and
@@ -114,6 +117,7 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   Callbacks callbacks_ QUORL_GUARDED_BY(queue_);
   Scrollback scrollback_ QUORL_GUARDED_BY(queue_);
   AlternateScreenScanner alternateScreen_ QUORL_GUARDED_BY(queue_);
+  TerminalModes modes_ QUORL_GUARDED_BY(queue_);
   AgentStatusMachine machine_ QUORL_GUARDED_BY(queue_);
   Date lastOutputDate_ QUORL_GUARDED_BY(queue_);
   std::optional<std::int32_t> exitCode_ QUORL_GUARDED_BY(queue_);

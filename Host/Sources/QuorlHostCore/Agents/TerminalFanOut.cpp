@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include <QuorlKit/Protocol/OutgoingFrame.h>
+#include <QuorlKit/Terminal/TerminalPreamble.h>
 
 namespace quorl {
 
@@ -42,18 +44,24 @@ void TerminalFanOut::show(Key key) {
 }
 
 // A full-screen program is not replayed, its sequences would only garble the client's screen: it repaints.
+// The modes that it has set go in front of that, for it may not set them again.
 void TerminalFanOut::present(Watcher& watcher, StreamOutputSink& sink) {
   const bool isCatchingUp = watcher.state == State::behind;
   if (watcher.backlog->isOverLimit()) return leaveBehind(watcher);
   watcher.state = State::live;
   View view = terminal_.view();
   Bytes bytes;
-  if (isCatchingUp) bytes = bytesOf(startAfresh);
-  if (view.isAlternateScreen) {
-    const ByteView enter = viewOf(enterAlternateScreen);
-    if (isCatchingUp) bytes.insert(bytes.end(), enter.begin(), enter.end());
+  const auto add = [&bytes](ByteView more) { bytes.insert(bytes.end(), more.begin(), more.end()); };
+  using Before = TerminalPreamble::Before;
+  watcher.modes.clear();
+  if (isCatchingUp) add(viewOf(startAfresh));
+  if (view.isAlternateScreen && isCatchingUp) {
+    add(view.modes.empty() ? viewOf(enterAlternateScreen) : ByteView(view.modes));
+  } else if (view.isAlternateScreen) {
+    watcher.modes = TerminalPreamble::with(Before::live, view.modes);
   } else {
-    bytes.insert(bytes.end(), view.scrollback.begin(), view.scrollback.end());
+    add(isCatchingUp ? view.modes : TerminalPreamble::with(Before::history, view.modes));
+    add(view.scrollback);
   }
   if (!bytes.empty()) send(watcher, sink, shareBytes(std::move(bytes)));
   if (view.isAlternateScreen) terminal_.repaint();
@@ -84,8 +92,12 @@ void TerminalFanOut::deliver(const SharedBytes& output) {
     if (!sink) continue;
     if (watcher.backlog->isOverLimit()) {
       leaveBehind(watcher);
-    } else {
+    } else if (watcher.modes.empty()) {
       send(watcher, *sink, output);
+    } else {
+      Bytes joined = std::exchange(watcher.modes, {});
+      joined.insert(joined.end(), output->begin(), output->end());
+      send(watcher, *sink, shareBytes(std::move(joined)));
     }
   }
 }

@@ -32,6 +32,7 @@ class TerminalFanOut : public std::enable_shared_from_this<TerminalFanOut> {
   struct View {
     Bytes scrollback;
     bool isAlternateScreen = false;
+    Bytes modes;  // of now on the alternate screen, else those in which the scrollback begins
   };
   struct Terminal {
     std::function<View()> view;
@@ -64,6 +65,7 @@ class TerminalFanOut : public std::enable_shared_from_this<TerminalFanOut> {
     std::weak_ptr<StreamOutputSink> sink;
     std::shared_ptr<SinkBacklog> backlog;
     State state = State::waiting;
+    Bytes modes;  // to go in front of the first output
   };
 
   void present(Watcher& watcher, StreamOutputSink& sink) QUORL_REQUIRES(queue_);

@@ -142,7 +142,9 @@ void Scrollback::trim() {
   const auto isBoundary = [](std::uint8_t byte) { return byte == '\n' || byte == escape; };
   const ByteView window = kept.subspan(start, end - start);
   const auto hit = std::ranges::find_if(window, isBoundary);
-  begin_ += start + static_cast<std::size_t>(hit - window.begin());
+  const std::size_t cut = start + static_cast<std::size_t>(hit - window.begin());
+  modesAtBegin_.follow(kept.first(cut));
+  begin_ += cut;
 }
 
 ByteView Scrollback::tail(std::size_t length) const {

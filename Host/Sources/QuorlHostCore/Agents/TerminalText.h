@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include <QuorlKit/Foundation/ByteView.h>
+#include <QuorlKit/Terminal/TerminalModes.h>
 
 // What can be said about raw terminal output (ECMA-48) without emulating a terminal. Pure.
 namespace quorl {
@@ -58,12 +59,15 @@ class Scrollback {
   ByteView contents() const { return ByteView(storage_).subspan(begin_); }
   ByteView tail(std::size_t length) const;
   bool isEmpty() const { return storage_.size() == begin_; }
+  /// The modes in which the kept part begins: what the part that was cut has changed.
+  const TerminalModes& modesAtBegin() const { return modesAtBegin_; }
 
  private:
   void trim();
 
   Bytes storage_;
   std::size_t begin_ = 0;  // what is before it was cut and is overwritten later
+  TerminalModes modesAtBegin_;
 };
 
 }  // namespace quorl

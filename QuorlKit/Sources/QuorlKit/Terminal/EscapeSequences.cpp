@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "EscapeSequences.h"
+#include <QuorlKit/Terminal/EscapeSequences.h>
 
 #include <algorithm>
 #include <array>
 
-namespace quorl::client {
+namespace quorl {
 namespace {
 
 constexpr std::uint8_t enquiry = 0x05;
@@ -158,4 +158,4 @@ Bytes fitForReplay(ByteView output) {
   return result;
 }
 
-}  // namespace quorl::client
+}  // namespace quorl

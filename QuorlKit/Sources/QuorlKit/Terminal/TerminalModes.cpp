@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "TerminalModes.h"
+#include <QuorlKit/Terminal/TerminalModes.h>
 
 #include <algorithm>
 #include <array>
@@ -9,15 +9,19 @@
 
 #include <fmt/format.h>
 
-namespace quorl::client {
+namespace quorl {
 namespace {
 
 using Kind = TerminalItem::Kind;
 
 constexpr std::uint8_t escape = 0x1B;
 constexpr std::uint8_t shiftOut = 0x0E;
+constexpr std::uint8_t shiftIn = 0x0F;
 // Longer strings change no mode that matters here.
 constexpr std::size_t maxCut = 4096;
+constexpr std::size_t maxTitle = 512;
+constexpr std::size_t maxColours = 256;
+constexpr std::size_t maxParameters = 32;
 // xterm's three ways into the alternate screen.
 constexpr std::array alternateScreens{1049, 1047, 47};
 constexpr std::array onByDefault{7, 8, 25};
@@ -31,6 +35,13 @@ int numberOf(std::string_view text, int fallback) {
 
 bool isOnByDefault(int mode) {
   return std::ranges::find(onByDefault, mode) != onByDefault.end();
+}
+
+// The last shift counts; without one it stays out.
+bool isShiftedOutAfter(ByteView text) {
+  const auto last = std::find_if(text.rbegin(), text.rend(),
+                                 [](std::uint8_t byte) { return byte == shiftOut || byte == shiftIn; });
+  return last == text.rend() || *last == shiftOut;
 }
 
 bool isAlternateScreen(int mode) {
@@ -52,7 +63,8 @@ void TerminalModes::follow(ByteView output) {
     const auto* const found =
         static_cast<const std::uint8_t*>(std::memchr(output.data(), escape, output.size()));
     const auto plain = found != nullptr ? static_cast<std::size_t>(found - output.data()) : output.size();
-    if (std::memchr(output.data(), shiftOut, plain) != nullptr) hasCharacterSet_ = true;
+    if (std::memchr(output.data(), shiftOut, plain) != nullptr) hasCharacterSet_ = isShiftedOut_ = true;
+    if (isShiftedOut_) isShiftedOut_ = isShiftedOutAfter(output.first(plain));
     output = output.subspan(plain);
     if (output.empty()) return;
     const auto item = nextTerminalItem(output);
@@ -67,11 +79,30 @@ void TerminalModes::follow(ByteView output) {
 
 void TerminalModes::take(const TerminalItem& item) {
   if (item.kind == Kind::csi) return takeControlSequence(item);
+  if (item.kind == Kind::osc) return takeTitle(item.parameters);
   if (item.kind != Kind::escape) return;
   if (item.final == 'c' && item.parameters.empty()) reset();
   if (item.final == '=') hasApplicationKeypad_ = true;
   if (item.final == '>') hasApplicationKeypad_ = false;
-  if (item.parameters.starts_with('(') || item.parameters.starts_with(')')) hasCharacterSet_ = true;
+  if (item.parameters.starts_with('(') || item.parameters.starts_with(')')) {
+    hasCharacterSet_ = true;
+    characterSets_[item.parameters.front() == '(' ? 0 : 1] = item.final;
+  }
+}
+
+// OSC 0 and 2 (xterm).
+void TerminalModes::takeTitle(std::string_view text) {
+  if (!text.starts_with("0;") && !text.starts_with("2;")) return;
+  if (text.size() <= maxTitle) title_ = std::string(text.substr(2));
+}
+
+// SGR. What came before a reset has no effect; what is too much to keep is forgotten with a reset.
+void TerminalModes::takeColours(std::string_view parameters) {
+  const bool isReset = parameters.empty() || parameters == "0" || parameters.starts_with("0;");
+  if (isReset || colours_.size() + parameters.size() > maxColours) colours_.clear();
+  if (parameters.empty() || parameters == "0") return;
+  if (!colours_.empty()) colours_ += ';';
+  colours_ += parameters.substr(0, maxColours);
 }
 
 void TerminalModes::takeControlSequence(const TerminalItem& item) {
@@ -82,15 +113,18 @@ void TerminalModes::takeControlSequence(const TerminalItem& item) {
     if (mark == '?') return takePrivateModes(parameters.substr(1), isSet);
     if (parameters == "4") insertsCharacters_ = isSet;
   } else if (item.final == 'r' && mark != '?') {
-    hasScrollRegion_ = !parameters.empty();
+    scrollRegion_ = parameters.substr(0, maxParameters);
   } else if (item.final == 'q' && parameters.ends_with(' ')) {
-    hasCursorShape_ = true;
+    cursorShape_ = parameters.substr(0, maxParameters);
   } else if (item.final == 'p' && parameters == "!") {
     reset();
+  } else if (item.final == 'm' && (mark == '\0' || (mark >= '0' && mark <= ';'))) {
+    takeColours(parameters);
   } else if (item.final == 'm' && mark == '>') {
     namesOtherKeys_ = parameters.starts_with(">4;") && parameters != ">4;0";
   } else if (item.final == 'u' && mark == '>') {
     keyboardLevels_ = std::min(keyboardLevels_ + 1, 64);
+    keyboardFlags_ = parameters.substr(1, maxParameters);
   } else if (item.final == 'u' && mark == '<') {
     keyboardLevels_ = std::max(keyboardLevels_ - std::clamp(numberOf(parameters.substr(1), 1), 0, 64), 0);
   } else if (item.final == 'u' && mark == '=') {
@@ -121,7 +155,7 @@ bool TerminalModes::isInAlternateScreen() const {
 Bytes TerminalModes::restoring() const {
   std::string text;
   if (!cut_.empty()) text += '\x18';  // CAN ends a sequence (ECMA-48, 8.3.6)
-  if (hasScrollRegion_)
+  if (!scrollRegion_.empty())
     text +=
         "\x1b"
         "7\x1b[r\x1b"
@@ -138,10 +172,33 @@ Bytes TerminalModes::restoring() const {
   if (namesOtherKeys_) text += "\x1b[>4m";
   if (insertsCharacters_) text += "\x1b[4l";
   if (hasApplicationKeypad_) text += "\x1b>";
-  if (hasCursorShape_) text += "\x1b[0 q";
+  if (!cursorShape_.empty()) text += "\x1b[0 q";
   if (hasCharacterSet_) text += "\x1b(B\x0f";
   text += "\x1b[0m";
   return bytesOf(text);
 }
 
-}  // namespace quorl::client
+Bytes TerminalModes::setting() const {
+  std::string text;
+  for (const int mode : alternateScreens) {
+    const auto found = privateModes_.find(mode);
+    if (found != privateModes_.end() && found->second) text += fmt::format("\x1b[?{}h", mode);
+  }
+  for (const auto& [mode, isSet] : privateModes_)
+    if (!isAlternateScreen(mode) && isSet != isOnByDefault(mode))
+      text += fmt::format("\x1b[?{}{}", mode, isSet ? 'h' : 'l');
+  if (!scrollRegion_.empty()) text += fmt::format("\x1b[{}r", scrollRegion_);
+  if (keyboardLevels_ > 0) text += fmt::format("\x1b[>{}u", keyboardFlags_);
+  if (namesOtherKeys_) text += "\x1b[>4;2m";
+  if (insertsCharacters_) text += "\x1b[4h";
+  if (hasApplicationKeypad_) text += "\x1b=";
+  if (!cursorShape_.empty()) text += fmt::format("\x1b[{}q", cursorShape_);
+  for (std::size_t i = 0; i < characterSets_.size(); ++i)
+    if (characterSets_[i] != 'B') text += fmt::format("\x1b{}{}", i == 0 ? '(' : ')', characterSets_[i]);
+  if (isShiftedOut_) text += '\x0e';
+  if (title_) text += fmt::format("\x1b]2;{}\x07", *title_);
+  if (!colours_.empty()) text += fmt::format("\x1b[{}m", colours_);
+  return bytesOf(text);
+}
+
+}  // namespace quorl

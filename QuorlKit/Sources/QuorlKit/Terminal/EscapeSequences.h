@@ -6,7 +6,7 @@
 
 #include <QuorlKit/Foundation/ByteView.h>
 
-namespace quorl::client {
+namespace quorl {
 
 // One piece of what a program writes to its terminal (ECMA-48, 5.3, 5.4 and 5.6).
 struct TerminalItem {
@@ -33,4 +33,4 @@ TerminalItem nextTerminalItem(ByteView bytes);
 // would be typed into the program), ring for, or copy to the clipboard a second time.
 Bytes fitForReplay(ByteView output);
 
-}  // namespace quorl::client
+}  // namespace quorl
