@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What a person sees of an attached agent, by a terminal's own account.
 #include <csignal>
+#include <cstdlib>
 
 #include <Support/Eventually.h>
 #include <fmt/format.h>
@@ -216,6 +217,16 @@ TEST_F(AttachScreen, keepsTheTitleOfBeforeAndGivesItBack) {
   EXPECT_LT(kept, changed);
   EXPECT_LT(changed, givenBack);
   EXPECT_NE(givenBack, std::string::npos);
+}
+
+TEST_F(AttachScreen, passesOnWhichColoursTheTerminalHas) {
+  ::setenv("COLORTERM", "truecolor", 1);
+  spawnReady("printf 'colours: %s.' \"$COLORTERM\"; exec cat");
+  EXPECT_NE(world.run({"agents", "--json"}).output.find("colours: truecolor."), std::string::npos);
+  world.spawn({"--name", "plain", "--env", "COLORTERM=none", "--", "printf '<%s>' \"$COLORTERM\"; exec cat"});
+  ::unsetenv("COLORTERM");
+  EXPECT_TRUE(
+      eventually([&] { return world.run({"agents", "--json"}).output.find("<none>") != std::string::npos; }));
 }
 
 TEST_F(AttachScreen, sendsTheDetachKeyThatIsPressedTwice) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <unistd.h>
+#include <cstdlib>
 
 #include <algorithm>
 #include <cerrno>
@@ -135,6 +136,9 @@ Outcome<AgentSpawnConfig> spawnConfig(const Arguments& arguments) {
   auto environment = environmentOf(arguments);
   if (!environment) return std::unexpected(environment.error());
   config.env = std::move(*environment);
+  // The terminal that the agent is watched from, most likely.
+  if (const char* colours = std::getenv("COLORTERM"); colours != nullptr && *colours != '\0')
+    config.env.try_emplace("COLORTERM", colours);
   if (!config.workingDirectory.starts_with('/') && !config.workingDirectory.starts_with('~'))
     return failed(ExitCode::usage, "--cwd is a folder on the host: it begins with / or ~");
   return config;
