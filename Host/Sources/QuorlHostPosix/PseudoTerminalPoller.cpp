@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 
 #include <QuorlKit/Foundation/Check.h>
 
@@ -77,9 +78,19 @@ const std::vector<PseudoTerminalPoller::Event>& PseudoTerminalPoller::wait(
     timeOut.tv_sec = seconds.count();
     timeOut.tv_nsec = (*limit - seconds).count();
   }
-  // epoll_pwait2(2): milliseconds are too coarse for gathering output.
-  const int count = ::epoll_pwait2(epoll_.get(), ready.data(), static_cast<int>(ready.size()),
-                                   limit ? &timeOut : nullptr, nullptr);
+  // epoll_pwait2(2): milliseconds are too coarse for gathering output. A kernel before 5.11 has nothing
+  // finer.
+  int count = -1;
+  if (hasFineWait_) {
+    count = ::epoll_pwait2(epoll_.get(), ready.data(), static_cast<int>(ready.size()),
+                           limit ? &timeOut : nullptr, nullptr);
+    hasFineWait_ = count >= 0 || errno != ENOSYS;
+  }
+  if (!hasFineWait_) {
+    const int milliseconds =
+        limit ? static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(*limit).count()) : -1;
+    count = ::epoll_wait(epoll_.get(), ready.data(), static_cast<int>(ready.size()), milliseconds);
+  }
   events_.clear();
   for (int i = 0; i < count; ++i) {
     const std::uint64_t data = ready[static_cast<std::size_t>(i)].data.u64;

@@ -50,6 +50,7 @@ class PseudoTerminalPoller {
   Descriptor epoll_;
   Descriptor wakeUp_;
   std::vector<Event> events_;
+  bool hasFineWait_ = true;  // the waiting thread's
 };
 
 }  // namespace quorl

@@ -2,6 +2,7 @@
 #include <QuorlHostPosix/PseudoTerminalSpawn.h>
 
 #include <fcntl.h>
+#include <locale.h>
 #include <pwd.h>
 #include <signal.h>
 #include <spawn.h>
@@ -144,8 +145,9 @@ std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(
   SpawnedTerminal spawned;
   // This side's slave stays open until the child has opened its own: a terminal that nobody has open reads as
   // one that has ended.
-  const int result = plan.run(spawned.pid, shellArguments(shell, request.command, descriptorLimit),
-                              environmentWith(environ, request.environment));
+  const int result =
+      plan.run(spawned.pid, shellArguments(shell, request.command, descriptorLimit),
+               withUsableLocale(environmentWith(environ, request.environment), isLocaleInstalled));
   if (result != 0) return failed(PseudoTerminalStep::spawn, result);
   spawned.master = std::move(pair->master);
   spawned.deviceName = std::move(pair->deviceName);
@@ -177,6 +179,31 @@ std::vector<std::string> environmentWith(const char* const* inherited,
   }
   for (const auto& [name, value] : additions) result.push_back(name + "=" + value);
   return result;
+}
+
+bool isLocaleInstalled(const std::string& name) {
+  const locale_t locale = ::newlocale(LC_ALL_MASK, name.c_str(), nullptr);
+  if (locale == nullptr) return false;
+  ::freelocale(locale);
+  return true;
+}
+
+std::vector<std::string> withUsableLocale(std::vector<std::string> environment,
+                                          const std::function<bool(const std::string&)>& isInstalled) {
+  const auto valueOf = [&](std::string_view name) {
+    std::string value;
+    for (const std::string& entry : environment)
+      if (entry.starts_with(name) && entry.size() > name.size() && entry[name.size()] == '=')
+        value = entry.substr(name.size() + 1);
+    return value;
+  };
+  const std::string fallback = "C.UTF-8";
+  const std::string language = valueOf("LANG");
+  if (!valueOf("LC_ALL").empty() || language.empty() || isInstalled(language) || !isInstalled(fallback))
+    return environment;
+  std::erase_if(environment, [](const std::string& entry) { return entry.starts_with("LC_ALL="); });
+  environment.push_back("LC_ALL=" + fallback);
+  return environment;
 }
 
 }  // namespace quorl

@@ -40,4 +40,10 @@ std::string shellForAgents();
 std::vector<std::string> environmentWith(const char* const* inherited,
                                          const std::map<std::string, std::string>& additions);
 
+/// Where the language that programs are given is not installed, they would all fall back to the C locale,
+/// which knows no UTF-8: then LC_ALL says C.UTF-8, unless it says something already.
+std::vector<std::string> withUsableLocale(std::vector<std::string> environment,
+                                          const std::function<bool(const std::string&)>& isInstalled);
+bool isLocaleInstalled(const std::string& name);
+
 }  // namespace quorl

@@ -15,6 +15,7 @@
 
 #include "HostOptions.h"
 #include "HostPlatform.h"
+#include "OwnEnvironment.h"
 
 namespace {
 
@@ -60,6 +61,7 @@ int runHost(const HostOptions& options, std::optional<std::uint64_t> descriptorL
 int main(int argc, char** argv) {
   const HostOptions options = parseHostOptions({argv + std::min(argc, 1), argv + argc});
   Log::verbose = options.verbose;
+  forgetOwnTerminal();
   turnBrokenPipesIntoErrors();
   const auto descriptorLimit = raiseDescriptorLimit(wantedDescriptors);
   Log::setSink(std::make_shared<SystemLogSink>());

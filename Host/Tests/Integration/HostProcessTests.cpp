@@ -2,6 +2,7 @@
 // The real program, as a person starts it.
 #include <csignal>
 #include <fstream>
+#include <set>
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -147,6 +148,26 @@ TEST_F(HostProcessTest, letsAgentsSaveTheirWorkBeforeItEnds) {
     std::getline(std::ifstream(home.path() / "saved"), saved);
     EXPECT_EQ(saved, "saved") << signal;
   }
+}
+
+TEST_F(HostProcessTest, givesAgentsNothingOfTheTerminalItWasStartedFrom) {
+  auto settings = with({"--pin", "1"});
+  settings.environment = {"TMUX=/tmp/t,1,0", "TMUX_PANE=%1", "KITTY_WINDOW_ID=3",  "KITTY_PID=9",
+                          "COLUMNS=80",      "LINES=24",     "JOURNAL_STREAM=8:1", "TMUX_TMPDIR=/tmp/kept",
+                          "PAGER=kept"};
+  HostProcess host(settings);
+  ASSERT_TRUE(host.listens());
+  RawClient client(port);
+  ASSERT_TRUE(client.pair("1"));
+  client.send(spawning("env >found; mv found environment"));
+  ASSERT_TRUE(eventually([&] { return std::filesystem::exists(home.path() / "environment"); }));
+  std::set<std::string> names;
+  std::ifstream file(home.path() / "environment");
+  for (std::string line; std::getline(file, line);) names.insert(line.substr(0, line.find('=')));
+  for (const char* name :
+       {"TMUX", "TMUX_PANE", "KITTY_WINDOW_ID", "KITTY_PID", "COLUMNS", "LINES", "JOURNAL_STREAM"})
+    EXPECT_FALSE(names.contains(name)) << name;
+  EXPECT_TRUE(names.contains("TMUX_TMPDIR") && names.contains("PAGER"));
 }
 
 TEST_F(HostProcessTest, killsAnAgentThatWillNotEnd) {

@@ -88,6 +88,12 @@ TEST_F(PseudoTerminalTest, givesTheChildTheHostsEnvironmentAndWhatWins) {
   EXPECT_TRUE(child.waitForText("<kept new a b>"));
 }
 
+TEST_F(PseudoTerminalTest, givesPrograms8BitCharactersWhateverLocalesAreInstalled) {
+  TerminalWatcher child(pool, terminals, "locale charmap; locale 2>&1 >/dev/null", {{"LANG", "en_US.UTF-8"}});
+  ASSERT_TRUE(child.waitForExit());
+  EXPECT_EQ(child.output(), "UTF-8\r\n") << "and no complaint";
+}
+
 TEST_F(PseudoTerminalTest, runsInItsDirectory) {
   TerminalWatcher child(pool, terminals, "pwd", {}, "/usr/share");
   EXPECT_TRUE(child.waitForText("/usr/share\r\n"));

@@ -35,5 +35,23 @@ TEST(EnvironmentWith, putsAdditionsInPlaceOfWhatIsInherited) {
   EXPECT_TRUE(environmentWith(nullptr, {}).empty());
 }
 
+std::vector<std::string> withLocales(std::vector<std::string> environment,
+                                     const std::set<std::string>& installed) {
+  return withUsableLocale(std::move(environment),
+                          [&](const std::string& name) { return installed.contains(name); });
+}
+
+TEST(WithUsableLocale, namesOneWithUTF8WhereTheLanguageIsNotInstalled) {
+  using Environment = std::vector<std::string>;
+  EXPECT_EQ(withLocales({"A=1", "LANG=en_US.UTF-8"}, {"C.UTF-8"}),
+            (Environment{"A=1", "LANG=en_US.UTF-8", "LC_ALL=C.UTF-8"}));
+  EXPECT_EQ(withLocales({"LC_ALL=", "LANG=en_US.UTF-8"}, {"C.UTF-8"}),
+            (Environment{"LANG=en_US.UTF-8", "LC_ALL=C.UTF-8"}));
+  for (const Environment& kept : {Environment{"LANG=en_US.UTF-8", "LC_ALL=de_DE.UTF-8"},
+                                  Environment{"LANG=nl_NL.UTF-8"}, Environment{"LANGUAGE=en", "LC_ALL_X=1"}})
+    EXPECT_EQ(withLocales(kept, {"C.UTF-8", "nl_NL.UTF-8"}), kept);
+  EXPECT_EQ(withLocales({"LANG=en_US.UTF-8"}, {}), (Environment{"LANG=en_US.UTF-8"}));
+}
+
 }  // namespace
 }  // namespace quorl
