@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlKit/Terminal/TerminalModes.h>
+#include <QuorlKit/Terminal/TerminalPreamble.h>
 
 #include <gtest/gtest.h>
 
@@ -105,6 +106,47 @@ TEST(Replay, keepsEverythingElseAsItIs) {
       "\x1b[2 q\x1b[u\x1b[>1u\x1b[?1049h\x1bPsixel\x1b\\\x1b[A";
   EXPECT_EQ(textOf(fitForReplay(viewOf(kept))), kept);
   EXPECT_EQ(textOf(fitForReplay(viewOf("a\x1b[12"))), "a\x1b[12") << "the rest comes live";
+}
+
+// Whatever a terminal was put into, setting it back and giving it the modes again leads to the same.
+TEST(TerminalModes, givesATerminalThatComesLaterWhatWasSet) {
+  for (const std::string_view output :
+       {"\x1b[?1049h\x1b[?25l\x1b[?1002;1006h\x1b[?2004h\x1b[?1h\x1b=text",
+        "\x1b[>1u\x1b[>5u\x1b[>4;2m\x1b[4h\x1b[5 q\x1b(0", "\x1b[5;10r\x1b]0;theirs\x07\x1b[1;31mred",
+        "\x1b)0\x0e line drawing", "plain \x1b[1mbold\x1b[0m \x0e\x0f"}) {
+    TerminalModes first;
+    first.follow(viewOf(output));
+    TerminalModes second;
+    second.follow(first.setting());
+    EXPECT_EQ(textOf(second.setting()), textOf(first.setting())) << output;
+  }
+  TerminalModes plain;
+  plain.follow(viewOf("plain \x1b[1mbold\x1b[0m\x1b[?25l\x1b[?25h"));
+  EXPECT_TRUE(plain.setting().empty());
+  TerminalModes colours;
+  colours.follow(viewOf("\x1b[31m\x1b[1;44m"));
+  EXPECT_EQ(textOf(colours.setting()), "\x1b[31;1;44m");
+  colours.follow(viewOf("\x1b[0;4m"));
+  EXPECT_EQ(textOf(colours.setting()), "\x1b[0;4m");
+}
+
+TEST(TerminalPreamble, isPartedFromWhatFollows) {
+  using Before = TerminalPreamble::Before;
+  for (const Before before : {Before::history, Before::live}) {
+    Bytes bytes = TerminalPreamble::with(before, viewOf("\x1b[?1049h"));
+    const Bytes rest = bytesOf("text \x18 and on");
+    bytes.insert(bytes.end(), rest.begin(), rest.end());
+    const auto preamble = TerminalPreamble::of(bytes);
+    ASSERT_TRUE(preamble);
+    EXPECT_EQ(preamble->before, before);
+    EXPECT_EQ(textOf(preamble->modes), "\x1b[?1049h");
+    EXPECT_EQ(textOf(preamble->rest), "text \x18 and on");
+  }
+  EXPECT_TRUE(TerminalPreamble::with(Before::live, {}).empty());
+  for (const std::string_view other : {"", "text", "\x18", "\x18\x1b[0m", "\x18\x1b[0mno end",
+                                       "\x18\x1b"
+                                       "c"})
+    EXPECT_FALSE(TerminalPreamble::of(viewOf(other))) << other;
 }
 
 }  // namespace

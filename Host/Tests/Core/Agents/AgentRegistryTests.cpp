@@ -600,5 +600,38 @@ TEST_F(AgentRegistryTest, signalsNoLaterProcessOfAnAdoptedOnesNumber) {
   EXPECT_EQ(list().at(0).status, AgentStatus::exited);
 }
 
+TEST_F(AgentRegistryTest, startsNoAgentOnceItEnds) {
+  registry->stop();
+  ask(agentCommand::Spawn{{.displayName = "late", .command = "ls", .workingDirectory = "~", .env = {}}});
+  ask(agentCommand::AdoptClaudeSession{sessionA, "/p"});
+  EXPECT_TRUE(terminals->children.empty());
+}
+
+TEST_F(AgentRegistryTest, givesAWatcherTheModesOfAFullScreenProgramInFrontOfItsNextOutput) {
+  const UUID id = spawn();
+  terminals->last().print("\x1b[?1049h\x1b[?1h\x1b[?1002h\x1b[?2004hscreen");
+  scheduler.runReady();
+  ask(agentCommand::Subscribe{id});
+  terminals->last().print("painted");
+  terminals->last().print(" and on");
+  scheduler.runReady();
+  EXPECT_NE(textSentTo(*client).find("\x18\x1b[0m\x1b[?1049h\x1b[?1h\x1b[?1002h\x1b[?2004h\x18\x18painted"),
+            std::string::npos);
+  ASSERT_EQ(client->frames.size(), 2U);
+  EXPECT_EQ(textOf(client->frames[1].body()).find('\x18'), std::string::npos) << "once";
+}
+
+TEST_F(AgentRegistryTest, putsTheModesInFrontOfAHistoryThatHasLostItsBeginning) {
+  const UUID id = spawn();
+  terminals->last().print("\x1b[?2004h\x1b[?25l");
+  std::string lines;
+  while (lines.size() <= Scrollback::limit) lines += "a line of text\r\n";
+  terminals->last().print(lines);
+  scheduler.runReady();
+  ask(agentCommand::Subscribe{id});
+  const std::string shown = textSentTo(*client);
+  EXPECT_NE(shown.find("\x18\x1b[0m\x1b[?25l\x1b[?2004h\x18\n"), std::string::npos) << shown.substr(0, 100);
+}
+
 }  // namespace
 }  // namespace quorl

@@ -234,23 +234,6 @@ TEST_F(HostRuntimeTest, givesAdoptedTabsBothSignalsAndWaitsForThem) {
   EXPECT_TRUE(haveEnded) << "what does not end now is the user's";
 }
 
-TEST_F(HostRuntimeTest, startsNoAgentOnceItEnds) {
-  run();
-  FakeClient client = join();
-  ASSERT_TRUE(client.pair("123456"));
-  const auto spawn = [&] {
-    client.send(message::AgentCommand{
-        agentCommand::Spawn{{.displayName = "a", .command = "a", .workingDirectory = "~", .env = {}}}});
-  };
-  spawn();
-  ASSERT_EQ(platform_.pseudoTerminals->children.size(), 1U);
-  client.peer->send(message::AgentCommand{
-      agentCommand::Spawn{{.displayName = "b", .command = "b", .workingDirectory = "~", .env = {}}}});
-  runtime_->stop();
-  simulation_.runReady();
-  for (const auto& child : platform_.pseudoTerminals->children) EXPECT_EQ(child->terminations, 1);
-}
-
 TEST_F(HostRuntimeTest, leavesNothingBehind) {
   run();
   FakeClient client = join();
