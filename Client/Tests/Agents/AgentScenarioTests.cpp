@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // A person's evening with agents, with real programs only.
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 
@@ -11,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "AgentWorld.h"
+#include "TerminalEmulator.h"
 
 namespace quorl::client::test {
 namespace {
@@ -161,6 +163,35 @@ TEST(AgentEvening, anAgentStartedByHandIsFoundAdoptedAndPrompted) {
   terminal->type("\x1d");
   EXPECT_EQ(terminal->waitForExit(), 0);
   EXPECT_THAT(desk.tmux({"list-panes", "-a", "-F", "#{pane_pid}"}), HasSubstr(pid)) << "it goes on";
+}
+
+TEST(AgentEvening, anAdoptedTabThatIsPaintedAnewIsRedrawnInPlace) {
+  if (!hasProgram("tmux")) GTEST_SKIP() << "tmux is not installed";
+  AgentWorld probe;
+  AgentWorld world({"TMUX_TMPDIR=" + (probe.folder() / "tmux").string()});
+  world.addProgram("claude",
+                   "#!/bin/sh\nstty -echo\nprintf 'top line\\nmiddle\\nstep 0'\nn=0\n"
+                   "while read -r x; do n=$((n+1)); printf '\\033[3;1H\\033[Kstep %s' $n; done\n");
+  const TmuxDesk desk(probe, "exec '" + (world.folder() / "bin" / "claude").string() + "'");
+  const auto pid = desk.panePID();
+  world.startHost();
+  ASSERT_FALSE(HasFatalFailure());
+  ASSERT_TRUE(eventually(
+      [&] { return world.run({"external"}).output.find("pid " + pid + ", /dev/") != std::string::npos; }));
+  const auto id = world.run({"adopt", pid}).output.substr(0, 36);
+  const auto terminal = world.onTerminal({"attach", id});
+  ASSERT_TRUE(terminal->shows("step 0")) << terminal->screen();
+  for (int step = 1; step <= 3; ++step) {
+    terminal->type("\r");
+    ASSERT_TRUE(terminal->shows(fmt::format("step {}", step))) << terminal->screen();
+  }
+  TerminalEmulator screen;
+  screen.feed(terminal->screen());
+  const auto lines = screen.lines();
+  EXPECT_EQ(lines[0], "top line");
+  EXPECT_EQ(lines[1], "middle");
+  EXPECT_EQ(lines[2], "step 3");
+  EXPECT_EQ(std::ranges::count(lines, "top line"), 1);
 }
 
 // A kitty of the test's own on a display of its own, with one window.

@@ -88,7 +88,7 @@ TEST_F(PseudoTerminalTest, givesTheChildTheHostsEnvironmentAndWhatWins) {
   EXPECT_TRUE(child.waitForText("<kept new a b>"));
 }
 
-TEST_F(PseudoTerminalTest, givesPrograms8BitCharactersWhateverLocalesAreInstalled) {
+TEST_F(PseudoTerminalTest, givesProgramsUTF8WhateverLocalesAreInstalled) {
   TerminalWatcher child(pool, terminals, "locale charmap; locale 2>&1 >/dev/null", {{"LANG", "en_US.UTF-8"}});
   ASSERT_TRUE(child.waitForExit());
   EXPECT_EQ(child.output(), "UTF-8\r\n") << "and no complaint";
