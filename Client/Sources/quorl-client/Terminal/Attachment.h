@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -70,6 +71,9 @@ class Attachment {
   void showNotice(std::string_view text);
   void clearNotice();
   void endOutput();
+
+  // What an agent printed last arrives before the news of its end, unless this terminal was slow.
+  static constexpr auto lastWords = std::chrono::milliseconds(100);
 
   const AgentDescriptor agent_;
   RawTerminal& terminal_;

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What an attachment writes to the person's terminal.
+#include <algorithm>
+#include <utility>
+
+#include <QuorlKit/Foundation/TextTools.h>
+#include <QuorlKit/Terminal/EscapeSequences.h>
+#include <QuorlKit/Terminal/TerminalPreamble.h>
+#include <fmt/format.h>
+
+#include "Attachment.h"
+
+namespace quorl::client {
+namespace {
+
+// CAN and RIS: how a host begins what it shows a terminal that did not keep up.
+constexpr std::string_view afresh =
+    "\x18\x1b"
+    "c";
+// CAN, cursor home, erase all (ECMA-48, CUP and ED).
+constexpr std::string_view clearScreen = "\x18\x1b[0m\x1b[H\x1b[2J";
+// xterm keeps titles on a stack.
+constexpr std::string_view pushTitle = "\x1b[22;0t";
+constexpr std::string_view popTitle = "\x1b[23;0t";
+// The alternate screen, which keeps the cursor and the first one (xterm, mode 1049).
+constexpr std::string_view ownScreen = "\x1b[?1049h";
+constexpr std::string_view leaveOwnScreen = "\x1b[?1049l";
+
+// How many bytes at the end begin a character whose rest has not come (UTF-8).
+std::size_t unfinishedCharacterSize(ByteView text) {
+  for (std::size_t size = 1; size <= std::min<std::size_t>(3, text.size()); ++size) {
+    const auto byte = text[text.size() - size];
+    if ((byte & 0xC0U) == 0x80U) continue;
+    const std::size_t needed = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
+    return needed > size ? size : 0;
+  }
+  return 0;
+}
+
+}  // namespace
+
+Outcome<void> Attachment::show(ByteView output) {
+  if (end_) quietUntil_ = within(lastWords);
+  const bool isFirst = std::exchange(isFirstOutput_, false);
+  if (const auto preamble = TerminalPreamble::of(output); preamble && isFirst) {
+    if (preamble->before == TerminalPreamble::Before::history)
+      return showReplay(preamble->modes, preamble->rest);
+    seen_.append(preamble->rest);
+    // Over a connection that broke, the modes of before may be the wrong ones.
+    if (auto begun = beginAfresh(preamble->modes); !begun) return begun;
+    return emit(preamble->rest);
+  }
+  if (isFirst && isReplay()) return showReplay({}, output);
+  if (textViewOf(output).starts_with(afresh)) return showAfresh(output.subspan(afresh.size()));
+  if (agent_.kind == AgentKind::externalTerminal) return showOfTab(output);
+  seen_.append(output);
+  return emit(output);
+}
+
+// What a host has kept comes first. It keeps nothing of a program that has printed nothing, whose first
+// output is live; of a full screen it marks what comes; and a tab is always shown as a whole first.
+bool Attachment::isReplay() const {
+  return !hasReplay_ || seen_.hasAny() || agent_.kind == AgentKind::externalTerminal;
+}
+
+Outcome<void> Attachment::showReplay(ByteView modes, ByteView history) {
+  const bool isTab = agent_.kind == AgentKind::externalTerminal;
+  if (isTab) tab_.begin(history);
+  const bool hasShown = seen_.hasAny();
+  const auto join = hasShown && !isTab ? seen_.join(history) : SeenOutput::Join{};
+  if (join.kind == SeenOutput::Join::Kind::follows) {
+    const ByteView news = history.subspan(join.newFrom);
+    seen_.append(news);
+    return emit(fitForReplay(news));
+  }
+  seen_.append(history);
+  if (hasShown) {
+    if (auto begun = beginAfresh(bytesOf(clearScreen)); !begun) return begun;
+  }
+  if (auto emitted = emit(modes); !emitted) return emitted;
+  return emit(fitForReplay(history));
+}
+
+// What a host sends to one that did not keep up. Its reset would take the person's own history with it.
+Outcome<void> Attachment::showAfresh(ByteView output) {
+  seen_.append(output);
+  if (auto begun = beginAfresh(bytesOf(clearScreen)); !begun) return begun;
+  return emit(fitForReplay(output));
+}
+
+// A tab's text comes in whole lines, or whole where it was painted anew.
+Outcome<void> Attachment::showOfTab(ByteView output) {
+  const bool isOnNewLine = seen_.endsInLineFeed();
+  seen_.append(output);
+  if (tab_.takeIsRepeat(output)) {
+    const auto size = terminal_.size();
+    const auto rows = size ? static_cast<std::size_t>(size->rows) : TabText::usualRows;
+    Bytes redraw = bytesOf(clearScreen);
+    const Bytes bottom = TabText::lastLines(output, rows);
+    redraw.insert(redraw.end(), bottom.begin(), bottom.end());
+    return emit(redraw);
+  }
+  if (!isOnNewLine) {
+    if (auto ended = emit(bytesOf("\r\n")); !ended) return ended;
+  }
+  return emit(output);
+}
+
+// Out of whatever the terminal was left in, then `beginning`.
+Outcome<void> Attachment::beginAfresh(ByteView beginning) {
+  if (auto written = terminal_.write(modes_.restoring()); !written) return written;
+  modes_ = TerminalModes();
+  held_.clear();
+  return emit(beginning);
+}
+
+// The beginning of a sequence or of a character waits for its rest: so whatever else is written to the
+// terminal, a notice or the end of all, goes between two of them.
+Outcome<void> Attachment::emit(ByteView output) {
+  if (output.empty()) return {};
+  modes_.follow(output);
+  Bytes joined;
+  if (!held_.empty()) {
+    joined = std::exchange(held_, {});
+    joined.insert(joined.end(), output.begin(), output.end());
+    output = joined;
+  }
+  const auto unfinished = std::max(modes_.unfinishedSize(), unfinishedCharacterSize(output));
+  const auto whole = output.size() - std::min(unfinished, output.size());
+  held_.assign(output.begin() + static_cast<std::ptrdiff_t>(whole), output.end());
+  if (modes_.hasTitle() && !std::exchange(hasChangedTitle_, true)) {
+    if (auto kept = terminal_.write(bytesOf(pushTitle)); !kept) return kept;
+  }
+  terminal_.setRestoring(restoring());
+  return terminal_.write(output.first(whole));
+}
+
+Bytes Attachment::restoring() const {
+  Bytes bytes = modes_.restoring();
+  const ByteView title = hasChangedTitle_ ? viewOf(popTitle) : ByteView();
+  bytes.insert(bytes.end(), title.begin(), title.end());
+  return bytes;
+}
+
+Outcome<void> Attachment::handleSignals() {
+  const auto signals = terminal_.takeSignals();
+  if (signals.hasToStop) {
+    clearNotice();
+    terminal_.write(restoring());
+    terminal_.stopProcess();
+  }
+  if (signals.hasToStop || signals.hasContinued) {
+    // A shell has used the terminal meanwhile.
+    if (hasChangedTitle_) terminal_.write(bytesOf(pushTitle));
+    terminal_.write(modes_.setting());
+    resizes_.forgetWhatWasSent();
+    if (session_) {
+      if (auto asked = askForRepaint(); !asked) return asked;
+    }
+    link_.heard(Clock::now());
+  }
+  if (const auto size = terminal_.size()) resizes_.note(*size);
+  return {};
+}
+
+// On a screen of its own, so that the terminal itself keeps the agent's as it is, to the cursor and the half
+// line. Over a full-screen program on its last line, as it repaints when the host is back; saving the cursor
+// would overwrite the one that the first screen has saved.
+void Attachment::showNotice(std::string_view text) {
+  const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} leaves", detachName_);
+  auto notice = fmt::format("[quorl: {} - trying again{}]", text, leave);
+  // On one line, as only one can be taken away again.
+  if (const auto size = terminal_.size())
+    notice = std::string(firstCharacters(notice, static_cast<std::size_t>(size->columns - 1)));
+  if (modes_.isInAlternateScreen()) {
+    terminal_.write(bytesOf(fmt::format("\x1b[999;1H\x1b[0m\x1b[2K{}", notice)));
+  } else {
+    terminal_.write(bytesOf(fmt::format("{}\x1b[0m\x1b[H\x1b[2K{}", hasNotice_ ? "" : ownScreen, notice)));
+    hasNotice_ = true;
+  }
+}
+
+void Attachment::clearNotice() {
+  if (std::exchange(hasNotice_, false)) terminal_.write(bytesOf(leaveOwnScreen));
+}
+
+void Attachment::endOutput() {
+  clearNotice();
+  terminal_.write(restoring());
+  if (!seen_.endsInLineFeed()) terminal_.write(bytesOf("\r\n"));
+}
+
+}  // namespace quorl::client
