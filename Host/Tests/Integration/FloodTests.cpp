@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <Posix/LoopbackPeer.h>
+#include <QuorlHostCore/Display/InputInjector.h>
 #include <QuorlHostCore/Runtime/HostServices.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
 #include <QuorlHostCore/Session/PairingState.h>
@@ -35,6 +36,8 @@ class FloodTest : public ::testing::Test {
     platform.scheduler = &host_.queue().scheduler();
     services_->platform = platform;
     services_->trustStore = std::make_shared<TrustStore>(platform, std::nullopt);
+    services_->injector = std::make_shared<InputInjector>(
+        platform, [store = services_->trustStore] { return store->settings(); });
     services_->pairing = std::make_shared<PairingState>(*platform.scheduler, platform.random, "123456");
   }
   ~FloodTest() override {
