@@ -22,7 +22,7 @@ constexpr double growthPerSecond = 1.1;  // exponent: a factor of three
 constexpr Duration longestGrowthStep = milliseconds(100);
 // A rate that is not used proves nothing, and one that the link refuses need not be tried far beyond it.
 constexpr double leastUse = 0.5;
-constexpr double headroomAtLimit = 1.15;
+constexpr double headroomAtLimit = 0.95;
 constexpr Duration limitMemory = milliseconds(500);
 constexpr Duration useMemory = milliseconds(250);
 
@@ -59,8 +59,7 @@ void LinkEstimator::accepted(MonotonicTime now, std::size_t bytes) {
   if (underWay() == 0) {
     burst_ = Mark{now, acknowledged_};
     // The first byte's way belongs to no byte's rate.
-    window_ = Mark{now + roundTrip_, acknowledged_};
-    windowHadQueue_ = true;
+    beginWindow(now + roundTrip_);
     progressAt_ = now;
     idleObservations_ = 0;
   }
@@ -97,9 +96,8 @@ void LinkEstimator::observed(MonotonicTime now, std::uint64_t acknowledged, Dura
   idleObservations_ = 0;
   const Duration stall = std::max(shortestStall, roundTrip_ * stallRoundTrips);
   if (progressAt_ && now - *progressAt_ > stall) {
-    window_ = Mark{now, acknowledged_};
+    beginWindow(now);
     burst_.reset();
-    windowHadQueue_ = true;
   }
   progressAt_ = now;
   measure(now);
@@ -109,17 +107,24 @@ void LinkEstimator::observed(MonotonicTime now, std::uint64_t acknowledged, Dura
 // it is at least that.
 void LinkEstimator::measure(MonotonicTime now) {
   windowHadQueue_ = windowHadQueue_ && hasQueue();
+  ++looks_;
+  if (!isOpen()) ++closedLooks_;
   if (!window_ || now - window_->time < measurement) return;
   const std::uint64_t bytes = acknowledged_ - window_->acknowledged;
   const double sample = static_cast<double>(bytes) / seconds(now - window_->time);
-  if (windowHadQueue_) {
+  if (windowHadQueue_ || closedLooks_ * 2 > looks_) {
     rate_ = rate_ > 0 ? rate_ + (sample - rate_) * learning : sample;
-    limitedAt_ = now;
   } else if (bytes >= smallestBurst) {
     rate_ = std::max(rate_, sample);
   }
-  window_ = Mark{now, acknowledged_};
+  beginWindow(now);
+}
+
+void LinkEstimator::beginWindow(MonotonicTime from) {
+  window_ = Mark{from, acknowledged_};
   windowHadQueue_ = true;
+  looks_ = 0;
+  closedLooks_ = 0;
 }
 
 void LinkEstimator::measureBurst(MonotonicTime now) {
@@ -135,9 +140,9 @@ void LinkEstimator::raiseTo(double rate) {
   pictureRate_ = std::max(pictureRate_, rate_ * cutShare);
 }
 
-Duration LinkEstimator::queueDelay() const {
+Duration LinkEstimator::delayOf(std::uint64_t bytes) const {
   if (rate_ <= 0) return Duration::zero();
-  return std::max(durationOf(static_cast<double>(underWay()) / rate_) - roundTrip_, Duration::zero());
+  return std::max(durationOf(static_cast<double>(bytes) / rate_) - roundTrip_, Duration::zero());
 }
 
 bool LinkEstimator::hasQueue() const {
@@ -149,14 +154,16 @@ void LinkEstimator::pictureWanted(MonotonicTime now, double wantedRate) {
   const Duration step = wantedAt_ ? std::min(now - *wantedAt_, longestGrowthStep) : Duration::zero();
   wantedAt_ = now;
   if (rate_ <= 0) return;
-  const Duration queue = queueDelay();
+  const Duration queue = delayOf(acceptedBefore_ - std::min(acceptedBefore_, acknowledged_));
+  if (isOpen())
+    acceptedBefore_ = accepted_;
+  else
+    limitedAt_ = now;
   if (queue > longQueue) {
     pictureRate_ = std::min(pictureRate_, rate_ * cutShare);
-    limitedAt_ = now;
   } else if (queue < shortQueue && pictureRate_ < wantedRate * ample) {
     noteUse(now, 0);
-    if (use_ < pictureRate_ * leastUse) return;
-    pictureRate_ *= std::exp(growthPerSecond * seconds(step));
+    if (use_ >= pictureRate_ * leastUse) pictureRate_ *= std::exp(growthPerSecond * seconds(step));
   }
   const bool isLimited = limitedAt_ && now - *limitedAt_ < limitMemory;
   if (isLimited) pictureRate_ = std::min(pictureRate_, rate_ * headroomAtLimit);
@@ -176,7 +183,8 @@ std::optional<Duration> LinkEstimator::nextObservation() const {
   const bool teaches = rate_ < wantedRate_ * ample;
   if (isOpen() && !teaches) return std::nullopt;
   const double excess = static_cast<double>(underWay()) - (isOpen() ? 0 : allowance());
-  Duration wait = rate_ > 0 ? std::clamp(durationOf(excess / rate_), shortestWait, longestWait) : shortestWait;
+  Duration wait =
+      rate_ > 0 ? std::clamp(durationOf(excess / rate_), shortestWait, longestWait) : shortestWait;
   for (int extra = patience; extra < idleObservations_ && wait < longestIdleWait; ++extra) wait *= 2;
   return std::min(wait, longestIdleWait);
 }

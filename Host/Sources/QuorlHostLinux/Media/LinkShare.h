@@ -39,7 +39,7 @@ class LinkShare {
   }
 
  private:
-  static constexpr double mostCredit = 1.6;  // pictures
+  static constexpr double mostCredit = 1.4;  // pictures
   static constexpr double leastShare = 0.8;
 
   double picture() const { return static_cast<double>(link_->pictureBytes) * 8; }
