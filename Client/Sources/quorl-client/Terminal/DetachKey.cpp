@@ -126,7 +126,7 @@ KeyFilter::Result KeyFilter::feed(ByteView typed, Clock::time_point now) {
         position += length - 1;
         continue;
       }
-      // Another key behind it, and no second one will come.
+      // Another key follows, so no second one will come.
       result.hasDetached = leavesAt_.has_value();
       if (result.hasDetached) return result;
     }

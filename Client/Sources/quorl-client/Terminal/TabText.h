@@ -11,7 +11,7 @@ namespace quorl::client {
 
 // The text of a terminal tab that a host reads again and again. It sends the lines that came since the last
 // look, and the whole text where it finds no lines that both share: a program has painted something anew.
-// Such a repeat is told from news by how much of the last lines it holds. Queue: one at a time. Ownership: a
+// A repeat is recognised by how much of the last lines it holds. Queue: one at a time. Ownership: a
 // value.
 class TabText {
  public:

@@ -18,6 +18,14 @@ constexpr std::string_view startAfresh =
     "c";
 constexpr std::string_view enterAlternateScreen = "\x1b[?1049h";
 
+// Of a history that is longer than this, what begins with a whole line.
+ByteView lastLines(ByteView history, std::size_t most) {
+  if (history.size() <= most) return history;
+  const ByteView last = history.last(most);
+  const auto lineEnd = std::ranges::find(last, std::uint8_t{'\n'});
+  return last.subspan(lineEnd == last.end() ? 0 : static_cast<std::size_t>(lineEnd - last.begin()) + 1);
+}
+
 }  // namespace
 
 TerminalFanOut::TerminalFanOut(const UUID& agentID, SerialQueue queue, Terminal terminal)
@@ -61,7 +69,7 @@ void TerminalFanOut::present(Watcher& watcher, StreamOutputSink& sink) {
     watcher.modes = TerminalPreamble::with(Before::live, view.modes);
   } else {
     add(isCatchingUp ? view.modes : TerminalPreamble::with(Before::history, view.modes));
-    add(view.scrollback);
+    add(isCatchingUp ? lastLines(view.scrollback, watcher.backlog->drained()) : ByteView(view.scrollback));
   }
   if (!bytes.empty()) send(watcher, sink, shareBytes(std::move(bytes)));
   if (view.isAlternateScreen) terminal_.repaint();

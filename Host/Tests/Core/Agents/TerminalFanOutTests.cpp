@@ -167,6 +167,29 @@ TEST_F(FanOutTest, showsAClientThatHasDrainedTheScreenAfreshAndThenEverything) {
             "cthe last lines\r\nand on");
 }
 
+TEST_F(FanOutTest, showsAClientOnASlowLinkTheLastLinesOnly) {
+  const auto link = std::make_shared<std::atomic<double>>(200'000);
+  auto sink = std::make_shared<SlowSink>();
+  join(sink, std::make_shared<SinkBacklog>(link));
+  for (int i = 0; i < 20; ++i) print(std::string(65'536, 'x'));
+  EXPECT_LE(sink->mostWaiting, SinkBacklog::leastLimit + 65'536);
+  screen.scrollback.clear();
+  for (int line = 0; line < 20'000; ++line) {
+    const std::string text = "line " + std::to_string(line) + "\r\n";
+    screen.scrollback.insert(screen.scrollback.end(), text.begin(), text.end());
+  }
+  sink->takeAll();
+  sink->taken.clear();
+  scheduler.runReady();
+  sink->takeAll();
+  EXPECT_LE(sink->taken.size(), SinkBacklog::leastLimit / 4 + 3);
+  EXPECT_GE(sink->taken.size(), SinkBacklog::leastLimit / 4 - 100);
+  EXPECT_TRUE(
+      sink->taken.starts_with("\x18\x1b"
+                              "cline 1"));
+  EXPECT_TRUE(sink->taken.ends_with("line 19999\r\n"));
+}
+
 TEST_F(FanOutTest, bringsAClientThatHasDrainedBackToTheAlternateScreen) {
   auto sink = std::make_shared<SlowSink>();
   join(sink, std::make_shared<SinkBacklog>());

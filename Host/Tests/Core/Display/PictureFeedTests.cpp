@@ -29,14 +29,7 @@ class PictureFeedTest : public testing::Test {
       if (whileEncoding_) whileEncoding_(request);
     };
     encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
-    PictureFeed::Surroundings surroundings;
-    surroundings.admit = [this](std::function<void()> whenOpen) -> std::optional<PictureBudget> {
-      if (hasRoom_) return PictureBudget{};
-      whenOpen_ = std::move(whenOpen);
-      return std::nullopt;
-    };
-    surroundings.request = [this] { ++requested_; };
-    feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
+    makeFeed();
     encoder_->onEncodedChunk = [this](const VideoEncoder::EncodedChunk& chunk) {
       queue_.async([weak = std::weak_ptr(feed_), coarseness = chunk.coarseness] {
         if (auto feed = weak.lock()) feed->pictureEncoded(coarseness);
@@ -59,6 +52,22 @@ class PictureFeedTest : public testing::Test {
   void requestKeyframe() {
     queue_.async([feed = feed_] { feed->requestKeyframe(); });
     scheduler_.runReady();
+  }
+  void makeFeed() {
+    PictureFeed::Surroundings surroundings;
+    surroundings.admit = [this](std::function<void()> whenOpen) -> std::optional<PictureBudget> {
+      if (hasRoom_) return PictureBudget{};
+      whenOpen_ = std::move(whenOpen);
+      return std::nullopt;
+    };
+    surroundings.request = [this] { ++requested_; };
+    feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
+  }
+  // One whose pictures come out when the test says so.
+  void useAnEncoderWithThreads() {
+    factory_.swallowsOutput = true;
+    encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
+    makeFeed();
   }
   void makeRoom() {
     hasRoom_ = true;
@@ -296,12 +305,7 @@ TEST_F(PictureFeedTest, refinesNothingWhileTheLinkIsFull) {
 }
 
 TEST_F(PictureFeedTest, givesAnEncoderWithThreadsOfItsOwnTwoPicturesAtATime) {
-  factory_.swallowsOutput = true;
-  encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
-  PictureFeed::Surroundings surroundings;
-  surroundings.admit = [](std::function<void()>) { return std::optional(PictureBudget{}); };
-  surroundings.request = [this] { ++requested_; };
-  feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
+  useAnEncoderWithThreads();
   for (int tag = 1; tag <= 5; ++tag) arrive(tag, milliseconds(16 * tag));
   EXPECT_EQ(tags(), (std::vector{1, 2}));
   queue_.async([feed = feed_] { feed->pictureEncoded({.quantizer = 20}); });
@@ -310,12 +314,7 @@ TEST_F(PictureFeedTest, givesAnEncoderWithThreadsOfItsOwnTwoPicturesAtATime) {
 }
 
 TEST_F(PictureFeedTest, goesOnAfterAPictureThatTheEncoderDrops) {
-  factory_.swallowsOutput = true;
-  encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
-  PictureFeed::Surroundings surroundings;
-  surroundings.admit = [](std::function<void()>) { return std::optional(PictureBudget{}); };
-  surroundings.request = [this] { ++requested_; };
-  feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
+  useAnEncoderWithThreads();
   for (int tag = 1; tag <= 4; ++tag) {
     arrive(tag, milliseconds(16 * tag));
     queue_.async([feed = feed_] { feed->pictureDropped(); });
