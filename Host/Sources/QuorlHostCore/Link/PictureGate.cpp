@@ -166,6 +166,7 @@ void PictureGate::arm() {
 }
 
 void PictureGate::armTimer() {
+  queue_.assertCurrent();
   std::optional<Duration> wait;
   {
     const std::lock_guard lock(mutex_);
