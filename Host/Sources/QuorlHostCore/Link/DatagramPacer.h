@@ -12,8 +12,8 @@
 namespace quorl {
 
 /// Sends one client's pictures as datagrams at the rate of its streams instead of in bursts, which the
-/// smallest buffer on the way would drop. What waits is bounded in time: while more than 33 ms wait, no further
-/// picture is to be made.
+/// smallest buffer on the way would drop. What waits is bounded in time: while more than 33 ms wait, no
+/// further picture is to be made.
 ///
 /// *Queue*: its connection's, all operations and callbacks. *Ownership*: its connection's, shared; owns the
 /// sender. *Lifetime*: the timer holds it weakly.

@@ -22,7 +22,7 @@ constexpr double growthPerSecond = 1.1;  // exponent: a factor of three
 constexpr Duration longestGrowthStep = milliseconds(100);
 // A rate that is not used proves nothing, and one that the link refuses need not be tried far beyond it.
 constexpr double leastUse = 0.5;
-constexpr double headroomAtLimit = 0.95;
+constexpr double headroomAtLimit = 1.0;
 constexpr Duration limitMemory = milliseconds(500);
 constexpr Duration useMemory = milliseconds(250);
 

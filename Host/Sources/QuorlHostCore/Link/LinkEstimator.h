@@ -13,7 +13,7 @@ namespace quorl {
 /// at what rate pictures may be encoded. Times and byte counts in, gate and rate out; it reads no clock.
 ///
 /// *Gate*: open while the bytes under way (accepted for the client and not yet acknowledged by its system)
-/// are no more than the link carries in its shortest round trip plus 33 ms. That keeps the link busy while
+/// are no more than the link carries in its shortest round trip plus 40 ms. That keeps the link busy while
 /// the next picture is made, and keeps the queue in front of everything else that short.
 ///
 /// *Delivered rate*: bytes acknowledged over at least 50 ms with a queue in front of the link. A burst that
@@ -27,7 +27,8 @@ namespace quorl {
 /// *Queue*: none of its own; a value of its owner's.
 class LinkEstimator {
  public:
-  static constexpr Duration slack = std::chrono::milliseconds(33);
+  // As long as a busy machine takes for a picture, so that the link is not idle meanwhile.
+  static constexpr Duration slack = std::chrono::milliseconds(40);
   /// Pictures of an unknown link are made for this rate, in bytes per second (5 Mbit/s).
   static constexpr double initialRate = 625'000;
 
