@@ -11,9 +11,8 @@ Duration RefinementPolicy::quiet() const {
   const auto times = [this](Duration interval) {
     return std::chrono::duration_cast<Duration>(interval * limits_.quietIntervals);
   };
-  Duration quiet = limits_.quiet;
-  if (changeInterval_ && *changeInterval_ <= limits_.longestQuiet) quiet = times(*changeInterval_);
-  return std::max({std::min(quiet, limits_.longestQuiet), limits_.quiet, times(frameInterval_)});
+  const bool isMotion = changeInterval_ && *changeInterval_ <= limits_.longestMotion;
+  return std::max({limits_.quiet, times(frameInterval_), isMotion ? times(*changeInterval_) : limits_.quiet});
 }
 
 void RefinementPolicy::asked(MonotonicTime now) {

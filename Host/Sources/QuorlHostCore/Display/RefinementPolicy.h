@@ -16,9 +16,9 @@ namespace quorl {
 class RefinementPolicy {
  public:
   struct Limits {
-    Duration quiet = std::chrono::milliseconds(60);          // after a change by itself
-    Duration longestQuiet = std::chrono::milliseconds(400);  // changes further apart are not motion
-    double quietIntervals = 1.5;                             // of motion, and of the frame rate
+    Duration quiet = std::chrono::milliseconds(60);           // after a change by itself
+    Duration longestMotion = std::chrono::milliseconds(150);  // changes further apart are not motion
+    double quietIntervals = 1.5;                              // of motion, and of the frame rate
     Duration firstGap =
         std::chrono::milliseconds(25);  // between two passes; each further one is twice as long
     int maximumGapDoublings = 4;
