@@ -44,8 +44,8 @@ class LinkEstimator {
   void pictureWanted(MonotonicTime now, double wantedRate);
 
   bool isOpen() const;
-  /// When to observe again while the gate is closed, or while a burst tells how fast the link is: an estimate
-  /// from the rate, longer and longer while nothing arrives. Nothing when there is no use.
+  /// When to observe again while the gate is closed or a burst is being measured: estimated from the rate,
+  /// longer and longer while nothing arrives. Nothing when observing would be of no use.
   std::optional<Duration> nextObservation() const;
 
   /// What all pictures of this client together may use, in bytes per second.
