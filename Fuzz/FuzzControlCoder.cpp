@@ -8,6 +8,10 @@
 
 using namespace quorl;
 
+static const quorl::ControlMessageCases& casesOf(const quorl::ControlMessage& message) {
+  return message;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto message = ControlCoder::decode(ByteView(data, size));
   const auto judgement = ControlCoder::judge(ByteView(data, size));
@@ -22,9 +26,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   QUORL_CHECK(isValidUTF8(textViewOf(*json)), "JSON is UTF-8");
   const auto again = ControlCoder::decode(*json);
   QUORL_CHECK(again == message, "a message reads back as itself");
-  QUORL_CHECK(RecordHash{}(*again) == RecordHash{}(*message), "equal messages have equal hashes");
-  const auto pretty = encodeRecord(*message, JsonStyle::prettySorted);
-  QUORL_CHECK(pretty && decodeRecord<ControlMessage>(*pretty) == *message,
+  QUORL_CHECK(RecordHash{}(casesOf(*again)) == RecordHash{}(casesOf(*message)),
+              "equal messages have equal hashes");
+  const auto pretty = encodeRecord(casesOf(*message), JsonStyle::prettySorted);
+  QUORL_CHECK(pretty && decodeRecord<ControlMessageCases>(*pretty) == casesOf(*message),
               "space and order carry no meaning");
   return 0;
 }

@@ -35,7 +35,7 @@ std::string encodedText(const ControlMessage& message) {
 }
 
 TEST(ControlMessage, has63Cases) {
-  EXPECT_EQ(std::variant_size_v<ControlMessage>, 63U);
+  EXPECT_EQ(std::variant_size_v<ControlMessageCases>, 63U);
 }
 
 TEST(ControlMessage, namesEveryCaseByItsKeyInDeclaredOrder) {
