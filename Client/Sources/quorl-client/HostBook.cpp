@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <QuorlKit/Foundation/ASCII.h>
 #include <QuorlKit/Protocol/RecordCoding.h>
 #include <fmt/format.h>
 
@@ -23,10 +24,7 @@ namespace {
 constexpr std::size_t maxFileSize = 4 << 20;
 
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
-  const auto lower = [](unsigned char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<unsigned char>(character + 32) : character;
-  };
-  return std::ranges::equal(a, b, {}, lower, lower);
+  return loweredASCII(a) == loweredASCII(b);
 }
 
 // The whole file, or the errno.

@@ -6,17 +6,12 @@
 
 #include <fmt/format.h>
 
+#include <QuorlKit/Foundation/ASCII.h>
+
 #include "../Printable.h"
 
 namespace quorl::client {
 namespace {
-
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (char& letter : result)
-    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
-  return result;
-}
 
 std::vector<std::size_t> indicesWhere(const std::vector<Named>& all,
                                       const std::function<bool(const Named&)>& fits) {
@@ -28,12 +23,12 @@ std::vector<std::size_t> indicesWhere(const std::vector<Named>& all,
 
 // The first way of naming that fits any.
 std::vector<std::size_t> meantBy(const std::vector<Named>& all, std::string_view wanted) {
-  const auto text = lowered(wanted);
+  const auto text = loweredASCII(wanted);
   const auto ways = std::to_array<std::function<bool(const Named&)>>({
-      [&](const Named& one) { return lowered(one.id.text()) == text; },
+      [&](const Named& one) { return loweredASCII(one.id.text()) == text; },
       [&](const Named& one) { return one.name == wanted; },
-      [&](const Named& one) { return lowered(one.id.text()).starts_with(text); },
-      [&](const Named& one) { return lowered(one.name).find(text) != std::string::npos; },
+      [&](const Named& one) { return loweredASCII(one.id.text()).starts_with(text); },
+      [&](const Named& one) { return loweredASCII(one.name).find(text) != std::string::npos; },
   });
   if (text.empty()) return {};
   for (const auto& way : ways)

@@ -5,6 +5,8 @@
 #include <array>
 #include <charconv>
 
+#include <QuorlKit/Foundation/ASCII.h>
+
 namespace quorl::client {
 namespace {
 
@@ -60,13 +62,6 @@ constexpr std::array modifiers{
     NamedModifier{"fn", WireModifiers::function, 63},  NamedModifier{"capslock", WireModifiers::capsLock, 57},
 };
 
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (auto& character : result)
-    if (character >= 'A' && character <= 'Z') character = static_cast<char>(character + 32);
-  return result;
-}
-
 std::optional<std::uint16_t> parseCode(std::string_view text) {
   const bool isHexadecimal = text.starts_with("0x");
   if (isHexadecimal) text.remove_prefix(2);
@@ -112,7 +107,7 @@ std::optional<KeyPress> parseKeyPress(std::string_view text) {
   KeyPress press;
   std::optional<std::uint16_t> key;
   const NamedModifier* onlyModifier = nullptr;
-  const std::string lower = lowered(text);
+  const std::string lower = loweredASCII(text);
   std::string_view rest = lower;
   for (bool more = true; more;) {
     const auto plus = rest.find('+');

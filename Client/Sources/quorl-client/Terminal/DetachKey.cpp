@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <QuorlKit/Foundation/ASCII.h>
+
 namespace quorl::client {
 namespace {
 
@@ -17,10 +19,6 @@ constexpr std::string_view pasteEnd = "\x1b[201~";
 
 // Fewer bytes of an escape sequence may be keys of their own: Escape, or Alt with a bracket.
 constexpr std::size_t unmistakable = 3;
-
-char lowered(char letter) {
-  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-}
 
 // The control character (ECMA-48, C0) and the two ways in which terminals name a key with its modifiers:
 // "CSI code ; modifiers u" and xterm's modifyOtherKeys. Control is 4 above 1; the lock keys add 64 and 128.
@@ -40,7 +38,7 @@ std::optional<char> controlLetter(std::string_view word) {
     rest = word.substr(5);
   else
     return std::nullopt;
-  const char letter = lowered(rest[0]);
+  const char letter = loweredASCII(rest[0]);
   // Control with an opening bracket is Escape, with which every function key begins.
   const bool isKnown = (letter >= 'a' && letter <= 'z') || std::string_view("@\\]^_").contains(letter);
   return isKnown ? std::optional(letter) : std::nullopt;

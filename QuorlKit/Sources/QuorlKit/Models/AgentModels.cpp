@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <QuorlKit/Foundation/ASCII.h>
 #include <QuorlKit/Foundation/TextTools.h>
 
 namespace quorl {
@@ -52,9 +53,7 @@ std::string_view label(AgentTool tool) {
 }
 
 std::optional<AgentTool> inferAgentTool(std::string_view command) {
-  std::string lower(command);
-  std::ranges::transform(lower, lower.begin(),
-                         [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  const std::string lower = loweredASCII(command);
   constexpr std::array<std::pair<std::string_view, AgentTool>, 3> namesInOrder{
       {{"opencode", AgentTool::opencode}, {"claude", AgentTool::claude}, {"codex", AgentTool::codex}}};
   for (const auto& [name, tool] : namesInOrder)
