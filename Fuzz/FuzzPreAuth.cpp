@@ -5,13 +5,13 @@
 #include <chrono>
 #include <memory>
 
-#include <QuorlHostCore/Display/InputInjector.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Services/HostStateProvider.h>
-#include <QuorlHostCore/Services/UserSessionManager.h>
+#include <QuorlHostCore/HostState/HostStateProvider.h>
+#include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
-#include <QuorlHostCore/Session/PairingState.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Trust/PairingState.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
+#include <QuorlHostCore/Users/UserSessionManager.h>
 #include <QuorlKit/Foundation/Check.h>
 #include <Support/FakePlatform.h>
 
@@ -48,7 +48,8 @@ World& world() {
   return made;
 }
 
-// A few pieces of one size, then ever longer ones: each costs more than what most inputs do with it. 0: whole.
+// A few pieces of one size, then ever longer ones: each costs more than what most inputs do with it. 0:
+// whole.
 void writeInPieces(World& host, test::FakePeer& peer, ByteView stream, std::size_t first) {
   constexpr int equalPieces = 8;
   std::size_t length = first == 0 ? stream.size() : first;

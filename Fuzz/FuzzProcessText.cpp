@@ -2,13 +2,13 @@
 #include <cstdlib>
 #include <string_view>
 
-#include <QuorlHostCore/Agents/ProcessDiscovery.h>
-#include <QuorlHostCore/Agents/ProcessParsers.h>
-#include <QuorlHostCore/Agents/ProjectPath.h>
+#include <QuorlHostCore/Agents/Discovery/ProcessDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/ProjectPath.h>
 #include <QuorlHostLinux/Agents/KittyText.h>
 #include <QuorlHostLinux/Agents/ProcText.h>
 #include <QuorlHostLinux/Agents/ScreenText.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
+#include <QuorlHostMac/Agents/ProcessParsers.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
 // Command lines, process names and what tools print about them are in the hands of whoever runs a process.

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include <QuorlHostCore/Agents/Transcript.h>
+#include <QuorlHostCore/Agents/Discovery/Transcript.h>
 #include <QuorlKit/Foundation/TextTools.h>
 #include <QuorlKit/Foundation/UTF8.h>
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include <QuorlHostCore/Agents/SnapshotDiff.h>
+#include <QuorlHostCore/Agents/Terminals/SnapshotDiff.h>
 #include <QuorlKit/Foundation/ByteView.h>
 
 // The input is two screens, parted by the first NUL.

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <string>
 
-#include <QuorlHostCore/Agents/AgentAttention.h>
-#include <QuorlHostCore/Agents/RegularExpression.h>
-#include <QuorlHostCore/Agents/TerminalText.h>
+#include <QuorlHostCore/Agents/Attention/AgentAttention.h>
+#include <QuorlHostCore/Text/RegularExpression.h>
+#include <QuorlHostCore/Text/TerminalText.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
 namespace {

@@ -14,10 +14,10 @@
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Agents/ClaudeCodeDiscovery.h>
-#include <QuorlHostCore/Agents/CodexDiscovery.h>
-#include <QuorlHostCore/Agents/ProcessDiscovery.h>
-#include <QuorlHostCore/Agents/SnapshotDiff.h>
+#include <QuorlHostCore/Agents/Discovery/ClaudeCodeDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/CodexDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/ProcessDiscovery.h>
+#include <QuorlHostCore/Agents/Terminals/SnapshotDiff.h>
 #include <QuorlHostLinux/Agents/HomeSessionFiles.h>
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 

@@ -19,8 +19,8 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Agents/PTYSession.h>
-#include <QuorlHostCore/Agents/TerminalFanOut.h>
+#include <QuorlHostCore/Agents/Terminals/PTYSession.h>
+#include <QuorlHostCore/Agents/Terminals/TerminalFanOut.h>
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
 #include <QuorlHostPosix/PosixPseudoTerminals.h>
 #include <QuorlHostPosix/PseudoTerminalSpawn.h>

@@ -8,11 +8,11 @@
 #include <xcb/xcb.h>
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
-#include <QuorlHostLinux/X11/DisplayList.h>
-#include <QuorlHostLinux/X11/FrameConverter.h>
-#include <QuorlHostLinux/X11/PicturePool.h>
-#include <QuorlHostLinux/X11/SharedImage.h>
-#include <QuorlHostLinux/X11/X11ScreenCapture.h>
+#include <QuorlHostLinux/Pictures/FrameConverter.h>
+#include <QuorlHostLinux/Pictures/PicturePool.h>
+#include <QuorlHostLinux/X11/Capture/SharedImage.h>
+#include <QuorlHostLinux/X11/Capture/X11ScreenCapture.h>
+#include <QuorlHostLinux/X11/Displays/DisplayList.h>
 
 namespace quorl {
 namespace {

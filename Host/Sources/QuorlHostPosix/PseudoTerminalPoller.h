@@ -12,8 +12,8 @@
 
 namespace quorl {
 
-/// Waits for terminals and for the ends of processes, on Linux with epoll and process descriptors
-/// (epoll(7), pidfd_open(2)). Another system has its own of this class; nothing else here knows epoll.
+/// Waits for terminals and for the ends of processes. Each system has its own source of this class: Linux
+/// with epoll and process descriptors (epoll(7), pidfd_open(2)).
 ///
 /// *Queue*: `wait` on one thread; the rest from any.
 class PseudoTerminalPoller {

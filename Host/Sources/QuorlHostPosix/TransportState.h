@@ -7,7 +7,7 @@
 
 namespace quorl {
 
-/// What the kernel knows of a TCP connection's way to its peer.
+/// What the kernel knows of a TCP connection. Each system has its own source of these functions.
 struct TransportState {
   std::size_t unacknowledged = 0;                 // bytes given to the kernel and not confirmed by the peer's
   std::chrono::microseconds shortestRoundTrip{};  // zero while none was measured

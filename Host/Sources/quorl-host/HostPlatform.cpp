@@ -1,20 +1,22 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "HostPlatform.h"
 
-#include <QuorlHostCore/Agents/TerminalGroup.h>
+#include <QuorlHostCore/Agents/Terminals/TerminalGroup.h>
 #include <QuorlHostLinux/Agents/HomeSessionFiles.h>
 #include <QuorlHostLinux/Agents/KittyTerminals.h>
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/TmuxTerminals.h>
+#include <QuorlHostLinux/Applications/DesktopFile.h>
+#include <QuorlHostLinux/Applications/DesktopWorkspace.h>
+#include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
-#include <QuorlHostLinux/System/DesktopWorkspace.h>
 #include <QuorlHostLinux/System/LinuxMachineFacts.h>
 #include <QuorlHostLinux/System/LogindSessions.h>
 #include <QuorlHostPosix/PosixFileStore.h>
 #include <QuorlHostPosix/PosixPseudoTerminals.h>
 #include <QuorlHostPosix/UserFolders.h>
 
-#include "DesktopAdapters.h"
+#include "Desktops.h"
 
 namespace quorl {
 
@@ -50,7 +52,8 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.terminals = makeTerminals(processes);
   platform_.sessionFiles = std::make_shared<HomeSessionFiles>(currentUserFolders().home);
   platform_.applicationSupportDirectory = currentUserFolders().data;
-  addDesktopAdapters(platform_);
+  platform_.compressors = makeLinuxVideoCompressors();
+  desktopFor(processEnvironment()).addTo(platform_);
 }
 
 }  // namespace quorl

@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Log/Log.h>
 
 namespace quorl {
 

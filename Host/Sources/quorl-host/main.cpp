@@ -6,8 +6,8 @@
 
 #include <fmt/format.h>
 
+#include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Runtime/HostRuntime.h>
-#include <QuorlHostCore/Runtime/Log.h>
 #include <QuorlHostLinux/System/SystemLogSink.h>
 #include <QuorlHostPosix/DescriptorLimit.h>
 #include <QuorlHostPosix/MainLoop.h>

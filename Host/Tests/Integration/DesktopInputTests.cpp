@@ -10,7 +10,7 @@
 
 #include <Integration/HostProcess.h>
 #include <Integration/RawClient.h>
-#include <QuorlHostLinux/X11/DisplayList.h>
+#include <QuorlHostLinux/X11/Displays/DisplayList.h>
 #include <QuorlKit/Protocol/InputEvents.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>

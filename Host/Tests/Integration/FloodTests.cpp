@@ -6,11 +6,11 @@
 #include <sys/socket.h>
 
 #include <Posix/LoopbackPeer.h>
-#include <QuorlHostCore/Display/InputInjector.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
+#include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
-#include <QuorlHostCore/Session/PairingState.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Trust/PairingState.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlKit/Protocol/Bytes.h>
 #include <Support/Eventually.h>
 #include <Support/FakePlatform.h>

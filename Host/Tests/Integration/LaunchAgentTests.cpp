@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <LaunchAgent.h>
-#include <QuorlHostLinux/System/DesktopEntry.h>
+#include <QuorlHostLinux/Applications/DesktopFile.h>
 #include <QuorlHostPosix/PosixFileStore.h>
 #include <Support/TemporaryFolder.h>
 
@@ -53,7 +53,7 @@ TEST(StartAtLogin, writesADesktopFileForTheAutostartFolder) {
 TEST(StartAtLogin, quotesAnyExecutablePathSoThatADesktopReadsItBack) {
   for (const std::string& path :
        {std::string("/a b/c\"d"), std::string("/x\\y/$HOME/`id`"), std::string("/ü/z")}) {
-    const auto entry = parseDesktopEntry(autostartEntry(folders, path).contents);
+    const auto entry = parseDesktopFile(autostartEntry(folders, path).contents);
     ASSERT_TRUE(entry) << path;
     EXPECT_EQ(entry->arguments, std::vector<std::string>{path});
   }

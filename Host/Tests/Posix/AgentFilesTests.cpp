@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The agents' stores on real disks, full and read-only ones too.
-#include <QuorlHostCore/Agents/AgentCatalog.h>
-#include <QuorlHostCore/Agents/HostExtrasStore.h>
+#include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
+#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 
 #include <sched.h>
 #include <sys/mount.h>

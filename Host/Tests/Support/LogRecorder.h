@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Log/Log.h>
 
 namespace quorl::test {
 

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include <QuorlHostCore/Session/StreamOutputSink.h>
+#include <QuorlHostCore/Shared/StreamOutputSink.h>
 
 namespace quorl::test {
 

@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Session/ClientStream.h>
+#include <QuorlHostCore/Shared/ClientStream.h>
 
 namespace quorl::test {
 

@@ -6,13 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Display/InputInjector.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Services/HostStateProvider.h>
-#include <QuorlHostCore/Services/UserSessionManager.h>
+#include <QuorlHostCore/HostState/HostStateProvider.h>
+#include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
-#include <QuorlHostCore/Session/PairingState.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Trust/PairingState.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
+#include <QuorlHostCore/Users/UserSessionManager.h>
 #include <Support/FakeClient.h>
 #include <Support/FakePlatform.h>
 #include <Support/LogRecorder.h>

@@ -11,7 +11,7 @@
 #include <QuorlHostCore/Display/EncodedSize.h>
 #include <QuorlHostCore/Display/PictureFeed.h>
 #include <QuorlHostCore/Display/VideoEncoder.h>
-#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Log/Log.h>
 
 namespace quorl {
 

@@ -15,7 +15,7 @@
 #include <QuorlHostCore/Display/PictureFeed.h>
 #include <QuorlHostCore/Display/TargetResolution.h>
 #include <QuorlHostCore/Ports/Platform.h>
-#include <QuorlHostCore/Session/StreamOutputSink.h>
+#include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Foundation/Geometry.h>
 #include <QuorlKit/Models/Models.h>
 

@@ -6,7 +6,7 @@
 #include <fmt/format.h>
 
 #include <QuorlHostCore/Display/RateControl.h>
-#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Log/Log.h>
 
 namespace quorl {
 

@@ -5,19 +5,19 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Agents/AgentCatalog.h>
-#include <QuorlHostCore/Agents/AgentRegistry.h>
-#include <QuorlHostCore/Agents/HostExtrasStore.h>
-#include <QuorlHostCore/Agents/TerminalBridge.h>
-#include <QuorlHostCore/Display/InputInjector.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
+#include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
+#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
+#include <QuorlHostCore/Agents/Terminals/TerminalBridge.h>
+#include <QuorlHostCore/HostState/HostStateProvider.h>
+#include <QuorlHostCore/Input/InputInjector.h>
+#include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Runtime/StreamSessionAdapter.h>
-#include <QuorlHostCore/Services/HostStateProvider.h>
-#include <QuorlHostCore/Services/UserSessionManager.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
-#include <QuorlHostCore/Session/PairingState.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Trust/PairingState.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
+#include <QuorlHostCore/Users/UserSessionManager.h>
 
 namespace quorl {
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <QuorlHostCore/Ports/Platform.h>
-#include <QuorlHostCore/Session/ClientStream.h>
+#include <QuorlHostCore/Shared/ClientStream.h>
 
 namespace quorl {
 

@@ -5,10 +5,10 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Agents/AgentRegistry.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Runtime/Log.h>
-#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
+#include <QuorlHostCore/HostState/HostStateProvider.h>
+#include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlKit/Protocol/VideoUDP.h>
 
 namespace quorl {

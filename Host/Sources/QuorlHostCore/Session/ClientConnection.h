@@ -21,8 +21,8 @@
 #include <QuorlHostCore/Session/QuestionDesk.h>
 #include <QuorlHostCore/Session/SendPath.h>
 #include <QuorlHostCore/Session/StateKey.h>
-#include <QuorlHostCore/Session/StreamOutputSink.h>
 #include <QuorlHostCore/Session/StreamTable.h>
+#include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Foundation/Date.h>
 #include <QuorlKit/Protocol/Frames.h>
 

@@ -7,10 +7,10 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Runtime/Log.h>
-#include <QuorlHostCore/Services/UserSessionManager.h>
+#include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Session/PortDecision.h>
+#include <QuorlHostCore/Users/UserSessionManager.h>
 #include <QuorlKit/WireProtocol.h>
 
 namespace quorl {

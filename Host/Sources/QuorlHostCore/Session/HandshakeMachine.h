@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-#include <QuorlHostCore/Session/PairingState.h>
+#include <QuorlHostCore/Trust/PairingState.h>
 #include <QuorlKit/Foundation/ByteView.h>
 #include <QuorlKit/Foundation/UUID.h>
 #include <QuorlKit/Protocol/ControlMessage.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Session/HostHandshakeAuthority.h>
 
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlKit/Auth/Pairing.h>
 
 namespace quorl {

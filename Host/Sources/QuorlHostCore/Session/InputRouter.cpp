@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Session/InputRouter.h>
 
-#include <QuorlHostCore/Display/InputInjector.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
+#include <QuorlHostCore/Input/InputInjector.h>
+#include <QuorlHostCore/Session/HostServices.h>
 
 namespace quorl {
 

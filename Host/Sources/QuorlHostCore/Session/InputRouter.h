@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include <QuorlHostCore/Session/HeldInput.h>
+#include <QuorlHostCore/Input/HeldInput.h>
 #include <QuorlHostCore/Session/StreamTable.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
 #include <QuorlKit/Protocol/InputEvents.h>

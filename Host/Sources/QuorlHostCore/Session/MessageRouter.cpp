@@ -7,11 +7,11 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostCore/Agents/AgentCatalog.h>
-#include <QuorlHostCore/Agents/AgentRegistry.h>
-#include <QuorlHostCore/Agents/HostExtrasStore.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
+#include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
+#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
+#include <QuorlHostCore/HostState/HostStateProvider.h>
+#include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Session/InputRouter.h>
 #include <QuorlHostCore/Session/StreamTable.h>
 
@@ -22,22 +22,14 @@ namespace {
 using Handler = void (*)(RoutedSession&, const ControlMessage&);
 using Services = std::shared_ptr<HostServices>;
 
-template <class Case, class... Cases>
-consteval std::size_t positionOf(const std::variant<Cases...>*) {
-  std::size_t position = 0;
-  static_cast<void>(((std::is_same_v<Case, Cases> || (++position, false)) || ...));
-  return position;
-}
-
 // One handler for each case of a message, by the case's position; what has no row is ignored.
 class RoutingTable {
  public:
   template <class Case, class Function>
   consteval RoutingTable& on(Function) {
-    handlers_[positionOf<Case>(static_cast<const ControlMessage*>(nullptr))] =
-        [](RoutedSession& session, const ControlMessage& message) {
-          Function{}(session, std::get<Case>(message));
-        };
+    handlers_[ControlMessage::indexOf<Case>()] = [](RoutedSession& session, const ControlMessage& message) {
+      Function{}(session, std::get<Case>(message));
+    };
     return *this;
   }
 
@@ -46,7 +38,7 @@ class RoutingTable {
   }
 
  private:
-  std::array<Handler, std::variant_size_v<ControlMessage>> handlers_{};
+  std::array<Handler, std::variant_size_v<ControlMessageCases>> handlers_{};
 };
 
 void refuseHandshake(RoutedSession& session) {

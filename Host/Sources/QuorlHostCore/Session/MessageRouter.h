@@ -6,7 +6,7 @@
 #include <memory>
 
 #include <QuorlHostCore/Session/QuestionDesk.h>
-#include <QuorlHostCore/Session/StreamOutputSink.h>
+#include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
 
 namespace quorl {

@@ -10,7 +10,7 @@
 #include <QuorlHostCore/Link/PictureGate.h>
 #include <QuorlHostCore/Ports/Network.h>
 #include <QuorlHostCore/Session/HeldFrames.h>
-#include <QuorlHostCore/Session/StreamOutputSink.h>
+#include <QuorlHostCore/Shared/StreamOutputSink.h>
 
 namespace quorl {
 

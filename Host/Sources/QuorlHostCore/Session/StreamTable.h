@@ -6,7 +6,7 @@
 #include <map>
 #include <memory>
 
-#include <QuorlHostCore/Session/ClientStream.h>
+#include <QuorlHostCore/Shared/ClientStream.h>
 
 namespace quorl {
 

@@ -5,13 +5,13 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 
+#include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
 #include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/SystemError.h>
 
@@ -103,11 +103,6 @@ bool collect(Descriptor& output, Descriptor& error, int process, ToolResult& res
   return true;
 }
 
-// By number: this system call's declaration in glibc 2.36 lacks C linkage.
-int openProcess(pid_t pid) {
-  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-}
-
 ToolResult failure(int number) {
   return {
       .end = ToolEnd::notStarted, .exitStatus = -1, .output = {}, .error = systemError(number).description};
@@ -126,7 +121,7 @@ ToolResult runBoundedTool(const std::vector<std::string>& arguments, std::chrono
   error.writeEnd.reset();
 
   ToolResult result;
-  const Descriptor process(openProcess(pid));
+  const Descriptor process = openProcess(pid);
   const bool inTime = collect(output.readEnd, error.readEnd, process.get(), result, Clock::now() + limit);
   if (!inTime) kill(pid, SIGKILL);
   int status = 0;

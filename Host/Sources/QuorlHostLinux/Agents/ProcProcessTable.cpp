@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +18,7 @@
 #include <fmt/format.h>
 
 #include <QuorlHostLinux/Agents/ProcText.h>
+#include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
 #include <QuorlHostPosix/Descriptor.h>
 
 namespace quorl {
@@ -173,19 +173,18 @@ bool ProcProcessTable::exists(const ProcessIdentity& process) {
   return isSameProcess(process);
 }
 
-// The descriptor holds on to the process that has the number now; only then is it worth asking which one that
-// is (pidfd_open(2), pidfd_send_signal(2)).
+// The descriptor comes first: only then does it help to ask which process has the number.
 void ProcProcessTable::send(ProcessSignal signal, const ProcessIdentity& process) {
   // 0 and below would mean whole groups of processes.
   if (process.pid < 1) return;
   const int number = signal == ProcessSignal::interrupt ? SIGINT : SIGTERM;
-  const Descriptor held(static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0)));
+  const Descriptor held = openProcess(process.pid);
   const bool isOldKernel = !held.isOpen() && errno == ENOSYS;
   if ((!held.isOpen() && !isOldKernel) || !isSameProcess(process)) return;
   if (isOldKernel) {
     kill(process.pid, number);
   } else {
-    syscall(SYS_pidfd_send_signal, held.get(), number, nullptr, 0);
+    signalProcess(held, number);
   }
 }
 

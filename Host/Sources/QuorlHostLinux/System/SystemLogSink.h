@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Log/Log.h>
 
 namespace quorl {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/AgentAttention.h>
+#include <QuorlHostCore/Agents/Attention/AgentAttention.h>
 
 #include <gtest/gtest.h>
 

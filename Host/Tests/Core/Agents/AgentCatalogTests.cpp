@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/AgentCatalog.h>
+#include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/AgentListBuilder.h>
+#include <QuorlHostCore/Agents/Registry/AgentListBuilder.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include <QuorlHostCore/Agents/StableUUID.h>
+#include <QuorlHostCore/Agents/Registry/StableUUID.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
 
 namespace quorl {

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/AgentRegistry.h>
+#include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include <QuorlHostCore/Agents/AgentCatalog.h>
-#include <QuorlHostCore/Agents/HostExtrasStore.h>
+#include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
+#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
 #include <Support/FakeFileStore.h>
 #include <Support/FakeProcessTable.h>
 #include <Support/FakePseudoTerminals.h>

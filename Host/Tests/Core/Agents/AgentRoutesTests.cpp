@@ -4,12 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Agents/AgentCatalog.h>
-#include <QuorlHostCore/Agents/AgentRegistry.h>
-#include <QuorlHostCore/Agents/HostExtrasStore.h>
+#include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
+#include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
+#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
-#include <QuorlHostCore/Runtime/HostServices.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlKit/Foundation/Check.h>
 #include <Support/FakeFileStore.h>
 #include <Support/FakeProcessTable.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/AgentStatusMachine.h>
+#include <QuorlHostCore/Agents/Attention/AgentStatusMachine.h>
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/HostExtrasStore.h>
+#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include <QuorlHostCore/Agents/ServiceURL.h>
+#include <QuorlHostCore/Agents/Stores/ServiceURL.h>
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
 #include <Support/FakeFileStore.h>
 

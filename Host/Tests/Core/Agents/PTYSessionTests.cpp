@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/PTYSession.h>
+#include <QuorlHostCore/Agents/Terminals/PTYSession.h>
 
 #include <gtest/gtest.h>
 

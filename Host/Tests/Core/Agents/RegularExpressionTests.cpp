@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/RegularExpression.h>
+#include <QuorlHostCore/Text/RegularExpression.h>
 
 #include <gtest/gtest.h>
 

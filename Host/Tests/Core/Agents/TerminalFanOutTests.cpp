@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/TerminalFanOut.h>
+#include <QuorlHostCore/Agents/Terminals/TerminalFanOut.h>
 
 #include <gtest/gtest.h>
 

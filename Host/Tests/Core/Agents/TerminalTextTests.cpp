@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/TerminalText.h>
+#include <QuorlHostCore/Text/TerminalText.h>
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-#include <QuorlHostCore/Agents/RegularExpression.h>
+#include <QuorlHostCore/Text/RegularExpression.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
 namespace quorl {

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Agents/ClaudeCodeDiscovery.h>
-#include <QuorlHostCore/Agents/CodexDiscovery.h>
-#include <QuorlHostCore/Agents/ProjectPath.h>
+#include <QuorlHostCore/Agents/Discovery/ClaudeCodeDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/CodexDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/ProjectPath.h>
 #include <Support/FakeSessionFiles.h>
 
 namespace quorl {

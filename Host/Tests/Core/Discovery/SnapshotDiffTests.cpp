@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/SnapshotDiff.h>
+#include <QuorlHostCore/Agents/Terminals/SnapshotDiff.h>
 
 #include <random>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/TerminalBridge.h>
+#include <QuorlHostCore/Agents/Terminals/TerminalBridge.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Agents/BridgedTerminalSession.h>
+#include <QuorlHostCore/Agents/Terminals/BridgedTerminalSession.h>
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
 #include <Support/FakeProcessTable.h>
 #include <Support/FakeTerminalScripting.h>

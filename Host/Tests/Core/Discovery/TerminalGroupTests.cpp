@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/TerminalGroup.h>
+#include <QuorlHostCore/Agents/Terminals/TerminalGroup.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Display/InputInjector.h>
+#include <QuorlHostCore/Input/InputInjector.h>
 
 #include <limits>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Display/TextChunks.h>
+#include <QuorlHostCore/Input/TextChunks.h>
 
 #include <string>
 #include <vector>

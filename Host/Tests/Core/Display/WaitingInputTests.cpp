@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Display/WaitingInput.h>
+#include <QuorlHostCore/Input/WaitingInput.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostCore/Runtime/HostRuntime.h>
-#include <QuorlHostCore/Runtime/HostSupportPaths.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
-#include <QuorlHostCore/Session/PairingState.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Storage/HostSupportPaths.h>
+#include <QuorlHostCore/Trust/PairingState.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
 #include <Support/FakeClient.h>
 #include <Support/FakePlatform.h>
 #include <Support/LogRecorder.h>

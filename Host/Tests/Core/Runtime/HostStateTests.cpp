@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Services/HostStateProvider.h>
+#include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <Support/FakePlatform.h>
 #include <Support/LogRecorder.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Runtime/Log.h>
+#include <QuorlHostCore/Log/Log.h>
 #include <Support/LogRecorder.h>
 
 namespace quorl::test {

@@ -8,7 +8,7 @@
 
 #include <QuorlHostCore/Session/ClientConnection.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
-#include <QuorlHostCore/Session/PairingState.h>
+#include <QuorlHostCore/Trust/PairingState.h>
 #include <QuorlKit/Auth/Pairing.h>
 #include <QuorlKit/Protocol/InputEvents.h>
 

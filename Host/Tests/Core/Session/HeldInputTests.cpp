@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Session/HeldInput.h>
+#include <QuorlHostCore/Input/HeldInput.h>
 
 namespace quorl::test {
 namespace {

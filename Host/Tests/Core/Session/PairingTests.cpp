@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
-#include <QuorlHostCore/Session/PairingLimiter.h>
-#include <QuorlHostCore/Session/PairingState.h>
+#include <QuorlHostCore/Trust/PairingLimiter.h>
+#include <QuorlHostCore/Trust/PairingState.h>
 #include <QuorlKit/Auth/Pairing.h>
 #include <Support/FakeRandom.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Runtime/HostSupportPaths.h>
-#include <QuorlHostCore/Session/TrustStore.h>
+#include <QuorlHostCore/Storage/HostSupportPaths.h>
+#include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlKit/Auth/Pairing.h>
 #include <QuorlKit/Foundation/Base64.h>
 #include <Support/FakePlatform.h>

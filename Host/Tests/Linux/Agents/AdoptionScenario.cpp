@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Agents/BridgedTerminalSession.h>
-#include <QuorlHostCore/Agents/ProcessDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/ProcessDiscovery.h>
+#include <QuorlHostCore/Agents/Terminals/BridgedTerminalSession.h>
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <Support/Eventually.h>

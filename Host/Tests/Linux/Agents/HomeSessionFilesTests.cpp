@@ -13,8 +13,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QuorlHostCore/Agents/ClaudeCodeDiscovery.h>
-#include <QuorlHostCore/Agents/CodexDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/ClaudeCodeDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/CodexDiscovery.h>
 #include <Support/TemporaryFolder.h>
 
 namespace quorl {

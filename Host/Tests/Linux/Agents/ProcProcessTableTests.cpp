@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <Linux/Agents/TerminalChild.h>
-#include <QuorlHostCore/Agents/ProcessDiscovery.h>
+#include <QuorlHostCore/Agents/Discovery/ProcessDiscovery.h>
 #include <QuorlHostLinux/Agents/ProcText.h>
 #include <QuorlKit/Foundation/UTF8.h>
 #include <Support/Eventually.h>

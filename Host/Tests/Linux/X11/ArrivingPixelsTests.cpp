@@ -6,8 +6,8 @@
 #include <stop_token>
 #include <thread>
 
-#include <QuorlHostLinux/X11/CaptureOutlet.h>
-#include <QuorlHostLinux/X11/SharedImage.h>
+#include <QuorlHostLinux/X11/Capture/CaptureOutlet.h>
+#include <QuorlHostLinux/X11/Capture/SharedImage.h>
 #include <Support/XServerFixture.h>
 
 #include "CaptureHarness.h"

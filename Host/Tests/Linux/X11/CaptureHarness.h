@@ -10,7 +10,7 @@
 #include <vector>
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
-#include <QuorlHostLinux/X11/X11ScreenCapture.h>
+#include <QuorlHostLinux/X11/Capture/X11ScreenCapture.h>
 
 namespace quorl::test {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostLinux/X11/FocusProbe.h>
+#include <QuorlHostLinux/X11/Input/FocusProbe.h>
 
 #include <gtest/gtest.h>
 #include <xcb/xcb.h>
 
-#include <QuorlHostLinux/X11/XTestPoster.h>
-#include <QuorlHostLinux/X11/XcbReply.h>
+#include <QuorlHostLinux/X11/Connection/XcbReply.h>
+#include <QuorlHostLinux/X11/Input/XTestPoster.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostLinux/X11/FrameConverter.h>
+#include <QuorlHostLinux/Pictures/FrameConverter.h>
 
 #include <array>
 #include <cstdint>

@@ -7,10 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include <QuorlHostLinux/X11/InputPlanner.h>
-#include <QuorlHostLinux/X11/KeyCodes.h>
-#include <QuorlHostLinux/X11/SpareKeys.h>
-#include <QuorlHostLinux/X11/TextKeysyms.h>
+#include <QuorlHostLinux/X11/Input/InputPlanner.h>
+#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+#include <QuorlHostLinux/X11/Input/SpareKeys.h>
+#include <QuorlHostLinux/X11/Input/TextKeysyms.h>
 
 namespace quorl {
 namespace {

@@ -13,7 +13,7 @@
 #include <xkbcommon/xkbcommon-x11.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <QuorlHostLinux/X11/XkbRequests.h>
+#include <QuorlHostLinux/X11/Connection/XkbRequests.h>
 
 namespace quorl::test {
 

@@ -10,9 +10,9 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
-#include <QuorlHostCore/Display/InputInjector.h>
-#include <QuorlHostLinux/X11/KeyCodes.h>
-#include <QuorlHostLinux/X11/XTestPoster.h>
+#include <QuorlHostCore/Input/InputInjector.h>
+#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+#include <QuorlHostLinux/X11/Input/XTestPoster.h>
 #include <Support/FakePermissions.h>
 #include <Support/XServerFixture.h>
 

@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 
-#include <QuorlHostLinux/X11/KeyCodes.h>
-#include <QuorlHostLinux/X11/X11Permissions.h>
-#include <QuorlHostLinux/X11/XTestPoster.h>
-#include <QuorlHostLinux/X11/XkbRequests.h>
+#include <QuorlHostLinux/X11/Connection/X11Permissions.h>
+#include <QuorlHostLinux/X11/Connection/XkbRequests.h>
+#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+#include <QuorlHostLinux/X11/Input/XTestPoster.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <QuorlHostLinux/X11/XTestPoster.h>
+#include <QuorlHostLinux/X11/Input/XTestPoster.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 

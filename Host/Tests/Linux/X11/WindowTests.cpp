@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <filesystem>
-#include <fstream>
-
 #include <gtest/gtest.h>
 
-#include <QuorlHostLinux/X11/ApplicationNames.h>
-#include <QuorlHostLinux/X11/DirtyRegion.h>
-#include <QuorlHostLinux/X11/DisplayList.h>
+#include <QuorlHostLinux/Pictures/DirtyRegion.h>
+#include <QuorlHostLinux/X11/Displays/DisplayList.h>
 #include <Support/Eventually.h>
-#include <Support/TemporaryFolder.h>
 #include <Support/XServerFixture.h>
 
 #include "CaptureHarness.h"
@@ -141,30 +136,6 @@ TEST(DisplayList, namesADisplayByAHashThatIsNeverZero) {
   EXPECT_EQ(displayIDOf(""), 0x811C9DC5U);
   EXPECT_EQ(displayIDOf("a"), 0xE40C292CU);  // test vectors of FNV-1a
   EXPECT_EQ(displayIDOf("foobar"), 0xBF9CF968U);
-}
-
-TEST(ApplicationNames, readsTheDesktopEntryAlone) {
-  const auto entry = parseDesktopEntry("org.example.Editor",
-                                       "[Desktop Entry]\nType=Application\nName=Editor\nName[de]=Schreiber\n"
-                                       "Exec=/usr/bin/editor %U\nStartupWMClass=Editor\n"
-                                       "[Desktop Action new]\nName=New Window\nExec=other\n");
-  EXPECT_EQ(entry.name, "Editor");
-  EXPECT_EQ(entry.program, "editor");
-  EXPECT_EQ(entry.windowClass, "Editor");
-  EXPECT_TRUE(parseDesktopEntry("link", "[Desktop Entry]\nType=Link\nName=Link\n").name.empty());
-}
-
-TEST(ApplicationNames, findsTheDesktopFileOfAWindowElseNamesItByItsClass) {
-  const TemporaryFolder folder;
-  std::ofstream(folder / "org.example.Editor.desktop")
-      << "[Desktop Entry]\nType=Application\nName=Editor\nExec=edit\nStartupWMClass=TheEditor\n";
-  std::ofstream(folder / "viewer.desktop") << "[Desktop Entry]\nType=Application\nName=Viewer\nExec=v\n";
-  ApplicationNames names({folder.path()});
-  names.refresh();
-  EXPECT_EQ(names.identify("TheEditor", 0), (ApplicationIdentity{"org.example.Editor", "Editor"}));
-  EXPECT_EQ(names.identify("Viewer", 0), (ApplicationIdentity{"viewer", "Viewer"}));
-  EXPECT_EQ(names.identify("Nobody", 0), (ApplicationIdentity{"x11.Nobody", "Nobody"}));
-  EXPECT_EQ(names.identify("", 0).bundleID, "x11.unknown");
 }
 
 TEST(DirtyRegion, coversWhatWasAddedWithFewRectangles) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Supervised sessions once for real: real shells, real terminals, real time.
-#include <QuorlHostCore/Agents/PTYSession.h>
+#include <QuorlHostCore/Agents/Terminals/PTYSession.h>
 
 #include <sys/wait.h>
 #include <unistd.h>

@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Input/InputInjector.h>
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include <QuorlHostCore/Concurrency/Timer.h>
+#include <QuorlHostCore/Input/TextChunks.h>
+#include <QuorlHostCore/Log/Log.h>
+
+namespace quorl {
+
+namespace {
+
+// Pixels of scrolling for a magnification of 1.
+constexpr double pixelsPerMagnification = 60;
+
+struct ButtonTypes {
+  MouseEventType down;
+  MouseEventType up;
+  MouseEventType dragged;
+};
+
+ButtonTypes typesOf(PointerButton button) {
+  switch (button) {
+    case PointerButton::left:
+      return {MouseEventType::leftDown, MouseEventType::leftUp, MouseEventType::leftDragged};
+    case PointerButton::right:
+      return {MouseEventType::rightDown, MouseEventType::rightUp, MouseEventType::rightDragged};
+    case PointerButton::middle:
+      return {MouseEventType::otherDown, MouseEventType::otherUp, MouseEventType::otherDragged};
+  }
+  return {MouseEventType::leftDown, MouseEventType::leftUp, MouseEventType::leftDragged};
+}
+
+std::uint64_t eventFlagsOf(WireModifiers modifiers) {
+  static constexpr std::array<std::pair<WireModifiers, std::uint64_t>, 6> table{{
+      {WireModifiers::capsLock, eventFlags::capsLock},
+      {WireModifiers::shift, eventFlags::shift},
+      {WireModifiers::control, eventFlags::control},
+      {WireModifiers::option, eventFlags::option},
+      {WireModifiers::command, eventFlags::command},
+      {WireModifiers::function, eventFlags::function},
+  }};
+  std::uint64_t flags = 0;
+  for (const auto& [modifier, flag] : table)
+    if (modifiers.contains(modifier)) flags |= flag;
+  return flags;
+}
+
+std::int32_t saturated(double value) {
+  if (!std::isfinite(value)) return 0;
+  using Limits = std::numeric_limits<std::int32_t>;
+  const double rounded = std::round(value);
+  if (rounded >= static_cast<double>(Limits::max())) return Limits::max();
+  if (rounded <= static_cast<double>(Limits::min())) return Limits::min();
+  return static_cast<std::int32_t>(rounded);
+}
+
+}  // namespace
+
+/// The fields of the injector's queue. Shared with the work on it, so that what was accepted is posted.
+class InputInjector::State : public std::enable_shared_from_this<State> {
+ public:
+  State(const Platform& platform, std::function<HostSettings()> currentSettings)
+      : queue(*platform.scheduler, "quorl.input", QueueRank::service),
+        permissions(platform.permissions),
+        source_(platform.events),
+        settings_(std::move(currentSettings)) {}
+
+  const SerialQueue queue;
+  const std::shared_ptr<Permissions> permissions;
+
+  void pointer(PointerPhase phase, MouseEvent event) {
+    queue.assertCurrent();
+    lastPointerLocation_ = event.location;
+    event.type = mouseType(phase, event.button);
+    source_->post(event);
+  }
+
+  void magnify(PointXY at, float magnification) {
+    queue.assertCurrent();
+    if (!settings_().magnifyAsCommandScroll) return;
+    const std::int32_t amount = saturated(static_cast<double>(magnification) * pixelsPerMagnification);
+    if (amount == 0) return;
+    post(ScrollEvent{.unit = ScrollUnit::pixel,
+                     .wheel1 = amount,
+                     .location = at,
+                     .flags = eventFlags::command,
+                     .isContinuous = true});
+  }
+
+  void post(const SyntheticEvent& event) {
+    queue.assertCurrent();
+    source_->post(event);
+  }
+
+  /// Runs `post` now, or after the text of the same client that waits.
+  void inOrder(InputSource from, WaitingInput::Kind kind, WaitingInput::Post post) {
+    queue.assertCurrent();
+    if (!waiting_.holdBack(from, kind, post)) post();
+  }
+
+  void insertText(TextChunks text, InputSource from) {
+    queue.assertCurrent();
+    if (!waiting_.addText(from, std::move(text)))
+      Log::app.error("a text was not typed: too much of its client's waits already");
+    if (!isScheduled_ && !pause_.isPending()) typeOn();
+  }
+
+  void drop(InputSource from) {
+    queue.assertCurrent();
+    const bool hadPiece = waiting_.hasPiece();
+    waiting_.drop(from);
+    // The others do not wait for room that the rest of this text needed.
+    if (hadPiece && !waiting_.hasPiece() && pause_.isPending()) {
+      pause_.cancel();
+      typeOn();
+    }
+  }
+
+ private:
+  // Types until the platform wants time, a piece at a time: what others sent meanwhile comes first.
+  void typeOn() {
+    queue.assertCurrent();
+    if (!waiting_.hasPiece()) {
+      const auto piece = waiting_.nextPiece();
+      if (!piece) return;
+      postText(*piece);
+    }
+    const Duration wait = source_->finishText(waiting_.following());
+    if (wait > Duration::zero()) {
+      pause_ = queue.after(wait, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) self->typeOn();
+      });
+      return;
+    }
+    for (const auto& post : waiting_.pieceTyped()) post();
+    if (waiting_.isEmpty()) return;
+    isScheduled_ = true;
+    queue.async([self = shared_from_this()] {
+      self->queue.assertCurrent();
+      self->isScheduled_ = false;
+      self->typeOn();
+    });
+  }
+
+  void postText(const std::u16string& piece) {
+    // Without text the events would be those of a key.
+    if (piece.empty()) return;
+    source_->post(KeyboardEvent{.keyCode = 0, .down = true, .unicode = piece});
+    source_->post(KeyboardEvent{.keyCode = 0, .down = false, .unicode = piece});
+  }
+
+  MouseEventType mouseType(PointerPhase phase, PointerButton button) {
+    queue.assertCurrent();
+    switch (phase) {
+      case PointerPhase::down:
+        buttonsDown_.insert(button);
+        return typesOf(button).down;
+      case PointerPhase::up:
+        buttonsDown_.erase(button);
+        return typesOf(button).up;
+      case PointerPhase::moved:
+        if (buttonsDown_.contains(button)) return typesOf(button).dragged;
+        if (!buttonsDown_.empty()) return typesOf(*buttonsDown_.begin()).dragged;
+        return MouseEventType::moved;
+      case PointerPhase::hover:
+        return MouseEventType::moved;
+    }
+    return MouseEventType::moved;
+  }
+
+  const std::shared_ptr<EventPoster> source_;
+  const std::function<HostSettings()> settings_;
+  std::set<PointerButton> buttonsDown_ QUORL_GUARDED_BY(queue);
+  PointXY lastPointerLocation_ QUORL_GUARDED_BY(queue);
+  WaitingInput waiting_ QUORL_GUARDED_BY(queue);
+  bool isScheduled_ QUORL_GUARDED_BY(queue) = false;  // `typeOn`, by itself
+  Timer pause_ QUORL_GUARDED_BY(queue);
+};
+
+InputInjector::InputInjector(const Platform& platform, std::function<HostSettings()> settings)
+    : state_(std::make_shared<State>(platform, std::move(settings))) {}
+
+InputInjector::~InputInjector() = default;
+
+template <class Event>
+void InputInjector::postInOrder(InputSource from, WaitingInput::Kind kind, Event event) {
+  state_->queue.async([state = state_, from, kind, event] {
+    state->inOrder(from, kind, [state = state.get(), event] { event(*state); });
+  });
+}
+
+const SerialQueue& InputInjector::queue() const {
+  return state_->queue;
+}
+
+void InputInjector::pointer(PointerPhase phase, PointerButton button, PointXY at, std::uint8_t clickCount,
+                            float pressure, WireModifiers modifiers, InputSource from) {
+  MouseEvent event{.location = at, .button = button, .flags = eventFlagsOf(modifiers)};
+  if (clickCount != 0) event.clickState = clickCount;
+  if (pressure > 0) event.pressure = pressure;
+  const auto kind = phase == PointerPhase::moved || phase == PointerPhase::hover
+                        ? WaitingInput::Kind::motion
+                        : WaitingInput::Kind::pointing;
+  postInOrder(from, kind, [phase, event](State& state) { state.pointer(phase, event); });
+}
+
+void InputInjector::scroll(PointXY at, float deltaX, float deltaY, bool precise, std::uint8_t momentumPhase,
+                           WireModifiers modifiers, InputSource from) {
+  ScrollEvent event{.unit = precise ? ScrollUnit::pixel : ScrollUnit::line,
+                    .wheel1 = saturated(deltaY),
+                    .wheel2 = saturated(deltaX),
+                    .location = at,
+                    .flags = eventFlagsOf(modifiers)};
+  if (precise) {
+    event.isContinuous = true;
+    event.pointDeltaAxis1 = deltaY;
+    event.pointDeltaAxis2 = deltaX;
+  }
+  if (momentumPhase != 0) event.momentumPhase = momentumPhase;
+  postInOrder(from, WaitingInput::Kind::pointing, [event](State& state) { state.post(event); });
+}
+
+void InputInjector::magnify(PointXY at, float magnification, std::uint8_t /*phase*/, InputSource from) {
+  postInOrder(from, WaitingInput::Kind::pointing,
+              [at, magnification](State& state) { state.magnify(at, magnification); });
+}
+
+void InputInjector::key(std::uint16_t keyCode, bool down, WireModifiers modifiers, InputSource from) {
+  const KeyboardEvent event{.keyCode = keyCode, .down = down, .flags = eventFlagsOf(modifiers)};
+  postInOrder(from, WaitingInput::Kind::key, [event](State& state) { state.post(event); });
+}
+
+// A long text is converted on its sender's thread, which is the only one to wait for that.
+void InputInjector::insertText(const std::string& text, InputSource from) {
+  state_->queue.async([state = state_, chunks = TextChunks(text), from]() mutable {
+    state->insertText(std::move(chunks), from);
+  });
+}
+
+void InputInjector::drop(InputSource from) {
+  state_->queue.async([state = state_, from] { state->drop(from); });
+}
+
+bool InputInjector::hasAccessibilityPermission() const {
+  return state_->permissions->mayPostInput();
+}
+
+void InputInjector::requestAccessibilityPermission() {
+  state_->permissions->requestInput();
+}
+
+}  // namespace quorl

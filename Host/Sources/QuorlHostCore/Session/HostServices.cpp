@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Session/HostServices.h>
+
+#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
+
+namespace quorl {
+
+// Accounts are not read from the platform yet, and a list must not name people it knows nothing of.
+std::vector<UserAccount> HostServices::buildUserAccounts() const {
+  return {};
+}
+
+std::vector<ServiceDescriptor> HostServices::serviceList() const {
+  return extras ? extras->serviceDescriptors() : std::vector<ServiceDescriptor>();
+}
+
+}  // namespace quorl

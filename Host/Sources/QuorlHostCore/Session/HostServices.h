@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Shared/ClientStream.h>
+#include <QuorlKit/Models/AgentModels.h>
+#include <QuorlKit/Models/UserModels.h>
+#include <QuorlKit/Protocol/ControlMessage.h>
+
+namespace quorl {
+
+class AgentCatalog;
+class AgentRegistry;
+class HostExtrasStore;
+class HostStateProvider;
+class InputInjector;
+class PairingState;
+class TrustStore;
+class UserSessionManager;
+
+/// Everything of the host that a connection can reach.
+///
+/// *Queue*: read from any thread; only the runtime writes, before anything is started.
+/// *Ownership*: shared by the runtime, the server and its connections.
+struct HostServices {
+  std::shared_ptr<TrustStore> trustStore;
+  std::shared_ptr<PairingState> pairing;
+  std::shared_ptr<HostStateProvider> stateProvider;
+  std::shared_ptr<InputInjector> injector;
+  std::shared_ptr<UserSessionManager> users;
+  std::shared_ptr<AgentRegistry> agents;  // these three absent where the platform runs no terminals
+  std::shared_ptr<AgentCatalog> catalog;
+  std::shared_ptr<HostExtrasStore> extras;
+  Platform platform;
+  ClientStreamFactory makeStream;
+  std::function<void(const ControlMessage&)> broadcast;  // to all authenticated clients; absent until wired
+
+  /// May block for as long as the platform takes.
+  std::vector<UserAccount> buildUserAccounts() const;
+  /// What clients are told of web services. Waits for the store.
+  std::vector<ServiceDescriptor> serviceList() const;
+};
+
+}  // namespace quorl

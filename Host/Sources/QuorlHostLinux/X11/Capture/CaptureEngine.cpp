@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/X11/Capture/CaptureEngine.h>
+
+#include <algorithm>
+#include <utility>
+
+#include <xcb/xcb.h>
+
+namespace quorl {
+
+namespace {
+
+/// Some programs that arrange displays turn them off on the way; one that is back by then was not removed.
+constexpr std::chrono::milliseconds returnTime{1'000};
+
+bool isSame(const CaptureFilter& a, const CaptureFilter& b) {
+  if (a.index() != b.index()) return false;
+  if (const auto* display = std::get_if<DisplayFilter>(&a)) {
+    return display->displayID == std::get<DisplayFilter>(b).displayID;
+  }
+  if (const auto* window = std::get_if<WindowFilter>(&a)) {
+    return window->windowID == std::get<WindowFilter>(b).windowID;
+  }
+  return false;
+}
+
+/// Where a display is in global points; empty for what is no display.
+PointRect placeOf(const CaptureFilter& filter, const std::vector<Monitor>& monitors) {
+  const auto* wanted = std::get_if<DisplayFilter>(&filter);
+  if (wanted == nullptr) return {};
+  for (const auto& display : displaysOf(monitors))
+    if (display.displayID == wanted->displayID) return display.bounds;
+  return {};
+}
+
+std::expected<std::unique_ptr<CaptureSource>, PortError> makeSource(X11Connection& connection,
+                                                                    const CaptureFilter& filter) {
+  if (const auto* display = std::get_if<DisplayFilter>(&filter)) {
+    return makeDisplaySource(connection, display->displayID);
+  }
+  if (const auto* window = std::get_if<WindowFilter>(&filter)) {
+    return makeWindowSource(connection, window->windowID);
+  }
+  return std::unexpected(PortError{"an application's windows cannot be captured together on this display"});
+}
+
+}  // namespace
+
+CaptureEngine::CaptureEngine(X11DisplayName displayName) {
+  loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-capture", *this);
+}
+
+// The thread ends first: it works on everything else.
+CaptureEngine::~CaptureEngine() {
+  loop_.reset();
+}
+
+void CaptureEngine::add(std::uint64_t id, const CaptureFilter& filter, const CaptureSettings& settings,
+                        std::shared_ptr<StreamCallbacks> callbacks, std::shared_ptr<PictureRequests> requests,
+                        CaptureStream::Completion completion) {
+  loop_->post([this, id, filter, settings, callbacks = std::move(callbacks), requests = std::move(requests),
+               completion = std::move(completion)]() mutable {
+    auto shown = shownFor(filter);
+    if (!shown) return callbacks->complete(std::move(completion), std::unexpected(shown.error()));
+    callbacks->complete(std::move(completion), {});
+    if (!(*shown)->place.isEmpty()) callbacks->placed((*shown)->place);
+    (*shown)->outlets.push_back(std::make_unique<CaptureOutlet>(id, settings, std::move(callbacks),
+                                                                std::move(requests), loop_->waker()));
+    selectCursor();
+  });
+}
+
+std::shared_ptr<PictureRequests> CaptureEngine::makeRequests() const {
+  return std::make_shared<PictureRequests>(loop_->waker());
+}
+
+void CaptureEngine::update(std::uint64_t id, const CaptureSettings& settings,
+                           std::shared_ptr<StreamCallbacks> callbacks, CaptureStream::Completion completion) {
+  loop_->post([this, id, settings, callbacks = std::move(callbacks),
+               completion = std::move(completion)]() mutable {
+    CaptureOutlet* outlet = find(id);
+    if (outlet == nullptr) {
+      return callbacks->complete(std::move(completion), std::unexpected(PortError{"the capture has ended"}));
+    }
+    outlet->setSettings(settings);
+    selectCursor();
+    callbacks->complete(std::move(completion), {});
+  });
+}
+
+void CaptureEngine::remove(std::uint64_t id) {
+  loop_->post([this, id] {
+    for (auto& shown : shown_) {
+      std::erase_if(shown->outlets, [id](const auto& outlet) { return outlet->id() == id; });
+    }
+    dropUnused();
+  });
+}
+
+void CaptureEngine::connected(X11Connection& connection) {
+  connection_ = &connection;
+  isCursorSelected_ = false;
+  selectMonitorEvents(connection);
+}
+
+void CaptureEngine::handle(const void* event) {
+  if (isMonitorEvent(event, *connection_)) {
+    monitorsMayHaveChanged_ = true;
+    return;
+  }
+  if (cursor_.handle(event, *connection_)) return;
+  for (auto& shown : shown_) {
+    if (auto handled = shown->source->handle(event); !handled) end(*shown, handled.error());
+  }
+  dropUnused();
+}
+
+void CaptureEngine::monitorsChanged() {
+  const auto monitors = readMonitors(*connection_);
+  for (auto& shown : shown_) {
+    if (auto kept = shown->source->monitorsChanged(monitors); !kept) {
+      if (!shown->lost) shown->lost = {kept.error(), std::chrono::steady_clock::now() + returnTime};
+      continue;
+    }
+    shown->lost.reset();
+    const PointRect place = placeOf(shown->filter, monitors);
+    if (std::exchange(shown->place, place) == place) continue;
+    for (auto& outlet : shown->outlets) outlet->callbacks().placed(place);
+  }
+}
+
+std::optional<SteadyTime> CaptureEngine::turn() {
+  if (shown_.empty()) return std::nullopt;
+  if (std::exchange(monitorsMayHaveChanged_, false)) monitorsChanged();
+  const SteadyTime now = std::chrono::steady_clock::now();
+  refreshCursor(now);
+  std::optional<SteadyTime> next;
+  for (auto& shown : shown_) {
+    if (shown->lost) {
+      if (shown->lost->end <= now) {
+        end(*shown, shown->lost->error);
+      } else if (!next || shown->lost->end < *next) {
+        next = shown->lost->end;
+      }
+      continue;
+    }
+    if (auto served = serve(*shown, now); !served) {
+      // The loop says better what happened when the server itself has gone.
+      if (connection_->isAlive()) end(*shown, served.error());
+      continue;
+    }
+    const auto wanted = nextTurn(*shown, now);
+    if (wanted && (!next || *wanted < *next)) next = wanted;
+  }
+  dropUnused();
+  return next;
+}
+
+void CaptureEngine::lost() {
+  for (auto& shown : shown_) end(*shown, {.description = "the display has gone"});
+  shown_.clear();
+  cursor_ = {};
+  connection_ = nullptr;
+}
+
+std::expected<CaptureEngine::Shown*, PortError> CaptureEngine::shownFor(const CaptureFilter& filter) {
+  const auto connection = loop_->connection();
+  if (!connection) return std::unexpected(connection.error());
+  for (auto& shown : shown_) {
+    if (isSame(shown->filter, filter)) return shown.get();
+  }
+  const auto& extensions = (*connection)->extensions();
+  if (!extensions.damage.present || !extensions.xfixes.present) {
+    return std::unexpected(PortError{"the display cannot be captured (no DAMAGE or no XFIXES)"});
+  }
+  auto source = makeSource(**connection, filter);
+  if (!source) return std::unexpected(source.error());
+  shown_.push_back(std::make_unique<Shown>(
+      Shown{filter, std::move(*source), {}, placeOf(filter, readMonitors(**connection))}));
+  return shown_.back().get();
+}
+
+CaptureOutlet* CaptureEngine::find(std::uint64_t id) {
+  for (auto& shown : shown_) {
+    for (auto& outlet : shown->outlets) {
+      if (outlet->id() == id) return outlet.get();
+    }
+  }
+  return nullptr;
+}
+
+std::expected<void, PortError> CaptureEngine::serve(Shown& shown, SteadyTime now) {
+  std::vector<CaptureOutlet*> open;
+  for (auto& outlet : shown.outlets) {
+    if (outlet->isOpen(now)) open.push_back(outlet.get());
+  }
+  if (open.empty()) return {};
+  if (shown.source->isDirty()) {
+    const DirtyRegion changed = shown.source->refresh();
+    for (auto& outlet : shown.outlets) outlet->sourceChanged(changed);
+  }
+  const PixelRect area = shown.source->area();
+  SharedImage& image = shown.source->image();
+  for (auto& outlet : shown.outlets) outlet->cursorChanged(cursor_, area);
+  const auto deliverTo = [&](bool showingCursor) {
+    for (auto* outlet : open) {
+      if (outlet->showsCursor() == showingCursor && outlet->hasPending()) outlet->deliver(image, now);
+    }
+  };
+  deliverTo(false);
+  if (std::ranges::any_of(open, [](auto* outlet) { return outlet->showsCursor() && outlet->hasPending(); })) {
+    image.awaitRows(cursor_.bounds().y + cursor_.bounds().height - area.y);
+    cursor_.putOn(image.pixels(), image.stride(), area);
+    deliverTo(true);
+    cursor_.takeOff();
+  }
+  return shown.source->finish();
+}
+
+std::optional<SteadyTime> CaptureEngine::nextTurn(const Shown& shown, SteadyTime now) const {
+  std::optional<SteadyTime> next;
+  for (const auto& outlet : shown.outlets) {
+    const bool isWaiting = outlet->hasPending() || shown.source->isDirty() ||
+                           (outlet->showsCursor() && cursor_.mayHaveChanged());
+    // One whose time has come waits for a request or a free picture, which wake the loop.
+    if (!isWaiting || outlet->nextTurn() <= now) continue;
+    if (!next || outlet->nextTurn() < *next) next = outlet->nextTurn();
+  }
+  return next;
+}
+
+void CaptureEngine::refreshCursor(SteadyTime now) {
+  if (!isCursorSelected_ || !cursor_.mayHaveChanged()) return;
+  for (auto& shown : shown_) {
+    for (auto& outlet : shown->outlets) {
+      if (!outlet->showsCursor() || !outlet->isOpen(now)) continue;
+      cursor_.refresh(*connection_);
+      return;
+    }
+  }
+}
+
+void CaptureEngine::selectCursor() {
+  const bool isWanted = std::ranges::any_of(shown_, [](const auto& shown) {
+    return std::ranges::any_of(shown->outlets, [](const auto& outlet) { return outlet->showsCursor(); });
+  });
+  if (isWanted == isCursorSelected_ || connection_ == nullptr) return;
+  isCursorSelected_ = isWanted;
+  if (isWanted) {
+    cursor_.select(*connection_);
+  } else {
+    cursor_.unselect(*connection_);
+  }
+}
+
+void CaptureEngine::end(Shown& shown, const PortError& error) {
+  for (auto& outlet : shown.outlets) outlet->callbacks().stopped(error);
+  shown.outlets.clear();
+}
+
+void CaptureEngine::dropUnused() {
+  std::erase_if(shown_, [](const auto& shown) { return shown->outlets.empty(); });
+  selectCursor();
+}
+
+}  // namespace quorl

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <QuorlHostLinux/X11/Capture/CaptureOutlet.h>
+#include <QuorlHostLinux/X11/Capture/CaptureSource.h>
+#include <QuorlHostLinux/X11/Connection/X11Loop.h>
+
+namespace quorl {
+
+/// Runs all captures of one display: waits for damage, fetches each source once, serves every stream of it.
+///
+/// *Queue*: operations from any thread; the work on the engine's own thread.
+/// *Ownership*: owns the thread with its connection, the sources, the outlets.
+/// *Lifetime*: destruction ends all captures without a word.
+class CaptureEngine final : public X11Loop::Client {
+ public:
+  explicit CaptureEngine(X11DisplayName displayName);
+  ~CaptureEngine() override;
+
+  std::uint64_t makeID() { return ++lastID_; }
+  void add(std::uint64_t id, const CaptureFilter& filter, const CaptureSettings& settings,
+           std::shared_ptr<StreamCallbacks> callbacks, std::shared_ptr<PictureRequests> requests,
+           CaptureStream::Completion completion);
+  std::shared_ptr<PictureRequests> makeRequests() const;
+  void update(std::uint64_t id, const CaptureSettings& settings, std::shared_ptr<StreamCallbacks> callbacks,
+              CaptureStream::Completion completion);
+  void remove(std::uint64_t id);
+
+  std::uint64_t wakeups() const { return loop_->wakeups(); }
+
+ private:
+  struct Shown {
+    CaptureFilter filter;
+    std::unique_ptr<CaptureSource> source;
+    std::vector<std::unique_ptr<CaptureOutlet>> outlets;
+    PointRect place{};  // of a display, as reported last
+    struct Lost {
+      PortError error;
+      SteadyTime end;  // when the capture ends of it
+    };
+    std::optional<Lost> lost{};  // a display that is not there now
+  };
+
+  void connected(X11Connection& connection) override;
+  void handle(const void* event) override;
+  std::optional<SteadyTime> turn() override;
+  void lost() override;
+
+  std::expected<Shown*, PortError> shownFor(const CaptureFilter& filter);
+  CaptureOutlet* find(std::uint64_t id);
+  std::expected<void, PortError> serve(Shown& shown, SteadyTime now);
+  std::optional<SteadyTime> nextTurn(const Shown& shown, SteadyTime now) const;
+  void refreshCursor(SteadyTime now);
+  void selectCursor();
+  void end(Shown& shown, const PortError& error);
+  void dropUnused();
+  void monitorsChanged();
+
+  std::atomic<std::uint64_t> lastID_{0};
+  // The engine's thread:
+  X11Connection* connection_ = nullptr;
+  std::vector<std::unique_ptr<Shown>> shown_;
+  CursorOverlay cursor_;
+  bool isCursorSelected_ = false;
+  bool monitorsMayHaveChanged_ = false;
+
+  std::unique_ptr<X11Loop> loop_;
+};
+
+}  // namespace quorl

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <QuorlHostLinux/Pictures/DirtyRegion.h>
+#include <QuorlHostLinux/X11/Connection/X11Connection.h>
+
+namespace quorl {
+
+/// The pointer's image and place, which no grab of the screen contains.
+///
+/// *Queue*: the connection's thread.
+class CursorOverlay {
+ public:
+  /// Notes an event that concerns the cursor; false for any other.
+  bool handle(const void* event, const X11Connection& connection);
+
+  /// Asks the server to tell of new cursor images and of the pointer's motions, or to stop it.
+  void select(X11Connection& connection);
+  void unselect(X11Connection& connection);
+
+  bool mayHaveChanged() const { return isMoved_ || isNewImage_; }
+  /// Asks the server for what may have changed. Waits for it.
+  void refresh(X11Connection& connection);
+
+  /// Where the image lies on the root; empty when nothing of it can be seen.
+  PixelRect bounds() const { return bounds_; }
+  /// Rises with every visible change.
+  std::uint64_t generation() const { return generation_; }
+
+  /// Draws the image into the pixels of `area` of the root (blue, green, red, unused), keeping what was there
+  /// for `takeOff`.
+  void putOn(std::uint8_t* pixels, std::size_t stride, const PixelRect& area);
+  void takeOff();
+
+ private:
+  void refreshImage(X11Connection& connection);
+  void refreshPlace(X11Connection& connection);
+
+  bool isMoved_ = true;
+  bool isNewImage_ = true;
+  std::uint64_t generation_ = 1;
+  int x_ = 0;  // the pointer, on the root
+  int y_ = 0;
+  int hotX_ = 0;
+  int hotY_ = 0;
+  PixelSize imageSize_;
+  std::vector<std::uint32_t> image_;  // premultiplied ARGB
+  PixelRect bounds_;
+
+  std::vector<std::uint32_t> kept_;
+  PixelRect keptRect_;  // in the pixels given to putOn
+  std::uint8_t* keptPixels_ = nullptr;
+  std::size_t keptStride_ = 0;
+};
+
+/// `over` is premultiplied ARGB; `under` is opaque, and so is the result.
+std::uint32_t blendOver(std::uint32_t over, std::uint32_t under);
+
+}  // namespace quorl

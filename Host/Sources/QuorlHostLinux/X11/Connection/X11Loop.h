@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <QuorlHostLinux/X11/Connection/X11Connection.h>
+
+namespace quorl {
+
+using SteadyTime = std::chrono::steady_clock::time_point;
+
+/// Wakes a thread that waits on its descriptor.
+///
+/// *Queue*: any thread.
+class Waker {
+ public:
+  Waker();
+  ~Waker();
+  Waker(const Waker&) = delete;
+  Waker& operator=(const Waker&) = delete;
+  void wake() const;
+  void drain() const;
+  int descriptor() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+/// A thread with a connection: waits for tasks, for the server's events and for one deadline, and sleeps
+/// otherwise.
+///
+/// *Queue*: `post` from any thread; everything else, and every call to the client, on the loop's thread.
+/// *Ownership*: owns the thread and the connection.
+/// *Lifetime*: destruction waits for the piece of work that is running; tasks still pending are destroyed
+/// without running. The client outlives the loop.
+class X11Loop {
+ public:
+  class Client {
+   public:
+    virtual ~Client() = default;
+    virtual void connected(X11Connection& connection) = 0;
+    /// An event of the server; `event` points to an xcb_generic_event_t.
+    virtual void handle(const void* event) = 0;
+    /// Comes after every batch of events and tasks; says when to come again without any.
+    virtual std::optional<SteadyTime> turn() = 0;
+    /// The server has gone, or the loop ends. The connection is destroyed afterwards.
+    virtual void lost() = 0;
+  };
+  using Task = std::move_only_function<void()>;
+
+  X11Loop(X11DisplayName displayName, const std::string& threadName, Client& client);
+  ~X11Loop();
+  X11Loop(const X11Loop&) = delete;
+  X11Loop& operator=(const X11Loop&) = delete;
+
+  void post(Task task);
+  std::shared_ptr<Waker> waker() const { return waker_; }
+
+  /// Connects if there is no connection.
+  std::expected<X11Connection*, PortError> connection();
+
+  /// How often the thread has woken up, for tests of idleness.
+  std::uint64_t wakeups() const { return wakeups_; }
+
+ private:
+  void run();
+  void runTasks();
+  void handleEvents();
+  void dropIfDead();
+  void wait(std::optional<SteadyTime> deadline);
+
+  X11DisplayName displayName_;
+  Client& client_;
+  std::shared_ptr<Waker> waker_ = std::make_shared<Waker>();
+  std::atomic<bool> ending_{false};
+  std::atomic<std::uint64_t> wakeups_{0};
+
+  std::mutex mutex_;
+  std::vector<Task> tasks_;  // guarded by mutex_
+
+  std::unique_ptr<X11Connection> connection_;  // loop's thread
+  std::thread thread_;
+};
+
+}  // namespace quorl

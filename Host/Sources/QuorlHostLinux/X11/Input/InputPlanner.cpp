@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostLinux/X11/Input/InputPlanner.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+
+namespace quorl {
+
+namespace {
+
+struct Modifier {
+  std::uint64_t flag;
+  std::uint16_t left;
+  std::uint16_t right;
+
+  bool has(std::uint16_t code) const { return code == left || code == right; }
+};
+
+constexpr std::array modifiers{
+    Modifier{eventFlags::shift, keyCode::shift, keyCode::rightShift},
+    Modifier{eventFlags::control, keyCode::control, keyCode::rightControl},
+    Modifier{eventFlags::option, keyCode::option, keyCode::rightOption},
+    Modifier{eventFlags::command, keyCode::command, keyCode::rightCommand},
+};
+
+// Buttons of the X protocol's core pointer; 4 to 7 are the wheel, by convention.
+constexpr std::uint16_t leftButton = 1;
+constexpr std::uint16_t middleButton = 2;
+constexpr std::uint16_t rightButton = 3;
+constexpr std::uint16_t wheelUp = 4;
+constexpr std::uint16_t wheelDown = 5;
+constexpr std::uint16_t wheelLeft = 6;
+constexpr std::uint16_t wheelRight = 7;
+
+InputAction button(std::uint16_t number, bool down) {
+  return {.kind = InputAction::Kind::button, .down = down, .code = number};
+}
+InputAction key(std::uint16_t code, bool down) {
+  return {.kind = InputAction::Kind::key, .down = down, .code = code};
+}
+InputAction capsLock(bool on) {
+  return {.kind = InputAction::Kind::capsLock, .down = on};
+}
+
+enum class Change : std::uint8_t { none, down, up, drag };
+
+struct ButtonChange {
+  Change change;
+  std::uint16_t button;
+};
+
+ButtonChange changeOf(MouseEventType type) {
+  switch (type) {
+    case MouseEventType::leftDown:
+      return {Change::down, leftButton};
+    case MouseEventType::leftUp:
+      return {Change::up, leftButton};
+    case MouseEventType::rightDown:
+      return {Change::down, rightButton};
+    case MouseEventType::rightUp:
+      return {Change::up, rightButton};
+    case MouseEventType::otherDown:
+      return {Change::down, middleButton};
+    case MouseEventType::otherUp:
+      return {Change::up, middleButton};
+    case MouseEventType::leftDragged:
+    case MouseEventType::rightDragged:
+    case MouseEventType::otherDragged:
+      return {Change::drag, 0};
+    case MouseEventType::moved:
+      break;
+  }
+  return {Change::none, 0};
+}
+
+int coordinate(double value) {
+  // Coordinates of the X protocol have 16 bits.
+  return static_cast<int>(std::floor(std::clamp(value, -32'768.0, 32'767.0)));
+}
+
+std::uint64_t modifierFlagOf(std::uint16_t code) {
+  const auto found =
+      std::ranges::find_if(modifiers, [code](const auto& modifier) { return modifier.has(code); });
+  return found == modifiers.end() ? 0 : found->flag;
+}
+
+}  // namespace
+
+std::vector<InputAction> InputPlanner::plan(const MouseEvent& event) {
+  Actions actions;
+  move(actions, event.location);
+  const auto [change, number] = changeOf(event.type);
+  switch (change) {
+    case Change::down:
+      syncModifiers(actions, event.flags, Pressing::allowed);
+      if (buttons_.insert(number).second) actions.push_back(button(number, true));
+      break;
+    case Change::up:
+      if (buttons_.erase(number) != 0) actions.push_back(button(number, false));
+      syncModifiers(actions, event.flags, Pressing::forbidden);
+      break;
+    case Change::drag:
+      syncModifiers(actions, event.flags, buttons_.empty() ? Pressing::forbidden : Pressing::allowed);
+      break;
+    case Change::none:
+      syncModifiers(actions, event.flags, Pressing::forbidden);
+      break;
+  }
+  letGoWhenIdle(actions);
+  return actions;
+}
+
+int InputPlanner::stepsOf(const ScrollEvent& event, bool isVertical) {
+  const auto whole = isVertical ? event.wheel1 : event.wheel2.value_or(0);
+  if (event.unit == ScrollUnit::line) return boundedSteps(whole);
+  // One wheel in pixels is how a pinch is told.
+  if (!event.wheel2) return isVertical ? zoom_.add(whole) : 0;
+  const auto exact = isVertical ? event.pointDeltaAxis1 : event.pointDeltaAxis2;
+  return (isVertical ? vertical_ : horizontal_).add(exact.value_or(whole));
+}
+
+std::vector<InputAction> InputPlanner::plan(const ScrollEvent& event) {
+  Actions actions;
+  move(actions, event.location);
+  const int up = stepsOf(event, true);
+  const int left = stepsOf(event, false);
+  std::uint64_t flags = event.flags;
+  if ((flags & eventFlags::command) != 0) {
+    // What the Mac zooms with the command key, programs here zoom with control.
+    flags = (flags & ~eventFlags::command) | eventFlags::control;
+  }
+  const bool hasSteps = up != 0 || left != 0;
+  syncModifiers(actions, flags, hasSteps ? Pressing::allowed : Pressing::forbidden);
+  const auto turn = [&](int steps, std::uint16_t positive, std::uint16_t negative) {
+    const std::uint16_t number = steps > 0 ? positive : negative;
+    for (int i = 0; i < std::abs(steps); ++i) {
+      actions.push_back(button(number, true));
+      actions.push_back(button(number, false));
+    }
+  };
+  turn(up, wheelUp, wheelDown);
+  turn(left, wheelLeft, wheelRight);
+  letGoWhenIdle(actions);
+  return actions;
+}
+
+std::vector<InputAction> InputPlanner::plan(const KeyboardEvent& event) {
+  Actions actions;
+  if (event.keyCode == keyCode::capsLock) {
+    planCapsLockKey(actions, event);
+    return actions;
+  }
+  if (const auto flag = modifierFlagOf(event.keyCode); flag != 0) {
+    planModifierKey(actions, event, flag);
+    return actions;
+  }
+  if (event.down) {
+    syncCapsLock(actions, event.flags);
+    syncModifiers(actions, event.flags, Pressing::allowed);
+    // Repeats come from the client: each of them is one more press.
+    if (!keys_.insert(event.keyCode).second) actions.push_back(key(event.keyCode, false));
+    actions.push_back(key(event.keyCode, true));
+    return actions;
+  }
+  if (keys_.erase(event.keyCode) != 0) actions.push_back(key(event.keyCode, false));
+  syncModifiers(actions, event.flags, Pressing::forbidden);
+  letGoWhenIdle(actions);
+  return actions;
+}
+
+void InputPlanner::planModifierKey(Actions& actions, const KeyboardEvent& event, std::uint64_t flag) {
+  syncModifiers(actions, event.flags, Pressing::forbidden, flag);
+  if (event.down) {
+    const bool wasPressed = flagKeys_.erase(event.keyCode) != 0;
+    if (ownKeys_.insert(event.keyCode).second && !wasPressed) actions.push_back(key(event.keyCode, true));
+    return;
+  }
+  if (ownKeys_.erase(event.keyCode) != 0) actions.push_back(key(event.keyCode, false));
+  const bool isOtherHeld =
+      std::ranges::any_of(ownKeys_, [flag](auto code) { return modifierFlagOf(code) == flag; });
+  if (!isOtherHeld) releaseModifiers(actions, flag);
+  letGoWhenIdle(actions);
+}
+
+void InputPlanner::planCapsLockKey(Actions& actions, const KeyboardEvent& event) {
+  if (!event.down && keys_.erase(event.keyCode) != 0) {
+    actions.push_back(key(event.keyCode, false));
+    return;
+  }
+  // A client that sends the lock's state in its flags has the lock follow that state, with the release as
+  // well as with the press. For a client that does not, the key is a key.
+  if ((event.flags & eventFlags::capsLock) != 0 || isCapsLockOn_) {
+    syncCapsLock(actions, event.flags);
+  } else if (event.down && keys_.insert(event.keyCode).second) {
+    actions.push_back(key(event.keyCode, true));
+  }
+}
+
+std::vector<InputAction> InputPlanner::releaseAll() {
+  Actions actions;
+  for (const auto number : buttons_) actions.push_back(button(number, false));
+  for (const auto code : keys_) actions.push_back(key(code, false));
+  buttons_.clear();
+  keys_.clear();
+  for (const auto& modifier : modifiers) releaseModifiers(actions, modifier.flag);
+  syncCapsLock(actions, 0);
+  vertical_.reset();
+  horizontal_.reset();
+  zoom_.reset();
+  return actions;
+}
+
+std::vector<std::uint16_t> InputPlanner::heldModifierKeys() const {
+  std::vector<std::uint16_t> held(ownKeys_.begin(), ownKeys_.end());
+  held.insert(held.end(), flagKeys_.begin(), flagKeys_.end());
+  return held;
+}
+
+void InputPlanner::move(Actions& actions, PointXY location) const {
+  if (!std::isfinite(location.x) || !std::isfinite(location.y)) return;
+  actions.push_back(
+      {.kind = InputAction::Kind::motion, .x = coordinate(location.x), .y = coordinate(location.y)});
+}
+
+void InputPlanner::syncModifiers(Actions& actions, std::uint64_t flags, Pressing pressing,
+                                 std::uint64_t except) {
+  for (const auto& modifier : modifiers) {
+    if (modifier.flag == except) continue;
+    if ((flags & modifier.flag) == 0) {
+      releaseModifiers(actions, modifier.flag);
+      continue;
+    }
+    const bool isHeld =
+        std::ranges::any_of(heldModifierKeys(), [&](auto code) { return modifier.has(code); });
+    if (isHeld || pressing == Pressing::forbidden) continue;
+    flagKeys_.insert(modifier.left);
+    actions.push_back(key(modifier.left, true));
+  }
+}
+
+void InputPlanner::releaseModifiers(Actions& actions, std::uint64_t flag) {
+  for (auto* keys : {&ownKeys_, &flagKeys_}) {
+    std::erase_if(*keys, [&](auto code) {
+      if (modifierFlagOf(code) != flag) return false;
+      actions.push_back(key(code, false));
+      return true;
+    });
+  }
+}
+
+void InputPlanner::letGoWhenIdle(Actions& actions) {
+  if (!keys_.empty() || !buttons_.empty()) return;
+  for (const auto code : flagKeys_) actions.push_back(key(code, false));
+  flagKeys_.clear();
+}
+
+void InputPlanner::syncCapsLock(Actions& actions, std::uint64_t flags) {
+  const bool isWanted = (flags & eventFlags::capsLock) != 0;
+  if (isWanted == isCapsLockOn_) return;
+  isCapsLockOn_ = isWanted;
+  actions.push_back(capsLock(isWanted));
+}
+
+}  // namespace quorl

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string_view>
+
+#include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostPosix/UserFolders.h>
+
+namespace quorl {
+
+/// A display system that the host can show and drive.
+struct Desktop {
+  std::string_view name;
+  bool (*serves)(const Environment&);  // whether the session that this environment belongs to runs it
+  void (*addTo)(Platform&);            // fills in `permissions`, `screen` and `events`
+};
+
+/// The first desktop of the table that serves the session. The last one serves any: it has no screen.
+const Desktop& desktopFor(const Environment& environment);
+
+/// The table's last row: an empty display list, no permission, and input that goes nowhere.
+void addNoDesktop(Platform& platform);
+
+}  // namespace quorl

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <gtest/gtest.h>
+
+#include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
+
+#include "Desktops.h"
+
+namespace quorl {
+namespace {
+
+Environment with(std::optional<std::string> display) {
+  return [display = std::move(display)](const char* name) {
+    return std::string_view(name) == "DISPLAY" ? display : std::nullopt;
+  };
+}
+
+TEST(Desktops, X11ServesASessionThatNamesAServer) {
+  EXPECT_EQ(desktopFor(with(":0")).name, "X11");
+}
+
+TEST(Desktops, aSessionWithoutAServerHasNoScreen) {
+  EXPECT_EQ(desktopFor(with(std::nullopt)).name, "none");
+  EXPECT_EQ(desktopFor(with("")).name, "none");
+}
+
+TEST(Desktops, withoutAScreenNothingIsPermitted) {
+  SimulatedScheduler scheduler;
+  Platform platform;
+  platform.scheduler = &scheduler;
+  addNoDesktop(platform);
+  EXPECT_FALSE(platform.permissions->mayCaptureScreen());
+  EXPECT_FALSE(platform.permissions->mayPostInput());
+  EXPECT_FALSE(platform.screen->geometry(DisplayFilter{}));
+}
+
+}  // namespace
+}  // namespace quorl
