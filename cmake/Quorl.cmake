@@ -95,6 +95,9 @@ function(quorl_add_test name)
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
 
+# The tests that need no adapter: label and target for runs under the sanitizers.
+add_custom_target(core_and_kit_tests)
+
 # quorl_test(NAME SOURCES... [LIBS...] [LABELS...] [TIMEOUT s] [SERIAL])
 #   A GoogleTest program run as one ctest entry. SERIAL: never beside another test
 #   (it owns something of the machine, such as the one mDNS daemon).
@@ -102,6 +105,10 @@ function(quorl_test name)
   cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   quorl_executable(${name} SOURCES ${ARG_SOURCES} LIBS GTest::gmock GTest::gtest_main ${ARG_LIBS})
   quorl_add_test(${name} COMMAND ${name} TIMEOUT ${ARG_TIMEOUT})
+  if(CMAKE_CURRENT_SOURCE_DIR MATCHES "/(QuorlKit/Tests|Host/Tests/(Core|Mac))")
+    list(APPEND ARG_LABELS core_and_kit)
+    add_dependencies(core_and_kit_tests ${name})
+  endif()
   set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}")
   if(ARG_SERIAL)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)

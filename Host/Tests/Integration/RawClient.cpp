@@ -18,11 +18,17 @@ void RawClient::sendHello(std::optional<Bytes> proof, std::uint32_t version) {
 }
 
 std::optional<ControlMessage> RawClient::nextMessage() {
+  const auto frame = nextFrame(FrameType::control);
+  if (!frame) return std::nullopt;
+  return ControlCoder::decode(frame->payload).value();
+}
+
+std::optional<Frame> RawClient::nextFrame(FrameType type) {
   for (;;) {
     while (!frames_.empty()) {
-      const Frame frame = std::move(frames_.front());
+      Frame frame = std::move(frames_.front());
       frames_.pop_front();
-      if (frame.type == FrameType::control) return ControlCoder::decode(frame.payload).value();
+      if (frame.type == type) return frame;
     }
     const Bytes bytes = peer_.read(1);
     if (bytes.empty()) return std::nullopt;

@@ -32,6 +32,9 @@ class RawClient {
     return std::nullopt;
   }
 
+  /// The next frame of this type; others before it are dropped. Absent when the stream ends or nothing comes.
+  std::optional<Frame> nextFrame(FrameType type);
+
   /// Says hello and pairs; gives the token.
   std::optional<Bytes> pair(const std::string& pin);
   /// Says hello twice and proves the token.
