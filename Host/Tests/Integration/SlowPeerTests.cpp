@@ -47,7 +47,7 @@ class SlowPeerTest : public ::testing::Test {
     StartStream request;
     request.streamID = 1;
     request.target = streamTarget::Unified{};
-    request.config.codec = VideoCodec::h264;
+    request.config = {.maxDimension = 640, .maxFPS = 60, .codec = VideoCodec::h264, .quality = 0.8};
     client.send(message::StartStream{request});
     EXPECT_TRUE(client.next<message::StreamStarted>());
   }

@@ -52,15 +52,15 @@ TEST_F(SmokeTest, aStreamAnAgentAndTwoClientsEndInOrder) {
   StartStream request;
   request.streamID = 1;
   request.target = streamTarget::Unified{};
-  request.config.codec = VideoCodec::h264;
+  request.config = {.maxDimension = 640, .maxFPS = 60, .codec = VideoCodec::h264, .quality = 0.8};
   viewer.send(message::StartStream{request});
   ASSERT_TRUE(viewer.next<message::StreamStarted>());
 
-  typist.send(message::AgentCommand{agentCommand::Spawn{
-      {.displayName = "agent",
-       .command = "echo ready; while read word; do echo \"<$word>\"; done",
-       .workingDirectory = "~",
-       .env = {}}}});
+  typist.send(message::AgentCommand{
+      agentCommand::Spawn{{.displayName = "agent",
+                           .command = "echo ready; while read word; do echo \"<$word>\"; done",
+                           .workingDirectory = "~",
+                           .env = {}}}});
   std::optional<UUID> agent;
   while (!agent) {
     const auto list = typist.next<message::AgentList>();

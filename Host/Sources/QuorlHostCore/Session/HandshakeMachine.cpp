@@ -45,9 +45,9 @@ HandshakeMachine::Actions HandshakeMachine::receive(const ControlMessage& messag
 HandshakeMachine::Actions HandshakeMachine::receiveHello(const Hello& hello) {
   Actions actions;
   // Of a stranger's name no more than a line takes.
-  actions.push_back(
-      LogEvent{fmt::format("hello: device={:.200} clientProto=v{} hostProto=v{} authProof={}", hello.device.name,
-                           hello.protocolVersion, WireProtocol::version, hello.authProof.has_value())});
+  actions.push_back(LogEvent{fmt::format("hello: device={:.200} clientProto=v{} hostProto=v{} authProof={}",
+                                         hello.device.name, hello.protocolVersion, WireProtocol::version,
+                                         hello.authProof.has_value())});
   if (hello.protocolVersion != WireProtocol::version) {
     actions.push_back(
         LogEvent{fmt::format("REJECT: protocol mismatch (client v{} != host v{}) — client needs a rebuild",

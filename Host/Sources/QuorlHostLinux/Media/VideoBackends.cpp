@@ -14,8 +14,9 @@ bool always() {
   return true;
 }
 
-// What clients ask for is 60 pictures a second; at 30 that leaves half of the machine to the programs that draw
-// them. Where HEVC takes longer, H.264 serves a person better: a fifth of the time for at most a third more bits.
+// What clients ask for is 60 pictures a second; at 30 that leaves half of the machine to the programs that
+// draw them. Where HEVC takes longer, H.264 serves a person better: a fifth of the time for at most a third
+// more bits.
 constexpr std::chrono::microseconds sixtiethOfASecond{16'667};
 
 }  // namespace
