@@ -1,12 +1,13 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
-# Helpers shared by every folder: warning levels, sanitizers, precompiled headers, tests.
+# Functions for every folder: warnings, sanitizers, precompiled headers, tests.
 
 add_library(quorl_options INTERFACE)
 target_compile_options(quorl_options INTERFACE
   -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Werror
-  # Nothing of ours is ever replaced at load time; without this word GCC inlines no function that is not static.
+  # No function of ours is replaced at load time. Without this flag, GCC does not inline functions with external linkage
+  # that are not declared inline, because of -fPIC.
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-semantic-interposition>
-  # The last four see faults in inlined library code that are not there (GCC 12).
+  # The last four warnings are false positives in inlined library code (GCC 12).
   $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wsuggest-override -Wno-missing-field-initializers -Wno-array-bounds -Wno-stringop-overread -Wno-stringop-overflow -Wno-maybe-uninitialized>
   $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Winconsistent-missing-override -Wthread-safety -Wno-missing-field-initializers -Wno-missing-designated-field-initializers>)
 if(QUORL_SANITIZE)
@@ -20,8 +21,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_link_options(quorl_options INTERFACE -fuse-ld=lld)
 endif()
 
-# One precompiled header for every library and one for every program: the two are compiled as different kinds of
-# position-independent code. A target whose macros change what the header says needs its own (OWN_PRELUDE).
+# One precompiled header for all libraries and one for all programs, because the two are compiled as different kinds
+# of position-independent code. A target whose macros change the header's meaning needs its own (OWN_PRELUDE).
 file(WRITE ${CMAKE_BINARY_DIR}/prelude/Empty.cpp "")
 file(WRITE ${CMAKE_BINARY_DIR}/prelude/Main.cpp "int main() {}\n")
 find_package(fmt REQUIRED)
@@ -33,7 +34,7 @@ foreach(prelude quorl_prelude quorl_program_prelude)
 endforeach()
 
 # quorl_library(NAME SOURCES... [PUBLIC libs...] [PRIVATE libs...] [OWN_PRELUDE])
-#   A static library with the house's warnings and the shared precompiled header.
+#   A static library with the project's warnings and the shared precompiled header.
 function(quorl_library name)
   cmake_parse_arguments(ARG "OWN_PRELUDE" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
@@ -73,8 +74,9 @@ function(quorl_executable name)
   target_precompile_headers(${name} REUSE_FROM quorl_program_prelude)
 endfunction()
 
-# quorl_add_test(NAME COMMAND... [TIMEOUT s]): a ctest entry, with what the sanitizers should know. Their files
-# name faults of libraries that are not ours, each with its reason. With them a test takes several times as long.
+# quorl_add_test(NAME COMMAND... [TIMEOUT s])
+#   A ctest entry with the options and suppressions of the sanitizers. Under a sanitizer the time limit is five times
+#   as long.
 function(quorl_add_test name)
   cmake_parse_arguments(ARG "" "TIMEOUT" "COMMAND" ${ARGN})
   add_test(NAME ${name} COMMAND ${ARG_COMMAND})
@@ -99,8 +101,8 @@ endfunction()
 add_custom_target(core_and_kit_tests)
 
 # quorl_test(NAME SOURCES... [LIBS...] [LABELS...] [TIMEOUT s] [SERIAL])
-#   A GoogleTest program run as one ctest entry. SERIAL: never beside another test
-#   (it owns something of the machine, such as the one mDNS daemon).
+#   A GoogleTest program as one ctest entry. SERIAL: never at the same time as another test (it uses something
+#   unique on the machine, such as the mDNS daemon).
 function(quorl_test name)
   cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   quorl_executable(${name} SOURCES ${ARG_SOURCES} LIBS GTest::gmock GTest::gtest_main ${ARG_LIBS})
@@ -115,7 +117,7 @@ function(quorl_test name)
   endif()
 endfunction()
 
-# quorl_fuzzer(NAME SOURCES... [LIBS...]): a libFuzzer program; seeds stand in Fuzz/seeds/NAME.
+# quorl_fuzzer(NAME SOURCES... [LIBS...]): a libFuzzer program; its seeds are in Fuzz/seeds/NAME.
 function(quorl_fuzzer name)
   if(NOT QUORL_FUZZ)
     return()
