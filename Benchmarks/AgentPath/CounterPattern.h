@@ -8,17 +8,16 @@
 
 namespace quorl::bench {
 
-/// Lines of 15 hexadecimal digits that count up, so that a byte which is missing, doubled or in the wrong
-/// place is noticed.
+/// Lines of 15 hexadecimal digits that count up, so that a missing, repeated or misplaced byte is detected.
 class CounterPattern {
  public:
   static constexpr std::size_t lineSize = 16;
 
   CounterPattern();
 
-  /// The next bytes; a multiple of the line's size.
+  /// Writes the next bytes; their number is a multiple of the line size.
   void fill(std::span<char> bytes);
-  /// Whether these are the next bytes, however the pattern is cut.
+  /// Whether these are the next bytes; the pattern may be cut anywhere.
   bool matches(std::span<const std::uint8_t> bytes);
   std::uint64_t position() const { return position_; }
 
@@ -29,9 +28,10 @@ class CounterPattern {
   std::uint64_t position_ = 0;
 };
 
-/// Writes so many bytes of the pattern to standard output; the exit status.
+/// Writes `size` bytes of the pattern to standard output; returns the exit status.
 int generate(std::uint64_t size);
-/// Writes lines until SIGINT comes, notes when it came (steady clock, nanoseconds) in the file and ends.
+/// Writes lines until SIGINT arrives, then writes its time (steady clock, nanoseconds) to the file; returns
+/// the exit status.
 int generateUntilInterrupted(const char* path);
 
 }  // namespace quorl::bench

@@ -16,7 +16,7 @@ namespace quorl::bench {
 HostSide::HostSide(std::string hostProgram, std::string clientProgram)
     : clientProgram_(std::move(clientProgram)) {
   std::string pattern = (std::filesystem::temp_directory_path() / "bench-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot create a temporary folder");
   folder_ = pattern;
   host_ = std::make_unique<Program>(
       std::vector<std::string>{std::move(hostProgram), "--pin", pin_},
@@ -40,10 +40,10 @@ std::vector<std::string> HostSide::clientEnvironment() const {
   return {"XDG_CONFIG_HOME=" + folder_ + "/config", "HOME=" + folder_, "TERM=xterm-256color"};
 }
 
-// Standard output; empty when the command failed.
+// Runs the client and returns its standard output; empty if the command failed.
 std::string HostSide::output(const std::vector<std::string>& words) const {
   int ends[2];
-  if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
+  if (::pipe(ends) != 0) throw std::runtime_error("cannot create a pipe");
   const pid_t pid = ::fork();
   if (pid == 0) {
     ::dup2(ends[1], STDOUT_FILENO);
@@ -74,7 +74,7 @@ std::string HostSide::output(const std::vector<std::string>& words) const {
 
 std::string HostSide::spawn(const std::string& command) const {
   const auto text = output({"spawn", "--", command});
-  if (text.size() < 36) throw std::runtime_error("the host does not start " + command);
+  if (text.size() < 36) throw std::runtime_error("the host did not start " + command);
   return text.substr(0, 36);
 }
 

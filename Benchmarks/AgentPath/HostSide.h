@@ -10,7 +10,7 @@
 
 namespace quorl::bench {
 
-/// A real host with a home folder of its own, and the real client, paired with it.
+/// A real host with its own home folder, and the real client, paired with it.
 class HostSide {
  public:
   HostSide(std::string hostProgram, std::string clientProgram);
@@ -23,10 +23,10 @@ class HostSide {
   const std::string& folder() const { return folder_; }
   const std::string& clientProgram() const { return clientProgram_; }
   std::vector<std::string> clientEnvironment() const;
-  /// Starts a command on the host and gives its identity.
+  /// Starts a command on the host and returns the identity of the agent.
   std::string spawn(const std::string& command) const;
 
-  /// Of the host's process, in megabytes.
+  /// Memory of the host's process, in megabytes.
   double residentMegabytes() const { return memory("VmRSS:"); }
   double peakMegabytes() const { return memory("VmHWM:"); }
   void resetPeak() const;

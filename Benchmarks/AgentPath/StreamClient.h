@@ -9,15 +9,15 @@
 
 namespace quorl::bench {
 
-/// A client that watches one agent with the real client's session, without a terminal of its own.
+/// A client that watches one agent with the real client's session, without a terminal.
 class StreamClient {
  public:
   StreamClient(std::uint16_t port, const std::string& pin, const std::string& agent);
 
   void type(std::string_view keys);
-  /// The next piece of the agent's output, of any size; empty at the limit.
+  /// The next piece of the agent's output, of any size; empty at the time limit.
   ByteView read(std::chrono::milliseconds limit);
-  /// Drops output until the text was there.
+  /// Discards output up to and including the piece with the text; false if it does not come.
   bool readUntil(std::string_view text);
 
  private:

@@ -25,7 +25,7 @@ TerminalPeer::TerminalPeer(const std::vector<std::string>& arguments,
   termios raw{};
   ::cfmakeraw(&raw);
   pid_ = ::forkpty(&master_, nullptr, modes == Modes::raw ? &raw : nullptr, &size);
-  if (pid_ < 0) throw std::runtime_error("no terminal");
+  if (pid_ < 0) throw std::runtime_error("cannot create a terminal");
   if (pid_ == 0) {
     for (const auto& entry : environment) {
       const auto equals = entry.find('=');
@@ -48,7 +48,7 @@ TerminalPeer::~TerminalPeer() {
 
 void TerminalPeer::type(std::string_view keys) {
   if (::write(master_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
-    throw std::runtime_error("the terminal takes no keys");
+    throw std::runtime_error("cannot write to the terminal");
 }
 
 std::span<const std::uint8_t> TerminalPeer::read(std::chrono::milliseconds limit) {

@@ -13,7 +13,7 @@ namespace quorl::bench {
 
 using Clock = std::chrono::steady_clock;
 
-/// A program on a terminal of the harness, which reads it as fast as it can. Killed by destruction.
+/// A program on a pseudo-terminal that the benchmark reads as fast as it can. Destruction kills the program.
 class TerminalPeer {
  public:
   enum class Modes : std::uint8_t { ordinary, raw };
@@ -25,13 +25,13 @@ class TerminalPeer {
   ~TerminalPeer();
 
   void type(std::string_view keys);
-  /// What is there within the limit; empty at the limit and at the end.
+  /// The next output within the time limit; empty at the limit and at the end.
   std::span<const std::uint8_t> read(std::chrono::milliseconds limit);
   bool hasEnded() const { return hasEnded_; }
-  /// Reads until the text was there; what stands behind it in the same read is given, `isFound` tells.
+  /// Reads until the text appears and returns what follows it in the same read; `isFound` reports success.
   std::span<const std::uint8_t> readUntil(std::string_view text, bool& isFound,
                                           std::chrono::seconds limit = std::chrono::seconds(20));
-  /// Reads and forgets until nothing came for so long.
+  /// Reads and discards output until there is none for the duration.
   void drain(std::chrono::milliseconds quiet);
 
  private:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What an agent's terminal costs on its way through a real host, TCP and the real client, beside the same
-// program on a terminal of the harness's own, and beside ssh and tmux where they are there:
+// The cost of an agent's terminal through a real host, TCP and the real client, compared with the same
+// program on a terminal of the benchmark, and with ssh and tmux if they are available:
 //   agent_path_bench HOST CLIENT [--megabytes N] [--rounds N] [--only keys|flood|interrupt|memory]
-// ssh is measured where the environment tells how to reach a server: QUORL_BENCH_SSH="ssh -p 2022 localhost".
+// ssh is measured if the environment says how to reach a server: QUORL_BENCH_SSH="ssh -p 2022 localhost".
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -63,10 +63,10 @@ std::vector<std::string> wordsOf(const std::string& text) {
   return words;
 }
 
-// The ways to a command's terminal.
+// One way to reach a command's terminal.
 struct Road {
   std::string name;
-  bool isTransparent = true;  // every byte comes, as it is
+  bool isTransparent = true;  // delivers every byte unchanged
   std::function<std::unique_ptr<TerminalPeer>(const std::string& command)> open;
 };
 
@@ -87,7 +87,7 @@ class TmuxFolder {
 
 std::vector<Road> roads(const HostSide& host, const TmuxFolder& tmux) {
   std::vector<Road> result;
-  result.push_back({"terminal of its own", true, [](const std::string& command) {
+  result.push_back({"direct terminal", true, [](const std::string& command) {
                       return std::make_unique<TerminalPeer>(
                           std::vector<std::string>{"/bin/sh", "-c", command}, std::vector<std::string>{},
                           Modes::ordinary);
@@ -116,7 +116,7 @@ std::vector<Road> roads(const HostSide& host, const TmuxFolder& tmux) {
   return result;
 }
 
-// From a key to its echo by a program in raw mode.
+// Time from a key to its echo by a program in raw mode.
 void measureKeys(const std::vector<Road>& ways) {
   constexpr int presses = 500;
   fmt::print("key to echo, {} presses, milliseconds: median / 95th percentile\n", presses);
@@ -137,7 +137,7 @@ void measureKeys(const std::vector<Road>& ways) {
       peer->drain(8ms);
     }
     fmt::print("  {:<22} {:.2f} / {:.2f}{}\n", road.name, median(times), quantile(times, 0.95),
-               times.size() == presses ? "" : "  NOT ALL CAME");
+               times.size() == presses ? "" : "  SOME ARE MISSING");
   }
 }
 
@@ -147,7 +147,7 @@ std::string floodCommand(const Options& options) {
       options.self, options.floodSize());
 }
 
-// Megabytes a second; 0 when a byte was missing or wrong.
+// Megabytes a second; 0 if a byte is missing or wrong.
 template <class Read>
 double takeFlood(std::uint64_t size, Read read) {
   CounterPattern pattern;
@@ -163,11 +163,11 @@ double takeFlood(std::uint64_t size, Read read) {
 }
 
 struct FloodResult {
-  double speed = 0;  // megabytes a second until the end was seen; 0: it was not
+  double speed = 0;  // megabytes a second until the end was seen; 0 if it was not
   bool isComplete = false;
 };
 
-// A terminal that does not keep up is shown the end and not all before it.
+// A terminal that cannot keep up is shown the end but not everything before it.
 FloodResult floodOver(const Options& options, const Road& road) {
   const auto peer = road.open(floodCommand(options));
   bool isReady = false;
@@ -202,7 +202,7 @@ double floodToSubscriber(const Options& options, const HostSide& host) {
 }
 
 void measureFlood(const Options& options, const HostSide& host, const std::vector<Road>& ways) {
-  fmt::print("flood of {} MB, every byte checked, {} rounds, MB/s (0: something was missing)\n",
+  fmt::print("flood of {} MB, every byte checked, {} rounds, MB/s (0: bytes were missing)\n",
              options.megabytes, options.rounds);
   std::vector<double> bare;
   std::vector<double> subscribed;
@@ -212,10 +212,10 @@ void measureFlood(const Options& options, const HostSide& host, const std::vecto
     bare.push_back(own.isComplete ? own.speed : 0);
     subscribed.push_back(floodToSubscriber(options, host));
     ratios.push_back(subscribed.back() / bare.back());
-    fmt::print("  round {}: bare loop {:.0f}, host, TCP and a subscribed client {:.0f}: {:.2f}\n", round + 1,
+    fmt::print("  round {}: plain loop {:.0f}, host, TCP and a subscribed client {:.0f}: {:.2f}\n", round + 1,
                bare.back(), subscribed.back(), ratios.back());
   }
-  fmt::print("  median: bare loop {:.0f}, subscribed {:.0f}, ratio {:.2f}\n", median(bare),
+  fmt::print("  median: plain loop {:.0f}, subscribed {:.0f}, ratio {:.2f}\n", median(bare),
              median(subscribed), median(ratios));
   for (std::size_t index = 1; index < ways.size(); ++index) {
     std::vector<double> speeds;
@@ -225,7 +225,7 @@ void measureFlood(const Options& options, const HostSide& host, const std::vecto
       speeds.push_back(result.speed);
       complete += result.isComplete ? 1 : 0;
     }
-    fmt::print("  {:<22} {:.0f} until the end was shown; all shown in {} of {} rounds\n", ways[index].name,
+    fmt::print("  {:<22} {:.0f} until the end was shown; complete in {} of {} rounds\n", ways[index].name,
                median(speeds), complete, options.rounds);
   }
 }
@@ -252,7 +252,7 @@ void measureInterrupt(const Options& options, const HostSide& host, const Road& 
     quiet.push_back(secondsBetween(begin, last) * 1e3);
   }
   fmt::print(
-      "Ctrl-C in a flood, {}: {} times, milliseconds: the program has it after {:.1f} (worst {:.1f}), the "
+      "Ctrl-C in a flood, {}: {} times, milliseconds: reaches the program after {:.1f} (worst {:.1f}), the "
       "screen is quiet after {:.1f} (worst {:.1f})\n",
       road.name, interrupts, median(acted), quantile(acted, 1), median(quiet), quantile(quiet, 1));
 }
@@ -267,8 +267,9 @@ void measureMemory(const Options& options, const HostSide& host) {
   reader.type("g");
   const double speed = takeFlood(options.floodSize(), [&] { return reader.read(10s); });
   fmt::print(
-      "flood of {} MB with a client that does not read: the other gets {} ({:.0f} MB/s); the host's memory "
-      "from {:.1f} to {:.1f} MB at most\n",
+      "flood of {} MB with a client that does not read: the other receives {} ({:.0f} MB/s); the host's "
+      "memory "
+      "grows from {:.1f} to {:.1f} MB at most\n",
       options.megabytes, speed > 0 ? "every byte" : "NOT EVERYTHING", speed, before, host.peakMegabytes());
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One look at the machine: at 500 processes on a terminal, and at 2,000 session files of 50 MB each.
+// One scan of the machine: 500 processes on a terminal, and 2,000 session files of 50 MB each for each of two
+// tools.
 #include <pty.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -30,7 +31,7 @@ constexpr int processCount = 500;
 constexpr int sessionCount = 2000;
 constexpr std::uintmax_t sessionSize = 50'000'000;
 
-/// A home with as many session files of either tool, sparse but for the line that counts.
+/// A home folder with the session files of both tools, sparse except for the line that matters.
 class Home {
  public:
   Home() {
@@ -125,7 +126,7 @@ void refreshWithoutChange(benchmark::State& state) {
 }
 BENCHMARK(refreshWithoutChange)->Unit(benchmark::kMillisecond);
 
-// The worst that a screen can do: lines that nearly repeat.
+// The worst case of a screen: lines that nearly repeat.
 void compareScreens(benchmark::State& state) {
   std::string line(200, 'a');
   std::string previous;

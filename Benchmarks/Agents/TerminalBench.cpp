@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What supervising a terminal costs, beside a loop that only reads one, in the same process and turn by turn:
+// The cost of supervising a terminal compared with a loop that only reads one, in the same process and in
+// turn, then the cost of idle sessions:
 //   terminal_bench [MEGABYTES]
-// Then what sessions cost that nobody types into.
 #include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -80,7 +80,7 @@ double bareLoop(const std::string& command) {
   return megabytesPerSecond(total, begin);
 }
 
-// Takes every frame and lets go of it at once.
+// Counts and discards every frame.
 class CountingSink final : public StreamOutputSink {
  public:
   void sendControl(ControlMessage) override {}
@@ -166,7 +166,7 @@ void measureFlood(PoolScheduler& pool, PosixPseudoTerminals& terminals, int mega
     ratios.push_back(last.speed / bare.back());
   }
   fmt::print(
-      "flood of {} MB: bare loop {:.1f} MB/s, supervised {:.1f} MB/s, median ratio {:.2f}, {} bytes a "
+      "flood of {} MB: plain loop {:.1f} MB/s, supervised {:.1f} MB/s, median ratio {:.2f}, {} bytes per "
       "frame\n",
       megabytes, median(bare), median(ours), median(ratios),
       last.bytes / std::max<std::size_t>(last.frames, 1));

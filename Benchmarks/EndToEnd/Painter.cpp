@@ -17,7 +17,7 @@ namespace {
 
 constexpr int pictureCount = 4;
 
-// Smooth shapes with fine grain on top, as a photograph has.
+// Smooth shapes with fine grain, like a photograph.
 std::vector<std::uint32_t> photograph(int width, int height, unsigned seed) {
   std::mt19937 random(seed);
   std::uniform_real_distribution<double> uniform(0.5, 3.0);
@@ -152,7 +152,7 @@ std::vector<Probe> Painter::preparePicture() {
   for (int place = 0; place < columns * rowCount; ++place) {
     const int x = 40 + place % columns * (width() - 80) / (columns - 1);
     const int y = 40 + place / columns * (height() - 80) / (rowCount - 1);
-    // The pointer may stand there.
+    // The pointer may be there.
     if (std::abs(x - width() / 2) < 30 && std::abs(y - height() / 2) < 30) continue;
     const std::uint32_t pixel =
         impl_->pictures[index][static_cast<std::size_t>(y) * static_cast<std::size_t>(width()) +

@@ -10,7 +10,7 @@
 
 namespace quorl::bench {
 
-/// Draws on a full-screen window that no window manager touches, and tells what a viewer must then see.
+/// Draws on a full-screen window without a window manager and returns the probes that a viewer must then see.
 class Painter {
  public:
   explicit Painter(const std::string& display);
@@ -21,14 +21,14 @@ class Painter {
   int width() const;
   int height() const;
 
-  /// What each draw will show; arm a viewer with it before `commit` sends the request.
+  /// The probes that each draw will show; arm a viewer with them before `commit` sends the request.
   std::vector<Probe> prepareBlock(int side);
   std::vector<Probe> prepareFlat();
   std::vector<Probe> preparePicture();
-  /// Sends the prepared request; the time just before.
+  /// Sends the prepared request and returns the time just before.
   Clock::time_point commit();
 
-  /// One picture of a full-screen animation.
+  /// Draws one picture of a full-screen animation.
   void animate(int step);
 
  private:

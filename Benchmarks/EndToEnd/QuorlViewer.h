@@ -11,8 +11,8 @@
 
 namespace quorl::bench {
 
-/// A client of our own protocol: pairs with the PIN and watches the main display over TCP.
-/// Nothing when the host does not answer or does not let it in; says why on standard error.
+/// A client of the host's protocol: pairs with the PIN and watches the main display over TCP. Null if the
+/// host does not answer or refuses; the reason is printed on standard error.
 std::unique_ptr<Viewer> connectQuorlViewer(std::string name, std::uint16_t port, const std::string& pin,
                                            VideoCodec codec = VideoCodec::h264);
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// From a change on an X display to its decoded pixel in a client, over loopback TCP, for this host and for
+// Time from a change on an X display to its decoded pixel in a client, over loopback TCP, for this host and
 // two VNC servers in turn, in one run. Prints medians, 95th percentiles and the ratio to the better peer.
 //   usage: end_to_end_bench PATH_OF_quorl_host [rounds] [draws per round] [--alone] [--awake]
-//   --alone: without the peers, for a quick look at a change
-//   --awake: no processor sleeps between draws
+//   --alone: without the peers, for a quick check
+//   --awake: keeps the processors awake between draws
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -45,7 +45,7 @@ const std::vector<Row> rows = {
     {"picture full screen", [](Painter& painter) { return painter.preparePicture(); }},
 };
 
-// Milliseconds of every draw; a draw that was not seen in time counts as the deadline.
+// Milliseconds for each draw; a draw that was not seen in time counts as the deadline.
 using Samples = std::vector<double>;
 
 constexpr auto deadline = 1000ms;
@@ -57,8 +57,8 @@ double percentile(Samples samples, double share) {
   return samples[index];
 }
 
-// How far a picture is from what was drawn, mean of the channels: the first one that shows it, and a while
-// later.
+// Difference of a picture from what was drawn, as the mean over the channels: the first picture that shows
+// it, and the picture shown a while later.
 struct Sharpness {
   Samples first;
   Samples later;
@@ -78,7 +78,7 @@ void measureRow(Painter& painter, Viewer& viewer, const Row& row, int draws, Sam
     if (const auto error = viewer.error()) sharpness.first.push_back(*error);
     std::this_thread::sleep_until(begin + sharpAfter);
     if (const auto error = viewer.error()) sharpness.later.push_back(*error);
-    // A pause that is not a multiple of anybody's polling interval.
+    // A pause that is not a multiple of any contender's polling interval.
     std::this_thread::sleep_for(std::chrono::microseconds(90'000 + 1'371 * (draw % 17)));
   }
 }
@@ -105,9 +105,9 @@ Animation measureAnimation(Painter& painter, Viewer& viewer, const Program& serv
           static_cast<double>(viewer.bytes() - bytesBefore) / seconds / 1e6};
 }
 
-// CPU share of the server while nothing changes on the screen, and pictures sent meanwhile.
+// CPU share of the server and pictures sent while the screen does not change.
 void measureIdle(Viewer& viewer, const Program& server) {
-  std::this_thread::sleep_for(2s);  // refinement and start-up have passed
+  std::this_thread::sleep_for(2s);  // let refinement and start-up finish
   const auto pictures = viewer.pictures();
   const double cpu = server.cpuSeconds();
   std::this_thread::sleep_for(10s);
@@ -199,7 +199,7 @@ int main(int argc, char** argv) {
       const auto hevc = connectQuorlViewer("HEVC", port, "123456", quorl::VideoCodec::hevc);
       if (!hevc) return 1;
       for (const auto& row : rows) measureRow(painter, *hevc, row, 3, warmUp, unused);
-      // A machine that is too slow for HEVC gives H.264.
+      // The host sends H.264 if this machine is too slow for HEVC.
       animations["asked for HEVC, given " + hevc->format()] = measureAnimation(painter, *hevc, *server);
     }
   }
@@ -227,7 +227,7 @@ int main(int argc, char** argv) {
   fmt::print("60 Hz full-screen animation\n");
   for (const auto& [name, animation] : animations) {
     fmt::print("  {:12} {:.1f} pictures/s", name, animation.picturesPerSecond);
-    // What a peer leaves to a process of nobody's is not known.
+    // Unknown for a peer that works in a process it has detached from.
     if (animation.cpuShare > 0) fmt::print(", {:.0f} % of a core", animation.cpuShare * 100);
     if (animation.megabytesPerSecond > 0) fmt::print(", {:.2f} MB/s", animation.megabytesPerSecond);
     fmt::print("\n");

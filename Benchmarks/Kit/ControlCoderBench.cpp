@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Whole messages, bytes to value and back, against a general JSON library that only makes or writes a tree.
+// Whole messages, bytes to value and back, compared with a general JSON library that only builds or writes a
+// tree.
 #include <string>
 
 #include <benchmark/benchmark.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The deframer against a bare copy of the same bytes, and its cost per byte when fed in small pieces.
+// The deframer compared with a plain copy of the same bytes, and its cost per byte when fed in small pieces.
 #include <algorithm>
 #include <cstring>
 
@@ -17,7 +17,7 @@ Bytes streamOf(std::size_t payloadSize) {
   return Frame{FrameType::video, Bytes(payloadSize, 0x5A)}.encoded();
 }
 
-// What any splitter must do at the least: one fresh buffer and one copy.
+// The minimum for any deframer: one fresh buffer and one copy.
 void copyOneMebibyte(benchmark::State& state) {
   const Bytes stream = streamOf(mebibyte);
   for (auto _ : state) {
@@ -41,7 +41,7 @@ void memcpyOneMebibyteIntoABufferInUse(benchmark::State& state) {
 }
 BENCHMARK(memcpyOneMebibyteIntoABufferInUse);
 
-// Argument: how many bytes a call brings.
+// Argument: the number of bytes per call.
 void deframeOneMebibyte(benchmark::State& state) {
   const Bytes stream = streamOf(mebibyte);
   const auto step = static_cast<std::size_t>(state.range(0));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The payloads that come many times a second.
+// The payloads that occur many times a second.
 #include <benchmark/benchmark.h>
 
 #include <QuorlKit/Foundation/Base64.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One picture of 1920x1080 through each software encoder: wall time, and the processor's as a counter.
+// One picture of 1920x1080 through each software encoder: wall time, with processor time as a counter.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -29,14 +29,14 @@ double processorSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-// The last of its codec, also where it is too slow to be given to anybody.
+// The last backend of the codec, even if it is too slow to be used here.
 const VideoBackend& software(VideoCodec codec) {
   const auto backends = videoBackends();
   return *std::find_if(backends.rbegin(), backends.rend(),
                        [codec](const VideoBackend& backend) { return backend.codec == codec; });
 }
 
-// What one picture changes; empty for everything.
+// The rectangles that one picture changes; empty for the whole picture.
 using Change = std::function<std::vector<PixelRect>(SyntheticScreen&)>;
 
 void encodePictures(benchmark::State& state, VideoCodec codec, const Change& change, PictureContent content) {
@@ -100,7 +100,7 @@ QUORL_ENCODE(scrolling, scrolling, changed);
 QUORL_ENCODE(redrawing, redrawing, changed);
 QUORL_ENCODE(repeating, nothing, repeated);
 
-// What decides whether an encoder is quick enough for a moving screen, and what the decision costs once.
+// The measurement that decides whether an encoder is fast enough for a moving screen, and its own cost.
 void measurePace(benchmark::State& state, VideoCodec codec) {
   std::optional<std::chrono::microseconds> time;
   for (auto _ : state) {

@@ -34,12 +34,12 @@ int openDevice(const NetworkSpace& space) {
     if (descriptor < 0 || ioctl(descriptor, TUNSETIFF, &request) != 0)
       throw std::runtime_error("cannot make a TUN device");
   });
-  // The queue holds a whole window, so that the line itself loses nothing.
+  // The queue holds a whole TCP window, so that the line itself loses nothing.
   space.command("ip link set tun0 txqueuelen 20000 up");
   return descriptor;
 }
 
-// One way of the line.
+// One direction of the line.
 class Way {
  public:
   Way(int from, int to) : from_(from), to_(to), buffer_(65'536) {}
@@ -92,7 +92,7 @@ DelayLine::~DelayLine() {
 }
 
 void DelayLine::carry() {
-  // A busy machine must not make the wire longer.
+  // A busy machine must not add to the delay.
   const sched_param first{.sched_priority = 20};
   sched_setscheduler(0, SCHED_FIFO, &first);
   Way there(left_, right_);

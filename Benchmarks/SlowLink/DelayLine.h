@@ -9,11 +9,11 @@
 
 namespace quorl::bench {
 
-/// A wire of a given length: what enters a TUN device of one namespace leaves that of another after the
-/// delay, both ways, in order and complete. The ends of a connection see it as the network.
+/// A wire with a delay: packets that enter the TUN device of one namespace leave that of the other after the
+/// delay, in both directions, in order and without loss. To the ends of a connection it is the network.
 class DelayLine {
  public:
-  /// The devices are named `tun0` and are up.
+  /// Creates a device `tun0` in each namespace and brings it up.
   DelayLine(const NetworkSpace& left, const NetworkSpace& right, std::chrono::microseconds delay);
   DelayLine(const DelayLine&) = delete;
   DelayLine& operator=(const DelayLine&) = delete;

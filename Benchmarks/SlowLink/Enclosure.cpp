@@ -35,17 +35,18 @@ bool isInstalled(const std::string& program) {
 }
 
 void checkMachine() {
-  if (geteuid() != 0) throw std::runtime_error("needs root: it makes network namespaces");
+  if (geteuid() != 0) throw std::runtime_error("needs root, to create network namespaces");
   const int tun = open("/dev/net/tun", O_RDWR | O_CLOEXEC);
-  if (tun < 0) fail("needs /dev/net/tun for its delay line");
+  if (tun < 0) fail("needs /dev/net/tun for the delay line");
   close(tun);
   for (const char* program : {"ip", "tc", "Xvfb"})
     if (!isInstalled(program)) throw std::runtime_error(std::string("needs the program ") + program);
 }
 
-// A process namespace has its own numbers, and so needs its own /proc and its own lock files of X servers.
+// A process namespace numbers its processes itself, so it needs its own /proc and its own X server lock
+// files.
 void separateMounts() {
-  if (unshare(CLONE_NEWNS) != 0) fail("no mount namespace");
+  if (unshare(CLONE_NEWNS) != 0) fail("cannot create a mount namespace");
   if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) fail("cannot separate the mounts");
   if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
     fail("cannot mount /proc");
@@ -67,13 +68,13 @@ void separateMounts() {
 
 void enterEnclosure() {
   checkMachine();
-  if (unshare(CLONE_NEWPID) != 0) fail("no process namespace");
+  if (unshare(CLONE_NEWPID) != 0) fail("cannot create a process namespace");
   std::array<int, 2> gate{};
-  if (pipe2(gate.data(), O_CLOEXEC) != 0) fail("no pipe");
+  if (pipe2(gate.data(), O_CLOEXEC) != 0) fail("cannot create a pipe");
   enclosed = fork();
   if (enclosed < 0) fail("cannot fork");
   if (enclosed > 0) awaitEnclosed(gate[1]);
-  // The child begins when every end of its parent would end it too.
+  // Wait until the parent's handlers are installed: from then on the child ends however the parent ends.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   close(gate[1]);
   char opened = 0;

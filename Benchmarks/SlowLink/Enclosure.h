@@ -3,12 +3,12 @@
 
 namespace quorl::bench {
 
-/// Continues in a child that is the first process of a process namespace, with mounts and a /tmp of its own.
-/// However that child or its parent ends, the kernel ends every process started since, and the network
-/// namespaces and devices go with them. Returns in the child only; the caller's process waits for it and
+/// Continues in a child that is the first process of a new process namespace, with its own mounts and /tmp.
+/// However the child or its parent ends, the kernel then ends every process started since and removes the
+/// network namespaces and devices. Returns in the child only; the calling process waits for the child and
 /// exits with its status. Call it before any thread is started.
 ///
-/// Throws std::runtime_error with what is missing.
+/// Throws std::runtime_error that names what is missing.
 void enterEnclosure();
 
 }  // namespace quorl::bench

@@ -19,10 +19,9 @@ namespace {
 constexpr const char* clientAddress = "10.99.2.2";
 constexpr double bufferSeconds = 0.2;
 constexpr int burstBytes = 5000;
-constexpr double stalledBitsPerSecond = 8000;  // the least that tbf takes
+constexpr double stalledBitsPerSecond = 8000;  // the minimum of tbf
 
-// One more packet makes the token bucket look at its new rate at once, and not when the wait of the old one
-// ends.
+// One more packet makes the token bucket apply its new rate at once, not when the wait at the old rate ends.
 void nudge(const NetworkSpace& space) {
   space.run([] {
     const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -39,7 +38,7 @@ void nudge(const NetworkSpace& space) {
 
 LimitedLink::LimitedLink(LinkShape shape)
     : shape_(std::move(shape)), wire_(hostSide_, middle_, shape_.roundTrip / 2) {
-  // A namespace may have a congestion control of its own only where the whole machine allows it; a route may.
+  // The congestion control is set on the route: for a namespace it can be set only if the machine allows it.
   hostSide_.command(fmt::format("ip addr add {}/32 dev tun0 && ip route add default dev tun0 congctl {}",
                                 hostAddress, shape_.congestionControl));
   middle_.command(fmt::format(
@@ -49,7 +48,8 @@ LimitedLink::LimitedLink(LinkShape shape)
       "ip route add {}/32 dev tun0 && ip addr add 10.99.2.1/24 dev m0 && ip link set m0 up", hostAddress));
   clientSide_.command(fmt::format("ip addr add {}/24 dev c0 && ip link set c0 up", clientAddress));
   clientSide_.command(fmt::format("ip route add default via 10.99.2.1 congctl {}", shape_.congestionControl));
-  // No address resolution: its packets would wait in the bottleneck, and a stalled link would lose its route.
+  // Fixed addresses: packets of address resolution would wait in the bottleneck, and a stalled link would
+  // lose its neighbour.
   middle_.command(
       fmt::format("ip neigh replace {} lladdr 02:00:00:00:02:02 dev m0 nud permanent", clientAddress));
   clientSide_.command("ip neigh replace 10.99.2.1 lladdr 02:00:00:00:02:01 dev c0 nud permanent");
@@ -59,7 +59,7 @@ LimitedLink::LimitedLink(LinkShape shape)
   shapeBottleneck("add", bitsPerSecond());
 }
 
-// Debian's defaults, whatever this machine has.
+// Debian's defaults, independent of this machine's settings.
 void LimitedLink::configureTcp(const NetworkSpace& space) const {
   space.command(
       "cd /proc/sys/net/ipv4 && echo 4096 131072 6291456 >tcp_rmem && echo 4096 16384 4194304 >tcp_wmem");
@@ -89,7 +89,7 @@ std::uint64_t LimitedLink::carriedBytes() const {
       if (colon == std::string::npos || line.find("m0") > colon) continue;
       std::istringstream fields(line.substr(colon + 1));
       std::uint64_t skipped = 0;
-      for (int field = 0; field < 8; ++field) fields >> skipped;  // what was received
+      for (int field = 0; field < 8; ++field) fields >> skipped;  // the receive counters
       fields >> bytes;
     }
   });

@@ -11,17 +11,17 @@
 namespace quorl::bench {
 
 struct LinkShape {
-  double megabits = 5;                      // a second, towards the client
-  std::chrono::milliseconds roundTrip{40};  // added by the wire
+  double megabits = 5;                      // Mbit/s towards the client
+  std::chrono::milliseconds roundTrip{40};  // added by the delay line
   std::string congestionControl = "cubic";
 };
 
 ///     host side                      middle                        client side
 ///     10.99.1.1 tun0 == delay line == tun0   m0 (tbf) -- veth -- c0 10.99.2.2
 ///
-/// The bottleneck is the egress of `m0`: a token bucket with a buffer of 200 ms of the shape's rate, which
-/// drops what does not fit, as the router of a home does. The way back is not limited. The kernels of both
-/// ends see rate, delay and loss as of a network.
+/// The bottleneck is the egress of `m0`: a token bucket with a buffer of 200 ms at the shape's rate, which
+/// drops what does not fit, as a home router does. The opposite direction is not limited. Both kernels see
+/// rate, delay and loss as on a network.
 class LimitedLink {
  public:
   static constexpr const char* hostAddress = "10.99.1.1";
@@ -32,12 +32,12 @@ class LimitedLink {
   const NetworkSpace& clientSide() const { return clientSide_; }
   double bitsPerSecond() const { return shape_.megabits * 1e6; }
 
-  /// The buffer keeps its size in bytes, as a router's does when its line gets slower.
+  /// Changes the rate. The buffer keeps its size in bytes, as that of a router does when its line slows down.
   void setShare(double shareOfRate);
   /// Nothing leaves the bottleneck until `setShare`; its buffer fills and overflows.
   void stall();
 
-  /// What has left the bottleneck so far, Ethernet headers included: what its rate counts.
+  /// Bytes that have left the bottleneck so far, including Ethernet headers, as the token bucket counts them.
   std::uint64_t carriedBytes() const;
 
  private:

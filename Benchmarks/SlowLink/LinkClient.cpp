@@ -88,11 +88,11 @@ void LinkClient::openTerminal() {
   const AgentSpawnConfig config{"bench", "stty raw -echo; printf ready; exec cat", "~", {}};
   post(ControlMessage(message::AgentCommand{agentCommand::Spawn{config}}));
   if (!await(10s, [this] { return startedTerminal_.has_value(); }))
-    throw std::runtime_error("the host starts no agent: " + failure());
+    throw std::runtime_error("the host did not start the agent: " + failure());
   const UUID id = *startedTerminal_;
   post(ControlMessage(message::AgentCommand{agentCommand::Subscribe{id}}));
   if (!await(10s, [this] { return terminalText_.find("ready") != std::string::npos; }))
-    throw std::runtime_error("no output of the agent comes: " + failure());
+    throw std::runtime_error("no output from the agent: " + failure());
   std::lock_guard lock(mutex_);
   terminal_ = id;
 }

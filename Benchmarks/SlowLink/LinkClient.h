@@ -18,29 +18,29 @@
 
 namespace quorl::bench {
 
-/// A client of the session protocol that watches the screen and, over the same connection, asks for echoes
-/// and types into a terminal. One thread for the connection and one for the decoder, so that decoding delays
-/// nothing else. The public functions are for one other thread.
+/// A client of the session protocol that watches the screen and, over the same connection, requests echoes
+/// and types into a terminal. The connection and the decoder each have a thread, so that decoding delays
+/// nothing else. The public functions are called from one other thread.
 class LinkClient final : public Viewer {
  public:
-  /// Connects and pairs on the caller's thread, and so in its network namespace; tries for 10 seconds. Throws
-  /// where the host does not let it in.
+  /// Connects and pairs on the caller's thread, and therefore in its network namespace; retries for
+  /// 10 seconds. Throws if the host refuses.
   LinkClient(const std::string& address, std::uint16_t port, const std::string& pin);
   LinkClient(const LinkClient&) = delete;
   LinkClient& operator=(const LinkClient&) = delete;
   ~LinkClient() override;
 
-  /// Starts a program on the host that returns each byte, and waits until it does. Throws where it does not.
+  /// Starts a program on the host that returns each byte, and waits until it runs. Throws if it does not.
   void openTerminal();
   /// The main display, 1920 pixels at most, H.264, 60 pictures a second, quality 1.
   void startStream();
   Clock::time_point stopStream();
 
-  /// From now on asks for an echo each 100 ms, and types a key each 250 ms where a terminal is open.
+  /// From now on requests an echo every 100 ms and, if a terminal is open, types a key every 250 ms.
   void startProbing();
-  /// No more of them; what is still unanswered is counted with its age.
+  /// Stops that. Unanswered requests are counted with their age.
   void stopProbing(Samples& echoes, Samples& keys);
-  /// Asks for one echo and waits until it is back: whatever the host sent before has come.
+  /// Requests one echo and waits for it: then everything that the host sent before has arrived.
   bool settle(std::chrono::milliseconds limit);
 
   std::optional<Clock::time_point> lastVideoArrival() const;

@@ -85,12 +85,12 @@ Recovery Measurement::before(LinkClient& client, std::chrono::milliseconds durat
   return recovery;
 }
 
-// The link is as before from now on.
+// Called when the link has its earlier rate again.
 void Measurement::awaitFullRate(LinkClient& client, Recovery& recovery) {
   struct Moment {
     Clock::time_point time;
     std::uint64_t bytes = 0;
-    Samples ages;  // of the pictures since the moment before
+    Samples ages;  // of the pictures since the previous moment
   };
   client.takeAges();
   const auto begin = Clock::now();
@@ -143,7 +143,7 @@ Samples Measurement::stops(LinkClient& client, int count) {
     client.startStream();
     std::this_thread::sleep_for(3s);
     const auto stopped = client.stopStream();
-    // The host has handled the stop, and what it sent before the answer is here. Whatever comes later counts
+    // The host has handled the stop, and everything sent before its answer has arrived. Later pictures count
     // too.
     const bool isSettled = client.settle(30s);
     while (Clock::now() - std::max(stopped, client.lastVideoArrival().value_or(stopped)) < 500ms &&

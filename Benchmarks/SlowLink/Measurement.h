@@ -12,26 +12,26 @@
 
 namespace quorl::bench {
 
-/// While the motion runs over an unchanged link.
+/// Results while the motion runs over an unchanged link.
 struct Steady {
   Samples change;  // from a draw of the block to its decoded pixel
   Samples echo;
   Samples key;
-  Samples age;  // of the pictures; empty where a viewer does not know it
+  Samples age;  // of the pictures; empty if the viewer does not know it
   double linkUse = 0;
   double picturesPerSecond = 0;
   double motionPerSecond = 0;  // pictures drawn on the screen
 };
 
-/// After the link was bad for a while.
+/// Results after the link was degraded for a while.
 struct Recovery {
-  double picturesBefore = 0;  // a second
+  double picturesBefore = 0;  // per second
   double linkUseBefore = 0;
   double ageBefore = 0;  // of the pictures, mean, milliseconds
-  /// Until the first picture was decoded.
+  /// Time until the first picture was decoded.
   std::optional<double> firstPictureSeconds;
-  /// Until the start of the first second in which 80 % of the pictures and of the link use from before were
-  /// there.
+  /// Time until the start of the first second in which pictures and link use reach 80 % of their earlier
+  /// values.
   std::optional<double> fullRateSeconds;
   Samples age;  // of the pictures decoded until then
 };
@@ -41,15 +41,15 @@ class Measurement {
   Measurement(LimitedLink& link, ProbeBlock& block, const Motion& motion)
       : link_(link), block_(block), motion_(motion) {}
 
-  /// Round trips over the link while there is nothing else on it.
+  /// Round trips over the otherwise unused link.
   Samples quietEchoes(LinkClient& client);
 
-  /// `client` is the viewer where it can be asked for echoes, or null.
+  /// `client`: the viewer if it can request echoes, else null.
   Steady steady(Viewer& viewer, LinkClient* client, std::chrono::seconds duration);
-  /// A tenth of the rate for the duration.
+  /// After a tenth of the rate for the duration.
   Recovery afterThinLink(LinkClient& client, std::chrono::seconds duration);
   Recovery afterStall(LinkClient& client, std::chrono::seconds duration);
-  /// From a stop to the last picture that came after it. Fewer than `count` where the host takes very long.
+  /// From a stop to the last picture that arrives after it. Fewer than `count` if the host takes very long.
   Samples stops(LinkClient& client, int count);
 
  private:

@@ -23,7 +23,7 @@ namespace {
 constexpr int pictureCount = 16;
 constexpr double panRadius = 40;    // pixels
 constexpr double turnAngle = 0.01;  // radians
-constexpr int grain = 32;           // levels, both ways together
+constexpr int grain = 32;           // levels, peak to peak
 constexpr int blockSide = 64;
 
 class Canvas {
@@ -84,7 +84,7 @@ class Canvas {
   }
 
   void flush() { xcb_flush(connection_); }
-  // Until the server has done all of it.
+  // Waits until the server has processed all requests.
   void finish() { free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr)); }
 
  private:
@@ -94,7 +94,7 @@ class Canvas {
   xcb_gcontext_t context_ = 0;
 };
 
-// Value noise of several sizes, which repeats at its edges.
+// Value noise of several sizes that tiles seamlessly.
 class Texture {
  public:
   explicit Texture(unsigned seed) : levels_(static_cast<std::size_t>(side) * side) {

@@ -15,20 +15,21 @@ struct FreeCorner {
   static constexpr int height = 240;
 };
 
-/// Footage that fills the screen but for one corner, 30 pictures a second: a richly textured surface that
-/// pans on a circle by some 16 pixels a picture and turns a little, with new grain in each picture, as a
-/// hand-held camera gives. Little of it can be predicted from the picture before. A loop of 16 pictures.
+/// Footage that fills the screen except one corner, at 30 pictures a second: a richly textured surface that
+/// pans in a circle by about 16 pixels per picture and turns a little, with new grain in each picture, like
+/// the footage of a hand-held camera. Little of it can be predicted from the previous picture. A loop of 16
+/// pictures.
 class Motion {
  public:
   static constexpr int picturesPerSecond = 30;
 
-  /// Draws from now on, on a thread of its own, until destroyed.
+  /// Draws on its own thread until destroyed.
   explicit Motion(const std::string& display);
   Motion(const Motion&) = delete;
   Motion& operator=(const Motion&) = delete;
   ~Motion();
 
-  /// Pictures drawn so far. Fewer than 30 a second are drawn where the machine is busy with something else.
+  /// Pictures drawn so far; fewer than 30 a second if the machine is busy.
   std::uint64_t drawn() const;
 
  private:
@@ -36,10 +37,10 @@ class Motion {
   std::unique_ptr<Impl> impl_;
 };
 
-/// A block in the free corner that takes a new colour on request.
+/// A block in the free corner that changes its colour on request.
 class ProbeBlock {
  public:
-  /// After the motion, so that its window is above.
+  /// Create it after the motion, so that its window is on top.
   explicit ProbeBlock(const std::string& display);
   ProbeBlock(const ProbeBlock&) = delete;
   ProbeBlock& operator=(const ProbeBlock&) = delete;
@@ -47,7 +48,7 @@ class ProbeBlock {
 
   /// What the next `draw` will show.
   Probe prepare();
-  /// Sends the request; the time just before.
+  /// Sends the request and returns the time just before.
   Clock::time_point draw();
 
  private:

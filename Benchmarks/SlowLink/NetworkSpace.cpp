@@ -30,9 +30,9 @@ void runOnThread(const std::function<void()>& work) {
 
 NetworkSpace::NetworkSpace() {
   runOnThread([this] {
-    if (unshare(CLONE_NEWNET) != 0) throw std::runtime_error("no network namespace");
+    if (unshare(CLONE_NEWNET) != 0) throw std::runtime_error("cannot create a network namespace");
     descriptor_ = open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
-    if (descriptor_ < 0) throw std::runtime_error("no descriptor of a network namespace");
+    if (descriptor_ < 0) throw std::runtime_error("cannot open the network namespace");
   });
   command("ip link set lo up");
 }

@@ -6,7 +6,7 @@
 
 namespace quorl::bench {
 
-/// A network namespace without a name: the kernel removes it, and its devices, with the last process and
+/// A network namespace without a name. The kernel removes it, and its devices, with the last process and
 /// descriptor that use it.
 class NetworkSpace {
  public:
@@ -15,12 +15,12 @@ class NetworkSpace {
   NetworkSpace& operator=(const NetworkSpace&) = delete;
   ~NetworkSpace();
 
-  /// Runs the work on a thread inside and waits for it. Sockets opened and processes started there belong to
-  /// the namespace, wherever they are used later. Passes exceptions on.
+  /// Runs the work on a thread inside the namespace and waits for it. Sockets opened and processes started
+  /// there belong to the namespace, wherever they are used later. Rethrows exceptions.
   void run(const std::function<void()>& work) const;
-  /// A shell command inside. Throws where it fails.
+  /// Runs a shell command inside the namespace. Throws if it fails.
   void command(const std::string& line) const;
-  /// A name that the `ip` command takes.
+  /// A path that the `ip` command accepts as a namespace.
   std::string path() const;
 
  private:

@@ -58,7 +58,7 @@ void PictureDecoder::run() {
     for (const auto& picture : decoder.decode(item.bytes, item.ptsMicros)) {
       ++pictures_;
       board_.picture([&picture](int x, int y) { return rgbOf(picture.sample(x, y)); });
-      // The host stamps pictures with the monotonic clock, which is the same one here.
+      // The host stamps pictures with the monotonic clock of this machine.
       const auto age = Clock::now() - Clock::time_point(std::chrono::microseconds(picture.ptsMicros()));
       lock.lock();
       ages_.add(age);

@@ -15,7 +15,7 @@
 
 namespace quorl::bench {
 
-/// Decodes what it is given on a thread of its own and shows each picture to the board.
+/// Decodes pictures on its own thread and passes each one to the board.
 class PictureDecoder {
  public:
   explicit PictureDecoder(ProbeBoard& board);

@@ -9,7 +9,7 @@ namespace quorl::bench {
 
 namespace {
 
-// What a link is held to, in milliseconds and as a share of its rate.
+// The goals of a link: times in milliseconds, use as a share of its rate.
 struct Goals {
   double echo;
   double change;
@@ -59,12 +59,12 @@ class Table {
 };
 
 void steadyRows(Table& table, const Steady& host, const std::optional<Steady>& peer, const Goals& goals) {
-  table.judgedTimes("echo beside the stream", host.echo, "", goals.echo);
+  table.judgedTimes("echo during the stream", host.echo, "", goals.echo);
   const bool isAhead = !peer || host.change.quantile(0.95) < peer->change.quantile(0.95);
-  table.judged("small change beside the motion", textOf(host.change), peer ? textOf(peer->change) : "",
+  table.judged("small change during the motion", textOf(host.change), peer ? textOf(peer->change) : "",
                fmt::format("p95 <= {:.0f}{}", goals.change, peer ? ", ahead" : ""),
                isAhead && !host.change.values.empty() && host.change.quantile(0.95) <= goals.change);
-  table.judgedTimes("key to echo beside the stream", host.key, "", goals.key);
+  table.judgedTimes("key to echo during the stream", host.key, "", goals.key);
   table.judged("use of the link", fmt::format("{:.0f} %", host.linkUse * 100),
                peer ? fmt::format("{:.0f} %", peer->linkUse * 100) : "",
                fmt::format(">= {:.0f} %", goals.use * 100), host.linkUse >= goals.use);
@@ -75,7 +75,7 @@ void steadyRows(Table& table, const Steady& host, const std::optional<Steady>& p
   else
     table.row("pictures a second", rate, "");
   const auto motion = [](const Steady& steady) { return fmt::format("{:.1f}", steady.motionPerSecond); };
-  table.row("pictures a second of the motion itself", motion(host), peer ? motion(*peer) : "");
+  table.row("pictures a second drawn by the motion", motion(host), peer ? motion(*peer) : "");
   table.row("age of the pictures (mean)", fmt::format("{} ({:.0f})", textOf(host.age), host.age.mean()), "");
 }
 
@@ -106,7 +106,7 @@ int report(const LinkShape& shape, const LinkResults& results) {
     table.judged("stopStream to the last picture", textOf(*results.stops), "",
                  fmt::format("max <= {:.0f}", goals.stop),
                  !results.stops->values.empty() && results.stops->quantile(1) <= goals.stop);
-  if (results.thin) recoveryRow(table, "full rate after 10 s at a tenth", *results.thin, goals);
+  if (results.thin) recoveryRow(table, "full rate after 10 s at a tenth of it", *results.thin, goals);
   if (results.stall) recoveryRow(table, "full rate after a stall of 2 s", *results.stall, goals);
   fmt::print("\n{}\n",
              table.missed() == 0 ? "every goal is met" : fmt::format("goals missed: {}", table.missed()));

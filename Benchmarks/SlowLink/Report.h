@@ -8,9 +8,9 @@
 
 namespace quorl::bench {
 
-/// What was measured over one link.
+/// The results of one link.
 struct LinkResults {
-  Samples quiet;  // echoes before the stream
+  Samples quiet;  // echoes before the stream starts
   std::optional<Steady> host;
   std::optional<Steady> peer;
   std::optional<Recovery> thin;
@@ -18,7 +18,7 @@ struct LinkResults {
   std::optional<Samples> stops;
 };
 
-/// Prints a Markdown table with the goals of such a link, and gives how many of them were missed.
+/// Prints a Markdown table with the goals for this link; returns the number of missed goals.
 int report(const LinkShape& shape, const LinkResults& results);
 
 }  // namespace quorl::bench

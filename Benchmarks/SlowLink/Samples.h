@@ -7,7 +7,7 @@
 
 namespace quorl::bench {
 
-/// Milliseconds. What was not answered before the end counts with the time it had waited until then.
+/// Times in milliseconds. A request that was not answered before the end counts with its age at the end.
 struct Samples {
   std::vector<double> values;
   std::size_t unanswered = 0;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The real host over a real link of little rate: full-screen motion on a virtual screen, and beside it what a
-// person at the other end notices. x0vncserver shows the same screen over the same link in the same run.
+// The real host over a real slow link: full-screen motion on a virtual screen, and what a user at the other
+// end notices meanwhile. x0vncserver shows the same screen over the same link in the same run.
 //   usage: slow_link_bench PATH_OF_quorl_host [--rates 2,5,20] [--delays 0,40] [--seconds 60] [--cc cubic]
 //                          [--only steady,recovery,stop] [--no-peer]
-//   --rates: Mbit/s; --delays: added round trip in ms; --seconds: of the steady part, for each contender
-//   --cc: congestion control of both ends; --only: some of the parts
-// A quick look at one row: --rates 5 --delays 40 --seconds 15 --only steady --no-peer
-// Needs root, /dev/net/tun, iproute2 and Xvfb; the peer needs tigervnc-scraping-server. Ends with 0 when
-// every goal is met, with 1 when one is missed, with 2 when it cannot run.
+//   --rates: Mbit/s; --delays: added round trips in ms; --seconds: length of the steady part, per contender
+//   --cc: congestion control of both ends; --only: selected parts
+// A quick check of one row: --rates 5 --delays 40 --seconds 15 --only steady --no-peer
+// Needs root, /dev/net/tun, iproute2 and Xvfb; the peer needs tigervnc-scraping-server. Exit status: 0 if all
+// goals are met, 1 if one is missed, 2 if it cannot run.
 #include <unistd.h>
 
 #include <cstdio>
@@ -38,7 +38,7 @@ using namespace quorl::bench;
 using namespace std::chrono_literals;
 
 constexpr const char* pin = "123456";
-constexpr std::uint16_t port = 47'900;  // every link has namespaces of its own
+constexpr std::uint16_t port = 47'900;  // each link has its own namespaces
 constexpr const char* peerProgram = "/usr/bin/X0tigervnc";
 constexpr auto warmUp = 5s;
 
@@ -150,17 +150,17 @@ class Run {
     client.startStream();
     std::this_thread::sleep_for(warmUp);
     if (options_.isWanted("steady")) {
-      note(link, "host beside a steady stream");
+      note(link, "host, steady stream");
       results.host = measurement.steady(client, &client, options_.seconds);
     }
     if (options_.isWanted("recovery")) {
-      note(link, "host after a thin link and after a stall");
+      note(link, "host, recovery from a tenth of the rate and from a stall");
       results.thin = measurement.afterThinLink(client, 10s);
       results.stall = measurement.afterStall(client, 2s);
     }
     client.stopStream();
     if (options_.isWanted("stop")) {
-      note(link, "host at the end of streams");
+      note(link, "host, stopping streams");
       client.settle(60s);
       results.stops = measurement.stops(client, 10);
     }
@@ -188,7 +188,7 @@ class Run {
   const Options& options_;
   const std::string display_;
   const Motion motion_;
-  ProbeBlock block_;  // above it
+  ProbeBlock block_;  // created after the motion, so on top of it
   int hosts_ = 0;
 };
 
@@ -215,9 +215,11 @@ int main(int argc, char** argv) {
                  argv[0]);
       return 2;
     }
-    if (::access(options->host.c_str(), X_OK) != 0) throw std::runtime_error("no program " + options->host);
+    if (::access(options->host.c_str(), X_OK) != 0)
+      throw std::runtime_error("cannot execute " + options->host);
     if (options->hasPeer && ::access(peerProgram, X_OK) != 0)
-      throw std::runtime_error(std::string("no ") + peerProgram + "; without the peer: --no-peer");
+      throw std::runtime_error(std::string("cannot execute ") + peerProgram +
+                               "; use --no-peer to run without it");
     enterEnclosure();
     return run(*options);
   } catch (const std::exception& error) {

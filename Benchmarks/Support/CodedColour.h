@@ -9,7 +9,7 @@
 
 namespace quorl::bench {
 
-/// ITU-R BT.601, limited range, as the host declares it in its stream.
+/// ITU-R BT.601, limited range, as the host declares in its stream.
 inline Rgb rgbOf(client::DecodedPicture::Sample sample) {
   const double luma = 1.164 * (sample.luma - 16);
   const double blue = sample.blueDifference - 128;

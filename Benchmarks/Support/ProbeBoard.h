@@ -9,7 +9,7 @@
 
 namespace quorl::bench {
 
-/// What a viewer's decoding thread and the measuring thread share.
+/// State shared by a viewer's decoding thread and the measuring thread.
 class ProbeBoard {
  public:
   void arm(std::span<const Probe> probes) {
@@ -30,7 +30,7 @@ class ProbeBoard {
     return seen_;
   }
 
-  /// A picture was decoded just now; `pixel(x, y)` reads it.
+  /// Called when a picture has been decoded; `pixel(x, y)` reads it.
   template <class Pixel>
   void picture(Pixel&& pixel) {
     const auto now = Clock::now();

@@ -9,13 +9,13 @@
 
 namespace quorl::bench {
 
-/// A pixel of a TrueColor visual with 8 bits a channel.
+/// A pixel of a TrueColor visual with 8 bits per channel.
 inline std::uint32_t pixelOf(Rgb colour) {
   return static_cast<std::uint32_t>(colour.red << 16 | colour.green << 8 | colour.blue);
 }
 
-/// Colours for probes. Two in a row are far apart, so that an old picture does not pass for a
-/// new one.
+/// Colours for probes. Consecutive colours are far apart, so that an old picture is not mistaken for a new
+/// one.
 class ProbeColours {
  public:
   Rgb next() {

@@ -23,10 +23,10 @@ namespace quorl::bench {
 
 namespace {
 
-// With the programs it has started, such as the server behind a wrapper script.
+// Includes its child processes, such as a server that a wrapper script starts.
 double cpuSecondsOf(pid_t pid) {
   const std::string folder = "/proc/" + std::to_string(pid);
-  // proc(5): fields 14 and 15, counted behind the last parenthesis of the name.
+  // proc(5): fields 14 and 15, counted from the last parenthesis of the name.
   std::ifstream file(folder + "/stat");
   std::stringstream text;
   text << file.rdbuf();
@@ -45,7 +45,7 @@ double cpuSecondsOf(pid_t pid) {
   return seconds;
 }
 
-// Some servers take their time over SIGTERM, or never act on it.
+// Some servers are slow to react to SIGTERM or ignore it.
 void end(pid_t pid) {
   if (pid <= 0) return;
   kill(pid, SIGTERM);
@@ -96,7 +96,7 @@ double Program::cpuSeconds() const {
 
 VirtualScreen::VirtualScreen(int width, int height) {
   int channel[2];
-  if (pipe(channel) != 0) throw std::runtime_error("no pipe");
+  if (pipe(channel) != 0) throw std::runtime_error("cannot create a pipe");
   const std::string size = std::to_string(width) + "x" + std::to_string(height) + "x24";
   pid_ = fork();
   if (pid_ == 0) {

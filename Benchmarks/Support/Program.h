@@ -10,7 +10,7 @@
 
 namespace quorl::bench {
 
-/// A program that runs beside the harness; ended with it. Its output goes to `logPath`.
+/// A program that runs during the benchmark and is ended by destruction. Its output goes to `logPath`.
 class Program {
  public:
   Program(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
@@ -43,8 +43,8 @@ class VirtualScreen {
   std::string display_;
 };
 
-/// Keeps every processor from sleeping while it lives, at the lowest priority there is: a virtual machine may
-/// take four times as long to wake a thread on one that sleeps, and differs in it from hour to hour.
+/// Keeps every processor awake during its lifetime, with threads of idle priority. A virtual machine may take
+/// four times as long to wake a thread on a sleeping processor, and that varies from hour to hour.
 class AwakeProcessors {
  public:
   AwakeProcessors();
@@ -53,7 +53,7 @@ class AwakeProcessors {
   std::vector<std::jthread> threads_;
 };
 
-/// A port that nobody listens on just now.
+/// A port that is free now.
 std::uint16_t freePort();
 
 }  // namespace quorl::bench

@@ -8,8 +8,8 @@
 
 namespace quorl::bench {
 
-/// A client of the Remote Framebuffer protocol (RFC 6143) by libvncclient, for the peers.
-/// Nothing when no server answers in time. Connects on the caller's thread, and so in its network namespace.
+/// A client of the Remote Framebuffer protocol (RFC 6143), for the peers; uses libvncclient. Null if no
+/// server answers in time. Connects on the caller's thread, and therefore in its network namespace.
 std::unique_ptr<Viewer> connectRfbViewer(std::string name, std::uint16_t port, std::string encodings,
                                          const std::string& address = "127.0.0.1");
 

@@ -18,7 +18,7 @@ struct Rgb {
   int blue = 0;
 };
 
-/// A pixel of the screen and the colour it is to take. `tolerance` is per channel: video is lossy.
+/// A pixel of the screen and its expected colour. `tolerance` is per channel, because video is lossy.
 struct Probe {
   int x = 0;
   int y = 0;
@@ -37,22 +37,23 @@ struct Probe {
   }
 };
 
-/// A remote picture of the screen, decoded on a thread of its own.
+/// A remote view of the screen, decoded on its own thread.
 class Viewer {
  public:
   virtual ~Viewer() = default;
 
   virtual const std::string& name() const = 0;
 
-  /// From now on looks for all of `probes` at once in each decoded picture.
+  /// From now on checks each decoded picture for all of `probes` together.
   virtual void arm(std::span<const Probe> probes) = 0;
-  /// When the first picture that showed them all was decoded; nothing at the deadline.
+  /// Waits for the first picture that shows all probes and returns when it was decoded; nothing at the
+  /// deadline.
   virtual std::optional<Clock::time_point> wait(std::chrono::milliseconds deadline) = 0;
 
-  /// How far the newest picture since that one is from the probes: the mean over their channels, of 255.
+  /// The difference of the newest picture since then from the probes: the mean over their channels, of 255.
   virtual std::optional<double> error() = 0;
 
-  /// The name of the video's format, once it is known; empty where there is none.
+  /// The name of the video format once it is known; empty if there is none.
   virtual std::string format() const { return {}; }
 
   /// Pictures decoded and bytes received so far.

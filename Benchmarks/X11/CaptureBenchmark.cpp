@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a change of the screen costs from the server's report to the picture, on the display that DISPLAY
-// names. The argument is the side of the changed block in pixels; 0: the whole screen.
+// The cost of a change of the screen from the server's report to the picture, on the display that DISPLAY
+// names. The argument is the side of the changed block in pixels; 0 means the whole screen.
 #include <condition_variable>
 #include <mutex>
 
@@ -54,7 +54,7 @@ void convert(benchmark::State& state, PixelSize target) {
 BENCHMARK_CAPTURE(convert, sameSize, PixelSize{1920, 1080})->Arg(64)->Arg(0)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(convert, scaled, PixelSize{1280, 720})->Arg(64)->Arg(0)->Unit(benchmark::kMicrosecond);
 
-/// From a program's drawing to the picture in the stream's hands.
+/// From a program's drawing request to the picture on the stream's queue.
 void drawToPicture(benchmark::State& state) {
   PoolScheduler scheduler;
   const SerialQueue queue(scheduler, "bench.stream", QueueRank::stream);
