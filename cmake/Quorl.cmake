@@ -47,22 +47,24 @@ function(quorl_library name)
 endfunction()
 
 # quorl_room(NAME FOLDER [USES rooms...] [LIBRARIES libs...] [OWN_PRELUDE])
-#   A folder as a target: a library, or an interface where it has headers alone. USES names every room whose
-#   headers it includes; LIBRARIES, what else it is made with.
+#   A folder as a target: a library, or an interface if it has only headers. USES names every room whose
+#   headers it includes; LIBRARIES names what else it links. Includes are relative to the parent of the calling
+#   folder: <QuorlHostCore/Session/SendPath.h>.
 function(quorl_room name folder)
   cmake_parse_arguments(ARG "OWN_PRELUDE" "" "USES;LIBRARIES" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp)
+  cmake_path(GET CMAKE_CURRENT_SOURCE_DIR PARENT_PATH include_root)
   if(sources)
     set(own)
     if(ARG_OWN_PRELUDE)
       set(own OWN_PRELUDE)
     endif()
     quorl_library(${name} SOURCES ${sources} PUBLIC ${ARG_USES} PRIVATE ${ARG_LIBRARIES} ${own})
-    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/Host/Sources)
+    target_include_directories(${name} PUBLIC ${include_root})
   else()
     add_library(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE ${ARG_USES} ${ARG_LIBRARIES})
-    target_include_directories(${name} INTERFACE ${PROJECT_SOURCE_DIR}/Host/Sources)
+    target_include_directories(${name} INTERFACE ${include_root})
   endif()
 endfunction()
 
