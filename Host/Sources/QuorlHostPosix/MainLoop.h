@@ -6,7 +6,7 @@
 #include <mutex>
 
 #include <QuorlHostCore/Ports/MainThread.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

@@ -13,9 +13,9 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/SystemError.h>
 #include <QuorlKit/Foundation/SecureRandom.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

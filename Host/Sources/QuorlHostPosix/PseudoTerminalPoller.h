@@ -8,7 +8,7 @@
 #include <optional>
 #include <vector>
 
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include <QuorlHostCore/Ports/PseudoTerminal.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 
 #include <QuorlHostCore/Ports/Network.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

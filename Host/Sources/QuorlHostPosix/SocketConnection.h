@@ -9,8 +9,8 @@
 #include <vector>
 
 #include <QuorlHostCore/Ports/Network.h>
-#include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/IoLoop.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

@@ -8,8 +8,8 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 
 #include <QuorlHostCore/Ports/Network.h>
-#include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/IoLoop.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

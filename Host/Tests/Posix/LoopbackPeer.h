@@ -10,8 +10,8 @@
 #include <vector>
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
-#include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/SocketNetwork.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl::test {
 

@@ -12,8 +12,8 @@
 #include <cerrno>
 
 #include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
-#include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/SystemError.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

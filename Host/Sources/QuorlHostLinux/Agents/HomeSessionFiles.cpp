@@ -14,8 +14,8 @@
 #include <string_view>
 #include <utility>
 
-#include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/SystemError.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

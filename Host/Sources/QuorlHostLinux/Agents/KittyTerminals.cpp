@@ -15,7 +15,7 @@
 #include <QuorlHostLinux/Agents/KittyText.h>
 #include <QuorlHostLinux/Agents/ProcText.h>
 #include <QuorlHostLinux/Agents/ScreenText.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <optional>
 
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

@@ -19,7 +19,7 @@
 
 #include <QuorlHostLinux/Agents/ProcText.h>
 #include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

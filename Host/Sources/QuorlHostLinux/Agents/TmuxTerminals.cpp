@@ -22,7 +22,7 @@
 #include <QuorlHostLinux/Agents/BoundedTool.h>
 #include <QuorlHostLinux/Agents/ScreenText.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

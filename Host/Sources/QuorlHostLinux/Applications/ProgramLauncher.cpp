@@ -11,8 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <QuorlHostPosix/Descriptor.h>
 #include <QuorlHostPosix/UserFolders.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

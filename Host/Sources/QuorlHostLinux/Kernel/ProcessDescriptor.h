@@ -3,7 +3,7 @@
 
 #include <sys/types.h>
 
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include <QuorlHostLinux/System/Bus.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 

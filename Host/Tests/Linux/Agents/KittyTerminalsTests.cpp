@@ -16,7 +16,7 @@
 
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/ProcText.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 #include <Support/Eventually.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/XServerFixture.h>

@@ -16,7 +16,7 @@
 
 #include <gtest/gtest.h>
 
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 #include <Support/TemporaryFolder.h>
 
 namespace quorl {

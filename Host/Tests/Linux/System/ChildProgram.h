@@ -8,7 +8,7 @@
 
 #include <sys/types.h>
 
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl::test {
 

@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include <QuorlHostLinux/System/SystemLogSink.h>
-#include <QuorlHostPosix/Descriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl::test {
 namespace {
