@@ -72,8 +72,8 @@ TEST_F(CommandTest, asksForThePINAgainOnATerminal) {
   FakeHost host({});
   int ends[2] = {};
   ASSERT_EQ(::pipe(ends), 0);
-  const FileDescriptor reader(ends[0]);
-  const FileDescriptor writer(ends[1]);
+  const Descriptor reader(ends[0]);
+  const Descriptor writer(ends[1]);
   const std::string typed = "111111\n012 345\n";
   ASSERT_EQ(::write(writer.get(), typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
   run_.inputDescriptor = reader.get();

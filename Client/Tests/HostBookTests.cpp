@@ -73,6 +73,15 @@ TEST_F(HostBookTest, leavesNothingBesideItself) {
   EXPECT_EQ(names, (std::set<std::string>{".lock", "hosts.json"}));
 }
 
+TEST_F(HostBookTest, removesTheTemporaryFileOfAClientKilledLongAgo) {
+  ASSERT_TRUE(book_.update([](HostBookContents&) {}));
+  const auto left = folder_.write("quorl/.hosts.json.0011223344556677.tmp", "half a token");
+  std::filesystem::last_write_time(left,
+                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
+  ASSERT_TRUE(book_.update([](HostBookContents&) {}));
+  EXPECT_FALSE(std::filesystem::exists(left));
+}
+
 TEST_F(HostBookTest, losesNoPairingWhenTwoAreMadeAtOnce) {
   const auto add = [this](int begin) {
     for (int index = begin; index < begin + 20; ++index)

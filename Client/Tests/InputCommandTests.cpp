@@ -76,9 +76,9 @@ TEST_F(InputCommandTest, typesAnyText) {
 TEST_F(InputCommandTest, typesWhatComesOnStandardInput) {
   int ends[2] = {};
   ASSERT_EQ(::pipe(ends), 0);
-  const FileDescriptor reader(ends[0]);
+  const Descriptor reader(ends[0]);
   {
-    const FileDescriptor writer(ends[1]);
+    const Descriptor writer(ends[1]);
     ASSERT_EQ(::write(writer.get(), "two\nlines", 9), 9);
   }
   run_.inputDescriptor = reader.get();

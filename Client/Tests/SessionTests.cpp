@@ -180,7 +180,7 @@ TEST_F(SessionTest, saysThatANameCannotBeFound) {
 
 TEST_F(SessionTest, endsAWaitWhenThePersonInterrupts) {
   FakeHost host({.isSilent = true});
-  const FileDescriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  const Descriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   Waiter waiter(interruption.get());
   auto session = Session::connect({"127.0.0.1", host.port()}, waiter, soon());
   ASSERT_TRUE(session);

@@ -92,7 +92,7 @@ TEST_F(VideoCommandTest, recordsForTheTimeAskedFor) {
 
 TEST_F(VideoCommandTest, leavesAGoodFileWhenInterrupted) {
   begin({.video = &sample()});
-  const FileDescriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  const Descriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   run_.interruptDescriptor = interruption.get();
   test::CommandResult result;
   std::thread person([&] { result = run_({"record", file("a.mp4"), "--seconds", "60"}); });

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <expected>
+#include <filesystem>
 #include <string>
 
 namespace quorl::client {
@@ -30,6 +31,11 @@ using Outcome = std::expected<T, ClientError>;
 
 inline std::unexpected<ClientError> failed(ExitCode code, std::string what, std::string advice = {}) {
   return std::unexpected(ClientError{code, std::move(what), std::move(advice)});
+}
+
+inline std::unexpected<ClientError> cannotWrite(const std::filesystem::path& path, const std::string& cause) {
+  return failed(ExitCode::failure, path.string() + " cannot be written: " + cause,
+                "Check that the folder exists, has room and belongs to you.");
 }
 
 }  // namespace quorl::client

@@ -15,8 +15,8 @@
 #include <QuorlKit/Protocol/RecordCoding.h>
 #include <fmt/format.h>
 
-#include "AtomicFile.h"
-#include "FileDescriptor.h"
+#include <QuorlUnix/AtomicFile.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl::client {
 namespace {
@@ -29,7 +29,7 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) {
 
 // The whole file, or the errno.
 std::expected<Bytes, int> readFile(const std::filesystem::path& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file.isOpen()) return std::unexpected(errno);
   Bytes content;
   Bytes chunk(65'536);
@@ -98,7 +98,7 @@ Outcome<HostBookContents> HostBook::update(const std::function<void(HostBookCont
   if (auto made = makeFolder(); !made) return std::unexpected(made.error());
   // The lock is a file of its own, because hosts.json is replaced and not rewritten.
   const auto lockPath = folder_ / ".lock";
-  const FileDescriptor lock(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+  const Descriptor lock(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!lock.isOpen() || ::flock(lock.get(), LOCK_EX) != 0)
     return failed(ExitCode::failure,
                   fmt::format("{} cannot be locked: {}", lockPath.string(), std::strerror(errno)),
@@ -109,8 +109,8 @@ Outcome<HostBookContents> HostBook::update(const std::function<void(HostBookCont
   change(*contents);
   const auto encoded = encodeRecord(*contents, JsonStyle::prettySorted);
   if (!encoded) return failed(ExitCode::failure, "the pairings cannot be written: " + encoded.error().text);
-  if (auto written = writeFileAtomically(path(), *encoded, 0600); !written)
-    return std::unexpected(written.error());
+  if (const auto written = writeFileAtomically(path(), *encoded, FileAccess::ownerOnly); !written)
+    return cannotWrite(path(), written.error().message());
   return contents;
 }
 

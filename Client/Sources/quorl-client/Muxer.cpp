@@ -81,8 +81,7 @@ Outcome<std::unique_ptr<Muxer>> Muxer::create(const std::filesystem::path& path,
                                               PixelSize size) {
   std::unique_ptr<Muxer> muxer(new Muxer(path));
   if (const int status = muxer->file_->open(muxer->temporary_, config, size); status < 0)
-    return failed(ExitCode::failure, fmt::format("{} cannot be written: {}", path.string(), describe(status)),
-                  "Check that the folder exists, has room and belongs to you.");
+    return cannotWrite(path, describe(status));
   return muxer;
 }
 

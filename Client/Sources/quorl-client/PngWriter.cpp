@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "AtomicFile.h"
+#include <QuorlUnix/AtomicFile.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -62,7 +62,9 @@ Outcome<Bytes> encodePNG(const DecodedPicture& picture) {
 Outcome<void> writePNG(const DecodedPicture& picture, const std::filesystem::path& path) {
   const auto encoded = encodePNG(picture);
   if (!encoded) return std::unexpected(encoded.error());
-  return writeFileAtomically(path, *encoded, 0666);
+  if (const auto written = writeFileAtomically(path, *encoded, FileAccess::byUmask); !written)
+    return cannotWrite(path, written.error().message());
+  return {};
 }
 
 }  // namespace quorl::client

@@ -27,7 +27,7 @@ Outcome<std::unique_ptr<Session>> Session::connect(const HostAddress& address, W
   return std::unique_ptr<Session>(new Session(address, std::move(*socket), waiter));
 }
 
-Session::Session(const HostAddress& address, FileDescriptor socket, Waiter& waiter)
+Session::Session(const HostAddress& address, Descriptor socket, Waiter& waiter)
     : address_(address), socket_(std::move(socket)), waiter_(waiter), receiveBuffer_(receiveSize) {}
 
 Outcome<void> Session::send(const OutgoingFrame& frame) {

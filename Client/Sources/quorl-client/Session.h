@@ -12,7 +12,7 @@
 #include <QuorlKit/Protocol/InputEvents.h>
 #include <QuorlKit/Protocol/OutgoingFrame.h>
 
-#include "FileDescriptor.h"
+#include <QuorlUnix/Descriptor.h>
 #include "HostAddress.h"
 #include "Waiter.h"
 
@@ -61,7 +61,7 @@ class Session {
   void forgetHostError() { lastHostError_.reset(); }
 
  private:
-  Session(const HostAddress& address, FileDescriptor socket, Waiter& waiter);
+  Session(const HostAddress& address, Descriptor socket, Waiter& waiter);
 
   Outcome<void> readSome();
   Outcome<void> writeSome();
@@ -69,7 +69,7 @@ class Session {
   ClientError brokenError(int status) const;
 
   HostAddress address_;
-  FileDescriptor socket_;
+  Descriptor socket_;
   Waiter& waiter_;
 
   Deframer deframer_;

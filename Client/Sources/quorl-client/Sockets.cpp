@@ -49,7 +49,7 @@ Resolution resolveNow(const HostAddress& address, int flags) {
 
 // The resolver has no deadline of its own, so it works on a thread that may outlive the wait for it.
 struct PendingResolution {
-  FileDescriptor done{::eventfd(0, EFD_CLOEXEC)};
+  Descriptor done{::eventfd(0, EFD_CLOEXEC)};
   std::mutex lock;
   Resolution result;
 };
@@ -79,9 +79,8 @@ Outcome<std::vector<Endpoint>> resolve(const HostAddress& address, Waiter& waite
 }
 
 // 0, or the errno of the attempt.
-Outcome<int> attempt(const Endpoint& endpoint, FileDescriptor& out, Waiter& waiter, Deadline deadline) {
-  FileDescriptor descriptor(
-      ::socket(endpoint.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+Outcome<int> attempt(const Endpoint& endpoint, Descriptor& out, Waiter& waiter, Deadline deadline) {
+  Descriptor descriptor(::socket(endpoint.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!descriptor.isOpen()) return errno;
   if (::connect(descriptor.get(), reinterpret_cast<const sockaddr*>(&endpoint.storage), endpoint.size) != 0) {
     if (errno != EINPROGRESS) return errno;
@@ -135,7 +134,7 @@ std::size_t copyAddressBytes(const sockaddr_storage& address, std::array<std::ui
 
 }  // namespace
 
-Outcome<FileDescriptor> connectTCP(const HostAddress& address, Waiter& waiter, Deadline deadline) {
+Outcome<Descriptor> connectTCP(const HostAddress& address, Waiter& waiter, Deadline deadline) {
   const auto endpoints = resolve(address, waiter, deadline);
   if (!endpoints) return std::unexpected(endpoints.error());
   int lastStatus = EADDRNOTAVAIL;
@@ -143,7 +142,7 @@ Outcome<FileDescriptor> connectTCP(const HostAddress& address, Waiter& waiter, D
     const auto now = Clock::now();
     if (now >= deadline) break;
     const auto share = (deadline - now) / static_cast<int>(endpoints->size() - index);
-    FileDescriptor descriptor;
+    Descriptor descriptor;
     const auto status = attempt((*endpoints)[index], descriptor, waiter, now + share);
     if (!status) return std::unexpected(status.error());
     if (*status == 0) {
@@ -165,7 +164,7 @@ Outcome<DatagramSocket> openDatagramSocket(int session) {
     reinterpret_cast<sockaddr_in&>(local).sin_port = 0;
   else
     reinterpret_cast<sockaddr_in6&>(local).sin6_port = 0;
-  FileDescriptor descriptor(::socket(local.ss_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  Descriptor descriptor(::socket(local.ss_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   // A key frame is a burst of a thousand datagrams; the kernel grants what its limit allows.
   const int wanted = 8 << 20;
   if (descriptor.isOpen()) ::setsockopt(descriptor.get(), SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);

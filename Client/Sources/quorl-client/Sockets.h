@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "FileDescriptor.h"
+#include <QuorlUnix/Descriptor.h>
 #include "HostAddress.h"
 #include "Waiter.h"
 
@@ -11,11 +11,11 @@ namespace quorl::client {
 
 // A connected, non-blocking TCP socket without Nagle's delay. A name's addresses are tried in turn, each with
 // its share of the time left. Fails with `unreachable` for everything that a network can do.
-Outcome<FileDescriptor> connectTCP(const HostAddress& address, Waiter& waiter, Deadline deadline);
+Outcome<Descriptor> connectTCP(const HostAddress& address, Waiter& waiter, Deadline deadline);
 
 // Receives datagrams from the host at the other end of `session`, and from nobody else.
 struct DatagramSocket {
-  FileDescriptor descriptor;
+  Descriptor descriptor;
   std::uint16_t port = 0;  // ours, for the host to send to
 };
 Outcome<DatagramSocket> openDatagramSocket(int session);

@@ -15,7 +15,7 @@ namespace {
 
 // What ends the process becomes readable, so that it ends a wait and never a write, and whoever changed
 // something sets it back. Blocked before any thread begins.
-quorl::client::FileDescriptor signalDescriptor() {
+quorl::Descriptor signalDescriptor() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
@@ -23,7 +23,7 @@ quorl::client::FileDescriptor signalDescriptor() {
   sigaddset(&signals, SIGHUP);
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
-  return quorl::client::FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  return quorl::Descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
 }  // namespace

@@ -16,8 +16,8 @@ namespace quorl::client::test {
 namespace {
 
 struct Pair {
-  FileDescriptor client;
-  FileDescriptor host;
+  Descriptor client;
+  Descriptor host;
 };
 
 sockaddr_in loopback(std::uint16_t port) {
@@ -42,16 +42,16 @@ bool forward(int from, int to, bool isSwallowed) {
   return true;
 }
 
-void reset(const FileDescriptor& socket) {
+void reset(const Descriptor& socket) {
   const linger hard{1, 0};
   ::setsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
 }
 
-void openPipe(FileDescriptor& read, FileDescriptor& write) {
+void openPipe(Descriptor& read, Descriptor& write) {
   int ends[2];
   QUORL_CHECK(::pipe2(ends, O_CLOEXEC) == 0, "a pipe can be made");
-  read = FileDescriptor(ends[0]);
-  write = FileDescriptor(ends[1]);
+  read = Descriptor(ends[0]);
+  write = Descriptor(ends[1]);
 }
 
 }  // namespace
@@ -82,7 +82,7 @@ void CuttableRelay::give(Order order) {
 }
 
 void CuttableRelay::listen() {
-  listener_ = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  listener_ = Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const int on = 1;
   ::setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   auto address = loopback(port_);
@@ -111,8 +111,8 @@ void CuttableRelay::run() {
       if (!isOpen) pairs.erase(pairs.begin() + static_cast<std::ptrdiff_t>(index));
     }
     if (watched[1].revents != 0) {
-      Pair pair{FileDescriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)),
-                FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))};
+      Pair pair{Descriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)),
+                Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))};
       const auto address = loopback(hostPort_);
       if (::connect(pair.host.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
         pairs.push_back(std::move(pair));

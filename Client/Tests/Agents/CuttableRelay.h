@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <thread>
 
-#include <quorl-client/FileDescriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl::client::test {
 
@@ -34,11 +34,11 @@ class CuttableRelay {
 
   const std::uint16_t hostPort_;
   std::uint16_t port_ = 0;
-  FileDescriptor listener_;
-  FileDescriptor orderRead_;
-  FileDescriptor orderWrite_;
-  FileDescriptor doneRead_;
-  FileDescriptor doneWrite_;
+  Descriptor listener_;
+  Descriptor orderRead_;
+  Descriptor orderWrite_;
+  Descriptor doneRead_;
+  Descriptor doneWrite_;
   std::atomic<bool> swallows_ = false;
   std::atomic<int> accepted_ = 0;
   std::thread thread_;

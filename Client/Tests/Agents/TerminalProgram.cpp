@@ -46,8 +46,8 @@ TerminalProgram::TerminalProgram(const std::vector<std::string>& words,
   int master = -1;
   int slave = -1;
   QUORL_CHECK(::openpty(&master, &slave, nullptr, nullptr, &size) == 0, "a terminal can be opened");
-  master_ = FileDescriptor(master);
-  slave_ = FileDescriptor(slave);
+  master_ = Descriptor(master);
+  slave_ = Descriptor(slave);
   ::fcntl(master, F_SETFD, FD_CLOEXEC);
   ::fcntl(slave, F_SETFD, FD_CLOEXEC);
   ::fcntl(master, F_SETFL, O_NONBLOCK);

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include <quorl-client/FileDescriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl::client::test {
 
@@ -44,8 +44,8 @@ class TerminalProgram {
  private:
   void collect();
 
-  FileDescriptor master_;
-  FileDescriptor slave_;
+  Descriptor master_;
+  Descriptor slave_;
   pid_t pid_ = -1;
   std::string screen_;
   std::optional<int> status_;

@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include <quorl-client/FileDescriptor.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl::client::test {
 
@@ -58,7 +58,7 @@ class BusService {
   }
 
   sd_bus* bus_ = nullptr;
-  FileDescriptor stop_{::eventfd(0, EFD_CLOEXEC)};
+  Descriptor stop_{::eventfd(0, EFD_CLOEXEC)};
   std::thread thread_;
 };
 

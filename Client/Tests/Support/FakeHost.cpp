@@ -20,7 +20,7 @@ namespace quorl::client::test {
 using Clock = std::chrono::steady_clock;
 
 struct FakeHost::Client {
-  FileDescriptor socket;
+  Descriptor socket;
   HostBehaviour behaviour;
   Deframer deframer;
   Bytes nonce;
@@ -34,7 +34,7 @@ struct FakeHost::Client {
   std::uint64_t ptsBase = 0;
   Clock::time_point nextPictureAt;
 
-  FileDescriptor datagrams;
+  Descriptor datagrams;
   std::uint16_t datagramPort = 0;
   std::uint32_t frameCounter = 0;
 };
@@ -138,7 +138,7 @@ void FakeHost::run() {
     if (::poll(watched.data(), watched.size(), -1) < 0) continue;
     if (watched[0].revents != 0) return;
     Client client;
-    client.socket = FileDescriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    client.socket = Descriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     const int on = 1;
     ::setsockopt(client.socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     record([&] {
@@ -266,7 +266,7 @@ bool FakeHost::handleControl(Client& client, const ControlMessage& message) {
   if (const auto* start = std::get_if<message::StartStream>(&message)) startStream(client, start->_0);
   if (std::holds_alternative<message::StopStream>(message)) client.stream.reset();
   if (const auto* transport = std::get_if<message::VideoTransport>(&message)) {
-    client.datagrams = FileDescriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    client.datagrams = Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     client.datagramPort = transport->udpPort;
   }
   if (std::holds_alternative<message::RequestKeyframe>(message)) {

@@ -15,7 +15,7 @@
 #include <QuorlKit/Protocol/Frames.h>
 #include <QuorlKit/Protocol/InputEvents.h>
 #include <QuorlKit/Protocol/OutgoingFrame.h>
-#include <quorl-client/FileDescriptor.h>
+#include <QuorlUnix/Descriptor.h>
 #include <quorl-client/HostBook.h>
 
 #include "SampleVideo.h"
@@ -108,8 +108,8 @@ class FakeHost {
   void record(const std::function<void()>& change);
 
   DeviceInfo device_;
-  FileDescriptor listener_;
-  FileDescriptor stop_;
+  Descriptor listener_;
+  Descriptor stop_;
   std::uint16_t port_ = 0;
 
   mutable std::mutex lock_;

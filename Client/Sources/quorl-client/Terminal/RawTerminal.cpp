@@ -60,7 +60,7 @@ Outcome<RawTerminal> RawTerminal::enter(int input, int output) {
                   "Attach from a terminal; 'quorl_client prompt' serves scripts.");
   const auto signals = terminalSignals();
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  terminal.signals_ = FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+  terminal.signals_ = Descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
   setRestoring({});
   savedTerminal.output = output;
   savedTerminal.descriptor = input;

@@ -6,8 +6,8 @@
 
 #include <QuorlKit/Foundation/ByteView.h>
 
+#include <QuorlUnix/Descriptor.h>
 #include "../ClientError.h"
-#include "../FileDescriptor.h"
 #include "Pacing.h"
 
 namespace quorl::client {
@@ -55,7 +55,7 @@ class RawTerminal {
 
   int input_ = -1;
   int output_ = -1;
-  FileDescriptor signals_;
+  Descriptor signals_;
   bool isRaw_ = false;
 };
 
