@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include <quorl-client/Session.h>
+#include <quorl-client/Session/Session.h>
 
 namespace quorl::bench {
 

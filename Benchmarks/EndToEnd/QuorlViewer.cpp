@@ -2,9 +2,9 @@
 #include "QuorlViewer.h"
 
 #include <fmt/format.h>
-#include <quorl-client/Handshake.h>
-#include <quorl-client/Session.h>
-#include <quorl-client/VideoReceiver.h>
+#include <quorl-client/Session/Handshake.h>
+#include <quorl-client/Session/Session.h>
+#include <quorl-client/Video/VideoReceiver.h>
 
 #include <atomic>
 #include <thread>

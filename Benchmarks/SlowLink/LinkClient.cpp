@@ -9,7 +9,7 @@
 #include <variant>
 
 #include <QuorlKit/Protocol/MediaPackets.h>
-#include <quorl-client/Handshake.h>
+#include <quorl-client/Session/Handshake.h>
 
 namespace quorl::bench {
 

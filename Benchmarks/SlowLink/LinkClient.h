@@ -10,7 +10,7 @@
 #include <vector>
 
 #include <QuorlKit/Models/Models.h>
-#include <quorl-client/Session.h>
+#include <quorl-client/Session/Session.h>
 
 #include "../Support/ProbeBoard.h"
 #include "PictureDecoder.h"

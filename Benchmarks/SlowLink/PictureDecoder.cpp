@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "PictureDecoder.h"
 
-#include <quorl-client/Decoder.h>
+#include <quorl-client/Video/Decoder.h>
 
 #include "../Support/CodedColour.h"
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include <quorl-client/Decoder.h>
+#include <quorl-client/Video/Decoder.h>
 
 #include "Viewer.h"
 

@@ -8,8 +8,8 @@
 
 #include <fmt/format.h>
 
-#include "Commands/CommandContext.h"
-#include "Decoder.h"
+#include <quorl-client/Commands/CommandContext.h>
+#include <quorl-client/Video/Decoder.h>
 
 namespace {
 

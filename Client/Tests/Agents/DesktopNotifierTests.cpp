@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <quorl-client/DesktopNotifier.h>
+#include <quorl-client/Notifications/DesktopNotifier.h>
 
 #include <cstdlib>
 #include <mutex>

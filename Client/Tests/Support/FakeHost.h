@@ -16,7 +16,7 @@
 #include <QuorlKit/Protocol/InputEvents.h>
 #include <QuorlKit/Protocol/OutgoingFrame.h>
 #include <QuorlUnix/Descriptor.h>
-#include <quorl-client/HostBook.h>
+#include <quorl-client/Hosts/HostBook.h>
 
 #include "SampleVideo.h"
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <quorl-client/Terminal/Pacing.h>
+#include <quorl-client/Session/LinkWatch.h>
+#include <quorl-client/Session/ReconnectBackoff.h>
+#include <quorl-client/Terminal/ResizePacer.h>
 
 #include <gtest/gtest.h>
 

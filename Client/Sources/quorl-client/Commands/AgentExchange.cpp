@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "AgentExchange.h"
+#include <quorl-client/Commands/AgentExchange.h>
 
 #include <fmt/format.h>
 
-#include "../Printable.h"
-#include "../Terminal/Pacing.h"
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Session/LinkWatch.h>
+#include <quorl-client/Session/ReconnectBackoff.h>
 
 namespace quorl::client {
 namespace {

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "AgentRows.h"
-#include "CommandContext.h"
+#include <quorl-client/Commands/AgentRows.h>
+#include <quorl-client/Commands/CommandContext.h>
 
 // Questions about agents and their answers, which are the same for many commands.
 namespace quorl::client {

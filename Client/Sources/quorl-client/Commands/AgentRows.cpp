@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "AgentRows.h"
+#include <quorl-client/Commands/AgentRows.h>
 
 #include <algorithm>
 #include <set>
@@ -8,7 +8,7 @@
 
 #include <QuorlKit/Foundation/ASCII.h>
 
-#include "../Printable.h"
+#include <quorl-client/Base/Printable.h>
 
 namespace quorl::client {
 namespace {

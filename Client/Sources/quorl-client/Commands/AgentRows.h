@@ -8,7 +8,7 @@
 
 #include <QuorlKit/Models/AgentModels.h>
 
-#include "../ClientError.h"
+#include <quorl-client/Base/ClientError.h>
 
 // The agent list for people: which row they mean, and how it looks. Pure.
 namespace quorl::client {

@@ -3,8 +3,8 @@
 
 #include <fmt/format.h>
 
-#include "../Printable.h"
-#include "AgentExchange.h"
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Commands/AgentExchange.h>
 
 namespace quorl::client {
 namespace {

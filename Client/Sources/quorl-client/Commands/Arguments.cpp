@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Arguments.h"
+#include <quorl-client/Commands/Arguments.h>
 
 #include <algorithm>
 #include <array>

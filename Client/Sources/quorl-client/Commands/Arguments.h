@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "../ClientError.h"
+#include <quorl-client/Base/ClientError.h>
 
 namespace quorl::client {
 

@@ -3,10 +3,10 @@
 
 #include <fmt/format.h>
 
-#include "../DesktopNotifier.h"
-#include "../Printable.h"
-#include "../Terminal/Attachment.h"
-#include "AgentExchange.h"
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Commands/AgentExchange.h>
+#include <quorl-client/Notifications/DesktopNotifier.h>
+#include <quorl-client/Terminal/Attachment.h>
 
 namespace quorl::client {
 namespace {

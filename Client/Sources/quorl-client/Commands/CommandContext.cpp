@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "CommandContext.h"
+#include <quorl-client/Commands/CommandContext.h>
 
 #include <sys/utsname.h>
 
 #include <fmt/format.h>
 
-#include "../Handshake.h"
-#include "../Printable.h"
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Session/Handshake.h>
 
 namespace quorl::client {
 

@@ -10,10 +10,10 @@
 #include <QuorlKit/Protocol/Handshake.h>
 #include <QuorlKit/Protocol/RecordCoding.h>
 
-#include "../HostBook.h"
-#include "../Session.h"
-#include "Arguments.h"
-#include "Output.h"
+#include <quorl-client/Commands/Arguments.h>
+#include <quorl-client/Commands/Output.h>
+#include <quorl-client/Hosts/HostBook.h>
+#include <quorl-client/Session/Session.h>
 
 namespace quorl::client {
 

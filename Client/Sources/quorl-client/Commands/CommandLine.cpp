@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "CommandContext.h"
+#include <quorl-client/Commands/CommandContext.h>
 
 namespace quorl::client {
 namespace {

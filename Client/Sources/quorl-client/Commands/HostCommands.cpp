@@ -7,10 +7,10 @@
 
 #include <fmt/format.h>
 
-#include "../Discovery.h"
-#include "../Handshake.h"
-#include "../Printable.h"
-#include "CommandContext.h"
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Commands/CommandContext.h>
+#include <quorl-client/Hosts/Discovery.h>
+#include <quorl-client/Session/Handshake.h>
 
 namespace quorl::client {
 

@@ -6,8 +6,8 @@
 
 #include <fmt/format.h>
 
-#include "KeyNames.h"
-#include "StreamOptions.h"
+#include <quorl-client/Commands/StreamOptions.h>
+#include <quorl-client/Input/KeyNames.h>
 
 namespace quorl::client {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Output.h"
+#include <quorl-client/Commands/Output.h>
 
 #include <unistd.h>
 

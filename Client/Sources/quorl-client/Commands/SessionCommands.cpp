@@ -4,8 +4,8 @@
 
 #include <fmt/format.h>
 
-#include "../Printable.h"
-#include "CommandContext.h"
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Commands/CommandContext.h>
 
 namespace quorl::client {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "StreamOptions.h"
+#include <quorl-client/Commands/StreamOptions.h>
 
 #include <limits>
 

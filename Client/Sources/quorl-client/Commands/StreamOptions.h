@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "../VideoReceiver.h"
-#include "CommandContext.h"
+#include <quorl-client/Commands/CommandContext.h>
+#include <quorl-client/Video/VideoReceiver.h>
 
 namespace quorl::client {
 

@@ -4,12 +4,12 @@
 
 #include <fmt/format.h>
 
-#include "../Decoder.h"
-#include "../Muxer.h"
-#include "../PngWriter.h"
-#include "../Printable.h"
-#include "StatsMeter.h"
-#include "StreamOptions.h"
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Commands/StreamOptions.h>
+#include <quorl-client/Recording/Muxer.h>
+#include <quorl-client/Recording/PngWriter.h>
+#include <quorl-client/Video/Decoder.h>
+#include <quorl-client/Video/StatsMeter.h>
 
 namespace quorl::client {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Attachment.h"
+#include <quorl-client/Terminal/Attachment.h>
 
 #include <poll.h>
 

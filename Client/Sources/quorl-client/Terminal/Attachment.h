@@ -11,12 +11,14 @@
 #include <QuorlKit/Models/AgentModels.h>
 
 #include <QuorlKit/Terminal/TerminalModes.h>
-#include "../Session.h"
-#include "DetachKey.h"
-#include "Pacing.h"
-#include "RawTerminal.h"
-#include "SeenOutput.h"
-#include "TabText.h"
+#include <quorl-client/Session/LinkWatch.h>
+#include <quorl-client/Session/ReconnectBackoff.h>
+#include <quorl-client/Session/Session.h>
+#include <quorl-client/Terminal/DetachKey.h>
+#include <quorl-client/Terminal/RawTerminal.h>
+#include <quorl-client/Terminal/ResizePacer.h>
+#include <quorl-client/Terminal/SeenOutput.h>
+#include <quorl-client/Terminal/TabText.h>
 
 namespace quorl::client {
 

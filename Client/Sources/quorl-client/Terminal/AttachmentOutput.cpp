@@ -8,7 +8,7 @@
 #include <QuorlKit/Terminal/TerminalPreamble.h>
 #include <fmt/format.h>
 
-#include "Attachment.h"
+#include <quorl-client/Terminal/Attachment.h>
 
 namespace quorl::client {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "DetachKey.h"
+#include <quorl-client/Terminal/DetachKey.h>
 
 #include <algorithm>
 #include <array>

@@ -9,8 +9,8 @@
 
 #include <QuorlKit/Foundation/ByteView.h>
 
-#include "../ClientError.h"
-#include "../Waiter.h"
+#include <quorl-client/Base/ClientError.h>
+#include <quorl-client/Base/Waiter.h>
 
 namespace quorl::client {
 

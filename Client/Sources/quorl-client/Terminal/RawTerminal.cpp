@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "RawTerminal.h"
+#include <quorl-client/Terminal/RawTerminal.h>
 
 #include <poll.h>
 #include <sys/ioctl.h>

@@ -7,8 +7,8 @@
 #include <QuorlKit/Foundation/ByteView.h>
 
 #include <QuorlUnix/Descriptor.h>
-#include "../ClientError.h"
-#include "Pacing.h"
+#include <quorl-client/Base/ClientError.h>
+#include <quorl-client/Terminal/ResizePacer.h>
 
 namespace quorl::client {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "SeenOutput.h"
+#include <quorl-client/Terminal/SeenOutput.h>
 
 #include <algorithm>
 #include <vector>

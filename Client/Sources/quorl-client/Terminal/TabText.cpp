@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "TabText.h"
+#include <quorl-client/Terminal/TabText.h>
 
 #include <algorithm>
 #include <iterator>

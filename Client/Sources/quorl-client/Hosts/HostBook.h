@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <QuorlKit/Foundation/ByteView.h>
+#include <QuorlKit/Foundation/Record.h>
+#include <QuorlKit/Foundation/UUID.h>
+
+#include <quorl-client/Base/ClientError.h>
+#include <quorl-client/Session/HostAddress.h>
+
+namespace quorl::client {
+
+// One pairing: whoever holds the token is let in by that host.
+struct PairedHost {
+  std::string name;
+  std::string address;
+  std::uint16_t port = 0;
+  UUID deviceID;  // the host's
+  Bytes token;
+
+  HostAddress endpoint() const { return {address, port}; }
+
+  bool operator==(const PairedHost&) const = default;
+};
+BOOST_DESCRIBE_STRUCT(PairedHost, (), (name, address, port, deviceID, token))
+
+struct HostBookContents {
+  UUID deviceID;  // this client's, made once
+  std::vector<PairedHost> hosts;
+
+  // By address with port, then by name whatever its case, then by address alone when only one host has it.
+  const PairedHost* find(std::string_view text) const;
+
+  bool operator==(const HostBookContents&) const = default;
+};
+BOOST_DESCRIBE_STRUCT(HostBookContents, (), (deviceID, hosts))
+
+// The paired hosts on disk: `hosts.json`, 0600, in a folder of 0700.
+// Queue: any; several processes may use the same book, a change locks the folder.
+// Ownership: a value.
+class HostBook {
+ public:
+  explicit HostBook(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+  // $XDG_CONFIG_HOME/quorl where that is an absolute path, else ~/.config/quorl.
+  static Outcome<std::filesystem::path> defaultFolder();
+
+  // An absent file is an empty book with a nil device. A damaged one is an error: it may hold tokens that a
+  // person wants to rescue, so it is never overwritten.
+  Outcome<HostBookContents> load() const;
+
+  // Reads, changes and replaces the file under a lock. The device identity is made here when there is none.
+  Outcome<HostBookContents> update(const std::function<void(HostBookContents&)>& change);
+
+  std::filesystem::path path() const { return folder_ / "hosts.json"; }
+
+ private:
+  Outcome<void> makeFolder() const;
+
+  std::filesystem::path folder_;
+};
+
+}  // namespace quorl::client

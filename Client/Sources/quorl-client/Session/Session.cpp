@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-client/Session/Session.h>
+
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Session/Sockets.h>
+
+namespace quorl::client {
+namespace {
+
+constexpr std::size_t receiveSize = 524'288;
+
+}  // namespace
+
+Outcome<std::unique_ptr<Session>> Session::connect(const HostAddress& address, Waiter& waiter,
+                                                   Deadline deadline) {
+  auto socket = connectTCP(address, waiter, deadline);
+  if (!socket) return std::unexpected(socket.error());
+  return std::unique_ptr<Session>(new Session(address, std::move(*socket), waiter));
+}
+
+Session::Session(const HostAddress& address, Descriptor socket, Waiter& waiter)
+    : address_(address), socket_(std::move(socket)), waiter_(waiter), receiveBuffer_(receiveSize) {}
+
+Outcome<void> Session::send(const OutgoingFrame& frame) {
+  if (ended_) return std::unexpected(*ended_);
+  std::size_t written = 0;
+  const auto prefix = frame.prefix();
+  const auto body = frame.body();
+  if (unsentBytes() == 0) {
+    const std::array<iovec, 2> parts{iovec{const_cast<std::uint8_t*>(prefix.data()), prefix.size()},
+                                     iovec{const_cast<std::uint8_t*>(body.data()), body.size()}};
+    msghdr header{};
+    header.msg_iov = const_cast<iovec*>(parts.data());
+    header.msg_iovlen = parts.size();
+    const auto count = ::sendmsg(socket_.get(), &header, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count >= 0) written = static_cast<std::size_t>(count);
+    // A broken pipe is told by the next read, which may still hold the host's last words.
+  }
+  const auto rest = [&](ByteView part) {
+    const auto done = std::min(written, part.size());
+    outbox_.insert(outbox_.end(), part.begin() + static_cast<std::ptrdiff_t>(done), part.end());
+    written -= done;
+  };
+  rest(prefix);
+  rest(body);
+  return {};
+}
+
+Outcome<void> Session::send(const ControlMessage& message) {
+  auto frame = OutgoingFrame::control(message);
+  if (!frame) return failed(ExitCode::failure, "the message cannot be sent: " + frame.error().text);
+  return send(*frame);
+}
+
+Outcome<void> Session::send(const InputEvent& event) {
+  return send(OutgoingFrame::input(event));
+}
+
+Outcome<Waiter::Ready> Session::wait(Deadline deadline, std::span<const int> alsoReadable) {
+  std::vector<pollfd> watched(1 + alsoReadable.size());
+  for (;;) {
+    if (!inbox_.empty()) return Waiter::Ready::yes;
+    if (ended_) return std::unexpected(*ended_);
+    const short interest = static_cast<short>(POLLIN | (isWritable_ && unsentBytes() > 0 ? POLLOUT : 0));
+    watched[0] = {socket_.get(), interest, 0};
+    for (std::size_t index = 0; index < alsoReadable.size(); ++index)
+      watched[index + 1] = {alsoReadable[index], POLLIN, 0};
+    const auto ready = waiter_.wait(watched, deadline);
+    if (!ready || *ready == Waiter::Ready::deadline) return ready;
+    if ((watched[0].revents & POLLOUT) != 0)
+      if (auto wrote = writeSome(); !wrote) return std::unexpected(wrote.error());
+    if ((watched[0].revents & ~POLLOUT) != 0)
+      if (auto read = readSome(); !read) return std::unexpected(read.error());
+    for (std::size_t index = 1; index < watched.size(); ++index)
+      if (watched[index].revents != 0) return Waiter::Ready::yes;
+  }
+}
+
+Outcome<void> Session::writeSome() {
+  const auto count =
+      ::send(socket_.get(), outbox_.data() + outboxHead_, unsentBytes(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  if (count < 0) {
+    // From now on a wait reads only, and so finds the end and its reason.
+    if (errno != EAGAIN && errno != EINTR) isWritable_ = false;
+  } else {
+    outboxHead_ += static_cast<std::size_t>(count);
+  }
+  if (outboxHead_ == outbox_.size()) {
+    outbox_.clear();
+    outboxHead_ = 0;
+  } else if (outboxHead_ > receiveSize) {
+    outbox_.erase(outbox_.begin(), outbox_.begin() + static_cast<std::ptrdiff_t>(outboxHead_));
+    outboxHead_ = 0;
+  }
+  return {};
+}
+
+Outcome<void> Session::readSome() {
+  const auto count = ::recv(socket_.get(), receiveBuffer_.data(), receiveBuffer_.size(), MSG_DONTWAIT);
+  if (count < 0) {
+    if (errno == EAGAIN || errno == EINTR) return {};
+    endedByHost_ = errno == ECONNRESET || errno == EPIPE;
+    ended_ = endedByHost_ ? closedError() : brokenError(errno);
+    return {};
+  }
+  if (count == 0) {
+    endedByHost_ = true;
+    ended_ = closedError();
+    return {};
+  }
+  receivedBytes_ += static_cast<std::uint64_t>(count);
+  auto frames = deframer_.feed(ByteView(receiveBuffer_).first(static_cast<std::size_t>(count)));
+  if (!frames) {
+    ended_ = ClientError{ExitCode::failure,
+                         fmt::format("{} does not speak the session protocol ({})", address_.text(),
+                                     frames.error().description()),
+                         "Check that the port is Quorl Host's session port."};
+    return {};
+  }
+  for (auto& frame : *frames) {
+    if (frame.type == FrameType::ping) {
+      if (auto sent = send(OutgoingFrame::raw(FrameType::pong, shareBytes(std::move(frame.payload)))); !sent)
+        return sent;
+      continue;
+    }
+    inbox_.push_back(std::move(frame));
+  }
+  return {};
+}
+
+std::optional<Frame> Session::takeFrame() {
+  if (inbox_.empty()) return std::nullopt;
+  auto frame = std::move(inbox_.front());
+  inbox_.pop_front();
+  return frame;
+}
+
+std::optional<ControlMessage> Session::decodeControl(const Frame& frame) {
+  if (frame.type != FrameType::control) return std::nullopt;
+  auto decoded = ControlCoder::decode(frame.payload);
+  if (!decoded) return std::nullopt;
+  if (const auto* error = std::get_if<message::Error>(&*decoded)) lastHostError_ = error->_0;
+  if (const auto* closed = std::get_if<message::SessionClosed>(&*decoded)) closingReason_ = closed->reason;
+  // The end is often read before the message that gives its reason is decoded.
+  if (ended_ && endedByHost_) ended_ = closedError();
+  return std::move(*decoded);
+}
+
+Outcome<std::optional<ControlMessage>> Session::nextControl(Deadline deadline) {
+  for (;;) {
+    while (auto frame = takeFrame())
+      if (auto decoded = decodeControl(*frame)) return decoded;
+    const auto ready = wait(deadline);
+    if (!ready) return std::unexpected(ready.error());
+    if (*ready == Waiter::Ready::deadline) return std::optional<ControlMessage>();
+  }
+}
+
+void Session::finish(Deadline deadline) {
+  if (!send(ControlMessage(message::Bye{}))) return;
+  for (;;) {
+    while (takeFrame()) {
+    }
+    const auto ready = wait(deadline);
+    if (!ready || *ready == Waiter::Ready::deadline) return;
+  }
+}
+
+ClientError Session::closedError() const {
+  if (!closingReason_.empty())
+    return {ExitCode::failure, fmt::format("the host closed the session: {}", printable(closingReason_)), {}};
+  if (lastHostError_)
+    return {ExitCode::failure,
+            fmt::format("the host closed the connection: {} ({})", printable(lastHostError_->message),
+                        printable(lastHostError_->code)),
+            {}};
+  return {ExitCode::failure, "the host closed the connection", {}};
+}
+
+ClientError Session::brokenError(int status) const {
+  return {ExitCode::failure, fmt::format("the connection broke: {}", std::strerror(status)),
+          "Check the network and try again."};
+}
+
+}  // namespace quorl::client

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-client/Video/Decoder.h>
+
+#include <cstring>
+#include <utility>
+
+#include <quorl-client/Video/DecoderConfig.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/log.h>
+#include <libswscale/swscale.h>
+}
+
+namespace quorl::client {
+
+struct DecodedPicture::Planes {
+  AVFrame* frame = av_frame_alloc();
+
+  Planes() = default;
+  Planes(const Planes&) = delete;
+  Planes& operator=(const Planes&) = delete;
+  ~Planes() { av_frame_free(&frame); }
+};
+
+DecodedPicture::DecodedPicture(std::unique_ptr<Planes> planes) : planes_(std::move(planes)) {}
+DecodedPicture::~DecodedPicture() = default;
+DecodedPicture::DecodedPicture(DecodedPicture&&) noexcept = default;
+DecodedPicture& DecodedPicture::operator=(DecodedPicture&&) noexcept = default;
+
+PixelSize DecodedPicture::size() const {
+  return {planes_->frame->width, planes_->frame->height};
+}
+
+std::uint64_t DecodedPicture::ptsMicros() const {
+  return static_cast<std::uint64_t>(planes_->frame->pts);
+}
+
+std::uint8_t DecodedPicture::luma(int x, int y) const {
+  const auto* frame = planes_->frame;
+  return frame->data[0][static_cast<std::ptrdiff_t>(y) * frame->linesize[0] + x];
+}
+
+DecodedPicture::Sample DecodedPicture::sample(int x, int y) const {
+  const auto* frame = planes_->frame;
+  const bool isPlanar420 = frame->format == AV_PIX_FMT_YUV420P || frame->format == AV_PIX_FMT_YUVJ420P;
+  if (!isPlanar420 || x < 0 || y < 0 || x >= frame->width || y >= frame->height) return {};
+  const auto chroma = [&](int plane) {
+    return frame->data[plane][static_cast<std::ptrdiff_t>(y / 2) * frame->linesize[plane] + x / 2];
+  };
+  return {luma(x, y), chroma(1), chroma(2)};
+}
+
+Bytes DecodedPicture::rgb() const {
+  const auto* frame = planes_->frame;
+  const auto format = static_cast<AVPixelFormat>(frame->format);
+  SwsContext* scaler =
+      sws_getContext(frame->width, frame->height, format, frame->width, frame->height, AV_PIX_FMT_RGB24,
+                     SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr);
+  if (scaler == nullptr) return {};
+  const int space = frame->colorspace == AVCOL_SPC_UNSPECIFIED ? SWS_CS_ITU601 : frame->colorspace;
+  const int isFullRange = frame->color_range == AVCOL_RANGE_JPEG ? 1 : 0;
+  sws_setColorspaceDetails(scaler, sws_getCoefficients(space), isFullRange,
+                           sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
+  const auto stride = static_cast<std::size_t>(frame->width) * 3;
+  // The scaler may write a few bytes behind a row's end.
+  Bytes pixels(stride * static_cast<std::size_t>(frame->height) + 64);
+  std::uint8_t* const rows[] = {pixels.data()};
+  const int strides[] = {static_cast<int>(stride)};
+  sws_scale(scaler, frame->data, frame->linesize, 0, frame->height, rows, strides);
+  sws_freeContext(scaler);
+  pixels.resize(stride * static_cast<std::size_t>(frame->height));
+  return pixels;
+}
+
+struct Decoder::Context {
+  AVCodecContext* codec = nullptr;
+  AVPacket* packet = av_packet_alloc();
+
+  Context() = default;
+  Context(const Context&) = delete;
+  Context& operator=(const Context&) = delete;
+  ~Context() {
+    avcodec_free_context(&codec);
+    av_packet_free(&packet);
+  }
+};
+
+Decoder::Decoder() = default;
+Decoder::~Decoder() = default;
+
+Outcome<void> Decoder::configure(ByteView record) {
+  context_.reset();
+  const auto codec = codecOfConfigRecord(record);
+  if (!codec) return failed(ExitCode::failure, "the host's decoder configuration cannot be read");
+  const AVCodec* const decoder =
+      avcodec_find_decoder(*codec == VideoCodec::hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264);
+  auto context = std::make_unique<Context>();
+  if (decoder == nullptr || (context->codec = avcodec_alloc_context3(decoder)) == nullptr)
+    return failed(ExitCode::failure, "this machine's media library has no decoder for the stream",
+                  "Install libavcodec with H.264 and HEVC.");
+  auto* const settings = context->codec;
+  settings->flags |= AV_CODEC_FLAG_LOW_DELAY;
+  // Frame threads would hold pictures back; slices do not.
+  settings->thread_type = FF_THREAD_SLICE;
+  settings->thread_count = 2;
+  settings->pkt_timebase = {1, 1'000'000};
+  settings->extradata = static_cast<std::uint8_t*>(av_mallocz(record.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+  if (settings->extradata == nullptr) return failed(ExitCode::failure, "out of memory");
+  std::memcpy(settings->extradata, record.data(), record.size());
+  settings->extradata_size = static_cast<int>(record.size());
+  if (avcodec_open2(settings, decoder, nullptr) < 0)
+    return failed(ExitCode::failure, "the decoder refuses the host's configuration");
+  context_ = std::move(context);
+  return {};
+}
+
+std::vector<DecodedPicture> Decoder::decode(ByteView unit, std::uint64_t ptsMicros) {
+  if (!context_ || unit.empty() || av_new_packet(context_->packet, static_cast<int>(unit.size())) < 0) {
+    ++failedUnits_;
+    return {};
+  }
+  std::memcpy(context_->packet->data, unit.data(), unit.size());
+  context_->packet->pts = static_cast<std::int64_t>(ptsMicros);
+  const int status = avcodec_send_packet(context_->codec, context_->packet);
+  av_packet_unref(context_->packet);
+  if (status < 0) ++failedUnits_;
+  return receive();
+}
+
+std::vector<DecodedPicture> Decoder::drain() {
+  if (!context_) return {};
+  avcodec_send_packet(context_->codec, nullptr);
+  return receive();
+}
+
+std::vector<DecodedPicture> Decoder::receive() {
+  std::vector<DecodedPicture> pictures;
+  for (;;) {
+    auto planes = std::make_unique<DecodedPicture::Planes>();
+    if (planes->frame == nullptr || avcodec_receive_frame(context_->codec, planes->frame) < 0)
+      return pictures;
+    // Concealed damage is not a picture of anything.
+    if ((planes->frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || planes->frame->decode_error_flags != 0) {
+      ++failedUnits_;
+      continue;
+    }
+    pictures.emplace_back(std::move(planes));
+  }
+}
+
+void silenceMediaLibraries() {
+  av_log_set_level(AV_LOG_QUIET);
+}
+
+}  // namespace quorl::client

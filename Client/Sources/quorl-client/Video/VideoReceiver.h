@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <variant>
+
+#include <QuorlKit/Models/Models.h>
+
+#include <quorl-client/Session/Session.h>
+#include <quorl-client/Session/Sockets.h>
+#include <quorl-client/Video/DatagramVideo.h>
+
+namespace quorl::client {
+
+enum class VideoTransport : std::uint8_t { tcp, udp };
+
+// The decoder configuration record of the pictures that follow.
+struct DecoderConfig {
+  Bytes record;
+  VideoCodec codec = VideoCodec::hevc;
+};
+
+// One access unit, its NAL units length-prefixed as the configuration record says.
+struct EncodedPicture {
+  bool isKeyframe = false;
+  std::uint64_t ptsMicros = 0;  // the host's monotonic clock
+  Bytes data;
+  Clock::time_point arrival;
+};
+
+using VideoEvent = std::variant<StreamStarted, DecoderConfig, EncodedPicture>;
+
+// One stream of a session: asks for it, and gives its events in the order in which a decoder needs them: a
+// configuration first, then a key frame, then what builds on it. Over UDP a loss is answered with
+// `requestKeyframe`, and nothing is given until the key frame has come.
+// Queue: the session's thread. Ownership: the command's. Lifetime: shorter than the session.
+class VideoReceiver {
+ public:
+  // Asks the host for the stream; the first `next` gives what it answers.
+  static Outcome<std::unique_ptr<VideoReceiver>> start(Session& session, StreamTarget target,
+                                                       const StreamConfig& config, VideoTransport transport);
+
+  // The next event; nothing at the deadline. Fails where the host reports that the stream failed.
+  Outcome<std::optional<VideoEvent>> next(Deadline deadline);
+
+  // For a decoder that cannot go on. At most one goes out each half second.
+  Outcome<void> requestKeyframe();
+
+  // Ends the stream; the session stays open.
+  Outcome<void> stop();
+
+  std::uint32_t streamID() const { return streamID_; }
+  // Bytes of pictures and configurations, headers not counted.
+  std::uint64_t videoBytes() const { return videoBytes_; }
+  std::uint64_t keyframeRequests() const { return keyframeRequests_; }
+  std::uint64_t lostFrames() const { return datagramVideo_.lostFrames(); }
+
+  // Control messages that are not about this stream.
+  std::function<void(const ControlMessage&)> onControl;
+
+ private:
+  VideoReceiver(Session& session, std::uint32_t streamID) : session_(session), streamID_(streamID) {}
+
+  Outcome<void> openDatagrams();
+  Outcome<void> handleFrame(const Frame& frame);
+  Outcome<void> handleControl(const ControlMessage& message);
+  void handlePacket(VideoPacket packet);
+  Outcome<void> drainDatagrams();
+  Outcome<void> perform(DatagramVideo::Actions actions);
+  void deliver(EncodedPicture picture);
+
+  Session& session_;
+  std::uint32_t streamID_;
+  DatagramSocket datagrams_;
+  std::optional<DatagramReader> datagramReader_;
+  DatagramVideo datagramVideo_;
+
+  std::deque<VideoEvent> events_;
+  bool hasConfig_ = false;
+  // Pictures of a datagram that outran the configuration on the stream.
+  std::deque<EncodedPicture> early_;
+  std::optional<Clock::time_point> lastKeyframeRequest_;
+  std::uint64_t keyframeRequests_ = 0;
+  std::uint64_t videoBytes_ = 0;
+};
+
+}  // namespace quorl::client
