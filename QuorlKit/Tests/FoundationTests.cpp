@@ -103,6 +103,20 @@ TEST(UTF8, writesCodePointsOfEveryLength) {
   EXPECT_EQ(text, "aé€\U0001F600");
 }
 
+TEST(UTF8, findsTheUnfinishedSequenceAtTheEnd) {
+  for (const auto& [text, length] :
+       std::vector<std::pair<std::string_view, std::size_t>>{{"", 0},
+                                                             {"whole €", 0},
+                                                             {"a\xC3", 1},
+                                                             {"a\xE2", 1},
+                                                             {"a\xE2\x82", 2},
+                                                             {"\xF0\x9F\x98", 3},
+                                                             {"\x80\x80", 0},
+                                                             {"\xE0\x80", 0},  // already wrong: overlong
+                                                             {"\xFF", 0}})
+    EXPECT_EQ(unfinishedUTF8Length(text), length) << text;
+}
+
 // FIPS 180-4, RFC 1321 and RFC 4231 (case 2).
 TEST(Digest, matchesTheVectorsOfTheStandards) {
   EXPECT_EQ(hexOf(sha256(viewOf("abc"))), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");

@@ -10,25 +10,35 @@
 
 namespace quorl {
 
-// Reads one JSON text (RFC 8259) from front to back, straight into the caller's fields, without a tree of
-// values. Strict: no comments, no trailing commas, UTF-8 only, no byte order mark. Every read returns false
-// once something is wrong; the first cause stands in `error`. It never recurses, so nesting costs the sender
-// more than the reader.
-// Queue: one at a time. Lifetime: the text outlives the reader.
+/// Reads one JSON text (RFC 8259) from front to back into the caller's fields. Strict: no comments, no
+/// trailing commas, UTF-8 only, no byte order mark. After the first failure every read returns false, and
+/// `error` has its cause. It never recurses: a deeply nested text costs the sender more than the reader.
+///
+/// Own code, because peers that have not authenticated send these texts:
+/// - No tree of values is built. A text can be judged without keeping anything (`Values::judged`), so its
+/// cost
+///   is bounded by its size and not by what it contains.
+/// - Records are read in one pass, with the expected key as a guess; a tree would copy each text twice.
+/// - Whole numbers are exact over all of 64 bits, 3.0 and 3e0 read as 3, and a number too large for a double
+/// is
+///   an error, not infinity.
+/// - A value that does not fit can be skipped from a mark, which the rule of one key per tagged union needs.
+///
+/// *Queue*: one at a time. *Lifetime*: the text outlives the reader.
 class JsonReader {
  public:
   static constexpr std::size_t maxDepth = 128;
 
   enum class Kind : std::uint8_t { object, array, string, number, boolean, null, nothing };
   enum class Step : std::uint8_t { item, end, failed };
-  // Whether what is decoded is wanted, or only whether it could be decoded. Decoders then leave texts, lists
-  // and dictionaries empty, so that judging a text costs no memory that grows with what it says.
+  /// `judged`: only whether the text can be decoded. Decoders leave texts, lists and dictionaries empty, so
+  /// the memory does not grow with the content.
   enum class Values : std::uint8_t { kept, judged };
-  // Where in a list of members or elements a walk stands.
+  /// The position of a walk in a list of members or elements.
   struct Walk {
     bool isFirst = true;
   };
-  // A place to come back to.
+  /// A position for `rewind`.
   struct Mark {
     const char* position = nullptr;
     std::size_t depth = 0;
@@ -36,12 +46,12 @@ class JsonReader {
 
   explicit JsonReader(ByteView json, Values values = Values::kept);
 
-  // What the next value is, by its first character; the value may still turn out to be malformed.
+  /// The kind of the next value by its first character; the value may still be malformed.
   Kind peek();
 
   [[nodiscard]] bool beginObject();
-  // The next key, valid until the next read; its value must be read or skipped next. `expected`, a key
-  // without characters to escape, is only a guess that saves reading the key where it is right.
+  /// The next key, valid until the next read; its value must be read or skipped next. `expected` is a guess
+  /// without characters to escape; a right guess saves the scan of the key.
   [[nodiscard]] Step nextKey(Walk& walk, std::string_view& key, std::string_view expected = {});
   [[nodiscard]] bool beginArray();
   [[nodiscard]] Step nextElement(Walk& walk);
@@ -49,23 +59,23 @@ class JsonReader {
   [[nodiscard]] bool readNull();
   [[nodiscard]] bool readBool(bool& value);
   [[nodiscard]] bool readDouble(double& value);
-  // A whole number in range, written in whatever way (3, 3.0, 3e0).
+  /// A whole number in range, in any notation (3, 3.0, 3e0).
   [[nodiscard]] bool readSigned(std::int64_t& value);
   [[nodiscard]] bool readUnsigned(std::uint64_t& value);
   [[nodiscard]] bool readString(std::string& value);
-  // Valid until the next read.
+  /// Valid until the next read.
   [[nodiscard]] bool readStringView(std::string_view& value);
   [[nodiscard]] bool skipValue();
-  // Only white space is left.
+  /// True if only white space is left.
   [[nodiscard]] bool finish();
 
   bool keepsValues() const { return values_ == Values::kept; }
 
   Mark mark() const { return {position_, depth_}; }
-  // Back to the mark, the failure since then forgotten.
+  /// Returns to the mark and forgets a failure after it.
   void rewind(Mark mark);
 
-  // Records the first cause; always false.
+  /// Records the first cause. Always false.
   bool fail(std::string_view text);
   bool hasFailed() const { return failed_; }
   const std::string& error() const { return error_; }

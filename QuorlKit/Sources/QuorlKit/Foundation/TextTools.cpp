@@ -94,7 +94,7 @@ std::string_view lastCharacters(std::string_view text, std::size_t count) {
 
 std::string_view firstBytes(std::string_view text, std::size_t size) {
   if (text.size() <= size) return text;
-  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U) --size;
+  while (size > 0 && U8_IS_TRAIL(text[size])) --size;
   return text.substr(0, size);
 }
 

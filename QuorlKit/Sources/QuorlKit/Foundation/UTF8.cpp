@@ -1,22 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlKit/Foundation/UTF8.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
+
+#include <unicode/utf8.h>
+
+#include <QuorlKit/Foundation/ByteView.h>
 
 namespace quorl {
 
 namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
-
-std::uint8_t byteAt(std::string_view text, std::size_t index) {
-  return static_cast<std::uint8_t>(text[index]);
-}
-
-bool continues(std::string_view text, std::size_t index) {
-  return index < text.size() && (byteAt(text, index) & 0xC0) == 0x80;
-}
 
 // The length of the run of ASCII bytes at the start.
 std::size_t asciiLength(std::string_view text) {
@@ -26,7 +23,7 @@ std::size_t asciiLength(std::string_view text) {
     std::memcpy(&word, text.data() + at, 8);
     if ((word & 0x8080808080808080ULL) != 0) break;
   }
-  while (at < text.size() && byteAt(text, at) < 0x80) ++at;
+  while (at < text.size() && U8_IS_SINGLE(text[at])) ++at;
   return at;
 }
 
@@ -34,27 +31,29 @@ std::size_t asciiLength(std::string_view text) {
 
 std::size_t utf8SequenceLength(std::string_view text) {
   if (text.empty()) return 0;
-  const std::uint8_t lead = byteAt(text, 0);
-  if (lead < 0x80) return 1;
-  if (lead < 0xC2 || lead > 0xF4 || !continues(text, 1)) return 0;
-  if (lead < 0xE0) return 2;
-  const std::uint8_t second = byteAt(text, 1);
-  if (lead < 0xF0) {
-    if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F)) return 0;
-    return continues(text, 2) ? 3 : 0;
-  }
-  if ((lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) return 0;
-  return continues(text, 2) && continues(text, 3) ? 4 : 0;
+  const ByteView bytes = viewOf(text);
+  std::size_t length = 0;
+  UChar32 codePoint = 0;
+  U8_NEXT(bytes.data(), length, bytes.size(), codePoint);
+  return codePoint < 0 ? 0 : length;
+}
+
+std::size_t unfinishedUTF8Length(std::string_view text) {
+  const ByteView bytes = viewOf(text);
+  std::size_t whole = bytes.size();
+  U8_TRUNCATE_IF_INCOMPLETE(bytes.data(), 0, whole);
+  return bytes.size() - whole;
 }
 
 bool isValidUTF8(std::string_view text) {
-  for (;;) {
-    text.remove_prefix(asciiLength(text));
-    if (text.empty()) return true;
-    const std::size_t length = utf8SequenceLength(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
+  const ByteView bytes = viewOf(text);
+  for (std::size_t at = asciiLength(text); at < bytes.size();) {
+    UChar32 codePoint = 0;
+    U8_NEXT(bytes.data(), at, bytes.size(), codePoint);
+    if (codePoint < 0) return false;
+    if (codePoint < 0x80) at += asciiLength(text.substr(at));
   }
+  return true;
 }
 
 std::string repairedUTF8(std::string_view text) {
@@ -69,24 +68,10 @@ std::string repairedUTF8(std::string_view text) {
 }
 
 void appendUTF8(std::string& out, char32_t codePoint) {
-  const auto tail = [&out, codePoint](unsigned shift) {
-    out += static_cast<char>(0x80 | ((codePoint >> shift) & 0x3F));
-  };
-  if (codePoint < 0x80) {
-    out += static_cast<char>(codePoint);
-  } else if (codePoint < 0x800) {
-    out += static_cast<char>(0xC0 | (codePoint >> 6));
-    tail(0);
-  } else if (codePoint < 0x10000) {
-    out += static_cast<char>(0xE0 | (codePoint >> 12));
-    tail(6);
-    tail(0);
-  } else {
-    out += static_cast<char>(0xF0 | (codePoint >> 18));
-    tail(12);
-    tail(6);
-    tail(0);
-  }
+  std::array<std::uint8_t, U8_MAX_LENGTH> bytes{};
+  std::size_t length = 0;
+  U8_APPEND_UNSAFE(bytes.data(), length, codePoint);
+  out.append(textViewOf({bytes.data(), length}));
 }
 
 }  // namespace quorl
