@@ -37,14 +37,15 @@ Attachment::Attachment(AgentDescriptor agent, DetachKey key, RawTerminal& termin
       waiter_(waiter),
       reopen_(std::move(reopen)),
       keys_(key),
-      detachName_(key.name) {}
+      detachName_(key.name),
+      output_(agent_.kind, terminal) {}
 
 Outcome<Attachment::End> Attachment::run(std::unique_ptr<Session> session) {
   session_ = std::move(session);
   auto slowNotice = std::exchange(waiter_.onSlow, nullptr);
   const auto result = runConnected();
   waiter_.onSlow = std::move(slowNotice);
-  endOutput();
+  output_.end();
   if (result && session_ && *result == End::detached) {
     if (session_->send(ControlMessage(message::AgentCommand{agentCommand::Unsubscribe{agent_.id}})))
       session_->finish(within(std::chrono::milliseconds(500)));
@@ -84,8 +85,8 @@ Outcome<Attachment::End> Attachment::runConnected() {
 }
 
 Outcome<void> Attachment::begin() {
-  isFirstOutput_ = true;
-  hasReplay_ = isListNext_ = false;
+  output_.beginSubscription();
+  isListNext_ = false;
   const auto now = Clock::now();
   link_ = LinkWatch(now);
   backoff_.connected(now);
@@ -107,7 +108,7 @@ Outcome<void> Attachment::begin() {
 // Programs repaint when the size changes, and a size told again is no change. The right one follows at once.
 Outcome<void> Attachment::askForRepaint() {
   const auto size = terminal_.size();
-  if (!size || !modes_.isInAlternateScreen()) return {};
+  if (!size || !output_.isInAlternateScreen()) return {};
   const agentCommand::ResizePTY other{agent_.id, size->columns, std::max<std::int64_t>(size->rows - 1, 1)};
   return session_->send(ControlMessage(message::AgentCommand{other}));
 }
@@ -127,16 +128,17 @@ Outcome<void> Attachment::takeFrames() {
 Outcome<void> Attachment::take(const Frame& frame) {
   if (frame.type == FrameType::terminal) {
     const auto payload = TerminalPayloadView::decode(frame.payload);
-    if (payload && payload->agentID == agent_.id) return show(payload->data);
-  } else if (const auto message = session_->decodeControl(frame)) {
-    take(*message);
+    if (!payload || payload->agentID != agent_.id) return {};
+    if (end_) quietUntil_ = within(lastWords);
+    return output_.show(payload->data);
   }
+  if (const auto message = session_->decodeControl(frame)) take(*message);
   return {};
 }
 
 void Attachment::take(const ControlMessage& message) {
   if (const auto* list = std::get_if<message::AgentList>(&message)) {
-    hasReplay_ = hasReplay_ || isListNext_;
+    if (isListNext_) output_.endReplay();
     const auto found = std::ranges::find(list->_0, agent_.id, &AgentDescriptor::id);
     if (found != list->_0.end())
       note(*found);
@@ -162,8 +164,26 @@ void Attachment::take(const ControlMessage& message) {
 void Attachment::note(const AgentDescriptor& row) {
   if (end_ || !hasEnded(row.status)) return;
   end_ = End::ended;
-  quietUntil_ = within(isFirstOutput_ ? lateReplay : lastWords);
+  quietUntil_ = within(output_.hasOutputOfSubscription() ? lastWords : lateReplay);
   endDeadline_ = within(lastWordsLimit);
+}
+
+Outcome<void> Attachment::handleSignals() {
+  const auto signals = terminal_.takeSignals();
+  if (signals.hasToStop) {
+    output_.suspend();
+    terminal_.stopProcess();
+  }
+  if (signals.hasToStop || signals.hasContinued) {
+    output_.resume();
+    resizes_.forgetWhatWasSent();
+    if (session_) {
+      if (auto asked = askForRepaint(); !asked) return asked;
+    }
+    link_.heard(Clock::now());
+  }
+  if (const auto size = terminal_.size()) resizes_.note(*size);
+  return {};
 }
 
 Outcome<void> Attachment::readKeys() {
@@ -260,7 +280,7 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
     auto session = waited ? reopen_(within(connectPatience)) : std::unexpected(waited.error());
     if (session) {
       session_ = std::move(*session);
-      clearNotice();
+      output_.clearNotice();
       break;
     }
     const auto code = session.error().code;
@@ -277,6 +297,11 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
   waiter_.onWatched = nullptr;
   waiter_.alsoWatched = -1;
   return result;
+}
+
+void Attachment::showNotice(std::string_view text) {
+  const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} leaves", detachName_);
+  output_.showNotice(fmt::format("[quorl: {} - trying again{}]", text, leave));
 }
 
 Outcome<void> Attachment::leaveIfDue() {

@@ -10,15 +10,13 @@
 
 #include <QuorlKit/Models/AgentModels.h>
 
-#include <QuorlKit/Terminal/TerminalModes.h>
 #include <quorl-client/Session/LinkWatch.h>
 #include <quorl-client/Session/ReconnectBackoff.h>
 #include <quorl-client/Session/Session.h>
+#include <quorl-client/Terminal/AttachmentOutput.h>
 #include <quorl-client/Terminal/DetachKey.h>
 #include <quorl-client/Terminal/RawTerminal.h>
 #include <quorl-client/Terminal/ResizePacer.h>
-#include <quorl-client/Terminal/SeenOutput.h>
-#include <quorl-client/Terminal/TabText.h>
 
 namespace quorl::client {
 
@@ -49,14 +47,6 @@ class Attachment {
   Outcome<void> begin();
   Outcome<void> takeFrames();
   Outcome<void> take(const Frame& frame);
-  Outcome<void> show(ByteView output);
-  bool isReplay() const;
-  Outcome<void> showReplay(ByteView modes, ByteView history);
-  Outcome<void> showAfresh(ByteView output);
-  Outcome<void> showOfTab(ByteView output);
-  Outcome<void> beginAfresh(ByteView beginning);
-  Outcome<void> emit(ByteView output);
-  Bytes restoring() const;
   void take(const ControlMessage& message);
   void note(const AgentDescriptor& row);
 
@@ -71,8 +61,6 @@ class Attachment {
   Outcome<void> leaveIfDue();
   Outcome<void> waitForRetry();
   void showNotice(std::string_view text);
-  void clearNotice();
-  void endOutput();
 
   // What an agent printed last arrives before the news of its end, unless this terminal was slow.
   static constexpr auto lastWords = std::chrono::milliseconds(100);
@@ -94,16 +82,9 @@ class Attachment {
   ResizePacer resizes_;
   ReconnectBackoff backoff_;
   LinkWatch link_{Clock::now()};
-  SeenOutput seen_;
-  TabText tab_;
-  TerminalModes modes_;  // as the agent has set them
-  Bytes held_;           // the end of its output, not yet written
+  AttachmentOutput output_;
 
-  bool isFirstOutput_ = true;  // since the last subscription
-  bool isListNext_ = false;    // the next list is the one asked for since then
-  bool hasReplay_ = false;     // and it has come
-  bool hasNotice_ = false;
-  bool hasChangedTitle_ = false;
+  bool isListNext_ = false;  // the next agent list ends the replay of this subscription
   std::optional<End> end_;
   Deadline quietUntil_{};  // when the last output of an ended agent has surely come
   Deadline endDeadline_{};

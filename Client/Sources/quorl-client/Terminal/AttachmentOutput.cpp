@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What an attachment writes to the person's terminal.
+#include <quorl-client/Terminal/AttachmentOutput.h>
+
 #include <algorithm>
 #include <utility>
 
 #include <QuorlKit/Foundation/TextTools.h>
+#include <QuorlKit/Foundation/UTF8.h>
 #include <QuorlKit/Terminal/EscapeSequences.h>
 #include <QuorlKit/Terminal/TerminalPreamble.h>
 #include <fmt/format.h>
-
-#include <quorl-client/Terminal/Attachment.h>
 
 namespace quorl::client {
 namespace {
@@ -26,21 +26,14 @@ constexpr std::string_view popTitle = "\x1b[23;0t";
 constexpr std::string_view ownScreen = "\x1b[?1049h";
 constexpr std::string_view leaveOwnScreen = "\x1b[?1049l";
 
-// How many bytes at the end begin a character whose rest has not come (UTF-8).
-std::size_t unfinishedCharacterSize(ByteView text) {
-  for (std::size_t size = 1; size <= std::min<std::size_t>(3, text.size()); ++size) {
-    const auto byte = text[text.size() - size];
-    if ((byte & 0xC0U) == 0x80U) continue;
-    const std::size_t needed = byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC0 ? 2 : 1;
-    return needed > size ? size : 0;
-  }
-  return 0;
-}
-
 }  // namespace
 
-Outcome<void> Attachment::show(ByteView output) {
-  if (end_) quietUntil_ = within(lastWords);
+void AttachmentOutput::beginSubscription() {
+  isFirstOutput_ = true;
+  hasReplay_ = false;
+}
+
+Outcome<void> AttachmentOutput::show(ByteView output) {
   const bool isFirst = std::exchange(isFirstOutput_, false);
   if (const auto preamble = TerminalPreamble::of(output); preamble && isFirst) {
     if (preamble->before == TerminalPreamble::Before::history)
@@ -52,19 +45,19 @@ Outcome<void> Attachment::show(ByteView output) {
   }
   if (isFirst && isReplay()) return showReplay({}, output);
   if (textViewOf(output).starts_with(afresh)) return showAfresh(output.subspan(afresh.size()));
-  if (agent_.kind == AgentKind::externalTerminal) return showOfTab(output);
+  if (kind_ == AgentKind::externalTerminal) return showTabText(output);
   seen_.append(output);
   return emit(output);
 }
 
 // What a host has kept comes first. It keeps nothing of a program that has printed nothing, whose first
 // output is live; of a full screen it marks what comes; and a tab is always shown as a whole first.
-bool Attachment::isReplay() const {
-  return !hasReplay_ || seen_.hasAny() || agent_.kind == AgentKind::externalTerminal;
+bool AttachmentOutput::isReplay() const {
+  return !hasReplay_ || seen_.hasAny() || kind_ == AgentKind::externalTerminal;
 }
 
-Outcome<void> Attachment::showReplay(ByteView modes, ByteView history) {
-  const bool isTab = agent_.kind == AgentKind::externalTerminal;
+Outcome<void> AttachmentOutput::showReplay(ByteView modes, ByteView history) {
+  const bool isTab = kind_ == AgentKind::externalTerminal;
   if (isTab) tab_.begin(history);
   const bool hasShown = seen_.hasAny();
   const auto join = hasShown && !isTab ? seen_.join(history) : SeenOutput::Join{};
@@ -82,14 +75,14 @@ Outcome<void> Attachment::showReplay(ByteView modes, ByteView history) {
 }
 
 // What a host sends to one that did not keep up. Its reset would take the person's own history with it.
-Outcome<void> Attachment::showAfresh(ByteView output) {
+Outcome<void> AttachmentOutput::showAfresh(ByteView output) {
   seen_.append(output);
   if (auto begun = beginAfresh(bytesOf(clearScreen)); !begun) return begun;
   return emit(fitForReplay(output));
 }
 
 // A tab's text comes in whole lines, or whole where it was painted anew.
-Outcome<void> Attachment::showOfTab(ByteView output) {
+Outcome<void> AttachmentOutput::showTabText(ByteView output) {
   const bool isOnNewLine = seen_.endsInLineFeed();
   seen_.append(output);
   if (tab_.takeIsRepeat(output)) {
@@ -107,7 +100,7 @@ Outcome<void> Attachment::showOfTab(ByteView output) {
 }
 
 // Out of whatever the terminal was left in, then `beginning`.
-Outcome<void> Attachment::beginAfresh(ByteView beginning) {
+Outcome<void> AttachmentOutput::beginAfresh(ByteView beginning) {
   if (auto written = terminal_.write(modes_.restoring()); !written) return written;
   modes_ = TerminalModes();
   held_.clear();
@@ -116,7 +109,7 @@ Outcome<void> Attachment::beginAfresh(ByteView beginning) {
 
 // The beginning of a sequence or of a character waits for its rest: so whatever else is written to the
 // terminal, a notice or the end of all, goes between two of them.
-Outcome<void> Attachment::emit(ByteView output) {
+Outcome<void> AttachmentOutput::emit(ByteView output) {
   if (output.empty()) return {};
   modes_.follow(output);
   Bytes joined;
@@ -125,7 +118,7 @@ Outcome<void> Attachment::emit(ByteView output) {
     joined.insert(joined.end(), output.begin(), output.end());
     output = joined;
   }
-  const auto unfinished = std::max(modes_.unfinishedSize(), unfinishedCharacterSize(output));
+  const auto unfinished = std::max(modes_.unfinishedSize(), unfinishedUTF8Length(textViewOf(output)));
   const auto whole = output.size() - std::min(unfinished, output.size());
   held_.assign(output.begin() + static_cast<std::ptrdiff_t>(whole), output.end());
   if (modes_.hasTitle() && !std::exchange(hasChangedTitle_, true)) {
@@ -135,43 +128,31 @@ Outcome<void> Attachment::emit(ByteView output) {
   return terminal_.write(output.first(whole));
 }
 
-Bytes Attachment::restoring() const {
+Bytes AttachmentOutput::restoring() const {
   Bytes bytes = modes_.restoring();
   const ByteView title = hasChangedTitle_ ? viewOf(popTitle) : ByteView();
   bytes.insert(bytes.end(), title.begin(), title.end());
   return bytes;
 }
 
-Outcome<void> Attachment::handleSignals() {
-  const auto signals = terminal_.takeSignals();
-  if (signals.hasToStop) {
-    clearNotice();
-    terminal_.write(restoring());
-    terminal_.stopProcess();
-  }
-  if (signals.hasToStop || signals.hasContinued) {
-    // A shell has used the terminal meanwhile.
-    if (hasChangedTitle_) terminal_.write(bytesOf(pushTitle));
-    terminal_.write(modes_.setting());
-    resizes_.forgetWhatWasSent();
-    if (session_) {
-      if (auto asked = askForRepaint(); !asked) return asked;
-    }
-    link_.heard(Clock::now());
-  }
-  if (const auto size = terminal_.size()) resizes_.note(*size);
-  return {};
+void AttachmentOutput::suspend() {
+  clearNotice();
+  terminal_.write(restoring());
+}
+
+void AttachmentOutput::resume() {
+  // A shell has used the terminal meanwhile.
+  if (hasChangedTitle_) terminal_.write(bytesOf(pushTitle));
+  terminal_.write(modes_.setting());
 }
 
 // On a screen of its own, so that the terminal itself keeps the agent's as it is, to the cursor and the half
 // line. Over a full-screen program on its last line, as it repaints when the host is back; saving the cursor
 // would overwrite the one that the first screen has saved.
-void Attachment::showNotice(std::string_view text) {
-  const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} leaves", detachName_);
-  auto notice = fmt::format("[quorl: {} - trying again{}]", text, leave);
-  // On one line, as only one can be taken away again.
+void AttachmentOutput::showNotice(std::string_view notice) {
+  // One line: only one can be cleared again.
   if (const auto size = terminal_.size())
-    notice = std::string(firstCharacters(notice, static_cast<std::size_t>(size->columns - 1)));
+    notice = firstCharacters(notice, static_cast<std::size_t>(size->columns - 1));
   if (modes_.isInAlternateScreen()) {
     terminal_.write(bytesOf(fmt::format("\x1b[999;1H\x1b[0m\x1b[2K{}", notice)));
   } else {
@@ -180,11 +161,11 @@ void Attachment::showNotice(std::string_view text) {
   }
 }
 
-void Attachment::clearNotice() {
+void AttachmentOutput::clearNotice() {
   if (std::exchange(hasNotice_, false)) terminal_.write(bytesOf(leaveOwnScreen));
 }
 
-void Attachment::endOutput() {
+void AttachmentOutput::end() {
   clearNotice();
   terminal_.write(restoring());
   if (!seen_.endsInLineFeed()) terminal_.write(bytesOf("\r\n"));

@@ -61,7 +61,7 @@ Outcome<RawTerminal> RawTerminal::enter(int input, int output) {
   const auto signals = terminalSignals();
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   terminal.signals_ = Descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-  setRestoring({});
+  terminal.setRestoring({});
   savedTerminal.output = output;
   savedTerminal.descriptor = input;
   for (const int signal : crashes) std::signal(signal, restoreAndCrash);

@@ -8,7 +8,7 @@
 
 #include <QuorlUnix/Descriptor.h>
 #include <quorl-client/Base/ClientError.h>
-#include <quorl-client/Terminal/ResizePacer.h>
+#include <quorl-client/Terminal/TerminalWriter.h>
 
 namespace quorl::client {
 
@@ -16,13 +16,13 @@ namespace quorl::client {
 // of them is a signal. Its modes are set back by destruction, and by a handler when the process crashes.
 // Queue: one thread, on which the signals are blocked that come by `signals()`. Ownership: one at a time in a
 // process. Lifetime: raw from `enter` to destruction, but for `suspend`.
-class RawTerminal {
+class RawTerminal final : public TerminalWriter {
  public:
   // `input` must be a terminal; what is written goes to `output`.
   static Outcome<RawTerminal> enter(int input, int output);
   RawTerminal(RawTerminal&& other) noexcept;
   RawTerminal& operator=(RawTerminal&&) = delete;
-  ~RawTerminal();
+  ~RawTerminal() override;
 
   int input() const { return input_; }
   // Readable when the window's size has changed, or the process was asked to stop or has been continued.
@@ -34,16 +34,12 @@ class RawTerminal {
   };
   Signals takeSignals();
 
-  // Nothing where the terminal does not tell it.
-  std::optional<TerminalSize> size() const;
+  std::optional<TerminalSize> size() const override;
   // What is typed now, without waiting; nothing new is empty. The end of input fails with `interrupted`.
   Outcome<Bytes> read();
-  // All of it, in one call where the terminal takes it. Fails with `interrupted` when nobody ever will.
-  Outcome<void> write(ByteView bytes);
-
-  // What a crash writes to the terminal: the modes that programs have set are not all in its settings. More
-  // than a few kilobytes are cut off.
-  static void setRestoring(ByteView bytes);
+  Outcome<void> write(ByteView bytes) override;
+  // More than 4096 bytes are cut off.
+  void setRestoring(ByteView bytes) override;
 
   // Gives the terminal back, stops the process, and takes the terminal again when it is continued.
   void stopProcess();
