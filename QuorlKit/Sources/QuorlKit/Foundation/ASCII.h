@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-// Letters of ASCII alone: the same in every locale, and UTF-8 stays UTF-8.
+/// ASCII letters only: independent of the locale, and valid UTF-8 stays valid.
 namespace quorl {
 
 constexpr char loweredASCII(char letter) {

@@ -19,7 +19,7 @@ constexpr std::array<std::uint8_t, 256> digitOf = [] {
   return table;
 }();
 
-// Two characters for every 12 bits: half the steps of one character each.
+// Two characters for each 12 bits, which halves the look-ups.
 constexpr std::array<std::array<char, 2>, 4096> pairOf = [] {
   std::array<std::array<char, 2>, 4096> table{};
   for (std::size_t value = 0; value < table.size(); ++value)

@@ -11,9 +11,9 @@
 namespace quorl {
 
 using Bytes = std::vector<std::uint8_t>;
-// Borrowed bytes: valid only as long as the buffer they were taken from.
+/// Borrowed bytes, valid as long as the buffer they point into.
 using ByteView = std::span<const std::uint8_t>;
-// Immutable bytes that several frames, clients or queues share; safe to read from any thread.
+/// Immutable bytes that several frames, clients or queues share; safe to read from any thread.
 using SharedBytes = std::shared_ptr<const Bytes>;
 
 inline ByteView viewOf(std::string_view text) {
@@ -29,7 +29,7 @@ inline std::string_view textViewOf(ByteView bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-// The bytes as they are; nothing is validated.
+/// The bytes unchanged; UTF-8 is not checked.
 inline std::string textOf(ByteView bytes) {
   return std::string(textViewOf(bytes));
 }

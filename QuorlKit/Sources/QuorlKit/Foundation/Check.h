@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-// QUORL_CHECK(condition, "text"): an invariant of our own code, also checked in release builds. A failure
-// writes the text with its place to standard error and aborts. Never used on anything that a peer sends.
+/// QUORL_CHECK(condition, "text"): an invariant of our own code, checked in release builds too. A failure
+/// writes the text with file and line to standard error and aborts. Never use it on input of a peer.
 namespace quorl::detail {
 [[noreturn]] void checkFailed(const char* file, int line, const char* condition, const char* text);
 }  // namespace quorl::detail

@@ -5,8 +5,8 @@
 
 namespace quorl {
 
-// A wall-clock instant as records carry it: seconds since 1970-01-01 00:00:00 UTC, fractions kept. Delays
-// and throttles are measured with the scheduler's monotonic time instead.
+/// A wall-clock time in a record: seconds since 1970-01-01 00:00:00 UTC, with fractions. Delays and throttles
+/// use the scheduler's monotonic time instead.
 struct Date {
   double secondsSince1970 = 0;
 

@@ -30,7 +30,7 @@ MD5Digest md5(ByteView data) {
 
 SHA256Digest hmacSHA256(ByteView key, ByteView message) {
   SHA256Digest digest{};
-  // A null key would mean the key of an earlier call.
+  // With a null key the library would reuse the key of an earlier call.
   static constexpr std::uint8_t noKey = 0;
   const void* const keyBytes = key.empty() ? &noKey : key.data();
   const auto* const done = HMAC(EVP_sha256(), keyBytes, static_cast<int>(key.size()), message.data(),

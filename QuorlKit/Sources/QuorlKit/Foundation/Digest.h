@@ -15,12 +15,13 @@ using SHA256Digest = std::array<std::uint8_t, 32>;
 using MD5Digest = std::array<std::uint8_t, 16>;
 
 SHA256Digest sha256(ByteView data);
-// For stable identifiers only; no secret depends on it.
+/// For stable identifiers only; no secret depends on it.
 MD5Digest md5(ByteView data);
 SHA256Digest hmacSHA256(ByteView key, ByteView message);
 
-// SHA-256 (FIPS 180-4) over bytes that arrive in pieces.
-// Queue: one at a time. Ownership: a value; it can be moved, not copied.
+/// SHA-256 (FIPS 180-4) over bytes that arrive in pieces.
+///
+/// *Queue*: one at a time. *Ownership*: a value; it can be moved, not copied.
 class SHA256 {
  public:
   SHA256();
@@ -29,7 +30,7 @@ class SHA256 {
   SHA256& operator=(SHA256&&) noexcept;
 
   void update(ByteView data);
-  // The digest of everything so far. The object then begins anew.
+  /// The digest of everything since construction or the last `finish`, which starts a new one.
   SHA256Digest finish();
 
  private:

@@ -5,7 +5,8 @@
 
 namespace quorl {
 
-// Points: global, the origin at the top left of the main display, y downwards.
+/// A position in points, in global coordinates: the origin is the top left of the main display, y grows
+/// downwards.
 struct PointXY {
   double x = 0;
   double y = 0;
@@ -20,7 +21,7 @@ struct PointSize {
   bool operator==(const PointSize&) const = default;
 };
 
-// A rectangle of points. One without area (a side of 0, below 0 or not a number) is empty.
+/// A rectangle in points. It is empty if a side is 0, negative or not a number.
 struct PointRect {
   PointXY origin;
   PointSize size;
@@ -33,12 +34,12 @@ struct PointRect {
   double midY() const { return origin.y + size.height / 2; }
   bool isEmpty() const { return !(size.width > 0 && size.height > 0); }
 
-  // Half-open: the left and the upper edge belong to the rectangle, the right and the lower one do not.
+  /// Half-open: the left and the top edge belong to the rectangle, the right and the bottom edge do not.
   bool contains(PointXY point) const {
     return point.x >= minX() && point.x < maxX() && point.y >= minY() && point.y < maxY();
   }
 
-  // The smallest rectangle around both; an empty one adds nothing.
+  /// The smallest rectangle around both; an empty one is ignored.
   PointRect unionWith(const PointRect& other) const {
     if (isEmpty()) return other;
     if (other.isEmpty()) return *this;
@@ -47,7 +48,7 @@ struct PointRect {
     return {low, {high.x - low.x, high.y - low.y}};
   }
 
-  // The common part; without one, an empty rectangle at the origin.
+  /// The common part, or an empty rectangle at the origin.
   PointRect intersectionWith(const PointRect& other) const {
     const PointXY low{std::max(minX(), other.minX()), std::max(minY(), other.minY())};
     const PointXY high{std::min(maxX(), other.maxX()), std::min(maxY(), other.maxY())};
@@ -58,7 +59,7 @@ struct PointRect {
   bool operator==(const PointRect&) const = default;
 };
 
-// Pixels: of a picture or a screen, the origin at its top left.
+/// A size in pixels of a picture or a screen.
 struct PixelSize {
   int width = 0;
   int height = 0;

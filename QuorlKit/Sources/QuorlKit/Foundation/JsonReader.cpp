@@ -18,8 +18,8 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// The decimals that most numbers are: few digits, no exponent. Whole part and fraction make an integer that a
-// double holds exactly, and so is the power of ten; one division of exact values rounds once, that is right.
+// The common case: few digits, no exponent. Whole part and fraction form an integer that a double holds
+// exactly, as it does the power of ten; one division of exact values rounds once and so correctly.
 std::optional<double> simpleDecimal(std::string_view text) {
   constexpr std::size_t longest = 16;
   constexpr std::array<double, longest> powersOfTen{1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
@@ -44,8 +44,8 @@ std::optional<double> simpleDecimal(std::string_view text) {
   return isNegative ? -value : value;
 }
 
-// Whether a number that a double cannot hold is too small rather than too large. `text` is a valid number
-// with a digit other than 0.
+// Whether a number outside the range of double is too small and not too large. `text` is a valid number with
+// a digit other than 0.
 bool isBelowOne(std::string_view text) {
   std::int64_t exponent = 0;
   const std::size_t e = text.find_first_of("eE");
@@ -309,8 +309,7 @@ bool JsonReader::readStringView(std::string_view& value) {
 }
 
 bool JsonReader::unescape(std::string_view& value, const char* start) {
-  // At once, where growing would take up to three times the room; no escape is shorter than what it stands
-  // for.
+  // One allocation: growing could take up to three times the room. No escape is shorter than its character.
   scratch_.clear();
   scratch_.reserve(static_cast<std::size_t>(position_ - start) + restOfText());
   scratch_.append(start, position_);
@@ -336,7 +335,7 @@ bool JsonReader::unescape(std::string_view& value, const char* start) {
   }
 }
 
-// Bytes up to the closing quote, or to the end of the input.
+// The number of bytes up to the closing quote, or to the end of the input.
 std::size_t JsonReader::restOfText() const {
   const char* at = position_;
   while (at != end_ && *at != '"') {
@@ -415,7 +414,7 @@ bool JsonReader::skipValue() {
       case Kind::nothing:
         return failAtByte();
     }
-    // On to the next value of the innermost list that has one.
+    // Continue with the next value of the innermost list that has one.
     Step step = Step::end;
     while (step == Step::end && depth_ > floor) {
       const std::size_t level = depth_ - 1;

@@ -5,17 +5,18 @@
 #include <cstdint>
 #include <cstring>
 
-// What the JSON reader and writer share: finding the end of a run of bytes that a string holds as they are.
+/// Shared by the JSON reader and writer: finds the end of a run of bytes that a string holds unescaped.
 namespace quorl::jsonText {
 
-// Neither a quote, a backslash, a control character nor part of a sequence of several bytes.
+/// ASCII, but no quote, no backslash and no control character.
 inline bool isPlain(char c) {
   const auto byte = static_cast<std::uint8_t>(c);
   return byte >= 0x20 && byte < 0x80 && c != '"' && c != '\\';
 }
 
-// Eight bytes at once. The tests for a byte below n and equal to n are the usual borrows into the top bit of
-// each byte; a borrow from a byte that is not plain can reach its neighbours, which changes nothing.
+/// Tests eight bytes at once: a subtraction borrows into the top bit of each byte that is below n, or equal
+/// to it after an exclusive or. A borrow can spread only from a byte that is not plain, so the result is
+/// exact.
 inline bool areEightPlain(const char* text) {
   constexpr std::uint64_t ones = 0x0101010101010101ULL;
   constexpr std::uint64_t tops = 0x8080808080808080ULL;

@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::size_t firstRoom = 512;
 constexpr std::size_t longestNumber = 32;
-// Whole numbers up to here are written as integers, which is several times faster than the search for the
-// shortest decimal; a double holds them all exactly.
+// Whole numbers up to here are written as integers, several times faster than the search for the shortest
+// decimal. A double holds all of them exactly.
 constexpr double largestPlainInteger = 1e15;
 
 }  // namespace

@@ -10,17 +10,17 @@
 #include <boost/describe/enum.hpp>
 #include <boost/describe/enumerators.hpp>
 
-// What a record or a text enumeration declares about itself, beside BOOST_DESCRIBE_STRUCT and
-// BOOST_DESCRIBE_ENUM: from these come its coding (Protocol/RecordCoding.h) and its hash (RecordHash.h).
+/// Declarations about a record or a text enumeration beside BOOST_DESCRIBE_STRUCT and BOOST_DESCRIBE_ENUM.
+/// Its coding (Protocol/RecordCoding.h) and its hash (RecordHash.h) are derived from them.
 namespace quorl {
 
-// The fields whose value stays as the record's member initialiser gives it when the key is missing or null.
-// All other fields that are not optional are required. Specialise it beside the record:
-//   template <> inline constexpr std::array defaultedFields<X> = {std::string_view("a")};
+/// Fields that keep the value of their member initialiser if the key is missing or null. All other fields
+/// that are not optional are required. Specialise it beside the record:
+///   template <> inline constexpr std::array defaultedFields<X> = {std::string_view("a")};
 template <class Record>
 inline constexpr std::array<std::string_view, 0> defaultedFields{};
 
-// What an unknown raw text decodes as; without a value it fails the decoding.
+/// The value that an unknown raw text decodes to. Without one, decoding fails.
 template <class Enum>
 inline constexpr std::optional<Enum> unknownRawValue{};
 
@@ -32,7 +32,7 @@ consteval auto rawValueTable(List<Descriptor...>) {
 }
 }  // namespace detail
 
-// All cases in declared order with their raw texts; a described enumeration's raw text is the case's name.
+/// All cases in declared order with their raw texts. The raw text of a described enumerator is its name.
 template <class Enum>
 inline constexpr auto rawValues = detail::rawValueTable<Enum>(boost::describe::describe_enumerators<Enum>{});
 

@@ -21,8 +21,8 @@
 
 namespace quorl {
 
-// A hash over every described field of a record, in agreement with its equality:
-//   std::unordered_set<WindowInfo, RecordHash>
+/// A hash over every described field of a record, consistent with its equality:
+///   std::unordered_set<WindowInfo, RecordHash>
 struct RecordHash {
   template <class T>
   std::size_t operator()(const T& value) const {

@@ -14,7 +14,7 @@ namespace quorl {
 
 std::uint32_t SecureRandom::uniform(std::uint32_t upperBoundExclusive) {
   QUORL_CHECK(upperBoundExclusive > 0, "a range of numbers is not empty");
-  // Only draws below the largest whole multiple of the bound count; a draw above it would favour low values.
+  // Draws above the largest multiple of the bound are rejected: they would favour low values.
   const std::uint64_t range = std::uint64_t{1} << 32;
   const std::uint64_t limit = range - range % upperBoundExclusive;
   for (;;) {

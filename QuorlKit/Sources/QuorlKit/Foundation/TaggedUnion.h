@@ -10,9 +10,9 @@
 
 #include <boost/describe/class.hpp>
 
-// The one form of an enumeration with payloads: a std::variant of case structs in declared order. A case
-// struct tells its JSON key as `key`; its described members are the keys of its payload. An unlabelled
-// payload is the member `_0`.
+/// An enumeration with payloads is a std::variant of case structs in declared order. A case struct has its
+/// JSON key as `key`; its described members are the keys of its payload. An unlabelled payload is the member
+/// `_0`.
 namespace quorl {
 
 template <std::size_t size>
@@ -25,7 +25,7 @@ struct FixedString {
   bool operator==(const FixedString&) const = default;
 };
 
-// A case without payload.
+/// A case without payload.
 template <FixedString caseKey>
 struct PlainCase {
   static constexpr std::string_view key = caseKey.view();
@@ -34,7 +34,7 @@ struct PlainCase {
   BOOST_DESCRIBE_CLASS(PlainCase, (), (), (), ())
 };
 
-// A case with one unlabelled payload.
+/// A case with one unlabelled payload.
 template <FixedString caseKey, class Payload>
 struct UnlabelledCase {
   static constexpr std::string_view key = caseKey.view();
@@ -49,7 +49,7 @@ concept UnionCase = requires {
   { T::key } -> std::convertible_to<std::string_view>;
 };
 
-// The JSON key of the case that the union holds.
+/// The JSON key of the case that the union holds.
 template <UnionCase... Case>
 constexpr std::string_view caseName(const std::variant<Case...>& value) {
   constexpr std::array<std::string_view, sizeof...(Case)> names{Case::key...};

@@ -23,7 +23,7 @@ struct CloseText {
   void operator()(UText* text) const { utext_close(text); }
 };
 
-// The boundaries of a text's user-perceived characters.
+// Iterates over the boundaries of user-perceived characters.
 class CharacterWalk {
  public:
   explicit CharacterWalk(std::string_view text) {

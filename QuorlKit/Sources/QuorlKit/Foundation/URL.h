@@ -6,7 +6,7 @@
 
 namespace quorl {
 
-// The absolute text of a URL, kept apart from ordinary text by its type; nothing is validated.
+/// The absolute text of a URL, as a type of its own. Not validated.
 struct URL {
   std::string absolute;
 

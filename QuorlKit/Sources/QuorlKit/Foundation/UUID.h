@@ -15,17 +15,17 @@ namespace quorl {
 
 class SecureRandom;
 
-// A universally unique identifier (RFC 9562): 16 bytes in the order of the text.
+/// A universally unique identifier (RFC 9562): 16 bytes in the order of the text.
 struct UUID {
   std::array<std::uint8_t, 16> bytes{};
 
-  // The canonical 36 characters with hyphens, in either case; anything else gives nothing.
+  /// The canonical 36 characters with hyphens, in either case; anything else gives nothing.
   static std::optional<UUID> parse(std::string_view text);
-  // Version 4: random, with the version and variant bits set.
+  /// Version 4: random, with the version and variant bits set.
   static UUID random(SecureRandom& source);
   static UUID random();
 
-  // Upper-case.
+  /// Upper-case.
   std::string text() const;
 
   auto operator<=>(const UUID&) const = default;

@@ -12,7 +12,7 @@
 
 namespace quorl {
 
-// A saved launch entry.
+/// A saved launch entry.
 struct AgentCatalogEntry {
   UUID id;
   std::string name;
@@ -26,18 +26,18 @@ struct AgentCatalogEntry {
 };
 BOOST_DESCRIBE_STRUCT(AgentCatalogEntry, (), (id, name, command, workingDirectory, env, builtin, symbol))
 
-// A web service that the user added by hand.
+/// A web service that the user added by hand.
 struct CustomService {
   UUID id;
   std::string name;
   std::optional<std::uint16_t> port;
-  std::optional<std::string> urlString;  // wins over `port`
+  std::optional<std::string> urlString;  // overrides `port`
   std::optional<std::string> note;
 
-  // The URL that the service stands for, or empty text.
+  /// The URL of the service, or empty text.
   std::string fullURLString() const;
-  // What the user typed into one field, as a URL text: a port number becomes a local URL, and a text without
-  // a scheme gets "http://".
+  /// The URL for what a user typed into one field: a port number becomes a local URL, a text without a scheme
+  /// gets "http://".
   static std::string normalizeURLInput(std::string_view input);
 
   bool operator==(const CustomService&) const = default;

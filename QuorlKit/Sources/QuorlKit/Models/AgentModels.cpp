@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t longestName = 40;
 constexpr std::size_t longestLine = 32;
 
-// Words behind which the first word of a shell line is not the program that the line runs.
+// After one of these words at the beginning of a shell line, the next word is not the program's name.
 constexpr std::array<std::string_view, 10> shellWords{"for",  "while",    "until", "if", "do",
                                                       "case", "function", "{",     "(",  "sudo"};
 

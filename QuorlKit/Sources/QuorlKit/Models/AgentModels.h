@@ -18,34 +18,33 @@
 
 namespace quorl {
 
-// What sort of thing a row of the agent list stands for: a command that the host spawned; a resumed session,
-// or a past one found on disk; a running graphical application; a custom web service; an adopted terminal
-// tab.
+/// What a row of the agent list is: a command that the host spawned; a resumed session, or a past one found
+/// on disk; a running graphical application; a custom web service; an adopted terminal tab.
 enum class AgentKind : std::uint8_t { pty, claudeCode, guiApp, httpService, externalTerminal };
 BOOST_DESCRIBE_ENUM(AgentKind, pty, claudeCode, guiApp, httpService, externalTerminal)
 
 enum class AgentStatus : std::uint8_t { running, idle, waitingInput, exited, error };
 BOOST_DESCRIBE_ENUM(AgentStatus, running, idle, waitingInput, exited, error)
 
-// Which command-line agent a record belongs to. Unknown text reads as `other`, so that an older peer survives
-// a tool that was added later.
+/// Which command-line agent a record belongs to. Unknown text decodes to `other`, so that an older peer
+/// accepts a tool that was added later.
 enum class AgentTool : std::uint8_t { claude, codex, opencode, other };
 BOOST_DESCRIBE_ENUM(AgentTool, claude, codex, opencode, other)
 
 template <>
 inline constexpr std::optional<AgentTool> unknownRawValue<AgentTool> = AgentTool::other;
 
-// "Claude Code", "Codex", "OpenCode", "Agent".
+/// "Claude Code", "Codex", "OpenCode", "Agent".
 std::string_view label(AgentTool tool);
-// The tool that a command line names, by substring, whatever the case; "opencode" wins over "claude", and
-// that over "codex". None of them is no tool at all, not `other`.
+/// The tool whose name is a substring of the command line, ignoring case: "opencode" before "claude" before
+/// "codex". Nothing, not `other`, if there is none.
 std::optional<AgentTool> inferAgentTool(std::string_view command);
 
-// The terminal application that hosts an external agent.
+/// The terminal application that hosts an external agent.
 enum class TerminalKind : std::uint8_t { terminalApp, iterm, unknown };
 BOOST_DESCRIBE_ENUM(TerminalKind, terminalApp, iterm, unknown)
 
-// One row of the list that the client shows.
+/// One row of the agent list.
 struct AgentDescriptor {
   UUID id;  // stable; also names the row in AgentCommand and TerminalPayload
   AgentKind kind = AgentKind::pty;
@@ -66,22 +65,22 @@ BOOST_DESCRIBE_STRUCT(AgentDescriptor, (),
                       (id, kind, name, detail, status, pid, url, bundleID, lastActivity, preview, tool,
                        projectPath))
 
-// What the client asks the host to start, and what the host remembers as a recent configuration.
+/// What a client asks the host to start; the host also keeps it as a recent configuration.
 struct AgentSpawnConfig {
   std::string displayName;
   std::string command;           // a shell command line
   std::string workingDirectory;  // may begin with a tilde
   std::map<std::string, std::string> env;
 
-  // A human label for a shell command line: the program's name where the line begins with one, else the line
-  // itself, cut to 32 user-perceived characters (Unicode extended grapheme clusters, UAX #29).
+  /// A label for a shell command line: the program's name if the line begins with one, else the line itself,
+  /// cut to 32 user-perceived characters (Unicode extended grapheme clusters, UAX #29).
   static std::string shortLabel(std::string_view command);
 
   bool operator==(const AgentSpawnConfig&) const = default;
 };
 BOOST_DESCRIBE_STRUCT(AgentSpawnConfig, (), (displayName, command, workingDirectory, env))
 
-// An agent process outside the host's own pseudo-terminals.
+/// An agent process outside the host's own pseudo-terminals.
 struct ExternalAgent {
   UUID id;  // derived from pid and tty
   std::int32_t pid = 0;
@@ -92,14 +91,14 @@ struct ExternalAgent {
   bool adoptable = false;  // whether the terminal bridge can reach the tab
   std::optional<std::string> cwd;
 
-  // The last path component of `cwd`, a trailing slash not counted.
+  /// The last path component of `cwd`, a trailing slash ignored.
   std::optional<std::string> projectName() const;
 
   bool operator==(const ExternalAgent&) const = default;
 };
 BOOST_DESCRIBE_STRUCT(ExternalAgent, (), (id, pid, command, name, tty, terminal, adoptable, cwd))
 
-// One web service, scanned or derived from a CustomService.
+/// A web service, found by a scan or made from a CustomService.
 struct ServiceDescriptor {
   std::uint16_t port = 0;
   std::string processName;
@@ -107,7 +106,7 @@ struct ServiceDescriptor {
   std::optional<std::string> title;
   bool loopbackOnly = false;
 
-  // `processName`, a colon, the decimal port.
+  /// `processName`, a colon, the decimal port.
   std::string id() const;
 
   bool operator==(const ServiceDescriptor&) const = default;
@@ -181,7 +180,7 @@ BOOST_DESCRIBE_STRUCT(ResizePTY, (), (id, cols, rows))
 
 }  // namespace agentCommand
 
-// What the client asks of the agent registry.
+/// Requests of a client to the agent registry.
 using AgentCommand = std::variant<agentCommand::Spawn, agentCommand::AdoptClaudeSession, agentCommand::Kill,
                                   agentCommand::Prompt, agentCommand::Write, agentCommand::Subscribe,
                                   agentCommand::Unsubscribe, agentCommand::ResizePTY>;
@@ -210,7 +209,7 @@ BOOST_DESCRIBE_STRUCT(Attention, (), (id, title, body))
 
 }  // namespace agentEvent
 
-// What the host tells the client: one row changed, one is gone, an agent wants a human.
+/// Events for the client: a row has changed, a row has gone, an agent needs a human.
 using AgentEvent = std::variant<agentEvent::Updated, agentEvent::Removed, agentEvent::Attention>;
 
 }  // namespace quorl

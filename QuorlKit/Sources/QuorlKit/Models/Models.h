@@ -18,11 +18,11 @@
 
 namespace quorl {
 
-// Plain values, comparable, hashable with RecordHash, and written to JSON with one key per field, the field's
-// name, in declared order (Protocol/RecordCoding.h). A field that is not optional is required on decoding.
+// Plain values: comparable, hashable with RecordHash, and coded as JSON objects with the field names as keys,
+// in declared order (Protocol/RecordCoding.h). A field that is not optional is required on decoding.
 
 struct DisplayInfo {
-  std::uint32_t id = 0;  // as StreamTarget names it
+  std::uint32_t id = 0;  // the one in StreamTarget
   std::string name;
   std::int64_t pixelWidth = 0;
   std::int64_t pixelHeight = 0;
@@ -34,7 +34,7 @@ struct DisplayInfo {
 BOOST_DESCRIBE_STRUCT(DisplayInfo, (), (id, name, pixelWidth, pixelHeight, scale, isMain))
 
 struct WindowInfo {
-  std::uint32_t id = 0;  // as StreamTarget names it
+  std::uint32_t id = 0;  // the one in StreamTarget
   std::string title;
   std::optional<std::string> appBundleID;
   std::string appName;

@@ -39,7 +39,7 @@ BOOST_DESCRIBE_STRUCT(NetworkStatus, (),
 struct EchoProbe {
   std::uint32_t seq = 0;
   std::uint64_t clientMicros = 0;  // the client's clock
-  Bytes padding;                   // gives the probe a chosen size
+  Bytes padding;                   // sets the size of the probe
 
   bool operator==(const EchoProbe&) const = default;
 };

@@ -22,7 +22,7 @@ struct UserAccount {
   BOOST_DESCRIBE_NESTED_ENUM(SessionState, active, signedInBackground, signedOut)
 
   std::uint32_t id() const { return uid; }
-  // Not part of the JSON. An active account counts as active whether or not it is told as logged in.
+  /// Not part of the JSON. An active account is `active` even if the peer does not report it as logged in.
   SessionState sessionState() const;
 
   bool operator==(const UserAccount&) const = default;

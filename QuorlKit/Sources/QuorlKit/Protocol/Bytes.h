@@ -13,11 +13,13 @@ namespace quorl {
 
 enum class ReadError : std::uint8_t {
   underflow,  // fewer bytes remain than a read needs
-  badValue,   // the bytes are there but mean nothing
+  badValue,   // the bytes have no valid meaning
 };
 
-// Appends values to a byte buffer. Integers and floats (IEEE 754) are little-endian, unlike a frame's header.
-// Queue: one at a time. Ownership: a value.
+/// Appends values to a byte buffer. Integers and floats (IEEE 754) are little-endian, unlike a frame's
+/// header.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class ByteWriter {
  public:
   ByteWriter() = default;
@@ -31,12 +33,13 @@ class ByteWriter {
   void put(float value);
   void put(double value);
   void put(bool value);
-  // The 16 bytes in textual order.
+  /// The 16 bytes in textual order.
   void put(const UUID& value);
   void putBytes(ByteView bytes);
-  // An unsigned 32-bit length, then the bytes. More bytes than such a length can tell are a caller's error.
+  /// An unsigned 32-bit length, then the bytes. More bytes than the length can express are a programming
+  /// error.
   void putBlob(ByteView bytes);
-  // The text's UTF-8 bytes as a blob.
+  /// The text's UTF-8 bytes as a blob.
   void putString(std::string_view text);
 
   const Bytes& data() const { return data_; }
@@ -49,9 +52,10 @@ class ByteWriter {
   Bytes data_;
 };
 
-// Reads values from bytes that it does not own. A read that underflows leaves the offset where it was; only
-// `blob` and `string` may leave it behind their length, when the length is there and the body is short.
-// Queue: one at a time. Lifetime: the bytes outlive the reader and every view that it returns.
+/// Reads values from bytes that it does not own. A read that underflows does not move the offset, except that
+/// `blob` and `string` leave it after their length if only the body is short.
+///
+/// *Queue*: one at a time. *Lifetime*: the bytes outlive the reader and every view that it returns.
 class ByteReader {
  public:
   template <class T>
@@ -66,14 +70,14 @@ class ByteReader {
   Result<std::int32_t> i32();
   Result<float> f32();
   Result<double> f64();
-  // Any byte but 0 is true.
+  /// Every byte but 0 is true.
   Result<bool> boolean();
   Result<UUID> uuid();
-  // An unsigned 32-bit length, then that many bytes.
+  /// An unsigned 32-bit length, then that many bytes.
   Result<ByteView> blob();
-  // A blob; one that is not valid UTF-8 fails with `badValue`.
+  /// A blob; one that is not valid UTF-8 fails with `badValue`.
   Result<std::string> string();
-  // Everything unread, possibly nothing.
+  /// All unread bytes, possibly none.
   ByteView rest();
 
   std::size_t offset() const { return offset_; }

@@ -5,7 +5,7 @@
 
 namespace quorl {
 
-// Why a message or a record could not be written or read. The text is for logs and tests.
+/// Why a message or a record could not be encoded or decoded. The text is for logs and tests.
 struct CodingError {
   std::string text;
 

@@ -24,7 +24,7 @@
 
 namespace quorl {
 
-// The cases of a ControlMessage, in declared order. C: from the client to the host; H: from the host.
+/// The cases of a ControlMessage, in declared order. C: from the client to the host; H: from the host.
 namespace message {
 
 using Hello = UnlabelledCase<"hello", quorl::Hello>;                          // C
@@ -259,9 +259,9 @@ concept ControlMessageCase = []<class... Known>(std::variant<Known...>*) {
   return (std::is_same_v<Case, Known> || ...);
 }(static_cast<ControlMessageCases*>(nullptr));
 
-/// One control message: the variant of its cases, for `std::get_if`, `std::visit` and the like. What copies,
-/// moves, compares and destroys it is compiled once, here; every file that made its own of 63 cases took half
-/// a minute.
+/// One control message: the variant of its cases, for `std::get_if` and `std::visit`. Copy, move, comparison
+/// and destruction are compiled once, in ControlMessage.cpp: instantiating them for 63 cases takes half a
+/// minute.
 class ControlMessage : public ControlMessageCases {
  public:
   ControlMessage();
@@ -274,7 +274,7 @@ class ControlMessage : public ControlMessageCases {
   template <ControlMessageCase Case>
   ControlMessage(Case message) : ControlMessage(indexOf<Case>(), &message) {}
 
-  /// What `index` returns for that case.
+  /// The value of `index` for this case.
   template <ControlMessageCase Case>
   static consteval std::size_t indexOf() {
     return []<class... Known>(std::variant<Known...>*) {
@@ -294,26 +294,26 @@ class ControlMessage : public ControlMessageCases {
   bool equals(const ControlMessage& other) const;
 };
 
-// JSON (RFC 8259) as the session speaks it, in both directions:
-//
-// - One object with exactly one known key, the case's name; its value is an object with the payload's keys.
-//   Unknown keys are ignored there and in records. No known key, or more than one, fails with "Invalid number
-//   of keys found, expected one.".
-// - Integers must be whole and in the range of their type; 1.0 reads as 1. A number too large for a double
-//   fails; one too small reads as zero. A number that is not finite cannot be written.
-// - Bytes are Base64, UUIDs upper-case text, dates seconds since 1970, rectangles [[x,y],[width,height]].
-// - Of a key that stands twice every value must fit its field, and the last one counts.
-// - Input that is not UTF-8, an unpaired surrogate, a byte order mark or more than
-//   `JsonReader::maxDepth` levels fail. Text that is not UTF-8 is written with U+FFFD in place of the bad
-//   bytes.
-//
-// Decoding takes any input, in time linear in its length. Queue: any, without state.
+/// The JSON (RFC 8259) of control messages, in both directions:
+///
+/// - One object with exactly one known key, the case's name; its value is an object with the payload's keys.
+///   Unknown keys are ignored there and in records. No known key, or more than one, fails with "Invalid
+///   number of keys found, expected one.".
+/// - Integers must be whole and in the range of their type; 1.0 decodes to 1. A number too large for a
+///   double fails; one too small decodes to zero. A number that is not finite cannot be encoded.
+/// - Bytes are Base64, UUIDs upper-case text, dates seconds since 1970, rectangles [[x,y],[width,height]].
+/// - If a key occurs twice, both values must fit the field, and the last one counts.
+/// - Input that is not UTF-8, an unpaired surrogate, a byte order mark or more than
+///   `JsonReader::maxDepth` levels fail. Text that is not UTF-8 is encoded with U+FFFD in place of the bad
+///   bytes.
+///
+/// Decoding accepts any input and takes time linear in its length. No state, any thread.
 namespace ControlCoder {
 
 std::expected<Bytes, CodingError> encode(const ControlMessage& message);
 std::expected<ControlMessage, CodingError> decode(ByteView json);
-// The key of the case that `decode` would give, or its failure. Apart from one text with escapes or one field
-// of Base64 at a time, it takes no memory: a list of 32 MiB can become ten times its size when decoded.
+/// The key of the case that `decode` would return, or its failure. It allocates no more than one escaped text
+/// or one Base64 field at a time, while decoding a list of 32 MiB can take ten times its size.
 std::expected<std::string_view, CodingError> judge(ByteView json);
 
 }  // namespace ControlCoder

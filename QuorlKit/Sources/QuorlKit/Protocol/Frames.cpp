@@ -15,7 +15,7 @@ namespace quorl {
 
 namespace {
 
-// Most frames come in a few reads: up to this size their buffer grows in large steps, and hardly ever twice.
+// Most frames arrive in a few reads. Up to this size the buffer grows in large steps, rarely twice.
 constexpr std::size_t smallFrame = 1 << 20;
 constexpr std::size_t smallGrowth = 20;
 
@@ -126,8 +126,8 @@ std::optional<Frame> Deframer::next(ByteView& bytes) {
 void Deframer::takePayload(ByteView& input, std::size_t length) {
   const std::size_t count = std::min(input.size(), length - payload_.size());
   const std::size_t filled = payload_.size() + count;
-  // In steps, so that memory follows the bytes received and the copies of growing stay linear, but never
-  // beyond what the frame will need.
+  // In steps, so that memory follows the bytes received and the cost of copying stays linear, but never
+  // beyond the frame's size.
   if (filled > payload_.capacity()) {
     const std::size_t wide = std::min(filled * smallGrowth, smallFrame);
     payload_.reserve(std::min(length, std::max({filled, payload_.capacity() * 2, wide})));

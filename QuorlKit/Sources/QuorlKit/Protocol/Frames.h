@@ -27,15 +27,15 @@ enum class FrameType : std::uint8_t {
 
 std::optional<FrameType> frameTypeFromByte(std::uint8_t byte);
 
-// On the stream, frames follow one another without padding:
-//
-//   offset  size    field
-//   0       1       type
-//   1       4       length of the payload, unsigned, big-endian
-//   5       length  payload
+/// Frames follow one another on the stream without padding:
+///
+///   offset  size    field
+///   0       1       type
+///   1       4       length of the payload, unsigned, big-endian
+///   5       length  payload
 inline constexpr std::size_t frameHeaderSize = 5;
 
-// The length must fit in 32 bits.
+/// `length` must fit in 32 bits.
 std::array<std::uint8_t, frameHeaderSize> frameHeader(FrameType type, std::size_t payloadLength);
 
 struct Frame {
@@ -47,41 +47,42 @@ struct Frame {
   bool operator==(const Frame&) const = default;
 };
 
-// Why a byte stream is no sequence of frames. There is no way to find the next frame after it.
+/// Why a byte stream is not a sequence of frames. The next frame cannot be found after such an error.
 struct FrameError {
   enum class Kind : std::uint8_t { unknownType, oversized };
 
   Kind kind = Kind::unknownType;
-  // The offending type byte, or the announced length.
+  /// The offending type byte, or the announced length.
   std::uint32_t value = 0;
 
   static FrameError unknownType(std::uint8_t byte) { return {Kind::unknownType, byte}; }
   static FrameError oversized(std::uint32_t length) { return {Kind::oversized, length}; }
-  // "unknownType(5)", "oversized(33554433)".
+  /// "unknownType(5)", "oversized(33554433)".
   std::string description() const;
 
   bool operator==(const FrameError&) const = default;
 };
 
-// Cuts a byte stream into frames. A header is judged as soon as its 5 bytes are there. A payload is copied
-// once from the input; memory follows the bytes received, never the length announced; the cost is linear in
-// the input however it is cut.
-// Queue: one at a time, that of its connection. Ownership: a value.
+/// Cuts a byte stream into frames. A header is checked as soon as its 5 bytes have arrived. A payload is
+/// copied once from the input. Memory follows the bytes received, not the length announced. The cost is
+/// linear in the input, however it is cut.
+///
+/// *Queue*: one at a time, that of its connection. *Ownership*: a value.
 class Deframer {
  public:
-  // The frames that the bytes complete. On an error the frames of this call are dropped as well, and every
-  // further call fails in the same way.
+  /// The frames that the bytes complete. On an error the frames of this call are dropped too, and every
+  /// further call returns the same error.
   std::expected<std::vector<Frame>, FrameError> feed(ByteView bytes);
 
-  // The same one frame at a time, for who may have to pause in between. First all headers in what was read
-  // are judged, without taking any of it; after an error every further call gives the same one.
+  /// One frame at a time, for callers that may need to pause between frames. `judge` checks all headers in
+  /// `bytes` without taking any; after an error every further call returns the same one.
   std::optional<FrameError> judge(ByteView bytes);
-  // Takes judged bytes from the front of `bytes`, up to the end of a frame or of the bytes.
+  /// Takes judged bytes from the front of `bytes`, up to the end of a frame or of `bytes`.
   std::optional<Frame> next(ByteView& bytes);
 
-  // Received bytes that are not yet a whole frame.
+  /// Received bytes of an incomplete frame.
   std::size_t bufferedByteCount() const { return header_.fill + payload_.size(); }
-  // What is allocated for them.
+  /// Allocated bytes for them.
   std::size_t bufferCapacity() const { return payload_.capacity(); }
 
  private:
@@ -91,7 +92,7 @@ class Deframer {
 
     bool isComplete() const { return fill == frameHeaderSize; }
     void take(ByteView& input);
-    // Of a complete one.
+    // Only of a complete header.
     std::uint32_t length() const;
     std::optional<FrameError> fault() const;
   };

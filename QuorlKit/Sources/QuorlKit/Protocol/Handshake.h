@@ -34,7 +34,7 @@ struct HelloAck {
   std::uint32_t protocolVersion = 0;
   DeviceInfo device;           // the host
   Bytes nonce;                 // for the proofs
-  bool authenticated = false;  // the Hello already proved the client
+  bool authenticated = false;  // the Hello has already proved the client
 
   bool operator==(const HelloAck&) const = default;
 };

@@ -72,7 +72,7 @@ PointerButton buttonOf(std::uint8_t byte) {
   return PointerButton::left;
 }
 
-// Reads field after field; `isComplete` tells at the end whether all of them were there.
+// Reads field after field; `isComplete` returns at the end whether all were present.
 class Fields {
  public:
   explicit Fields(ByteReader& reader) : reader_(reader) {}
@@ -96,7 +96,7 @@ class Fields {
   bool isComplete_ = true;
 };
 
-// Members of a braced initialiser are evaluated in the order in which they stand.
+// Members of a braced initialiser are evaluated in order.
 InputEvent::Value valueOf(Tag tag, Fields& fields) {
   switch (tag) {
     case Tag::pointer:

@@ -12,7 +12,7 @@
 
 namespace quorl {
 
-// Unknown bits are kept.
+/// Unknown bits are kept.
 struct WireModifiers {
   std::uint32_t rawValue = 0;
 
@@ -38,12 +38,12 @@ inline constexpr WireModifiers WireModifiers::function{0x20};
 enum class PointerButton : std::uint8_t { left = 0, right = 1, middle = 2 };
 enum class PointerPhase : std::uint8_t { down = 0, moved = 1, up = 2, hover = 3 };
 
-// The cases of an InputEvent. On the wire: one tag byte, then the fields in their order without padding,
-// little-endian, floats as IEEE 754 single, Booleans as one byte. `x` and `y` are normalised to the stream's
-// picture, 0 to 1; nothing here checks it.
+/// The cases of an InputEvent. On the wire: one tag byte, then the fields in their order without padding,
+/// little-endian, floats as IEEE 754 single, Booleans as one byte. `x` and `y` are normalised to the stream's
+/// picture, 0 to 1; this is not checked here.
 namespace inputEvent {
 
-// Tag 1, 24 bytes. An unknown phase byte reads as `moved`, an unknown button byte as `left`.
+/// Tag 1, 24 bytes. An unknown phase byte reads as `moved`, an unknown button byte as `left`.
 struct Pointer {
   std::uint32_t streamID = 0;
   PointerPhase phase = PointerPhase::moved;
@@ -57,7 +57,7 @@ struct Pointer {
   bool operator==(const Pointer&) const = default;
 };
 
-// Tag 2, 27 bytes.
+/// Tag 2, 27 bytes.
 struct Scroll {
   std::uint32_t streamID = 0;
   float x = 0;
@@ -71,7 +71,7 @@ struct Scroll {
   bool operator==(const Scroll&) const = default;
 };
 
-// Tag 3, 18 bytes.
+/// Tag 3, 18 bytes.
 struct Magnify {
   std::uint32_t streamID = 0;
   float x = 0;
@@ -82,7 +82,7 @@ struct Magnify {
   bool operator==(const Magnify&) const = default;
 };
 
-// Tag 4, 8 bytes. `keyCode` is a virtual key code of the wire's own table; a key belongs to no stream.
+/// Tag 4, 8 bytes. `keyCode` is a virtual key code of the wire's own table; a key has no stream.
 struct Key {
   std::uint16_t keyCode = 0;
   bool down = false;
@@ -104,8 +104,8 @@ struct InputEvent {
   InputEvent(Case&& held) : value(std::forward<Case>(held)) {}
 
   Bytes encoded() const;
-  // Fails with `badValue` for a tag other than 1 to 4 and with `underflow` for too few bytes, and for nothing
-  // else. Bytes behind the last field are not looked at.
+  /// Fails only with `badValue` for a tag other than 1 to 4 and with `underflow` for too few bytes. Bytes
+  /// after the last field are ignored.
   static std::expected<InputEvent, ReadError> decode(ByteView bytes);
 
   bool operator==(const InputEvent&) const = default;

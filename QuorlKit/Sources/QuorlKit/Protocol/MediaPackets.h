@@ -8,14 +8,14 @@
 #include <QuorlKit/Foundation/UUID.h>
 #include <QuorlKit/Protocol/Bytes.h>
 
-// The binary payloads that fill one frame each. All integers are little-endian. `data` is everything behind
-// the fixed fields: it has no length of its own and may be empty.
-//
-// Each is a template over what holds `data`: Bytes (a plain value), ByteView (decoded without a copy; valid
-// as long as the frame's payload) or SharedBytes (on its way out, shared by frames and clients).
+/// The binary payloads that fill one frame each. All integers are little-endian. `data` is everything after
+/// the fixed fields; it has no length field and may be empty.
+///
+/// Each is a template over the type of `data`: Bytes (a plain value), ByteView (decoded without a copy; valid
+/// as long as the frame's payload) or SharedBytes (for sending, shared by frames and clients).
 namespace quorl {
 
-// Unknown bits are kept.
+/// Unknown bits are kept.
 struct VideoPacketFlags {
   std::uint8_t rawValue = 0;
 
@@ -34,11 +34,11 @@ struct VideoPacketFlags {
 inline constexpr VideoPacketFlags VideoPacketFlags::keyframe{0x01};
 inline constexpr VideoPacketFlags VideoPacketFlags::codecConfig{0x02};
 
-//   offset  size  field
-//   0       4     streamID
-//   4       1     flags
-//   5       8     ptsMicros, presentation time in microseconds
-//   13      rest  data
+///   offset  size  field
+///   0       4     streamID
+///   4       1     flags
+///   5       8     ptsMicros, presentation time in microseconds
+///   13      rest  data
 template <class Data>
 struct BasicVideoPacket {
   static constexpr std::size_t fixedSize = 13;
@@ -55,9 +55,9 @@ struct BasicVideoPacket {
   bool operator==(const BasicVideoPacket&) const = default;
 };
 
-//   offset  size  field
-//   0       8     ptsMicros
-//   8       rest  data
+///   offset  size  field
+///   0       8     ptsMicros
+///   8       rest  data
 template <class Data>
 struct BasicAudioPacket {
   static constexpr std::size_t fixedSize = 8;
@@ -72,9 +72,9 @@ struct BasicAudioPacket {
   bool operator==(const BasicAudioPacket&) const = default;
 };
 
-//   offset  size  field
-//   0       16    agentID
-//   16      rest  data
+///   offset  size  field
+///   0       16    agentID
+///   16      rest  data
 template <class Data>
 struct BasicTerminalPayload {
   static constexpr std::size_t fixedSize = 16;
@@ -89,10 +89,10 @@ struct BasicTerminalPayload {
   bool operator==(const BasicTerminalPayload&) const = default;
 };
 
-//   offset  size  field
-//   0       16    transferID
-//   16      8     offset, position of `data` in the file
-//   24      rest  data
+///   offset  size  field
+///   0       16    transferID
+///   16      8     offset, position of `data` in the file
+///   24      rest  data
 template <class Data>
 struct BasicFileChunk {
   static constexpr std::size_t fixedSize = 24;

@@ -15,17 +15,18 @@
 
 namespace quorl {
 
-// A frame ready for a gathered write: header and fixed fields inline, the rest a shared buffer. A copy shares
-// the buffer, so one encoding serves all clients of a broadcast.
-// Queue: any; it does not change once made. Ownership: a value.
-//
-// All makers but `control` take payloads of our own making; one above WireProtocol::maxFrameLength is a
-// programming error. An absent buffer is an empty one.
+/// A frame ready for a gathered write: header and fixed fields inline, the rest a shared buffer. A copy
+/// shares the buffer, so one encoding serves all clients of a broadcast.
+///
+/// *Queue*: any; it is immutable. *Ownership*: a value.
+///
+/// All factories but `control` take payloads that this program made; one above WireProtocol::maxFrameLength
+/// is a programming error. A null buffer is an empty one.
 class OutgoingFrame {
  public:
   static constexpr std::size_t maxPrefixSize = 40;
 
-  // Fails where the message cannot be written as JSON, or its JSON is too long for a frame.
+  /// Fails if the message cannot be encoded as JSON, or the JSON is too long for a frame.
   static std::expected<OutgoingFrame, CodingError> control(const ControlMessage& message);
   static OutgoingFrame video(const SharedVideoPacket& packet);
   static OutgoingFrame audio(const SharedAudioPacket& packet);
@@ -35,13 +36,13 @@ class OutgoingFrame {
   static OutgoingFrame raw(FrameType type, SharedBytes payload);
 
   FrameType type() const { return static_cast<FrameType>(prefix_[0]); }
-  // Frame header and fixed fields; valid as long as this object.
+  /// Frame header and fixed fields; the view is valid as long as this object.
   ByteView prefix() const { return ByteView(prefix_).first(prefixSize_); }
   ByteView body() const { return body_ ? ByteView(*body_) : ByteView(); }
   const SharedBytes& sharedBody() const { return body_; }
-  // All bytes on the wire.
+  /// The number of bytes on the wire.
   std::size_t size() const { return prefixSize_ + body().size(); }
-  // One contiguous copy.
+  /// One contiguous copy.
   Bytes encoded() const;
 
  private:

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t notFound = static_cast<std::size_t>(-1);
 
-// Peers write the fields in declared order, so the field after the last one found is tried first.
+// Peers write fields in declared order, so the field after the last one found is tried first.
 std::size_t indexOf(std::span<const FieldCodec> fields, std::string_view name, std::size_t expected) {
   if (expected < fields.size() && fields[expected].name == name) return expected;
   for (std::size_t index = 0; index < fields.size(); ++index)
@@ -97,8 +97,8 @@ bool encodeFields(JsonWriter& writer, const void* record, std::span<const FieldC
   return true;
 }
 
-// The count of known keys speaks before what stands under them: a value that does not fit its case is passed
-// over, and its failure reported only if it was the one known key.
+// The number of known keys is checked before their values: a value that does not fit its case is skipped, and
+// its failure is reported only if there is no other known key.
 bool decodeCases(JsonReader& reader, void* variant, std::span<const CaseCodec> cases) {
   if (!reader.beginObject()) return false;
   const CaseCodec* only = nullptr;

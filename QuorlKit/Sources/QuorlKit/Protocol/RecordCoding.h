@@ -30,10 +30,10 @@
 #include <QuorlKit/Foundation/UUID.h>
 #include <QuorlKit/Protocol/CodingError.h>
 
-// JSON coding of any described record, list, dictionary or tagged union, from its one declaration. A record
-// becomes a table of its fields, a union a table of its cases; two loops in RecordCoding.cpp walk them, so a
-// further record costs a few small functions and no loop of its own. Include this where records are coded,
-// not in headers: it costs about a third of a second of compile time.
+/// JSON coding of any described record, list, dictionary or tagged union, from its declaration. A record
+/// becomes a table of its fields, a union a table of its cases, and two loops in RecordCoding.cpp walk the
+/// tables, so another record adds a few small functions and no loop. Include this only in source files: it
+/// costs about a third of a second of compile time.
 namespace quorl {
 
 namespace coding {
@@ -43,9 +43,9 @@ struct FieldCodec {
   bool isRequired = true;
   bool (*decode)(JsonReader&, void* record) = nullptr;
   bool (*encode)(JsonWriter&, const void* record) = nullptr;
-  // Only of an optional field.
+  /// Null for a field that is not optional.
   bool (*isPresent)(const void* record) = nullptr;
-  // Before a key that stands twice is read again, so that nothing of its first value stays.
+  /// Called before a repeated key is read again, so that nothing of its first value remains.
   void (*clear)(void* record) = nullptr;
 };
 
@@ -86,7 +86,7 @@ concept TextEnum = std::is_enum_v<T> && boost::describe::has_describe_enumerator
 template <class T>
 concept Described = std::is_class_v<T> && boost::describe::has_describe_members<T>::value;
 
-// Declared before any is defined, so that lists of unions of records of lists find each other.
+/// All are declared first, because lists, unions and records contain each other.
 template <Integer T>
 bool decode(JsonReader& reader, T& value);
 template <TextEnum T>
@@ -282,7 +282,7 @@ bool encode(JsonWriter& writer, const T& record) {
 
 }  // namespace coding
 
-// Fails only where a number is not finite.
+/// Fails only if a number is not finite.
 template <class T>
 std::expected<Bytes, CodingError> encodeRecord(const T& record, JsonStyle style = JsonStyle::compact) {
   JsonWriter writer(style);
@@ -290,7 +290,7 @@ std::expected<Bytes, CodingError> encodeRecord(const T& record, JsonStyle style 
   return writer.take();
 }
 
-// T is a described record, a union, or a list or dictionary of them; the rules are those of ControlCoder.
+/// T is a described record, a union, or a list or dictionary of them; the rules are those of ControlCoder.
 template <class T>
 std::expected<T, CodingError> decodeRecord(ByteView json) {
   JsonReader reader(json);

@@ -94,7 +94,7 @@ std::optional<VideoPacket> Reassembler::accept(Fragment fragment) {
   return packet;
 }
 
-// Nothing where a fragment with another count has brought in an index that the frame does not have.
+// Nothing if a fragment with another count has an index that the frame does not have.
 std::optional<Bytes> Reassembler::concatenated(const PendingFrame& frame) {
   if (frame.parts.rbegin()->first >= frame.count) return std::nullopt;
   std::size_t size = 0;

@@ -11,26 +11,26 @@
 #include <QuorlKit/Foundation/ByteView.h>
 #include <QuorlKit/Protocol/MediaPackets.h>
 
-// Pictures as datagrams. A picture packet is cut into fragments, each one datagram below the usual path MTU:
-//
-//   offset  size  field
-//   0       1     magic, 0xBD
-//   1       4     streamID
-//   5       4     frameID, counted per connection from 1
-//   9       2     index, this fragment's place, from 0
-//   11      2     count, number of fragments of the frame
-//   13      1     flags
-//   14      8     ptsMicros
-//   22      rest  payload
-//
-// All integers are little-endian. Nothing is acknowledged or sent again.
+/// Pictures as datagrams. A picture packet is cut into fragments, each one datagram below the usual path MTU:
+///
+///   offset  size  field
+///   0       1     magic, 0xBD
+///   1       4     streamID
+///   5       4     frameID, counted per connection from 1
+///   9       2     index, this fragment's position, from 0
+///   11      2     count, number of fragments of the frame
+///   13      1     flags
+///   14      8     ptsMicros
+///   22      rest  payload
+///
+/// All integers are little-endian. Nothing is acknowledged or sent again.
 namespace quorl::VideoUDP {
 
 inline constexpr std::uint8_t magic = 0xBD;
 inline constexpr std::size_t headerSize = 22;
 inline constexpr std::size_t maxChunk = 1100;
 
-// What all fragments of one frame have in common.
+/// The fields that all fragments of a frame share.
 struct FrameFields {
   std::uint32_t streamID = 0;
   std::uint32_t frameID = 0;
@@ -38,19 +38,19 @@ struct FrameFields {
   std::uint64_t ptsMicros = 0;
 };
 
-// How many fragments a payload needs: at least one, or nothing where 16 bits cannot count them. Such a frame
-// is not sent at all.
+/// The number of fragments of a payload, at least one. Nothing if 16 bits cannot hold it; such a frame is not
+/// sent.
 std::optional<std::uint16_t> fragmentCount(std::size_t payloadSize);
 
 std::array<std::uint8_t, headerSize> fragmentHeader(const FrameFields& frame, std::uint16_t index,
                                                     std::uint16_t count);
 
-// The datagrams of a frame, or none where `fragmentCount` gives nothing.
+/// The datagrams of a frame; none if `fragmentCount` returns nothing.
 std::vector<Bytes> fragments(std::uint32_t streamID, std::uint32_t frameID, VideoPacketFlags flags,
                              std::uint64_t ptsMicros, ByteView payload);
 
-// The same datagrams without a copy, as header and payload for a gathered send:
-// `use(ByteView header, ByteView payload)` per datagram; both views end with the call.
+/// The same datagrams without a copy, for a gathered send: calls `use(ByteView header, ByteView payload)` for
+/// each datagram. Both views are valid during the call.
 template <class Use>
 void forEachFragment(const FrameFields& frame, ByteView payload, Use&& use) {
   const auto count = fragmentCount(payload.size());
@@ -74,28 +74,29 @@ struct Fragment {
   bool operator==(const Fragment&) const = default;
 };
 
-// Nothing for a datagram of fewer than 23 bytes (a header alone is refused, although an empty payload is sent
-// as one), for another first byte, and where `index` is not below `count`.
+/// Nothing for a datagram of fewer than 23 bytes (a header alone is refused, although an empty payload is
+/// sent as one), for another first byte, and if `index` is not below `count`.
 std::optional<Fragment> parse(ByteView datagram);
 
-// Puts the fragments of a receiver's frames together. A frame is delivered when its last fragment is in, also
-// behind a newer one; a frame of which nothing was pending is refused once a newer one was delivered.
-// Queue: one at a time, the receive path of one client. Ownership: a value.
+/// Reassembles frames from fragments. A frame is delivered when its last fragment arrives, even after a newer
+/// frame. After a newer frame was delivered, no older frame is started.
+///
+/// *Queue*: one at a time, the receive path of one client. *Ownership*: a value.
 class Reassembler {
  public:
-  // `window`: how many incomplete frames may stand pending before older ones are given up.
+  /// `window`: the number of incomplete frames kept before older ones are dropped.
   explicit Reassembler(std::size_t window) : window_(window) {}
 
-  // The packet that the fragment completes.
+  /// The packet that the fragment completes.
   std::optional<VideoPacket> accept(Fragment fragment);
-  // Whether a frame was given up since the last call.
+  /// Whether a frame was dropped since the last call.
   bool consumeDropFlag();
   bool didDropFrame() const { return didDropFrame_; }
 
-  // For tests and diagnostics.
+  /// For tests and diagnostics.
   bool isPending(std::uint32_t frameID) const { return pending_.contains(frameID); }
   std::size_t pendingCount() const { return pending_.size(); }
-  // The highest `frameID` delivered, 0 before the first.
+  /// The highest `frameID` delivered, 0 before the first.
   std::uint32_t newestDelivered() const { return newestDelivered_; }
 
  private:

@@ -45,7 +45,7 @@ TerminalItem stringSequence(ByteView bytes, Kind kind) {
       return TerminalItem{kind, bytes.first(at + length), textBetween(bytes, 2, at),
                           static_cast<char>(bytes[1])};
     };
-    // BEL ends the commands to the terminal's window, as xterm has it.
+    // BEL ends an operating system command, as in xterm.
     if (byte == bell && kind == Kind::osc) return end(1);
     if (byte == escape && at + 1 == bytes.size()) return {Kind::incomplete, bytes, {}, 0};
     if (byte == escape && bytes[at + 1] == '\\') return end(2);
@@ -68,7 +68,7 @@ bool startsWithAny(std::string_view text, std::span<const std::string_view> begi
   return std::ranges::any_of(beginnings, [&](std::string_view one) { return text.starts_with(one); });
 }
 
-// Device status and attributes, modes, version, keyboard flags, the window's geometry.
+// Queries for device status and attributes, modes, version, keyboard flags and window geometry.
 bool asksForAnswer(const TerminalItem& csi) {
   const auto parameters = csi.parameters;
   switch (csi.final) {
@@ -92,7 +92,7 @@ bool asksForAnswer(const TerminalItem& csi) {
   }
 }
 
-// A question mark asks for a colour or the clipboard; 52 sets the clipboard, 9, 99 and 777 notify.
+// A question mark queries a colour or the clipboard; 52 sets the clipboard; 9, 99 and 777 notify.
 bool isOnceOnly(const TerminalItem& osc) {
   constexpr std::array<std::string_view, 4> beginnings{"52;", "9;", "99;", "777;"};
   return startsWithAny(osc.parameters, beginnings) || osc.parameters.ends_with(";?");
@@ -109,16 +109,16 @@ bool isKeptInReplay(const TerminalItem& item) {
     case Kind::osc:
       return !isOnceOnly(item);
     case Kind::string:
-      // DCS $ q and + q ask; graphics sent by APC are answered.
+      // DCS $ q and + q are queries; a terminal answers graphics sent by APC.
       return !(item.final == 'P' &&
                (item.parameters.starts_with("$q") || item.parameters.starts_with("+q"))) &&
              item.final != '_';
     case Kind::escape:
-      // What was broken off has no effect, and its beginning must not meet the end of something else. DECID
-      // asks too.
+      // A broken-off sequence has no effect, and its beginning must not join the end of another. DECID is a
+      // query.
       return item.final != 0 && item.final != 'Z';
     case Kind::incomplete:
-      return true;  // its rest follows
+      return true;  // the rest follows
   }
   return true;
 }

@@ -8,7 +8,7 @@
 
 namespace quorl {
 
-// One piece of what a program writes to its terminal (ECMA-48, 5.3, 5.4 and 5.6).
+/// One piece of the output of a terminal program (ECMA-48, 5.3, 5.4 and 5.6).
 struct TerminalItem {
   enum class Kind : std::uint8_t {
     text,       // a run of printable bytes
@@ -16,7 +16,7 @@ struct TerminalItem {
     csi,        // ESC [ parameters intermediates final
     osc,        // ESC ] ... BEL or ST
     string,     // DCS, SOS, PM, APC ... ST
-    escape,     // ESC intermediates final; also what began otherwise and was broken off
+    escape,     // ESC intermediates final; also any sequence that was broken off
     incomplete  // the bytes end inside it
   };
 
@@ -26,11 +26,11 @@ struct TerminalItem {
   char final = 0;               // of csi and escape; of string its second byte
 };
 
-// The item at the beginning of `bytes`, which are not empty.
+/// The item at the beginning of `bytes`, which must not be empty.
 TerminalItem nextTerminalItem(ByteView bytes);
 
-// What a program wrote before, fit to be shown again: without what a terminal would answer (its answers
-// would be typed into the program), ring for, or copy to the clipboard a second time.
+/// Earlier output without the sequences that must not act a second time: queries (the terminal's answers
+/// would be typed into the program), the bell, notifications and clipboard writes.
 Bytes fitForReplay(ByteView output);
 
 }  // namespace quorl

@@ -18,12 +18,12 @@ using Kind = TerminalItem::Kind;
 constexpr std::uint8_t escape = 0x1B;
 constexpr std::uint8_t shiftOut = 0x0E;
 constexpr std::uint8_t shiftIn = 0x0F;
-// Longer strings change no mode that matters here.
+// Longer strings change no mode that is tracked here.
 constexpr std::size_t maxCut = 4096;
 constexpr std::size_t maxTitle = 512;
 constexpr std::size_t maxColours = 256;
 constexpr std::size_t maxParameters = 32;
-// xterm's three ways into the alternate screen.
+// xterm's three modes for the alternate screen.
 constexpr std::array alternateScreens{1049, 1047, 47};
 constexpr std::array onByDefault{7, 8, 25};
 constexpr int savedCursor = 1048;
@@ -38,7 +38,7 @@ bool isOnByDefault(int mode) {
   return std::ranges::find(onByDefault, mode) != onByDefault.end();
 }
 
-// The last shift counts; without one it stays out.
+// The last shift counts; without one the state stays shifted out.
 bool isShiftedOutAfter(ByteView text) {
   const auto last = std::find_if(text.rbegin(), text.rend(),
                                  [](std::uint8_t byte) { return byte == shiftOut || byte == shiftIn; });
@@ -59,8 +59,8 @@ void TerminalModes::follow(ByteView output) {
     output = joined;
   }
   while (!output.empty()) {
-    // Shifting to another character set is the one control that outlasts its line; it is rare enough for a
-    // second search.
+    // Shifting to another character set is the only control with a lasting effect. It is rare, so a second
+    // search is cheap.
     const auto* const found =
         static_cast<const std::uint8_t*>(std::memchr(output.data(), escape, output.size()));
     const auto plain = found != nullptr ? static_cast<std::size_t>(found - output.data()) : output.size();
@@ -97,7 +97,7 @@ void TerminalModes::takeTitle(std::string_view text) {
   if (text.size() <= maxTitle) title_ = std::string(text.substr(2));
 }
 
-// SGR. What came before a reset has no effect; what is too much to keep is forgotten with a reset.
+// SGR. A reset cancels everything before it. If the colours grow too long, the earlier ones are dropped.
 void TerminalModes::takeColours(std::string_view parameters) {
   const bool isReset = parameters.empty() || parameters == "0" || parameters.starts_with("0;");
   if (isReset || colours_.size() + parameters.size() > maxColours) colours_.clear();

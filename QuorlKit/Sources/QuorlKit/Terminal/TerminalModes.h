@@ -14,23 +14,25 @@
 
 namespace quorl {
 
-// Which of a terminal's modes the programs of a session have changed, so that a terminal that leaves in the
-// middle can be set back, and one that comes later be given them: the alternate screen, mouse reports, a
-// hidden cursor, bracketed paste, colours, the title and the like. What is on the screen is not followed. A
-// flood costs little more than looking for escape characters. Queue: one at a time. Ownership: a value.
+/// The terminal modes that the programs of a session have changed: alternate screen, mouse reports, hidden
+/// cursor, bracketed paste, colours, title and others. With them a terminal that leaves in the middle can be
+/// restored, and one that joins later can be set up. The screen's content is not tracked. Plain output costs
+/// little more than a search for escape characters.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class TerminalModes {
  public:
   void follow(ByteView output);
 
   bool isInAlternateScreen() const;
-  // What sets everything back that was changed, but for the title; ends a sequence that was cut.
+  /// The bytes that undo all changes except the title. They also end a sequence that was cut.
   Bytes restoring() const;
-  // What gives a terminal that was just set back all that was changed; empty where nothing was. The cursor
-  // is where a scroll region leaves it: this goes before the text that the modes are for.
+  /// The bytes that make all changes on a restored terminal; empty if there are none. Setting a scroll region
+  /// moves the cursor, so these bytes go before the text.
   Bytes setting() const;
 
   bool hasTitle() const { return title_.has_value(); }
-  // How many bytes at the end of what was followed are the beginning of a sequence whose rest has not come.
+  /// The number of bytes at the end of the output that begin an unfinished sequence.
   std::size_t unfinishedSize() const { return cut_.size(); }
 
  private:
@@ -41,8 +43,8 @@ class TerminalModes {
   void takeColours(std::string_view parameters);
   void reset();
 
-  std::map<int, bool> privateModes_;  // by number; as they were set last
-  int keyboardLevels_ = 0;            // pushed and not popped
+  std::map<int, bool> privateModes_;  // by number, with the last state
+  int keyboardLevels_ = 0;            // pushed and not yet popped
   std::string keyboardFlags_;         // of the last push
   bool hasKeyboardFlags_ = false;
   bool namesOtherKeys_ = false;
@@ -53,9 +55,9 @@ class TerminalModes {
   bool hasCharacterSet_ = false;
   std::array<char, 2> characterSets_{'B', 'B'};  // G0 and G1, by their final bytes
   bool isShiftedOut_ = false;
-  std::string colours_;  // all that was set since the last reset, in order
+  std::string colours_;  // everything set since the last reset, in order
   std::optional<std::string> title_;
-  Bytes cut_;  // the beginning of a sequence whose rest has not come
+  Bytes cut_;  // the beginning of an unfinished sequence
 };
 
 }  // namespace quorl

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint8_t mark = 0x18;
 constexpr std::string_view beginning = "\x18\x1b[0m";
-// Longer modes there are none.
+// No modes are longer.
 constexpr std::size_t maxSize = 8192;
 
 }  // namespace

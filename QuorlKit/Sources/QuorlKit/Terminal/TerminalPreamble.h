@@ -8,12 +8,12 @@
 
 namespace quorl {
 
-// The modes that a terminal is in, put in front of output for one that did not see how it got there. Between
-// two marks that no terminal acts upon (CAN outside a sequence; ECMA-48, 8.3.6), so that a client that knows
-// them can part the modes from what follows:
-//
-//   18 1B [ 0 m    modes    18           history follows, which begins in these modes
-//   18 1B [ 0 m    modes    18 18        live output follows
+/// Terminal modes sent before output to a terminal that did not see how they were set. They are enclosed in
+/// marks that terminals ignore (CAN outside a sequence; ECMA-48, 8.3.6), so that a client that knows the
+/// marks can separate the modes from the output:
+///
+///   18 1B [ 0 m    modes    18           history follows, which begins in these modes
+///   18 1B [ 0 m    modes    18 18        live output follows
 struct TerminalPreamble {
   enum class Before : std::uint8_t { history, live };
 
@@ -21,9 +21,9 @@ struct TerminalPreamble {
   ByteView modes;
   ByteView rest;
 
-  // Nothing where `output` begins with no preamble.
+  /// Nothing if `output` does not begin with a preamble.
   static std::optional<TerminalPreamble> of(ByteView output);
-  // Empty for no modes.
+  /// Empty if there are no modes.
   static Bytes with(Before before, ByteView modes);
 };
 
