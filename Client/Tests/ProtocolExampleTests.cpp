@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The examples of docs/protocol.md, so that they stay true.
+// Keeps the examples of docs/protocol.md correct.
 #include <QuorlKit/Auth/Pairing.h>
 #include <QuorlKit/Foundation/Base64.h>
 #include <QuorlKit/Protocol/ControlMessage.h>

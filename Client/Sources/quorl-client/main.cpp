@@ -13,8 +13,8 @@
 
 namespace {
 
-// What ends the process becomes readable, so that it ends a wait and never a write, and whoever changed
-// something sets it back. Blocked before any thread begins.
+// Turns the signals that end the process into a readable descriptor, so that they end a wait and not a write,
+// and every command restores what it changed. Must run before any thread starts.
 quorl::Descriptor signalDescriptor() {
   sigset_t signals;
   sigemptyset(&signals);

@@ -31,12 +31,12 @@ class AgentCommands : public ::testing::Test {
   AgentWorld world;
 };
 
-TEST_F(AgentCommands, sayWhenThereIsNothing) {
+TEST_F(AgentCommands, sayIfThereAreNoAgents) {
   EXPECT_THAT(world.run({"agents"}).output, HasSubstr("No agents."));
   EXPECT_EQ(world.run({"agents", "--json"}).output, "[]\n");
 }
 
-TEST_F(AgentCommands, spawnGivesTheCommandItsPlaceNameAndEnvironment) {
+TEST_F(AgentCommands, spawnSetsFolderNameAndEnvironment) {
   const auto id = world.spawn({"--name", "my agent", "--cwd", "/tmp", "--env", "COLOUR=deep red", "--env",
                                "N=1", "echo", "$PWD $COLOUR $N;", "exec cat"});
   EXPECT_EQ(id.size(), 36U);
@@ -46,7 +46,7 @@ TEST_F(AgentCommands, spawnGivesTheCommandItsPlaceNameAndEnvironment) {
   EXPECT_THAT(list, HasSubstr("spawned  my agent"));
 }
 
-TEST_F(AgentCommands, spawnSaysWhyTheHostCouldNot) {
+TEST_F(AgentCommands, spawnReportsWhyTheHostFailed) {
   const auto result = world.run({"spawn", "true", "--cwd", "/no/such/folder"});
   EXPECT_EQ(result.status, 1);
   EXPECT_THAT(result.output, HasSubstr("posix_spawn failed: No such file or directory (agent.spawn)"));
@@ -61,7 +61,7 @@ TEST_F(AgentCommands, twoEqualSpawnsGiveTwoAgents) {
   EXPECT_NE(one, two);
   const auto both = world.run({"prompt", "exec", "x"});
   EXPECT_EQ(both.status, 2);
-  EXPECT_THAT(both.output, HasSubstr("'exec' means 2 agents"));
+  EXPECT_THAT(both.output, HasSubstr("'exec' matches 2 agents"));
 }
 
 TEST_F(AgentCommands, promptTypesALineAndReturn) {
@@ -80,19 +80,19 @@ TEST_F(AgentCommands, killEndsAnAgentAndWaitsForIt) {
   EXPECT_THAT(again.output, HasSubstr("stubborn has ended"));
 }
 
-TEST_F(AgentCommands, sayWhichAgentIsUnknown) {
+TEST_F(AgentCommands, reportAnUnknownAgent) {
   for (const std::vector<std::string>& words :
        {std::vector<std::string>{"prompt", "nobody", "x"}, {"kill", "nobody"}, {"resume", "nobody"}}) {
     const auto result = world.run(words);
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.output, HasSubstr("the host knows no agent 'nobody'"));
+    EXPECT_THAT(result.output, HasSubstr("the host has no agent 'nobody'"));
   }
   EXPECT_EQ(world.run({"adopt", "nobody"}).status, 1);
   const auto attach = world.run({"attach", "nobody"});
   EXPECT_EQ(attach.status, 2) << "no terminal here";
 }
 
-TEST_F(AgentCommands, catalogKeepsWhatIsAddedAndItsBuiltInEntries) {
+TEST_F(AgentCommands, catalogKeepsAddedAndBuiltInEntries) {
   const auto added =
       world.run({"catalog", "add", "Website", "echo from the catalog; exec cat", "--cwd", "/tmp"});
   EXPECT_EQ(added.status, 0) << added.output;
@@ -107,7 +107,7 @@ TEST_F(AgentCommands, catalogKeepsWhatIsAddedAndItsBuiltInEntries) {
   EXPECT_EQ(world.run({"catalog", "add", "OnlyAName"}).status, 2);
 }
 
-TEST_F(AgentCommands, followPrintsWhatHappensUntilItIsInterrupted) {
+TEST_F(AgentCommands, followPrintsEventsUntilInterrupted) {
   world.spawn({"--name", "earlier", "--", "exec cat"});
   const auto follower = world.onTerminal({"agents", "--follow"});
   ASSERT_TRUE(follower->shows("spawned  earlier"));
@@ -115,12 +115,12 @@ TEST_F(AgentCommands, followPrintsWhatHappensUntilItIsInterrupted) {
   EXPECT_TRUE(follower->shows("running  spawned  watched"));
   EXPECT_EQ(world.run({"prompt", "watched", ""}).status, 0);
   EXPECT_TRUE(follower->shows("exited   spawned  watched"));
-  EXPECT_TRUE(follower->shows(id.substr(0, 8) + "  wants you: watched: finished"));
+  EXPECT_TRUE(follower->shows(id.substr(0, 8) + "  needs attention: watched: finished"));
   follower->type("\x03");
   EXPECT_EQ(follower->waitForExit(), 0);
 }
 
-TEST_F(AgentCommands, notifyPrintsEachAttentionOnce) {
+TEST_F(AgentCommands, notifyPrintsEachCallOnce) {
   const auto notifier = world.onTerminal({"notify", "--json"});
   ASSERT_TRUE(notifier->shows("Watching the agents"));
   const auto id = world.spawn({"--name", "asker", "--", "echo 'Do you want to proceed'; read x; exit"});
@@ -132,7 +132,7 @@ TEST_F(AgentCommands, notifyPrintsEachAttentionOnce) {
   EXPECT_EQ(notifier->waitForExit(), 0);
 }
 
-TEST_F(AgentCommands, notifyGoesOnWhenTheHostComesBack) {
+TEST_F(AgentCommands, notifyContinuesWhenTheHostIsBack) {
   const auto notifier = world.onTerminal({"notify"});
   ASSERT_TRUE(notifier->shows("Watching the agents"));
   world.spawn({"--name", "one", "--", "true"});
@@ -146,8 +146,8 @@ TEST_F(AgentCommands, notifyGoesOnWhenTheHostComesBack) {
   EXPECT_TRUE(notifier->shows("two: finished"));
 }
 
-// The host raises its own limit; a program that it starts has the one that the host was started with.
-TEST(AgentLimits, areThoseThatTheHostWasStartedWith) {
+// The host raises its own limit; programs that it starts get the limit from before.
+TEST(AgentLimits, areThoseOfTheHostsOwnStart) {
   AgentWorld world;
   world.startHost({"sh", "-c", "ulimit -Sn 567; exec \"$0\" \"$@\""});
   ASSERT_FALSE(HasFatalFailure());
@@ -160,7 +160,7 @@ TEST(AgentLimits, areThoseThatTheHostWasStartedWith) {
   EXPECT_TRUE(terminal->shows("soft 567\r\nraised\r\n")) << terminal->screen();
 }
 
-TEST_F(AgentCommands, helpTeachesEachOfThem) {
+TEST_F(AgentCommands, haveAHelpPageEach) {
   for (const char* command :
        {"agents", "spawn", "resume", "prompt", "kill", "attach", "notify", "catalog", "external", "adopt"}) {
     const auto help = world.run({command, "--help"});

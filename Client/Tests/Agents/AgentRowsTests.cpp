@@ -27,7 +27,7 @@ bool any(const AgentDescriptor&) {
   return true;
 }
 
-TEST(AgentChoice, takesAnIdentityItsBeginningANameOrAPartOfOne) {
+TEST(AgentChoice, acceptsAnIdentityItsBeginningANameOrAPartOfOne) {
   const std::vector rows{row(first, "website"), row(second, "tests"), row(third, "website tests")};
   EXPECT_EQ(chooseAgent(rows, "3f2504e0-4f89-41d3-9a0c-0305e82c3302", any)->id, second);
   EXPECT_EQ(chooseAgent(rows, "ab", any)->id, third);
@@ -35,33 +35,33 @@ TEST(AgentChoice, takesAnIdentityItsBeginningANameOrAPartOfOne) {
   EXPECT_EQ(chooseAgent(rows, "SITE T", any)->id, third);
 }
 
-TEST(AgentChoice, saysWhatIsUnknown) {
+TEST(AgentChoice, reportsAnUnknownAgent) {
   const auto missing = chooseAgent({row(first, "a")}, "zz", any);
   ASSERT_FALSE(missing);
   EXPECT_EQ(missing.error().code, ExitCode::failure);
-  EXPECT_EQ(missing.error().what, "the host knows no agent 'zz'");
+  EXPECT_EQ(missing.error().what, "the host has no agent 'zz'");
   EXPECT_FALSE(chooseAgent({row(first, "a")}, "", any));
   EXPECT_FALSE(chooseAgent({}, "a", any));
 }
 
-TEST(AgentChoice, listsWhatAnAmbiguousWordMeans) {
+TEST(AgentChoice, listsTheMatchesOfAnAmbiguousWord) {
   const auto both = chooseAgent({row(first, "a"), row(second, "b\x1b[31m"), row(third, "c")}, "3F25", any);
   ASSERT_FALSE(both);
   EXPECT_EQ(both.error().code, ExitCode::usage);
-  EXPECT_EQ(both.error().what, "'3F25' means 2 agents");
+  EXPECT_EQ(both.error().what, "'3F25' matches 2 agents");
   EXPECT_NE(both.error().advice.find("3F2504E0-4F89-41D3-9A0C-0305E82C3301  a"), std::string::npos)
       << both.error().advice;
   EXPECT_EQ(both.error().advice.find('\x1b'), std::string::npos);
 }
 
-TEST(AgentChoice, prefersThoseThatFitTheCommand) {
+TEST(AgentChoice, prefersAgentsThatFitTheCommand) {
   const std::vector rows{row(first, "web", AgentStatus::exited), row(second, "web"),
                          row(third, "other", AgentStatus::exited)};
   EXPECT_EQ(chooseAgent(rows, "web", isAlive)->id, second);
   EXPECT_EQ(chooseAgent(rows, "other", isAlive)->id, third) << "the command says why it cannot";
 }
 
-TEST(AgentRows, knowPastSessionsAndWhatResumesThem) {
+TEST(AgentRows, recognisePastSessionsAndTheirResumedOnes) {
   AgentDescriptor past{.id = first,
                        .kind = AgentKind::claudeCode,
                        .name = "Claude Code — site",
@@ -76,7 +76,7 @@ TEST(AgentRows, knowPastSessionsAndWhatResumesThem) {
   EXPECT_EQ(sessionIDOf(row(first, "x")), std::nullopt);
 }
 
-TEST(AgentRows, shortenIdentitiesAsFarAsTheyDiffer) {
+TEST(AgentRows, shortenIdentitiesUntilTheyDiffer) {
   EXPECT_EQ(distinctLength({}), 8U);
   EXPECT_EQ(distinctLength({first, third}), 8U);
   EXPECT_EQ(distinctLength({first, second, third}), 36U);
@@ -91,7 +91,7 @@ TEST(AgentRows, printNoControlCharacters) {
             "3F2504E0  waiting  spawned  na\\x1bme  (5 min ago)\n          Do you\\x07 want to proceed?");
 }
 
-TEST(AgentRows, tellAgesInWords) {
+TEST(AgentRows, printAgesInWords) {
   EXPECT_EQ(ageText(-5), "just now");
   EXPECT_EQ(ageText(59), "just now");
   EXPECT_EQ(ageText(600), "10 min ago");

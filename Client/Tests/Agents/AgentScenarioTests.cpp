@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A person's evening with agents, with real programs only.
+// Scenarios with agents and real programs only.
 #include <algorithm>
 #include <csignal>
 #include <fstream>
@@ -24,7 +24,7 @@ using quorl::test::outputOf;
 using testing::HasSubstr;
 using testing::Not;
 
-// Behaves as a coding agent does: it works, asks and waits, rings, and uses the whole screen.
+// Behaves like a coding agent: works, asks and waits, rings, and uses the full screen.
 const std::string codingAgent = R"sh(#!/bin/bash
 echo "agent ready with arguments: $*"
 while IFS= read -r order; do
@@ -39,7 +39,7 @@ while IFS= read -r order; do
 done
 )sh";
 
-TEST(AgentEvening, spawnedWatchedPromptedAskingResizedAndKilled) {
+TEST(AgentEvening, spawnsWatchesPromptsResizesAndKillsAnAgent) {
   AgentWorld world;
   world.addProgram("coder", codingAgent);
   world.startHost();
@@ -88,7 +88,7 @@ TEST(AgentEvening, spawnedWatchedPromptedAskingResizedAndKilled) {
   EXPECT_THAT(world.run({"agents"}).output, HasSubstr("exited   spawned  coder"));
 }
 
-TEST(AgentEvening, aBellCallsOnceWhereNoWordsAsk) {
+TEST(AgentEvening, reportsABellOnceIfNoTextAsks) {
   AgentWorld world;
   world.addProgram("coder", codingAgent);
   world.startHost();
@@ -103,7 +103,7 @@ TEST(AgentEvening, aBellCallsOnceWhereNoWordsAsk) {
   EXPECT_FALSE(eventually([&] { return attention->count("coder:") > 1; }, 4s));
 }
 
-// A tmux server of the test's own, with one pane.
+// A private tmux server with one pane.
 class TmuxDesk {
  public:
   TmuxDesk(const AgentWorld& world, const std::string& command)
@@ -129,7 +129,7 @@ class TmuxDesk {
   std::vector<std::string> environment_;
 };
 
-TEST(AgentEvening, anAgentStartedByHandIsFoundAdoptedAndPrompted) {
+TEST(AgentEvening, findsAdoptsAndPromptsAnExternalAgent) {
   if (!hasProgram("tmux")) GTEST_SKIP() << "tmux is not installed";
   const auto sockets = [](const AgentWorld& world) {
     return "TMUX_TMPDIR=" + (world.folder() / "tmux").string();
@@ -162,10 +162,10 @@ TEST(AgentEvening, anAgentStartedByHandIsFoundAdoptedAndPrompted) {
   EXPECT_THAT(desk.tmux({"capture-pane", "-p", "-t", "work"}), HasSubstr("heard <typed here>"));
   terminal->type("\x1d");
   EXPECT_EQ(terminal->waitForExit(), 0);
-  EXPECT_THAT(desk.tmux({"list-panes", "-a", "-F", "#{pane_pid}"}), HasSubstr(pid)) << "it goes on";
+  EXPECT_THAT(desk.tmux({"list-panes", "-a", "-F", "#{pane_pid}"}), HasSubstr(pid)) << "it is still running";
 }
 
-TEST(AgentEvening, anAdoptedTabThatIsPaintedAnewIsRedrawnInPlace) {
+TEST(AgentEvening, redrawsARepaintedAdoptedTabInPlace) {
   if (!hasProgram("tmux")) GTEST_SKIP() << "tmux is not installed";
   AgentWorld probe;
   AgentWorld world({"TMUX_TMPDIR=" + (probe.folder() / "tmux").string()});
@@ -194,7 +194,7 @@ TEST(AgentEvening, anAdoptedTabThatIsPaintedAnewIsRedrawnInPlace) {
   EXPECT_EQ(std::ranges::count(lines, "top line"), 1);
 }
 
-// A kitty of the test's own on a display of its own, with one window.
+// A kitty with one window on a private display.
 class KittyDesk {
  public:
   KittyDesk(const AgentWorld& world, const std::string& command)
@@ -221,7 +221,7 @@ class KittyDesk {
   quorl::test::HelperProgram kitty_;
 };
 
-TEST(AgentEvening, anAgentInAKittyWindowIsFoundAdoptedAndPrompted) {
+TEST(AgentEvening, findsAdoptsAndPromptsAnAgentInAKittyWindow) {
   if (!hasProgram("kitty") || !hasProgram("Xvfb")) GTEST_SKIP() << "kitty or Xvfb is not installed";
   AgentWorld world;
   world.addProgram("claude", codingAgent);
@@ -246,16 +246,16 @@ TEST(AgentEvening, anAgentInAKittyWindowIsFoundAdoptedAndPrompted) {
   EXPECT_TRUE(terminal->shows("heard <typed here>")) << terminal->screen();
   terminal->type("\x1d");
   EXPECT_EQ(terminal->waitForExit(), 0);
-  EXPECT_EQ(::kill(std::stoi(pid), 0), 0) << "it goes on";
+  EXPECT_EQ(::kill(std::stoi(pid), 0), 0) << "it is still running";
   desk.end();
-  EXPECT_EQ(world.run({"agents"}).status, 0) << "the host goes on";
+  EXPECT_EQ(world.run({"agents"}).status, 0) << "the host is still running";
   EXPECT_THAT(world.run({"external"}).output, Not(HasSubstr("pid " + pid)));
 }
 
 const std::string claudeID = "3F2504E0-4F89-41D3-9A0C-0305E82C3301";
 const std::string codexID = "AB2504E0-4F89-41D3-9A0C-0305E82C3302";
 
-TEST(AgentEvening, pastSessionsAreListedAndOneIsResumedInPlace) {
+TEST(AgentEvening, listsPastSessionsAndResumesOneInPlace) {
   AgentWorld world;
   world.addProgram("claude", codingAgent);
   const auto project = (world.folder() / "website").string();
@@ -290,7 +290,7 @@ TEST(AgentEvening, pastSessionsAreListedAndOneIsResumedInPlace) {
   EXPECT_TRUE(terminal->shows("agent ready with arguments: --resume " + claudeID)) << terminal->screen();
   const auto again = world.run({"resume", "3F25"});
   EXPECT_EQ(again.status, 1);
-  EXPECT_THAT(again.output, HasSubstr("runs already"));
+  EXPECT_THAT(again.output, HasSubstr("is already running"));
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ AgentWorld::AgentWorld(std::vector<std::string> environment)
   folder_ = pattern;
   std::filesystem::create_directories(home());
   std::filesystem::create_directories(folder_ / "bin");
-  // Login shells set a PATH of their own, after which these files are read.
+  // Login shells set their own PATH before they read these files.
   const auto path = fmt::format("PATH='{}':$PATH\nexport PATH\n", (folder_ / "bin").string());
   for (const char* file : {"home/.profile", "home/.zprofile"}) write(file, path);
 }

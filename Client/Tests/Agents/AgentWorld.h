@@ -18,24 +18,24 @@ struct ProgramResult {
   std::string output;  // both streams
 };
 
-// A computer with a home of its own and a real host on it, and a person with the real client, paired.
+/// A home folder with a real host, and the real client paired with it.
 class AgentWorld {
  public:
-  // What the host's environment has beside.
+  /// Further variables of the host's environment.
   explicit AgentWorld(std::vector<std::string> environment = {});
 
-  // The folder has no word in its path that the host takes for its own tools.
+  /// No part of its path looks like one of the host's tools.
   const std::filesystem::path& folder() const { return folder_; }
   std::filesystem::path home() const { return folder_ / "home"; }
-  // Written to `folder()`/bin, which is first on the PATH of login shells.
+  /// Written to `folder()`/bin, which is first on the PATH of login shells.
   void addProgram(const std::string& name, const std::string& script) const;
   void write(const std::string& path, const std::string& text) const;
 
-  // `launcher`: what is put before the host's program.
+  /// `launcher`: words before the host's program.
   void startHost(const std::vector<std::string>& launcher = {});
   std::uint16_t hostPort() const { return port_; }
   quorl::test::HostProcess& host() { return *host_; }
-  // Pairs a client configuration of this name with the host behind a port.
+  /// Pairs a client configuration of this name with the host on a port.
   void pair(const std::string& person, std::uint16_t port) const;
 
   ProgramResult run(const std::vector<std::string>& words, const std::string& person = "ada") const;
@@ -43,7 +43,7 @@ class AgentWorld {
                                               const std::string& person = "ada", int columns = 100,
                                               int rows = 30) const;
   std::vector<std::string> clientEnvironment(const std::string& person) const;
-  // Starts an agent and gives its identity.
+  /// Starts an agent and returns its identity.
   std::string spawn(const std::vector<std::string>& words) const;
 
   ~AgentWorld();
@@ -57,7 +57,7 @@ class AgentWorld {
   std::unique_ptr<quorl::test::HostProcess> host_;
 };
 
-// The path of the client under test.
+/// The path of the client under test.
 std::string clientProgram();
 
 }  // namespace quorl::client::test

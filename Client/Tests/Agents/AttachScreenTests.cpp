@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a person sees of an attached agent, by a terminal's own account.
+// The screen of an attached agent, as a terminal emulator shows it.
 #include <csignal>
 #include <cstdlib>
 
@@ -53,7 +53,7 @@ class AttachScreen : public ::testing::Test {
   std::string spawnFullScreen(const std::string& argument = {}) {
     return spawnReady(fmt::format("sh '{}' {}", (world.folder() / "full").string(), argument));
   }
-  // A screen that has been given all that the terminal has.
+  // A screen with the whole output of the terminal.
   static std::unique_ptr<TerminalEmulator> screenOf(TerminalProgram& terminal) {
     auto screen = std::make_unique<TerminalEmulator>();
     screen->feed(terminal.screen());
@@ -73,7 +73,7 @@ class AttachScreen : public ::testing::Test {
   std::optional<CuttableRelay> relay;
 };
 
-TEST_F(AttachScreen, isAfterABreakWhatItWasBeforeIt) {
+TEST_F(AttachScreen, isTheSameAfterABreak) {
   const auto id = spawnReady("stty -echo; seq 50; printf 'half a line'; exec cat");
   const auto terminal = world.onTerminal({"attach", id}, "bob");
   ASSERT_TRUE(terminal->shows("half a line"));
@@ -93,7 +93,7 @@ TEST_F(AttachScreen, isAfterABreakWhatItWasBeforeIt) {
   })) << terminal->screen();
 }
 
-TEST_F(AttachScreen, joinsASequenceAndACharacterThatTheBreakHasCut) {
+TEST_F(AttachScreen, joinsASequenceAndACharacterCutByABreak) {
   const auto id = spawnReady(
       "stty -echo; printf 'ready\\n'; read x; printf 'mark\\033[3'; read x; printf '1mred\\303'; read x; "
       "printf '\\251tude'; exec cat");
@@ -148,7 +148,7 @@ TEST_F(AttachScreen, followsAProgramThatFilledTheScreenDuringABreak) {
   })) << terminal->screen();
 }
 
-TEST_F(AttachScreen, hasTheModesOfAFullScreenProgramThatRanBefore) {
+TEST_F(AttachScreen, hasTheModesOfARunningFullScreenProgram) {
   const auto id = spawnFullScreen("now");
   const auto terminal = world.onTerminal({"attach", id});
   EXPECT_TRUE(comesToShow(*terminal, [](auto& screen) {
@@ -161,7 +161,7 @@ TEST_F(AttachScreen, hasTheModesOfAFullScreenProgramThatRanBefore) {
   EXPECT_EQ(screen->pasteBegin(), "\x1b[200~");
 }
 
-TEST_F(AttachScreen, keepsTheQuestionsOfAProgramThatHasJustBegun) {
+TEST_F(AttachScreen, keepsTheQueriesOfAProgramThatHasJustStarted) {
   const auto id = world.spawn(
       {"--name", "agent", "--",
        "stty raw -echo; dd bs=1 count=1 2>/dev/null >/dev/null; printf '\\033[6n\\033[casked'; exec cat"});
@@ -172,7 +172,7 @@ TEST_F(AttachScreen, keepsTheQuestionsOfAProgramThatHasJustBegun) {
   EXPECT_NE(terminal->screen().find("\x1b[6n\x1b[casked"), std::string::npos) << terminal->screen();
 }
 
-TEST_F(AttachScreen, isSetBackByACrash) {
+TEST_F(AttachScreen, isRestoredByACrash) {
   const auto id = spawnFullScreen("now");
   const auto terminal = world.onTerminal({"attach", id});
   ASSERT_TRUE(comesToShow(*terminal, [](auto& screen) { return screen.isAlternate(); }));
@@ -184,7 +184,7 @@ TEST_F(AttachScreen, isSetBackByACrash) {
   EXPECT_EQ(screen->arrowUp(), "\x1b[A");
 }
 
-TEST_F(AttachScreen, isSetBackWhileStoppedAndHasItsModesAgainAfterwards) {
+TEST_F(AttachScreen, isRestoredWhileStoppedAndSetUpAgainAfterwards) {
   const auto id = spawnFullScreen("now");
   const auto terminal = world.onTerminal({"attach", id});
   ASSERT_TRUE(comesToShow(*terminal, [](auto& screen) { return screen.reportsMouse(); }));
@@ -204,7 +204,7 @@ TEST_F(AttachScreen, isSetBackWhileStoppedAndHasItsModesAgainAfterwards) {
   EXPECT_EQ(screen->pasteBegin(), "\x1b[200~");
 }
 
-TEST_F(AttachScreen, keepsTheTitleOfBeforeAndGivesItBack) {
+TEST_F(AttachScreen, restoresTheFormerTitle) {
   const auto id = spawnReady("printf '\\033]2;theirs\\007ready'; exec cat");
   const auto terminal = world.onTerminal({"attach", id});
   ASSERT_TRUE(terminal->shows("ready"));
@@ -219,7 +219,7 @@ TEST_F(AttachScreen, keepsTheTitleOfBeforeAndGivesItBack) {
   EXPECT_NE(givenBack, std::string::npos);
 }
 
-TEST_F(AttachScreen, passesOnWhichColoursTheTerminalHas) {
+TEST_F(AttachScreen, passesTheColourSupportOfTheTerminalOn) {
   ::setenv("COLORTERM", "truecolor", 1);
   spawnReady("printf 'colours: %s.' \"$COLORTERM\"; exec cat");
   EXPECT_NE(world.run({"agents", "--json"}).output.find("colours: truecolor."), std::string::npos);

@@ -24,7 +24,7 @@ class Attach : public ::testing::Test {
     world.startHost();
     if (HasFatalFailure()) GTEST_SKIP() << "no host";
   }
-  // A session that says that it is there.
+  // An attached session with its first output.
   std::string spawnReady(const std::string& command) {
     const auto id = world.spawn({"--name", "agent", "--", command});
     EXPECT_TRUE(eventually([&] {
@@ -42,10 +42,10 @@ class Attach : public ::testing::Test {
   AgentWorld world;
 };
 
-// Counts the lines it is given.
+// Counts its input lines.
 const std::string counter = "echo ready; n=0; while read -r x; do n=$((n+1)); echo \"line $n:$x.\"; done";
 
-TEST_F(Attach, showsWhatWasPrintedTakesKeysAndLeavesTheAgentAlone) {
+TEST_F(Attach, showsEarlierOutputPassesKeysAndDetaches) {
   const auto id = spawnReady("echo first words; exec cat");
   const auto terminal = world.onTerminal({"attach", id.substr(0, 8)});
   ASSERT_TRUE(terminal->shows("first words\r\n")) << terminal->screen();
@@ -54,12 +54,12 @@ TEST_F(Attach, showsWhatWasPrintedTakesKeysAndLeavesTheAgentAlone) {
   EXPECT_TRUE(terminal->shows("abc")) << "the echo of the agent's terminal";
   terminal->type(detachKey);
   EXPECT_EQ(terminal->waitForExit(), 0);
-  EXPECT_TRUE(terminal->shows("[quorl: left agent, which goes on]"));
+  EXPECT_TRUE(terminal->shows("[quorl: detached from agent, which is still running]"));
   EXPECT_TRUE(sameModes(terminal->modes(), ordinaryModes()));
   EXPECT_NE(world.run({"agents", "--json"}).output.find("\"status\":\"running\""), std::string::npos);
 }
 
-TEST_F(Attach, setsTheTerminalBackHoweverItEnds) {
+TEST_F(Attach, restoresTheTerminalHoweverItEnds) {
   const auto id = spawnReady("printf '\\033[?1049h\\033[?25lfull screen'; exec cat");
   for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGSEGV, SIGABRT, SIGQUIT}) {
     const auto terminal = world.onTerminal({"attach", id});
@@ -85,7 +85,7 @@ TEST_F(Attach, undoesTheModesOfAFullScreenProgramAndOnlyThose) {
       << terminal->screen();
 }
 
-TEST_F(Attach, givesTheAgentItsSizeAndEveryChange) {
+TEST_F(Attach, sendsTheAgentItsSizeAndEveryChange) {
   const auto id = spawnReady("echo ready; while read x; do stty size; done");
   const auto terminal = world.onTerminal({"attach", id}, "ada", 91, 37);
   ASSERT_TRUE(terminal->shows("ready"));
@@ -108,7 +108,7 @@ TEST_F(Attach, passesAPasteAsItIs) {
   EXPECT_TRUE(terminal->shows("^[[200~one^]\ttwo^M^[[201~.")) << terminal->screen();
 }
 
-TEST_F(Attach, losesNothingOfABigPasteThatTheAgentReadsLate) {
+TEST_F(Attach, losesNothingOfALargePasteThatIsReadLate) {
   const auto fifo = (world.folder() / "go").string();
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   std::string paste;
@@ -126,7 +126,7 @@ TEST_F(Attach, losesNothingOfABigPasteThatTheAgentReadsLate) {
       << terminal->screen() << "expected: " << expected;
 }
 
-TEST_F(Attach, leavesByTheKeyThatWasAskedFor) {
+TEST_F(Attach, detachesByTheChosenKey) {
   const auto id = spawnReady("stty raw -echo; printf ready; exec cat -v");
   const auto terminal = world.onTerminal({"attach", id, "--detach-key", "ctrl-a d"});
   ASSERT_TRUE(terminal->shows("ready"));
@@ -148,13 +148,13 @@ TEST_F(Attach, endsWithTheAgent) {
   EXPECT_TRUE(terminal->shows("last words\r\n"));
   EXPECT_TRUE(terminal->shows("[quorl: agent has ended]"));
   EXPECT_TRUE(sameModes(terminal->modes(), ordinaryModes()));
-  // Its last screen can still be looked at.
+  // Its last screen can still be viewed.
   const auto again = world.onTerminal({"attach", id});
   EXPECT_EQ(again->waitForExit(), 0);
   EXPECT_TRUE(again->shows("last words\r\n"));
 }
 
-TEST_F(Attach, endsWhenNobodyTakesItsOutput) {
+TEST_F(Attach, endsWhenItsOutputIsClosed) {
   const auto id = spawnReady("echo ready; exec cat");
   TerminalProgram terminal(
       {"bash", "-c", "set -o pipefail; '" + clientProgram() + "' attach " + id + " | head -c1"},
@@ -168,7 +168,7 @@ TEST_F(Attach, endsWhenNobodyTakesItsOutput) {
   EXPECT_TRUE(sameModes(terminal.modes(), ordinaryModes()));
 }
 
-TEST_F(Attach, stopsAndGoesOnWithTheTerminalInOrder) {
+TEST_F(Attach, restoresTheTerminalWhileStopped) {
   const auto id = spawnReady("echo ready; exec cat");
   const auto terminal = world.onTerminal({"attach", id});
   ASSERT_TRUE(terminal->shows("ready"));
@@ -206,7 +206,7 @@ class AttachOverABadNetwork : public Attach {
   std::optional<CuttableRelay> relay;
 };
 
-TEST_F(AttachOverABadNetwork, goesOnWhereItStoppedWithoutLossOrRepetition) {
+TEST_F(AttachOverABadNetwork, continuesWithoutLossOrRepetition) {
   const auto id = spawnReady(counter);
   const auto terminal = world.onTerminal({"attach", id}, "bob");
   ASSERT_TRUE(terminal->shows("ready"));
@@ -216,8 +216,8 @@ TEST_F(AttachOverABadNetwork, goesOnWhereItStoppedWithoutLossOrRepetition) {
     ASSERT_TRUE(terminal->shows(fmt::format("line {}:before.\r\n", ++line))) << terminal->screen();
     const auto noticesFrom = terminal->screen().size();
     relay->cut();
-    ASSERT_TRUE(terminal->shows("trying again; Ctrl-] leaves]", noticesFrom)) << terminal->screen();
-    // Meanwhile the agent goes on, and what is typed here waits.
+    ASSERT_TRUE(terminal->shows("trying again; Ctrl-] detaches]", noticesFrom)) << terminal->screen();
+    // The agent continues meanwhile, and typed keys wait.
     ASSERT_EQ(world.run({"prompt", id, "elsewhere"}).status, 0);
     ++line;
     terminal->type("while away\r");
@@ -240,7 +240,7 @@ TEST_F(AttachOverABadNetwork, catchesUpWithALotOfOutput) {
   EXPECT_EQ(terminal->count("130000\r\n"), 1U);
 }
 
-TEST_F(AttachOverABadNetwork, beginsAfreshWhenMoreWasPrintedThanIsKept) {
+TEST_F(AttachOverABadNetwork, clearsTheTerminalIfMoreWasPrintedThanIsKept) {
   const auto id = spawnReady("echo ready; read x; seq 100001 200000; echo done; exec cat");
   const auto terminal = attachedThroughABreak(id);
   EXPECT_TRUE(terminal->shows("\x1b[H\x1b[2J"));
@@ -248,7 +248,7 @@ TEST_F(AttachOverABadNetwork, beginsAfreshWhenMoreWasPrintedThanIsKept) {
   EXPECT_EQ(terminal->count("100001\r\n"), 0U);
 }
 
-TEST_F(AttachOverABadNetwork, noticesOneThatSwallowsEverythingInSilence) {
+TEST_F(AttachOverABadNetwork, noticesANetworkThatDropsEverything) {
   const auto id = spawnReady(counter);
   const auto terminal = world.onTerminal({"attach", id}, "bob");
   ASSERT_TRUE(terminal->shows("ready"));
@@ -259,7 +259,7 @@ TEST_F(AttachOverABadNetwork, noticesOneThatSwallowsEverythingInSilence) {
   EXPECT_TRUE(terminal->shows("line 1:back again.\r\n")) << terminal->screen();
 }
 
-TEST_F(AttachOverABadNetwork, canBeLeftWhileTheHostIsAway) {
+TEST_F(AttachOverABadNetwork, canDetachWhileTheHostIsAway) {
   const auto id = spawnReady("echo ready; exec cat");
   const auto terminal = world.onTerminal({"attach", id}, "bob");
   ASSERT_TRUE(terminal->shows("ready"));
@@ -270,7 +270,7 @@ TEST_F(AttachOverABadNetwork, canBeLeftWhileTheHostIsAway) {
   EXPECT_TRUE(sameModes(terminal->modes(), ordinaryModes()));
 }
 
-TEST_F(Attach, endsWhenTheHostHasForgottenTheAgent) {
+TEST_F(Attach, endsIfTheHostNoLongerHasTheAgent) {
   const auto id = spawnReady("echo ready; exec cat");
   const auto terminal = world.onTerminal({"attach", id});
   ASSERT_TRUE(terminal->shows("ready"));
@@ -279,7 +279,7 @@ TEST_F(Attach, endsWhenTheHostHasForgottenTheAgent) {
   ASSERT_TRUE(terminal->shows("trying again"));
   world.startHost();
   EXPECT_EQ(terminal->waitForExit(), 1);
-  EXPECT_TRUE(terminal->shows("the host knows agent no longer"));
+  EXPECT_TRUE(terminal->shows("the host no longer has agent"));
   EXPECT_TRUE(sameModes(terminal->modes(), ordinaryModes()));
 }
 

@@ -77,7 +77,7 @@ void CuttableRelay::mend() {
 }
 
 void CuttableRelay::give(Order order) {
-  QUORL_CHECK(::write(orderWrite_.get(), &order, sizeof order) == sizeof order, "the relay can be told");
+  QUORL_CHECK(::write(orderWrite_.get(), &order, sizeof order) == sizeof order, "the relay takes the order");
   QUORL_CHECK(::read(doneRead_.get(), &order, sizeof order) == sizeof order, "the relay obeys");
 }
 

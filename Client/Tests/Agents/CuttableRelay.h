@@ -9,8 +9,10 @@
 
 namespace quorl::client::test {
 
-// A network between a client and a host that a test can cut: every connection to its port goes on to the
-// host's. Queue: a thread of its own; the operations from any.
+/// A network between client and host that a test can cut: every connection to its port is forwarded to the
+/// host.
+///
+/// *Queue*: its own thread; call the operations from any.
 class CuttableRelay {
  public:
   explicit CuttableRelay(std::uint16_t hostPort);
@@ -19,10 +21,10 @@ class CuttableRelay {
   ~CuttableRelay();
 
   std::uint16_t port() const { return port_; }
-  // Resets all connections; new ones are refused until `mend`.
+  /// Resets all connections; new ones are refused until `mend`.
   void cut();
   void mend();
-  // Forwards nothing more to the host and stays open: a network that swallows.
+  /// Stays open but forwards nothing to the host: a network that drops everything.
   void swallowInput(bool isSwallowed) { swallows_ = isSwallowed; }
   int accepted() const { return accepted_; }
 

@@ -16,7 +16,7 @@ namespace {
 
 using quorl::test::ChildProgram;
 
-// A session bus of the test's own, known to the process as long as it lives.
+// A private session bus that the process uses during its lifetime.
 class SessionBus {
  public:
   SessionBus() : daemon_({"dbus-daemon", "--session", "--nofork", "--print-address=1"}) {
@@ -35,7 +35,7 @@ class SessionBus {
   std::string address_;
 };
 
-// What shows notifications on a desktop. Queue: its methods run on the service's thread.
+// A notification service. Queue: its methods run on the service's thread.
 class FakeDesktop {
  public:
   FakeDesktop(const std::string& address, bool hasMarkup)
@@ -90,7 +90,7 @@ TEST(DesktopNotifier, doesNothingWithoutABus) {
   ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
 }
 
-TEST(DesktopNotifier, doesNothingWhereNobodyShowsNotifications) {
+TEST(DesktopNotifier, doesNothingWithoutANotificationService) {
   const SessionBus bus;
   DesktopNotifier notifier;
   EXPECT_TRUE(notifier.isConnected());
@@ -105,7 +105,7 @@ TEST(DesktopNotifier, showsTitleAndBody) {
   EXPECT_EQ(desktop.shown(), (std::vector<std::string>{"Quorl|website|proceed? <y/n> & more"}));
 }
 
-TEST(DesktopNotifier, keepsTextFromBeingReadAsMarkup) {
+TEST(DesktopNotifier, escapesMarkup) {
   const SessionBus bus;
   const FakeDesktop desktop(bus.address(), true);
   DesktopNotifier notifier;

@@ -11,8 +11,9 @@ struct VTermScreen;
 
 namespace quorl::client::test {
 
-// What a person's terminal makes of the bytes it is given: its screen, its cursor and its modes. Judged by an
-// emulator that is not ours. Queue: the test's thread.
+/// Screen, cursor and modes of a terminal after the given bytes, from an independent terminal emulator.
+///
+/// *Queue*: the test's thread.
 class TerminalEmulator {
  public:
   explicit TerminalEmulator(int columns = 100, int rows = 30);
@@ -22,15 +23,15 @@ class TerminalEmulator {
 
   void feed(std::string_view bytes);
 
-  // Its lines without the blanks at their ends.
+  /// The lines without trailing blanks.
   std::vector<std::string> lines() const;
   std::string line(int row) const { return lines().at(static_cast<std::size_t>(row)); }
-  // Row and column, from 0.
+  /// Row and column, from 0.
   std::pair<int, int> cursor() const;
   bool isAlternate() const { return isAlternate_; }
   bool reportsMouse() const { return mouse_ != 0; }
   bool isCursorVisible() const { return isCursorVisible_; }
-  // What the terminal sends for the key, and before pasted text.
+  /// The bytes that the terminal sends for the key, and before pasted text.
   std::string arrowUp();
   std::string pasteBegin();
 

@@ -13,11 +13,13 @@
 
 namespace quorl::client::test {
 
-// A program on a real terminal of its own, as a person sits at it: what it prints is collected, keys are
-// typed, the window is resized. Killed by destruction. Queue: the test's thread.
+/// A program on a real terminal: collects its output, types keys, resizes the window. Killed by the
+/// destructor.
+///
+/// *Queue*: the test's thread.
 class TerminalProgram {
  public:
-  // `environment`: NAME=VALUE over the test's own.
+  /// `environment`: NAME=VALUE, added to the test's own.
   TerminalProgram(const std::vector<std::string>& words, const std::vector<std::string>& environment,
                   int columns = 100, int rows = 30);
   TerminalProgram(const TerminalProgram&) = delete;
@@ -29,15 +31,16 @@ class TerminalProgram {
   void resize(int columns, int rows);
   void signal(int number) const;
 
-  // All that was printed, as bytes.
+  /// The whole output as bytes.
   const std::string& screen();
-  // Waits for a text behind the position `from`.
+  /// Waits for a text after the position `from`.
   bool shows(std::string_view text, std::size_t from = 0);
   std::size_t count(std::string_view text);
-  // The exit status, 128 and the signal's number for a violent end; nothing while it runs at the deadline.
+  /// The exit status, or 128 plus the number of the signal that ended it; nothing if it still runs at the
+  /// deadline.
   std::optional<int> waitForExit(std::chrono::milliseconds limit = std::chrono::seconds(20));
 
-  // Of the terminal, which outlives the program.
+  /// The modes of the terminal, which outlives the program.
   termios modes() const;
   bool isRaw() const;
 

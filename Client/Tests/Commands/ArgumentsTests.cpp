@@ -31,7 +31,7 @@ TEST(Arguments, takesOptionsAnywhereAndInBothForms) {
   EXPECT_EQ(arguments->text("--host"), "desk");
 }
 
-TEST(Arguments, lastOfSeveralCounts) {
+TEST(Arguments, usesTheLastOfSeveralValues) {
   const auto arguments = parse({"a", "--count=1", "--count=2"});
   ASSERT_TRUE(arguments);
   EXPECT_EQ(arguments->integer("--count", 0, 0, 10), 2);
@@ -53,7 +53,7 @@ TEST(Arguments, readsEverythingAfterTwoDashesAsPositional) {
   EXPECT_EQ(arguments->positional(), (std::vector<std::string>{"--count", "-x"}));
 }
 
-TEST(Arguments, refusesWhatMakesNoSense) {
+TEST(Arguments, rejectsInvalidCommandLines) {
   for (const std::vector<std::string_view>& words : {std::vector<std::string_view>{},
                                                      {"a", "b", "c"},
                                                      {"a", "--unknown"},
@@ -81,7 +81,7 @@ TEST(Arguments, checksNumbersAgainstTheirRange) {
   EXPECT_EQ(absent->integer("--count", 5, 1, 10), 5);
 }
 
-TEST(Arguments, helpNeedsNoCompleteCommandLine) {
+TEST(Arguments, acceptsHelpOnAnIncompleteCommandLine) {
   EXPECT_TRUE(parse({"--help"})->has("--help"));
 }
 
@@ -125,7 +125,7 @@ TEST(StreamOptions, refuseTwoTargetsAndBadValues) {
     EXPECT_FALSE(optionsOf(words)) << testing::PrintToString(words);
 }
 
-TEST(CommandTable, everyCommandTeachesWithASummaryAndExamplesThatParse) {
+TEST(CommandTable, hasASummaryAndValidExamplesForEveryCommand) {
   for (const auto& row : commandTable()) {
     EXPECT_FALSE(row.summary.empty()) << row.name;
     EXPECT_FALSE(row.examples.empty()) << row.name;

@@ -39,7 +39,7 @@ class CommandTest : public testing::Test {
   CommandRun run_;
 };
 
-TEST_F(CommandTest, pairsKeepsTheTokenAndComesBack) {
+TEST_F(CommandTest, pairsStoresTheTokenAndReconnects) {
   FakeHost host({.hostState = sampleState(), .networkStatus = sampleNetwork()});
   const auto paired = run_({"pair", host.address(), "--pin", "012345"});
   EXPECT_EQ(paired.code, ExitCode::ok) << paired.notes;
@@ -90,7 +90,7 @@ TEST_F(CommandTest, checksAPINBeforeItConnects) {
   EXPECT_EQ(host.connections(), 0);
 }
 
-TEST_F(CommandTest, tellsUnreachableRefusedAndSilentHostsApart) {
+TEST_F(CommandTest, distinguishesUnreachableRefusedAndSilentHosts) {
   const auto port = FakeHost({}).port();
   EXPECT_EQ(run_({"pair", fmt::format("127.0.0.1:{}", port), "--pin", "012345"}).code, ExitCode::unreachable);
   FakeHost locked({.lockOut = WireError{"auth.lockout", "too many failed PIN attempts; try again later"}});
@@ -102,7 +102,7 @@ TEST_F(CommandTest, tellsUnreachableRefusedAndSilentHostsApart) {
   EXPECT_EQ(run_({"pair", "not a host", "--pin", "012345"}).code, ExitCode::usage);
 }
 
-TEST_F(CommandTest, saysToPairWithAHostThatForgotThisClient) {
+TEST_F(CommandTest, advisesToPairWithAHostThatForgotThisClient) {
   FakeHost host({});
   run_.addHost(host.pairedHost());
   host.forgetClients();
@@ -121,7 +121,7 @@ TEST_F(CommandTest, noticesAnotherHostAtTheAddress) {
   EXPECT_NE(result.notes.find("another host answers"), std::string::npos);
 }
 
-TEST_F(CommandTest, needsAHostNamedWhenSeveralArePaired) {
+TEST_F(CommandTest, needsAHostNameIfSeveralArePaired) {
   FakeHost one({.hostState = sampleState(), .networkStatus = sampleNetwork()});
   FakeHost two({});
   run_.addHost(one.pairedHost());
@@ -132,13 +132,13 @@ TEST_F(CommandTest, needsAHostNamedWhenSeveralArePaired) {
   EXPECT_EQ(run_({"info", "elsewhere"}).code, ExitCode::refused);
 }
 
-TEST_F(CommandTest, saysThatNothingIsPaired) {
+TEST_F(CommandTest, reportsThatNothingIsPaired) {
   const auto result = run_({"info"});
   EXPECT_EQ(result.code, ExitCode::refused);
   EXPECT_NE(result.notes.find("quorl_client pair"), std::string::npos);
 }
 
-TEST_F(CommandTest, saysThatTheBookIsDamaged) {
+TEST_F(CommandTest, reportsADamagedHostBook) {
   ASSERT_TRUE(run_.book.update([](HostBookContents&) {}));
   std::ofstream(run_.book.path()) << "not JSON";
   for (const auto* command : {"info", "hosts"}) {
@@ -148,7 +148,7 @@ TEST_F(CommandTest, saysThatTheBookIsDamaged) {
   }
 }
 
-TEST_F(CommandTest, listsAndForgetsHostsWithoutTellingTokens) {
+TEST_F(CommandTest, listsAndForgetsHostsWithoutPrintingTokens) {
   FakeHost host({});
   const auto paired = host.pairedHost();
   run_.addHost(paired);
@@ -162,7 +162,7 @@ TEST_F(CommandTest, listsAndForgetsHostsWithoutTellingTokens) {
   EXPECT_EQ(run_({"forget", "Fake host"}).code, ExitCode::refused);
 }
 
-TEST_F(CommandTest, showsWhatAHostHasAndDefusesItsTexts) {
+TEST_F(CommandTest, showsAHostAndEscapesItsTexts) {
   FakeHost host({.hostState = sampleState(), .networkStatus = sampleNetwork()});
   run_.addHost(host.pairedHost());
   const auto result = run_({"info"});
@@ -175,7 +175,7 @@ TEST_F(CommandTest, showsWhatAHostHasAndDefusesItsTexts) {
   EXPECT_EQ(result.out.find('\x1b'), std::string::npos);
 }
 
-TEST_F(CommandTest, saysWhatTheHostDidNotSend) {
+TEST_F(CommandTest, reportsWhatTheHostDidNotSend) {
   FakeHost host({.hostState = sampleState()});
   run_.addHost(host.pairedHost());
   const auto result = run_({"info", "--wait", "0.2", "--json"});
@@ -186,7 +186,7 @@ TEST_F(CommandTest, saysWhatTheHostDidNotSend) {
   EXPECT_EQ(result.out.find("networkStatus"), std::string::npos);
 }
 
-TEST_F(CommandTest, failsWhenTheHostTellsNothing) {
+TEST_F(CommandTest, failsIfTheHostSendsNothing) {
   FakeHost host({});
   run_.addHost(host.pairedHost());
   EXPECT_EQ(run_({"info", "--wait", "0.2"}).code, ExitCode::timedOut);
@@ -222,7 +222,7 @@ TEST_F(CommandTest, sendsAnyMessageAndPrintsWhatComesBack) {
   EXPECT_NE(result.out.find("{\"networkStatus\":{\"_0\":{\"overlay\":\"tailscale\""), std::string::npos);
 }
 
-TEST_F(CommandTest, sendsNothingThatIsNoMessageUnlessToldTo) {
+TEST_F(CommandTest, sendsInvalidMessagesOnlyWithRaw) {
   FakeHost host({});
   run_.addHost(host.pairedHost());
   EXPECT_EQ(run_({"send", R"({"nonsense":{}})"}).code, ExitCode::usage);
@@ -239,7 +239,7 @@ TEST_F(CommandTest, failsWhenItsResultIsLost) {
   EXPECT_EQ(run_({"nonsense"}).code, ExitCode::usage);
 }
 
-TEST_F(CommandTest, teachesItsUse) {
+TEST_F(CommandTest, printsItsHelp) {
   EXPECT_EQ(run_({}).code, ExitCode::usage);
   EXPECT_EQ(run_({"help"}).code, ExitCode::ok);
   EXPECT_EQ(run_({"nonsense"}).code, ExitCode::usage);

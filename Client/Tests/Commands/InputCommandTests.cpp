@@ -59,7 +59,7 @@ TEST_F(InputCommandTest, refusesAPositionOutsideTheTarget) {
   EXPECT_TRUE(host_.inputs().empty());
 }
 
-TEST_F(InputCommandTest, scrollsInTheMiddleUnlessToldOtherwise) {
+TEST_F(InputCommandTest, scrollsInTheMiddleByDefault) {
   ASSERT_EQ(run_({"scroll", "0", "-3"}).code, ExitCode::ok);
   ASSERT_EQ(run_({"scroll", "1.5", "120", "--precise", "--at", "300,200"}).code, ExitCode::ok);
   const std::vector<InputEvent> expected{inputEvent::Scroll{1, 0.5F, 0.5F, 0, -3, false, 0, {}},
@@ -73,7 +73,7 @@ TEST_F(InputCommandTest, typesAnyText) {
   EXPECT_EQ(host_.messagesOf<message::InsertText>().at(0)._0, "Grüße 🙂");
 }
 
-TEST_F(InputCommandTest, typesWhatComesOnStandardInput) {
+TEST_F(InputCommandTest, typesStandardInput) {
   int ends[2] = {};
   ASSERT_EQ(::pipe(ends), 0);
   const Descriptor reader(ends[0]);

@@ -57,14 +57,14 @@ TEST_F(VideoCommandTest, savesTheFirstPicture) {
   EXPECT_EQ(request.config.codec, VideoCodec::h264);
 }
 
-TEST_F(VideoCommandTest, savesALaterPictureWhenToldToWait) {
+TEST_F(VideoCommandTest, savesALaterPictureWithSettle) {
   begin({.video = &sample()});
   ASSERT_EQ(run_({"shot", file("first.png")}).code, ExitCode::ok);
   ASSERT_EQ(run_({"shot", file("later.png"), "--settle", "0.15", "--udp"}).code, ExitCode::ok);
   EXPECT_NE(test::decodedByTool(file("first.png")), test::decodedByTool(file("later.png")));
 }
 
-TEST_F(VideoCommandTest, saysThatNoPictureCame) {
+TEST_F(VideoCommandTest, reportsThatNoPictureCame) {
   begin({});
   const auto result = run_({"shot", file("a.png"), "--timeout", "0.3"});
   EXPECT_EQ(result.code, ExitCode::timedOut);
@@ -73,7 +73,7 @@ TEST_F(VideoCommandTest, saysThatNoPictureCame) {
             std::string::npos);
 }
 
-TEST_F(VideoCommandTest, saysWhyTheHostCannotShowIt) {
+TEST_F(VideoCommandTest, reportsWhyTheHostCannotShowIt) {
   begin({.streamError = WireError{"stream.content", "stream 1: no shareable content"}});
   const auto result = run_({"shot", file("a.png")});
   EXPECT_EQ(result.code, ExitCode::failure);
@@ -90,7 +90,7 @@ TEST_F(VideoCommandTest, recordsForTheTimeAskedFor) {
   test::outputOfTool(fmt::format("ffmpeg -v error -xerror -nostdin -i '{}' -f null -", file("a.mp4")));
 }
 
-TEST_F(VideoCommandTest, leavesAGoodFileWhenInterrupted) {
+TEST_F(VideoCommandTest, leavesACompleteFileWhenInterrupted) {
   begin({.video = &sample()});
   const Descriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   run_.interruptDescriptor = interruption.get();
@@ -108,7 +108,7 @@ TEST_F(VideoCommandTest, leavesAGoodFileWhenInterrupted) {
   EXPECT_GT(packetsOf(file("a.mp4")), 5);
 }
 
-TEST_F(VideoCommandTest, leavesAGoodFileWhenTheHostGoes) {
+TEST_F(VideoCommandTest, leavesACompleteFileWhenTheHostGoes) {
   begin({.video = &sample(), .closesAfterPictures = 20});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "60"});
   EXPECT_EQ(result.code, ExitCode::failure);

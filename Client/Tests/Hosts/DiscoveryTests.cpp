@@ -13,7 +13,7 @@
 namespace quorl::client {
 namespace {
 
-// A message bus of its own, which stands in for the system's as long as it lives.
+// A private message bus that replaces the system bus during its lifetime.
 class PrivateBus {
  public:
   PrivateBus() {
@@ -37,7 +37,7 @@ class PrivateBus {
   pid_t process_ = 0;
 };
 
-// What the daemon would tell, as far as the client asks.
+// The daemon's answers to the client's requests.
 struct Announcement {
   std::string name;
   std::string type;
@@ -47,7 +47,7 @@ struct Announcement {
   bool resolves = true;
 };
 
-// The mDNS daemon's D-Bus face.
+// The D-Bus interface of the mDNS daemon.
 class FakeDaemon {
  public:
   FakeDaemon(const std::string& address, std::vector<Announcement> announcements, bool tellsAll = true)
@@ -104,7 +104,7 @@ class DiscoveryTest : public testing::Test {
   Waiter waiter_;
 };
 
-TEST_F(DiscoveryTest, findsTheHostsThatTheDaemonTellsOf) {
+TEST_F(DiscoveryTest, findsTheHostsOfTheDaemon) {
   const FakeDaemon daemon(bus_.address(), {desk, lab});
   const auto hosts = discoverHosts(waiter_, within(std::chrono::seconds(10)));
   ASSERT_TRUE(hosts) << hosts.error().what;
@@ -112,7 +112,7 @@ TEST_F(DiscoveryTest, findsTheHostsThatTheDaemonTellsOf) {
                                                  {"lab", "lab.local", "fe80::1", 47905}}));
 }
 
-TEST_F(DiscoveryTest, leavesOutWhatCannotBeResolvedOrIsNoHost) {
+TEST_F(DiscoveryTest, skipsUnresolvableAndForeignServices) {
   auto gone = lab;
   gone.resolves = false;
   const FakeDaemon daemon(bus_.address(),
@@ -130,13 +130,13 @@ TEST_F(DiscoveryTest, endsAtTheDeadlineWithWhatIsKnown) {
   EXPECT_EQ(hosts->size(), 1U);
 }
 
-TEST_F(DiscoveryTest, saysThatThereIsNoDaemon) {
+TEST_F(DiscoveryTest, reportsAMissingDaemon) {
   const auto hosts = discoverHosts(waiter_, within(std::chrono::seconds(10)));
   ASSERT_FALSE(hosts);
   EXPECT_NE(hosts.error().advice.find("avahi-daemon"), std::string::npos);
 }
 
-TEST(Discovery, saysThatThereIsNoBus) {
+TEST(Discovery, reportsAMissingBus) {
   ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   Waiter waiter;
   const auto hosts = discoverHosts(waiter, within(std::chrono::seconds(10)));

@@ -34,7 +34,7 @@ TEST_F(HostBookTest, isEmptyWithoutAFile) {
   EXPECT_EQ(*contents, HostBookContents{});
 }
 
-TEST_F(HostBookTest, keepsWhatWasPairedForItsOwnerAlone) {
+TEST_F(HostBookTest, storesAPairingReadableByItsOwnerOnly) {
   const auto paired = host("desk", "10.0.0.2", 47905);
   ASSERT_TRUE(book_.update([&](HostBookContents& contents) { contents.hosts.push_back(paired); }));
   const auto contents = HostBook(folder_ / "quorl").load();
@@ -44,7 +44,7 @@ TEST_F(HostBookTest, keepsWhatWasPairedForItsOwnerAlone) {
   EXPECT_EQ(modeOf(book_.path().parent_path()), 0700);
 }
 
-TEST_F(HostBookTest, makesTheDeviceIdentityOnce) {
+TEST_F(HostBookTest, generatesTheDeviceIdentityOnce) {
   const auto first = book_.update([](HostBookContents&) {});
   const auto second = book_.update([](HostBookContents&) {});
   ASSERT_TRUE(first && second);
@@ -64,7 +64,7 @@ TEST_F(HostBookTest, neverOverwritesADamagedFile) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "{\"hosts\": [");
 }
 
-TEST_F(HostBookTest, leavesNothingBesideItself) {
+TEST_F(HostBookTest, leavesNoOtherFile) {
   ASSERT_TRUE(book_.update([](HostBookContents&) {}));
   ASSERT_TRUE(book_.update([](HostBookContents&) {}));
   std::set<std::string> names;
@@ -95,7 +95,7 @@ TEST_F(HostBookTest, losesNoPairingWhenTwoAreMadeAtOnce) {
   EXPECT_EQ(book_.load()->hosts.size(), 40U);
 }
 
-TEST_F(HostBookTest, saysWhatIsWrongWhenTheFolderCannotBeMade) {
+TEST_F(HostBookTest, reportsAFolderThatCannotBeMade) {
   std::ofstream(folder_ / "file") << "x";
   HostBook blocked(folder_ / "file" / "quorl");
   const auto updated = blocked.update([](HostBookContents&) {});

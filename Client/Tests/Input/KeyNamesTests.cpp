@@ -24,7 +24,7 @@ TEST(KeyNames, readNamesCodesAndModifiersInAnyOrderAndCase) {
   for (const auto& [text, expected] : table) EXPECT_EQ(parseKeyPress(text), expected) << text;
 }
 
-TEST(KeyNames, refuseWhatIsNoKey) {
+TEST(KeyNames, rejectOtherText) {
   for (const auto* text : {"", "+", "a+", "a+b", "nokey", "65536", "0x", "-5", "shift+command", "1e2"})
     EXPECT_EQ(parseKeyPress(text), std::nullopt) << text;
 }
@@ -39,7 +39,7 @@ TEST(KeyNames, holdModifiersAsKeysAndAsFlags) {
   EXPECT_EQ(keyEvents({21, both}), expected);
 }
 
-TEST(KeyNames, aPlainKeyIsTwoEvents) {
+TEST(KeyNames, makeTwoEventsForAPlainKey) {
   EXPECT_EQ(keyEvents({36, {}}), (std::vector<inputEvent::Key>{{36, true, {}}, {36, false, {}}}));
 }
 

@@ -47,7 +47,7 @@ class MediaTest : public testing::TestWithParam<VideoCodec> {
 INSTANTIATE_TEST_SUITE_P(Codecs, MediaTest, testing::Values(VideoCodec::hevc, VideoCodec::h264),
                          [](const auto& parameter) { return std::string(rawValue(parameter.param)); });
 
-// The largest difference of any colour of any pixel.
+// The largest difference of a colour of a pixel.
 int largestDifference(const Bytes& a, const Bytes& b) {
   int largest = a.size() == b.size() ? 0 : 256;
   for (std::size_t index = 0; index < std::min(a.size(), b.size()); ++index)
@@ -71,7 +71,7 @@ TEST_P(MediaTest, decodesEachPictureAtOnce) {
   EXPECT_EQ(decoder.failedUnits(), 0U);
 }
 
-TEST_P(MediaTest, countsUnitsThatCannotBeDecodedAndGoesOnAtAKeyframe) {
+TEST_P(MediaTest, countsUndecodableUnitsAndContinuesAtAKeyframe) {
   Decoder decoder;
   EXPECT_TRUE(decoder.decode(sample().pictures[0].data, 0).empty());
   ASSERT_TRUE(decoder.configure(sample().config));
@@ -88,7 +88,7 @@ TEST_P(MediaTest, writesAPNGOfExactlyThePicture) {
   ASSERT_EQ(decoded.size(), 1U);
   const auto file = folder_ / "shot.png";
   ASSERT_TRUE(writePNG(decoded[0], file));
-  // What another program reads from the file is what was decoded, and what that program decodes itself.
+  // Another program reads the decoded picture from the file, and decodes the stream to the same one.
   EXPECT_EQ(decodedByTool(file.string()), decoded[0].rgb());
   EXPECT_EQ(probe(file, "stream=codec_name,width,height"), "codec_name=png\nwidth=322\nheight=242\n");
 }
@@ -121,7 +121,7 @@ TEST_P(MediaTest, muxesAFileThatOtherProgramsReadAndDecode) {
                         isHEVC ? "hevc" : "h264", isHEVC ? "hvc1" : "avc1"));
   // The last picture is held until the end.
   EXPECT_EQ(probe(file, "stream=start_time,duration"), "start_time=0.000000\nduration=2.000000\n");
-  // Every picture decodes without a complaint: ffmpeg is told to stop at the first error.
+  // Every picture decodes without errors: ffmpeg stops at the first one.
   const auto frames =
       outputOfTool(fmt::format("ffmpeg -v error -xerror -err_detect explode -nostdin -i '{}' -fps_mode "
                                "passthrough -f framemd5 - 2>&1 | grep -c '^0,'",
@@ -129,7 +129,7 @@ TEST_P(MediaTest, muxesAFileThatOtherProgramsReadAndDecode) {
   EXPECT_EQ(frames, "15\n");
 }
 
-TEST_P(MediaTest, keepsTheTimesOfAnUnevenStream) {
+TEST_P(MediaTest, keepsTheTimesOfAnIrregularStream) {
   const auto file = folder_ / "out.mp4";
   auto muxer = Muxer::create(file, config(), sample().size);
   ASSERT_TRUE(muxer);
@@ -140,12 +140,12 @@ TEST_P(MediaTest, keepsTheTimesOfAnUnevenStream) {
     ASSERT_TRUE((*muxer)->write(std::move(held)));
   }
   ASSERT_TRUE((*muxer)->finish(std::chrono::seconds(1)));
-  // A stamp that goes back comes directly after the one before it.
+  // A time stamp that goes back follows directly after the former one.
   EXPECT_EQ(probe(file, "packet=pts_time"),
             "pts_time=0.000000\npts_time=0.016000\npts_time=2.000000\npts_time=2.001000\n");
 }
 
-TEST_P(MediaTest, leavesOutPicturesBeforeTheFirstKeyframe) {
+TEST_P(MediaTest, skipsPicturesBeforeTheFirstKeyframe) {
   const auto file = folder_ / "out.mp4";
   auto muxer = Muxer::create(file, config(), sample().size);
   ASSERT_TRUE(muxer);
@@ -154,7 +154,7 @@ TEST_P(MediaTest, leavesOutPicturesBeforeTheFirstKeyframe) {
   EXPECT_EQ((*muxer)->pictures(), 2U);
 }
 
-TEST_P(MediaTest, leavesNoFileBehindWhenItIsDropped) {
+TEST_P(MediaTest, leavesNoFileIfItIsDropped) {
   {
     auto muxer = Muxer::create(folder_ / "out.mp4", config(), sample().size);
     ASSERT_TRUE(muxer);
@@ -163,7 +163,7 @@ TEST_P(MediaTest, leavesNoFileBehindWhenItIsDropped) {
   EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
-TEST_P(MediaTest, saysWhereItCannotWrite) {
+TEST_P(MediaTest, reportsAPathThatCannotBeWritten) {
   const auto muxer = Muxer::create(folder_ / "absent/out.mp4", config(), sample().size);
   ASSERT_FALSE(muxer);
   EXPECT_NE(muxer.error().what.find("absent/out.mp4"), std::string::npos);
@@ -174,7 +174,7 @@ TEST_P(MediaTest, saysWhereItCannotWrite) {
   EXPECT_FALSE(writePNG(decoded[0], folder_ / "absent/shot.png"));
 }
 
-TEST(Decoder, refusesAConfigurationThatIsNone) {
+TEST(Decoder, rejectsAnInvalidConfiguration) {
   Decoder decoder;
   EXPECT_FALSE(decoder.configure(Bytes{1, 2, 3}));
 }

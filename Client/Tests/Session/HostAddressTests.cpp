@@ -7,7 +7,7 @@
 namespace quorl::client {
 namespace {
 
-TEST(HostAddress, readsEveryFormInWhichAHostIsNamed) {
+TEST(HostAddress, readsEveryFormOfAnAddress) {
   const std::vector<std::pair<std::string, HostAddress>> table{
       {"desk.local", {"desk.local", 47900}},
       {"desk.local:1", {"desk.local", 1}},
@@ -20,7 +20,7 @@ TEST(HostAddress, readsEveryFormInWhichAHostIsNamed) {
   for (const auto& [text, expected] : table) EXPECT_EQ(HostAddress::parse(text), expected) << text;
 }
 
-TEST(HostAddress, refusesWhatNamesNoHost) {
+TEST(HostAddress, rejectsOtherText) {
   for (const auto* text : {"", ":47900", "desk:", "desk:0", "desk:65536", "desk:x", "desk:1x", "[::1", "[]",
                            "[]:1", "[::1]x", "[::1]:", "a b", "a/b", "desk:+1", "desk\n"})
     EXPECT_EQ(HostAddress::parse(text), std::nullopt) << text;
@@ -38,7 +38,7 @@ TEST(Printable, leavesOrdinaryTextAlone) {
   EXPECT_EQ(printable("Küche – 日本 🙂"), "Küche – 日本 🙂");
 }
 
-TEST(Printable, escapesWhatCouldDriveATerminal) {
+TEST(Printable, escapesWhatCouldControlATerminal) {
   EXPECT_EQ(printable("a\x1b[2Jb\n"), "a\\x1b[2Jb\\x0a");
   EXPECT_EQ(printable("\x7f"), "\\x7f");
   EXPECT_EQ(printable("\xc2\x9b"), "\\x9b");

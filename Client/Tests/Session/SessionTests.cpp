@@ -34,7 +34,7 @@ class SessionTest : public testing::Test {
   Waiter waiter_;
 };
 
-TEST_F(SessionTest, pairsByThePINAndComesBackByTheToken) {
+TEST_F(SessionTest, pairsByPINAndReturnsByToken) {
   FakeHost host({});
   auto session = connect(host);
   const auto greeting = greet(*session, device, soon());
@@ -56,7 +56,7 @@ TEST_F(SessionTest, pairsByThePINAndComesBackByTheToken) {
   EXPECT_TRUE(accepted->authenticated);
 }
 
-TEST_F(SessionTest, mayTryAWrongPINAgainOnTheSameGreeting) {
+TEST_F(SessionTest, mayRetryAWrongPINOnTheSameGreeting) {
   FakeHost host({});
   auto session = connect(host);
   const auto greeting = greet(*session, device, soon());
@@ -69,7 +69,7 @@ TEST_F(SessionTest, mayTryAWrongPINAgainOnTheSameGreeting) {
   EXPECT_TRUE(std::holds_alternative<Paired>(*right));
 }
 
-TEST_F(SessionTest, saysThatAForgottenTokenIsRefused) {
+TEST_F(SessionTest, reportsARefusedToken) {
   FakeHost host({});
   const auto paired = host.pairedHost();
   host.forgetClients();
@@ -82,7 +82,7 @@ TEST_F(SessionTest, saysThatAForgottenTokenIsRefused) {
   EXPECT_NE(refused.error().advice.find("pair"), std::string::npos);
 }
 
-TEST_F(SessionTest, saysThatTheHostSpeaksAnotherVersion) {
+TEST_F(SessionTest, reportsAnotherProtocolVersion) {
   FakeHost host({.protocolVersion = 5});
   auto session = connect(host);
   const auto greeting = greet(*session, device, soon());
@@ -91,7 +91,7 @@ TEST_F(SessionTest, saysThatTheHostSpeaksAnotherVersion) {
   EXPECT_NE(greeting.error().what.find("host speaks protocol 5"), std::string::npos);
 }
 
-TEST_F(SessionTest, saysThatTheHostHasLockedPairing) {
+TEST_F(SessionTest, reportsLockedPairing) {
   FakeHost host({.lockOut = WireError{"auth.lockout", "too many failed PIN attempts; try again later"}});
   auto session = connect(host);
   const auto greeting = greet(*session, device, soon());
@@ -114,7 +114,7 @@ TEST_F(SessionTest, givesUpOnASilentHostAtTheDeadline) {
   EXPECT_LT(Clock::now() - begin, std::chrono::seconds(5));
 }
 
-TEST_F(SessionTest, saysThatGarbageIsNotTheProtocol) {
+TEST_F(SessionTest, reportsGarbageAsAnotherProtocol) {
   FakeHost host({.garbage = bytesOf("HTTP/1.1 400 Bad Request\r\n\r\n")});
   auto session = connect(host);
   const auto greeting = greet(*session, device, soon());
@@ -143,7 +143,7 @@ TEST_F(SessionTest, skipsMessagesThatItCannotDecode) {
   EXPECT_TRUE(std::holds_alternative<message::Bye>(**message));
 }
 
-TEST_F(SessionTest, tellsTheReasonThatCameBeforeTheClosing) {
+TEST_F(SessionTest, reportsTheReasonSentBeforeTheClose) {
   FakeHost host({});
   auto session = connect(host);
   ASSERT_TRUE(session->send(ControlMessage(message::RequestHostState{})));
@@ -164,7 +164,7 @@ TEST_F(SessionTest, answersAPing) {
   EXPECT_EQ(host.pongs(), std::vector<Bytes>{bytesOf("are you there")});
 }
 
-TEST_F(SessionTest, saysThatNothingListens) {
+TEST_F(SessionTest, reportsThatNothingListens) {
   const auto port = FakeHost({}).port();
   const auto session = Session::connect({"127.0.0.1", port}, waiter_, soon());
   ASSERT_FALSE(session);
@@ -172,13 +172,13 @@ TEST_F(SessionTest, saysThatNothingListens) {
   EXPECT_NE(session.error().what.find("nothing listens"), std::string::npos);
 }
 
-TEST_F(SessionTest, saysThatANameCannotBeFound) {
+TEST_F(SessionTest, reportsAnUnknownName) {
   const auto session = Session::connect({"no-such-host.invalid", 1}, waiter_, soon());
   ASSERT_FALSE(session);
   EXPECT_EQ(session.error().code, ExitCode::unreachable);
 }
 
-TEST_F(SessionTest, endsAWaitWhenThePersonInterrupts) {
+TEST_F(SessionTest, endsAWaitOnAnInterruption) {
   FakeHost host({.isSilent = true});
   const Descriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   Waiter waiter(interruption.get());
@@ -195,7 +195,7 @@ TEST_F(SessionTest, endsAWaitWhenThePersonInterrupts) {
   EXPECT_FALSE(*after);
 }
 
-TEST_F(SessionTest, saysAfterASecondWhatItWaitsFor) {
+TEST_F(SessionTest, reportsAfterASecondWhatItWaitsFor) {
   FakeHost host({.isSilent = true});
   auto session = connect(host);
   std::vector<std::string> notices;

@@ -16,8 +16,10 @@
 
 namespace quorl::client::test {
 
-// One object with one interface on a message bus. Queue: the methods run on a thread of its own. Lifetime:
-// `handler`, which the methods get, must outlive it; so it is the handler's last member.
+/// One object with one interface on a message bus.
+///
+/// *Queue*: the methods run on its own thread. *Lifetime*: `handler`, which the methods receive, must outlive
+/// it, so make it the handler's last member.
 class BusService {
  public:
   struct Identity {

@@ -15,7 +15,7 @@ struct CommandResult {
   std::string notes;
 };
 
-// One person's machine: a book of hosts, and command lines that are run on it.
+/// A book of hosts and the command lines that run with it.
 class CommandRun {
  public:
   CommandResult operator()(const std::vector<std::string>& words);
@@ -23,10 +23,10 @@ class CommandRun {
   void addHost(const PairedHost& host);
   const quorl::test::TemporaryFolder& folder() const { return folder_; }
 
-  // -1: no terminal.
+  /// -1: no terminal.
   int inputDescriptor = -1;
   int interruptDescriptor = -1;
-  // Whether standard output takes what is written.
+  /// Whether writes to standard output succeed.
   bool outputIsIntact = true;
 
  private:

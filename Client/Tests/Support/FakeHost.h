@@ -22,39 +22,40 @@
 
 namespace quorl::client::test {
 
-// How a host behaves. The defaults are those of a good one.
+/// How a fake host behaves. By default it follows the protocol.
 struct HostBehaviour {
   std::string pin = "012345";
   std::uint32_t protocolVersion = 4;
-  // Accepts and says nothing.
+  /// Accepts connections and sends nothing.
   bool isSilent = false;
-  // Sent as it is at once, instead of anything else.
+  /// Sent at once instead of anything else.
   Bytes garbage;
-  // Sent as it is before anything else.
+  /// Sent before anything else.
   Bytes greeting;
-  // Every PIN is refused with this.
+  /// Every PIN is refused with this.
   std::optional<WireError> lockOut;
   std::optional<HostState> hostState;
   std::optional<NetworkStatus> networkStatus;
   bool answersEchoes = true;
-  // Sent once, when input or text comes.
+  /// Sent once when input or text arrives.
   std::optional<WireError> inputError;
-  // Answers startStream.
+  /// Answers startStream.
   std::optional<WireError> streamError;
   const SampleVideo* video = nullptr;
   PointRect contentRect{{0, 0}, {320, 240}};
   std::chrono::milliseconds pictureInterval{10};
-  // Closes the connection after so many pictures.
+  /// The number of pictures after which the connection is closed.
   std::optional<std::size_t> closesAfterPictures;
-  // Sends this configuration instead of the video's from the second pass over the video on.
+  /// Sends this configuration instead of the video's from the second pass over the video on.
   Bytes otherConfig;
-  // Whether a datagram is lost on the way.
+  /// Whether a datagram is lost on the way.
   std::function<bool(std::uint32_t frameID, std::uint16_t index)> losesDatagram;
 };
 
-// A session host over real loopback sockets, enough of one for a client's tests: the handshake in full,
-// echoes, one stream from a sample, and a record of everything that came. One client at a time. Queue: a
-// thread of its own; what it recorded is read under its lock. Ownership: the test's.
+/// A session host over loopback sockets with what the client's tests need: the whole handshake, echoes, one
+/// stream from a sample, and a record of everything received. One client at a time.
+///
+/// *Queue*: its own thread; the record is read under its lock. *Ownership*: the test's.
 class FakeHost {
  public:
   explicit FakeHost(HostBehaviour behaviour);
@@ -63,13 +64,13 @@ class FakeHost {
   std::uint16_t port() const { return port_; }
   std::string address() const;
   const DeviceInfo& device() const { return device_; }
-  // A pairing that this host accepts.
+  /// A pairing that this host accepts.
   PairedHost pairedHost();
   void forgetClients();
-  // Replaces the behaviour for the next connection.
+  /// Replaces the behaviour for the next connection.
   void setBehaviour(HostBehaviour behaviour);
 
-  // Of all connections, in order.
+  /// From all connections, in order.
   std::vector<ControlMessage> messages() const;
   std::vector<InputEvent> inputs() const;
   std::vector<Bytes> pongs() const;
@@ -77,7 +78,7 @@ class FakeHost {
   std::uint64_t keyframeRequests() const;
 
   bool waitUntilSent(std::size_t pictures);
-  // Waits until the condition holds for what was recorded; false after ten seconds.
+  /// Waits until the condition holds for what was recorded; false after ten seconds.
   bool waitUntil(const std::function<bool(const FakeHost&)>& condition);
 
   template <class Case>

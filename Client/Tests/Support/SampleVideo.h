@@ -11,8 +11,7 @@
 
 namespace quorl::client::test {
 
-// A short encoded clip in the form in which a host sends it: a configuration record and length-prefixed
-// units.
+/// A short encoded clip in the form a host sends: a configuration record and length-prefixed units.
 struct SampleVideo {
   struct Picture {
     bool isKeyframe = false;
@@ -24,15 +23,15 @@ struct SampleVideo {
   PixelSize size;
   std::vector<Picture> pictures;
 
-  // `source` is a source of ffmpeg's "lavfi" with size and rate, such as "testsrc2=size=320x240:rate=30".
-  // Only the first picture is a key frame.
+  /// `source` is a source of ffmpeg's "lavfi" with size and rate, such as "testsrc2=size=320x240:rate=30".
+  /// Only the first picture is a key frame.
   static SampleVideo encode(VideoCodec codec, const std::string& source, int pictures);
 };
 
-// What a tool writes to its standard output; fails the program when the tool fails.
+/// The standard output of a tool. Aborts the program if the tool fails.
 std::string outputOfTool(const std::string& command);
 
-// The first picture of a file, as ffmpeg decodes it: 3 bytes a pixel.
+/// The first picture of a file, as ffmpeg decodes it: 3 bytes per pixel.
 Bytes decodedByTool(const std::string& path);
 
 }  // namespace quorl::client::test

@@ -13,14 +13,14 @@ KeyFilter filterFor(std::string_view keys = "ctrl-]") {
 const Clock::time_point now = Clock::time_point() + std::chrono::hours(1);
 const Clock::time_point later = now + KeyFilter::again;
 
-// With no further key for a while.
+// After a while without keys.
 KeyFilter::Result feedAndWait(KeyFilter& filter, std::string_view text) {
   auto result = filter.feed(viewOf(text), now);
   result.hasDetached = result.hasDetached || filter.hasDetached(later);
   return result;
 }
 
-// What passes when the text comes in reads of `size` bytes.
+// The output when the text arrives in reads of `size` bytes.
 KeyFilter::Result feedIn(KeyFilter filter, std::string_view text, std::size_t size) {
   KeyFilter::Result all;
   while (!text.empty() && !all.hasDetached) {
@@ -33,21 +33,21 @@ KeyFilter::Result feedIn(KeyFilter filter, std::string_view text, std::size_t si
   return all;
 }
 
-TEST(DetachKey, isReadFromWhatAPersonWrites) {
+TEST(DetachKey, isParsedFromText) {
   EXPECT_EQ(DetachKey::parse("ctrl-]")->name, "Ctrl-]");
   EXPECT_EQ(DetachKey::parse("^]")->name, "Ctrl-]");
   EXPECT_EQ(DetachKey::parse("Ctrl-A d")->name, "Ctrl-a d");
   EXPECT_TRUE(DetachKey::parse("none")->keys.empty());
 }
 
-TEST(DetachKey, isNothingThatOtherKeysBeginWithOrNobodyCanPress) {
+TEST(DetachKey, rejectsKeysThatCannotBePressedOrStartOtherKeys) {
   for (const std::string_view text :
        {"", " ", "ctrl-[", "^[", "ctrl-", "ctrl-ab", "esc", "ctrl-1", "\x1b", "ü"})
     EXPECT_FALSE(DetachKey::parse(text)) << text;
   EXPECT_EQ(DetachKey::parse("meta-x").error().code, ExitCode::usage);
 }
 
-TEST(KeyFilter, leavesAtTheKeyAndDropsWhatFollows) {
+TEST(KeyFilter, detachesAtTheKeyAndDropsLaterInput) {
   auto filter = filterFor();
   const auto result = filter.feed(viewOf("abc\x1d"
                                          "def"),
@@ -60,13 +60,13 @@ TEST(KeyFilter, sendsTheKeyOnceWhenItIsPressedTwice) {
   for (const std::string key : {"\x1d", "\x1b[93;5u"}) {
     auto filter = filterFor();
     std::string passed = textOf(filter.feed(viewOf("a" + key), now).passed);
-    // The second one however the reads cut it.
+    // The second press, however the reads cut it.
     for (const char& byte : key)
       passed += textOf(filter.feed(viewOf(std::string_view(&byte, 1)), now).passed);
     const auto last = filter.feed(viewOf("b"), now);
     EXPECT_EQ(passed + textOf(last.passed), "a" + key + "b");
     EXPECT_FALSE(last.hasDetached || filter.hasDetached(later));
-    EXPECT_TRUE(feedIn(filterFor(), key + key + key, 100).hasDetached) << "a third one leaves";
+    EXPECT_TRUE(feedIn(filterFor(), key + key + key, 100).hasDetached) << "a third press detaches";
   }
   const auto sequence = feedIn(filterFor("ctrl-a d"),
                                "\x01"
@@ -79,7 +79,7 @@ TEST(KeyFilter, sendsTheKeyOnceWhenItIsPressedTwice) {
             "dx");
 }
 
-TEST(KeyFilter, leavesAtOneKeyAfterAShortWhile) {
+TEST(KeyFilter, detachesAfterOnePressAndAShortTime) {
   auto filter = filterFor();
   EXPECT_FALSE(filter.feed(viewOf("\x1d"), now).hasDetached);
   EXPECT_EQ(filter.due(), later);
@@ -109,7 +109,7 @@ TEST(KeyFilter, passesEscapeAndFunctionKeysWithoutWaiting) {
   EXPECT_EQ(textOf(filter.feed(viewOf("\x1b[A\x1b[1;5C\x1b[93~"), now).passed), "\x1b[A\x1b[1;5C\x1b[93~");
 }
 
-TEST(KeyFilter, knowsTheKeyWhereAProgramAskedForNamedKeys) {
+TEST(KeyFilter, recognisesTheKeyAsANamedKey) {
   for (const std::string_view named : {"\x1b[93;5u", "\x1b[93;133u", "\x1b[27;5;93~"}) {
     auto filter = filterFor();
     const auto result = feedAndWait(filter, std::string("x") + std::string(named));
@@ -118,7 +118,7 @@ TEST(KeyFilter, knowsTheKeyWhereAProgramAskedForNamedKeys) {
   }
 }
 
-TEST(KeyFilter, holdsTheBeginningOfANamedKeyUntilItsEnd) {
+TEST(KeyFilter, holdsTheBeginningOfANamedKeyBack) {
   auto filter = filterFor();
   EXPECT_TRUE(filter.feed(viewOf("\x1b[93"), now).passed.empty());
   EXPECT_TRUE(feedAndWait(filter, ";5u").hasDetached);
@@ -127,7 +127,7 @@ TEST(KeyFilter, holdsTheBeginningOfANamedKeyUntilItsEnd) {
   EXPECT_EQ(textOf(other.feed(viewOf(";2u"), now).passed), "\x1b[93;2u");
 }
 
-TEST(KeyFilter, leavesAtASequenceOfKeysHoweverItIsCut) {
+TEST(KeyFilter, detachesAtASequenceHoweverItIsCut) {
   for (const std::size_t size : {1U, 2U, 3U, 100U}) {
     const auto result = feedIn(filterFor("ctrl-a d"),
                                "one\x01"
@@ -138,7 +138,7 @@ TEST(KeyFilter, leavesAtASequenceOfKeysHoweverItIsCut) {
   }
 }
 
-TEST(KeyFilter, passesABeginningThatTurnsOutToBeAnother) {
+TEST(KeyFilter, passesABeginningThatTurnsIntoAnotherKey) {
   for (const std::size_t size : {1U, 2U, 100U}) {
     const auto result = feedIn(filterFor("ctrl-a d"),
                                "\x01\x01xd\x01"

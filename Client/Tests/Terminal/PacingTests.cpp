@@ -13,7 +13,7 @@ using std::chrono::seconds;
 
 const Clock::time_point start{seconds(1000)};
 
-TEST(ResizePacer, tellsTheFirstSizeAtOnceAndNothingTwice) {
+TEST(ResizePacer, sendsTheFirstSizeAtOnceAndNoneTwice) {
   ResizePacer pacer;
   EXPECT_FALSE(pacer.take(start));
   pacer.note({80, 24});
@@ -23,7 +23,7 @@ TEST(ResizePacer, tellsTheFirstSizeAtOnceAndNothingTwice) {
   EXPECT_FALSE(pacer.take(start + seconds(1)));
 }
 
-TEST(ResizePacer, tellsTheLastSizeOfADragOnceInAWhile) {
+TEST(ResizePacer, sendsOneSizePerIntervalAndTheLastOne) {
   ResizePacer pacer;
   int told = 0;
   std::optional<TerminalSize> last;
@@ -40,7 +40,7 @@ TEST(ResizePacer, tellsTheLastSizeOfADragOnceInAWhile) {
   EXPECT_EQ(last, (TerminalSize{280, 24}));
 }
 
-TEST(ResizePacer, tellsNothingWhenTheOldSizeIsBack) {
+TEST(ResizePacer, sendsNothingIfTheSizeChangedBack) {
   ResizePacer pacer;
   pacer.note({80, 24});
   pacer.take(start);
@@ -49,7 +49,7 @@ TEST(ResizePacer, tellsNothingWhenTheOldSizeIsBack) {
   EXPECT_FALSE(pacer.due());
 }
 
-TEST(ResizePacer, tellsANewConnectionTheSizeAgain) {
+TEST(ResizePacer, sendsTheSizeToANewConnection) {
   ResizePacer pacer;
   pacer.note({80, 24});
   pacer.take(start);
@@ -57,7 +57,7 @@ TEST(ResizePacer, tellsANewConnectionTheSizeAgain) {
   EXPECT_EQ(pacer.take(start + seconds(1)), (TerminalSize{80, 24}));
 }
 
-TEST(ReconnectBackoff, triesSoonAtFirstAndEverMoreSeldom) {
+TEST(ReconnectBackoff, doublesTheDelayUpToALimit) {
   ReconnectBackoff backoff;
   Clock::duration before{};
   for (int attempt = 0; attempt < 20; ++attempt) {
@@ -69,7 +69,7 @@ TEST(ReconnectBackoff, triesSoonAtFirstAndEverMoreSeldom) {
   EXPECT_EQ(before, ReconnectBackoff::last);
 }
 
-TEST(ReconnectBackoff, beginsAnewOnlyAfterAConnectionThatHeld) {
+TEST(ReconnectBackoff, resetsOnlyAfterAStableConnection) {
   ReconnectBackoff backoff;
   for (int attempt = 0; attempt < 20; ++attempt) backoff.next();
   backoff.connected(start);
@@ -80,7 +80,7 @@ TEST(ReconnectBackoff, beginsAnewOnlyAfterAConnectionThatHeld) {
   EXPECT_EQ(backoff.next(), ReconnectBackoff::first);
 }
 
-TEST(LinkWatch, asksASilentHostAndGivesItUpInTheEnd) {
+TEST(LinkWatch, pingsASilentHostAndThenGivesUp) {
   LinkWatch link(start);
   EXPECT_EQ(link.act(start + seconds(4)), LinkWatch::Action::none);
   EXPECT_EQ(link.due(), start + LinkWatch::askAfter);
@@ -90,7 +90,7 @@ TEST(LinkWatch, asksASilentHostAndGivesItUpInTheEnd) {
   EXPECT_EQ(link.act(start + seconds(15)), LinkWatch::Action::giveUp);
 }
 
-TEST(LinkWatch, leavesAHostAloneThatSpeaks) {
+TEST(LinkWatch, doesNotPingAHostThatSends) {
   LinkWatch link(start);
   for (int second = 1; second < 100; ++second) {
     link.heard(start + seconds(second));

@@ -21,7 +21,7 @@ ByteView part(const Bytes& bytes, std::size_t begin, std::size_t end) {
   return ByteView(bytes).subspan(begin, end - begin);
 }
 
-TEST(SeenOutput, findsWhereTheNewsBeginWhateverWasSeenAndIsKept) {
+TEST(SeenOutput, findsWhereNewOutputStarts) {
   std::mt19937 random(7);
   for (unsigned round = 0; round < 60; ++round) {
     const auto stream = noise(100 + random() % 400'000, round);
@@ -40,7 +40,7 @@ TEST(SeenOutput, findsWhereTheNewsBeginWhateverWasSeenAndIsKept) {
   }
 }
 
-TEST(SeenOutput, sameOutputAgainHasNoNews) {
+TEST(SeenOutput, findsNothingNewInTheSameOutput) {
   for (const std::string text :
        {"$ ", "short", "a longer one, with more than the sixty-four bytes that convince alone"}) {
     SeenOutput seen;
@@ -51,7 +51,7 @@ TEST(SeenOutput, sameOutputAgainHasNoNews) {
   }
 }
 
-TEST(SeenOutput, shortSessionGoesOnWhereItStopped) {
+TEST(SeenOutput, continuesAShortSessionWhereItStopped) {
   SeenOutput seen;
   seen.append(viewOf("a\r\n"));
   const auto join = seen.join(viewOf("a\r\na\r\na\r\n"));
@@ -59,7 +59,7 @@ TEST(SeenOutput, shortSessionGoesOnWhereItStopped) {
   EXPECT_EQ(join.newFrom, 3U) << "a repetition is news";
 }
 
-TEST(SeenOutput, repeatingOutputLosesNothingWhenItIsKeptWhole) {
+TEST(SeenOutput, losesNothingOfRepeatingOutputThatIsKeptWhole) {
   std::string text;
   for (int line = 0; line < 2000; ++line) text += "y\r\n";
   SeenOutput seen;
@@ -69,7 +69,7 @@ TEST(SeenOutput, repeatingOutputLosesNothingWhenItIsKeptWhole) {
   EXPECT_EQ(join.newFrom, text.size());
 }
 
-TEST(SeenOutput, liveOutputOfAFullScreenProgramIsNoReplay) {
+TEST(SeenOutput, doesNotTakeLiveOutputForAReplay) {
   SeenOutput seen;
   seen.append(noise(50'000, 1));
   EXPECT_EQ(seen.join(noise(4000, 2)).kind, Kind::live);
@@ -77,7 +77,7 @@ TEST(SeenOutput, liveOutputOfAFullScreenProgramIsNoReplay) {
   EXPECT_EQ(seen.join(noise(SeenOutput::replayLimit, 4)).kind, Kind::gap);
 }
 
-TEST(SeenOutput, beforeAnythingWasSeenAllIsNew) {
+TEST(SeenOutput, treatsAllAsNewBeforeAnyOutput) {
   EXPECT_EQ(SeenOutput().join(viewOf("x")).kind, Kind::follows);
   EXPECT_EQ(SeenOutput().join(viewOf("x")).newFrom, 0U);
 }

@@ -6,7 +6,7 @@
 namespace quorl::client {
 namespace {
 
-TEST(TabText, knowsTheWholeTextPaintedAnewFromNewLines) {
+TEST(TabText, distinguishesARepaintFromNewLines) {
   TabText tab;
   tab.begin(viewOf("one\r\ntwo\r\nthinking |"));
   EXPECT_TRUE(tab.takeIsRepeat(viewOf("one\r\ntwo\r\nthinking /\r\n")));
@@ -15,14 +15,14 @@ TEST(TabText, knowsTheWholeTextPaintedAnewFromNewLines) {
   EXPECT_TRUE(tab.takeIsRepeat(viewOf("one\r\ntwo\r\ndone\r\nthree\r\nfour!\r\n")));
 }
 
-TEST(TabText, takesLinesThatRepeatForNews) {
+TEST(TabText, acceptsRepeatedLinesAsNew) {
   TabText tab;
   tab.begin(viewOf("y\r\ny\r\ny\r\ny"));
   EXPECT_FALSE(tab.takeIsRepeat(viewOf("y\r\n")));
   EXPECT_FALSE(TabText().takeIsRepeat(viewOf("first\r\n")));
 }
 
-TEST(TabText, givesTheEndOfAText) {
+TEST(TabText, returnsTheEndOfAText) {
   EXPECT_EQ(textOf(TabText::lastLines(viewOf("a\r\nb\r\nc\r\n"), 2)), "b\r\nc");
   EXPECT_EQ(textOf(TabText::lastLines(viewOf("a\r\nb"), 9)), "a\r\nb");
   EXPECT_EQ(textOf(TabText::lastLines({}, 3)), "");

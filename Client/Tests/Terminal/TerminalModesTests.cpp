@@ -14,7 +14,7 @@ std::string restoringAfter(std::string_view output, std::size_t size = 1U << 20)
   return textOf(modes.restoring());
 }
 
-TEST(TerminalModes, ordinaryOutputNeedsOnlyPlainText) {
+TEST(TerminalModes, needNothingForPlainOutput) {
   EXPECT_EQ(restoringAfter("hello\r\n\x1b[1;31mred\x1b[0m \x1b]0;title\x07\x1b[2K"), "\x1b[0m");
 }
 
@@ -23,7 +23,7 @@ TEST(TerminalModes, undoesWhatAFullScreenProgramDoes) {
             "\x1b[?1049l\x1b[?1l\x1b[?25h\x1b[?1002l\x1b[?1006l\x1b[?2004l\x1b>\x1b[0m");
 }
 
-TEST(TerminalModes, undoesNothingThatTheProgramUndid) {
+TEST(TerminalModes, doesNotUndoWhatTheProgramUndid) {
   EXPECT_EQ(restoringAfter("\x1b[?1049h\x1b[?25l\x1b=\x1b[>4;2m\x1b[>1u\x1b[2;20r"
                            "\x1b[r\x1b[<u\x1b[>4;0m\x1b>\x1b[?25h\x1b[?1049l"),
             "\x1b[0m");
@@ -51,14 +51,14 @@ TEST(TerminalModes, endsASequenceThatWasCut) {
   EXPECT_EQ(restoringAfter("text\x1b]0;half a title"), "\x18\x1b[0m");
 }
 
-TEST(TerminalModes, aResetUndoesAll) {
+TEST(TerminalModes, forgetsEverythingOnAReset) {
   EXPECT_EQ(restoringAfter("\x1b[?1049h\x1b[?25l\x1b"
                            "c"),
             "\x1b[0m");
   EXPECT_EQ(restoringAfter("\x1b[?25l\x1b[!p"), "\x1b[0m");
 }
 
-TEST(TerminalModes, knowsTheAlternateScreen) {
+TEST(TerminalModes, recognisesTheAlternateScreen) {
   TerminalModes modes;
   EXPECT_FALSE(modes.isInAlternateScreen());
   modes.follow(viewOf("\x1b[?47h"));
@@ -84,7 +84,7 @@ TEST(Replay, leavesOutWhatATerminalWouldAnswer) {
     EXPECT_EQ(textOf(fitForReplay(viewOf("a" + std::string(question) + "b"))), "ab") << question.substr(1);
 }
 
-TEST(Replay, makesNoQuestionOfThePartsThatItLeaves) {
+TEST(Replay, doesNotJoinTheRestToAQuery) {
   EXPECT_EQ(textOf(fitForReplay(viewOf("\x1b[\x1b[6n6n\x1b\x05[6n\x1b]\x1b[c11;?\x07"))), "6n[6n11;?");
   EXPECT_EQ(textOf(fitForReplay(viewOf("\x1b[12\x18"
                                        "A"))),
@@ -108,8 +108,8 @@ TEST(Replay, keepsEverythingElseAsItIs) {
   EXPECT_EQ(textOf(fitForReplay(viewOf("a\x1b[12"))), "a\x1b[12") << "the rest comes live";
 }
 
-// Whatever a terminal was put into, setting it back and giving it the modes again leads to the same.
-TEST(TerminalModes, givesATerminalThatComesLaterWhatWasSet) {
+// Restoring a terminal and setting its modes again leads to the same state.
+TEST(TerminalModes, restoreTheModesOnATerminalThatJoinsLater) {
   for (const std::string_view output :
        {"\x1b[?1049h\x1b[?25l\x1b[?1002;1006h\x1b[?2004h\x1b[?1h\x1b=text",
         "\x1b[>1u\x1b[>5u\x1b[>4;2m\x1b[4h\x1b[5 q\x1b(0", "\x1b[5;10r\x1b]0;theirs\x07\x1b[1;31mred",
@@ -130,7 +130,7 @@ TEST(TerminalModes, givesATerminalThatComesLaterWhatWasSet) {
   EXPECT_EQ(textOf(colours.setting()), "\x1b[0;4m");
 }
 
-TEST(TerminalPreamble, isPartedFromWhatFollows) {
+TEST(TerminalPreamble, isSeparatedFromTheOutput) {
   using Before = TerminalPreamble::Before;
   for (const Before before : {Before::history, Before::live}) {
     Bytes bytes = TerminalPreamble::with(before, viewOf("\x1b[?1049h"));

@@ -46,14 +46,14 @@ TEST_F(DatagramVideoTest, deliversWholeFramesInOrder) {
   EXPECT_EQ(video_.nextTick(), std::nullopt);
 }
 
-TEST_F(DatagramVideoTest, asksForAKeyframeAtOnceWhenAFrameIsGoneAltogether) {
+TEST_F(DatagramVideoTest, requestsAKeyframeAtOnceIfAWholeFrameIsMissing) {
   acceptAll(frame(1, true));
   acceptAll(frame(3));
   EXPECT_EQ(delivered_, std::vector{1});
   EXPECT_EQ(requests_, 1);
 }
 
-TEST_F(DatagramVideoTest, givesNothingBetweenALossAndTheNextKeyframe) {
+TEST_F(DatagramVideoTest, deliversNothingBetweenALossAndTheNextKeyframe) {
   acceptAll(frame(1, true));
   for (std::uint32_t id = 3; id < 7; ++id) acceptAll(frame(id));
   acceptAll(frame(7, true));
@@ -76,7 +76,7 @@ TEST_F(DatagramVideoTest, waitsForTheRestOfAFrameThatCameInPart) {
   EXPECT_EQ(requests_, 0);
 }
 
-TEST_F(DatagramVideoTest, givesAFrameUpWhenItsRestDoesNotCome) {
+TEST_F(DatagramVideoTest, givesUpAFrameThatStaysIncomplete) {
   acceptAll(frame(1, true));
   accept(frame(2)[0]);
   acceptAll(frame(3));
@@ -86,7 +86,7 @@ TEST_F(DatagramVideoTest, givesAFrameUpWhenItsRestDoesNotCome) {
   EXPECT_EQ(requests_, 1);
 }
 
-TEST_F(DatagramVideoTest, takesAKeyframeBehindAGapWithoutWaiting) {
+TEST_F(DatagramVideoTest, takesAKeyframeAfterAGapWithoutWaiting) {
   acceptAll(frame(1, true));
   accept(frame(2)[0]);
   acceptAll(frame(3, true));
@@ -94,7 +94,7 @@ TEST_F(DatagramVideoTest, takesAKeyframeBehindAGapWithoutWaiting) {
   EXPECT_EQ(requests_, 0);
 }
 
-TEST_F(DatagramVideoTest, asksAgainWhileNoKeyframeComes) {
+TEST_F(DatagramVideoTest, repeatsTheRequestUntilAKeyframeArrives) {
   acceptAll(frame(1, true));
   acceptAll(frame(3));
   EXPECT_EQ(requests_, 1);
@@ -107,7 +107,7 @@ TEST_F(DatagramVideoTest, asksAgainWhileNoKeyframeComes) {
   EXPECT_EQ(requests_, 2);
 }
 
-TEST_F(DatagramVideoTest, noticesALastFrameThatCameInPart) {
+TEST_F(DatagramVideoTest, noticesAnIncompleteLastFrame) {
   acceptAll(frame(1, true));
   accept(frame(2)[0]);
   ASSERT_EQ(video_.nextTick(), now_ + DatagramVideo::quiet);
@@ -117,13 +117,13 @@ TEST_F(DatagramVideoTest, noticesALastFrameThatCameInPart) {
   EXPECT_EQ(requests_, 1);
 }
 
-TEST_F(DatagramVideoTest, asksWhenTheFirstKeyframeCameInPart) {
+TEST_F(DatagramVideoTest, requestsAnIncompleteFirstKeyframeAgain) {
   accept(frame(1, true)[0]);
   pass(DatagramVideo::quiet);
   EXPECT_EQ(requests_, 1);
 }
 
-TEST_F(DatagramVideoTest, givesNothingBeforeTheFirstKeyframe) {
+TEST_F(DatagramVideoTest, deliversNothingBeforeTheFirstKeyframe) {
   acceptAll(frame(5));
   EXPECT_TRUE(delivered_.empty());
   EXPECT_EQ(requests_, 1);
@@ -131,7 +131,7 @@ TEST_F(DatagramVideoTest, givesNothingBeforeTheFirstKeyframe) {
   EXPECT_EQ(delivered_, std::vector{6});
 }
 
-TEST_F(DatagramVideoTest, deliversAFrameOnceThoughItComesTwice) {
+TEST_F(DatagramVideoTest, deliversARepeatedFrameOnce) {
   acceptAll(frame(1, true));
   acceptAll(frame(2));
   acceptAll(frame(2));
@@ -140,7 +140,7 @@ TEST_F(DatagramVideoTest, deliversAFrameOnceThoughItComesTwice) {
   EXPECT_EQ(requests_, 0);
 }
 
-TEST_F(DatagramVideoTest, countsWhatIsNoDatagramOfOurs) {
+TEST_F(DatagramVideoTest, countsForeignDatagrams) {
   accept(Bytes{});
   accept(Bytes(22, 0xBD));
   accept(Bytes(2'000, 0));

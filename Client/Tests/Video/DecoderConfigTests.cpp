@@ -20,12 +20,12 @@ Bytes hevc() {
   return record;
 }
 
-TEST(DecoderConfig, tellsTheCodecFromTheRecordItself) {
+TEST(DecoderConfig, recognisesTheCodecFromTheRecord) {
   EXPECT_EQ(codecOfConfigRecord(avc), VideoCodec::h264);
   EXPECT_EQ(codecOfConfigRecord(hevc()), VideoCodec::hevc);
 }
 
-TEST(DecoderConfig, refusesEveryCutOfARecord) {
+TEST(DecoderConfig, rejectsEveryTruncatedRecord) {
   for (std::size_t size = 0; size < avc.size(); ++size)
     EXPECT_EQ(codecOfConfigRecord(ByteView(avc).first(size)), std::nullopt) << size;
   const auto record = hevc();

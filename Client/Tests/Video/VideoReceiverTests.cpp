@@ -43,7 +43,7 @@ class VideoReceiverTest : public testing::Test {
     ASSERT_TRUE(receiver);
     receiver_ = std::move(*receiver);
   }
-  // The pictures of the next events, until there are so many.
+  // The next `count` pictures.
   std::vector<EncodedPicture> pictures(std::size_t count) {
     std::vector<EncodedPicture> result;
     while (result.size() < count) {
@@ -63,7 +63,7 @@ class VideoReceiverTest : public testing::Test {
   std::unique_ptr<VideoReceiver> receiver_;
 };
 
-TEST_F(VideoReceiverTest, givesTheSizeTheConfigurationAndThePicturesInOrder) {
+TEST_F(VideoReceiverTest, returnsSizeConfigurationAndPicturesInOrder) {
   connect({.video = &sample()});
   start(VideoTransport::tcp);
   auto event = receiver_->next(soon());
@@ -97,7 +97,7 @@ TEST_F(VideoReceiverTest, receivesTheSamePicturesAsDatagrams) {
   EXPECT_GT(transports[0].udpPort, 0);
 }
 
-TEST_F(VideoReceiverTest, asksForAKeyframeWhenADatagramIsLostAndGoesOnFromIt) {
+TEST_F(VideoReceiverTest, requestsAKeyframeAfterALostDatagramAndContinuesFromIt) {
   connect({.video = &sample(), .losesDatagram = [](std::uint32_t frameID, std::uint16_t index) {
              return frameID == 4 && index == 1;
            }});
@@ -106,7 +106,7 @@ TEST_F(VideoReceiverTest, asksForAKeyframeWhenADatagramIsLostAndGoesOnFromIt) {
   ASSERT_EQ(received.size(), 8U);
   for (std::size_t index = 0; index < 3; ++index)
     EXPECT_TRUE(received[index].data == sample().pictures[index].data) << index;
-  // Nothing that builds on the lost picture came through.
+  // No picture that builds on the lost one was delivered.
   EXPECT_TRUE(received[3].isKeyframe);
   EXPECT_TRUE(received[3].data == sample().pictures[0].data);
   EXPECT_GE(host_->keyframeRequests(), 1U);
@@ -133,7 +133,7 @@ TEST_F(VideoReceiverTest, decodesAfterLossesWithoutASingleBrokenPicture) {
   EXPECT_GE(host_->keyframeRequests(), 2U);
 }
 
-TEST_F(VideoReceiverTest, failsWithWhatTheHostSays) {
+TEST_F(VideoReceiverTest, failsWithTheErrorOfTheHost) {
   connect({.streamError = WireError{"stream.target", "stream 1: window 9 not found"}});
   start(VideoTransport::tcp);
   const auto event = receiver_->next(soon());
@@ -155,7 +155,7 @@ TEST_F(VideoReceiverTest, passesOtherMessagesOn) {
   EXPECT_EQ(echoes, std::vector<std::uint32_t>{42});
 }
 
-TEST_F(VideoReceiverTest, givesNothingAtTheDeadline) {
+TEST_F(VideoReceiverTest, returnsNothingAtTheDeadline) {
   connect({});
   start(VideoTransport::udp);
   const auto started = receiver_->next(soon());

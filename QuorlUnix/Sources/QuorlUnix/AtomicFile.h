@@ -11,7 +11,7 @@
 namespace quorl {
 
 enum class FileAccess : std::uint8_t {
-  ownerOnly,  // 0600 whatever the umask
+  ownerOnly,  // 0600, regardless of the umask
   byUmask     // 0666 less the umask, as for any new file
 };
 

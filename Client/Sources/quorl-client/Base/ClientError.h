@@ -8,18 +8,19 @@
 
 namespace quorl::client {
 
-// What the process tells a script. The numbers are documented in `quorl_client help` and never change.
+/// The kind of a failure, and the exit status of a command. `quorl_client help` documents the numbers; they
+/// never change.
 enum class ExitCode : std::uint8_t {
   ok = 0,
-  failure = 1,       // the host or this machine could not do it
-  usage = 2,         // the command line makes no sense
+  failure = 1,       // the host or this machine failed
+  usage = 2,         // the command line is wrong
   unreachable = 3,   // no session host answers at the address
   refused = 4,       // not paired, wrong PIN, locked out, another protocol version
-  timedOut = 5,      // connected, but what was awaited did not come in time
+  timedOut = 5,      // connected, but the answer did not come in time
   interrupted = 130  // by SIGINT, SIGTERM or SIGHUP
 };
 
-// What happened, in one sentence without a full stop, and what a person can do about it (may be empty).
+/// What happened, as a sentence without a full stop, and what a person can do about it (may be empty).
 struct ClientError {
   ExitCode code = ExitCode::failure;
   std::string what;

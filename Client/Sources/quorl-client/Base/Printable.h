@@ -6,8 +6,8 @@
 
 namespace quorl::client {
 
-// Foreign text as a terminal may show it: control characters (C0, DEL, C1), marks that reorder text and bytes
-// that are not UTF-8 are written as escapes, so that a window title cannot drive the terminal.
+/// Foreign text made safe for a terminal: control characters (C0, DEL, C1), marks that reorder text and bytes
+/// that are not UTF-8 are escaped, so that a window title cannot control the terminal.
 std::string printable(std::string_view text);
 
 }  // namespace quorl::client

@@ -12,14 +12,14 @@
 namespace quorl::client {
 namespace {
 
-// Rounded up, so that a wait never ends before its deadline only to begin again.
+// Rounded up, so that a wait never ends just before its deadline.
 int pollTimeout(Clock::duration rest) {
   const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(rest).count();
   return static_cast<int>(std::clamp<std::int64_t>(milliseconds, 0, 3'600'000));
 }
 
 void consume(int descriptor) {
-  // Room for a signalfd_siginfo; an eventfd gives its 8 bytes.
+  // Room for a signalfd_siginfo; an eventfd returns 8 bytes.
   std::array<char, 128> ignored;
   [[maybe_unused]] const auto count = ::read(descriptor, ignored.data(), ignored.size());
 }

@@ -19,26 +19,28 @@ inline Deadline within(Clock::duration duration) {
   return Clock::now() + duration;
 }
 
-// The one place where the client blocks: every wait has a deadline, ends when the person interrupts, and says
-// after a second what it waits for.
-// Queue: the thread that waits. Ownership: the command's; sessions borrow it. Lifetime: outlives them.
+/// The only place where the client blocks. Every wait has a deadline, ends on an interruption, and reports
+/// after a second what it waits for.
+///
+/// *Queue*: the thread that waits. *Ownership*: the command's; sessions borrow it. *Lifetime*: outlives them.
 class Waiter {
  public:
   enum class Ready : std::uint8_t { yes, deadline };
 
   Waiter() = default;
-  // `interruptDescriptor` becomes readable on an interruption (a signalfd or an eventfd; -1: never).
+  /// `interruptDescriptor`: readable on an interruption (a signalfd or an eventfd; -1: none).
   explicit Waiter(int interruptDescriptor) : interruptDescriptor_(interruptDescriptor) {}
 
-  // Fails with `interrupted`, once per interruption: a wait after it is an ordinary wait again, so that a
-  // command can still say goodbye and close its file.
+  /// Fails with `interrupted` once per interruption. Later waits are ordinary ones, so that a command can
+  /// still close its session and its file.
   Outcome<Ready> wait(std::span<pollfd> descriptors, Deadline deadline);
 
-  // Called each second of a wait, with what is being done and since when.
+  /// Called each second of a wait with the current activity and the time waited.
   std::function<void(const std::string& activity, Clock::duration waited)> onSlow;
   std::string activity;
 
-  // A descriptor beside those of every wait, and what is done when it is readable; its failure ends the wait.
+  /// A further descriptor for every wait (-1: none), and the action when it is readable. A failure ends the
+  /// wait.
   int alsoWatched = -1;
   std::function<Outcome<void>()> onWatched;
 

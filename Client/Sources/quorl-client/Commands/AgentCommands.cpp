@@ -26,7 +26,7 @@ void printRows(Output& output, const std::vector<AgentDescriptor>& rows) {
   for (const auto& row : rows) output.line(rowLine(row, length, secondsSince1970()));
 }
 
-// Without --all the list ends after the newest past sessions.
+// Without --all the list has only the newest past sessions.
 constexpr std::size_t shownPastSessions = 10;
 
 std::vector<AgentDescriptor> withoutOldSessions(const std::vector<AgentDescriptor>& rows,
@@ -55,7 +55,7 @@ void printChange(Output& output, const ControlMessage& message, std::vector<Agen
       output.line(fmt::format("{}  removed", removed->id.text().substr(0, 8)));
       std::erase_if(known, [&](const AgentDescriptor& row) { return row.id == removed->id; });
     } else if (const auto* attention = std::get_if<agentEvent::Attention>(&event->_0)) {
-      output.line(fmt::format("{}  wants you: {}: {}", attention->id.text().substr(0, 8),
+      output.line(fmt::format("{}  needs attention: {}: {}", attention->id.text().substr(0, 8),
                               printable(attention->title), printable(attention->body)));
     }
   }
@@ -88,17 +88,17 @@ Outcome<void> runAgents(const Arguments& arguments, CommandContext& context) {
   }
   std::size_t leftOut = 0;
   printRows(context.output, arguments.has("--all") ? *rows : withoutOldSessions(*rows, leftOut));
-  if (leftOut > 0) context.output.note(fmt::format("{} older past sessions: --all shows them.", leftOut));
+  if (leftOut > 0) context.output.note(fmt::format("{} older past sessions not shown; use --all.", leftOut));
   if (rows->empty()) context.output.note("No agents. Start one with 'quorl_client spawn COMMAND'.");
   return {};
 }
 
-// What both `spawn` and `resume` wait for: a row that was not there before and has a process.
+// `spawn` and `resume` wait for a new row that has a process.
 Outcome<AgentDescriptor> awaitNewRow(Session& session, Deadline deadline, const std::set<UUID>& before,
                                      const std::function<bool(const AgentDescriptor&)>& isIt) {
   AgentDescriptor found;
   const auto awaited =
-      awaitMessage(session, deadline, "agent.", "the host did not say that it has started it",
+      awaitMessage(session, deadline, "agent.", "the host did not confirm the start in time",
                    [&](const ControlMessage& message) {
                      const auto* list = std::get_if<message::AgentList>(&message);
                      if (list == nullptr) return false;
@@ -136,11 +136,11 @@ Outcome<AgentSpawnConfig> spawnConfig(const Arguments& arguments) {
   auto environment = environmentOf(arguments);
   if (!environment) return std::unexpected(environment.error());
   config.env = std::move(*environment);
-  // The terminal that the agent is watched from, most likely.
+  // The agent is most likely watched from this terminal.
   if (const char* colours = std::getenv("COLORTERM"); colours != nullptr && *colours != '\0')
     config.env.try_emplace("COLORTERM", colours);
   if (!config.workingDirectory.starts_with('/') && !config.workingDirectory.starts_with('~'))
-    return failed(ExitCode::usage, "--cwd is a folder on the host: it begins with / or ~");
+    return failed(ExitCode::usage, "--cwd is a folder on the host and must begin with / or ~");
   return config;
 }
 
@@ -187,19 +187,19 @@ Outcome<void> runSpawn(const Arguments& arguments, CommandContext& context) {
 Outcome<void> mayResume(const AgentDescriptor& row, bool isForced) {
   const auto name = printable(row.name);
   if (!sessionIDOf(row) || !row.projectPath)
-    return failed(ExitCode::failure, fmt::format("{} is no session that can be resumed", name),
-                  "Past sessions are those that 'quorl_client agents' calls 'past'.");
+    return failed(ExitCode::failure, fmt::format("{} is not a session that can be resumed", name),
+                  "'quorl_client agents' lists past sessions as 'past'.");
   if (row.pid && isAlive(row))
-    return failed(ExitCode::failure, fmt::format("{} runs already", name),
+    return failed(ExitCode::failure, fmt::format("{} is already running", name),
                   fmt::format("Attach with 'quorl_client attach {}'.", row.id.text().substr(0, 8)));
   if (row.pid)
     return failed(ExitCode::failure, fmt::format("{} has ended, and the host still shows its terminal", name),
                   "It can be resumed when the host has dropped that row, after an hour at most.");
   if (row.tool && *row.tool != AgentTool::claude)
     return failed(ExitCode::failure,
-                  fmt::format("{} is a session of {}, and a host resumes those of {} only", name,
+                  fmt::format("{} is a session of {}; a host resumes only sessions of {}", name,
                               label(*row.tool), label(AgentTool::claude)),
-                  "Start the tool's own resuming command with 'quorl_client spawn ... --cwd PROJECT'.");
+                  "Run the tool's own resume command with 'quorl_client spawn ... --cwd PROJECT'.");
   if (isAlive(row) && !isForced)
     return failed(ExitCode::failure, fmt::format("{} seems to be open in a terminal", name),
                   "'quorl_client external' shows it; --force resumes it a second time.");
@@ -280,7 +280,7 @@ Outcome<void> runKill(const Arguments& arguments, CommandContext& context) {
   const auto isOver = [&](const AgentDescriptor& one) { return one.id == row.id && !isAlive(one); };
   const auto awaited = awaitMessage(
       *chosen->session, chosen->deadline, "agent.unknown",
-      fmt::format("{} was told to end and has not yet", printable(row.name)),
+      fmt::format("{} was asked to end but is still running", printable(row.name)),
       [&](const ControlMessage& message) {
         if (const auto* list = std::get_if<message::AgentList>(&message))
           return std::ranges::any_of(list->_0, isOver);
@@ -294,7 +294,7 @@ Outcome<void> runKill(const Arguments& arguments, CommandContext& context) {
 }
 
 constexpr std::string_view namingHelp =
-    "AGENT is an identity, its beginning, a name or a part of a name, as long as it means one agent.\n";
+    "AGENT is an identity, its beginning, a name or a part of a name that matches one agent.\n";
 
 }  // namespace
 
@@ -315,14 +315,15 @@ std::vector<Command> agentCommands() {
       {.name = "agents",
        .arguments = "",
        .summary = "list the agents of a host, or follow what they do",
-       .details = "Each agent has two lines: its identity, its state, where it comes from, its name and its\n"
-                  "last activity; then its last words or what it is.\n"
-                  "States: running, idle, waiting (for a human), exited. Where from: spawned by the host,\n"
-                  "resumed by it, a terminal tab that was adopted, an app, or a past session on disk.\n"
-                  "--follow prints a line for each change until it is interrupted, and connects again when\n"
-                  "the connection breaks.\n",
-       .options = {{"--all", "", "also the older past sessions"},
-                   {"--follow", "", "go on with every change"},
+       .details =
+           "Two lines per agent: identity, state, origin, name and last activity; then its last output\n"
+           "or a description.\n"
+           "States: running, idle, waiting (for a human), exited. Origins: spawned or resumed by the\n"
+           "host, tab (an adopted terminal), app, service, or past (a session on disk).\n"
+           "--follow prints a line for each change until interrupted, and reconnects if the\n"
+           "connection breaks.\n",
+       .options = {{"--all", "", "include older past sessions"},
+                   {"--follow", "", "print changes until interrupted"},
                    {"--json", "", "one JSON list; with --follow one message a line"}},
        .examples = {"agents", "agents --follow",
                     "agents --json | jq '.[] | select(.status==\"waitingInput\")'"},
@@ -332,13 +333,13 @@ std::vector<Command> agentCommands() {
        .arguments = "COMMAND...",
        .summary = "start a command in a terminal of the host and print its identity",
        .details =
-           "The command is a line for the login shell of the host's user. Without --name it is called\n"
-           "after its program.\n",
-       .options = {{"--cwd", "FOLDER", "where on the host (default ~)"},
-                   {"--name", "NAME", "what to call it, 60 characters at most"},
-                   {"--env", "NAME=VALUE", "a variable of its environment; may be given several times"},
+           "The command is a line for the login shell of the host's user. Without --name the agent is\n"
+           "named after its program.\n",
+       .options = {{"--cwd", "FOLDER", "working folder on the host (default ~)"},
+                   {"--name", "NAME", "name of the agent, at most 60 characters"},
+                   {"--env", "NAME=VALUE", "environment variable; may be repeated"},
                    {"--entry", "ENTRY", "a catalog entry instead of a COMMAND"},
-                   {"--json", "", "its whole row instead of the identity"}},
+                   {"--json", "", "print the whole row instead of the identity"}},
        .maximumPositional = 256,
        .examples = {"spawn claude --cwd ~/project", "spawn --name tests -- make -j4 check",
                     "spawn --entry Codex", "spawn --name monitor -- htop --tree"},
@@ -346,9 +347,9 @@ std::vector<Command> agentCommands() {
   commands.push_back({.name = "resume",
                       .arguments = "AGENT",
                       .summary = "resume a past session in a terminal of the host",
-                      .details = "It keeps its identity and its place in the list.\n",
-                      .options = {{"--force", "", "also when it seems to be open elsewhere"},
-                                  {"--json", "", "its whole row instead of the identity"}},
+                      .details = "The agent keeps its identity and its place in the list.\n",
+                      .options = {{"--force", "", "resume even if it seems to be open elsewhere"},
+                                  {"--json", "", "print the whole row instead of the identity"}},
                       .minimumPositional = 1,
                       .maximumPositional = 1,
                       .examples = {"resume 3F2504E0", "resume website"},
@@ -366,10 +367,10 @@ std::vector<Command> agentCommands() {
   commands.push_back(
       {.name = "kill",
        .arguments = "AGENT",
-       .summary = "end an agent and wait until it has ended",
+       .summary = "end an agent and wait for its end",
        .details =
-           "A spawned one is asked to end, and killed if it is still there after three seconds. An adopted\n"
-           "one gets an interrupt first and is never killed.\n",
+           "A spawned agent is asked to end and killed if it is still running after three seconds. An\n"
+           "adopted one gets an interrupt first and is never killed.\n",
        .options = {},
        .minimumPositional = 1,
        .maximumPositional = 1,

@@ -58,7 +58,7 @@ Outcome<void> awaitMessage(Session& session, Deadline deadline, std::string_view
     if (!received) return std::unexpected(received.error());
     if (!*received)
       return failed(ExitCode::timedOut, std::string(tooLate),
-                    "The host may be busy; a longer --timeout helps then.");
+                    "The host may be busy; try a longer --timeout.");
     const auto* error = std::get_if<message::Error>(&**received);
     if (error != nullptr && error->_0.code.starts_with(errorFamily))
       return failed(ExitCode::failure, fmt::format("the host refused: {} ({})", printable(error->_0.message),
@@ -79,7 +79,7 @@ Outcome<std::vector<AgentCatalogEntry>> fetchCatalog(Session& session, Deadline 
 
 Outcome<std::vector<ExternalAgent>> fetchExternalAgents(Session& session, Deadline deadline) {
   return ask<message::ExternalAgentList>(session, deadline, ControlMessage(message::RequestExternalAgents{}),
-                                         "the host did not look for agents in time");
+                                         "the host did not send the agents it found in time");
 }
 
 Outcome<ChosenAgent> openAgent(const Arguments& arguments, CommandContext& context,

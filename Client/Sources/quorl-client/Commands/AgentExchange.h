@@ -8,11 +8,11 @@
 #include <quorl-client/Commands/AgentRows.h>
 #include <quorl-client/Commands/CommandContext.h>
 
-// Questions about agents and their answers, which are the same for many commands.
+/// Requests about agents that several commands share.
 namespace quorl::client {
 
-// Waits until `take` says that a message was the awaited one. An `error` from the host whose code begins
-// with `errorFamily` fails the wait, and so does the deadline, with `tooLate`.
+/// Waits until `take` returns true for a message. Fails on an `error` from the host whose code begins with
+/// `errorFamily`, and at the deadline with `tooLate`.
 Outcome<void> awaitMessage(Session& session, Deadline deadline, std::string_view errorFamily,
                            std::string_view tooLate, const std::function<bool(const ControlMessage&)>& take);
 
@@ -21,7 +21,7 @@ Outcome<std::vector<AgentCatalogEntry>> fetchCatalog(Session& session, Deadline 
                                                      const ControlMessage& request);
 Outcome<std::vector<ExternalAgent>> fetchExternalAgents(Session& session, Deadline deadline);
 
-// An open session and the row that the command's first argument means.
+/// An open session and the row that the command's first argument names.
 struct ChosenAgent {
   std::unique_ptr<Session> session;
   AgentDescriptor row;
@@ -30,8 +30,8 @@ struct ChosenAgent {
 Outcome<ChosenAgent> openAgent(const Arguments& arguments, CommandContext& context,
                                const std::function<bool(const AgentDescriptor&)>& isFit);
 
-// For commands that listen until they are interrupted, which is their ordinary end: gives them every message,
-// connects again when the connection breaks, and tells the person about that.
+/// For commands that listen until interrupted, which is their ordinary end. Passes every message to `take`,
+/// reconnects when the connection breaks, and reports that on the output.
 Outcome<void> followMessages(const Arguments& arguments, CommandContext& context,
                              const std::function<void(const ControlMessage&)>& take);
 

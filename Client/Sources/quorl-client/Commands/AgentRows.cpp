@@ -21,7 +21,7 @@ std::vector<std::size_t> indicesWhere(const std::vector<Named>& all,
   return found;
 }
 
-// The first way of naming that fits any.
+// The matches of the first way of naming that has any.
 std::vector<std::size_t> meantBy(const std::vector<Named>& all, std::string_view wanted) {
   const auto text = loweredASCII(wanted);
   const auto ways = std::to_array<std::function<bool(const Named&)>>({
@@ -42,13 +42,13 @@ std::unexpected<ClientError> ambiguous(const std::vector<Named>& all, const std:
   std::vector<UUID> ids;
   for (const auto& one : all) ids.push_back(one.id);
   const auto length = distinctLength(ids);
-  std::string advice = "They are:";
+  std::string advice = "Matches:";
   for (std::size_t index = 0; index < std::min(found.size(), shown); ++index) {
     const auto& one = all[found[index]];
     advice += fmt::format("\n    {}  {}", one.id.text().substr(0, length), printable(one.name));
   }
   if (found.size() > shown) advice += fmt::format("\n    and {} more", found.size() - shown);
-  return failed(ExitCode::usage, fmt::format("'{}' means {} {}s", printable(wanted), found.size(), what),
+  return failed(ExitCode::usage, fmt::format("'{}' matches {} {}s", printable(wanted), found.size(), what),
                 advice);
 }
 
@@ -59,7 +59,7 @@ Outcome<std::size_t> chooseNamed(const std::vector<Named>& all, std::string_view
   const auto found = meantBy(all, wanted);
   if (found.size() == 1) return found.front();
   if (found.empty())
-    return failed(ExitCode::failure, fmt::format("the host knows no {} '{}'", what, printable(wanted)));
+    return failed(ExitCode::failure, fmt::format("the host has no {} '{}'", what, printable(wanted)));
   return ambiguous(all, found, wanted, what);
 }
 
@@ -69,7 +69,7 @@ Outcome<AgentDescriptor> chooseAgent(const std::vector<AgentDescriptor>& rows, s
   for (const auto& row : rows) all.push_back({row.id, row.name});
   auto found = meantBy(all, wanted);
   if (found.empty())
-    return failed(ExitCode::failure, fmt::format("the host knows no agent '{}'", printable(wanted)),
+    return failed(ExitCode::failure, fmt::format("the host has no agent '{}'", printable(wanted)),
                   "'quorl_client agents' lists them.");
   std::vector<std::size_t> fit;
   std::ranges::copy_if(found, std::back_inserter(fit), [&](std::size_t index) { return isFit(rows[index]); });

@@ -10,42 +10,42 @@
 
 #include <quorl-client/Base/ClientError.h>
 
-// The agent list for people: which row they mean, and how it looks. Pure.
+/// The agent list for people: finding the row they name, and printing it. Pure.
 namespace quorl::client {
 
-// What a person may call a thing by.
+/// A thing that a person can name.
 struct Named {
   UUID id;
   std::string name;
 };
 
-// The index of the only one that `wanted` means: its identity, its name, the beginning of its identity, or a
-// part of its name, whichever of these fits first. `what` says in a message what is looked for: "agent".
+/// The index of the only one that `wanted` names: by identity, by name, by the beginning of the identity, or
+/// by a part of the name; the first of these that matches decides. `what` is its word in messages: "agent".
 Outcome<std::size_t> chooseNamed(const std::vector<Named>& all, std::string_view wanted,
                                  std::string_view what);
 
-// Among several of one name those that `isFit` are preferred; a single one is chosen even if it is not.
+/// As `chooseNamed`, but among several matches those that `isFit` are preferred.
 Outcome<AgentDescriptor> chooseAgent(const std::vector<AgentDescriptor>& rows, std::string_view wanted,
                                      const std::function<bool(const AgentDescriptor&)>& isFit);
 
-// A terminal is there to be watched and typed into, though its program may have ended.
+/// Whether there is a terminal to watch. Its program may have ended.
 bool hasTerminal(const AgentDescriptor& row);
 bool isAlive(const AgentDescriptor& row);
-// A session that the host found in files.
+/// A session that the host found in files.
 bool isPastSession(const AgentDescriptor& row);
 
-// "session ID — PROJECT" is how a host details a session that can be resumed.
+/// The ID in "session ID — PROJECT", the detail of a session that can be resumed.
 std::optional<std::string> sessionIDOf(const AgentDescriptor& row);
 
-// How many characters of the identities tell all of them apart; at least 8.
+/// The number of characters, at least 8, after which all identities differ.
 std::size_t distinctLength(const std::vector<UUID>& ids);
 
-// "spawned", "resumed", "past", "app", "service", "tab".
+/// "spawned", "resumed", "past", "app", "service", "tab".
 std::string_view kindWord(const AgentDescriptor& row);
-// "just now", "5 min ago", "3 h ago", "12 days ago".
+/// "just now", "5 min ago", "3 h ago", "12 days ago".
 std::string ageText(double seconds);
 
-// One line for a row, without control characters.
+/// One line for a row, without control characters.
 std::string rowLine(const AgentDescriptor& row, std::size_t idLength, double now);
 
 }  // namespace quorl::client

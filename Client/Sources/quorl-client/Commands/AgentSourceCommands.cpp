@@ -45,7 +45,8 @@ Outcome<ControlMessage> catalogRemove(const Arguments& arguments, const Entries&
   if (!chosen) return std::unexpected(chosen.error());
   const auto& entry = entries[*chosen];
   if (entry.builtin)
-    return failed(ExitCode::failure, fmt::format("{} is built in and stays", printable(entry.name)));
+    return failed(ExitCode::failure,
+                  fmt::format("{} is built in and cannot be removed", printable(entry.name)));
   return ControlMessage(message::DeleteAgentCatalogEntry{entry.id});
 }
 
@@ -53,8 +54,8 @@ Outcome<void> runCatalog(const Arguments& arguments, CommandContext& context) {
   const auto& words = arguments.positional();
   const auto what = words.empty() ? std::string("list") : words[0];
   if (what != "list" && what != "add" && what != "remove")
-    return failed(ExitCode::usage, fmt::format("catalog does not know '{}'", what),
-                  "It knows list, add and remove.");
+    return failed(ExitCode::usage, fmt::format("catalog has no action '{}'", what),
+                  "The actions are list, add and remove.");
   auto change = what == "add" ? catalogAdd(arguments) : Outcome<ControlMessage>(ControlMessage());
   if (!change) return std::unexpected(change.error());
   const auto deadline = answerDeadline(arguments);
@@ -100,7 +101,7 @@ Outcome<void> runExternal(const Arguments& arguments, CommandContext& context) {
   return {};
 }
 
-// A process identifier names an agent as well.
+// A process identifier also names an agent.
 Outcome<ExternalAgent> chooseExternal(const std::vector<ExternalAgent>& agents, const std::string& wanted) {
   const auto number = parseInteger(wanted);
   if (number)
@@ -125,7 +126,7 @@ Outcome<void> runAdopt(const Arguments& arguments, CommandContext& context) {
   if (auto sent = (*session)->send(ControlMessage(message::AdoptExternalAgent{agent->id})); !sent)
     return sent;
   const auto awaited =
-      awaitMessage(**session, *deadline, "agent.", "the host did not say that it has adopted it",
+      awaitMessage(**session, *deadline, "agent.", "the host did not confirm the adoption in time",
                    [&](const ControlMessage& message) {
                      const auto* list = std::get_if<message::AgentList>(&message);
                      return list != nullptr &&
@@ -141,32 +142,33 @@ Outcome<void> runAdopt(const Arguments& arguments, CommandContext& context) {
 
 std::vector<Command> agentSourceCommands() {
   std::vector<Command> commands;
-  commands.push_back({.name = "catalog",
-                      .arguments = "[list | add NAME COMMAND | remove ENTRY]",
-                      .summary = "the saved commands of a host: list, add, remove",
-                      .details = "'quorl_client spawn --entry NAME' starts one. Built-in entries stay.\n",
-                      .options = {{"--cwd", "FOLDER", "for add: where on the host (default ~)"},
-                                  {"--env", "NAME=VALUE", "for add: a variable; may be given several times"},
-                                  {"--symbol", "NAME", "for add: an icon's name"},
-                                  {"--json", "", "one JSON list"}},
-                      .maximumPositional = 3,
-                      .examples = {"catalog", "catalog add Website 'claude --model opus' --cwd ~/website",
-                                   "catalog remove Website"},
-                      .run = runCatalog});
+  commands.push_back(
+      {.name = "catalog",
+       .arguments = "[list | add NAME COMMAND | remove ENTRY]",
+       .summary = "list, add or remove a host's saved commands",
+       .details = "'quorl_client spawn --entry NAME' starts one. Built-in entries cannot be removed.\n",
+       .options = {{"--cwd", "FOLDER", "for add: working folder on the host (default ~)"},
+                   {"--env", "NAME=VALUE", "for add: environment variable; may be repeated"},
+                   {"--symbol", "NAME", "for add: name of an icon"},
+                   {"--json", "", "one JSON list"}},
+       .maximumPositional = 3,
+       .examples = {"catalog", "catalog add Website 'claude --model opus' --cwd ~/website",
+                    "catalog remove Website"},
+       .run = runCatalog});
   commands.push_back({.name = "external",
                       .arguments = "",
-                      .summary = "list agents that somebody started by hand on the host",
-                      .details = "One in a tmux pane or a kitty window can be adopted: it then is in "
-                                 "the list of agents.\n",
+                      .summary = "list agents on the host that it did not start",
+                      .details = "An agent in a tmux pane or a kitty window can be adopted; it then appears\n"
+                                 "in the list of agents.\n",
                       .options = {{"--json", "", "one JSON list"}},
                       .examples = {"external"},
                       .run = runExternal});
   commands.push_back(
       {.name = "adopt",
        .arguments = "AGENT",
-       .summary = "watch and drive an agent that runs in somebody's terminal",
-       .details = "AGENT is an identity or its beginning, a name, or a process number, as 'external' shows\n"
-                  "them. The program stays where it is; nobody loses it.\n",
+       .summary = "watch and control an agent that the host did not start",
+       .details = "AGENT is an identity or its beginning, a name or a process identifier, as listed by\n"
+                  "'external'. The program stays in its terminal.\n",
        .options = {},
        .minimumPositional = 1,
        .maximumPositional = 1,

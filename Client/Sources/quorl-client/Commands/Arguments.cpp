@@ -12,7 +12,7 @@ namespace quorl::client {
 namespace {
 
 constexpr std::array common{
-    OptionSpec{"--host", "HOST", "name or address[:port] of the host; needless when one host is paired"},
+    OptionSpec{"--host", "HOST", "name or address[:port] of the host; not needed if only one is paired"},
     OptionSpec{"--timeout", "SECONDS", "how long to wait for the host's answers (default 10)"},
     OptionSpec{"--help", "", "show this text"},
 };
@@ -69,7 +69,7 @@ Outcome<Arguments> Arguments::parse(const Command& command, std::span<const std:
     const auto equals = word.find('=');
     const auto name = word == "-h" ? std::string_view("--help") : word.substr(0, equals);
     const auto* option = findOption(command, name);
-    if (option == nullptr) return misused(command, fmt::format("{} knows no option {}", command.name, name));
+    if (option == nullptr) return misused(command, fmt::format("{} has no option {}", command.name, name));
     std::string value;
     if (option->valueName.empty()) {
       if (equals != std::string_view::npos) return misused(command, fmt::format("{} takes no value", name));
@@ -82,12 +82,12 @@ Outcome<Arguments> Arguments::parse(const Command& command, std::span<const std:
     }
     result.values_[std::string(name)].push_back(std::move(value));
   }
-  // Who asks for help has not finished the command line.
+  // With --help the rest of the command line may be incomplete.
   if (result.has("--help")) return result;
   if (result.positional_.size() < command.minimumPositional)
     return misused(command, fmt::format("{} needs {}", command.name, command.arguments));
   if (result.positional_.size() > command.maximumPositional)
-    return misused(command, fmt::format("{} does not know what to do with '{}'", command.name,
+    return misused(command, fmt::format("{} takes no further argument: '{}'", command.name,
                                         result.positional_[command.maximumPositional]));
   return result;
 }

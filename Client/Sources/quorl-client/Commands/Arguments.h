@@ -16,19 +16,19 @@ namespace quorl::client {
 struct CommandContext;
 class Arguments;
 
-// `valueName` empty: a switch.
+/// `valueName` empty: a switch.
 struct OptionSpec {
   std::string_view name;
   std::string_view valueName;
   std::string_view help;
 };
 
-// One row of the command table.
+/// One row of the command table.
 struct Command {
   std::string_view name;
   std::string_view arguments;  // as the usage line shows them
   std::string_view summary;    // one line
-  std::string_view details;    // what help says beside the options; paragraphs end in a newline
+  std::string_view details;    // shown by help before the options; each paragraph ends in a newline
   std::vector<OptionSpec> options;
   std::size_t minimumPositional = 0;
   std::size_t maximumPositional = 0;
@@ -36,7 +36,7 @@ struct Command {
   Outcome<void> (*run)(const Arguments&, CommandContext&) = nullptr;
 };
 
-// Options that every command takes.
+/// Options of every command.
 std::span<const OptionSpec> commonOptions();
 
 /// A parsed command line, checked against its command's row. Pure values.
@@ -45,13 +45,13 @@ std::span<const OptionSpec> commonOptions();
 /// number and has no `help COMMAND` page; each file that includes it takes over ten seconds to compile.
 class Arguments {
  public:
-  // `words` are those behind the command's name. Options may stand anywhere, as "--name value" or
-  // "--name=value"; the last of several counts; "--" ends them. A word such as "-3" is a number.
+  /// `words`: those after the command's name. Options may be anywhere, as "--name value" or "--name=value";
+  /// the last of several counts; "--" ends them. A word such as "-3" is a number.
   static Outcome<Arguments> parse(const Command& command, std::span<const std::string_view> words);
 
   bool has(std::string_view option) const { return values_.contains(option); }
   std::optional<std::string> text(std::string_view option) const;
-  // Of an option that may be given several times, in order.
+  /// All values of a repeatable option, in order.
   std::vector<std::string> texts(std::string_view option) const;
   Outcome<std::int64_t> integer(std::string_view option, std::int64_t fallback, std::int64_t minimum,
                                 std::int64_t maximum) const;
@@ -65,7 +65,7 @@ class Arguments {
   std::vector<std::string> positional_;
 };
 
-// The whole text as a number, or nothing; no infinity, no NaN.
+/// Nothing unless the whole text is a number. Infinity and NaN are not numbers here.
 std::optional<double> parseNumber(std::string_view text);
 std::optional<std::int64_t> parseInteger(std::string_view text);
 

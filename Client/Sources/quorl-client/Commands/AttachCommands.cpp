@@ -28,13 +28,13 @@ Outcome<void> tell(const AgentDescriptor& row, Attachment::End end, Output& outp
   const auto name = printable(row.name);
   switch (end) {
     case Attachment::End::detached:
-      output.note(fmt::format("[quorl: left {}, which goes on]", name));
+      output.note(fmt::format("[quorl: detached from {}, which is still running]", name));
       return {};
     case Attachment::End::ended:
       output.note(fmt::format("[quorl: {} has ended]", name));
       return {};
     case Attachment::End::lost:
-      return failed(ExitCode::failure, fmt::format("the host knows {} no longer", name));
+      return failed(ExitCode::failure, fmt::format("the host no longer has {}", name));
   }
   return {};
 }
@@ -43,14 +43,14 @@ Outcome<void> runAttach(const Arguments& arguments, CommandContext& context) {
   const auto key = DetachKey::parse(arguments.text("--detach-key").value_or("ctrl-]"));
   if (!key) return std::unexpected(key.error());
   if (context.inputDescriptor < 0 || ::isatty(context.inputDescriptor) != 1)
-    return failed(ExitCode::usage, "standard input is no terminal",
-                  "Attach from a terminal; 'quorl_client prompt' serves scripts.");
+    return failed(ExitCode::usage, "standard input is not a terminal",
+                  "Run attach in a terminal; scripts can use 'quorl_client prompt'.");
   auto chosen = openAgent(arguments, context, isLiveTerminal);
   if (!chosen) return std::unexpected(chosen.error());
   const auto row = chosen->row;
   if (auto may = mayAttach(row); !may) return may;
   context.output.note(fmt::format("[quorl: attached to {}{}]", printable(row.name),
-                                  key->name.empty() ? "" : "; " + key->name + " leaves"));
+                                  key->name.empty() ? "" : "; " + key->name + " detaches"));
   Outcome<Attachment::End> end = Attachment::End::detached;
   {
     auto terminal = RawTerminal::enter(context.inputDescriptor, STDOUT_FILENO);
@@ -90,17 +90,15 @@ std::vector<Command> attachCommands() {
   commands.push_back(
       {.name = "attach",
        .arguments = "AGENT",
-       .summary = "an agent's terminal, here",
+       .summary = "show an agent's terminal here and type into it",
        .details =
-           "Shows what the agent has printed and goes on from there; what is typed goes to it. AGENT is an\n"
-           "identity, its beginning, a name or a part of a name. The agent's terminal takes the size of "
-           "this\n"
-           "one. When the connection breaks, attach says so and goes on where it stopped as soon as the "
-           "host\n"
-           "answers; what is typed meanwhile waits.\n"
-           "KEYS is one key or several: ctrl-], ^\\, 'ctrl-p ctrl-q', 'ctrl-a d', or none. Pressed twice\n"
-           "within 0.4 seconds they go to the agent once. In pasted text no key leaves.\n",
-       .options = {{"--detach-key", "KEYS", "what leaves the agent and lets it go on (default ctrl-])"}},
+           "Shows the agent's earlier output, then follows it; keys go to the agent. AGENT is an identity,\n"
+           "its beginning, a name or a part of a name. The agent's terminal takes the size of this one.\n"
+           "If the connection breaks, attach says so, reconnects and continues where it stopped; keys\n"
+           "typed meanwhile are sent then.\n"
+           "KEYS is one key or a sequence: ctrl-], ^\\, 'ctrl-p ctrl-q', 'ctrl-a d', or none. Pressed\n"
+           "twice within 0.4 seconds they go to the agent once. Pasted text never detaches.\n",
+       .options = {{"--detach-key", "KEYS", "detach and leave the agent running (default ctrl-])"}},
        .minimumPositional = 1,
        .maximumPositional = 1,
        .examples = {"attach 3F25", "attach website --detach-key 'ctrl-a d'"},
@@ -108,10 +106,10 @@ std::vector<Command> attachCommands() {
   commands.push_back(
       {.name = "notify",
        .arguments = "",
-       .summary = "tell when an agent wants a human, until interrupted",
-       .details = "One line each time, and a notification on the desktop where there is one. Connects again\n"
-                  "when the connection breaks.\n",
-       .options = {{"--no-desktop", "", "lines only"}, {"--json", "", "one JSON object a line"}},
+       .summary = "report when an agent needs attention, until interrupted",
+       .details = "Prints one line for each call and shows a desktop notification if there is a desktop.\n"
+                  "Reconnects if the connection breaks.\n",
+       .options = {{"--no-desktop", "", "print lines only"}, {"--json", "", "one JSON object a line"}},
        .examples = {"notify", "notify --json"},
        .run = runNotify});
   return commands;

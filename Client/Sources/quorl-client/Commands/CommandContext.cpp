@@ -31,12 +31,12 @@ Outcome<PairedHost> chosenHost(const Arguments& arguments, const HostBookContent
     if (contents.hosts.empty())
       return failed(ExitCode::refused, "no host is paired yet",
                     "Pair with 'quorl_client pair HOST'; 'quorl_client discover' lists hosts.");
-    return failed(ExitCode::usage, "several hosts are paired, so one must be named with --host",
+    return failed(ExitCode::usage, "several hosts are paired; choose one with --host",
                   "'quorl_client hosts' lists them.");
   }
   if (const auto* host = contents.find(wanted)) return *host;
   if (!HostAddress::parse(wanted))
-    return failed(ExitCode::usage, fmt::format("'{}' is no host name or address", wanted),
+    return failed(ExitCode::usage, fmt::format("'{}' is not a host name or address", wanted),
                   "Examples: desk.local, 10.0.0.2:47905, [fe80::1%eth0]:47905.");
   return failed(ExitCode::refused, fmt::format("this client is not paired with {}", wanted),
                 fmt::format("Pair with 'quorl_client pair {}'.", wanted));
@@ -66,7 +66,7 @@ Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, Comman
     return failed(ExitCode::refused,
                   fmt::format("another host answers at {}: {}", host->endpoint().text(),
                               printable(greeting->device.name)),
-                  "Pair with it if that is right, or look for the old one with 'quorl_client discover'.");
+                  "Pair with it if that is right, or find the former one with 'quorl_client discover'.");
   const auto accepted = proveToken(**session, device, host->token, *greeting, deadline);
   if (!accepted) return std::unexpected(accepted.error());
   return session;
@@ -80,8 +80,8 @@ Outcome<void> settle(Session& session, Deadline deadline) {
     const auto received = session.nextControl(deadline);
     if (!received) return std::unexpected(received.error());
     if (!*received)
-      return failed(ExitCode::timedOut, "the host did not say that it has done it",
-                    "It may be busy; a longer --timeout helps then.");
+      return failed(ExitCode::timedOut, "the host did not confirm the request in time",
+                    "It may be busy; try a longer --timeout.");
     if (const auto* error = std::get_if<message::Error>(&**received))
       return failed(ExitCode::failure, fmt::format("the host did not do it: {} ({})",
                                                    printable(error->_0.message), printable(error->_0.code)));

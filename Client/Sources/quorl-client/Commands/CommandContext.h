@@ -17,22 +17,22 @@
 
 namespace quorl::client {
 
-// What a command may use of the world.
+/// Everything a command uses beside its arguments.
 struct CommandContext {
   Output& output;
   HostBook book;
   Waiter& waiter;
-  // Where a PIN or a text may be typed; -1: nowhere.
+  /// For typed PINs and texts; -1: none.
   int inputDescriptor = -1;
 };
 
-// Looks the command up and runs it; errors are told on the output. The result is the process's exit status.
+/// Finds the command and runs it. Errors go to the output; the result is the process's exit status.
 ExitCode runCommandLine(std::span<const std::string_view> words, CommandContext& context);
 
-// All commands in the order of the help.
+/// All commands in the order of `help`.
 std::span<const Command> commandTable();
 
-// Each group of commands stands in a file of its own.
+/// One file per group.
 std::vector<Command> hostCommands();         // discover, pair, hosts, forget
 std::vector<Command> sessionCommands();      // info, echo, send
 std::vector<Command> videoCommands();        // shot, record, stats
@@ -41,37 +41,37 @@ std::vector<Command> agentCommands();        // agents, spawn, resume, prompt, k
 std::vector<Command> attachCommands();       // attach, notify
 std::vector<Command> agentSourceCommands();  // catalog, external, adopt
 
-// The text of `help` and `help COMMAND`.
+/// The text of `help` and `help COMMAND`.
 std::string overviewHelp(std::span<const Command> commands);
 std::string commandHelp(const Command& command);
 
-// How this client presents itself to a host.
+/// The description of this client in its hello.
 DeviceInfo clientDevice(const UUID& deviceID);
 
-// The deadline that --timeout asks for, from now.
+/// Now plus --timeout.
 Outcome<Deadline> answerDeadline(const Arguments& arguments);
 
-// The host that --host names, or the only one that is paired.
+/// The host named by --host or `positionalHost`, or the only paired one.
 Outcome<PairedHost> chosenHost(const Arguments& arguments, const HostBookContents& contents,
                                const std::string& positionalHost = {});
 
-// Connects to the chosen host and proves the pairing.
+/// Connects to the chosen host and proves the pairing.
 Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
                                               const std::string& positionalHost = {});
 Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
                                               const std::string& positionalHost, Deadline deadline);
 
-// What the --env options say.
+/// The variables of all --env options.
 Outcome<std::map<std::string, std::string>> environmentOf(const Arguments& arguments);
 
-// Waits until the host has worked through everything sent so far, by an echo; errors that it reports
-// meanwhile fail the call.
+/// Waits with an echo until the host has handled everything sent so far. Fails with the first error that the
+/// host reports meanwhile.
 Outcome<void> settle(Session& session, Deadline deadline);
 
-// Says goodbye, briefly.
+/// Sends `bye` and waits briefly for the host to close.
 void closeSession(Session& session);
 
-// One line of JSON.
+/// Prints one line of JSON.
 template <class Record>
 void printRecord(Output& output, const Record& record) {
   if (const auto encoded = encodeRecord(record, JsonStyle::compact))

@@ -83,25 +83,25 @@ std::span<const Command> commandTable() {
 
 std::string overviewHelp(std::span<const Command> commands) {
   std::string text =
-      "quorl_client: see and drive a computer that runs Quorl Host\n"
+      "quorl_client: view and control a computer that runs Quorl Host\n"
       "\n"
       "usage: quorl_client COMMAND [arguments]\n"
-      "       quorl_client help COMMAND      what a command does, with examples\n"
+      "       quorl_client help COMMAND      describes a command, with examples\n"
       "\n"
       "commands:\n";
   for (const auto& command : commands) text += fmt::format("  {:<10} {}\n", command.name, command.summary);
   text +=
       "\n"
       "first steps:\n"
-      "  quorl_client discover              which hosts are on this network\n"
+      "  quorl_client discover              lists the hosts on this network\n"
       "  quorl_client pair desk.local       asks for the PIN that the host shows\n"
-      "  quorl_client shot screen.png       what its screen shows now\n"
+      "  quorl_client shot screen.png       saves a picture of its screen\n"
       "  quorl_client spawn claude          starts an agent and prints its identity\n"
-      "  quorl_client attach claude         its terminal, here; Ctrl-] leaves\n"
+      "  quorl_client attach claude         shows its terminal; Ctrl-] detaches\n"
       "\n"
-      "HOST is a name or an address, with a port where it is not 47900: desk.local, 10.0.0.2:47905,\n"
+      "HOST is a name or an address, with a port if it is not 47900: desk.local, 10.0.0.2:47905,\n"
       "[fe80::1%eth0]:47905. Pairings are kept in $XDG_CONFIG_HOME/quorl/hosts.json or\n"
-      "~/.config/quorl/hosts.json; whoever can read that file can use the hosts.\n"
+      "~/.config/quorl/hosts.json; anyone who can read that file can use the hosts.\n"
       "\n"
       "exit status: 0 done, 1 failed, 2 wrong usage, 3 host not reachable, 4 refused or not paired,\n"
       "5 no answer in time, 130 interrupted";
@@ -124,7 +124,7 @@ ExitCode runCommandLine(std::span<const std::string_view> words, CommandContext&
   auto& output = context.output;
   const auto code = run(words, context);
   if (code != ExitCode::ok || output.isIntact()) return code;
-  return report(output, {ExitCode::failure, "standard output took not all of the result", {}});
+  return report(output, {ExitCode::failure, "standard output did not take all of the result", {}});
 }
 
 }  // namespace quorl::client

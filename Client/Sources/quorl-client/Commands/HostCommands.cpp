@@ -14,7 +14,7 @@
 
 namespace quorl::client {
 
-// What `hosts --json` tells of a pairing: not its token.
+// A pairing as `hosts --json` prints it: without the token.
 struct HostLine {
   std::string name;
   std::string address;
@@ -25,7 +25,7 @@ BOOST_DESCRIBE_STRUCT(HostLine, (), (name, address, port, deviceID))
 
 namespace {
 
-// The host allows four wrong PINs on a connection.
+// A host allows four wrong PINs per connection.
 constexpr int typedAttempts = 3;
 constexpr auto timeToType = std::chrono::minutes(5);
 
@@ -53,7 +53,7 @@ bool isPIN(std::string_view text) {
          std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
 }
 
-// One line, without its end.
+// One line without its line feed.
 Outcome<std::string> readLine(CommandContext& context, Deadline deadline) {
   std::string line;
   for (;;) {
@@ -80,7 +80,7 @@ Outcome<std::string> typedPIN(CommandContext& context, const HelloAck& greeting)
   return line;
 }
 
-// Proves the given PIN once, or what a person types, until it is right.
+// Tries the PIN of --pin once, or asks until a typed one is right.
 Outcome<Paired> provePINs(const Arguments& arguments, CommandContext& context, Session& session,
                           const HelloAck& greeting) {
   const auto given = arguments.text("--pin");
@@ -93,10 +93,11 @@ Outcome<Paired> provePINs(const Arguments& arguments, CommandContext& context, S
     auto outcome = provePIN(session, *pin, greeting, *deadline);
     if (!outcome) return std::unexpected(outcome.error());
     if (auto* paired = std::get_if<Paired>(&*outcome)) return std::move(*paired);
-    if (attempt < attempts) context.output.note("That is not its PIN; try again.");
+    if (attempt < attempts) context.output.note("Wrong PIN; try again.");
   }
-  return failed(ExitCode::refused, "wrong PIN",
-                "The host shows its PIN in its window; after several failures it refuses all for a while.");
+  return failed(
+      ExitCode::refused, "wrong PIN",
+      "The host shows its PIN in its window; after several failures it refuses every PIN for a while.");
 }
 
 Outcome<HostAddress> addressFor(const std::string& text, const HostBook& book) {
@@ -104,7 +105,7 @@ Outcome<HostAddress> addressFor(const std::string& text, const HostBook& book) {
   if (!contents) return std::unexpected(contents.error());
   if (const auto* known = contents->find(text)) return known->endpoint();
   if (const auto address = HostAddress::parse(text)) return *address;
-  return failed(ExitCode::usage, fmt::format("'{}' is no host name or address", text),
+  return failed(ExitCode::usage, fmt::format("'{}' is not a host name or address", text),
                 "Examples: desk.local, 10.0.0.2:47905, [fe80::1%eth0]:47905.");
 }
 
@@ -112,7 +113,7 @@ Outcome<void> runPair(const Arguments& arguments, CommandContext& context) {
   const auto pin = arguments.text("--pin");
   if (pin && !isPIN(*pin)) return failed(ExitCode::usage, "--pin must be six digits");
   if (!pin && context.inputDescriptor < 0)
-    return failed(ExitCode::usage, "there is no terminal to type the PIN at", "Give it with --pin.");
+    return failed(ExitCode::usage, "there is no terminal to type the PIN at", "Use --pin.");
   const auto address = addressFor(arguments.positional()[0], context.book);
   if (!address) return std::unexpected(address.error());
   const auto contents = context.book.update([](HostBookContents&) {});
@@ -184,8 +185,9 @@ std::vector<Command> hostCommands() {
       {.name = "discover",
        .arguments = "",
        .summary = "list the hosts that announce themselves on this network",
-       .details = "Columns: the host's name, its network name, its address. A host may announce nothing and\n"
-                  "still be there: its address works as well.\n",
+       .details =
+           "Columns: name, network name, address. A host that does not announce itself can be reached\n"
+           "by its address.\n",
        .options = {{"--seconds", "N", "listen at most this long (default 3)"},
                    {"--json", "", "one JSON list"}},
        .examples = {"discover", "discover --json --seconds 1"},
@@ -193,9 +195,10 @@ std::vector<Command> hostCommands() {
   commands.push_back(
       {.name = "pair",
        .arguments = "HOST",
-       .summary = "pair with a host by the PIN that it shows",
-       .details = "Once per host: it gives a token, which is kept in hosts.json and proves this client from\n"
-                  "then on. Without --pin the PIN is asked for on the terminal.\n",
+       .summary = "pair with a host, using the PIN that it shows",
+       .details =
+           "Needed once per host. The host returns a token, which is kept in hosts.json and identifies\n"
+           "this client from then on. Without --pin the PIN is asked for on the terminal.\n",
        .options = {{"--pin", "N", "the six digits"}},
        .minimumPositional = 1,
        .maximumPositional = 1,

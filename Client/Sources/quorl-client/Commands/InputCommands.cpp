@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t maxTypedText = 8 << 20;
 
-// A stream that exists only because positions are told relative to one. It costs the host next to nothing.
+// Positions are relative to a stream, so one is opened for them. It costs the host almost nothing.
 struct PointerStream {
   std::unique_ptr<Session> session;
   std::unique_ptr<VideoReceiver> receiver;
@@ -35,8 +35,8 @@ Outcome<PointerStream> openPointerStream(const Arguments& arguments, CommandCont
     const auto event = (*receiver)->next(*deadline);
     if (!event) return std::unexpected(event.error());
     if (!*event)
-      return failed(ExitCode::timedOut, "the host did not say where the target is on its screen",
-                    "'quorl_client info' lists what there is.");
+      return failed(ExitCode::timedOut, "the host did not report where the target is on its screen",
+                    "'quorl_client info' lists displays, windows and applications.");
     const auto* started = std::get_if<StreamStarted>(&**event);
     if (started == nullptr || started->contentRect.isEmpty()) continue;
     return PointerStream{std::move(*session), std::move(*receiver), started->contentRect};
@@ -53,7 +53,7 @@ Outcome<void> finishInput(const Arguments& arguments, PointerStream& stream) {
   return {};
 }
 
-// A position as the wire has it, 0 to 1 in the target.
+// A position for the wire: 0 to 1 in the target.
 Outcome<PointXY> normalised(PointXY given, const PointRect& content, bool isNormalised) {
   const PointXY result =
       isNormalised ? given : PointXY{given.x / content.size.width, given.y / content.size.height};
@@ -157,7 +157,8 @@ Outcome<std::string> readInput(CommandContext& context) {
       return failed(ExitCode::failure, std::string("standard input cannot be read: ") + std::strerror(errno));
     if (count == 0) return text;
     text.append(chunk.data(), static_cast<std::size_t>(count));
-    if (text.size() > maxTypedText) return failed(ExitCode::usage, "that is too much text to type (8 MiB)");
+    if (text.size() > maxTypedText)
+      return failed(ExitCode::usage, "the text is too long to type (the limit is 8 MiB)");
   }
 }
 
@@ -180,7 +181,7 @@ Outcome<void> runKey(const Arguments& arguments, CommandContext& context) {
   for (const auto& word : arguments.positional()) {
     const auto press = parseKeyPress(word);
     if (!press)
-      return failed(ExitCode::usage, fmt::format("'{}' is no key", word),
+      return failed(ExitCode::usage, fmt::format("'{}' is not a key", word),
                     "'quorl_client help key' lists them.");
     presses.push_back(*press);
   }
@@ -212,8 +213,8 @@ std::vector<Command> inputCommands() {
                       .arguments = "X Y",
                       .summary = "click on a host's screen, window or application",
                       .details =
-                          "X and Y are points from the upper left corner of the target, which is the main\n"
-                          "display if none is named.\n",
+                          "X and Y are points from the upper left corner of the target. Without a target\n"
+                          "option it is the main display.\n",
                       .options = withTarget({{"--button", "NAME", "left (default), right or middle"},
                                              {"--count", "N", "2 is a double click (default 1)"},
                                              normalisedOption}),
@@ -223,8 +224,8 @@ std::vector<Command> inputCommands() {
                       .run = runClick});
   commands.push_back({.name = "type",
                       .arguments = "TEXT",
-                      .summary = "type a text where the host's keyboard focus is",
-                      .details = "Any Unicode text; '-' reads it from standard input.\n",
+                      .summary = "type text into whatever has the host's keyboard focus",
+                      .details = "Any Unicode text; '-' reads the text from standard input.\n",
                       .options = {},
                       .minimumPositional = 1,
                       .maximumPositional = 1,
@@ -232,25 +233,24 @@ std::vector<Command> inputCommands() {
                       .run = runType});
   commands.push_back({.name = "key",
                       .arguments = "NAME[+MODIFIER...] ...",
-                      .summary = "press keys, one after the other",
+                      .summary = "press keys one after another",
                       .details = keyNameHelp(),
                       .options = {},
                       .minimumPositional = 1,
                       .maximumPositional = 1000,
                       .examples = {"key return", "key a+command c+command", "key 0x7e down"},
                       .run = runKey});
-  commands.push_back(
-      {.name = "scroll",
-       .arguments = "DX DY",
-       .summary = "scroll on a host's screen, window or application",
-       .details = "In lines, or in points with --precise; a positive DY shows what is above.\n",
-       .options = withTarget({{"--precise", "", "DX and DY are points"},
-                              {"--at", "X,Y", "where (default: the middle of the target)"},
-                              normalisedOption}),
-       .minimumPositional = 2,
-       .maximumPositional = 2,
-       .examples = {"scroll 0 -3", "scroll 0 120 --precise --at 300,200"},
-       .run = runScroll});
+  commands.push_back({.name = "scroll",
+                      .arguments = "DX DY",
+                      .summary = "scroll on a host's screen, window or application",
+                      .details = "DX and DY are lines, or points with --precise. A positive DY scrolls up.\n",
+                      .options = withTarget({{"--precise", "", "DX and DY are points"},
+                                             {"--at", "X,Y", "where (default: the middle of the target)"},
+                                             normalisedOption}),
+                      .minimumPositional = 2,
+                      .maximumPositional = 2,
+                      .examples = {"scroll 0 -3", "scroll 0 120 --precise --at 300,200"},
+                      .run = runScroll});
   return commands;
 }
 

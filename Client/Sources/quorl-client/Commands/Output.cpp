@@ -18,7 +18,7 @@ bool writeAll(int descriptor, std::string_view text) {
   return true;
 }
 
-// Back to the first column and erase the line (ECMA-48, EL).
+// Carriage return, then erase the line (ECMA-48, EL).
 constexpr std::string_view eraseLine = "\r\x1b[K";
 
 }  // namespace

@@ -6,24 +6,24 @@
 
 namespace quorl::client {
 
-// Where a command's words go. Results go to standard output; everything else goes to standard error.
-// Queue: the command's thread. Ownership: the caller's of the command.
+/// The output of a command: results to standard output, everything else to standard error.
+///
+/// *Queue*: the command's thread. *Ownership*: the command's caller.
 class Output {
  public:
   virtual ~Output() = default;
 
-  // One line of result.
+  /// One line of result.
   virtual void line(std::string_view text) = 0;
-  // One line for the person: what was done, what is wrong.
+  /// One line for the person: what was done or what is wrong.
   virtual void note(std::string_view text) = 0;
-  // What is going on now: it replaces the progress before it, and any other line replaces it. Only a terminal
-  // sees it.
+  /// The current activity. Any later line replaces it. Shown only on a terminal.
   virtual void progress(std::string_view text) = 0;
-  // Whether all results arrived so far.
+  /// Whether all results so far were written.
   virtual bool isIntact() const = 0;
 };
 
-// The process's own streams.
+/// The standard streams of the process.
 class StandardOutput final : public Output {
  public:
   StandardOutput();

@@ -109,7 +109,7 @@ Outcome<void> runInfo(const Arguments& arguments, CommandContext& context) {
   if (!report.hostState) note("displays, windows, applications and metrics");
   if (!report.networkStatus) note("network status");
   if (!report.hostState && !report.networkStatus)
-    return failed(ExitCode::timedOut, "the host told nothing about itself", "A longer --wait may help.");
+    return failed(ExitCode::timedOut, "the host sent nothing about itself", "Try a longer --wait.");
   return {};
 }
 
@@ -121,7 +121,7 @@ class EchoRun {
         padding_(static_cast<std::size_t>(size), 0x51),
         inFlight_(inFlight) {}
 
-  // Ends when all replies are in, with an error otherwise; the times so far are kept.
+  // Returns when all replies have arrived, else fails; the times so far are kept.
   Outcome<void> run(std::chrono::duration<double> patience) {
     const auto step = std::chrono::duration_cast<Clock::duration>(patience);
     while (received() < count_) {
@@ -156,7 +156,7 @@ class EchoRun {
   }
 
   void note(const EchoProbe& echo) {
-    // Only the reply that is due counts: the host answers in order.
+    // The host answers in order, so only the reply that is due counts.
     if (echo.seq != roundTrips_.size() || echo.padding != padding_) return;
     roundTrips_.push_back(
         std::chrono::duration<double, std::micro>(Clock::now() - sentAt_[roundTrips_.size()]).count());
@@ -202,7 +202,7 @@ EchoReport summarise(const EchoRun& run, std::int64_t size, bool pipelined, doub
 Outcome<void> runEcho(const Arguments& arguments, CommandContext& context) {
   const auto count = arguments.integer("--count", 10, 1, 1'000'000);
   if (!count) return std::unexpected(count.error());
-  // Base64 makes four characters of three bytes, and all of it has to fit in a frame.
+  // Base64 makes four characters from three bytes, and all of it must fit in a frame.
   const auto size = arguments.integer("--size", 0, 0, 24'000'000);
   if (!size) return std::unexpected(size.error());
   const auto patience = arguments.number("--timeout", 10, 0.1, 3600);
@@ -237,7 +237,7 @@ Outcome<OutgoingFrame> frameToSend(const Arguments& arguments) {
   if (arguments.has("--raw")) return OutgoingFrame::raw(FrameType::control, shareBytes(bytesOf(json)));
   const auto decoded = ControlCoder::decode(viewOf(json));
   if (!decoded)
-    return failed(ExitCode::usage, "this is no control message: " + decoded.error().text,
+    return failed(ExitCode::usage, "this is not a control message: " + decoded.error().text,
                   "A message is one JSON object with one known key; --raw sends anything.");
   auto frame = OutgoingFrame::control(*decoded);
   if (!frame) return failed(ExitCode::usage, "the message cannot be sent: " + frame.error().text);
@@ -269,7 +269,7 @@ Outcome<void> runSend(const Arguments& arguments, CommandContext& context) {
     if (!ready && ready.error().code != ExitCode::interrupted) result = std::unexpected(ready.error());
     if (!ready || *ready == Waiter::Ready::deadline) break;
   }
-  if (otherFrames > 0) context.output.note(fmt::format("{} frames were no control messages.", otherFrames));
+  if (otherFrames > 0) context.output.note(fmt::format("{} frames were not control messages.", otherFrames));
   if (result) closeSession(**session);
   return result;
 }
@@ -281,9 +281,9 @@ std::vector<Command> sessionCommands() {
   commands.push_back(
       {.name = "info",
        .arguments = "[HOST]",
-       .summary = "what a host has: displays, windows, applications, network, metrics",
-       .details = "The numbers in front are what --display and --window take; --app takes the identifier of\n"
-                  "an application. What the host does not send in time is said on standard error.\n",
+       .summary = "show a host's displays, windows, applications, network and metrics",
+       .details = "The number at the start of a line is the ID for --display or --window; --app takes an\n"
+                  "application's identifier. Standard error names what the host did not send in time.\n",
        .options = {{"--wait", "SECONDS", "how long to wait for it (default 3)"},
                    {"--json", "", "one JSON object"}},
        .maximumPositional = 1,
@@ -296,7 +296,7 @@ std::vector<Command> sessionCommands() {
        .details = "Sends echo requests, one at a time or, with --pipelined, many at once.\n",
        .options = {{"--count", "N", "how many (default 10)"},
                    {"--size", "BYTES", "padding of each (default 0)"},
-                   {"--pipelined", "", "do not wait for one before sending the next"},
+                   {"--pipelined", "", "send the next one without waiting for the reply"},
                    {"--json", "", "one JSON object, times in microseconds"}},
        .maximumPositional = 1,
        .examples = {"echo", "echo --count 1000 --json", "echo --pipelined --count 200 --size 1000000"},
@@ -305,10 +305,11 @@ std::vector<Command> sessionCommands() {
       {.name = "send",
        .arguments = "JSON",
        .summary = "send any control message and print what comes back",
-       .details = "Each control message that arrives is one line of JSON, also what a host sends by itself\n"
-                  "when a session begins.\n",
+       .details =
+           "Prints each control message that arrives as one line of JSON, including those that a host\n"
+           "sends unasked at the start of a session.\n",
        .options = {{"--seconds", "N", "how long to listen (default 2)"},
-                   {"--raw", "", "send the text as it is, without checking it"}},
+                   {"--raw", "", "send the text unchecked"}},
        .minimumPositional = 1,
        .maximumPositional = 1,
        .examples = {"send '{\"requestUserList\":{}}'",

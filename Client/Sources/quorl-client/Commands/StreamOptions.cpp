@@ -24,13 +24,12 @@ std::vector<OptionSpec> targetOptionSpecs() {
 
 std::vector<OptionSpec> streamOptionSpecs() {
   auto options = targetOptionSpecs();
-  options.insert(options.end(),
-                 {{"--codec", "NAME", "h264 (default) or hevc; the host may answer with the other"},
-                  {"--max", "PIXELS", "upper bound of the longer side (default 8192)"},
-                  {"--fps", "N", "upper bound of the frame rate (default 60)"},
-                  {"--quality", "Q", "0 to 1 (default 0.8)"},
-                  {"--no-cursor", "", "leave the pointer out of the picture"},
-                  {"--udp", "", "pictures as datagrams instead of on the connection"}});
+  options.insert(options.end(), {{"--codec", "NAME", "h264 (default) or hevc; the host may choose the other"},
+                                 {"--max", "PIXELS", "maximum length of the longer side (default 8192)"},
+                                 {"--fps", "N", "maximum frame rate (default 60)"},
+                                 {"--quality", "Q", "picture quality, 0 to 1 (default 0.8)"},
+                                 {"--no-cursor", "", "do not draw the pointer"},
+                                 {"--udp", "", "receive pictures as datagrams"}});
   return options;
 }
 
@@ -38,8 +37,8 @@ Outcome<StreamTarget> streamTargetOption(const Arguments& arguments) {
   const int given = (arguments.has("--display") ? 1 : 0) + (arguments.has("--window") ? 1 : 0) +
                     (arguments.has("--app") ? 1 : 0);
   if (given > 1)
-    return failed(ExitCode::usage, "only one of --display, --window and --app can be shown",
-                  "'quorl_client info' lists what there is.");
+    return failed(ExitCode::usage, "only one of --display, --window and --app can be used",
+                  "'quorl_client info' lists displays, windows and applications.");
   if (arguments.has("--display")) {
     const auto id = identifier(arguments, "--display");
     if (!id) return std::unexpected(id.error());

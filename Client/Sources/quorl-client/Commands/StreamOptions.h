@@ -14,11 +14,11 @@ struct StreamOptions {
   VideoTransport transport = VideoTransport::tcp;
 };
 
-// What the commands that show a stream have in common.
+/// Options of the commands that show a stream.
 std::vector<OptionSpec> streamOptionSpecs();
 Outcome<StreamOptions> streamOptions(const Arguments& arguments);
 
-// --display, --window and --app alone, for commands that only point into a target.
+/// --display, --window and --app only, for commands that need positions in a target.
 std::vector<OptionSpec> targetOptionSpecs();
 Outcome<StreamTarget> streamTargetOption(const Arguments& arguments);
 

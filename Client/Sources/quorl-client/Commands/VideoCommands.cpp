@@ -37,15 +37,15 @@ void closeStream(OpenStream& stream) {
 
 std::unexpected<ClientError> noPicture(const Arguments& arguments) {
   return failed(ExitCode::timedOut, "no picture came in time",
-                arguments.has("--udp") ? "A firewall may hold the datagrams back; try without --udp."
-                                       : "A window that is minimised or hidden gives no picture.");
+                arguments.has("--udp") ? "A firewall may block the datagrams; try without --udp."
+                                       : "A minimised or hidden window sends no pictures.");
 }
 
 Clock::duration secondsOf(double seconds) {
   return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
 }
 
-// The pictures that an event brings. A decoder that holds the only key frame back is made to give it.
+// The decoded pictures of an event. A decoder that holds a key frame back is drained.
 Outcome<std::vector<DecodedPicture>> decodeStill(Decoder& decoder, VideoReceiver& receiver, Bytes& record,
                                                  VideoEvent& event) {
   if (auto* config = std::get_if<DecoderConfig>(&event)) {
@@ -94,7 +94,7 @@ Outcome<void> runShot(const Arguments& arguments, CommandContext& context) {
   return {};
 }
 
-// The state of a recording: what came before a file could be begun, and the file.
+// A recording: events from before the file could be started, and the file.
 class Recording {
  public:
   explicit Recording(std::string path) : path_(std::move(path)) {}
@@ -115,7 +115,7 @@ class Recording {
     return Verdict::goOn;
   }
 
-  // Since when pictures are recorded.
+  // When the recording of pictures started.
   std::optional<Clock::time_point> firstArrival() const { return muxer_ ? firstArrival_ : std::nullopt; }
   std::uint64_t bytes() const { return bytes_; }
 
@@ -152,7 +152,8 @@ class Recording {
 
 enum class RecordingEnd : std::uint8_t { complete, interrupted, formatChanged, connectionLost };
 
-// Records until the time is over or something ends it; an end that leaves a usable file is no failure here.
+// Records until the time is over or something ends it. An end that leaves a usable file is not a failure
+// here.
 Outcome<RecordingEnd> record(Recording& recording, VideoReceiver& receiver, Deadline firstPicture,
                              double seconds, Output& output) {
   for (;;) {
@@ -289,9 +290,9 @@ std::vector<Command> videoCommands() {
   commands.push_back(
       {.name = "shot",
        .arguments = "OUT.png",
-       .summary = "save what a host's screen, window or application shows",
+       .summary = "save a picture of a host's screen, window or application",
        .details = "Writes the first picture of a stream. The first picture after a large change can\n"
-                  "be coarse; --settle waits for the sharper ones behind it.\n",
+                  "be coarse; --settle waits for the sharper ones after it.\n",
        .options = withStreamOptions(
            {{"--settle", "SECONDS", "take the last picture within this time (default 0: the first)"}}),
        .minimumPositional = 1,
@@ -301,9 +302,9 @@ std::vector<Command> videoCommands() {
   commands.push_back(
       {.name = "record",
        .arguments = "OUT.mp4",
-       .summary = "record a stream to an MP4 file as it comes",
-       .details = "Nothing is encoded again. The time counts from the first picture; an interruption\n"
-                  "(Ctrl-C) ends the recording early and leaves a good file.\n",
+       .summary = "record a stream to an MP4 file",
+       .details = "Pictures are stored as received, without encoding them again. The time starts with the\n"
+                  "first picture. Ctrl-C ends the recording early and leaves a complete file.\n",
        .options = withStreamOptions({{"--seconds", "N", "how long (default 10)"}}),
        .minimumPositional = 1,
        .maximumPositional = 1,
@@ -314,9 +315,9 @@ std::vector<Command> videoCommands() {
        .arguments = "",
        .summary = "measure a stream: frame rate, bit rate, decoding, jitter, round trips",
        .details =
-           "One line a second and a total. Jitter is how unevenly pictures arrive against the host's\n"
-           "own time stamps; round trips are echoes on the same connection. A screen on which nothing\n"
-           "changes sends no pictures, so 0 fps is what a still screen gives.\n",
+           "Prints one line a second and a total. Jitter is the variation of arrival times against the\n"
+           "host's time stamps; round trips are measured with echoes on the same connection. A screen\n"
+           "that does not change sends no pictures, so its frame rate is 0.\n",
        .options = withStreamOptions(
            {{"--seconds", "N", "how long (default 10)"}, {"--json", "", "one JSON object a line"}}),
        .examples = {"stats", "stats --udp --seconds 60 --json"},

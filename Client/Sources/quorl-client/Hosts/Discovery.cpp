@@ -82,11 +82,11 @@ int onFailure(sd_bus_message*, void* data, sd_bus_error*) {
 }
 
 std::unexpected<ClientError> noDaemon(std::string_view why) {
-  return failed(ExitCode::failure, fmt::format("the mDNS daemon cannot be asked: {}", why),
+  return failed(ExitCode::failure, fmt::format("the mDNS daemon cannot be queried: {}", why),
                 "Install and start avahi-daemon, or give the host's address: quorl_client pair 10.0.0.2");
 }
 
-// Signals are watched before the browser exists, so that its first ones are not missed.
+// Watches signals before the browser exists, so that its first ones are not missed.
 int begin(Browse& browse) {
   int status =
       sd_bus_match_signal(browse.bus, nullptr, avahi, nullptr, browser, "ItemNew", onItemNew, &browse);

@@ -12,7 +12,7 @@
 namespace quorl::client {
 
 struct DiscoveredHost {
-  std::string name;      // as the host calls itself
+  std::string name;      // the name the host announces
   std::string hostName;  // for a person or a pairing: "desk.local"
   std::string address;   // numeric
   std::uint16_t port = 0;
@@ -21,9 +21,9 @@ struct DiscoveredHost {
 };
 BOOST_DESCRIBE_STRUCT(DiscoveredHost, (), (name, hostName, address, port))
 
-// Asks the machine's mDNS daemon (Avahi, over D-Bus) which hosts announce themselves on the local networks.
-// Ends when the daemon has told all it knows, at the latest at the deadline; one host with several addresses
-// comes once for each. Fails where there is no daemon.
+/// Asks the machine's mDNS daemon (Avahi, over D-Bus) for the hosts on the local networks. Returns when the
+/// daemon has reported all, at the latest at the deadline. A host with several addresses is listed once for
+/// each. Fails if there is no daemon.
 Outcome<std::vector<DiscoveredHost>> discoverHosts(Waiter& waiter, Deadline deadline);
 
 }  // namespace quorl::client

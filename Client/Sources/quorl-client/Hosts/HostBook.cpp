@@ -27,7 +27,7 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) {
   return loweredASCII(a) == loweredASCII(b);
 }
 
-// The whole file, or the errno.
+// The whole file or the errno.
 std::expected<Bytes, int> readFile(const std::filesystem::path& path) {
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file.isOpen()) return std::unexpected(errno);
@@ -96,7 +96,7 @@ Outcome<void> HostBook::makeFolder() const {
 
 Outcome<HostBookContents> HostBook::update(const std::function<void(HostBookContents&)>& change) {
   if (auto made = makeFolder(); !made) return std::unexpected(made.error());
-  // The lock is a file of its own, because hosts.json is replaced and not rewritten.
+  // A separate file is locked, because hosts.json is replaced and not rewritten.
   const auto lockPath = folder_ / ".lock";
   const Descriptor lock(::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
   if (!lock.isOpen() || ::flock(lock.get(), LOCK_EX) != 0)

@@ -18,7 +18,7 @@
 
 namespace quorl::client {
 
-// One pairing: whoever holds the token is let in by that host.
+/// One pairing. The token alone gives access to the host.
 struct PairedHost {
   std::string name;
   std::string address;
@@ -33,31 +33,32 @@ struct PairedHost {
 BOOST_DESCRIBE_STRUCT(PairedHost, (), (name, address, port, deviceID, token))
 
 struct HostBookContents {
-  UUID deviceID;  // this client's, made once
+  UUID deviceID;  // this client's, generated once
   std::vector<PairedHost> hosts;
 
-  // By address with port, then by name whatever its case, then by address alone when only one host has it.
+  /// By address and port, then by name ignoring case, then by address alone if only one host has it.
   const PairedHost* find(std::string_view text) const;
 
   bool operator==(const HostBookContents&) const = default;
 };
 BOOST_DESCRIBE_STRUCT(HostBookContents, (), (deviceID, hosts))
 
-// The paired hosts on disk: `hosts.json`, 0600, in a folder of 0700.
-// Queue: any; several processes may use the same book, a change locks the folder.
-// Ownership: a value.
+/// The paired hosts on disk: `hosts.json`, 0600, in a folder of 0700.
+///
+/// *Queue*: any; several processes may use the same book, and a change locks the folder. *Ownership*: a
+/// value.
 class HostBook {
  public:
   explicit HostBook(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-  // $XDG_CONFIG_HOME/quorl where that is an absolute path, else ~/.config/quorl.
+  /// $XDG_CONFIG_HOME/quorl if that is an absolute path, else ~/.config/quorl.
   static Outcome<std::filesystem::path> defaultFolder();
 
-  // An absent file is an empty book with a nil device. A damaged one is an error: it may hold tokens that a
-  // person wants to rescue, so it is never overwritten.
+  /// An absent file is an empty book with a nil device. A damaged file is an error and is never overwritten:
+  /// it may contain tokens that can be recovered.
   Outcome<HostBookContents> load() const;
 
-  // Reads, changes and replaces the file under a lock. The device identity is made here when there is none.
+  /// Reads, changes and replaces the file under a lock. Generates the device identity if there is none.
   Outcome<HostBookContents> update(const std::function<void(HostBookContents&)>& change);
 
   std::filesystem::path path() const { return folder_ / "hosts.json"; }

@@ -15,8 +15,7 @@ struct NamedKey {
   std::uint16_t code;
 };
 
-// Virtual key codes as the wire has them: positions of an ANSI keyboard, as <HIToolbox/Events.h> numbers
-// them.
+// Virtual key codes of the wire: positions of an ANSI keyboard with the numbers of <HIToolbox/Events.h>.
 constexpr std::array keys{
     NamedKey{"a", 0},          NamedKey{"s", 1},          NamedKey{"d", 2},
     NamedKey{"f", 3},          NamedKey{"h", 4},          NamedKey{"g", 5},
@@ -124,7 +123,7 @@ std::optional<KeyPress> parseKeyPress(std::string_view text) {
     key = code;
   }
   if (!key) {
-    // A modifier by itself is a key like any other.
+    // A modifier alone is a key like any other.
     if (onlyModifier == nullptr || press.modifiers != onlyModifier->flag) return std::nullopt;
     return KeyPress{onlyModifier->code, {}};
   }

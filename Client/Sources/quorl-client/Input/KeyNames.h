@@ -11,7 +11,7 @@
 
 namespace quorl::client {
 
-// A key to press, with modifiers held.
+/// A key to press, with modifiers held.
 struct KeyPress {
   std::uint16_t keyCode = 0;
   WireModifiers modifiers;
@@ -19,16 +19,16 @@ struct KeyPress {
   bool operator==(const KeyPress&) const = default;
 };
 
-// "return", "a+command", "shift+command+4", "36", "0x7e". Names and modifiers may come in any order and case;
-// exactly one is no modifier, or the only one is (then it is the key). One digit is the digit's key; a code
-// is written with two digits or more, or in hexadecimal. Nothing for anything else.
+/// "return", "a+command", "shift+command+4", "36", "0x7e". Names and modifiers in any order and case, with
+/// exactly one key that is not a modifier; a single modifier is itself the key. One digit is the key of that
+/// digit; a key code has two digits or more, or is hexadecimal. Nothing for anything else.
 std::optional<KeyPress> parseKeyPress(std::string_view text);
 
-// The events of pressing and releasing it: modifiers go down as keys before it and up after it, and every
-// event carries the modifiers held at that time.
+/// The events of pressing and releasing it. Modifier keys go down before it and up after it, and each event
+/// carries the modifiers held at that time.
 std::vector<inputEvent::Key> keyEvents(const KeyPress& press);
 
-// For the help: all names, in lines.
+/// All names, as lines for the help.
 const std::string& keyNameHelp();
 
 }  // namespace quorl::client

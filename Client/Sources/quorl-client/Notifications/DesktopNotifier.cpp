@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint64_t patienceMicroseconds = 2'000'000;
 constexpr const char* destination = "org.freedesktop.Notifications";
 constexpr const char* path = "/org/freedesktop/Notifications";
-// Until the person takes it away: who is awaited may be away for long.
+// Shown until dismissed: the person may be away for long.
 constexpr int neverExpires = 0;
 
 struct Reply {
@@ -27,7 +27,7 @@ struct Reply {
   sd_bus_error error = SD_BUS_ERROR_NULL;
 };
 
-// The body may be read as markup (Desktop Notifications Specification, "Markup").
+// A service may interpret the body as markup (Desktop Notifications Specification, "Markup").
 std::string escaped(std::string_view text) {
   std::string result;
   for (const char letter : text) {

@@ -8,15 +8,17 @@ struct sd_bus;
 
 namespace quorl::client {
 
-// Raises notifications on the person's desktop (org.freedesktop.Notifications on the session bus). Without a
-// session bus, or without anybody on it who shows them, it does nothing; it never starts a bus.
-// Queue: one thread; a call that nobody answers takes two seconds at most. Ownership: the command's.
+/// Shows desktop notifications (org.freedesktop.Notifications on the session bus). Without a session bus or a
+/// notification service it does nothing; it never starts a bus.
+///
+/// *Queue*: one thread. *Blocking*: up to two seconds if the service does not answer. *Ownership*: the
+/// command's.
 class DesktopNotifier {
  public:
   DesktopNotifier();
 
   bool isConnected() const { return bus_ != nullptr; }
-  // Whether somebody took it.
+  /// Whether the service accepted it.
   bool show(const std::string& title, const std::string& body);
 
  private:

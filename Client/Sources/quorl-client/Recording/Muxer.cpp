@@ -51,7 +51,7 @@ struct Muxer::File {
     const bool isHEVC = config.codec == VideoCodec::hevc;
     parameters->codec_type = AVMEDIA_TYPE_VIDEO;
     parameters->codec_id = isHEVC ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264;
-    // Sample entries whose parameter sets stand in the configuration record (ISO/IEC 14496-15).
+    // Sample entries with their parameter sets in the configuration record (ISO/IEC 14496-15).
     parameters->codec_tag = isHEVC ? MKTAG('h', 'v', 'c', '1') : MKTAG('a', 'v', 'c', '1');
     parameters->width = size.width;
     parameters->height = size.height;
@@ -93,7 +93,7 @@ Outcome<void> Muxer::write(EncodedPicture picture) {
     pending_ = std::move(picture);
     return {};
   }
-  // A host's clock that stands still or goes back must not break the file.
+  // The file must stay valid if the host's clock stops or goes back.
   const auto time = static_cast<std::int64_t>(picture.ptsMicros - firstPts_);
   const auto duration = std::max(time - pendingTime_, shortestDuration);
   if (auto written = writePending(duration); !written) return written;

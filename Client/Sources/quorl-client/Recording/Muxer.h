@@ -13,18 +13,19 @@
 
 namespace quorl::client {
 
-// Writes the pictures of a stream to an MP4 file (ISO/IEC 14496-14) as they are, without encoding again. The
-// file grows beside its final name and takes it in `finish`; a muxer dropped before that leaves no file.
-// Queue: one at a time. Ownership: the command's.
+/// Writes the pictures of a stream to an MP4 file (ISO/IEC 14496-14) without encoding them again. The file is
+/// written as "NAME.part" and renamed in `finish`; a muxer destroyed before that leaves no file.
+///
+/// *Queue*: one at a time. *Blocking*: on the disk. *Ownership*: the command's.
 class Muxer {
  public:
   static Outcome<std::unique_ptr<Muxer>> create(const std::filesystem::path& path,
                                                 const DecoderConfig& config, PixelSize size);
   ~Muxer();
 
-  // Pictures before the first key frame are left out; presentation times become relative to it.
+  /// Pictures before the first key frame are skipped; presentation times are relative to it.
   Outcome<void> write(EncodedPicture picture);
-  // `shown`: since the arrival of the first picture, so that the last one is held as long as it was seen.
+  /// `shown`: the time since the first picture arrived. It gives the last picture its duration.
   Outcome<void> finish(Clock::duration shown);
 
   std::uint64_t pictures() const { return pictures_; }
@@ -37,7 +38,7 @@ class Muxer {
   std::filesystem::path path_;
   std::filesystem::path temporary_;
   std::unique_ptr<File> file_;
-  // A picture's duration is known when the next one comes.
+  // The last picture: its duration is known when the next one arrives.
   std::optional<EncodedPicture> pending_;
   std::int64_t pendingTime_ = 0;
   std::uint64_t firstPts_ = 0;

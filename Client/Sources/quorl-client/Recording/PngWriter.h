@@ -7,10 +7,10 @@
 
 namespace quorl::client {
 
-// PNG (ISO/IEC 15948) with 8 bits for each of red, green and blue.
+/// PNG (ISO/IEC 15948) with 8 bits for each of red, green and blue.
 Outcome<Bytes> encodePNG(const DecodedPicture& picture);
 
-// Replaces `path` in one step.
+/// Replaces `path` in one step; see QuorlUnix/AtomicFile.h.
 Outcome<void> writePNG(const DecodedPicture& picture, const std::filesystem::path& path);
 
 }  // namespace quorl::client

@@ -13,8 +13,8 @@ namespace {
 ClientError refusal(const WireError& error) {
   std::string advice;
   if (error.code == "proto.version")
-    advice = fmt::format("This client speaks version {}; bring the older of the two up to date.",
-                         WireProtocol::version);
+    advice =
+        fmt::format("This client speaks version {}; update the older of the two.", WireProtocol::version);
   else if (error.code == "auth.lockout")
     advice = "Wait a few minutes, then pair with the PIN that the host shows now.";
   else if (error.code == "auth.tooManyAttempts")
@@ -25,7 +25,7 @@ ClientError refusal(const WireError& error) {
           fmt::format("the host refused: {} ({})", printable(error.message), printable(error.code)), advice};
 }
 
-// An ending during the handshake is a refusal when the host said why.
+// The end of the session during the handshake is a refusal if the host gave a reason.
 ClientError asRefusal(const Session& session, ClientError error) {
   const bool endedByHost = error.code == ExitCode::failure && session.lastHostError();
   return endedByHost ? refusal(*session.lastHostError()) : error;
@@ -45,7 +45,7 @@ Outcome<Case> await(Session& session, Deadline deadline) {
       return std::unexpected(refusal(error->_0));
     if (std::holds_alternative<message::Bye>(**received))
       return failed(ExitCode::refused, "the host ended the session",
-                    "It may be shutting down, or another user holds its screen; try again later.");
+                    "It may be shutting down, or another user may have its screen; try again later.");
   }
 }
 
@@ -58,7 +58,7 @@ Outcome<HelloAck> exchangeHello(Session& session, Hello hello, Deadline deadline
     return failed(ExitCode::refused,
                   fmt::format("the host speaks protocol version {}, this client version {}",
                               answer->_0.protocolVersion, WireProtocol::version),
-                  "Bring the older of the two up to date.");
+                  "Update the older of the two.");
   session.hostDevice = answer->_0.device;
   return std::move(answer->_0);
 }

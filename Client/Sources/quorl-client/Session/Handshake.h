@@ -10,7 +10,7 @@
 
 namespace quorl::client {
 
-// The opening of a session. A host tells nothing before the client has proved a token or the PIN:
+// The start of a session. A host sends nothing else before the client has proved a token or the PIN:
 //
 //   client                         host
 //   hello                   ->
@@ -20,13 +20,13 @@ namespace quorl::client {
 //   pairRequest             ->                                     a new client
 //                           <-     pairResponse, helloAck (authenticated true)
 //
-// Each of these steps waits for its answer until the deadline and fails with `refused`, `timedOut`, or what
-// the session failed with.
+// Each step waits for its answer until the deadline and fails with `refused`, `timedOut` or the session's
+// failure.
 
-// The first hello: who the host is, and the nonce for the proof.
+/// The first hello. The answer has the description of the host and the nonce for the proof.
 Outcome<HelloAck> greet(Session& session, const DeviceInfo& device, Deadline deadline);
 
-// The second hello, with the proof of the token over the nonce of `greeting`.
+/// The second hello, with the proof of the token over the nonce of `greeting`.
 Outcome<HelloAck> proveToken(Session& session, const DeviceInfo& device, ByteView token,
                              const HelloAck& greeting, Deadline deadline);
 
@@ -35,7 +35,7 @@ struct Paired {
   Bytes token;
   HelloAck acknowledgement;
 };
-// After WrongPIN the host may be asked again with the same greeting, a few times.
+/// After WrongPIN another PIN may be tried with the same greeting, a few times.
 Outcome<std::variant<Paired, WrongPIN>> provePIN(Session& session, std::string_view pin,
                                                  const HelloAck& greeting, Deadline deadline);
 

@@ -10,16 +10,16 @@
 
 namespace quorl::client {
 
-// Where a host listens.
+/// The address of a host.
 struct HostAddress {
   std::string host;  // a name or a numeric address, IPv6 without brackets
   std::uint16_t port = WireProtocol::defaultPort;
 
-  // "name", "name:port", "10.0.0.2:47900", "fe80::1%eth0" (no port), "[fe80::1]:port". A text with two colons
-  // or more and no brackets is an IPv6 address. Nothing for an empty host or a port outside 1 to 65535.
+  /// "name", "name:port", "10.0.0.2:47900", "fe80::1%eth0" (no port), "[fe80::1]:port". A text with two or
+  /// more colons and no brackets is an IPv6 address. Nothing for an empty host or a port outside 1 to 65535.
   static std::optional<HostAddress> parse(std::string_view text);
 
-  // The form that `parse` reads; the default port is left out.
+  /// A text that `parse` reads; the default port is left out.
   std::string text() const;
 
   bool operator==(const HostAddress&) const = default;

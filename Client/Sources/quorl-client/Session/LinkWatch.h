@@ -8,8 +8,9 @@
 
 namespace quorl::client {
 
-// Notices a host that vanished without a word: a silent one is asked, one that does not answer is lost.
-// Queue: one at a time. Ownership: a value.
+/// Detects a host that vanished: after a silence it is pinged, and without an answer it is given up.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class LinkWatch {
  public:
   static constexpr auto askAfter = std::chrono::seconds(5);

@@ -8,14 +8,15 @@
 
 namespace quorl::client {
 
-// How long to wait before the next attempt to connect: soon at first, as most breaks are short, then more
-// and more seldom.
-// Queue: one at a time. Ownership: a value.
+/// The delay before the next attempt to connect: short at first, because most breaks are short, then doubled
+/// up to a limit.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class ReconnectBackoff {
  public:
   static constexpr Clock::duration first = std::chrono::milliseconds(250);
   static constexpr Clock::duration last = std::chrono::seconds(8);
-  // A connection that held so long was a good one.
+  /// After a connection that lasted this long, the delay starts from `first`.
   static constexpr Clock::duration stable = std::chrono::seconds(10);
 
   Clock::duration next() {

@@ -43,7 +43,7 @@ Outcome<void> Session::send(const OutgoingFrame& frame) {
     header.msg_iovlen = parts.size();
     const auto count = ::sendmsg(socket_.get(), &header, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (count >= 0) written = static_cast<std::size_t>(count);
-    // A broken pipe is told by the next read, which may still hold the host's last words.
+    // The next read reports a broken pipe and may still return the host's last messages.
   }
   const auto rest = [&](ByteView part) {
     const auto done = std::min(written, part.size());
@@ -89,7 +89,7 @@ Outcome<void> Session::writeSome() {
   const auto count =
       ::send(socket_.get(), outbox_.data() + outboxHead_, unsentBytes(), MSG_NOSIGNAL | MSG_DONTWAIT);
   if (count < 0) {
-    // From now on a wait reads only, and so finds the end and its reason.
+    // From now on waits only read, and so find the end and its reason.
     if (errno != EAGAIN && errno != EINTR) isWritable_ = false;
   } else {
     outboxHead_ += static_cast<std::size_t>(count);
@@ -150,7 +150,7 @@ std::optional<ControlMessage> Session::decodeControl(const Frame& frame) {
   if (!decoded) return std::nullopt;
   if (const auto* error = std::get_if<message::Error>(&*decoded)) lastHostError_ = error->_0;
   if (const auto* closed = std::get_if<message::SessionClosed>(&*decoded)) closingReason_ = closed->reason;
-  // The end is often read before the message that gives its reason is decoded.
+  // The end is often read before the message with its reason is decoded.
   if (ended_ && endedByHost_) ended_ = closedError();
   return std::move(*decoded);
 }

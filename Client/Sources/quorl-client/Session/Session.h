@@ -18,37 +18,38 @@
 
 namespace quorl::client {
 
-// One TCP session with a host, from connect to close: frames in, frames out. What the frames mean is the
-// caller's business, except that pings are answered and that the last error the host told is remembered for
-// the moment when it closes the connection.
-// Queue: one thread. Ownership: the command's. Lifetime: shorter than its Waiter.
+/// One TCP session with a host, from connect to close: frames in, frames out. The caller interprets the
+/// frames; the session itself answers pings and keeps the host's last error, which is reported when the host
+/// closes.
+///
+/// *Queue*: one thread. *Ownership*: the command's. *Lifetime*: shorter than its Waiter.
 class Session {
  public:
   static Outcome<std::unique_ptr<Session>> connect(const HostAddress& address, Waiter& waiter,
                                                    Deadline deadline);
 
-  // Queues the frame and writes what the socket takes at once; the rest goes out during the next wait.
+  /// Queues the frame and writes what the socket takes at once. The rest is sent during the next wait.
   Outcome<void> send(const OutgoingFrame& frame);
   Outcome<void> send(const ControlMessage& message);
   Outcome<void> send(const InputEvent& event);
-  // Stays above 0 when the connection broke in the middle of a frame, which the host then never sees.
+  /// Bytes not yet taken by the socket. Above 0 after a break: the host never received the last frame whole.
   std::size_t unsentBytes() const { return outbox_.size() - outboxHead_; }
 
-  // Waits until a frame is there, one of the descriptors is readable, or the deadline has come. Frames that
-  // came before the host closed the connection are delivered before its closing is reported.
+  /// Waits until a frame has arrived, a descriptor of `alsoReadable` is readable, or the deadline. Frames
+  /// that arrived before the host closed the connection are delivered before the close is reported.
   Outcome<Waiter::Ready> wait(Deadline deadline, std::span<const int> alsoReadable = {});
   std::optional<Frame> takeFrame();
 
-  // The next control message; nothing at the deadline. Other frames are skipped, and so are messages of a
-  // newer protocol, which cannot be decoded.
+  /// The next control message; nothing at the deadline. Skips other frames and messages that cannot be
+  /// decoded (of a newer protocol).
   Outcome<std::optional<ControlMessage>> nextControl(Deadline deadline);
-  // For callers that take frames themselves. Nothing for what cannot be decoded.
+  /// For callers that take frames themselves. Nothing if the frame cannot be decoded.
   std::optional<ControlMessage> decodeControl(const Frame& frame);
 
-  // Sends `bye` and lets the host close, so that nothing sent before is lost; gives up at the deadline.
+  /// Sends `bye` and waits until the host closes, so that nothing sent is lost, at most until the deadline.
   void finish(Deadline deadline);
 
-  // Who the host says it is; set by the handshake.
+  /// The description that the host sent; set by the handshake.
   DeviceInfo hostDevice;
 
   int descriptor() const { return socket_.get(); }
@@ -57,7 +58,7 @@ class Session {
   std::uint64_t receivedBytes() const { return receivedBytes_; }
   const std::optional<WireError>& lastHostError() const { return lastHostError_; }
 
-  // The last error that the host has sent plays no part in what `wait` says of an end.
+  /// Makes `wait` ignore the last error of the host when it reports a close.
   void forgetHostError() { lastHostError_.reset(); }
 
  private:
@@ -76,7 +77,7 @@ class Session {
   Bytes receiveBuffer_;
   std::deque<Frame> inbox_;
   std::uint64_t receivedBytes_ = 0;
-  // Why nothing more will come; told once the inbox is empty.
+  // Why nothing more will arrive; reported once the inbox is empty.
   std::optional<ClientError> ended_;
   bool endedByHost_ = false;
 

@@ -47,7 +47,7 @@ Resolution resolveNow(const HostAddress& address, int flags) {
   return result;
 }
 
-// The resolver has no deadline of its own, so it works on a thread that may outlive the wait for it.
+// The resolver has no deadline, so it runs on a thread that may outlive the wait.
 struct PendingResolution {
   Descriptor done{::eventfd(0, EFD_CLOEXEC)};
   std::mutex lock;
@@ -70,7 +70,7 @@ Outcome<std::vector<Endpoint>> resolve(const HostAddress& address, Waiter& waite
   const std::scoped_lock guard(pending->lock);
   if (*ready == Waiter::Ready::deadline)
     return failed(ExitCode::unreachable, fmt::format("no answer when looking up the name {}", address.host),
-                  "Check the network, or give the host's address in numbers.");
+                  "Check the network, or give the host's numeric address.");
   if (pending->result.status != 0)
     return failed(ExitCode::unreachable,
                   fmt::format("{} cannot be found: {}", address.host, ::gai_strerror(pending->result.status)),
@@ -101,7 +101,7 @@ void tune(int descriptor) {
   const int on = 1;
   ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
   ::setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-  // A host that vanished without a word is noticed while we send (RFC 5482).
+  // Detects a vanished host while data is unacknowledged (RFC 5482).
   const unsigned int milliseconds = 30'000;
   ::setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &milliseconds, sizeof milliseconds);
 }
@@ -114,7 +114,7 @@ std::unexpected<ClientError> unreachable(const HostAddress& address, int status)
   if (status == ETIMEDOUT)
     return failed(ExitCode::unreachable,
                   fmt::format("no answer from {} on port {}", address.host, address.port),
-                  "Check that the computer is awake and that no firewall stands between.");
+                  "Check that the computer is awake and that no firewall blocks the port.");
   return failed(
       ExitCode::unreachable,
       fmt::format("{} cannot be reached on port {}: {}", address.host, address.port, std::strerror(status)),
@@ -155,7 +155,7 @@ Outcome<Descriptor> connectTCP(const HostAddress& address, Waiter& waiter, Deadl
 }
 
 Outcome<DatagramSocket> openDatagramSocket(int session) {
-  // The same local address and family as the session: the host sends to where the session comes from.
+  // The local address and family of the session, because the host sends to that address.
   sockaddr_storage local{};
   socklen_t size = sizeof local;
   if (::getsockname(session, reinterpret_cast<sockaddr*>(&local), &size) != 0)
@@ -165,7 +165,7 @@ Outcome<DatagramSocket> openDatagramSocket(int session) {
   else
     reinterpret_cast<sockaddr_in6&>(local).sin6_port = 0;
   Descriptor descriptor(::socket(local.ss_family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  // A key frame is a burst of a thousand datagrams; the kernel grants what its limit allows.
+  // A key frame is a burst of about a thousand datagrams. The kernel may grant less.
   const int wanted = 8 << 20;
   if (descriptor.isOpen()) ::setsockopt(descriptor.get(), SOL_SOCKET, SO_RCVBUF, &wanted, sizeof wanted);
   if (!descriptor.isOpen() || ::bind(descriptor.get(), reinterpret_cast<sockaddr*>(&local), size) != 0 ||

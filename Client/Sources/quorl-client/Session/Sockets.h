@@ -9,28 +9,27 @@
 
 namespace quorl::client {
 
-// A connected, non-blocking TCP socket without Nagle's delay. A name's addresses are tried in turn, each with
-// its share of the time left. Fails with `unreachable` for everything that a network can do.
+/// A connected, non-blocking TCP socket with TCP_NODELAY. The addresses of a name are tried in turn, each
+/// with its share of the remaining time. Fails with `unreachable` for every network error.
 Outcome<Descriptor> connectTCP(const HostAddress& address, Waiter& waiter, Deadline deadline);
 
-// Receives datagrams from the host at the other end of `session`, and from nobody else.
+/// A socket for datagrams from the host at the other end of `session`.
 struct DatagramSocket {
   Descriptor descriptor;
   std::uint16_t port = 0;  // ours, for the host to send to
 };
 Outcome<DatagramSocket> openDatagramSocket(int session);
 
-// One datagram, or nothing when none is waiting. Datagrams from another address than the session's host are
-// swallowed.
+/// Reads datagrams and drops those from another address than the session's host.
 class DatagramReader {
  public:
   DatagramReader(int datagrams, int session);
-  // The bytes are valid until the next call.
+  /// The next datagram, or null if none is waiting. The bytes are valid until the next call.
   const std::uint8_t* next(std::size_t& size);
 
  private:
   int descriptor_ = -1;
-  // The host's address as the socket tells it: family and address bytes.
+  // The host's address as the socket reports it: family and address bytes.
   std::array<std::uint8_t, 16> peer_{};
   std::size_t peerSize_ = 0;
   std::array<std::uint8_t, 2048> buffer_{};

@@ -12,14 +12,14 @@
 namespace quorl::client {
 namespace {
 
-// A paste goes in pieces of this size, so that an interrupt typed behind it is not far behind.
+// A paste is sent in pieces of this size, so that an interrupt typed after it does not wait for long.
 constexpr std::size_t pieceSize = 16'384;
-// So much may wait to be sent before no more is read from the terminal.
+// The limit of unsent input; above it nothing is read from the terminal.
 constexpr std::size_t maxTyped = 64U << 20;
 constexpr auto connectPatience = std::chrono::seconds(5);
 constexpr auto lateReplay = std::chrono::milliseconds(500);
 constexpr auto lastWordsLimit = std::chrono::seconds(3);
-// For keys typed before the one that detaches.
+// The time to send keys typed before the detach key.
 constexpr auto farewell = std::chrono::seconds(2);
 
 constexpr UUID noAgent{};
@@ -93,11 +93,11 @@ Outcome<void> Attachment::begin() {
   if (const auto size = terminal_.size()) resizes_.note(*size);
   resizes_.forgetWhatWasSent();
   if (auto nudged = askForRepaint(); !nudged) return nudged;
-  // The size first, so that what the program paints for us has it.
+  // The size first, so that the program paints with it.
   if (auto sent = sendWhatIsDue(); !sent) return sent;
-  // The host does these in order. It makes the list after it has shown what it keeps, so the list says that
-  // all of that has come, and when the agent had ended before. Other lists may be under way: the one that is
-  // meant comes after the refusal of an agent that cannot be.
+  // The host handles these in order and makes the list after the replay, so the list marks the end of the
+  // replay and also shows whether the agent had already ended. Other lists may be on their way: the right one
+  // follows the refusal of an agent that cannot exist.
   const ControlMessage subscribe(message::AgentCommand{agentCommand::Subscribe{agent_.id}});
   const ControlMessage nobody(message::AgentCommand{agentCommand::Subscribe{noAgent}});
   for (const ControlMessage& message : {subscribe, nobody, ControlMessage(message::RequestAgentList{})})
@@ -105,7 +105,8 @@ Outcome<void> Attachment::begin() {
   return {};
 }
 
-// Programs repaint when the size changes, and a size told again is no change. The right one follows at once.
+// Programs repaint when the size changes, but the same size again is no change. The right size follows at
+// once.
 Outcome<void> Attachment::askForRepaint() {
   const auto size = terminal_.size();
   if (!size || !output_.isInAlternateScreen()) return {};
@@ -116,9 +117,9 @@ Outcome<void> Attachment::askForRepaint() {
 Outcome<void> Attachment::takeFrames() {
   while (const auto frame = session_->takeFrame()) {
     if (auto taken = take(*frame); !taken) return taken;
-    // After the output, for a terminal that was held up is not the host's silence.
+    // After the output was written: a slow terminal must not count as silence of the host.
     link_.heard(Clock::now());
-    // In a flood a key must not wait for all that has already come.
+    // Keys must not wait for a flood of output that has already arrived.
     if (auto read = readKeys(); !read) return read;
     if (auto sent = sendKeys(); !sent) return sent;
   }
@@ -154,7 +155,7 @@ void Attachment::take(const ControlMessage& message) {
     if (error->_0.code != "agent.unknown") return;
     if (error->_0.message.ends_with(noAgent.text())) {
       isListNext_ = true;
-      session_->forgetHostError();  // it was asked for
+      session_->forgetHostError();  // `begin` caused it
     } else if (!end_) {
       end_ = End::lost;
     }
@@ -223,7 +224,7 @@ Outcome<void> Attachment::sendWhatIsDue() {
   return sendKeys();
 }
 
-// One piece at a time is with the socket, so that it is known which one a break has cut.
+// The socket holds one piece at a time, so that after a break it is known which one was cut.
 Outcome<void> Attachment::sendKeys() {
   if (session_->unsentBytes() == 0) inFlight_.clear();
   while (!typed_.empty() && inFlight_.empty()) {
@@ -260,7 +261,7 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
     typedBytes_ += inFlight_.size();
     typed_.push_front(std::exchange(inFlight_, {}));
   }
-  // An ended agent has nothing more to say.
+  // No more output comes from an ended agent.
   if (end_) return end_;
   auto what = reason.what;
   waiter_.alsoWatched = terminal_.input();
@@ -300,12 +301,12 @@ Outcome<std::optional<Attachment::End>> Attachment::reconnect(const ClientError&
 }
 
 void Attachment::showNotice(std::string_view text) {
-  const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} leaves", detachName_);
+  const auto leave = detachName_.empty() ? std::string() : fmt::format("; {} detaches", detachName_);
   output_.showNotice(fmt::format("[quorl: {} - trying again{}]", text, leave));
 }
 
 Outcome<void> Attachment::leaveIfDue() {
-  // With the host away nothing could be sent, so there is no second press to wait for.
+  // Nothing can be sent without the host, so a second press would have no effect: do not wait for it.
   if (keys_.due()) hasDetached_ = true;
   if (hasDetached_) return failed(ExitCode::interrupted, "detached");
   return {};

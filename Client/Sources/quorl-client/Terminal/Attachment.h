@@ -20,26 +20,26 @@
 
 namespace quorl::client {
 
-// A person's terminal joined to an agent's: keys go there, output comes here, until one of them ends it.
-//
-// A break of the connection does not end it: the person is told in one line, and when the host answers again
-// the output goes on where it stopped. What is typed meanwhile waits. What was given to the broken
-// connection whole is not sent again, for nobody can tell whether it arrived; nothing is ever sent twice.
-//
-// Queue: one thread. Ownership: borrows the terminal and the waiter. Lifetime: one `run`.
+/// Connects a person's terminal to an agent's: keys go to the agent, its output comes here.
+///
+/// A break of the connection does not end it. A notice is shown, and when the host answers again the output
+/// continues where it stopped. Keys typed meanwhile are kept. Keys that the broken connection took whole are
+/// not sent again, because they may have arrived: nothing is sent twice.
+///
+/// *Queue*: one thread. *Ownership*: borrows the terminal and the waiter. *Lifetime*: one `run`.
 class Attachment {
  public:
-  // Connects anew, until the deadline.
+  /// Opens a new session, at most until the deadline.
   using Opener = std::function<Outcome<std::unique_ptr<Session>>(Deadline)>;
   enum class End : std::uint8_t {
     detached,  // by the key
     ended,     // the agent has ended
-    lost       // the host knows the agent no longer
+    lost       // the host no longer has the agent
   };
 
   Attachment(AgentDescriptor agent, DetachKey key, RawTerminal& terminal, Waiter& waiter, Opener reopen);
 
-  // Sets the terminal's modes back before it returns, however it ends.
+  /// Restores the terminal's modes before it returns, in every case.
   Outcome<End> run(std::unique_ptr<Session> session);
 
  private:
@@ -62,7 +62,7 @@ class Attachment {
   Outcome<void> waitForRetry();
   void showNotice(std::string_view text);
 
-  // What an agent printed last arrives before the news of its end, unless this terminal was slow.
+  // The last output of an agent arrives before the report of its end, unless this terminal was slow.
   static constexpr auto lastWords = std::chrono::milliseconds(100);
 
   const AgentDescriptor agent_;
@@ -73,9 +73,9 @@ class Attachment {
 
   KeyFilter keys_;
   const std::string detachName_;
-  std::deque<Bytes> typed_;  // not yet given to a connection
+  std::deque<Bytes> typed_;  // not yet passed to a connection
   std::size_t typedBytes_ = 0;
-  Bytes inFlight_;  // given, and not yet wholly taken by the socket
+  Bytes inFlight_;  // passed to the connection, not yet taken whole by the socket
   bool hasDetached_ = false;
   Deadline detachedAt_{};
 
@@ -86,7 +86,7 @@ class Attachment {
 
   bool isListNext_ = false;  // the next agent list ends the replay of this subscription
   std::optional<End> end_;
-  Deadline quietUntil_{};  // when the last output of an ended agent has surely come
+  Deadline quietUntil_{};  // when the last output of an ended agent has arrived
   Deadline endDeadline_{};
 };
 

@@ -13,16 +13,16 @@
 namespace quorl::client {
 namespace {
 
-// CAN and RIS: how a host begins what it shows a terminal that did not keep up.
+// CAN and RIS: a host sends them before a fresh start for a terminal that did not keep up.
 constexpr std::string_view afresh =
     "\x18\x1b"
     "c";
 // CAN, cursor home, erase all (ECMA-48, CUP and ED).
 constexpr std::string_view clearScreen = "\x18\x1b[0m\x1b[H\x1b[2J";
-// xterm keeps titles on a stack.
+// The title stack of xterm.
 constexpr std::string_view pushTitle = "\x1b[22;0t";
 constexpr std::string_view popTitle = "\x1b[23;0t";
-// The alternate screen, which keeps the cursor and the first one (xterm, mode 1049).
+// The alternate screen, which saves the cursor and the normal screen (xterm, mode 1049).
 constexpr std::string_view ownScreen = "\x1b[?1049h";
 constexpr std::string_view leaveOwnScreen = "\x1b[?1049l";
 
@@ -39,7 +39,7 @@ Outcome<void> AttachmentOutput::show(ByteView output) {
     if (preamble->before == TerminalPreamble::Before::history)
       return showReplay(preamble->modes, preamble->rest);
     seen_.append(preamble->rest);
-    // Over a connection that broke, the modes of before may be the wrong ones.
+    // After a break the earlier modes may be outdated.
     if (auto begun = beginAfresh(preamble->modes); !begun) return begun;
     return emit(preamble->rest);
   }
@@ -50,8 +50,9 @@ Outcome<void> AttachmentOutput::show(ByteView output) {
   return emit(output);
 }
 
-// What a host has kept comes first. It keeps nothing of a program that has printed nothing, whose first
-// output is live; of a full screen it marks what comes; and a tab is always shown as a whole first.
+// A host first sends what it keeps. It keeps nothing of a program that has printed nothing, so the first
+// output of that is live. Output of a full-screen program has a preamble, and a tab always starts with its
+// whole text.
 bool AttachmentOutput::isReplay() const {
   return !hasReplay_ || seen_.hasAny() || kind_ == AgentKind::externalTerminal;
 }
@@ -74,14 +75,14 @@ Outcome<void> AttachmentOutput::showReplay(ByteView modes, ByteView history) {
   return emit(fitForReplay(history));
 }
 
-// What a host sends to one that did not keep up. Its reset would take the person's own history with it.
+// Output for a terminal that did not keep up. The host's reset would also erase the terminal's own history.
 Outcome<void> AttachmentOutput::showAfresh(ByteView output) {
   seen_.append(output);
   if (auto begun = beginAfresh(bytesOf(clearScreen)); !begun) return begun;
   return emit(fitForReplay(output));
 }
 
-// A tab's text comes in whole lines, or whole where it was painted anew.
+// A tab's text arrives in whole lines, or as a whole after a repaint.
 Outcome<void> AttachmentOutput::showTabText(ByteView output) {
   const bool isOnNewLine = seen_.endsInLineFeed();
   seen_.append(output);
@@ -99,7 +100,7 @@ Outcome<void> AttachmentOutput::showTabText(ByteView output) {
   return emit(output);
 }
 
-// Out of whatever the terminal was left in, then `beginning`.
+// Undoes the current modes, then writes `beginning`.
 Outcome<void> AttachmentOutput::beginAfresh(ByteView beginning) {
   if (auto written = terminal_.write(modes_.restoring()); !written) return written;
   modes_ = TerminalModes();
@@ -107,8 +108,8 @@ Outcome<void> AttachmentOutput::beginAfresh(ByteView beginning) {
   return emit(beginning);
 }
 
-// The beginning of a sequence or of a character waits for its rest: so whatever else is written to the
-// terminal, a notice or the end of all, goes between two of them.
+// Holds back the beginning of an unfinished sequence or character, so that a notice or the end never falls
+// inside one.
 Outcome<void> AttachmentOutput::emit(ByteView output) {
   if (output.empty()) return {};
   modes_.follow(output);
@@ -141,14 +142,14 @@ void AttachmentOutput::suspend() {
 }
 
 void AttachmentOutput::resume() {
-  // A shell has used the terminal meanwhile.
+  // A shell may have used the terminal meanwhile.
   if (hasChangedTitle_) terminal_.write(bytesOf(pushTitle));
   terminal_.write(modes_.setting());
 }
 
-// On a screen of its own, so that the terminal itself keeps the agent's as it is, to the cursor and the half
-// line. Over a full-screen program on its last line, as it repaints when the host is back; saving the cursor
-// would overwrite the one that the first screen has saved.
+// On the alternate screen, so that the terminal keeps the agent's screen, cursor included. A full-screen
+// program already uses that screen and repaints after the reconnection, so the notice overwrites its last
+// line; saving the cursor there would overwrite the saved cursor of the normal screen.
 void AttachmentOutput::showNotice(std::string_view notice) {
   // One line: only one can be cleared again.
   if (const auto size = terminal_.size())

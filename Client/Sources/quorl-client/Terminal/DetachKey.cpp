@@ -17,11 +17,11 @@ constexpr std::uint8_t escape = 0x1B;
 constexpr std::string_view pasteBegin = "\x1b[200~";  // xterm, bracketed paste mode
 constexpr std::string_view pasteEnd = "\x1b[201~";
 
-// Fewer bytes of an escape sequence may be keys of their own: Escape, or Alt with a bracket.
+// Fewer bytes of an escape sequence may be another key: Escape, or Alt with a bracket.
 constexpr std::size_t unmistakable = 3;
 
-// The control character (ECMA-48, C0) and the two ways in which terminals name a key with its modifiers:
-// "CSI code ; modifiers u" and xterm's modifyOtherKeys. Control is 4 above 1; the lock keys add 64 and 128.
+// The control character (ECMA-48, C0) and the two forms that name a key with its modifiers: "CSI code ;
+// modifiers u" and xterm's modifyOtherKeys. Modifiers are 1 plus bits: Control 4, the lock keys 64 and 128.
 DetachKey::Encodings encodingsOfControl(char letter) {
   DetachKey::Encodings result{{static_cast<std::uint8_t>(static_cast<unsigned char>(letter) & 0x1FU)}};
   for (const int modifiers : {5, 69, 133, 197})
@@ -54,7 +54,7 @@ Outcome<DetachKey> DetachKey::parse(std::string_view text) {
   DetachKey result;
   if (text == "none") return result;
   const auto wrong = [&] {
-    return failed(ExitCode::usage, fmt::format("'{}' is no detach key", text),
+    return failed(ExitCode::usage, fmt::format("'{}' is not a detach key", text),
                   "Examples: ctrl-], ^\\, 'ctrl-p ctrl-q', 'ctrl-a d', none.");
   };
   while (!text.empty()) {
@@ -87,7 +87,7 @@ KeyFilter::Match KeyFilter::matchAt(ByteView data, std::size_t& length) const {
       isBegun = true;
       continue;
     }
-    // Behind a first press the wait is short anyway.
+    // After a first press the wait is short anyway.
     if (!isBegun && !leavesAt_ && data.size() < unmistakable) return Match::none;
     const bool mayCome =
         std::ranges::any_of(encodings, [&](const Bytes& one) { return isPrefix(data, one); });
@@ -124,7 +124,7 @@ KeyFilter::Result KeyFilter::feed(ByteView typed, Clock::time_point now) {
         position += length - 1;
         continue;
       }
-      // Another key follows, so no second one will come.
+      // Another key follows, so there is no second press.
       result.hasDetached = leavesAt_.has_value();
       if (result.hasDetached) return result;
     }

@@ -14,36 +14,37 @@
 
 namespace quorl::client {
 
-// The keys that leave an attached terminal.
+/// The keys that detach from a terminal.
 struct DetachKey {
-  // All texts that a terminal may send for one key: a control character, or where a program has asked for it
-  // an escape sequence that names the key.
+  /// All texts that a terminal may send for one key: a control character, or an escape sequence that names
+  /// the key if a program has asked for those.
   using Encodings = std::vector<Bytes>;
 
-  std::vector<Encodings> keys;  // pressed one after the other; none: no key leaves
+  std::vector<Encodings> keys;  // pressed one after another; empty: no key detaches
   std::string name;             // for a person: "Ctrl-]"
 
-  // "ctrl-]", "^]", a sequence such as "ctrl-p ctrl-q" or "ctrl-a d", or "none".
+  /// "ctrl-]", "^]", a sequence such as "ctrl-p ctrl-q" or "ctrl-a d", or "none".
   static Outcome<DetachKey> parse(std::string_view text);
 };
 
-// Finds the detach key in what is typed, however the reads cut it. What cannot be the key passes at once;
-// only the beginning of the key is held back until the next bytes tell. Pressed twice in a short while the
-// key is sent once and leaves nothing. Pasted text is no key: between the marks of a bracketed paste
-// everything passes. Queue: one at a time. Ownership: a value.
+/// Finds the detach key in typed input, however reads cut it. Other input passes at once; only the beginning
+/// of the key is held back until the next bytes decide. Pressed twice in a short time, the key is sent once
+/// and does not detach. Pasted text between the marks of a bracketed paste always passes.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class KeyFilter {
  public:
   explicit KeyFilter(DetachKey key) : key_(std::move(key)) {}
 
   struct Result {
     Bytes passed;
-    bool hasDetached = false;  // what was typed behind the key is dropped
+    bool hasDetached = false;  // input after the key is dropped
   };
-  // How long the key may be waited for a second time.
+  /// The time for a second press.
   static constexpr auto again = std::chrono::milliseconds(400);
 
   Result feed(ByteView typed, Clock::time_point now);
-  // When a key that was pressed leaves, unless it is pressed again; nothing when none was.
+  /// When a pressed key detaches unless it is pressed again; nothing if none was pressed.
   std::optional<Clock::time_point> due() const { return leavesAt_; }
   bool hasDetached(Clock::time_point now) const { return leavesAt_ && now >= *leavesAt_; }
 

@@ -19,13 +19,13 @@ namespace {
 constexpr std::size_t readSize = 65'536;
 constexpr std::array crashes{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGQUIT};
 
-// What a crash sets back. A signal handler can reach nothing else than a variable of the process; it calls
-// only what POSIX lets a handler call.
+// The state that the crash handler restores. It is global because a signal handler has no other access; the
+// handler calls only async-signal-safe functions (POSIX).
 struct SavedTerminal {
   termios modes{};
   volatile sig_atomic_t descriptor = -1;
   volatile sig_atomic_t output = -1;
-  // One is written while the handler may read the other.
+  // One is written while the handler may read the other one.
   std::array<std::array<std::uint8_t, 4096>, 2> restoring{};
   std::array<volatile sig_atomic_t, 2> sizes{};
   volatile sig_atomic_t current = 0;
@@ -56,8 +56,8 @@ sigset_t terminalSignals() {
 Outcome<RawTerminal> RawTerminal::enter(int input, int output) {
   RawTerminal terminal(input, output);
   if (::isatty(input) != 1 || ::tcgetattr(input, &savedTerminal.modes) != 0)
-    return failed(ExitCode::usage, "standard input is no terminal",
-                  "Attach from a terminal; 'quorl_client prompt' serves scripts.");
+    return failed(ExitCode::usage, "standard input is not a terminal",
+                  "Run attach in a terminal; scripts can use 'quorl_client prompt'.");
   const auto signals = terminalSignals();
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   terminal.signals_ = Descriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
@@ -114,7 +114,7 @@ RawTerminal::Signals RawTerminal::takeSignals() {
     result.hasToStop |= number == SIGTSTP;
     result.hasContinued |= number == SIGCONT;
   }
-  // A shell that continued us has set modes of its own.
+  // The shell that continued this process has set its own modes.
   if (result.hasContinued) makeRaw();
   return result;
 }
@@ -139,7 +139,7 @@ Outcome<Bytes> RawTerminal::read() {
   Bytes bytes(readSize);
   const auto count = ::read(input_, bytes.data(), bytes.size());
   if (count < 0 && (errno == EINTR || errno == EAGAIN)) return Bytes();
-  if (count <= 0) return failed(ExitCode::interrupted, "the terminal has gone");
+  if (count <= 0) return failed(ExitCode::interrupted, "the terminal is gone");
   bytes.resize(static_cast<std::size_t>(count));
   return bytes;
 }
@@ -153,7 +153,7 @@ Outcome<void> RawTerminal::write(ByteView bytes) {
       pollfd waiting{output_, POLLOUT, 0};
       ::poll(&waiting, 1, -1);
     } else if (errno != EINTR) {
-      return failed(ExitCode::interrupted, std::string("nobody takes the output: ") + std::strerror(errno));
+      return failed(ExitCode::interrupted, std::string("the output is closed: ") + std::strerror(errno));
     }
   }
   return {};

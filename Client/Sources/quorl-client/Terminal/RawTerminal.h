@@ -12,20 +12,21 @@
 
 namespace quorl::client {
 
-// The terminal that a person sits at, in raw mode (POSIX.1-2017, termios): keys come byte by byte and none
-// of them is a signal. Its modes are set back by destruction, and by a handler when the process crashes.
-// Queue: one thread, on which the signals are blocked that come by `signals()`. Ownership: one at a time in a
-// process. Lifetime: raw from `enter` to destruction, but for `suspend`.
+/// The person's terminal in raw mode (POSIX.1-2017, termios): keys arrive byte by byte, and none raises a
+/// signal. Its modes are restored by the destructor, and by a handler if the process crashes.
+///
+/// *Queue*: one thread, on which the signals of `signals()` are blocked. *Ownership*: one at a time in a
+/// process. *Lifetime*: raw from `enter` to destruction, except during `stopProcess`.
 class RawTerminal final : public TerminalWriter {
  public:
-  // `input` must be a terminal; what is written goes to `output`.
+  /// `input` must be a terminal; `write` goes to `output`.
   static Outcome<RawTerminal> enter(int input, int output);
   RawTerminal(RawTerminal&& other) noexcept;
   RawTerminal& operator=(RawTerminal&&) = delete;
   ~RawTerminal() override;
 
   int input() const { return input_; }
-  // Readable when the window's size has changed, or the process was asked to stop or has been continued.
+  /// Readable after a change of the window size, a request to stop, or a continuation.
   int signals() const { return signals_.get(); }
   struct Signals {
     bool hasResized = false;
@@ -35,13 +36,13 @@ class RawTerminal final : public TerminalWriter {
   Signals takeSignals();
 
   std::optional<TerminalSize> size() const override;
-  // What is typed now, without waiting; nothing new is empty. The end of input fails with `interrupted`.
+  /// The input typed so far, without waiting; may be empty. Fails with `interrupted` at the end of input.
   Outcome<Bytes> read();
   Outcome<void> write(ByteView bytes) override;
-  // More than 4096 bytes are cut off.
+  /// More than 4096 bytes are cut off.
   void setRestoring(ByteView bytes) override;
 
-  // Gives the terminal back, stops the process, and takes the terminal again when it is continued.
+  /// Restores the terminal, stops the process, and sets raw mode again after the continuation.
   void stopProcess();
 
  private:

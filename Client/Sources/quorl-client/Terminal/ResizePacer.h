@@ -15,15 +15,16 @@ struct TerminalSize {
   bool operator==(const TerminalSize&) const = default;
 };
 
-// Dragging a window's corner gives a size for every pixel, and a full-screen program repaints for each. The
-// first goes out at once, then one in a while, and always the last.
-// Queue: one at a time. Ownership: a value.
+/// Limits resizes: dragging a window's corner makes one per pixel, and a full-screen program repaints for
+/// each. The first is sent at once, then at most one per `interval`, and always the last.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class ResizePacer {
  public:
   static constexpr auto interval = std::chrono::milliseconds(50);
 
   void note(TerminalSize size) { wanted_ = size; }
-  // To a new connection the size is told again.
+  /// For a new connection: the size is sent again.
   void forgetWhatWasSent() { sent_.reset(); }
 
   std::optional<TerminalSize> take(Clock::time_point now) {
@@ -33,7 +34,7 @@ class ResizePacer {
     next_ = now + interval;
     return wanted_;
   }
-  // When `take` will give something; nothing when all is told.
+  /// When `take` will return a size; nothing if it was sent already.
   std::optional<Clock::time_point> due() const {
     return wanted_ && wanted_ != sent_ ? std::optional(next_) : std::nullopt;
   }

@@ -7,10 +7,11 @@
 namespace quorl::client {
 namespace {
 
-// A shorter agreement may be chance.
+// A shorter match may be chance.
 constexpr std::size_t convincing = 64;
 
-// For each position of `text` how many bytes agree with the beginning of `text` (the Z function), linear.
+// For each position of `text`, how many bytes from there match the beginning of `text` (the Z function).
+// Linear.
 std::vector<std::uint32_t> agreements(const Bytes& text) {
   std::vector<std::uint32_t> result(text.size(), 0);
   std::size_t left = 0;
@@ -49,8 +50,8 @@ SeenOutput::Join SeenOutput::join(ByteView first) const {
   const auto notFound = first.size() > pieceLimit ? Join{Kind::gap, 0} : Join{Kind::live, 0};
   if (seen.empty()) return {Kind::follows, 0};
   if (first.size() > 2 * replayLimit) return notFound;
-  // Backwards, both ends meet: the agreement at the place of first's byte p says how many bytes before p are
-  // also the last ones seen.
+  // Both texts are reversed, so the match at the position of byte p of `first` is the number of bytes before
+  // p that are also the last bytes shown.
   Bytes text(seen.rbegin(), seen.rend());
   text.insert(text.end(), first.rbegin(), first.rend());
   const auto lengths = agreements(text);
@@ -59,7 +60,7 @@ SeenOutput::Join SeenOutput::join(ByteView first) const {
   for (std::size_t end = 1; end <= first.size(); ++end) {
     const auto place = seen.size() + first.size() - end;
     const auto agreed = std::min<std::size_t>({lengths[place], seen.size(), end});
-    // It counts only when it reaches back to the beginning of one of the two.
+    // It counts only if it reaches back to the beginning of one of the two.
     if (agreed != std::min(seen.size(), end) || agreed <= best) continue;
     if (agreed < convincing && agreed != end) continue;
     if (agreed < convincing && agreed != seen.size()) continue;

@@ -8,12 +8,13 @@
 
 namespace quorl::client {
 
-// The end of what a terminal has been shown. After a break the host sends what it keeps of the output, most
-// of which has been seen; this tells where the news begin.
-// Queue: one at a time. Ownership: a value.
+/// The end of the output that a terminal has shown. After a break the host replays what it keeps, most of
+/// which was shown before; this finds where new output starts.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class SeenOutput {
  public:
-  // As much as a host keeps of a session's output, and no live piece is larger than the second.
+  /// The bytes that a host keeps of a session's output, and the size limit of a live piece.
   static constexpr std::size_t replayLimit = 262'144;
   static constexpr std::size_t pieceLimit = 65'536;
 
@@ -23,15 +24,15 @@ class SeenOutput {
 
   struct Join {
     enum class Kind : std::uint8_t {
-      follows,  // `newFrom` on is what comes next
-      gap,      // a replay that begins behind what was seen: the terminal must begin afresh
-      live      // no replay: output of now
+      follows,  // new output starts at `newFrom`
+      gap,      // a replay that starts after the shown output: the terminal must be cleared
+      live      // not a replay
     };
     Kind kind = Kind::live;
     std::size_t newFrom = 0;
   };
-  // For the first output after a break. A host that shows nothing (a full-screen program repaints instead)
-  // sends live output first; a replay that has lost its beginning is longer than any live piece.
+  /// For the first output after a break. It is live if the host replays nothing, because a full-screen
+  /// program repaints instead. A replay that has lost its beginning is longer than any live piece.
   Join join(ByteView first) const;
 
  private:

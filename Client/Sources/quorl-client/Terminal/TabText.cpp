@@ -25,7 +25,7 @@ bool isBlank(const std::string& line) {
   return line.find_first_not_of(' ') == std::string::npos;
 }
 
-// How many of `lines` occur in `text`, one after the other.
+// How many of `lines` occur in `text`, in this order.
 std::size_t foundInOrder(const std::vector<std::string>& lines, const std::vector<std::string>& text) {
   std::size_t found = 0;
   auto from = text.begin();

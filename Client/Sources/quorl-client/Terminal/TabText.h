@@ -9,23 +9,24 @@
 
 namespace quorl::client {
 
-// The text of a terminal tab that a host reads again and again. It sends the lines that came since the last
-// look, and the whole text where it finds no lines that both share: a program has painted something anew.
-// A repeat is recognised by how much of the last lines it holds. Queue: one at a time. Ownership: a
-// value.
+/// The text of a terminal tab, which a host polls. The host sends the lines added since the last poll, or the
+/// whole text if old and new share no lines, because a program has repainted. A repeat of the whole text is
+/// recognised by how many of the last lines it contains.
+///
+/// *Queue*: one at a time. *Ownership*: a value.
 class TabText {
  public:
   static constexpr std::size_t usualRows = 24;
 
   void begin(ByteView whole);
-  // Takes a further piece; whether it is the whole text once more.
+  /// Takes the next piece. Returns whether it is the whole text again.
   bool takeIsRepeat(ByteView piece);
 
-  // The end of a text, `count` lines at most, without the last line's end.
+  /// The last `count` lines at most, without the final line feed.
   static Bytes lastLines(ByteView text, std::size_t count);
 
  private:
-  // What a screen shows, about.
+  // About the rows of a screen.
   static constexpr std::size_t compared = 60;
 
   void keepLast();

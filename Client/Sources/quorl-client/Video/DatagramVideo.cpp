@@ -19,7 +19,7 @@ DatagramVideo::Actions DatagramVideo::accept(ByteView datagram, Clock::time_poin
     if (next_ == 0) next_ = frameID;
     waiting_.insert_or_assign(frameID, std::move(*packet));
   }
-  // Eviction means that a frame before those pending will never be whole.
+  // After an eviction, a frame before the pending ones can never be complete.
   if (reassembler_.consumeDropFlag() && waiting_.empty() && !awaitingKeyframe_) {
     ++lostFrames_;
     askForKeyframe(actions, now);
@@ -45,7 +45,7 @@ std::optional<Clock::time_point> DatagramVideo::nextTick() const {
   return due;
 }
 
-// Whether the frame that is due has come in part.
+// Whether the next frame has arrived in part.
 bool DatagramVideo::isStalled() const {
   return next_ == 0 ? reassembler_.pendingCount() > 0 : reassembler_.isPending(next_);
 }
@@ -85,11 +85,11 @@ void DatagramVideo::deliverInOrder(Actions& actions, Clock::time_point now) {
   }
 }
 
-// Whether every frame of the gap has at least one part here, and patience is left.
+// Whether at least a part of every frame of the gap has arrived, and `patience` is not over.
 bool DatagramVideo::mayStillComplete(Clock::time_point now) const {
   if (now >= *gapSince_ + patience) return false;
   const auto first = waiting_.begin();
-  // A key frame needs nothing that came before it.
+  // A key frame needs no earlier picture.
   if (first->second.flags.contains(VideoPacketFlags::keyframe)) return false;
   for (auto id = next_; id != first->first; ++id)
     if (!reassembler_.isPending(id)) return false;

@@ -12,13 +12,14 @@
 
 namespace quorl::client {
 
-// Decides what becomes of the datagrams of a connection: pictures in the order of their numbers, or, where
-// one is missing, nothing until the next key frame, because every other picture builds on the missing one.
-//
-// A gap is a loss at once when nothing of the missing frame has come; while a part of it is there, its rest
-// may still come within `patience`. Where nothing at all follows a frame that came in part, `quiet` decides.
-// Loss asks for a key frame, and again each `repeatAfter` until one comes.
-// Queue: one at a time. Ownership: a value. Time comes in with each call.
+/// Makes pictures from the datagrams of a connection, in the order of their frame numbers. After a missing
+/// frame it returns nothing until the next key frame, because all pictures between build on the missing one.
+///
+/// If nothing of a missing frame has arrived, it is lost at once; if a part has arrived, the rest may follow
+/// within `patience`. If nothing follows an incomplete frame, it is lost after `quiet`. A loss requests a key
+/// frame, and again after each `repeatAfter` until one arrives.
+///
+/// *Queue*: one at a time. *Ownership*: a value. The time is passed with each call.
 class DatagramVideo {
  public:
   static constexpr std::size_t window = 8;
@@ -32,11 +33,11 @@ class DatagramVideo {
   };
 
   Actions accept(ByteView datagram, Clock::time_point now);
-  // When `tick` is due; nothing while all is well.
+  /// When `tick` is due; nothing if no frame is awaited.
   std::optional<Clock::time_point> nextTick() const;
   Actions tick(Clock::time_point now);
 
-  // Frames that were lost, or came and could not be shown for a loss before them.
+  /// Frames that were lost, or arrived but could not be shown because of an earlier loss.
   std::uint64_t lostFrames() const { return lostFrames_; }
   std::uint64_t ignoredDatagrams() const { return ignoredDatagrams_; }
 
@@ -49,7 +50,7 @@ class DatagramVideo {
   void askForKeyframe(Actions& actions, Clock::time_point now);
 
   VideoUDP::Reassembler reassembler_{window};
-  // Whole frames behind a gap.
+  // Complete frames after a gap.
   std::map<std::uint32_t, VideoPacket> waiting_;
   // The number of the next frame to deliver, 0 before the first.
   std::uint32_t next_ = 0;

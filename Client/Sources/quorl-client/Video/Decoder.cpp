@@ -63,7 +63,7 @@ Bytes DecodedPicture::rgb() const {
   sws_setColorspaceDetails(scaler, sws_getCoefficients(space), isFullRange,
                            sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
   const auto stride = static_cast<std::size_t>(frame->width) * 3;
-  // The scaler may write a few bytes behind a row's end.
+  // The scaler may write a few bytes past the end of a row.
   Bytes pixels(stride * static_cast<std::size_t>(frame->height) + 64);
   std::uint8_t* const rows[] = {pixels.data()};
   const int strides[] = {static_cast<int>(stride)};
@@ -101,7 +101,7 @@ Outcome<void> Decoder::configure(ByteView record) {
                   "Install libavcodec with H.264 and HEVC.");
   auto* const settings = context->codec;
   settings->flags |= AV_CODEC_FLAG_LOW_DELAY;
-  // Frame threads would hold pictures back; slices do not.
+  // Frame threads would delay pictures; slice threads do not.
   settings->thread_type = FF_THREAD_SLICE;
   settings->thread_count = 2;
   settings->pkt_timebase = {1, 1'000'000};
@@ -140,7 +140,7 @@ std::vector<DecodedPicture> Decoder::receive() {
     auto planes = std::make_unique<DecodedPicture::Planes>();
     if (planes->frame == nullptr || avcodec_receive_frame(context_->codec, planes->frame) < 0)
       return pictures;
-    // Concealed damage is not a picture of anything.
+    // A picture with concealed errors is not shown.
     if ((planes->frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || planes->frame->decode_error_flags != 0) {
       ++failedUnits_;
       continue;

@@ -12,8 +12,9 @@
 
 namespace quorl::client {
 
-// A decoded picture, still in the decoder's planes.
-// Queue: any; it does not change. Ownership: a movable value.
+/// A decoded picture in the planes of the decoder.
+///
+/// *Queue*: any; it is immutable. *Ownership*: a movable value.
 class DecodedPicture {
  public:
   struct Planes;
@@ -25,36 +26,37 @@ class DecodedPicture {
 
   PixelSize size() const;
   std::uint64_t ptsMicros() const;
-  // Brightness of one pixel as it was coded, 16 (black) to 235 (white) in the usual range.
+  /// The coded luma of a pixel, 16 (black) to 235 (white) in the usual range.
   std::uint8_t luma(int x, int y) const;
-  // One pixel as it was coded: Y, Cb and Cr of an 8-bit 4:2:0 picture; the middle values for any other form.
+  /// The coded Y, Cb and Cr of a pixel of an 8-bit 4:2:0 picture; 128 each for any other format.
   struct Sample {
     std::uint8_t luma = 128;
     std::uint8_t blueDifference = 128;
     std::uint8_t redDifference = 128;
   };
   Sample sample(int x, int y) const;
-  // 3 bytes a pixel, rows without padding, converted as the stream describes its colours (BT.601 if it does
-  // not). Empty when there is no memory for it.
+  /// 3 bytes per pixel, rows without padding, converted by the colour description of the stream (BT.601
+  /// without one). Empty if memory runs out.
   Bytes rgb() const;
 
  private:
   std::unique_ptr<Planes> planes_;
 };
 
-// H.264 and HEVC in software, tuned to give each picture at once.
-// Queue: one at a time. Ownership: the command's.
+/// Decodes H.264 and HEVC in software with the lowest delay.
+///
+/// *Queue*: one at a time. *Ownership*: the command's.
 class Decoder {
  public:
   Decoder();
   ~Decoder();
 
-  // Starts over with a decoder configuration record.
+  /// Restarts with a decoder configuration record.
   Outcome<void> configure(ByteView record);
-  // The pictures that come out, usually one. A unit that cannot be decoded gives none and is counted; a key
-  // frame repairs it.
+  /// The pictures that come out, usually one. A unit that cannot be decoded is counted and returns none; the
+  /// next key frame repairs the stream.
   std::vector<DecodedPicture> decode(ByteView unit, std::uint64_t ptsMicros);
-  // Whatever the decoder still holds; afterwards it takes only a new configuration.
+  /// The pictures still in the decoder. Afterwards it accepts only a new configuration.
   std::vector<DecodedPicture> drain();
 
   std::uint64_t failedUnits() const { return failedUnits_; }
@@ -67,7 +69,7 @@ class Decoder {
   std::uint64_t failedUnits_ = 0;
 };
 
-// The media libraries write to standard error by themselves; a program with its own messages turns it off.
+/// Stops the media libraries from writing to standard error.
 void silenceMediaLibraries();
 
 }  // namespace quorl::client

@@ -4,7 +4,8 @@
 namespace quorl::client {
 namespace {
 
-// Walks `count` parameter sets of a 16-bit big-endian length each; the offset behind them, or nothing.
+// Skips `count` parameter sets, each with a 16-bit big-endian length. Returns the offset after them, or
+// nothing.
 std::optional<std::size_t> skipParameterSets(ByteView record, std::size_t offset, std::size_t count) {
   for (; count > 0; --count) {
     if (offset + 2 > record.size()) return std::nullopt;

@@ -13,7 +13,7 @@ double milliseconds(Clock::duration duration) {
 }  // namespace
 
 void StatsMeter::picture(const Picture& picture, std::optional<Clock::duration> decoding) {
-  // As unsigned numbers wrap, so does a clock that goes back: the difference is right either way.
+  // Unsigned wrap-around gives the right difference even if the clock goes back.
   const auto stampDifference =
       last_ ? static_cast<double>(static_cast<std::int64_t>(picture.ptsMicros - last_->ptsMicros)) / 1000
             : 0.0;

@@ -10,10 +10,10 @@
 
 namespace quorl::client {
 
-// One line of `stats`. What was not measured in its time is absent.
+/// One line of `stats`. A value without measurements is absent.
 struct StatsReport {
   bool isTotal = false;
-  double seconds = 0;  // since the beginning
+  double seconds = 0;  // since the start
   std::int64_t frames = 0;
   std::int64_t keyframes = 0;
   double framesPerSecond = 0;
@@ -21,13 +21,13 @@ struct StatsReport {
   std::optional<double> decodeMilliseconds;  // mean
   std::optional<double> jitterMilliseconds;  // mean of |difference of arrivals - difference of time stamps|
   std::optional<double> roundTripMilliseconds;  // mean
-  std::uint64_t lostFrames = 0;                 // since the beginning
+  std::uint64_t lostFrames = 0;                 // since the start
 };
 BOOST_DESCRIBE_STRUCT(StatsReport, (),
                       (isTotal, seconds, frames, keyframes, framesPerSecond, megabitsPerSecond,
                        decodeMilliseconds, jitterMilliseconds, roundTripMilliseconds, lostFrames))
 
-// Adds up what a stream does, for an interval and for the whole. Pure: times come in.
+/// Sums up a stream, per interval and in total. Pure: times are passed in.
 class StatsMeter {
  public:
   struct Picture {
@@ -39,11 +39,11 @@ class StatsMeter {
 
   explicit StatsMeter(Clock::time_point begin) : begin_(begin), intervalBegin_(begin) {}
 
-  // `decoding` is absent where nothing came out.
+  /// `decoding` is absent if no picture came out.
   void picture(const Picture& picture, std::optional<Clock::duration> decoding);
   void roundTrip(Clock::duration time);
 
-  // Since the last call; begins the next interval.
+  /// The report since the last call. Starts the next interval.
   StatsReport interval(Clock::time_point now, std::uint64_t lostFrames);
   StatsReport total(Clock::time_point now, std::uint64_t lostFrames) const;
 

@@ -16,8 +16,9 @@ constexpr std::uint32_t onlyStream = 1;
 constexpr std::size_t maxEarlyPictures = 64;
 
 std::string adviceFor(const WireError& error) {
-  if (error.code == "stream.content") return "The host may not capture its screen: look at its permissions.";
-  if (error.code == "stream.target") return "'quorl_client info' lists what there is to see.";
+  if (error.code == "stream.content")
+    return "The host is not allowed to capture its screen: check its permissions.";
+  if (error.code == "stream.target") return "'quorl_client info' lists displays, windows and applications.";
   if (error.code == "stream.limit") return "Stop another stream of this session first.";
   return {};
 }

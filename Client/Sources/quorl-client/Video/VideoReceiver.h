@@ -18,13 +18,13 @@ namespace quorl::client {
 
 enum class VideoTransport : std::uint8_t { tcp, udp };
 
-// The decoder configuration record of the pictures that follow.
+/// The decoder configuration record of the following pictures.
 struct DecoderConfig {
   Bytes record;
   VideoCodec codec = VideoCodec::hevc;
 };
 
-// One access unit, its NAL units length-prefixed as the configuration record says.
+/// One access unit, with length-prefixed NAL units as the configuration record says.
 struct EncodedPicture {
   bool isKeyframe = false;
   std::uint64_t ptsMicros = 0;  // the host's monotonic clock
@@ -34,32 +34,33 @@ struct EncodedPicture {
 
 using VideoEvent = std::variant<StreamStarted, DecoderConfig, EncodedPicture>;
 
-// One stream of a session: asks for it, and gives its events in the order in which a decoder needs them: a
-// configuration first, then a key frame, then what builds on it. Over UDP a loss is answered with
-// `requestKeyframe`, and nothing is given until the key frame has come.
-// Queue: the session's thread. Ownership: the command's. Lifetime: shorter than the session.
+/// One stream of a session. Returns its events in the order that a decoder needs: a configuration, a key
+/// frame, then the pictures that build on it. After a loss over UDP it requests a key frame and returns no
+/// picture before it.
+///
+/// *Queue*: the session's thread. *Ownership*: the command's. *Lifetime*: shorter than the session.
 class VideoReceiver {
  public:
-  // Asks the host for the stream; the first `next` gives what it answers.
+  /// Requests the stream; the first `next` returns the answer.
   static Outcome<std::unique_ptr<VideoReceiver>> start(Session& session, StreamTarget target,
                                                        const StreamConfig& config, VideoTransport transport);
 
-  // The next event; nothing at the deadline. Fails where the host reports that the stream failed.
+  /// The next event; nothing at the deadline. Fails if the host reports a failure of the stream.
   Outcome<std::optional<VideoEvent>> next(Deadline deadline);
 
-  // For a decoder that cannot go on. At most one goes out each half second.
+  /// For a decoder that lost its reference pictures. Sends at most one request per half second.
   Outcome<void> requestKeyframe();
 
-  // Ends the stream; the session stays open.
+  /// Ends the stream; the session stays open.
   Outcome<void> stop();
 
   std::uint32_t streamID() const { return streamID_; }
-  // Bytes of pictures and configurations, headers not counted.
+  /// Bytes of pictures and configurations, without headers.
   std::uint64_t videoBytes() const { return videoBytes_; }
   std::uint64_t keyframeRequests() const { return keyframeRequests_; }
   std::uint64_t lostFrames() const { return datagramVideo_.lostFrames(); }
 
-  // Control messages that are not about this stream.
+  /// Control messages that are not about this stream.
   std::function<void(const ControlMessage&)> onControl;
 
  private:
@@ -81,7 +82,7 @@ class VideoReceiver {
 
   std::deque<VideoEvent> events_;
   bool hasConfig_ = false;
-  // Pictures of a datagram that outran the configuration on the stream.
+  // Pictures from datagrams that arrived before the configuration on the connection.
   std::deque<EncodedPicture> early_;
   std::optional<Clock::time_point> lastKeyframeRequest_;
   std::uint64_t keyframeRequests_ = 0;
