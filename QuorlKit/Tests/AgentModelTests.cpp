@@ -8,7 +8,7 @@
 namespace quorl {
 namespace {
 
-TEST(AgentTool, readsAnUnknownTextAsOther) {
+TEST(AgentTool, decodesAnUnknownTextToOther) {
   EXPECT_EQ(decodeRecord<AgentTool>(viewOf("\"gemini\"")), AgentTool::other);
   EXPECT_EQ(decodeRecord<AgentTool>(viewOf("\"\"")), AgentTool::other);
   EXPECT_EQ(decodeRecord<AgentTool>(viewOf("\"codex\"")), AgentTool::codex);
@@ -35,23 +35,23 @@ TEST(AgentTool, isInferredFromACommandLineInOrder) {
   EXPECT_EQ(inferAgentTool("codex claude"), AgentTool::claude);
 }
 
-TEST(AgentTool, isNoToolAtAllForACommandThatNamesNone) {
+TEST(AgentTool, isNothingForACommandThatNamesNoTool) {
   EXPECT_EQ(inferAgentTool("vim"), std::nullopt);
   EXPECT_EQ(inferAgentTool(""), std::nullopt);
 }
 
-TEST(AgentStatus, readFromAnUnknownTextFails) {
+TEST(AgentStatus, failsToDecodeAnUnknownText) {
   EXPECT_FALSE(decodeRecord<AgentStatus>(viewOf("\"sleeping\"")));
   EXPECT_EQ(decodeRecord<AgentStatus>(viewOf("\"waitingInput\"")), AgentStatus::waitingInput);
 }
 
-TEST(ShortLabel, isShellForACommandOfBlanksAndForNone) {
+TEST(ShortLabel, isShellForABlankOrEmptyCommand) {
   EXPECT_EQ(AgentSpawnConfig::shortLabel(""), "Shell");
   EXPECT_EQ(AgentSpawnConfig::shortLabel("   "), "Shell");
   EXPECT_EQ(AgentSpawnConfig::shortLabel(" \t\n\u00A0\u2003"), "Shell");
 }
 
-TEST(ShortLabel, isTheProgramBehindAssignmentsAndEnv) {
+TEST(ShortLabel, isTheProgramAfterAssignmentsAndEnv) {
   EXPECT_EQ(AgentSpawnConfig::shortLabel("FOO=1 BAR=2 /usr/local/bin/claude --resume x"), "claude");
   EXPECT_EQ(AgentSpawnConfig::shortLabel("env FOO=1 aider"), "aider");
   EXPECT_EQ(AgentSpawnConfig::shortLabel("  npm   run dev\n"), "npm");
@@ -62,14 +62,14 @@ TEST(ShortLabel, stopsDroppingAtAnOption) {
   EXPECT_EQ(AgentSpawnConfig::shortLabel("--flag=1 run"), "--flag=1");
 }
 
-TEST(ShortLabel, isTheWholeLineBehindAShellWord) {
+TEST(ShortLabel, isTheWholeLineAfterAShellWord) {
   EXPECT_EQ(AgentSpawnConfig::shortLabel("sudo make install"), "sudo make install");
   for (const std::string_view word :
        {"for", "while", "until", "if", "do", "case", "function", "{", "(", "sudo"})
     EXPECT_EQ(AgentSpawnConfig::shortLabel(std::string(word) + " x"), std::string(word) + " x");
 }
 
-TEST(ShortLabel, isTheWholeLineWhereOnlyAssignmentsStand) {
+TEST(ShortLabel, isTheWholeLineIfItHasOnlyAssignments) {
   EXPECT_EQ(AgentSpawnConfig::shortLabel("A=1 env B=2"), "A=1 env B=2");
 }
 
@@ -111,14 +111,14 @@ TEST(ServiceDescriptor, isIdentifiedByProcessAndPort) {
   EXPECT_EQ((ServiceDescriptor{3000, "node", 12, std::nullopt, true}.id()), "node:3000");
 }
 
-TEST(CustomService, standsForItsURLElseForItsPort) {
+TEST(CustomService, usesItsURLBeforeItsPort) {
   EXPECT_EQ((CustomService{.port = 3000, .urlString = " \thttp://x:1/ "}.fullURLString()), "http://x:1/");
   EXPECT_EQ((CustomService{.port = 3000, .urlString = " \t"}.fullURLString()), "http://localhost:3000/");
   EXPECT_EQ((CustomService{.port = 80}.fullURLString()), "http://localhost:80/");
   EXPECT_EQ(CustomService{}.fullURLString(), "");
 }
 
-TEST(CustomService, makesAURLOfWhatTheUserTyped) {
+TEST(CustomService, makesAURLFromUserInput) {
   const auto url = CustomService::normalizeURLInput;
   EXPECT_EQ(url(" \t "), "");
   EXPECT_EQ(url("3000"), "http://localhost:3000/");

@@ -43,7 +43,7 @@ TEST(ByteWriter, writesAUUIDInTextualOrder) {
   EXPECT_EQ(written(sampleID), Bytes(sampleID.bytes.begin(), sampleID.bytes.end()));
 }
 
-TEST(ByteWriter, writesBytesAloneAndBlobsBehindTheirLength) {
+TEST(ByteWriter, writesBytesWithoutAndBlobsWithALength) {
   ByteWriter writer;
   writer.putBytes(Bytes{1, 2});
   writer.putBlob(Bytes{3, 4, 5});
@@ -84,7 +84,7 @@ TEST(ByteReader, readsBackWhatTheWriterWrote) {
   EXPECT_EQ(reader.remaining(), 0U);
 }
 
-TEST(ByteReader, readsAnyByteButZeroAsTrue) {
+TEST(ByteReader, readsEveryByteButZeroAsTrue) {
   const Bytes bytes{0x02, 0x7F, 0x00};
   ByteReader reader(bytes);
   EXPECT_EQ(reader.boolean(), true);
@@ -104,7 +104,7 @@ TEST(ByteReader, readsAStringOfLengthZeroAsEmptyText) {
   EXPECT_EQ(reader.string(), "");
 }
 
-TEST(ByteReader, givesAnEmptyRestAtTheEnd) {
+TEST(ByteReader, returnsAnEmptyRestAtTheEnd) {
   const Bytes bytes{1};
   ByteReader reader(bytes);
   ASSERT_TRUE(reader.u8());
@@ -113,7 +113,7 @@ TEST(ByteReader, givesAnEmptyRestAtTheEnd) {
   EXPECT_TRUE(ByteReader(ByteView()).rest().empty());
 }
 
-TEST(ByteReader, leavesTheOffsetWhereItWasWhenAReadUnderflows) {
+TEST(ByteReader, keepsTheOffsetWhenAReadUnderflows) {
   const Bytes bytes{1, 2, 3};
   ByteReader reader(bytes);
   ASSERT_TRUE(reader.u8());
@@ -131,7 +131,7 @@ TEST(ByteReader, leavesTheOffsetWhereItWasWhenAReadUnderflows) {
   EXPECT_EQ(reader.offset(), 3U);
 }
 
-TEST(ByteReader, standsBehindTheLengthOfABlobWhoseBodyIsShort) {
+TEST(ByteReader, movesPastTheLengthOfABlobWithAShortBody) {
   const Bytes bytes{5, 0, 0, 0, 'a', 'b'};
   ByteReader reader(bytes);
   EXPECT_EQ(reader.string(), std::unexpected(ReadError::underflow));

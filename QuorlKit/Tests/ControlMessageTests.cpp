@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view wrongKeyCount = "Invalid number of keys found, expected one.";
 
-// Whatever is decoded here is judged as well, and must be judged alike.
+// Every decoded text is also judged, with the same result.
 std::expected<ControlMessage, CodingError> decoded(std::string_view json) {
   auto message = ControlCoder::decode(viewOf(json));
   const auto judgement = ControlCoder::judge(viewOf(json));
@@ -56,7 +56,7 @@ TEST(ControlCoder, readsAndWritesEveryCaseToTheSameBytes) {
   }
 }
 
-TEST(ControlCoder, readsEveryCaseWithSpaceBetweenAllTokensAndUnknownKeysAlike) {
+TEST(ControlCoder, readsEveryCaseAlsoWithSpacesAndUnknownKeys) {
   for (const std::string_view sample : messageSamples) {
     std::string loose;
     bool isInText = false;
@@ -94,7 +94,7 @@ TEST(ControlCoder, failsWithoutAKnownCase) {
   EXPECT_EQ(errorOf(R"({"nonsense":{}})"), wrongKeyCount);
 }
 
-TEST(ControlCoder, needsAnObjectUnderTheCase) {
+TEST(ControlCoder, needsAnObjectAsTheValueOfTheCase) {
   EXPECT_EQ(decoded(R"({"bye":{}})"), ControlMessage(message::Bye{}));
   EXPECT_FALSE(decoded(R"({"bye":null})"));
   EXPECT_FALSE(decoded(R"({"bye":1})"));
@@ -168,7 +168,7 @@ TEST(ControlCoder, checksTheRangeOfEveryWidth) {
   EXPECT_FALSE(resize("1e400"));
 }
 
-TEST(ControlCoder, takesWholeNumbersInAnyNotationAndNoFractions) {
+TEST(ControlCoder, acceptsWholeNumbersInAnyNotationButNoFractions) {
   const auto streamID = [](std::string_view number) -> std::optional<std::uint32_t> {
     const auto message = decoded("{\"stopStream\":{\"streamID\":" + std::string(number) + "}}");
     if (!message) return std::nullopt;
@@ -190,7 +190,7 @@ TEST(ControlCoder, takesWholeNumbersInAnyNotationAndNoFractions) {
   EXPECT_EQ(streamID("0x7"), std::nullopt);
 }
 
-TEST(ControlCoder, takesTheLastOfDuplicateKeys) {
+TEST(ControlCoder, usesTheLastOfDuplicateKeys) {
   EXPECT_EQ(decoded(R"({"stopStream":{"streamID":1,"streamID":2}})"), ControlMessage(message::StopStream{2}));
   EXPECT_EQ(decoded(R"({"stopStream":{"streamID":1},"stopStream":{"streamID":3}})"),
             ControlMessage(message::StopStream{3}));
@@ -265,7 +265,7 @@ TEST(ControlCoder, refusesHostileInput) {
     EXPECT_FALSE(decoded(json)) << json.substr(0, 60);
 }
 
-TEST(ControlCoder, boundsTheNestingOfWhatItSkips) {
+TEST(ControlCoder, limitsTheNestingOfSkippedValues) {
   const auto nested = [](std::size_t levels) {
     return R"({"bye":{"x":)" + std::string(levels, '[') + std::string(levels, ']') + "}}";
   };
@@ -290,7 +290,7 @@ TEST(ControlCoder, failsTheWholeMessageForAnUnknownRawText) {
     EXPECT_EQ(errorOf(json), "unknown case of an enumeration") << json;
 }
 
-TEST(ControlCoder, appliesTheRuleOfOneKeyToUnionsInside) {
+TEST(ControlCoder, appliesTheOneKeyRuleToNestedUnions) {
   const auto inside = [](std::string_view target) {
     return errorOf(
         R"({"startStream":{"_0":{"streamID":7,"target":)" + std::string(target) +

@@ -33,7 +33,7 @@ TEST(UUID, writesUpperCaseAndReadsEitherCase) {
   EXPECT_EQ(id->text(), "0F1E2D3C-4B5A-6978-8796-A5B4C3D2E1F0");
 }
 
-TEST(UUID, readsNothingFromOtherText) {
+TEST(UUID, rejectsOtherText) {
   for (const std::string_view text :
        {"", "0F1E2D3C-4B5A-6978-8796-A5B4C3D2E1F", "0F1E2D3C-4B5A-6978-8796-A5B4C3D2E1F00",
         "0F1E2D3C4B5A-6978-8796-A5B4C3D2E1F0-", "0F1E2D3C-4B5A-6978-8796-A5B4C3D2E1G0",
@@ -41,7 +41,7 @@ TEST(UUID, readsNothingFromOtherText) {
     EXPECT_EQ(UUID::parse(text), std::nullopt) << text;
 }
 
-TEST(UUID, drawnAtRandomIsOfVersionFour) {
+TEST(UUID, hasVersionFourIfRandom) {
   const UUID one = UUID::random();
   EXPECT_EQ(one.bytes[6] >> 4, 4);
   EXPECT_EQ(one.bytes[8] >> 6, 2);
@@ -73,7 +73,7 @@ TEST(Base64, keepsEveryByteAtEveryLength) {
   }
 }
 
-TEST(Base64, readsNothingFromOtherText) {
+TEST(Base64, rejectsOtherText) {
   for (const std::string_view text : {"Zg", "Zg=", "Zg===", "=", "====", "Z===", "Zm9v Zm9v", "Zm9v\n",
                                       "Zm9_", "Zm9-", "Zh==", "Zm9=", "Zg==Zg==", "Z=g=",
                                       "\xC3\xA9"
@@ -81,7 +81,7 @@ TEST(Base64, readsNothingFromOtherText) {
     EXPECT_EQ(base64Decoded(text), std::nullopt) << text;
 }
 
-TEST(UTF8, knowsValidSequencesOnly) {
+TEST(UTF8, acceptsOnlyValidSequences) {
   for (const std::string_view valid : {"", "a", "é", "€", "\U0001F600", "\xEF\xBF\xBF", "\xF4\x8F\xBF\xBF",
                                        "\xED\x9F\xBF", "\xEE\x80\x80", "long enough for eight at once é"})
     EXPECT_TRUE(isValidUTF8(valid)) << valid;
@@ -130,7 +130,7 @@ TEST(Digest, takesEmptyKeysAndMessages) {
   EXPECT_EQ(hexOf(hmacSHA256({}, {})), "b613679a0814d9ec772f95d778c35fc5ff1697c493715653c6c712144292c5ad");
 }
 
-TEST(SHA256, digestsPiecesLikeTheWholeAndThenBeginsAnew) {
+TEST(SHA256, digestsPiecesLikeTheWholeAndCanBeReused) {
   SHA256 digest;
   digest.update(viewOf("a"));
   digest.update({});
@@ -143,7 +143,7 @@ TEST(SHA256, digestsPiecesLikeTheWholeAndThenBeginsAnew) {
   EXPECT_EQ(moved.finish(), sha256(viewOf("xy")));
 }
 
-TEST(SecureRandom, drawsEveryValueBelowTheBoundAndNoOther) {
+TEST(SecureRandom, drawsExactlyTheValuesBelowTheBound) {
   std::set<std::uint32_t> seen;
   for (int draw = 0; draw < 2000; ++draw) seen.insert(SystemSecureRandom::shared().uniform(10));
   EXPECT_EQ(seen.size(), 10U);
@@ -151,7 +151,7 @@ TEST(SecureRandom, drawsEveryValueBelowTheBoundAndNoOther) {
   EXPECT_EQ(SystemSecureRandom::shared().uniform(1), 0U);
 }
 
-TEST(PointRect, tellsItsEdgesAndWhatItContains) {
+TEST(PointRect, reportsItsEdgesAndContainsPoints) {
   const PointRect rect{{10, 20}, {30, 40}};
   EXPECT_EQ(rect.maxX(), 40);
   EXPECT_EQ(rect.maxY(), 60);
@@ -199,7 +199,7 @@ TEST(TextTools, takeTheLastComponentOfAPath) {
   EXPECT_EQ(lastPathComponent(""), "");
 }
 
-TEST(CheckDeathTest, saysWhatDoesNotHold) {
+TEST(CheckDeathTest, printsTheFailedCondition) {
   EXPECT_DEATH(QUORL_CHECK(1 == 2, "one is two"), "one is two");
 }
 

@@ -21,7 +21,7 @@ TEST(WireProtocol, hasTheAgreedConstants) {
   EXPECT_EQ(WireProtocol::maxFrameLength, 33554432U);
 }
 
-TEST(FrameType, knowsEightBytesAndNoOther) {
+TEST(FrameType, hasExactlyEightValues) {
   const Bytes known{0x01, 0x02, 0x03, 0x10, 0x11, 0x20, 0x30, 0x40};
   for (unsigned byte = 0; byte < 256; ++byte) {
     const bool isKnown = std::ranges::find(known, byte) != known.end();
@@ -35,7 +35,7 @@ TEST(Frame, putsTypeAndBigEndianLengthBeforeThePayload) {
   EXPECT_EQ((Frame{FrameType::ping, {}}.encoded()), (Bytes{0x02, 0, 0, 0, 0}));
 }
 
-TEST(Deframer, yieldsAFrameFedByteByByteWithItsLastByte) {
+TEST(Deframer, returnsAFrameWithItsLastByte) {
   const Frame frame{FrameType::control, bytesOf("{\"bye\":{}}")};
   const Bytes stream = frame.encoded();
   Deframer deframer;
@@ -48,7 +48,7 @@ TEST(Deframer, yieldsAFrameFedByteByByteWithItsLastByte) {
   EXPECT_EQ(deframer.bufferedByteCount(), 0U);
 }
 
-TEST(Deframer, keepsTheHalfBehindTwoWholeFrames) {
+TEST(Deframer, keepsHalfAFrameAfterTwoWholeOnes) {
   const Frame first{FrameType::ping, {1, 2, 3}};
   const Frame second{FrameType::terminal, {}};
   const Frame third{FrameType::audio, {4, 5, 6, 7}};
@@ -61,7 +61,7 @@ TEST(Deframer, keepsTheHalfBehindTwoWholeFrames) {
   EXPECT_EQ(deframer.feed(ByteView(last).subspan(7)), std::vector{third});
 }
 
-TEST(Deframer, failsForAnUnknownTypeWithTheHeaderWhateverTheLengthSays) {
+TEST(Deframer, rejectsAnUnknownTypeWhateverTheLength) {
   for (const std::uint8_t length : {std::uint8_t{0}, std::uint8_t{0xFF}}) {
     Deframer deframer;
     EXPECT_EQ(deframer.feed(Bytes{0x05, length, length, length, length}),
@@ -69,7 +69,7 @@ TEST(Deframer, failsForAnUnknownTypeWithTheHeaderWhateverTheLengthSays) {
   }
 }
 
-TEST(Deframer, judgesNoHeaderOfFewerThanFiveBytes) {
+TEST(Deframer, waitsForAllFiveBytesOfAHeader) {
   Deframer deframer;
   EXPECT_EQ(deframer.feed(Bytes{0x05, 0, 0, 0}), std::vector<Frame>{});
   EXPECT_EQ(deframer.feed(Bytes{0}), std::unexpected(FrameError::unknownType(5)));
@@ -101,7 +101,7 @@ TEST(Deframer, dropsAValidFrameFollowedByABadHeaderInTheSameCall) {
             std::unexpected(FrameError::unknownType(0x99)));
 }
 
-TEST(Deframer, judgesAllHeadersOfWhatWasReadAndTakesNothingOfIt) {
+TEST(Deframer, judgesAllHeadersWithoutTakingBytes) {
   const Bytes ping = Frame{FrameType::ping, {1, 2}}.encoded();
   const Bytes half{0x01, 0, 0};
   Deframer deframer;
@@ -114,10 +114,10 @@ TEST(Deframer, judgesAllHeadersOfWhatWasReadAndTakesNothingOfIt) {
   EXPECT_EQ(deframer.next(rest), std::nullopt);
   EXPECT_TRUE(rest.empty());
   EXPECT_EQ(deframer.judge(joined({{0, 1, 9}, ping, {0x99, 0, 0, 0, 0}})), FrameError::unknownType(0x99));
-  EXPECT_EQ(deframer.judge(ping), FrameError::unknownType(0x99)) << "it keeps failing";
+  EXPECT_EQ(deframer.judge(ping), FrameError::unknownType(0x99)) << "the error is kept";
 }
 
-TEST(Deframer, judgesOnFromTheMiddleOfAPayload) {
+TEST(Deframer, judgesHeadersAfterAPartialPayload) {
   const Bytes frame = Frame{FrameType::file, Bytes(10, 0x99)}.encoded();
   for (std::size_t cut = 0; cut <= frame.size(); ++cut) {
     Deframer deframer;
@@ -128,7 +128,7 @@ TEST(Deframer, judgesOnFromTheMiddleOfAPayload) {
   }
 }
 
-TEST(Deframer, keepsFailingInTheSameWay) {
+TEST(Deframer, keepsReturningTheSameError) {
   Deframer deframer;
   ASSERT_FALSE(deframer.feed(Bytes{0x77, 0, 0, 0, 0}));
   EXPECT_EQ(deframer.feed(Frame{FrameType::ping, {}}.encoded()),
@@ -137,14 +137,14 @@ TEST(Deframer, keepsFailingInTheSameWay) {
   EXPECT_EQ(FrameError::unknownType(0x77).description(), "unknownType(119)");
 }
 
-TEST(Deframer, takesMemoryForTheBytesReceivedNotForTheLengthAnnounced) {
+TEST(Deframer, allocatesForReceivedBytesNotForTheAnnouncedLength) {
   Deframer deframer;
   ASSERT_TRUE(deframer.feed(Bytes{0x40, 0x02, 0x00, 0x00, 0x00, 1, 2, 3}));
   EXPECT_EQ(deframer.bufferedByteCount(), 8U);
   EXPECT_LE(deframer.bufferCapacity(), 64U);
 }
 
-TEST(Deframer, yieldsTheSameFramesHoweverTheStreamIsCut) {
+TEST(Deframer, returnsTheSameFramesHoweverTheStreamIsCut) {
   std::vector<Frame> expected;
   Bytes stream;
   for (std::size_t size = 0; size < 60; size += 7) {

@@ -47,7 +47,7 @@ const InputEvent scroll = inputEvent::Scroll{7, 0.5F, 0.25F, -10.0F, 3.0F, true,
 const InputEvent magnify = inputEvent::Magnify{7, 0.5F, 0.25F, -0.5F, 9};
 const InputEvent key = inputEvent::Key{0x24, true, WireModifiers::option};
 
-TEST(InputEvent, hasTheFieldsOfEveryCaseAtTheirPlaces) {
+TEST(InputEvent, hasTheFieldsOfEveryCaseAtTheirOffsets) {
   EXPECT_EQ(pointer.encoded(), pointerBytes);
   EXPECT_EQ(scroll.encoded(), scrollBytes);
   EXPECT_EQ(magnify.encoded(), magnifyBytes);
@@ -65,13 +65,13 @@ TEST(InputEvent, hasSizes24And27And18And8) {
   EXPECT_EQ(key.encoded().size(), 8U);
 }
 
-TEST(InputEvent, failsWithBadValueForAnUnknownTagAlone) {
+TEST(InputEvent, failsWithBadValueOnlyForAnUnknownTag) {
   EXPECT_EQ(InputEvent::decode(Bytes{0x05}), std::unexpected(ReadError::badValue));
   EXPECT_EQ(InputEvent::decode(Bytes{0x00}), std::unexpected(ReadError::badValue));
   EXPECT_EQ(InputEvent::decode(Bytes{0xFF}), std::unexpected(ReadError::badValue));
 }
 
-TEST(InputEvent, failsWithUnderflowForATagAloneAndForNothing) {
+TEST(InputEvent, failsWithUnderflowForATagOnlyAndForNoBytes) {
   EXPECT_EQ(InputEvent::decode(Bytes{0x01}), std::unexpected(ReadError::underflow));
   EXPECT_EQ(InputEvent::decode({}), std::unexpected(ReadError::underflow));
 }
@@ -108,7 +108,7 @@ TEST(InputEvent, readsEveryKnownPhaseAndButton) {
   }
 }
 
-TEST(InputEvent, readsABooleanByteOf7FAsTrueAndWritesOne) {
+TEST(InputEvent, readsABooleanByteOf7FAsTrueAndWritesItAsOne) {
   Bytes bytes = keyBytes;
   bytes[3] = 0x7F;
   const auto event = InputEvent::decode(bytes);
@@ -117,7 +117,7 @@ TEST(InputEvent, readsABooleanByteOf7FAsTrueAndWritesOne) {
   EXPECT_EQ(event->encoded(), keyBytes);
 }
 
-TEST(InputEvent, doesNotLookAtBytesBehindTheLastField) {
+TEST(InputEvent, ignoresBytesAfterTheLastField) {
   Bytes bytes = keyBytes;
   bytes.push_back(0xEE);
   EXPECT_EQ(InputEvent::decode(bytes), key);

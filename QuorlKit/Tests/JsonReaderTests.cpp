@@ -57,7 +57,7 @@ TEST(JsonReader, readsANumberTooSmallForADoubleAsZero) {
   EXPECT_EQ(doubleOf("0e999999999999"), 0.0);
 }
 
-TEST(JsonReader, readsALargeNumberMadeOfManyDigitsAndANegativeExponent) {
+TEST(JsonReader, readsManyDigitsWithANegativeExponent) {
   EXPECT_EQ(doubleOf(std::string(400, '1') + "e-399"), 1.1111111111111112);
 }
 
@@ -67,7 +67,7 @@ TEST(JsonReader, acceptsEveryKindOfValue) {
     EXPECT_TRUE(isValid(json)) << json;
 }
 
-TEST(JsonReader, refusesWhatIsNoJSON) {
+TEST(JsonReader, rejectsInvalidJSON) {
   for (const std::string_view json : {"",
                                       "{",
                                       "[",
@@ -114,7 +114,7 @@ TEST(JsonReader, readsAllEscapes) {
   EXPECT_EQ(textOfJson(R"("\"\\\/\b\f\n\r\t\u00e9\u20AC\u0000x")"), std::string("\"\\/\b\f\n\r\té€\0x", 15));
 }
 
-TEST(JsonReader, findsSpecialBytesAtEveryPlaceOfALongText) {
+TEST(JsonReader, findsSpecialBytesAtEveryPositionOfALongText) {
   for (std::size_t place = 0; place < 40; ++place) {
     std::string plain(40, 'a');
     EXPECT_EQ(textOfJson("\"" + plain + "\""), plain);
@@ -142,7 +142,7 @@ TEST(JsonReader, keepsTheFirstCauseOfAFailure) {
   EXPECT_EQ(reader.error(), "expected text");
 }
 
-TEST(JsonReader, forgetsAFailureWhenItGoesBack) {
+TEST(JsonReader, forgetsAFailureOnRewind) {
   JsonReader reader(viewOf("[1]"));
   const auto start = reader.mark();
   EXPECT_FALSE(reader.beginObject());

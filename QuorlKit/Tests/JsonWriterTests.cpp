@@ -82,7 +82,7 @@ TEST(JsonWriter, replacesEveryByteThatIsNotUTF8) {
   EXPECT_EQ(written("\xED\xA0\x80"), "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\"");
 }
 
-TEST(JsonWriter, growsWithoutLosingWhatItWrote) {
+TEST(JsonWriter, keepsItsContentWhenItGrows) {
   std::string text;
   for (int index = 0; index < 5000; ++index) text += static_cast<char>('a' + index % 26);
   JsonWriter writer;

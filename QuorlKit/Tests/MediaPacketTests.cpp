@@ -20,7 +20,7 @@ const Bytes videoBytes{0x04, 0x03, 0x02, 0x01,                          // strea
                        0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11,  // ptsMicros
                        0xAA, 0xBB};                                     // data
 
-TEST(VideoPacket, hasItsFieldsAtTheirPlaces) {
+TEST(VideoPacket, hasItsFieldsAtTheirOffsets) {
   const VideoPacket packet{0x01020304,
                            VideoPacketFlags::keyframe | VideoPacketFlags::codecConfig,
                            0x1112131415161718,
@@ -58,7 +58,7 @@ TEST(VideoPacket, decodesIntoAViewAndIntoASharedBufferAlike) {
   EXPECT_EQ((SharedVideoPacket{1, {}, 2, nullptr}.encoded()), (VideoPacket{1, {}, 2, {}}.encoded()));
 }
 
-TEST(AudioPacket, hasItsFieldsAtTheirPlaces) {
+TEST(AudioPacket, hasItsFieldsAtTheirOffsets) {
   const Bytes bytes{0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11, 0xCC};
   const AudioPacket packet{0x1112131415161718, {0xCC}};
   EXPECT_EQ(packet.encoded(), bytes);
@@ -69,7 +69,7 @@ TEST(AudioPacket, hasItsFieldsAtTheirPlaces) {
   EXPECT_EQ(*SharedAudioPacket::decode(bytes)->data, (Bytes{0xCC}));
 }
 
-TEST(TerminalPayload, hasItsFieldsAtTheirPlaces) {
+TEST(TerminalPayload, hasItsFieldsAtTheirOffsets) {
   const Bytes bytes = behind(sampleIDBytes, {0x1B, '['});
   const TerminalPayload payload{sampleID, {0x1B, '['}};
   EXPECT_EQ(payload.encoded(), bytes);
@@ -80,7 +80,7 @@ TEST(TerminalPayload, hasItsFieldsAtTheirPlaces) {
   EXPECT_EQ(*SharedTerminalPayload::decode(bytes)->data, (Bytes{0x1B, '['}));
 }
 
-TEST(FileChunk, hasItsFieldsAtTheirPlaces) {
+TEST(FileChunk, hasItsFieldsAtTheirOffsets) {
   const Bytes bytes = behind(behind(sampleIDBytes, {0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11}), {0xDD});
   const FileChunk chunk{sampleID, 0x1112131415161718, {0xDD}};
   EXPECT_EQ(chunk.encoded(), bytes);
@@ -89,7 +89,7 @@ TEST(FileChunk, hasItsFieldsAtTheirPlaces) {
   EXPECT_EQ(*SharedFileChunk::decode(bytes)->data, (Bytes{0xDD}));
 }
 
-TEST(FileChunk, isLegalWithEmptyDataAtTwentyFourBytes) {
+TEST(FileChunk, mayHaveEmptyDataAtTwentyFourBytes) {
   const Bytes bytes = behind(sampleIDBytes, Bytes(8, 0));
   const auto chunk = FileChunk::decode(bytes);
   ASSERT_TRUE(chunk);

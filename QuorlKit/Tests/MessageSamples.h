@@ -6,7 +6,7 @@
 
 namespace quorl {
 
-// One message of every case in declared order, as the coder itself writes it.
+// One message of every case in declared order, as the coder writes it.
 inline constexpr std::array<std::string_view, 63> messageSamples{
     R"({"hello":{"_0":{"protocolVersion":4,"device":{"name":"Pad","model":"T1","osVersion":"17.1","deviceID":"00112233-4455-6677-8899-AABBCCDDEEFF"},"authProof":"AQID"}}})",
     R"({"helloAck":{"_0":{"protocolVersion":4,"device":{"name":"Desk","model":"M","osVersion":"14","deviceID":"FFEEDDCC-BBAA-9988-7766-554433221100"},"nonce":"AAECAwQFBgcICQoLDA0ODw==","authenticated":false}}})",

@@ -14,7 +14,7 @@ const SharedBytes data = shareBytes({1, 2, 3});
 const UUID id{
     {0x00, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88, 0x99, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE, 0xFF}};
 
-TEST(OutgoingFrame, hasTheBytesOfTheFrameItStandsFor) {
+TEST(OutgoingFrame, hasTheBytesOfItsFrame) {
   const SharedVideoPacket video{7, VideoPacketFlags::keyframe, 99, data};
   EXPECT_EQ(OutgoingFrame::video(video).encoded(), (Frame{FrameType::video, video.encoded()}.encoded()));
   const SharedAudioPacket audio{99, data};
@@ -40,13 +40,13 @@ TEST(OutgoingFrame, sharesItsBufferInsteadOfCopyingIt) {
   EXPECT_EQ(frame.type(), FrameType::video);
 }
 
-TEST(OutgoingFrame, carriesAControlMessage) {
+TEST(OutgoingFrame, encodesAControlMessage) {
   const auto frame = OutgoingFrame::control(message::Bye{});
   ASSERT_TRUE(frame);
   EXPECT_EQ(frame->encoded(), (Frame{FrameType::control, bytesOf("{\"bye\":{}}")}.encoded()));
 }
 
-TEST(OutgoingFrame, failsForAMessageThatCannotBeWritten) {
+TEST(OutgoingFrame, failsForAMessageThatCannotBeEncoded) {
   EXPECT_FALSE(OutgoingFrame::control(message::WindowScale{1, std::numeric_limits<double>::infinity()}));
 }
 
@@ -61,7 +61,7 @@ TEST(OutgoingFrame, failsForAMessageThatIsLongerThanAFrame) {
   EXPECT_FALSE(OutgoingFrame::control(messageOf(WireProtocol::maxFrameLength + 1)));
 }
 
-TEST(OutgoingFrameDeathTest, abortsForAPayloadOfOurOwnThatIsTooLong) {
+TEST(OutgoingFrameDeathTest, abortsForAnOwnPayloadThatIsTooLong) {
   const SharedBytes tooLong = shareBytes(Bytes(WireProtocol::maxFrameLength + 1));
   EXPECT_DEATH(OutgoingFrame::raw(FrameType::video, tooLong), "fits in a frame");
 }

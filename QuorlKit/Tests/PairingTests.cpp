@@ -11,7 +11,7 @@
 namespace quorl {
 namespace {
 
-// Gives the bytes it was told, in order, over and over.
+// Returns the given bytes in order, repeatedly.
 class ScriptedRandom final : public SecureRandom {
  public:
   explicit ScriptedRandom(Bytes script) : script_(std::move(script)) {}
@@ -32,12 +32,12 @@ Bytes fromHex(std::string_view hex) {
   return bytes;
 }
 
-TEST(Pairing, readsAPINOfValueSevenWithItsZeros) {
+TEST(Pairing, padsAPINWithZeros) {
   ScriptedRandom source({7, 0, 0, 0});
   EXPECT_EQ(Pairing::randomPIN(source), "000007");
 }
 
-TEST(Pairing, takesTheProofOverTheSixBytesOfThePIN) {
+TEST(Pairing, provesTheSixBytesOfThePIN) {
   const Bytes nonce(16, 0x42);
   EXPECT_EQ(Pairing::pinProof("000007", nonce), Pairing::tokenProof(sha256(viewOf("000007")), nonce));
   EXPECT_NE(Pairing::pinProof("000007", nonce), Pairing::pinProof("7", nonce));
@@ -53,13 +53,13 @@ TEST(Pairing, matchesAProofMadeByAnotherTool) {
             fromHex("8392642a81c837490aa743b3e9abb4e7160ea0fbae5cf23c21f327a8c85cb7bb"));
 }
 
-TEST(Pairing, givesProofsOf32BytesThatDifferByNonce) {
+TEST(Pairing, makes32ByteProofsThatDependOnTheNonce) {
   const Bytes one = Pairing::pinProof("123456", Bytes(16, 1));
   EXPECT_EQ(one.size(), 32U);
   EXPECT_NE(one, Pairing::pinProof("123456", Bytes(16, 2)));
 }
 
-TEST(Pairing, refusesDrawsThatWouldFavourSomePINs) {
+TEST(Pairing, rejectsDrawsThatWouldFavourSomePINs) {
   // 4294 whole millions fit below 2^32; a draw from the 967296 values above them is refused.
   ScriptedRandom source({0xFF, 0xFF, 0xFF, 0xFF, 0x40, 0x42, 0x0F, 0x00});
   EXPECT_EQ(Pairing::randomPIN(source), "000000");
@@ -76,8 +76,8 @@ TEST(Pairing, drawsSixDigitsThirtyTwoAndSixteenBytes) {
   EXPECT_NE(Pairing::randomNonce(), Pairing::randomNonce());
 }
 
-TEST(Pairing, findsInputsOfUnequalLengthUnequalWithoutReadingAByte) {
-  // Reading through such an address would end the test.
+TEST(Pairing, comparesUnequalLengthsWithoutReadingAByte) {
+  // Reading from this address would crash the test.
   const auto* const nowhere = reinterpret_cast<const std::uint8_t*>(8);
   EXPECT_FALSE(Pairing::constantTimeEquals(ByteView(nowhere, 3), ByteView(nowhere, 4)));
 }
@@ -86,7 +86,7 @@ TEST(Pairing, findsTwoEmptyInputsEqual) {
   EXPECT_TRUE(Pairing::constantTimeEquals({}, {}));
 }
 
-TEST(Pairing, findsADifferenceAtAnyPlace) {
+TEST(Pairing, findsADifferenceAtAnyPosition) {
   const Bytes base(32, 0xA5);
   EXPECT_TRUE(Pairing::constantTimeEquals(base, Bytes(base)));
   for (std::size_t index = 0; index < base.size(); ++index) {

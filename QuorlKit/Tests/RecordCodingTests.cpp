@@ -71,7 +71,7 @@ TEST(RecordCoding, readsAndWritesDictionariesAndListsOfText) {
   EXPECT_EQ(decodeRecord<std::vector<std::string>>(*encodeRecord(list)), list);
 }
 
-TEST(RecordCoding, takesARectangleOfTwoPairsOnly) {
+TEST(RecordCoding, acceptsOnlyTwoPairsAsARectangle) {
   EXPECT_EQ(decodeRecord<PointRect>(viewOf("[[1,2],[3,4.5]]")), (PointRect{{1, 2}, {3, 4.5}}));
   for (const std::string_view json :
        {"[]", "[[1,2]]", "[[1,2],[3]]", "[[1],[3,4]]", "[[1,2,3],[3,4]]", "[[1,2],[3,4],[]]", "[1,2,3,4]",
@@ -79,7 +79,7 @@ TEST(RecordCoding, takesARectangleOfTwoPairsOnly) {
     EXPECT_FALSE(decodeRecord<PointRect>(viewOf(json))) << json;
 }
 
-TEST(RecordCoding, namesTheKeyThatIsMissing) {
+TEST(RecordCoding, namesTheMissingKey) {
   EXPECT_EQ(decodeRecord<Device>(viewOf(R"({"name":""})")).error().text, "missing key \"deviceID\"");
 }
 

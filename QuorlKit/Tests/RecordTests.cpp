@@ -78,7 +78,7 @@ TEST(RawText, isUnknownForEveryOtherText) {
   EXPECT_FALSE(decoded<VideoCodec>("0"));
 }
 
-TEST(RawText, isTheNameOfEveryCase) {
+TEST(RawText, isTheNameOfItsCase) {
   EXPECT_EQ(rawValue(VideoCodec::hevc), "hevc");
   EXPECT_EQ(rawValue(VideoCodec::h264), "h264");
   EXPECT_EQ(rawValue(OverlayKind::tailscale), "tailscale");
@@ -109,7 +109,7 @@ TEST(UserSwitchResult, needsTheSecureInputState) {
   EXPECT_FALSE(decoded<UserSwitchResult>(R"({"uid":1,"status":"switched"})"));
 }
 
-TEST(UserAccount, isActiveWhenActiveWhetherOrNotLoggedIn) {
+TEST(UserAccount, isActiveEvenIfNotReportedAsLoggedIn) {
   using State = UserAccount::SessionState;
   UserAccount account;
   EXPECT_EQ(account.sessionState(), State::signedOut);
@@ -122,13 +122,13 @@ TEST(UserAccount, isActiveWhenActiveWhetherOrNotLoggedIn) {
   EXPECT_EQ(rawValue(State::signedInBackground), "signedInBackground");
 }
 
-TEST(Records, namedByAFieldOfTheirsGiveItAsTheirIdentity) {
+TEST(Records, useTheirNamingFieldAsIdentity) {
   EXPECT_EQ((RunningAppInfo{"b", "n", 1, 2, {}}.id()), "b");
   EXPECT_EQ((RemoteFileEntry{"n", "/p/n", false, 0, {}, {}}.id()), "/p/n");
   EXPECT_EQ((UserAccount{501, "u", "U", true, true, {}}.id()), 501U);
 }
 
-TEST(RecordHash, agreesWithEqualityAndTellsFieldsApart) {
+TEST(RecordHash, agreesWithEqualityAndDistinguishesFields) {
   const WindowInfo window{1, "t", "b", "a", {{0, 0}, {10, 10}}, true};
   WindowInfo moved = window;
   moved.frame.origin.x = 1;

@@ -10,7 +10,7 @@ Fragment fragmentOf(std::uint32_t frameID, std::uint16_t index, std::uint16_t co
   return {1, frameID, index, count, VideoPacketFlags::keyframe, 1000 + frameID, std::move(payload)};
 }
 
-TEST(VideoUDP, hasTheHeaderFieldsAtTheirPlaces) {
+TEST(VideoUDP, hasTheHeaderFieldsAtTheirOffsets) {
   const auto datagrams =
       fragments(0x01020304, 0x05060708, VideoPacketFlags::keyframe, 0x1112131415161718, Bytes{0xAA});
   ASSERT_EQ(datagrams.size(), 1U);
@@ -40,7 +40,7 @@ TEST(VideoUDP, cutsAPayloadOf1101BytesInTwo) {
   EXPECT_EQ(parse(datagrams[1])->count, 2);
 }
 
-TEST(VideoUDP, counts65535FragmentsAtMost) {
+TEST(VideoUDP, countsAtMost65535Fragments) {
   EXPECT_EQ(fragmentCount(72088500), 65535);
   EXPECT_EQ(fragmentCount(72088501), std::nullopt);
   EXPECT_EQ(fragmentCount(std::numeric_limits<std::size_t>::max()), std::nullopt);
@@ -56,7 +56,7 @@ TEST(VideoUDP, sendsAnEmptyPayloadAsAHeaderThatParseRefuses) {
   EXPECT_EQ(parse(datagrams.front()), std::nullopt);
 }
 
-TEST(VideoUDP, givesTheSameDatagramsAsHeaderAndPayload) {
+TEST(VideoUDP, returnsTheSameDatagramsAsHeaderAndPayload) {
   Bytes payload(2500);
   for (std::size_t index = 0; index < payload.size(); ++index)
     payload[index] = static_cast<std::uint8_t>(index * 31);
@@ -98,7 +98,7 @@ TEST(Reassembler, deliversFragmentsInReverseOrderWithTheLastArrival) {
   EXPECT_EQ(reassembler.newestDelivered(), 1U);
 }
 
-TEST(Reassembler, letsTheLaterPayloadOfADuplicateWinWithoutCompletingTheFrame) {
+TEST(Reassembler, replacesADuplicateWithoutCompletingTheFrame) {
   Reassembler reassembler(4);
   EXPECT_EQ(reassembler.accept(fragmentOf(1, 0, 2, {1})), std::nullopt);
   EXPECT_EQ(reassembler.accept(fragmentOf(1, 0, 2, {2})), std::nullopt);
@@ -118,7 +118,7 @@ TEST(Reassembler, dropsAFirstFragmentOfAnOlderFrameButCountsAPendingOne) {
   EXPECT_EQ(reassembler.newestDelivered(), 5U);
 }
 
-TEST(Reassembler, dropsAFirstFragmentBehindADeliveredFrame) {
+TEST(Reassembler, dropsAFirstFragmentOlderThanADeliveredFrame) {
   Reassembler reassembler(4);
   ASSERT_TRUE(reassembler.accept(fragmentOf(5, 0, 1, {9})));
   EXPECT_EQ(reassembler.accept(fragmentOf(4, 0, 1, {9})), std::nullopt);
@@ -140,7 +140,7 @@ TEST(Reassembler, evictsTheOldestFramesAboveItsWindow) {
   EXPECT_TRUE(reassembler.didDropFrame());
 }
 
-TEST(Reassembler, leavesTheTwoNewestOfFourInTheOrderOfTheirNumbers) {
+TEST(Reassembler, keepsTheTwoNewestOfFourInOrder) {
   Reassembler reassembler(2);
   for (std::uint32_t frameID = 1; frameID <= 4; ++frameID)
     ASSERT_FALSE(reassembler.accept(fragmentOf(frameID, 0, 2, {1})));
@@ -159,7 +159,7 @@ TEST(Reassembler, neverEvictsFramesNewerThanTheFragment) {
   EXPECT_FALSE(reassembler.didDropFrame());
 }
 
-TEST(Reassembler, tellsADropOnce) {
+TEST(Reassembler, reportsADropOnce) {
   Reassembler reassembler(1);
   EXPECT_FALSE(reassembler.consumeDropFlag());
   ASSERT_FALSE(reassembler.accept(fragmentOf(1, 0, 2, {1})));
@@ -168,7 +168,7 @@ TEST(Reassembler, tellsADropOnce) {
   EXPECT_FALSE(reassembler.consumeDropFlag());
 }
 
-TEST(Reassembler, keepsAFrameIntoWhichAForeignIndexCame) {
+TEST(Reassembler, keepsAFrameThatReceivedAForeignIndex) {
   Reassembler reassembler(4);
   ASSERT_FALSE(reassembler.accept(fragmentOf(1, 0, 2, {1})));
   EXPECT_EQ(reassembler.accept(fragmentOf(1, 5, 9, {2})), std::nullopt);
