@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// However a stream is cut, the same frames come out of it, and they are the stream.
+// A stream gives the same frames however it is cut, and their bytes are the stream.
 #include <algorithm>
 #include <iterator>
 
@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (std::size_t at = 0; at < stream.size(); at += step) {
     auto frames = cut.feed(stream.subspan(at, std::min(step, stream.size() - at)));
     if (!frames) {
-      QUORL_CHECK(!failure || *failure == frames.error(), "a failed stream keeps failing alike");
+      QUORL_CHECK(!failure || *failure == frames.error(), "a failed stream keeps its error");
       failure = frames.error();
       continue;
     }
@@ -33,10 +33,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   QUORL_CHECK(failure.has_value() == !atOnce, "both ways fail or neither");
   if (!atOnce) {
-    QUORL_CHECK(*failure == atOnce.error(), "both ways fail alike");
+    QUORL_CHECK(*failure == atOnce.error(), "both ways fail with the same error");
     return 0;
   }
-  QUORL_CHECK(*atOnce == inPieces, "both ways give the same frames");
+  QUORL_CHECK(*atOnce == inPieces, "both ways return the same frames");
   QUORL_CHECK(whole.bufferedByteCount() == cut.bufferedByteCount(), "both ways keep the same rest");
   std::size_t at = 0;
   for (const Frame& frame : *atOnce) {

@@ -37,7 +37,7 @@ void compareNumber(ByteView json, const boost::json::value& expected) {
   double number = 0;
   if (!reader.readDouble(number)) return;
   const double other = expected.to_number<double>();
-  // The other parser rounds in its own way; only gross differences are errors.
+  // The other parser rounds differently; only large differences are errors.
   QUORL_CHECK(
       number == other || std::abs(number - other) <= std::abs(number) * 1e-9 || std::abs(number) < 1e-300,
       "the numbers agree");
@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool isJson = reader.skipValue() && reader.finish();
   boost::json::error_code error;
   const boost::json::value expected = parsedByPeer(textViewOf(json), error);
-  // The other parser holds a number with an absurd exponent for no JSON, even where nobody asks its value.
+  // The other parser rejects a number with an absurd exponent even if its value is not read.
   if (error == boost::json::error::exponent_overflow) return 0;
   QUORL_CHECK(isJson == !error, "both parsers agree on what is JSON");
   if (!isJson) return 0;

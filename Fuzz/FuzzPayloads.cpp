@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The binary payloads: what decodes is written as the same bytes. The first byte chooses the payload.
+// The binary payloads: a decoded one encodes to the same bytes. The first byte chooses the payload.
 #include <algorithm>
 
 #include <QuorlKit/Foundation/Check.h>
@@ -27,11 +27,11 @@ void tryInputEvent(ByteView bytes) {
   QUORL_CHECK(encoded.size() <= bytes.size() && encoded[0] == bytes[0],
               "an event is no longer than its bytes");
   const auto again = InputEvent::decode(encoded);
-  // Compared as bytes: a float may be no number, and then differs from itself.
+  // Compared as bytes: a NaN differs from itself.
   QUORL_CHECK(again && again->encoded() == encoded, "an event reads back as itself");
 }
 
-// The bytes are at once the reads to make and what is read.
+// The bytes choose the reads and are also their input.
 void tryReader(ByteView bytes) {
   ByteReader reader(bytes);
   for (const std::uint8_t choice : bytes) {

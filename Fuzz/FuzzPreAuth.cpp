@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A stranger sends anything at all, cut anywhere: it never gets in, nothing is sent behind the end, all
-// answers are frames, and nothing of it stays.
+// An unauthenticated peer sends any bytes, cut anywhere. It is never admitted, nothing is sent after the end,
+// all answers are frames, and nothing of the connection remains.
 #include <algorithm>
 #include <chrono>
 #include <memory>
@@ -33,7 +33,7 @@ struct World {
         platform, [store = services->trustStore] { return store->settings(); });
     services->makeStream = [](const StartStream&,
                               const std::weak_ptr<StreamOutputSink>&) -> std::shared_ptr<ClientStream> {
-      QUORL_CHECK(false, "a stranger started a stream");
+      QUORL_CHECK(false, "an unauthenticated peer started a stream");
       return nullptr;
     };
   }
@@ -48,8 +48,8 @@ World& world() {
   return made;
 }
 
-// A few pieces of one size, then ever longer ones: each costs more than what most inputs do with it. 0:
-// whole.
+// A few pieces of one size, then longer and longer ones, because each piece costs more than most inputs. 0:
+// one piece.
 void writeInPieces(World& host, test::FakePeer& peer, ByteView stream, std::size_t first) {
   constexpr int equalPieces = 8;
   std::size_t length = first == 0 ? stream.size() : first;
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   if (data[0] >= 128) peer->setReading(false);
   writeInPieces(host, *peer, ByteView(data + 1, size - 1), data[0] % 64);
-  QUORL_CHECK(connection->authState() != AuthState::authenticated, "a stranger got in");
+  QUORL_CHECK(connection->authState() != AuthState::authenticated, "an unauthenticated peer was admitted");
   peer->setReading(true);
   host.simulation.runReady();
   peer->takeMessages();
@@ -82,8 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   host.simulation.advance(std::chrono::seconds(1));
 
   QUORL_CHECK(peer->isClosedByHost(), "a connection outlives its peer");
-  QUORL_CHECK(peer->sendsAfterCancel() == 0, "something was sent behind the end");
-  QUORL_CHECK(host.fakes.events->posted.empty(), "a stranger typed");
+  QUORL_CHECK(peer->sendsAfterCancel() == 0, "something was sent after the end");
+  QUORL_CHECK(host.fakes.events->posted.empty(), "an unauthenticated peer posted input");
   const std::weak_ptr<ClientConnection> weak = connection;
   connection.reset();
   QUORL_CHECK(weak.expired(), "something holds a closed connection");

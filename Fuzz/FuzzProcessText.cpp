@@ -11,7 +11,7 @@
 #include <QuorlHostMac/Agents/ProcessParsers.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
-// Command lines, process names and what tools print about them are in the hands of whoever runs a process.
+// Command lines, process names and the output of tools about them are chosen by any user who starts a process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace quorl;
   const ByteView bytes(data, size);
@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (const auto reply = KittyText::parseReply(text); reply && !isValidUTF8(reply->data)) std::abort();
   for (const auto& window : KittyText::parseWindows(text).value_or(std::vector<KittyText::Window>()))
     if (window.id < 1 || window.pid < 1) std::abort();
-  // Every folder is there: the search that goes deepest.
+  // Every folder exists, which makes the deepest search.
   const auto always = [](const std::string&) { return true; };
   if (!decodeProjectPath(text.substr(0, 255), {.exists = always, .isDirectory = always}).starts_with('/'))
     std::abort();

@@ -6,7 +6,7 @@
 #include <QuorlKit/Foundation/TextTools.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
-// What session files say is whatever another program wrote: any bytes give a value that keeps its promises.
+// Session files are written by other programs: any bytes give a value with valid fields.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace quorl;
   const ByteView bytes(data, size);

@@ -8,7 +8,7 @@
 #include <QuorlHostCore/Agents/Terminals/SnapshotDiff.h>
 #include <QuorlKit/Foundation/ByteView.h>
 
-// The input is two screens, parted by the first NUL.
+// The input is two screens, separated by the first NUL.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace quorl;
   const std::string_view text = textViewOf({data, size});
@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view tail = SnapshotDiff::newTail(previous, current);
   if (!current.ends_with(tail)) std::abort();
   if (previous == current && !previous.empty() && !tail.empty()) std::abort();
-  // What was left out ends the one text and begins the other, whole lines of it.
+  // The omitted lines end the first text and begin the second.
   std::string_view overlap = current.substr(0, current.size() - tail.size());
   if (overlap.ends_with('\n') && !tail.empty()) overlap.remove_suffix(1);
   const std::string_view shared = tail.empty() ? current : overlap;

@@ -13,7 +13,7 @@ namespace {
 using namespace quorl;
 using namespace quorl::client;
 
-// Longer sequences than these are given up, and where depends on how they are cut.
+// Longer sequences are given up at a point that depends on how they are cut.
 constexpr std::size_t maxInput = 4096;
 
 void demand(bool holds) {
@@ -39,7 +39,7 @@ void checkModes(ByteView output, std::size_t cut) {
 void checkJoin(ByteView output, std::size_t cut) {
   SeenOutput seen;
   seen.append(output.first(cut));
-  // The whole is a replay of a session that was seen up to the cut.
+  // The whole is a replay of a session that was shown up to the cut.
   const auto join = seen.join(output);
   demand(join.newFrom <= output.size());
   demand(join.kind == SeenOutput::Join::Kind::follows);
@@ -55,7 +55,7 @@ void checkKeys(ByteView typed, std::size_t cut) {
     passed.insert(passed.end(), result.passed.begin(), result.passed.end());
     hasDetached = result.hasDetached;
   }
-  // Nothing is made up and nothing changes places: only keys that leave are missing.
+  // Nothing is invented or reordered: only detach keys are missing.
   auto from = typed.begin();
   for (const std::uint8_t byte : passed) {
     from = std::find(from, typed.end(), byte);
@@ -66,7 +66,7 @@ void checkKeys(ByteView typed, std::size_t cut) {
 
 }  // namespace
 
-// What a program prints, or a person types; the first two bytes say where it is cut into two reads.
+// Program output or typed keys. The first two bytes are the position of the cut into two reads.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 2 || size > maxInput) return 0;
   const ByteView bytes(data + 2, size - 2);

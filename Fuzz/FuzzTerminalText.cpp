@@ -17,7 +17,7 @@ void demand(bool holds) {
 
 }  // namespace
 
-// Terminal output; its first byte says where it is cut into two reads.
+// Terminal output. Its first byte is the position of the cut into two reads.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace quorl;
   static const auto noise = RegularExpression::compile(terminalNoisePattern);

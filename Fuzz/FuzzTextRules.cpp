@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The rules over texts of peers and users. The first byte chooses the rule.
+// Rules for texts of peers and users. The first byte chooses the rule.
 #include <string>
 
 #include <QuorlKit/Foundation/Base64.h>
@@ -17,13 +17,13 @@ namespace {
 void tryUTF8(std::string_view text) {
   const std::string repaired = repairedUTF8(text);
   QUORL_CHECK(isValidUTF8(repaired), "repaired text is valid");
-  QUORL_CHECK(isValidUTF8(text) == (repaired == text), "valid text alone stays as it is");
+  QUORL_CHECK(isValidUTF8(text) == (repaired == text), "only valid text is unchanged");
 }
 
 void tryBase64(std::string_view text) {
   if (const auto data = base64Decoded(text))
-    QUORL_CHECK(base64Encoded(*data) == text, "there is one text for the bytes");
-  QUORL_CHECK(base64Decoded(base64Encoded(viewOf(text))) == bytesOf(text), "bytes come back");
+    QUORL_CHECK(base64Encoded(*data) == text, "every value has one text");
+  QUORL_CHECK(base64Decoded(base64Encoded(viewOf(text))) == bytesOf(text), "bytes decode to themselves");
 }
 
 void tryUUID(std::string_view text) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Datagrams of any content through the reassembler, and pictures of our own in any order.
+// Datagrams of any content in the reassembler, and fragments of real pictures in any order.
 #include <algorithm>
 #include <utility>
 
@@ -10,7 +10,7 @@ using namespace quorl;
 
 namespace {
 
-// Each datagram stands behind one byte that tells its length.
+// Each datagram follows one byte with its length.
 void tryForeignDatagrams(ByteView bytes, std::size_t window) {
   VideoUDP::Reassembler reassembler(window);
   while (!bytes.empty()) {

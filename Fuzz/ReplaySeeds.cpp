@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Runs a fuzz target over every file of the folder given as its argument. A folder without files is a
-// failure.
+// Runs a fuzz target over every file of the folder in its argument. An empty folder is a failure.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
