@@ -49,6 +49,11 @@ TEST_F(AttachmentOutputTest, holdsAnUnfinishedCharacterBackUntilItsRestComes) {
   EXPECT_EQ(show("\xAC"), "€");
 }
 
+TEST_F(AttachmentOutputTest, doesNotHoldAMalformedCharacterBack) {
+  show("kept\r\n");
+  EXPECT_EQ(show("a\xE0\x80"), "a\xE0\x80");  // overlong: no rest can make it valid
+}
+
 TEST_F(AttachmentOutputTest, continuesAReplayWhereTheLastOutputStopped) {
   show("one\r\ntwo\r\n");
   output_.endReplay();
