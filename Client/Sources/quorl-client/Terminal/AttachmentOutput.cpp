@@ -63,9 +63,9 @@ Outcome<void> AttachmentOutput::showReplay(ByteView modes, ByteView history) {
   const bool hasShown = seen_.hasAny();
   const auto join = hasShown && !isTab ? seen_.join(history) : SeenOutput::Join{};
   if (join.kind == SeenOutput::Join::Kind::follows) {
-    const ByteView news = history.subspan(join.newFrom);
-    seen_.append(news);
-    return emit(fitForReplay(news));
+    const ByteView newOutput = history.subspan(join.newFrom);
+    seen_.append(newOutput);
+    return emit(fitForReplay(newOutput));
   }
   seen_.append(history);
   if (hasShown) {
