@@ -31,7 +31,7 @@ class RecordingStream : public ClientStream {
   void setAutoFit(bool enabled) override { calls.push_back(fmt::format("fit {}", enabled)); }
   void setWindowScale(double scale) override { calls.push_back(fmt::format("scale {}", scale)); }
   void raiseForInput() override { calls.emplace_back("raise"); }
-  PointRect currentContentRect() override { return contentRect; }
+  PointRect currentContentRect() const override { return contentRect; }
 
   const StartStream request;
   const std::weak_ptr<StreamOutputSink> sink;

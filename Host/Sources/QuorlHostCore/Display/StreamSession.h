@@ -15,6 +15,7 @@
 #include <QuorlHostCore/Display/PictureFeed.h>
 #include <QuorlHostCore/Display/TargetResolution.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Shared/ClientStream.h>
 #include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Foundation/Geometry.h>
 #include <QuorlKit/Models/Models.h>
@@ -26,35 +27,32 @@ class VideoEncoder;
 /// One picture stream to one client: resolves what the client asked to see, runs capture and encoder, keeps
 /// the reported content rectangle current and hands the pictures to the client's sink.
 ///
-/// *Queue*: owns "quorl.stream.<id>" (rank `stream`). Every operation may be called from any thread, returns
-/// at once and does its work on the queue; `currentContentRect` alone answers in place, without waiting.
+/// *Queue*: owns "quorl.stream.<id>" (rank `stream`), where the operations of `ClientStream` do their work.
 /// *Ownership*: made with std::make_shared and held by the connection; holds its sink weakly, and a sink that
 /// has gone counts as unsubscribed.
-/// *Lifetime*: work that is under way holds it weakly, except `stop`, which always runs. A release without
-/// `stop` ends the capture and the encoder as well.
-class StreamSession : public std::enable_shared_from_this<StreamSession> {
+/// *Lifetime*: pending work holds it weakly, except `stop`, which always runs. Destruction without `stop`
+/// ends the capture and the encoder as well.
+class StreamSession final : public ClientStream, public std::enable_shared_from_this<StreamSession> {
  public:
   StreamSession(StartStream request, std::weak_ptr<StreamOutputSink> sink, const Platform& platform);
   StreamSession(const StreamSession&) = delete;
   StreamSession& operator=(const StreamSession&) = delete;
-  ~StreamSession();
+  ~StreamSession() override;
 
   const SerialQueue& queue() const { return queue_; }
 
-  void start();
-  void stop();
-  void update(const StreamConfig& config);
-  void requestKeyframe();
-  void updateAspect(double pointsWide, double pointsHigh);
-  void setAutoFit(bool enabled);
-  void setWindowScale(double scale);
-  void raiseForInput();
+  // ClientStream
+  void start() override;
+  void stop() override;
+  void update(const StreamConfig& config) override;
+  void requestKeyframe() override;
+  void updateAspect(double pointsWide, double pointsHigh) override;
+  void setAutoFit(bool enabled) override;
+  void setWindowScale(double scale) override;
+  void raiseForInput() override;
+  PointRect currentContentRect() const override;
 
-  /// The part of the desktop that the picture shows, in global points; empty before the first capture. Input
-  /// is mapped with it, so it never waits for a picture that is being encoded on the queue.
-  PointRect currentContentRect() const;
-
-  /// A copy of the client's wishes about the window, read on the queue.
+  /// A copy of the client's wishes about the window. Waits for the queue.
   FitState fitState() const;
 
  private:

@@ -9,10 +9,10 @@
 #include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Agents/Terminals/TerminalBridge.h>
+#include <QuorlHostCore/Display/StreamSession.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Log/Log.h>
-#include <QuorlHostCore/Runtime/StreamSessionAdapter.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Trust/PairingState.h>
@@ -53,6 +53,12 @@ std::shared_ptr<AgentRegistry> makeAgents(const HostCoreConfig& config, const Pl
   return AgentRegistry::make(platform, std::move(stores));
 }
 
+ClientStreamFactory streamFactory(const Platform& platform) {
+  return [platform](const StartStream& request, std::weak_ptr<StreamOutputSink> sink) {
+    return std::make_shared<StreamSession>(request, std::move(sink), platform);
+  };
+}
+
 }  // namespace
 
 std::shared_ptr<HostRuntime> HostRuntime::make(HostCoreConfig config, Platform platform) {
@@ -84,7 +90,7 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
                                                             .catalog = catalog_,
                                                             .extras = extras_,
                                                             .platform = platform,
-                                                            .makeStream = streamSessionFactory(platform),
+                                                            .makeStream = streamFactory(platform),
                                                             .broadcast = nullptr})),
       server_(std::make_shared<ConnectionServer>(
           services_,

@@ -18,8 +18,8 @@ struct HostServices;
 /// Brings one client's input to the injector: refuses it where the platform does not trust the host with
 /// input, maps positions in a stream's picture to points of the desktop, and raises what is worked with.
 ///
-/// *Queue*: its connection's; waits for a stream's queue. *Ownership*: its connection's; the services and the
-/// table are borrowed and outlive it.
+/// *Queue*: its connection's; waits for no other queue (see `ClientStream` for the content rectangle).
+/// *Ownership*: its connection's; the services and the table are borrowed and outlive it.
 class InputRouter {
  public:
   using Reply = std::function<void(ControlMessage)>;

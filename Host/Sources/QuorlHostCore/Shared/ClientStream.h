@@ -10,17 +10,19 @@
 
 namespace quorl {
 
-/// One picture stream, as the connection that owns it drives it. What each operation does is the stream's
-/// affair.
+/// One picture stream, as its connection controls it.
 ///
-/// *Queue*: every operation may be called from any thread; all but `currentContentRect`, which waits for the
-/// stream's queue, return at once and act in the order of the calls.
-/// *Ownership*: its connection's.
+/// *Queue*: every operation may be called from any thread. All but `currentContentRect` only post to the
+/// stream's queue, where they act in the order of the calls.
+/// *Blocking*: none. No operation waits for the stream's queue, so a connection maps input while that queue
+/// encodes a picture.
+/// *Ownership*: shared; the connection's stream table holds it.
+/// *Lifetime*: destruction stops the stream.
 class ClientStream {
  public:
   virtual ~ClientStream() = default;
   virtual void start() = 0;
-  /// Takes effect also when the stream is given up right after the call.
+  /// Takes effect even when the last reference is released right after the call.
   virtual void stop() = 0;
   virtual void update(const StreamConfig& config) = 0;
   virtual void requestKeyframe() = 0;
@@ -28,8 +30,9 @@ class ClientStream {
   virtual void setAutoFit(bool enabled) = 0;
   virtual void setWindowScale(double scale) = 0;
   virtual void raiseForInput() = 0;
-  /// What the picture shows, in global points; empty while nothing is shown.
-  virtual PointRect currentContentRect() = 0;
+  /// The part of the desktop that the picture shows, in global points; empty before the first capture. Read
+  /// in place, under a lock of its own.
+  virtual PointRect currentContentRect() const = 0;
 };
 
 using ClientStreamFactory =
