@@ -1,10 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Session/InputRouter.h>
 
+#include <cmath>
+
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Session/HostServices.h>
 
 namespace quorl {
+
+namespace {
+
+// The far edge does not belong to the half-open rectangle: at 1 the position is the last one before it, so
+// that the pointer does not leave for the next display.
+double positionIn(double low, double length, float fraction) {
+  const double position = low + length * static_cast<double>(fraction);
+  return fraction == 1.0F ? std::nextafter(position, low) : position;
+}
+
+}  // namespace
 
 void InputRouter::route(const InputEvent& event) {
   if (!isPermitted()) return;
@@ -33,8 +46,7 @@ std::optional<InputRouter::Located> InputRouter::locate(std::uint32_t streamID, 
   if (rect.isEmpty()) return std::nullopt;
   lastInputStreamID_ = streamID;
   return Located{stream,
-                 {rect.minX() + rect.size.width * static_cast<double>(x),
-                  rect.minY() + rect.size.height * static_cast<double>(y)}};
+                 {positionIn(rect.minX(), rect.size.width, x), positionIn(rect.minY(), rect.size.height, y)}};
 }
 
 void InputRouter::inject(const inputEvent::Pointer& event) {

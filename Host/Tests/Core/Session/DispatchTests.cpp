@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <cmath>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -213,6 +215,19 @@ TEST_F(DispatchTest, mapsAPositionInThePictureToAPointOfTheDesktop) {
   client_.input(pointer(PointerPhase::moved, 1, 0.25F, 0.5F));
   ASSERT_EQ(posted().size(), 1U);
   EXPECT_EQ(std::get<MouseEvent>(posted()[0]).location, (PointXY{200, 350}));
+}
+
+TEST_F(DispatchTest, keepsTheRightAndLowerEdgeInsideTheContentRectangle) {
+  start(1);
+  const PointRect rect = streams_[0]->contentRect;
+  client_.input(pointer(PointerPhase::moved, 1, 1.0F, 1.0F));
+  client_.input(pointer(PointerPhase::moved, 1, 0.0F, 0.0F));
+  ASSERT_EQ(posted().size(), 2U);
+  const PointXY corner = std::get<MouseEvent>(posted()[0]).location;
+  EXPECT_TRUE(rect.contains(corner)) << corner.x << ", " << corner.y;
+  EXPECT_EQ(std::floor(corner.x), rect.maxX() - 1);
+  EXPECT_EQ(std::floor(corner.y), rect.maxY() - 1);
+  EXPECT_EQ(std::get<MouseEvent>(posted()[1]).location, rect.origin);
 }
 
 TEST_F(DispatchTest, raisesForADownAScrollAndAPinchAndForNothingElse) {
