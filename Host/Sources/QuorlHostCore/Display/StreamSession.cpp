@@ -239,8 +239,8 @@ void StreamSession::makeCapture(const CaptureFilter& filter) {
   handlers.placed = [weak = weak_from_this()](const PointRect& rect) {
     if (auto self = weak.lock()) self->handlePlaced(rect);
   };
-  handlers.stopped = [weak = weak_from_this()](const PortError& error) {
-    if (auto self = weak.lock()) self->handleCaptureStopped(error);
+  handlers.stopped = [weak = weak_from_this(), epoch = epoch_](const PortError& error) {
+    if (auto self = weak.lock()) self->handleCaptureStopped(epoch, error);
   };
   auto stream = screen_->makeStream(filter, captureSettings(), queue_, std::move(handlers));
   if (!stream) return fail("stream.output", stream.error().description);
@@ -311,10 +311,11 @@ void StreamSession::handlePlaced(const PointRect& rect) {
   if (rect.size != before.size) scheduleRefit();
 }
 
-void StreamSession::handleCaptureStopped(const PortError& error) {
-  onQueue([text = error.description](StreamSession& self) {
+// Posted, because a failure destroys the capture that is calling. A restart may come in between.
+void StreamSession::handleCaptureStopped(std::uint64_t epoch, const PortError& error) {
+  onQueue([epoch, text = error.description](StreamSession& self) {
     self.queue_.assertCurrent();
-    if (!self.stopped_) self.fail("stream.capture", text);
+    if (!self.stopped_ && epoch == self.epoch_) self.fail("stream.capture", text);
   });
 }
 

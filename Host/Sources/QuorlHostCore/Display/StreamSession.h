@@ -76,7 +76,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   void announceStarted();
   void handlePicture(CapturedPicture picture);
   void handlePlaced(const PointRect& rect);
-  void handleCaptureStopped(const PortError& error);
+  void handleCaptureStopped(std::uint64_t epoch, const PortError& error);
   void applyUpdate(const StreamConfig& config);
   void scheduleRefit();
   void restart();
@@ -103,7 +103,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   PixelSize encodedSize_ QUORL_GUARDED_BY(queue_);
   bool stopped_ QUORL_GUARDED_BY(queue_) = false;
   bool announced_ QUORL_GUARDED_BY(queue_) = false;
-  std::uint64_t epoch_ QUORL_GUARDED_BY(queue_) = 0;  // of the run: answers to an older one are ignored
+  std::uint64_t epoch_ QUORL_GUARDED_BY(queue_) = 0;  // of the run; what belongs to an older one is ignored
   FitState fit_ QUORL_GUARDED_BY(queue_);
   Timer refitWork_ QUORL_GUARDED_BY(queue_);
 

@@ -241,6 +241,19 @@ TEST_F(StreamSessionTest, failsWhenTheCaptureEndsByItself) {
   EXPECT_EQ(errors().size(), 1U);
 }
 
+TEST_F(StreamSessionTest, ignoresTheEndOfACaptureThatARestartHasReplaced) {
+  start();
+  screen_->endCapture({"the monitor is gone", 0});
+  StreamConfig smaller = request_.config;
+  smaller.maxDimension = 640;
+  session_->update(smaller);
+  scheduler_.runReady();
+  EXPECT_TRUE(errors().empty());
+  EXPECT_EQ(screen_->streams().size(), 2U);
+  EXPECT_EQ(screen_->runningStreams(), 1U);
+  EXPECT_EQ(started().back().pixelWidth, 640);
+}
+
 TEST_F(StreamSessionTest, announcesTheNewPlaceOfADisplayThatMoved) {
   start();
   screen_->placeDisplay({{-1920, 0}, {1920, 1080}});
