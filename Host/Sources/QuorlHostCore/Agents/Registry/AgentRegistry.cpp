@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
 
-#include <algorithm>
+#include <utility>
+#include <variant>
 
 #include <fmt/format.h>
 
+#include <QuorlHostCore/Agents/Registry/SpawnPlan.h>
 #include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Log/Log.h>
@@ -26,7 +28,8 @@ AgentRegistry::AgentRegistry(const Platform& platform, Stores stores)
       stores_(std::move(stores)),
       queue_(*platform.scheduler, "quorl.agents", QueueRank::registry),
       homeDirectory_(platform.sessionFiles->homeDirectory()),
-      scanner_(std::make_shared<AgentScanner>(platform, stores_.bridge)) {}
+      scanner_(std::make_shared<AgentScanner>(platform, stores_.bridge)),
+      sessions_(queue_, homeDirectory_) {}
 
 std::function<void()> AgentRegistry::weakly(std::function<void(AgentRegistry&)> work) {
   return [weak = weak_from_this(), work = std::move(work)] {
@@ -62,21 +65,13 @@ void AgentRegistry::stop(std::function<void()> ended) {
     self.queue_.assertCurrent();
     self.isStopping_ = true;
     self.whenEnded_ = ended;
-    for (const auto& [id, spawned] : self.spawned_) spawned.session->terminate();
-    for (const auto& [id, adopted] : self.adopted_) adopted.session->terminate();
+    self.sessions_.terminateAll();
     self.reportEnd();
   });
 }
 
 void AgentRegistry::reportEnd() {
-  if (!whenEnded_) return;
-  using ProcessState = BridgedTerminalSession::ProcessState;
-  const auto hasEnded = [](const auto& entry) { return entry.second.endedAt.has_value(); };
-  const auto isDone = [](const auto& entry) {
-    return entry.second.session->processState() != ProcessState::alive;
-  };
-  if (std::ranges::all_of(spawned_, hasEnded) && std::ranges::all_of(adopted_, isDone))
-    std::exchange(whenEnded_, nullptr)();
+  if (whenEnded_ && sessions_.haveEnded()) std::exchange(whenEnded_, nullptr)();
 }
 
 void AgentRegistry::currentList(std::function<void(std::vector<AgentDescriptor>)> callback) {
@@ -86,38 +81,10 @@ void AgentRegistry::currentList(std::function<void(std::vector<AgentDescriptor>)
   });
 }
 
-SpawnedAgentFacts AgentRegistry::factsOf(const Spawned& spawned) const {
-  const PTYSession& session = *spawned.session;
-  PTYSession::Summary summary = session.summary();
-  return {.id = session.id(),
-          .kind = spawned.kind,
-          .displayName = session.displayName(),
-          .command = session.command(),
-          .workingDirectory = PTYSession::expandTilde(session.workingDirectory(), homeDirectory_),
-          .detail = spawned.detail,
-          .status = summary.status,
-          .pid = session.pid(),
-          .lastActivity = summary.lastActivity,
-          .previewLine = std::move(summary.previewLine)};
-}
-
-AdoptedAgentFacts AgentRegistry::factsOf(const Adopted& adopted) const {
-  const BridgedTerminalSession& session = *adopted.session;
-  return {.id = session.id,
-          .displayName = session.displayName,
-          .command = session.command,
-          .tty = session.tty,
-          .status = session.status(),
-          .pid = session.pid,
-          .lastActivity = session.lastOutputDate(),
-          .previewLine = session.previewLine(),
-          .cwd = session.cwd};
-}
-
 std::vector<AgentDescriptor> AgentRegistry::buildList() {
   AgentListFacts facts;
-  for (const auto& [id, spawned] : spawned_) facts.spawned.push_back(factsOf(spawned));
-  for (const auto& [id, adopted] : adopted_) facts.adopted.push_back(factsOf(adopted));
+  facts.spawned = sessions_.spawnedFacts();
+  facts.adopted = sessions_.adoptedFacts();
   facts.discovered = discovered_.newestFirst;
   facts.liveness = liveness_;
   facts.guiApps = guiApps_;
@@ -138,30 +105,19 @@ void AgentRegistry::broadcastListIfChanged() {
   broadcast(message::AgentList{lastList_});
 }
 
-void AgentRegistry::broadcastRow(const UUID& id) {
-  if (const auto found = spawned_.find(id); found != spawned_.end()) {
-    broadcast(message::AgentEvent{agentEvent::Updated{rowOf(factsOf(found->second))}});
-  } else if (const auto tab = adopted_.find(id); tab != adopted_.end()) {
-    broadcast(message::AgentEvent{agentEvent::Updated{rowOf(factsOf(tab->second))}});
-  }
-}
-
 void AgentRegistry::noteStatus(const UUID& id, AgentStatus status) {
-  if (const auto found = spawned_.find(id); found != spawned_.end() && status == AgentStatus::exited)
-    found->second.endedAt = queue_.now();
-  broadcastRow(id);
+  sessions_.noteStatus(id, status);
+  if (auto row = sessions_.row(id)) broadcast(message::AgentEvent{agentEvent::Updated{std::move(*row)}});
   reportEnd();
 }
 
-void AgentRegistry::noteProcess(const UUID& id, BridgedTerminalSession::ProcessState state) {
-  if (const auto tab = adopted_.find(id);
-      tab != adopted_.end() && state == BridgedTerminalSession::ProcessState::gone)
-    tab->second.endedAt = queue_.now();
+void AgentRegistry::noteProcess(const UUID& id, AgentSessions::ProcessState state) {
+  sessions_.noteProcess(id, state);
   reportEnd();
 }
 
 void AgentRegistry::refreshDiscovery() {
-  if (std::exchange(isDiscovering_, true)) return;  // a slow disk gathers no queue of scans
+  if (std::exchange(isDiscovering_, true)) return;  // scans of a slow disk must not pile up
   scanner_->scanSessions([weak = weak_from_this()](AgentScanner::Sessions sessions) {
     const auto self = weak.lock();
     if (!self) return;
@@ -176,27 +132,13 @@ void AgentRegistry::refreshDiscovery() {
   });
 }
 
-// Rows of exited sessions would pile up: the newest few stay, for an hour.
 void AgentRegistry::reapExited() {
-  std::vector<std::pair<Date, UUID>> exited;
-  for (const auto& [id, spawned] : spawned_)
-    if (spawned.session->status() == AgentStatus::exited)
-      exited.emplace_back(spawned.session->lastActivity(), id);
-  std::ranges::sort(exited, std::greater<>());
-  const Date now = queue_.scheduler().date();
-  std::size_t reaped = 0;
-  for (std::size_t place = 0; place < exited.size(); ++place) {
-    const auto& [lastActivity, id] = exited[place];
-    const double age = now.secondsSince1970 - lastActivity.secondsSince1970;
-    if (place < maxExited && age <= maxExitedSeconds) continue;
-    spawned_.erase(id);
-    broadcast(message::AgentEvent{agentEvent::Removed{id}});
-    ++reaped;
-  }
-  if (reaped > 0) Log::agent.info(fmt::format("reaped {} exited agent(s)", reaped));
+  const std::vector<UUID> reaped = sessions_.reapExited(queue_.scheduler().date());
+  for (const UUID& id : reaped) broadcast(message::AgentEvent{agentEvent::Removed{id}});
+  if (!reaped.empty()) Log::agent.info(fmt::format("reaped {} exited agent(s)", reaped.size()));
 }
 
-// The desktop answers later and on a thread of its own; the rows follow then.
+// The answer comes later on an adapter's thread; the rows are updated then.
 void AgentRegistry::scanGUIApps() {
   if (!platform_.screen) return;
   platform_.screen->shareableContent(
@@ -228,24 +170,13 @@ void AgentRegistry::takeApplications(const std::vector<ShareableApplication>& ap
   broadcastListIfChanged();
 }
 
-// Only what is alive keeps a tab from being an external agent's: the system gives the name of a terminal away
-// again at once. What ended during a scan may have been read by it.
-AgentRegistry::OwnProcesses AgentRegistry::processesAliveSince(MonotonicTime begin) const {
-  OwnProcesses own;
-  for (const auto& [id, spawned] : spawned_) {
-    if (spawned.endedAt && *spawned.endedAt < begin) continue;
-    if (!spawned.session->ttyName().empty()) own.ttys.insert(spawned.session->ttyName());
-    if (spawned.session->pid() >= 1) own.pids.insert(spawned.session->pid());
-  }
-  for (const auto& [id, adopted] : adopted_)
-    if (!adopted.endedAt || *adopted.endedAt >= begin) own.ttys.insert(adopted.session->tty);
-  return own;
-}
-
+// The host's own terminals are excluded while their processes live, because the system gives the name of a
+// terminal away again at once. A process that ended during the scan may have been read by it and counts as
+// live.
 void AgentRegistry::scanExternals(std::function<void(AgentRegistry&)> then) {
-  for (const auto& [id, adopted] : adopted_) adopted.session->checkProcess();
+  sessions_.checkAdopted();
   const MonotonicTime begin = queue_.now();
-  OwnProcesses own = processesAliveSince(begin);
+  AgentSessions::Processes own = sessions_.processesAliveSince(begin);
   scanner_->scanExternals(
       std::move(own.ttys), std::move(own.pids),
       [weak = weak_from_this(), begin, then = std::move(then)](AgentScanner::Externals externals) {
@@ -259,9 +190,9 @@ void AgentRegistry::scanExternals(std::function<void(AgentRegistry&)> then) {
       });
 }
 
-// Agents that were started or adopted while the scan went on are left out here.
+// Excludes agents that were started or adopted during the scan.
 void AgentRegistry::takeExternals(MonotonicTime begin, const AgentScanner::Externals& externals) {
-  const OwnProcesses own = processesAliveSince(begin);
+  const AgentSessions::Processes own = sessions_.processesAliveSince(begin);
   externals_.clear();
   externalCache_.clear();
   for (const ExternalAgent& agent : externals.byName) {
@@ -299,6 +230,149 @@ void AgentRegistry::requestExternalAgents(std::function<void(std::vector<Externa
 void AgentRegistry::setGUIAgentBundles(const std::vector<std::string>& bundles) {
   stores_.extras->setGUIAgentBundles(bundles);
   post([](AgentRegistry& self) { self.scanGUIApps(); });
+}
+
+// Commands
+
+void AgentRegistry::handle(const AgentCommand& command, const Sink& sink) {
+  post([command, weak = std::weak_ptr(sink)](AgentRegistry& self) {
+    const Sink client = weak.lock();
+    std::visit(
+        [&](const auto& one) {
+          self.queue_.assertCurrent();
+          self.carryOut(one, client);
+        },
+        command);
+  });
+}
+
+void AgentRegistry::carryOut(const agentCommand::Spawn& command, const Sink&) {
+  spawnAgent(command._0);
+}
+
+void AgentRegistry::carryOut(const agentCommand::AdoptClaudeSession& command, const Sink&) {
+  const auto own = UUID::parse(command.sessionID);
+  const UUID id = own ? *own : UUID::random(*platform_.random);
+  if (!sessions_.isSpawned(id)) startSession(planResumption(command.sessionID, command.projectPath, id));
+}
+
+void AgentRegistry::carryOut(const agentCommand::Kill& command, const Sink&) {
+  sessions_.terminate(command.id);
+}
+
+void AgentRegistry::carryOut(const agentCommand::Prompt& command, const Sink&) {
+  sessions_.submit(command.id, command.text);
+}
+
+void AgentRegistry::carryOut(const agentCommand::Write& command, const Sink&) {
+  sessions_.write(command.id, command.data);
+}
+
+void AgentRegistry::carryOut(const agentCommand::ResizePTY& command, const Sink&) {
+  sessions_.resize(command.id, command.cols, command.rows);
+}
+
+void AgentRegistry::carryOut(const agentCommand::Subscribe& command, const Sink& sink) {
+  if (!sink || sessions_.subscribe(command.id, sink)) return;
+  sink->sendControl(
+      message::Error{{.code = "agent.unknown", .message = "no live agent " + command.id.text()}});
+}
+
+void AgentRegistry::carryOut(const agentCommand::Unsubscribe& command, const Sink& sink) {
+  if (sink) sessions_.unsubscribe(command.id, sink.get());
+}
+
+void AgentRegistry::removeSink(const StreamOutputSink* sink) {
+  post([sink](AgentRegistry& self) {
+    self.queue_.assertCurrent();
+    self.sessions_.removeSink(sink);
+  });
+}
+
+void AgentRegistry::launchCatalogEntry(const UUID& id) {
+  const auto entry = stores_.catalog->entry(id);
+  if (!entry) return;
+  post([entry = *entry](AgentRegistry& self) {
+    self.queue_.assertCurrent();
+    self.spawnAgent({.displayName = entry.name,
+                     .command = entry.command,
+                     .workingDirectory = entry.workingDirectory,
+                     .env = entry.env});
+  });
+}
+
+void AgentRegistry::spawnAgent(const AgentSpawnConfig& config) {
+  const SpawnPlan plan = planSpawn(config, UUID::random(*platform_.random));
+  if (!startSession(plan)) return;
+  AgentSpawnConfig named = config;
+  named.displayName = plan.parameters.displayName;
+  stores_.trustStore->rememberSpawnConfig(named);
+}
+
+bool AgentRegistry::startSession(const SpawnPlan& plan) {
+  if (isStopping_) return false;
+  auto session =
+      PTYSession::spawn(plan.parameters, queue_.scheduler(), *platform_.pseudoTerminals, homeDirectory_);
+  if (!session) {
+    Log::agent.error(fmt::format("{} failed: {}", plan.verb, session.error().message));
+    broadcastError(fmt::format("agent.{}", plan.verb), session.error().message);
+    return false;
+  }
+  sessions_.addSpawned(std::move(*session), plan.kind, plan.detail, sessionEvents());
+  broadcastListIfChanged();
+  return true;
+}
+
+AgentSessions::Events AgentRegistry::sessionEvents() {
+  const auto posting = [weak = weak_from_this()](std::function<void(AgentRegistry&)> work) {
+    if (const auto self = weak.lock()) self->post(std::move(work));
+  };
+  return {.statusChanged =
+              [posting](const UUID& id, AgentStatus status) {
+                posting([id, status](AgentRegistry& self) {
+                  self.queue_.assertCurrent();
+                  self.noteStatus(id, status);
+                });
+              },
+          .processChanged =
+              [posting](const UUID& id, AgentSessions::ProcessState state) {
+                posting([id, state](AgentRegistry& self) {
+                  self.queue_.assertCurrent();
+                  self.noteProcess(id, state);
+                });
+              },
+          .attention =
+              [posting](const agentEvent::Attention& event) {
+                posting([event](AgentRegistry& self) { self.broadcast(message::AgentEvent{event}); });
+              }};
+}
+
+void AgentRegistry::adoptExternal(const UUID& id) {
+  post([id](AgentRegistry& self) {
+    self.queue_.assertCurrent();
+    if (self.sessions_.isAdopted(id)) return;
+    const auto found = self.externalCache_.find(id);
+    if (found == self.externalCache_.end())
+      return self.broadcastError("agent.adopt", "external agent " + id.text() + " no longer present");
+    const CachedExternal external = found->second;
+    const ExternalAgent& agent = external.agent;
+    if (!agent.adoptable || !agent.tty || agent.terminal == TerminalKind::unknown)
+      return self.broadcastError("agent.adopt", agent.name + " is not in a scriptable terminal tab");
+    self.adopt(external, *agent.tty);
+  });
+}
+
+// The scan excludes the adopted tab, so the agent moves from one list to the other.
+void AgentRegistry::adopt(const CachedExternal& external, const std::string& tty) {
+  sessions_.addAdopted(BridgedTerminalSession::create(queue_.scheduler(), external.agent, tty, stores_.bridge,
+                                                      platform_.processes, external.startTime),
+                       sessionEvents());
+  broadcastListIfChanged();
+  scanExternals([](AgentRegistry& self) {
+    self.queue_.assertCurrent();
+    self.lastExternalList_ = self.externals_;
+    self.broadcast(message::ExternalAgentList{self.lastExternalList_});
+  });
 }
 
 }  // namespace quorl
