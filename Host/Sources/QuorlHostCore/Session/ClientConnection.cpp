@@ -9,16 +9,12 @@
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Session/HostServices.h>
-#include <QuorlKit/Protocol/VideoUDP.h>
 
 namespace quorl {
 
 namespace {
 
 constexpr std::string_view unnamed = "connecting…";
-
-constexpr double datagramHeadroom = 1.5;
-constexpr double leastDatagramRate = 250'000;  // bytes per second
 
 }  // namespace
 
@@ -36,6 +32,17 @@ ClientConnection::ClientConnection(std::unique_ptr<NetworkConnection> connection
       connection_(std::move(connection)),
       gate_(std::make_shared<PictureGate>(queue_, connection_)),
       connectedAt_(queue_.scheduler().date()),
+      udpVideo_(queue_, services_->platform.network, connection_, gate_),
+      reader_({.mayDispatch =
+                   [this] {
+                     queue_.assertCurrent();
+                     return closed_ || mayReceive();
+                   },
+               .dispatch =
+                   [this](const Frame& frame) {
+                     queue_.assertCurrent();
+                     dispatch(frame);
+                   }}),
       authority_(services_),
       handshake_(authority_, printed(connection_->remoteEndpoint())),
       input_(*services_, streams_, [this](ControlMessage message) { reply(std::move(message)); }) {}
@@ -161,47 +168,24 @@ void ClientConnection::armReceive() {
 
 void ClientConnection::received(ByteView bytes, bool isComplete, const std::optional<PortError>& error) {
   if (closed_) return;
-  if (const auto fault = deframer_.judge(bytes)) {
-    Log::server.error(fmt::format("deframe error: {}", fault->description()));
+  const auto kind = isComplete || error ? FrameReader::Read::last : FrameReader::Read::more;
+  const auto next = reader_.read(bytes, kind);
+  if (!next) {
+    Log::server.error(fmt::format("deframe error: {}", next.error().description()));
     teardown();
     return;
   }
-  inputEnded_ = isComplete || error;
-  const ByteView rest = dispatchFrames(bytes);
-  undispatched_.assign(rest.begin(), rest.end());
-  undispatchedFrom_ = 0;
-  finishRead();
+  proceed(*next);
 }
 
-// A peer that does not read its answers is not listened to until it does; otherwise its questions alone could
-// fill the memory. One read holds so many small ones that this must be asked before each. What stands behind
-// the frame that ended the session is dispatched all the same, and its answers are dropped.
-ByteView ClientConnection::dispatchFrames(ByteView bytes) {
-  while (!bytes.empty() && (closed_ || mayReceive()))
-    if (const auto frame = deframer_.next(bytes)) dispatch(*frame);
-  return bytes;
-}
-
-void ClientConnection::finishRead() {
-  receiveWaits_ = !closed_ && (undispatchedFrom_ < undispatched_.size() || (!inputEnded_ && !mayReceive()));
-  if (receiveWaits_) return;
-  undispatched_ = {};
-  if (inputEnded_) teardown();
+void ClientConnection::proceed(FrameReader::Next next) {
+  if (next == FrameReader::Next::end) teardown();
   if (closed_) {
-    // Frames behind the one that ended the session may have pressed something again.
+    // Frames after the one that ended the session may have pressed keys again.
     input_.leave();
     return;
   }
-  armReceive();
-}
-
-void ClientConnection::resume() {
-  // Kept apart meanwhile: a frame may end the session, and that lets go of what was not dispatched.
-  Bytes bytes = std::exchange(undispatched_, {});
-  const ByteView rest = dispatchFrames(ByteView(bytes).subspan(undispatchedFrom_));
-  undispatchedFrom_ = bytes.size() - rest.size();
-  undispatched_ = std::move(bytes);
-  finishRead();
+  if (next == FrameReader::Next::receive) armReceive();
 }
 
 void ClientConnection::dispatch(const Frame& frame) {
@@ -391,7 +375,7 @@ void ClientConnection::transportProgressed(const std::optional<PortError>& error
   if (closed_) return;
   repairStreams();
   if (path_->takeLostAgentEvents()) sendAllAgents();
-  if (receiveWaits_ && mayReceive()) resume();
+  if (reader_.isWaiting() && mayReceive()) proceed(reader_.resume());
 }
 
 // In place of events that a client was too slow for.
@@ -412,29 +396,13 @@ void ClientConnection::sendVideo(std::uint32_t streamID, VideoPacketFlags flags,
     if (!self) return;
     self->queue_.assertCurrent();
     if (self->closed_) return;
-    // A lost configuration would leave the client without a picture, so it never goes by datagram.
-    if (self->udpVideo_ && !packet.flags.contains(VideoPacketFlags::codecConfig)) {
+    if (self->udpVideo_.carries(packet.flags)) {
       self->gate_->discarded(frame.size());
-      self->sendDatagrams(packet);
+      self->udpVideo_.send(packet);
     } else if (!self->path_->send(std::move(frame), droppable, Purpose::other)) {
       self->brokenStreams_.insert(packet.streamID);
     }
   });
-}
-
-void ClientConnection::sendDatagrams(const SharedVideoPacket& packet) {
-  const VideoUDP::FrameFields fields{packet.streamID, ++udpFrameCounter_, packet.flags, packet.ptsMicros};
-  // Any second of a stream may take half as much again as its rate.
-  udpVideo_->setRate(std::max(gate_->wantedRate() * datagramHeadroom, leastDatagramRate));
-  VideoUDP::forEachFragment(fields, packet.data ? ByteView(*packet.data) : ByteView(),
-                            [&](ByteView header, ByteView part) {
-                              queue_.assertCurrent();
-                              Bytes datagram;
-                              datagram.reserve(header.size() + part.size());
-                              datagram.insert(datagram.end(), header.begin(), header.end());
-                              datagram.insert(datagram.end(), part.begin(), part.end());
-                              udpVideo_->send(std::move(datagram));
-                            });
 }
 
 std::optional<PictureBudget> ClientConnection::admitPicture(PictureRequest request) {
@@ -448,39 +416,11 @@ bool ClientConnection::isBackpressured() const {
   });
 }
 
-// Datagrams
-
 void ClientConnection::openVideoChannel(std::uint16_t udpPort) {
   queue_.async([self = shared_from_this(), udpPort] {
     self->queue_.assertCurrent();
-    if (!self->closed_) self->useVideoChannel(udpPort);
+    if (!self->closed_) self->udpVideo_.open(udpPort);
   });
-}
-
-// The client names the port only: the host part is the session's own peer, so that nobody can point the
-// stream at a third machine.
-void ClientConnection::useVideoChannel(std::uint16_t udpPort) {
-  udpVideo_.reset();
-  const auto remote = connection_->remoteEndpoint();
-  if (udpPort == 0 || !remote) {
-    gate_->setDatagrams(PictureGate::Datagrams::unused);
-    Log::stream.v("video: using TCP transport");
-    return;
-  }
-  const HostPort peer{remote->host, udpPort};
-  const auto local = connection_->localEndpoint();
-  // From the address that the client knows: it drops what others send.
-  auto sender = services_->platform.network->openDatagramSender(
-      peer, local ? std::optional(local->host) : std::nullopt, queue_);
-  udpVideo_ = std::make_shared<DatagramPacer>(
-      queue_, std::move(sender), [gate = std::weak_ptr(gate_)](DatagramPacer::State state) {
-        const auto target = gate.lock();
-        if (!target) return;
-        target->setDatagrams(state == DatagramPacer::State::flowing ? PictureGate::Datagrams::flowing
-                                                                    : PictureGate::Datagrams::queued);
-      });
-  gate_->setDatagrams(PictureGate::Datagrams::flowing);
-  Log::stream.v(fmt::format("video: UDP side channel -> {}:{}", peer.host, peer.port));
 }
 
 // The end
@@ -493,7 +433,7 @@ void ClientConnection::end() {
 void ClientConnection::teardown() {
   if (closed_) return;
   closed_ = true;
-  undispatched_ = {};
+  reader_.clear();
   if (handshake_.state() == AuthState::authenticated) {
     const auto& device = handshake_.clientDevice();
     Log::auth.event(fmt::format("client disconnected: {}", device ? device->name : "?"));

@@ -11,9 +11,9 @@
 #include <string>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
-#include <QuorlHostCore/Link/DatagramPacer.h>
 #include <QuorlHostCore/Link/PictureGate.h>
 #include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostCore/Session/FrameReader.h>
 #include <QuorlHostCore/Session/HandshakeMachine.h>
 #include <QuorlHostCore/Session/HostHandshakeAuthority.h>
 #include <QuorlHostCore/Session/InputRouter.h>
@@ -22,6 +22,7 @@
 #include <QuorlHostCore/Session/SendPath.h>
 #include <QuorlHostCore/Session/StateKey.h>
 #include <QuorlHostCore/Session/StreamTable.h>
+#include <QuorlHostCore/Session/VideoChannel.h>
 #include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Foundation/Date.h>
 #include <QuorlKit/Protocol/Frames.h>
@@ -30,7 +31,7 @@ namespace quorl {
 
 struct HostServices;
 
-/// What the host's own windows show of a client.
+/// One client as the host's own windows list it.
 struct ClientSummary {
   std::string name;
   std::string endpoint;
@@ -40,22 +41,23 @@ struct ClientSummary {
   bool operator==(const ClientSummary&) const = default;
 };
 
-/// One accepted session: the receive loop, the way of each frame, the send path with its back-pressure, and
-/// the teardown. The handshake is decided by `HandshakeMachine`, what follows it by `routeMessage` and
-/// `InputRouter`.
+/// One accepted session: its socket, the dispatch of each frame, sending with back-pressure, and the
+/// teardown. `FrameReader` cuts what is received, `HandshakeMachine` decides the handshake, `routeMessage`
+/// and `InputRouter` handle what follows it, `SendPath` orders what is sent, `VideoChannel` sends by UDP.
 ///
 /// *Queue*: "quorl.conn", one per connection. The sink's operations, `start`, `close` and the descriptions
-/// may be called from any thread; sends only post, descriptions and `isBackpressured` wait. *Ownership*: made
-/// with std::make_shared, held by the server; owns its socket, its datagram channel and its streams. Services
-/// hold it weakly, as a sink. *Lifetime*: from accept until the teardown has told `onClose`; what still holds
-/// it afterwards sends nothing.
+/// may be called from any thread. *Blocking*: descriptions and `isBackpressured` wait for the queue;
+/// everything else only posts. The queue waits for the stores during the handshake. *Ownership*: made with
+/// std::make_shared and held by the server; owns its socket, its datagram channel and its streams. Services
+/// hold it weakly, as a sink. *Lifetime*: from accept until the teardown has called `onClose`. Sends after
+/// that are dropped.
 class ClientConnection final : public StreamOutputSink,
                                private RoutedSession,
                                public std::enable_shared_from_this<ClientConnection> {
  public:
   static constexpr std::size_t receiveMaximum = 524'288;  // bytes per receive
   static constexpr std::size_t backpressureThreshold = SendPath::backpressureThreshold;
-  /// What a peer that proved nothing may leave unread before it is no longer listened to.
+  /// Receiving pauses while a peer that is not authenticated leaves more than this unread.
   static constexpr std::size_t unauthenticatedBacklog = 1'048'576;
   static constexpr std::size_t frameOverhead = SendPath::frameOverhead;
 
@@ -68,7 +70,7 @@ class ClientConnection final : public StreamOutputSink,
   void onAuthenticated(Callback callback);
 
   void start();
-  /// Says `bye` and tears down.
+  /// Sends `bye` and tears down.
   void close();
 
   /// "name (host)", or the one of them that is known, or "connecting…".
@@ -109,9 +111,7 @@ class ClientConnection final : public StreamOutputSink,
   void armReceive() QUORL_REQUIRES(queue_);
   void received(ByteView bytes, bool isComplete, const std::optional<PortError>& error)
       QUORL_REQUIRES(queue_);
-  ByteView dispatchFrames(ByteView bytes) QUORL_REQUIRES(queue_);
-  void finishRead() QUORL_REQUIRES(queue_);
-  void resume() QUORL_REQUIRES(queue_);
+  void proceed(FrameReader::Next next) QUORL_REQUIRES(queue_);
   bool mayReceive() const QUORL_REQUIRES(queue_);
   void dispatch(const Frame& frame) QUORL_REQUIRES(queue_);
   void dispatchControl(const Frame& frame) QUORL_REQUIRES(queue_);
@@ -129,8 +129,6 @@ class ClientConnection final : public StreamOutputSink,
   void repairStreams() QUORL_REQUIRES(queue_);
   void transportProgressed(const std::optional<PortError>& error) QUORL_REQUIRES(queue_);
   void sendAllAgents() QUORL_REQUIRES(queue_);
-  void sendDatagrams(const SharedVideoPacket& packet) QUORL_REQUIRES(queue_);
-  void useVideoChannel(std::uint16_t udpPort) QUORL_REQUIRES(queue_);
   void teardown() QUORL_REQUIRES(queue_);
   std::string hostText() const;
 
@@ -141,22 +139,16 @@ class ClientConnection final : public StreamOutputSink,
   const Date connectedAt_;
 
   std::shared_ptr<SendPath> path_ QUORL_GUARDED_BY(queue_);
-  std::shared_ptr<DatagramPacer> udpVideo_ QUORL_GUARDED_BY(queue_);
-  std::uint32_t udpFrameCounter_ QUORL_GUARDED_BY(queue_) = 0;
-  Deframer deframer_ QUORL_GUARDED_BY(queue_);
+  VideoChannel udpVideo_ QUORL_GUARDED_BY(queue_);
+  FrameReader reader_ QUORL_GUARDED_BY(queue_);
   HostHandshakeAuthority authority_ QUORL_GUARDED_BY(queue_);
   HandshakeMachine handshake_ QUORL_GUARDED_BY(queue_);
   StreamTable streams_ QUORL_GUARDED_BY(queue_);
   InputRouter input_ QUORL_GUARDED_BY(queue_);
   std::optional<Date> lastProbeAt_ QUORL_GUARDED_BY(queue_);
   QuestionDesk questions_ QUORL_GUARDED_BY(queue_);
-  // Streams that have lost a picture, which later ones build on.
+  // Streams that need a key frame because a picture of theirs was dropped.
   std::set<std::uint32_t> brokenStreams_ QUORL_GUARDED_BY(queue_);
-  bool receiveWaits_ QUORL_GUARDED_BY(queue_) = false;  // for the backlog to shrink
-  // What was read before it had to wait, from `undispatchedFrom_` on.
-  Bytes undispatched_ QUORL_GUARDED_BY(queue_);
-  std::size_t undispatchedFrom_ QUORL_GUARDED_BY(queue_) = 0;
-  bool inputEnded_ QUORL_GUARDED_BY(queue_) = false;
   bool closed_ QUORL_GUARDED_BY(queue_) = false;
   Timer closing_ QUORL_GUARDED_BY(queue_);
   Callback onClose_ QUORL_GUARDED_BY(queue_);

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <expected>
+#include <functional>
+
+#include <QuorlKit/Foundation/ByteView.h>
+#include <QuorlKit/Protocol/Frames.h>
+
+namespace quorl {
+
+/// Cuts what a session reads into frames and dispatches them one at a time. It stops between two frames when
+/// the session may not answer more for now, and keeps the rest of the read. One read holds so many small
+/// frames that asking once per read would not bound the answers.
+///
+/// *Queue*: the session's. *Blocking*: none. *Ownership*: the session's; it borrows the session's callbacks.
+class FrameReader {
+ public:
+  struct Session {
+    /// Asked before each frame. True once the session has ended: frames after the one that ended it are
+    /// dispatched too.
+    std::function<bool()> mayDispatch;
+    /// May call `clear`.
+    std::function<void(const Frame&)> dispatch;
+  };
+  enum class Next : std::uint8_t {
+    receive,  // read more
+    wait,     // call `resume` once the session may dispatch again
+    end,      // all is dispatched and the peer sends nothing more
+  };
+  enum class Read : std::uint8_t { more, last };
+
+  explicit FrameReader(Session session) : session_(std::move(session)) {}
+
+  /// Takes the bytes of one receive. An error means that they are not a sequence of frames; none of them was
+  /// dispatched. Not to be called while `isWaiting`.
+  std::expected<Next, FrameError> read(ByteView bytes, Read kind);
+  /// Continues after `Next::wait`.
+  Next resume();
+  bool isWaiting() const { return isWaiting_; }
+  /// Drops bytes that wait for `resume`.
+  void clear() { undispatched_ = {}; }
+
+ private:
+  ByteView dispatchFrames(ByteView bytes);
+  Next next();
+
+  const Session session_;
+  Deframer deframer_;
+  Bytes undispatched_;  // of the last read, from `undispatchedFrom_` on
+  std::size_t undispatchedFrom_ = 0;
+  bool inputEnded_ = false;
+  bool isWaiting_ = false;
+};
+
+}  // namespace quorl
