@@ -1,133 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
+#include "AgentRegistryFixture.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
-#include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
-#include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
-#include <QuorlHostCore/Trust/TrustStore.h>
-#include <Support/FakeFileStore.h>
-#include <Support/FakeProcessTable.h>
-#include <Support/FakePseudoTerminals.h>
-#include <Support/FakeRandom.h>
-#include <Support/FakeScreenCapture.h>
-#include <Support/FakeSessionFiles.h>
-#include <Support/FakeTerminalScripting.h>
-#include <Support/RecordingSink.h>
-
-namespace quorl {
+namespace quorl::test {
 namespace {
 
 using namespace std::chrono_literals;
-using test::RecordingSink;
 
 constexpr const char* sessionA = "11111111-1111-4111-8111-111111111111";
 
-class AgentRegistryTest : public testing::Test {
- protected:
-  AgentRegistryTest() {
-    platform.scheduler = &scheduler;
-    platform.random = std::make_shared<test::FakeRandom>();
-    platform.files = files;
-    platform.screen = screen;
-    platform.pseudoTerminals = terminals;
-    platform.processes = processes;
-    platform.terminals = tabs;
-    platform.sessionFiles = sessionFiles;
-    platform.applicationSupportDirectory = "/data";
-    bridge = std::make_shared<TerminalBridge>(scheduler, tabs, TerminalBridgeUse::enabled);
-    registry = AgentRegistry::make(platform, {trustStore(), catalog(), extras(), bridge});
-    registry->setBroadcastControl([this](const ControlMessage& message) { sent.sendControl(message); });
-  }
-
-  std::shared_ptr<TrustStore> trustStore() {
-    return trust = std::make_shared<TrustStore>(platform, std::nullopt);
-  }
-  std::shared_ptr<AgentCatalog> catalog() {
-    return entries = std::make_shared<AgentCatalog>(scheduler, files, "/data/QuorlHost", "/home/ada");
-  }
-  std::shared_ptr<HostExtrasStore> extras() {
-    return extrasStore = std::make_shared<HostExtrasStore>(scheduler, files, "/data/QuorlHost");
-  }
-
-  void ask(AgentCommand command) {
-    registry->handle(command, client);
-    scheduler.runReady();
-  }
-  UUID spawn(const std::string& command = "ls", const std::string& name = "My agent") {
-    const std::set<UUID> before = rowIDs();
-    ask(agentCommand::Spawn{{.displayName = name, .command = command, .workingDirectory = "~/w", .env = {}}});
-    for (const UUID& id : rowIDs())
-      if (!before.contains(id)) return id;
-    ADD_FAILURE() << "nothing was spawned";
-    return {};
-  }
-  std::vector<AgentDescriptor> list() {
-    std::vector<AgentDescriptor> rows;
-    registry->currentList([&](std::vector<AgentDescriptor> list) { rows = std::move(list); });
-    scheduler.runReady();
-    return rows;
-  }
-  std::set<UUID> rowIDs() {
-    std::set<UUID> ids;
-    for (const auto& row : list()) ids.insert(row.id);
-    return ids;
-  }
-  std::vector<WireError> errors() {
-    std::vector<WireError> found;
-    for (const auto& error : sent.messages<message::Error>()) found.push_back(error._0);
-    return found;
-  }
-  template <class Event>
-  std::vector<Event> events() {
-    std::vector<Event> found;
-    for (const auto& event : sent.messages<message::AgentEvent>())
-      if (const auto* held = std::get_if<Event>(&event._0)) found.push_back(*held);
-    return found;
-  }
-  static std::string textSentTo(const RecordingSink& sink) {
-    std::string text;
-    for (const auto& frame : sink.frames) text += textOf(frame.body());
-    return text;
-  }
-  void addExternal(std::int32_t pid, const std::string& command, const std::string& tty) {
-    processes->rows.push_back({.pid = pid, .tty = tty, .command = command, .executablePath = ""});
-  }
-  std::vector<ExternalAgent> externals() {
-    std::vector<ExternalAgent> agents;
-    registry->requestExternalAgents([&](std::vector<ExternalAgent> list) { agents = std::move(list); });
-    scheduler.runReady();
-    return agents;
-  }
-  UUID adoptTab(const std::string& contents = "screen text") {
-    addExternal(50, "claude", "pts/5");
-    tabs->terminals["/dev/pts/5"] = TerminalKind::iterm;
-    tabs->contents["/dev/pts/5"] = contents;
-    const UUID id = externals().at(0).id;
-    registry->adoptExternal(id);
-    scheduler.runReady();
-    return id;
-  }
-
-  SimulatedScheduler scheduler{3};
-  std::shared_ptr<test::FakeFileStore> files = std::make_shared<test::FakeFileStore>();
-  std::shared_ptr<test::FakeScreenCapture> screen = std::make_shared<test::FakeScreenCapture>(scheduler);
-  std::shared_ptr<test::FakePseudoTerminals> terminals = std::make_shared<test::FakePseudoTerminals>();
-  std::shared_ptr<test::FakeProcessTable> processes = std::make_shared<test::FakeProcessTable>();
-  std::shared_ptr<test::FakeTerminalScripting> tabs = std::make_shared<test::FakeTerminalScripting>();
-  std::shared_ptr<test::FakeSessionFiles> sessionFiles = std::make_shared<test::FakeSessionFiles>();
-  Platform platform;
-  std::shared_ptr<TrustStore> trust;
-  std::shared_ptr<AgentCatalog> entries;
-  std::shared_ptr<HostExtrasStore> extrasStore;
-  std::shared_ptr<TerminalBridge> bridge;
-  RecordingSink sent;  // what all clients are told
-  std::shared_ptr<RecordingSink> client = std::make_shared<RecordingSink>();
-  std::shared_ptr<AgentRegistry> registry;
-};
+class AgentRegistryTest : public AgentRegistryFixture {};
 
 TEST_F(AgentRegistryTest, spawnsACommandAndTellsTheListAndRemembersTheConfiguration) {
   const UUID id = spawn("claude --go", "Mine");
@@ -234,44 +115,6 @@ TEST_F(AgentRegistryTest, ignoresCommandsForAnUnknownAgentButASubscription) {
   EXPECT_TRUE(errors().empty());
 }
 
-TEST_F(AgentRegistryTest, sendsTerminalOutputToThoseWhoSubscribedFromTheBeginning) {
-  const UUID id = spawn();
-  terminals->last().print("history ");
-  scheduler.runReady();
-  ask(agentCommand::Subscribe{id});
-  terminals->last().print("live");
-  scheduler.runReady();
-  ASSERT_EQ(client->frames.size(), 2U);
-  EXPECT_EQ(client->frames[0].type(), FrameType::terminal);
-  const auto payload = TerminalPayload::decode(ByteView(client->frames[0].encoded()).subspan(5));
-  ASSERT_TRUE(payload.has_value());
-  EXPECT_EQ(payload->agentID, id);
-  EXPECT_EQ(textSentTo(*client), "history live");
-  ask(agentCommand::Unsubscribe{id});
-  terminals->last().print("unseen");
-  scheduler.runReady();
-  EXPECT_EQ(textSentTo(*client), "history live");
-}
-
-TEST_F(AgentRegistryTest, stopsSendingToAClientThatHasGone) {
-  const UUID id = spawn();
-  ask(agentCommand::Subscribe{id});
-  registry->removeSink(client.get());
-  scheduler.runReady();
-  terminals->last().print("unseen");
-  scheduler.runReady();
-  EXPECT_TRUE(client->frames.empty());
-}
-
-TEST_F(AgentRegistryTest, asksAProgramOnTheAlternateScreenToRepaintInPlaceOfAReplay) {
-  const UUID id = spawn();
-  terminals->last().print("\x1b[?1049hfull screen");
-  scheduler.runReady();
-  ask(agentCommand::Subscribe{id});
-  EXPECT_TRUE(client->frames.empty());
-  EXPECT_EQ(terminals->last().written, "\x0c");
-}
-
 TEST_F(AgentRegistryTest, tellsStatusAttentionAndExitOfASpawnedAgent) {
   const UUID id = spawn();
   terminals->last().print("Proceed?");
@@ -331,114 +174,6 @@ TEST_F(AgentRegistryTest, removesAnExitedAgentAfterAnHour) {
   EXPECT_TRUE(list().empty());
 }
 
-TEST_F(AgentRegistryTest, tellsExternalAgentsEveryFiveSecondsOnlyWhenTheyChange) {
-  addExternal(60, "codex", "pts/6");
-  addExternal(61, "claude", "pts/7");
-  tabs->terminals["/dev/pts/7"] = TerminalKind::terminalApp;
-  processes->directories[61] = "/srv/app";
-  registry->start();
-  scheduler.advance(5s);
-  const auto lists = sent.messages<message::ExternalAgentList>();
-  ASSERT_EQ(lists.size(), 1U);
-  ASSERT_EQ(lists[0]._0.size(), 2U);
-  EXPECT_EQ(lists[0]._0[0].name, "Claude");
-  EXPECT_TRUE(lists[0]._0[0].adoptable);
-  EXPECT_EQ(lists[0]._0[0].terminal, TerminalKind::terminalApp);
-  EXPECT_EQ(lists[0]._0[0].cwd, "/srv/app");
-  EXPECT_EQ(lists[0]._0[1].name, "Codex");
-  EXPECT_FALSE(lists[0]._0[1].adoptable);
-  scheduler.advance(20s);
-  EXPECT_EQ(sent.messages<message::ExternalAgentList>().size(), 1U);
-}
-
-TEST_F(AgentRegistryTest, leavesItsOwnSessionsOutOfTheExternalAgents) {
-  spawn("claude");
-  addExternal(4001, "claude", "pts/99");
-  addExternal(77, "claude", "pts/1");  // a child on the session's own terminal
-  EXPECT_TRUE(externals().empty());
-}
-
-TEST_F(AgentRegistryTest, showsASessionWithALiveProcessAsLiveAtTheRefreshAfterTheFirstScan) {
-  sessionFiles->makeDirectory("/p");
-  const double now = scheduler.date().secondsSince1970;
-  sessionFiles->write("/home/ada/.claude/projects/-p/" + std::string(sessionA) + ".jsonl", "{}",
-                      Date{now - 500});
-  addExternal(61, "claude", "pts/7");
-  processes->directories[61] = "/p";
-  registry->start();
-  scheduler.runReady();
-  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
-  scheduler.advance(30s);
-  EXPECT_EQ(sent.messages<message::AgentList>().back()._0.at(0).status, AgentStatus::idle);
-}
-
-TEST_F(AgentRegistryTest, movesAnAdoptedTabFromOneListToTheOther) {
-  const UUID id = adoptTab();
-  ASSERT_EQ(list().size(), 1U);
-  EXPECT_EQ(list()[0].id, id);
-  EXPECT_EQ(list()[0].kind, AgentKind::externalTerminal);
-  ASSERT_FALSE(sent.messages<message::ExternalAgentList>().empty());
-  EXPECT_TRUE(sent.messages<message::ExternalAgentList>().back()._0.empty());
-  registry->adoptExternal(id);
-  scheduler.runReady();
-  EXPECT_TRUE(errors().empty());
-}
-
-TEST_F(AgentRegistryTest, tellsAllClientsWhyAnAdoptionFailed) {
-  addExternal(60, "codex", "pts/6");
-  const UUID id = externals().at(0).id;
-  registry->adoptExternal(id);
-  registry->adoptExternal(UUID{{9}});
-  scheduler.runReady();
-  EXPECT_EQ(errors(), (std::vector<WireError>{
-                          {"agent.adopt", "Codex is not in a scriptable terminal tab"},
-                          {"agent.adopt", "external agent " + UUID{{9}}.text() + " no longer present"}}));
-}
-
-TEST_F(AgentRegistryTest, typesIntoAnAdoptedTabAndDoesNotResizeIt) {
-  const UUID id = adoptTab();
-  ask(agentCommand::Prompt{id, "hello"});
-  ask(agentCommand::Write{id, bytesOf("\x03")});
-  ask(agentCommand::ResizePTY{id, 10, 10});
-  using Typed = test::FakeTerminalScripting::Typed;
-  EXPECT_EQ(tabs->typed,
-            (std::vector<Typed>{{"/dev/pts/5", TerminalKind::iterm, "hello", TextSubmission::submit},
-                                {"/dev/pts/5", TerminalKind::iterm, "\x03", std::nullopt}}));
-  EXPECT_TRUE(terminals->children.empty());
-}
-
-TEST_F(AgentRegistryTest, pollsATabOnceForAClientThatSubscribesTwiceAndReplaysTwice) {
-  const UUID id = adoptTab("first screen");
-  ask(agentCommand::Subscribe{id});
-  EXPECT_EQ(textSentTo(*client), "first screen");
-  ask(agentCommand::Subscribe{id});
-  EXPECT_EQ(textSentTo(*client), "first screenfirst screen");
-  ask(agentCommand::Unsubscribe{id});
-  const int calls = tabs->calls;
-  scheduler.advance(10s);
-  EXPECT_EQ(tabs->calls, calls);
-}
-
-TEST_F(AgentRegistryTest, showsAClientThatComesBackToATabItsScreenOfNow) {
-  const UUID id = adoptTab("old screen");
-  ask(agentCommand::Subscribe{id});
-  ask(agentCommand::Unsubscribe{id});
-  tabs->contents["/dev/pts/5"] = "new screen";
-  client->frames.clear();
-  ask(agentCommand::Subscribe{id});
-  EXPECT_EQ(textSentTo(*client), "new screen");
-}
-
-TEST_F(AgentRegistryTest, stopsPollingWhenTheLastClientHasGone) {
-  const UUID id = adoptTab();
-  ask(agentCommand::Subscribe{id});
-  registry->removeSink(client.get());
-  scheduler.runReady();
-  const int calls = tabs->calls;
-  scheduler.advance(10s);
-  EXPECT_EQ(tabs->calls, calls);
-}
-
 TEST_F(AgentRegistryTest, listsGraphicalAgentsUnderOneIdentityOverScans) {
   screen->content = ShareableContent{.displays = {},
                                      .windows = {},
@@ -457,13 +192,6 @@ TEST_F(AgentRegistryTest, listsGraphicalAgentsUnderOneIdentityOverScans) {
   EXPECT_EQ(list()[1].name, "org.mine");
   EXPECT_EQ(sent.messages<message::AgentList>().size(), 2U);
   EXPECT_EQ(extrasStore->guiAgentBundles(), std::vector<std::string>{"org.mine"});
-}
-
-TEST_F(AgentRegistryTest, tellsABridgeErrorToAllClients) {
-  tabs->failure = TerminalScripting::Failure{.denied = true, .description = "no"};
-  externals();
-  ASSERT_EQ(errors().size(), 1U);
-  EXPECT_EQ(errors()[0].code, "agent.automation");
 }
 
 TEST_F(AgentRegistryTest, terminatesEverySessionAtStop) {
@@ -495,111 +223,6 @@ TEST_F(AgentRegistryTest, releasesEveryChildWhenItIsDropped) {
   EXPECT_TRUE(child->isReleased);
 }
 
-TEST_F(AgentRegistryTest, keepsWhatItHoldsForAClientThatDoesNotReadBounded) {
-  const UUID id = spawn();
-  ask(agentCommand::Subscribe{id});
-  for (int i = 0; i < 40; ++i) {
-    terminals->last().print(std::string(1 << 20, 'x'));
-    scheduler.runReady();
-  }
-  std::size_t held = 0;
-  for (const auto& frame : client->frames) held += frame.body().size();
-  EXPECT_GT(held, SinkBacklog::mostLimit / 2);
-  EXPECT_LE(held, SinkBacklog::mostLimit + 65'536);
-  client->frames.clear();  // it has read it all
-  scheduler.runReady();
-  ASSERT_EQ(client->frames.size(), 1U);
-  EXPECT_TRUE(
-      textSentTo(*client).starts_with("\x18\x1b"
-                                      "c"));
-}
-
-TEST_F(AgentRegistryTest, neverShowsAnAgentOfItsOwnAsExternalHoweverLateAScanIs) {
-  // The scan reads an agent that is started after it was asked for, and one that has ended since.
-  addExternal(4001, "claude", "pts/1");
-  addExternal(4002, "claude", "pts/2");
-  addExternal(4003, "claude", "pts/2");
-  std::vector<ExternalAgent> found;
-  registry->requestExternalAgents([&](std::vector<ExternalAgent> agents) { found = std::move(agents); });
-  for (const char* command : {"claude", "claude --resume"})
-    registry->handle(
-        agentCommand::Spawn{{.displayName = "a", .command = command, .workingDirectory = "~", .env = {}}},
-        client);
-  terminals->whenSpawned = [](test::FakeChild& child) { child.exitsAtOnce = child.pid == 4002; };
-  scheduler.runReady();
-  ASSERT_EQ(terminals->children.size(), 2U);
-  EXPECT_TRUE(found.empty()) << found.size();
-}
-
-TEST_F(AgentRegistryTest, aTerminalsNameIsFreeAgainOnceItsAgentHasEnded) {
-  spawn("claude");
-  EXPECT_TRUE(externals().empty());
-  addExternal(60, "claude", "pts/1");
-  EXPECT_TRUE(externals().empty()) << "a child of the agent";
-  terminals->last().exit(0);
-  scheduler.advance(1s);
-  ASSERT_EQ(externals().size(), 1U) << "the user's, in a new tab of the old name";
-  EXPECT_EQ(externals()[0].pid, 60);
-}
-
-TEST_F(AgentRegistryTest, reportsAnAdoptedTabWhoseProgramHasEndedAsEndedAndTypesNothingMore) {
-  adoptTab();
-  registry->start();
-  scheduler.advance(1s);
-  const UUID id = list().at(0).id;
-  processes->rows.clear();
-  processes->gone.insert(50);
-  ask(agentCommand::Prompt{id, "rm -rf build"});
-  ask(agentCommand::Write{id, bytesOf("y\r")});
-  EXPECT_TRUE(tabs->typed.empty()) << "the user's shell is left there";
-  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
-  // The shell prints on; the agent stays ended.
-  ask(agentCommand::Subscribe{id});
-  tabs->contents["/dev/pts/5"] = "screen text\n$ ";
-  scheduler.advance(2s);
-  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
-}
-
-TEST_F(AgentRegistryTest, noticesTheEndOfAnAdoptedProgramThatNobodyWatches) {
-  adoptTab();
-  registry->start();
-  scheduler.advance(1s);
-  processes->gone.insert(50);
-  scheduler.advance(AgentRegistry::externalInterval);
-  const auto updates = events<agentEvent::Updated>();
-  ASSERT_FALSE(updates.empty());
-  EXPECT_EQ(updates.back()._0.status, AgentStatus::exited);
-}
-
-TEST_F(AgentRegistryTest, anotherProgramInTheTabOfAnEndedOneIsAnotherAgent) {
-  const UUID id = adoptTab();
-  EXPECT_TRUE(externals().empty());
-  processes->rows.clear();
-  processes->gone.insert(50);
-  addExternal(51, "claude", "pts/5");
-  externals();
-  scheduler.advance(1s);
-  const auto found = externals();
-  ASSERT_EQ(found.size(), 1U);
-  EXPECT_NE(found[0].id, id);
-  EXPECT_TRUE(found[0].adoptable);
-}
-
-TEST_F(AgentRegistryTest, signalsNoLaterProcessOfAnAdoptedOnesNumber) {
-  addExternal(50, "claude", "pts/5");
-  processes->rows.back().startTime = 7;
-  processes->startTimes[50] = 7;
-  tabs->terminals["/dev/pts/5"] = TerminalKind::iterm;
-  const UUID id = externals().at(0).id;
-  registry->adoptExternal(id);
-  scheduler.runReady();
-  processes->startTimes[50] = 8;
-  ask(agentCommand::Kill{id});
-  scheduler.advance(10s);
-  EXPECT_TRUE(processes->sent.empty());
-  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
-}
-
 TEST_F(AgentRegistryTest, startsNoAgentOnceItEnds) {
   registry->stop();
   ask(agentCommand::Spawn{{.displayName = "late", .command = "ls", .workingDirectory = "~", .env = {}}});
@@ -607,31 +230,5 @@ TEST_F(AgentRegistryTest, startsNoAgentOnceItEnds) {
   EXPECT_TRUE(terminals->children.empty());
 }
 
-TEST_F(AgentRegistryTest, givesAWatcherTheModesOfAFullScreenProgramInFrontOfItsNextOutput) {
-  const UUID id = spawn();
-  terminals->last().print("\x1b[?1049h\x1b[?1h\x1b[?1002h\x1b[?2004hscreen");
-  scheduler.runReady();
-  ask(agentCommand::Subscribe{id});
-  terminals->last().print("painted");
-  terminals->last().print(" and on");
-  scheduler.runReady();
-  EXPECT_NE(textSentTo(*client).find("\x18\x1b[0m\x1b[?1049h\x1b[?1h\x1b[?1002h\x1b[?2004h\x18\x18painted"),
-            std::string::npos);
-  ASSERT_EQ(client->frames.size(), 2U);
-  EXPECT_EQ(textOf(client->frames[1].body()).find('\x18'), std::string::npos) << "once";
-}
-
-TEST_F(AgentRegistryTest, putsTheModesInFrontOfAHistoryThatHasLostItsBeginning) {
-  const UUID id = spawn();
-  terminals->last().print("\x1b[?2004h\x1b[?25l");
-  std::string lines;
-  while (lines.size() <= Scrollback::limit) lines += "a line of text\r\n";
-  terminals->last().print(lines);
-  scheduler.runReady();
-  ask(agentCommand::Subscribe{id});
-  const std::string shown = textSentTo(*client);
-  EXPECT_NE(shown.find("\x18\x1b[0m\x1b[?25l\x1b[?2004h\x18\n"), std::string::npos) << shown.substr(0, 100);
-}
-
 }  // namespace
-}  // namespace quorl
+}  // namespace quorl::test
