@@ -68,27 +68,31 @@ struct KeyboardEvent {
   std::uint16_t keyCode = 0;  // virtual key code of the Mac's ANSI keyboard
   bool down = false;
   std::uint64_t flags = 0;
-  std::u16string unicode;  // when not empty: the text this event types, whatever the key
+  std::u16string unicode;  // when not empty, the event types this text and `keyCode` is ignored
 
   bool operator==(const KeyboardEvent&) const = default;
 };
 
 using SyntheticEvent = std::variant<MouseEvent, ScrollEvent, KeyboardEvent>;
 
-/// Posts synthetic input into the session, as if it came from devices.
+/// Posts synthetic input into the session as if it came from devices. Without a display events are dropped.
 ///
-/// *Queue*: both operations are called from one queue, in order; neither waits for time to pass. Without a
-/// display, and when one goes away, events are dropped.
+/// *Queue*: one queue calls both operations, in order. There are no callbacks.
+/// *Blocking*: pointer, wheel and key events are sent without waiting for an answer, except while a display
+/// is being opened. Text may wait for the display server, so that the caller uses `Scheduler::blocking`; time
+/// that the platform needs between pieces of a text is returned, not slept.
+/// *Ownership*: events are copied.
+/// *Lifetime*: destruction releases keys and buttons that are held and drops the rest of a text.
 class EventPoster {
  public:
   virtual ~EventPoster() = default;
 
-  /// An event with text may leave some of it to `finishText`. The next event with text drops such a rest.
+  /// Part of an event's text may be left to `finishText`. The next event with text drops that rest.
   virtual void post(const SyntheticEvent& event) = 0;
 
-  /// Types on at the text that was posted last. Returns zero when all of it is typed, else how long the
-  /// platform needs until the next call can type more. Other events may be posted in between. `following` is
-  /// the text that will be posted next, for platforms that can make ready for it in advance.
+  /// Continues the text that was posted last. Returns zero when all of it is typed, else the delay after
+  /// which the next call can type more. Other events may be posted in between. `following` is the text that
+  /// will be posted next, for platforms that can prepare it in advance.
   virtual Duration finishText(std::u16string_view /*following*/) { return Duration::zero(); }
 };
 

@@ -5,7 +5,12 @@
 
 namespace quorl {
 
-/// What the machine is called and what it is. Each is empty when it cannot be read.
+/// The machine's name, model and system version. A fact that cannot be read is empty.
+///
+/// *Queue*: any thread. There are no callbacks.
+/// *Blocking*: each call may read files; callers use `Scheduler::blocking`.
+/// *Ownership*: returns copies.
+/// *Lifetime*: no work is pending between calls.
 class MachineFacts {
  public:
   virtual ~MachineFacts() = default;

@@ -6,10 +6,15 @@
 namespace quorl {
 
 /// The thread that runs the application loop.
+///
+/// *Queue*: any thread may post; work runs on the main thread.
+/// *Blocking*: none.
+/// *Ownership*: takes the work.
+/// *Lifetime*: work that has not run when the loop ends is dropped.
 class MainThread {
  public:
   virtual ~MainThread() = default;
-  /// Runs `work` there later, in order. Work posted after the loop has ended is dropped.
+  /// Runs `work` later, in the order of the calls.
   virtual void post(std::move_only_function<void()> work) = 0;
 };
 

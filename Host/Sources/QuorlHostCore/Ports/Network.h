@@ -25,17 +25,19 @@ struct HostPort {
   bool operator==(const HostPort&) const = default;
 };
 
-/// How far the bytes given to a connection have come.
+/// How many of a connection's bytes have arrived.
 struct TransportProgress {
-  std::uint64_t acknowledged = 0;  // confirmed by the peer's system, since the connection began
-  Duration shortestRoundTrip{};    // measured lately; zero while unknown
+  std::uint64_t acknowledged = 0;  // by the peer's system, since the connection began
+  Duration shortestRoundTrip{};    // recent; zero while unknown
 };
 
 /// One TCP connection, accepted or opened.
 ///
-/// *Queue*: all callbacks run on the queue given to `start`; every operation may be called from any thread.
-/// *Lifetime*: destruction cancels. After `cancel` or destruction no receive or send completion runs; pending
-/// ones are dropped. The state handler still hears `cancelled` after `cancel`, but nothing after destruction.
+/// *Queue*: operations on any thread; all callbacks run on the queue given to `start`.
+/// *Blocking*: none. `progress` reads the transport without waiting.
+/// *Ownership*: takes frames and shares their bodies; keeps handlers until the end.
+/// *Lifetime*: destruction cancels. After `cancel` or destruction pending completions are dropped, not
+/// called. The state handler is called with `cancelled` after `cancel`, and not at all after destruction.
 class NetworkConnection {
  public:
   enum class State : std::uint8_t { ready, failed, cancelled };
@@ -50,33 +52,36 @@ class NetworkConnection {
 
   virtual void start(SerialQueue queue, StateHandler handler) = 0;
 
-  /// One receive is outstanding at most. Completes as soon as one byte is there, with at most `maximum`
-  /// bytes. No memory is held for a receive that waits.
+  /// Completes when at least one byte is available, with at most `maximum` bytes. At most one receive is
+  /// outstanding. A waiting receive holds no memory.
   virtual void receive(std::size_t maximum, Receive completion) = 0;
 
   /// Sends prefix and body as one, in the order of the calls, without copying the body. `completion` runs
-  /// once the bytes have been handed to the transport.
+  /// when the transport has taken the bytes.
   virtual void send(OutgoingFrame frame, Sent completion) = 0;
 
-  /// What `send` has accepted is still handed to the transport if that is possible at once, without waiting.
+  /// Bytes that `send` has accepted still go to the transport if it takes them without waiting.
   virtual void cancel() = 0;
 
-  /// The peer, when it is known.
+  /// The peer, if known.
   virtual std::optional<HostPort> remoteEndpoint() const = 0;
-  /// This end, when it is known.
+  /// This end, if known.
   virtual std::optional<HostPort> localEndpoint() const = 0;
 
-  /// Read from the transport now, without waiting. After the end: the last known.
+  /// The current progress; after the end, the last known.
   virtual TransportProgress progress() = 0;
-  /// The transport takes about this many bytes beyond those on their way to the peer; the rest stays with the
-  /// connection, where `send` completes later.
+  /// Limits what the transport takes beyond the bytes in flight, approximately. The rest waits in the
+  /// connection, and its `send` completes later.
   virtual void limitUnsent(std::size_t bytes) = 0;
 };
 
 /// A listening TCP socket.
 ///
-/// *Queue*: callbacks run on the queue given at creation. *Lifetime*: destruction cancels; connections that
-/// were not yet handed over are closed.
+/// *Queue*: `cancel` on any thread; callbacks run on the queue given at creation.
+/// *Blocking*: none.
+/// *Ownership*: the caller's; each accepted connection passes to the caller.
+/// *Lifetime*: destruction cancels. Connections not yet delivered are closed, and no callback runs
+/// afterwards.
 class NetworkListener {
  public:
   struct Ready {
@@ -91,14 +96,24 @@ class NetworkListener {
   virtual void cancel() = 0;
 };
 
-/// Sends UDP datagrams to one peer. Losing one is no error, and nothing is ever reported.
+/// Sends UDP datagrams to one peer. Losses and errors are not reported.
+///
+/// *Queue*: `send` from one queue at a time. There are no callbacks.
+/// *Blocking*: none; a datagram that the socket does not take at once may be lost.
+/// *Ownership*: takes the datagrams.
+/// *Lifetime*: destruction drops datagrams that were not sent.
 class DatagramSender {
  public:
   virtual ~DatagramSender() = default;
   virtual void send(Bytes datagram) = 0;
 };
 
-/// Makes sockets.
+/// Creates sockets.
+///
+/// *Queue*: any thread; each socket's callbacks run on the queue given for it.
+/// *Blocking*: none. Resolving a host name is posted to that queue as blocking work.
+/// *Ownership*: sockets belong to the caller.
+/// *Lifetime*: destruction ends the work of all sockets.
 class Network {
  public:
   struct ListenerHandlers {
@@ -108,14 +123,15 @@ class Network {
 
   virtual ~Network() = default;
 
-  /// Binds all addresses, IPv6 and IPv4, with local address reuse (never the sharing of a port between
-  /// processes). `port` 0 is a programming fault. A port that another process holds is reported as `Failed`
-  /// through the state handler, as is any later failure; creation fails only when no socket can be made.
+  /// Binds all addresses, IPv6 and IPv4, with local address reuse, and without sharing the port between
+  /// processes. `port` 0 is a programming error. A port held by another process is reported as `Failed`
+  /// through the state handler, as is any later failure; the call itself fails only if no socket can be
+  /// created.
   virtual std::expected<std::unique_ptr<NetworkListener>, PortError> listen(std::uint16_t port,
                                                                             SerialQueue queue,
                                                                             ListenerHandlers handlers) = 0;
 
-  /// `localHost`: the address of this machine that the datagrams come from, if it matters.
+  /// `localHost`: the local address to send from, if it matters.
   virtual std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer,
                                                              const std::optional<std::string>& localHost,
                                                              SerialQueue queue) = 0;

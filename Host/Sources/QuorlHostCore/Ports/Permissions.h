@@ -3,15 +3,17 @@
 
 namespace quorl {
 
-/// What the platform lets this process do.
+/// What the platform permits this process to do.
 ///
-/// *Queue*: any thread; the queries are cheap and never prompt.
+/// *Queue*: any thread. There are no callbacks.
+/// *Blocking*: queries are cheap and never prompt; requests return before the user has answered.
+/// *Lifetime*: no work is pending between calls.
 class Permissions {
  public:
   virtual ~Permissions() = default;
   virtual bool mayPostInput() = 0;
   virtual bool mayCaptureScreen() = 0;
-  /// May show the platform's prompt; returns at once.
+  /// May show the platform's prompt.
   virtual void requestInput() = 0;
   virtual void requestScreenCapture() = 0;
 };

@@ -24,9 +24,10 @@
 
 namespace quorl {
 
-/// Every service the host needs of a platform, made by the entry and handed to `HostRuntime`.
+/// The ports that the host needs, created by `main` and passed to `HostRuntime`. Each port's header documents
+/// its queue, blocking, ownership and lifetime.
 ///
-/// *Ownership*: shared with every object that uses a port, except the scheduler, which outlives them all.
+/// *Ownership*: shared with every object that uses a port. The scheduler is borrowed and outlives them all.
 struct Platform {
   Scheduler* scheduler = nullptr;
   std::shared_ptr<SecureRandom> random;

@@ -5,10 +5,10 @@
 
 namespace quorl {
 
-/// Why a platform operation failed, in the platform's words (English, one line, no control characters).
+/// Why a platform operation failed, as the platform describes it (English, one line, no control characters).
 struct PortError {
   std::string description;
-  int status = 0;  // the platform's number where it has one (errno, a library's code), else 0
+  int status = 0;  // errno or a library's code if there is one, else 0
 };
 
 }  // namespace quorl

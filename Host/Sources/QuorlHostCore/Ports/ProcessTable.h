@@ -8,10 +8,10 @@
 
 namespace quorl {
 
-/// One process, and not a later one with the same number.
+/// One process, as opposed to a later one with the same pid.
 struct ProcessIdentity {
   std::int32_t pid = 0;
-  std::uint64_t startTime = 0;  // as `ProcessRow` has it; 0 where it is not known, which any start matches
+  std::uint64_t startTime = 0;  // as in `ProcessRow`; 0 if unknown, which matches any
 
   bool operator==(const ProcessIdentity&) const = default;
 };
@@ -21,28 +21,34 @@ struct ProcessRow {
   std::string tty;             // as `ps` prints it: "pts/3", "ttys004"; "?" or "??" without a terminal
   std::string command;         // the command line, its arguments joined by blanks
   std::string executablePath;  // empty when it cannot be read
-  // What the system itself calls the process where that is a fact of its own, as for a program that was
-  // started through a link, or a script; else empty. May be cut.
+  // The system's name for the process where it differs from the executable's, as for a script or a program
+  // started through a link; else empty. May be truncated.
   std::string name;
-  std::uint64_t startTime = 0;  // in the system's own unit; together with the pid never given twice
+  std::uint64_t startTime = 0;  // in the system's unit; unique together with the pid
 };
 
 enum class ProcessSignal : std::uint8_t { interrupt, terminate };
 
-/// The machine's processes. Calls may block; what cannot be read is left out.
+/// The machine's processes. Those that cannot be read are left out.
+///
+/// *Queue*: any thread, several at a time. There are no callbacks.
+/// *Blocking*: `processes` and `workingDirectories` may take long, so that callers use `Scheduler::blocking`;
+/// `ownPID`, `exists` and `send` are single system calls.
+/// *Ownership*: returns copies.
+/// *Lifetime*: no work is pending between calls.
 class ProcessTable {
  public:
   virtual ~ProcessTable() = default;
 
-  /// All processes that can be seen, in the order of `ps` (ascending pid). Texts are valid UTF-8. Of a
-  /// process without a terminal only the pid need be filled.
+  /// All visible processes by ascending pid, as `ps` lists them. Texts are valid UTF-8. For a process without
+  /// a terminal only the pid is required.
   virtual std::vector<ProcessRow> processes() = 0;
-  /// Working directories of those of `pids` whose directory can be read.
+  /// Working directories by pid; a process whose directory cannot be read is left out.
   virtual std::map<std::int32_t, std::string> workingDirectories(const std::vector<std::int32_t>& pids) = 0;
   virtual std::int32_t ownPID() = 0;
-  /// False only when there is no such process (ESRCH): a process that may not be signalled exists.
+  /// False only if there is no such process (ESRCH). A process that may not be signalled exists.
   virtual bool exists(const ProcessIdentity& process) = 0;
-  /// Reaches this process or none, also when its number is given away meanwhile.
+  /// Never signals another process that has got the same pid meanwhile.
   virtual void send(ProcessSignal signal, const ProcessIdentity& process) = 0;
 };
 

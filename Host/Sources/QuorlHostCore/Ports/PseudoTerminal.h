@@ -15,16 +15,16 @@
 
 namespace quorl {
 
-/// How a process ended, as far as anybody can tell.
+/// How a process ended.
 struct ProcessExit {
-  /// The raw status of waitpid (POSIX), not decoded; 0 when somebody else took it.
+  /// The raw status of waitpid (POSIX), not decoded; 0 if it was reaped elsewhere.
   std::int32_t status = 0;
 };
 
 struct PseudoTerminalRequest {
   std::string command;           // run by the user's login shell: SHELL -l -c command
   std::string workingDirectory;  // absolute
-  /// Added to the host's own environment, where these win.
+  /// Added to the host's own environment; these take precedence.
   std::map<std::string, std::string> environment;
   std::uint16_t columns = 100;
   std::uint16_t rows = 40;
@@ -37,22 +37,24 @@ struct PseudoTerminalError {
   PortError error;
 };
 
-/// One child process that leads a session of its own on a pseudo-terminal (POSIX.1-2017, posix_openpt), which
-/// is its controlling terminal. All signals are at their defaults, and no descriptor of the host is open in
-/// it.
+/// One child process that leads its own session on a pseudo-terminal (POSIX.1-2017, posix_openpt), which is
+/// its controlling terminal. All its signals have their default action, and it inherits no descriptor of the
+/// host.
 ///
-/// *Queue*: callbacks run on the queue given to `start`; operations are called on it, once it is started.
-/// *Lifetime*: destruction closes the terminal, kills a child that is still there (SIGKILL) and reaps it; no
-/// callback runs after destruction.
+/// *Queue*: callbacks run on the queue given to `start`; operations are called on it after `start`.
+/// *Blocking*: none, destruction included.
+/// *Ownership*: owns the child and the terminal; output buffers pass to the handler.
+/// *Lifetime*: destruction closes the terminal and kills a live child (SIGKILL), which the adapter reaps
+/// later. No callback runs after destruction. Input that the terminal has not taken is dropped.
 class PseudoTerminal {
  public:
   struct Handlers {
-    /// Output in order, 1 to 65536 bytes at a time, in a buffer of its own that may be kept. Reading runs
-    /// ahead of this by a few such buffers at most, and gathers what comes quickly into larger ones.
+    /// Output in order, 1 to 65536 bytes at a time, in a buffer that may be kept. Reading runs ahead of this
+    /// by a few buffers at most, and collects fast output into larger ones.
     std::function<void(SharedBytes)> output;
-    /// The other side of the terminal has closed; the process may live on.
+    /// The child's side of the terminal was closed. The process may still run.
     std::function<void()> endOfOutput;
-    /// The process was reaped. Once; output that was already written comes before it.
+    /// The process was reaped. Called once, after the output that was written before.
     std::function<void(ProcessExit)> exited;
   };
 
@@ -63,15 +65,20 @@ class PseudoTerminal {
 
   virtual void start(SerialQueue queue, Handlers handlers) = 0;
 
-  /// Never blocks and waits for no output: bytes that the terminal does not take now are kept, in order, up
-  /// to a bound of 64 MiB beyond which they are dropped.
+  /// Bytes that the terminal does not take at once are kept in order, up to 64 MiB; more are dropped.
   virtual void write(ByteView bytes) = 0;
   virtual void resize(std::uint16_t columns, std::uint16_t rows) = 0;
-  /// Sends a POSIX signal to the child alone; nothing once it has been reaped.
+  /// Signals the child alone, and does nothing once it has been reaped.
   virtual void sendTerminate() = 0;
   virtual void sendKill() = 0;
 };
 
+/// Starts commands on pseudo-terminals.
+///
+/// *Queue*: any thread.
+/// *Blocking*: `spawn` starts a process; callers use `Scheduler::blocking`.
+/// *Ownership*: the terminal belongs to the caller.
+/// *Lifetime*: terminals may outlive it.
 class PseudoTerminals {
  public:
   virtual ~PseudoTerminals() = default;

@@ -66,11 +66,11 @@ struct FilterGeometry {
   double pointPixelScale = 1.0;
 };
 
-/// A picture in the form 420v: 8-bit 4:2:0, ITU-R BT.601 matrix, limited range, a plane of luma and a plane
+/// A picture in the format 420v: 8-bit 4:2:0, ITU-R BT.601 matrix, limited range, a plane of luma and a plane
 /// of interleaved Cb and Cr (NV12). Both sides are even.
 ///
-/// *Ownership*: shared and immutable while anybody but the capture holds it; the capture uses a picture's
-/// memory again once it holds the last reference.
+/// *Ownership*: shared, and immutable while anyone but the capture holds it. The capture reuses the memory
+/// once it holds the last reference.
 struct PictureBuffer {
   PixelSize size;
   const std::uint8_t* luma = nullptr;
@@ -87,34 +87,36 @@ struct CapturedPicture {
   std::shared_ptr<const PictureBuffer> image;  // absent unless `complete`
   FrameStatus status = FrameStatus::complete;
   std::chrono::microseconds presentationTime{};  // of the change, monotonic
-  /// What may differ from the picture before, in pixels of this one; the whole picture at first.
+  /// What may differ from the previous picture, in pixels of this one; at first the whole picture.
   std::vector<PixelRect> changed;
 };
 
 struct CaptureSettings {
-  PixelSize size;  // of the pictures; the source is scaled to it
+  PixelSize size;  // of the pictures, to which the source is scaled
   std::chrono::microseconds minimumFrameInterval{16'667};
   bool showsCursor = true;
-  int queueDepth = 5;  // pictures that may be in use at a time; with none free a change waits and is merged
+  int queueDepth = 5;  // pictures in use at a time; with none free, changes wait and are merged
 
   bool operator==(const CaptureSettings&) const = default;
 };
 
-/// One running capture, which gives one picture for each request: at once when something has changed since
-/// the last one, else as soon as something does; never closer than the minimum interval (the first change
+/// One capture, which delivers one picture per request: at once if something has changed since the last one,
+/// else when something does, and never sooner than the minimum interval after the last one (the first change
 /// after a quiet interval is not delayed). Without a request changes are merged, and nothing is fetched or
 /// converted. `start` is the request for the first picture.
 ///
-/// *Queue*: callbacks run on the queue given at creation; operations may be called from any thread.
-/// *Lifetime*: destruction stops; no callback after it or after `stop`.
+/// *Queue*: operations on any thread; callbacks and completions run on the queue given at creation.
+/// *Blocking*: none.
+/// *Ownership*: the caller's; pictures are shared.
+/// *Lifetime*: destruction stops the capture. No callback runs after it or after `stop`.
 class CaptureStream {
  public:
   struct Handlers {
     std::function<void(CapturedPicture)> picture;
-    /// Where a captured display is, in global points: once after the start, and again when it was moved or
-    /// resized. Pictures of a resized one are scaled to the size in the settings.
+    /// The place of a captured display in global points: once after the start, and again when it is moved or
+    /// resized. Pictures of a resized display are scaled to the size in the settings.
     std::function<void(const PointRect&)> placed;
-    /// The capture ended by itself: its source has gone.
+    /// The capture ended because its source is gone.
     std::function<void(const PortError&)> stopped;
   };
   using Completion = std::move_only_function<void(std::expected<void, PortError>)>;
@@ -127,14 +129,19 @@ class CaptureStream {
   virtual void stop() = 0;
 };
 
-/// The screen of this session.
+/// The displays and windows of this session, and captures of them.
+///
+/// *Queue*: operations on any thread.
+/// *Blocking*: as each operation says; `shareableContent` returns at once.
+/// *Ownership*: streams belong to the caller.
+/// *Lifetime*: streams may outlive it. Answers that are pending at destruction are dropped.
 class ScreenCapture {
  public:
   using ContentAnswer = std::move_only_function<void(std::expected<ShareableContent, PortError>)>;
 
   virtual ~ScreenCapture() = default;
 
-  /// Answers once, later, on a thread of the adapter's: also with empty lists where there is no display.
+  /// Answers once, later, on a thread of the adapter. Without a display the lists are empty.
   virtual void shareableContent(ContentAnswer answer) = 0;
 
   /// The size of what a filter shows. Fails when it is gone.

@@ -7,12 +7,17 @@
 
 namespace quorl {
 
-/// Registers a DNS-SD service (RFC 6763) in the default domain, with no TXT record. A name that is taken is
-/// changed by the platform; without a responder on the machine nothing happens, and when one appears or comes
-/// back the service is registered again. Never fails and never blocks its caller.
+/// Registers a DNS-SD service (RFC 6763) in the default domain, with no TXT record. The platform changes a
+/// name that is taken. Without a responder on the machine nothing happens; when one appears or comes back,
+/// the service is registered again. Failures are not reported.
+///
+/// *Queue*: any thread. There are no callbacks.
+/// *Blocking*: none, destruction of a registration included.
+/// *Ownership*: the registration belongs to the caller.
+/// *Lifetime*: destruction of a registration withdraws the service. Registrations may outlive the advertiser.
 class ServiceAdvertiser {
  public:
-  /// The service is registered for as long as this lives.
+  /// Keeps the service registered.
   class Registration {
    public:
     virtual ~Registration() = default;

@@ -12,22 +12,25 @@
 
 namespace quorl {
 
-/// Files of other programs, read and never written. Paths are absolute. Nothing here follows a link that
-/// leads out of both its folder and the home directory, blocks on what is not a regular file, or holds more
-/// than it was asked to read.
+/// Files of other programs, which are only read. Paths are absolute. No call follows a link that leads out of
+/// both its folder and the home directory, waits for anything but a regular file, or reads more than asked.
 ///
-/// *Queue*: any; calls block for as long as the disk takes.
+/// *Queue*: any thread, several at a time. There are no callbacks.
+/// *Blocking*: every call but `homeDirectory` takes as long as the disk does; callers use
+/// `Scheduler::blocking`.
+/// *Ownership*: returns copies.
+/// *Lifetime*: no work is pending between calls.
 class SessionFiles {
  public:
   struct Entry {
     std::string name;
-    // What a link leads to counts as the entry itself; a link that leads out is neither.
+    // Of a link's target; both false if the link leads out.
     bool isDirectory = false;
     bool isRegular = false;
     bool isLink = false;
     std::uint64_t size = 0;
     Date modified;
-    std::uint64_t fileID = 0;  // changes when the file is replaced by another (inode)
+    std::uint64_t fileID = 0;  // inode: differs after the file is replaced
   };
 
   virtual ~SessionFiles() = default;
@@ -40,7 +43,7 @@ class SessionFiles {
   /// At most `length` bytes from `offset`; fewer at the end of the file.
   virtual std::expected<Bytes, PortError> read(const std::string& path, std::uint64_t offset,
                                                std::size_t length) = 0;
-  /// The path with symbolic links resolved and standardised; as it came when it does not exist.
+  /// The path standardised and with symbolic links resolved; unchanged if it does not exist.
   virtual std::string canonicalPath(const std::string& path) = 0;
 };
 

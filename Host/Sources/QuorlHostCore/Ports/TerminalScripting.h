@@ -12,20 +12,23 @@
 
 namespace quorl {
 
-/// Whether a typed text is followed by Return.
+/// Whether Return follows a typed text.
 enum class TextSubmission : std::uint8_t { type, submit };
 
-/// Terminal applications of the user that can be read and typed into from outside, tab by tab. A tab is named
-/// by the path of its terminal device.
+/// The user's terminal applications, read and typed into tab by tab. A tab is named by the path of its
+/// terminal device.
 ///
-/// A call may talk to several applications, so that it can fail in part: each failure goes to `report`, on
-/// the calling thread and before the call returns, and what did succeed is the result. A tab that is not
-/// there is no failure.
+/// A call may ask several applications and fail for some of them. Each failure is passed to `report`; the
+/// result holds what succeeded. A missing tab is not a failure.
 ///
-/// *Queue*: any, also several at once; each call blocks for as long as the terminal takes, with a bound.
+/// *Queue*: any thread, several at a time; `report` is called on the calling thread before the call returns.
+/// *Blocking*: each call waits for the terminal, with a time limit; callers use `Scheduler::blocking`.
+/// *Ownership*: borrows `report` for the call; returns copies.
+/// *Lifetime*: no work is pending between calls.
 class TerminalScripting {
  public:
-  /// `denied`: the user has not allowed it. The description is one line for the log; empty says nothing.
+  /// `denied`: the user has not permitted it. The description is one line for the log; if empty, none is
+  /// written.
   struct Failure {
     bool denied = false;
     std::string description;
@@ -35,8 +38,8 @@ class TerminalScripting {
   virtual ~TerminalScripting() = default;
 
   virtual std::map<std::string, TerminalKind> mapTerminals(const Report& report) = 0;
-  /// The text of the tab, screen and history, its lines parted by line feeds, valid UTF-8; empty when the tab
-  /// is gone, nothing when it could not be asked for.
+  /// The text of the tab, screen and history, with line feeds between lines, valid UTF-8. Empty if the tab is
+  /// gone, nothing if it could not be read.
   virtual std::optional<std::string> readContents(const std::string& tty, TerminalKind kind,
                                                   const Report& report) = 0;
   virtual void sendText(const std::string& tty, TerminalKind kind, const std::string& text,

@@ -26,11 +26,11 @@ struct CompressorSpecification {
   std::chrono::seconds maxKeyFrameIntervalDuration{10};
 };
 
-/// What a client's link leaves to a stream.
+/// A stream's share of the client's link.
 struct LinkRates {
   std::int64_t bitRate = 0;       // bits per second
   int frameRate = 0;              // pictures per second
-  std::int64_t pictureBytes = 0;  // of one picture; a key frame may take a few times as much
+  std::int64_t pictureBytes = 0;  // per picture; a key frame may take a few times as much
 
   bool operator==(const LinkRates&) const = default;
 };
@@ -40,14 +40,14 @@ struct CompressionRates {
   std::int64_t averageBitRate = 2'000'000;              // bits per second
   std::int64_t dataRateLimitBytes = 0;                  // at most this many bytes ...
   std::chrono::milliseconds dataRateLimitWindow{1000};  // ... in any window of this length
-  std::optional<LinkRates> link{};                      // limits on top of these; never above them
+  std::optional<LinkRates> link{};                      // further limits, none above these
 
   bool operator==(const CompressionRates&) const = default;
 };
 
 enum class PictureContent : std::uint8_t {
   changed,
-  repeated,  // the picture encoded before, once more: to be sharper, or to be a key frame
+  repeated,  // the previous picture again, to sharpen it or as a key frame
 };
 
 struct CompressionRequest {
@@ -55,54 +55,61 @@ struct CompressionRequest {
   std::chrono::microseconds presentationTime{};
   bool forceKeyFrame = false;
   PictureContent content = PictureContent::changed;
-  /// What differs from the picture encoded before, a hint; empty: all of it, unless it is repeated.
+  /// A hint: what differs from the previous picture. Empty means all of it, unless it is repeated.
   std::vector<PixelRect> changed;
 };
 
-/// How coarse a picture came out, in mean quantisers of H.264 and HEVC: 0 (lossless) to 51.
+/// How coarse an encoded picture is, as its mean quantiser in H.264 or HEVC: 0 (lossless) to 51.
 struct Coarseness {
   float quantizer = -1.0F;  // negative when unknown
-  float sharp = 26.0F;      // what it comes to when there is time for it
+  float sharp = 26.0F;      // the quantiser that counts as sharp
 
   bool isWorthRepeating() const { return quantizer > sharp; }
 };
 
 struct CompressedPicture {
-  /// Access unit: NAL units, each with a 4-byte big-endian length (ISO/IEC 14496-15). Absent for a picture
-  /// that the encoder has dropped.
+  /// An access unit: NAL units, each with a 4-byte big-endian length (ISO/IEC 14496-15). Absent for a picture
+  /// that the encoder dropped.
   SharedBytes data;
   bool isKeyFrame = false;
   std::chrono::microseconds presentationTime{};
   /// The decoder configuration in force: AVCDecoderConfigurationRecord ("avcC") or
-  /// HEVCDecoderConfigurationRecord ("hvcC"), ISO/IEC 14496-15. The same object while nothing changes.
+  /// HEVCDecoderConfigurationRecord ("hvcC"), ISO/IEC 14496-15. The same object while it does not change.
   SharedBytes configurationRecord;
   Coarseness coarseness;
 };
 
-/// One encoder at work. Pictures come out in the order they went in, one for each; a dropped one comes out
-/// without data.
+/// One encoder. Each picture gives one output, in order; the output of a dropped picture has no data.
 ///
-/// *Queue*: `encode` and `setRates` are called from one queue at a time and may run the encoder on the
-/// caller's thread. The output handler runs on the caller's thread or on one of the encoder's own.
-/// *Lifetime*: destruction waits for pending pictures, whose output is then dropped.
+/// *Queue*: operations from one queue at a time. The output handler runs on the caller's thread or on a
+/// thread of the encoder.
+/// *Blocking*: `encode` may do the encoding on the caller's thread. `prepare`, `completeAndInvalidate` and
+/// destruction may wait for the encoder's threads or its device; callers use `Scheduler::blocking`.
+/// *Ownership*: shares pictures until they are encoded; keeps the output handler.
+/// *Lifetime*: destruction waits for pending pictures and drops their output.
 class VideoCompressor {
  public:
   using Output = std::function<void(CompressedPicture)>;
 
   virtual ~VideoCompressor() = default;
   virtual void setRates(const CompressionRates& rates) = 0;
-  /// Ready to encode without a first-picture delay.
+  /// Allocates what the first picture needs, so that it is not delayed.
   virtual void prepare() = 0;
   virtual void encode(const CompressionRequest& request) = 0;
-  /// Waits until all pending pictures have come out, and ends the encoder; `encode` does nothing afterwards.
+  /// Waits for the output of all pending pictures and ends the encoder. `encode` does nothing afterwards.
   virtual void completeAndInvalidate() = 0;
 };
 
-/// Makes encoders; chooses among hardware and software once and logs the choice through the caller.
+/// Creates encoders. The choice between hardware and software is made once.
+///
+/// *Queue*: any thread.
+/// *Blocking*: `make` may open a device; callers use `Scheduler::blocking`.
+/// *Ownership*: the encoder belongs to the caller.
+/// *Lifetime*: encoders may outlive it.
 class VideoCompressorFactory {
  public:
   virtual ~VideoCompressorFactory() = default;
-  /// The error's `status` says why there is no such encoder here.
+  /// The error's `status` is the reason why there is no such encoder.
   virtual std::expected<std::unique_ptr<VideoCompressor>, PortError> make(
       const CompressorSpecification& specification, VideoCompressor::Output output) = 0;
 };
