@@ -17,10 +17,10 @@ namespace quorl {
 
 namespace {
 
-// Rapid changes of the client's view or of the scale cost one restart.
+// Rapid changes of the client's view or of the scale cause one restart.
 constexpr Duration refitDelay = std::chrono::milliseconds(300);
 constexpr int captureQueueDepth = 5;
-// Faster than any screen; keeps nonsense within the arithmetic.
+// Faster than any screen. Keeps invalid values within the arithmetic.
 constexpr std::int64_t maximumFrameRate = 1'000;
 
 int frameRateOf(const StreamConfig& config) {
@@ -101,7 +101,7 @@ void StreamSession::setWindowScale(double scale) {
   });
 }
 
-// A display has nothing to bring forward, and windows are not controlled yet by any port.
+// A display cannot be raised, and no port controls windows yet.
 void StreamSession::raiseForInput() {}
 
 PointRect StreamSession::currentContentRect() const {
@@ -146,7 +146,7 @@ void StreamSession::setUpCapture(const ShareableContent& content) {
   const auto target = resolveTarget(request_.target, content);
   if (!target) return fail(target.error().code, target.error().message);
   const auto geometry = screen_->geometry(target->filter);
-  if (!geometry) {  // what was there a moment ago has gone meanwhile
+  if (!geometry) {  // the target has gone since the content was read
     const WireError gone = targetNotFound(request_.target);
     return fail(gone.code, gone.message);
   }
@@ -162,11 +162,12 @@ void StreamSession::clearPreviousRun() {
   if (scStream_) scStream_->stop();
   scStream_.reset();
   feed_.reset();
-  if (encoder_) encoder_->completeAndInvalidate();
+  if (encoder_) queue_.scheduler().blocking([encoder = encoder_] { encoder->completeAndInvalidate(); });
   encoder_.reset();
 }
 
-// Windows are shown as they are: no port changes them yet. The client is told that its window was not fitted.
+// No port changes windows yet, so they are shown as they are. The client is told that its window was not
+// fitted.
 void StreamSession::applyFit(const ResolvedTarget& target) {
   queue_.assertCurrent();
   if (target.isWindowlessApp && fit_.autoFit) pushFitState(false);
@@ -180,10 +181,10 @@ void StreamSession::applyFit(const ResolvedTarget& target) {
 
 bool StreamSession::makeEncoder() {
   queue_.assertCurrent();
-  auto encoder = VideoEncoder::create(*compressors_, {.size = encodedSize_,
-                                                      .codec = config_.codec,
-                                                      .fps = frameRateOf(config_),
-                                                      .quality = config_.quality});
+  const VideoEncoder::Parameters parameters{
+      .size = encodedSize_, .codec = config_.codec, .fps = frameRateOf(config_), .quality = config_.quality};
+  std::expected<std::shared_ptr<VideoEncoder>, WireError> encoder;
+  queue_.scheduler().blocking([&] { encoder = VideoEncoder::create(*compressors_, parameters); });
   if (!encoder) {
     fail(encoder.error().code, encoder.error().message);
     return false;
@@ -300,8 +301,7 @@ void StreamSession::handlePicture(CapturedPicture picture) {
   feed_->pictureArrived(std::move(picture));
 }
 
-// The rectangle is right at once for input; a new size gets pictures of its own after the last of several
-// changes.
+// Input uses the new rectangle at once. A new size restarts the capture after the last of several changes.
 void StreamSession::handlePlaced(const PointRect& rect) {
   queue_.assertCurrent();
   const PointRect before = currentContentRect();

@@ -61,7 +61,7 @@ std::int32_t saturated(double value) {
 
 }  // namespace
 
-/// The fields of the injector's queue. Shared with the work on it, so that what was accepted is posted.
+/// The state on the injector's queue. Pending work shares it, so that accepted input is posted.
 class InputInjector::State : public std::enable_shared_from_this<State> {
  public:
   State(const Platform& platform, std::function<HostSettings()> currentSettings)
@@ -75,7 +75,6 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
 
   void pointer(PointerPhase phase, MouseEvent event) {
     queue.assertCurrent();
-    lastPointerLocation_ = event.location;
     event.type = mouseType(phase, event.button);
     source_->post(event);
   }
@@ -97,7 +96,7 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
     source_->post(event);
   }
 
-  /// Runs `post` now, or after the text of the same client that waits.
+  /// Runs `post` now, or after the waiting text of the same client.
   void inOrder(InputSource from, WaitingInput::Kind kind, WaitingInput::Post post) {
     queue.assertCurrent();
     if (!waiting_.holdBack(from, kind, post)) post();
@@ -114,7 +113,7 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
     queue.assertCurrent();
     const bool hadPiece = waiting_.hasPiece();
     waiting_.drop(from);
-    // The others do not wait for room that the rest of this text needed.
+    // Other clients need not wait for the pause of a dropped text.
     if (hadPiece && !waiting_.hasPiece() && pause_.isPending()) {
       pause_.cancel();
       typeOn();
@@ -122,7 +121,8 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   }
 
  private:
-  // Types until the platform wants time, a piece at a time: what others sent meanwhile comes first.
+  // Types one piece at a time until the platform needs a pause. Between pieces the input of other clients is
+  // posted.
   void typeOn() {
     queue.assertCurrent();
     if (!waiting_.hasPiece()) {
@@ -130,7 +130,11 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
       if (!piece) return;
       postText(*piece);
     }
-    const Duration wait = source_->finishText(waiting_.following());
+    Duration wait = Duration::zero();
+    queue.scheduler().blocking([&] {
+      queue.assertCurrent();
+      wait = source_->finishText(waiting_.following());
+    });
     if (wait > Duration::zero()) {
       pause_ = queue.after(wait, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) self->typeOn();
@@ -148,10 +152,12 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   }
 
   void postText(const std::u16string& piece) {
-    // Without text the events would be those of a key.
+    // An event without text would be a key event.
     if (piece.empty()) return;
-    source_->post(KeyboardEvent{.keyCode = 0, .down = true, .unicode = piece});
-    source_->post(KeyboardEvent{.keyCode = 0, .down = false, .unicode = piece});
+    queue.scheduler().blocking([&] {
+      source_->post(KeyboardEvent{.keyCode = 0, .down = true, .unicode = piece});
+      source_->post(KeyboardEvent{.keyCode = 0, .down = false, .unicode = piece});
+    });
   }
 
   MouseEventType mouseType(PointerPhase phase, PointerButton button) {
@@ -176,9 +182,8 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   const std::shared_ptr<EventPoster> source_;
   const std::function<HostSettings()> settings_;
   std::set<PointerButton> buttonsDown_ QUORL_GUARDED_BY(queue);
-  PointXY lastPointerLocation_ QUORL_GUARDED_BY(queue);
   WaitingInput waiting_ QUORL_GUARDED_BY(queue);
-  bool isScheduled_ QUORL_GUARDED_BY(queue) = false;  // `typeOn`, by itself
+  bool isScheduled_ QUORL_GUARDED_BY(queue) = false;  // a run of `typeOn` is posted
   Timer pause_ QUORL_GUARDED_BY(queue);
 };
 
@@ -235,7 +240,7 @@ void InputInjector::key(std::uint16_t keyCode, bool down, WireModifiers modifier
   postInOrder(from, WaitingInput::Kind::key, [event](State& state) { state.post(event); });
 }
 
-// A long text is converted on its sender's thread, which is the only one to wait for that.
+// The sender's thread converts a long text, so that no other client waits for it.
 void InputInjector::insertText(const std::string& text, InputSource from) {
   state_->queue.async([state = state_, chunks = TextChunks(text), from]() mutable {
     state->insertText(std::move(chunks), from);

@@ -114,7 +114,7 @@ void ConnectionServer::reconcilePort() {
 
 std::expected<void, PortError> ConnectionServer::bindListener() {
   const std::uint64_t number = ++listenerNumber_;
-  // News that was already on its way when its listener was dropped is no longer ours.
+  // Drops callbacks of a listener that was released before they ran.
   const auto ifCurrent = [weak = weak_from_this(), number](auto&& use) {
     const auto self = weak.lock();
     if (!self) return;
@@ -168,7 +168,7 @@ void ConnectionServer::releaseListener() {
 void ConnectionServer::dropListener() {
   registration_.reset();
   ++listenerNumber_;
-  // May be in the middle of its own callback.
+  // The listener may be calling at this moment, so it is destroyed later.
   if (const std::shared_ptr<NetworkListener> old = std::move(listener_)) {
     old->cancel();
     queue_.async([old] {});
@@ -180,7 +180,8 @@ void ConnectionServer::listenerReady(std::uint16_t port) {
   ownsPort_ = true;
   const std::uint16_t bound = port != 0 ? port : configuration_.port;
   if (configuration_.advertiseBonjour) {
-    const std::string name = services_->platform.machine->computerName();
+    std::string name;
+    queue_.scheduler().blocking([&] { name = services_->platform.machine->computerName(); });
     registration_ = services_->platform.advertiser->advertise(name.empty() ? "Mac" : name,
                                                               std::string(WireProtocol::bonjourType), bound);
   }
@@ -189,7 +190,7 @@ void ConnectionServer::listenerReady(std::uint16_t port) {
   if (onOwnershipChanged_) onOwnershipChanged_(true);
 }
 
-// Without handoff the process keeps running with no listener: its clients are still served.
+// Without handoff the process keeps running without a listener, and serves the clients that it has.
 void ConnectionServer::listenerFailed(const PortError& error) {
   Log::server.error(fmt::format("listener failed: {}", error.description));
   registration_.reset();
@@ -203,7 +204,7 @@ void ConnectionServer::listenerFailed(const PortError& error) {
 void ConnectionServer::accept(std::unique_ptr<NetworkConnection> connection) {
   Log::server.event(fmt::format("TCP client connected: {}", printed(connection->remoteEndpoint())));
   const auto client = std::make_shared<ClientConnection>(std::move(connection), services_);
-  // A connection never waits for the server, so both tell it later.
+  // Both post, because a connection never waits for the server.
   const auto later = [weak = weak_from_this()](Identity identity, void (ConnectionServer::*act)(Identity)) {
     const auto self = weak.lock();
     if (!self) return;
@@ -248,7 +249,7 @@ std::vector<std::shared_ptr<ClientConnection>> ConnectionServer::authenticatedCl
 }
 
 void ConnectionServer::broadcastControl(const ControlMessage& message) {
-  // Encoded on the caller's thread and once: all clients share the bytes.
+  // Encoded once, on the caller's thread; all clients share the bytes.
   auto frame = OutgoingFrame::control(message);
   if (!frame) return;
   queue_.async([self = shared_from_this(), frame = std::move(*frame), key = stateKeyOf(message)] {

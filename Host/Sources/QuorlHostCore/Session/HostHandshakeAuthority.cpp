@@ -17,10 +17,14 @@ std::string orMac(std::string text) {
 
 DeviceInfo HostHandshakeAuthority::hostDevice() {
   MachineFacts& machine = *services_->platform.machine;
-  return {.name = orMac(machine.computerName()),
-          .model = orMac(machine.hardwareModel()),
-          .osVersion = machine.operatingSystemVersion(),
-          .deviceID = services_->trustStore->hostDeviceID()};
+  DeviceInfo device;
+  services_->platform.scheduler->blocking([&] {
+    device.name = orMac(machine.computerName());
+    device.model = orMac(machine.hardwareModel());
+    device.osVersion = machine.operatingSystemVersion();
+  });
+  device.deviceID = services_->trustStore->hostDeviceID();
+  return device;
 }
 
 Bytes HostHandshakeAuthority::freshNonce() {

@@ -17,7 +17,7 @@ namespace quorl {
 
 namespace {
 
-// In user-perceived characters and in bytes: what a device may be called is up to a stranger.
+// In user-perceived characters and in bytes. A stranger chooses the device name.
 constexpr std::size_t maxNameLength = 255;
 constexpr std::size_t maxNameSize = 1024;
 
@@ -26,7 +26,7 @@ std::string shortened(const std::string& name) {
   return std::string(firstBytes(kept, maxNameSize));
 }
 
-// A damaged file reads as an absent one: the clients pair again, and the next write replaces it.
+// A damaged file counts as missing: the clients pair again, and the next write replaces it.
 template <class Record>
 std::optional<Record> readRecord(FileStore& files, const std::string& path) {
   const auto bytes = files.read(path, maxStateFileSize);
@@ -45,15 +45,17 @@ TrustStore::TrustStore(const Platform& platform, const std::optional<std::string
       directory_(HostSupportPaths::directory(directory, platform.applicationSupportDirectory)),
       trustPath_(HostSupportPaths::file(directory_, "trust.json")),
       settingsPath_(HostSupportPaths::file(directory_, "settings.json")) {
-  // Without the folder the later writes fail and report.
-  static_cast<void>(files_->createPrivateDirectory(directory_));
   queue_.sync([this] {
-    queue_.assertCurrent();
-    load();
+    queue_.scheduler().blocking([this] {
+      queue_.assertCurrent();
+      load();
+    });
   });
 }
 
 void TrustStore::load() {
+  // If this fails, later writes fail and are logged.
+  static_cast<void>(files_->createPrivateDirectory(directory_));
   if (auto devices = readRecord<std::vector<TrustedDevice>>(*files_, trustPath_))
     devices_ = std::move(*devices);
   if (auto settings = readRecord<HostSettings>(*files_, settingsPath_)) settings_ = std::move(*settings);
@@ -70,7 +72,7 @@ bool TrustStore::matchesAnyToken(ByteView proof, ByteView nonce) const {
   const auto devices = trustedDevices();
   return std::ranges::any_of(devices, [&](const TrustedDevice& device) {
     const auto token = base64Decoded(device.tokenBase64);
-    // A proof with an empty key is one that anybody can make.
+    // Anyone can make a proof with an empty key.
     return token && !token->empty() && Pairing::constantTimeEquals(Pairing::tokenProof(*token, nonce), proof);
   });
 }
@@ -128,7 +130,7 @@ UUID TrustStore::hostDeviceID() {
   if (const auto known = settings().hostDeviceID) return *known;
   UUID identity;
   updateSettings([&](HostSettings& settings) {
-    // Looked at again in the step that writes: of two first readers both get the same one.
+    // Checked again in the step that writes, so that two concurrent first callers get the same identifier.
     if (!settings.hostDeviceID) settings.hostDeviceID = UUID::random(*random_);
     identity = *settings.hostDeviceID;
   });
@@ -174,7 +176,8 @@ void TrustStore::persist(const std::string& path, const std::vector<Record>& lis
 }
 
 void TrustStore::write(const std::string& path, const Bytes& bytes) {
-  const auto written = files_->writeAtomically(path, bytes);
+  std::expected<void, PortError> written;
+  queue_.scheduler().blocking([&] { written = files_->writeAtomically(path, bytes); });
   if (!written) Log::auth.error(fmt::format("trust store write failed: {}", written.error().description));
 }
 

@@ -9,21 +9,26 @@ UserSessionManager::UserSessionManager(Scheduler& scheduler, std::shared_ptr<Log
     : queue_(scheduler, "quorl.usersession", QueueRank::service), sessions_(std::move(sessions)) {}
 
 std::optional<std::string> UserSessionManager::consoleUser() {
-  auto user = sessions_->consoleUser();
+  std::optional<std::string> user;
+  queue_.scheduler().blocking([&] { user = sessions_->consoleUser(); });
   if (!user || user->empty() || *user == "loginwindow") return std::nullopt;
   return user;
 }
 
 std::string UserSessionManager::ownUserName() {
-  return sessions_->ownUserName();
+  std::string name;
+  queue_.scheduler().blocking([&] { name = sessions_->ownUserName(); });
+  return name;
 }
 
 void UserSessionManager::observeConsoleUser(std::function<void(std::optional<std::string>)> callback) {
   queue_.async([self = shared_from_this(), callback = std::move(callback)]() mutable {
     self->queue_.assertCurrent();
     self->onConsoleChange_ = std::move(callback);
-    self->sessions_->observeConsoleUser([weak = self->weak_from_this()] {
-      if (const auto manager = weak.lock()) manager->consoleUserMayHaveChanged();
+    self->queue_.scheduler().blocking([&self] {
+      self->sessions_->observeConsoleUser([weak = self->weak_from_this()] {
+        if (const auto manager = weak.lock()) manager->consoleUserMayHaveChanged();
+      });
     });
   });
 }

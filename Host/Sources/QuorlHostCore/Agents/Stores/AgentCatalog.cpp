@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* fileName = "agent-catalog.json";
 
-// The host's own entries share all but the last byte.
+// The built-in entries differ in the last byte only.
 UUID builtinID(std::uint8_t number) {
   return UUID{{0x0B, 0x01, 0x11, 0xA0, 0, 0, 0x40, 0, 0xA0, 0, 0, 0, 0, 0, 0, number}};
 }
@@ -21,7 +21,7 @@ bool isBuiltin(const UUID& id) {
   return id == builtinID(1) || id == builtinID(2);
 }
 
-// Entries that the host had once; files may still hold them.
+// Former built-in entries, which files may still contain.
 bool isRetired(const UUID& id) {
   return id == builtinID(3) || id == builtinID(4) || id == builtinID(5);
 }
@@ -59,14 +59,19 @@ AgentCatalog::AgentCatalog(Scheduler& scheduler, std::shared_ptr<FileStore> file
 
 void AgentCatalog::load() {
   entries_ = builtinEntries(homeDirectory_);
-  auto stored = SmallJSONFile::read<std::vector<AgentCatalogEntry>>(*files_, directory_, fileName);
+  std::optional<std::vector<AgentCatalogEntry>> stored;
+  queue_.scheduler().blocking(
+      [&] { stored = SmallJSONFile::read<std::vector<AgentCatalogEntry>>(*files_, directory_, fileName); });
   if (!stored) return;
   for (AgentCatalogEntry& entry : *stored)
     if (!isBuiltin(entry.id) && !isRetired(entry.id)) entries_.push_back(std::move(entry));
 }
 
 void AgentCatalog::persist() {
-  SmallJSONFile::write(*files_, directory_, fileName, entries_);
+  queue_.scheduler().blocking([this] {
+    queue_.assertCurrent();
+    SmallJSONFile::write(*files_, directory_, fileName, entries_);
+  });
 }
 
 std::vector<AgentCatalogEntry> AgentCatalog::all() const {

@@ -23,13 +23,19 @@ HostExtrasStore::HostExtrasStore(Scheduler& scheduler, std::shared_ptr<FileStore
       files_(std::move(files)),
       directory_(directory) {
   queue_.sync([this] {
-    queue_.assertCurrent();
-    using SmallJSONFile::read;
-    services_ = read<std::vector<CustomService>>(*files_, directory_, servicesFile)
-                    .value_or(std::vector<CustomService>());
-    bundles_ =
-        read<std::vector<std::string>>(*files_, directory_, bundlesFile).value_or(std::vector<std::string>());
+    queue_.scheduler().blocking([this] {
+      queue_.assertCurrent();
+      load();
+    });
   });
+}
+
+void HostExtrasStore::load() {
+  using SmallJSONFile::read;
+  if (auto services = read<std::vector<CustomService>>(*files_, directory_, servicesFile))
+    services_ = std::move(*services);
+  if (auto bundles = read<std::vector<std::string>>(*files_, directory_, bundlesFile))
+    bundles_ = std::move(*bundles);
 }
 
 std::vector<CustomService> HostExtrasStore::customServices() const {
@@ -57,7 +63,17 @@ void HostExtrasStore::removeService(const UUID& id) {
 }
 
 void HostExtrasStore::persistServices() {
-  SmallJSONFile::write(*files_, directory_, servicesFile, services_);
+  queue_.scheduler().blocking([this] {
+    queue_.assertCurrent();
+    SmallJSONFile::write(*files_, directory_, servicesFile, services_);
+  });
+}
+
+void HostExtrasStore::persistBundles() {
+  queue_.scheduler().blocking([this] {
+    queue_.assertCurrent();
+    SmallJSONFile::write(*files_, directory_, bundlesFile, bundles_);
+  });
 }
 
 std::optional<ServiceDescriptor> HostExtrasStore::descriptorOf(const CustomService& service) {
@@ -103,7 +119,7 @@ void HostExtrasStore::setGUIAgentBundles(const std::vector<std::string>& list) {
   queue_.sync([&] {
     queue_.assertCurrent();
     bundles_ = std::move(kept);
-    SmallJSONFile::write(*files_, directory_, bundlesFile, bundles_);
+    persistBundles();
   });
 }
 

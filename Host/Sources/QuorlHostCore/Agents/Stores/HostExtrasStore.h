@@ -13,33 +13,36 @@
 
 namespace quorl {
 
-/// What the user added by hand: web services, in "custom-services.json", and the bundle identifiers of
-/// graphical agents, in "gui-agent-bundles.json". Each file is read once, and written at every change of its
-/// list, never before.
+/// What the user added by hand: web services in "custom-services.json", and the bundle identifiers of
+/// graphical agents in "gui-agent-bundles.json". Each file is read once and written at every change of its
+/// list.
 ///
-/// *Queue*: "quorl.hostextras"; every operation may be called from any thread and waits for it, and for the
-/// disk where it changes something.
-/// *Ownership*: shared by the runtime, the registry, the relay and connections. *Lifetime*: the runtime's.
+/// *Queue*: "quorl.hostextras"; every operation may be called from any thread.
+/// *Blocking*: every operation waits for the queue, and changes also for the disk.
+/// *Ownership*: shared by the runtime, the registry, the relay and connections.
+/// *Lifetime*: the runtime's.
 class HostExtrasStore {
  public:
   /// `directory`: the host's own folder. Loads at once.
   HostExtrasStore(Scheduler& scheduler, std::shared_ptr<FileStore> files, const std::string& directory);
 
   std::vector<CustomService> customServices() const;
-  /// Puts the service at the end, in place of any of the same identity.
+  /// Appends the service, and removes any other one with its identity.
   void addService(const CustomService& service);
   void removeService(const UUID& id);
-  /// One for each custom service that names a port or a host, in the order of the list.
+  /// One for each custom service with a port or a host, in the order of the list.
   std::vector<ServiceDescriptor> serviceDescriptors() const;
 
   std::vector<std::string> guiAgentBundles() const;
-  /// Trims each, and drops the empty and the repeated ones.
+  /// Trims the items and drops empty and repeated ones.
   void setGUIAgentBundles(const std::vector<std::string>& list);
 
   static std::optional<ServiceDescriptor> descriptorOf(const CustomService& service);
 
  private:
+  void load() QUORL_REQUIRES(queue_);
   void persistServices() QUORL_REQUIRES(queue_);
+  void persistBundles() QUORL_REQUIRES(queue_);
 
   const SerialQueue queue_;
   const std::shared_ptr<FileStore> files_;

@@ -47,7 +47,8 @@ std::expected<std::shared_ptr<PTYSession>, WireError> PTYSession::spawn(Paramete
   request.workingDirectory = expandTilde(parameters.workingDirectory, homeDirectory);
   request.environment = {{"TERM", "xterm-256color"}, {"LANG", "en_US.UTF-8"}};
   for (const auto& [name, value] : parameters.env) request.environment[name] = value;
-  auto terminal = terminals.spawn(request);
+  std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> terminal;
+  scheduler.blocking([&] { terminal = terminals.spawn(request); });
   if (!terminal) return std::unexpected(wireErrorOf(terminal.error()));
   Log::agent.info(fmt::format("spawned pid {} [{}] in {}", (*terminal)->pid(), request.command,
                               request.workingDirectory));
@@ -82,7 +83,7 @@ void PTYSession::startMonitoring(Callbacks callbacks) {
                                     self->queue_.assertCurrent();
                                     self->receive(output);
                                   },
-                              // Its exit still comes; until then the row stays as it is.
+                              // The exit comes later; until then the row does not change.
                               .endOfOutput = [] {},
                               .exited =
                                   [weak](ProcessExit exit) {
@@ -123,8 +124,8 @@ void PTYSession::carryOut(const AgentStatusMachine::Actions& actions) {
   armStatusTimer();
 }
 
-// A timer that is armed for an earlier tick stays: that tick changes nothing and arms the right one, which
-// costs less than a new timer for each piece of a flood.
+// A timer for an earlier tick is kept: that tick changes nothing and arms the right one, which costs less
+// than a new timer for each piece of output.
 void PTYSession::armStatusTimer() {
   const auto next = machine_.nextTick();
   if (!next) {
@@ -168,7 +169,7 @@ void PTYSession::terminate() {
     self.queue_.assertCurrent();
     if (self.exitCode_) return;
     self.terminal_->sendTerminate();
-    if (self.killTimer_.isPending()) return;  // a second request does not put the end off
+    if (self.killTimer_.isPending()) return;  // a second request does not delay the end
     self.killTimer_ = self.queue_.after(killDelay, self.weakly([](PTYSession& later) {
       later.queue_.assertCurrent();
       if (!later.exitCode_) later.terminal_->sendKill();
@@ -187,13 +188,6 @@ PTYSession::Screen PTYSession::screen() const {
   return {.scrollback = scrollback_.contents(),
           .isAlternate = isAlternate,
           .modes = isAlternate ? modes_.setting() : scrollback_.modesAtBegin().setting()};
-}
-
-void PTYSession::withScreen(const std::function<void(const Screen&)>& look) const {
-  queue_.sync([&] {
-    queue_.assertCurrent();
-    look(screen());
-  });
 }
 
 AgentStatus PTYSession::status() const {

@@ -22,13 +22,14 @@
 
 namespace quorl {
 
-/// One command that the host started in a pseudo-terminal of its own: its scrollback, its status, and what it
-/// wants of a human.
+/// One command that the host started in its own pseudo-terminal: its scrollback, its status, and its
+/// attentions.
 ///
-/// *Queue*: "quorl.pty", one a session. Operations may be called from any thread and return at once; reads
-/// wait for the queue. Callbacks run on it and must not wait for anybody who may wait for it.
+/// *Queue*: "quorl.pty", one per session. Operations may be called from any thread; callbacks run on the
+/// queue.
+/// *Blocking*: reads wait for the queue. Callbacks must not wait for anything that may wait for the queue.
 /// *Ownership*: the registry's. The session owns its child process.
-/// *Lifetime*: destruction kills and reaps the child. The scrollback stays readable after an exit.
+/// *Lifetime*: destruction kills the child. The scrollback stays readable after an exit.
 class PTYSession : public std::enable_shared_from_this<PTYSession> {
  public:
   struct Parameters {
@@ -49,23 +50,23 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
     Date lastActivity;
     std::optional<std::string> previewLine;
   };
-  /// What a terminal that joins now must be shown.
+  /// What a terminal that joins now must show.
   struct Screen {
-    ByteView scrollback;  // valid during the call that it is given to
+    ByteView scrollback;  // valid until the next output
     bool isAlternate = false;
-    /// What puts a terminal into the modes of now on the alternate screen, else into those in which the
-    /// scrollback begins.
+    /// The sequences that set a terminal's modes: the current ones on the alternate screen, else those at the
+    /// start of the scrollback.
     Bytes modes;
   };
 
-  /// Starts the command; nothing is read from it until `startMonitoring`. The codes are "agent.pty" and
-  /// "agent.spawn".
+  /// Starts the command, as blocking work. Nothing is read from it before `startMonitoring`. The error codes
+  /// are "agent.pty" and "agent.spawn".
   static std::expected<std::shared_ptr<PTYSession>, WireError> spawn(Parameters parameters,
                                                                      Scheduler& scheduler,
                                                                      PseudoTerminals& terminals,
                                                                      const std::string& homeDirectory);
 
-  /// Empty, "~" and a leading "~/" stand for the home directory; "~other" is no such thing.
+  /// Replaces an empty path, "~" and a leading "~/" by the home directory. "~other" is not expanded.
   static std::string expandTilde(const std::string& path, const std::string& homeDirectory);
 
   void startMonitoring(Callbacks callbacks);
@@ -79,9 +80,9 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   const SerialQueue& queue() const { return queue_; }
 
   void write(Bytes data);
-  /// Values outside 0 to 65535 are clamped. A full-screen program is asked to repaint shortly after.
+  /// Values outside 0 to 65535 are clamped. A full-screen program is asked to repaint shortly afterwards.
   void resize(std::int64_t columns, std::int64_t rows);
-  /// SIGTERM to the child now, SIGKILL 3 seconds later if it is still there.
+  /// Sends SIGTERM to the child, and SIGKILL 3 seconds later if it still runs.
   void terminate();
 
   AgentStatus status() const;
@@ -90,11 +91,9 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   Bytes scrollback() const;
   bool isAlternateScreen() const;
 
-  /// Runs `look` on the queue, between two pieces of output, and waits for it.
-  void withScreen(const std::function<void(const Screen&)>& look) const;
-  /// The same for somebody who is on the queue already.
+  /// On the queue.
   Screen screen() const;
-  /// Writes the one byte on which a full-screen program repaints (form feed). On the queue.
+  /// Writes a form feed, on which a full-screen program repaints. On the queue.
   void askForRepaint();
 
   PTYSession(Parameters parameters, Scheduler& scheduler, std::unique_ptr<PseudoTerminal> terminal);
@@ -105,7 +104,7 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   void evaluateStatus() QUORL_REQUIRES(queue_);
   void carryOut(const AgentStatusMachine::Actions& actions) QUORL_REQUIRES(queue_);
   void armStatusTimer() QUORL_REQUIRES(queue_);
-  /// `work` on the queue, now and later only if the session still exists.
+  /// `work` for the queue; it does nothing once the session was destroyed.
   std::function<void()> weakly(std::function<void(PTYSession&)> work);
 
   const Parameters parameters_;
@@ -124,7 +123,7 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   std::optional<MonotonicTime> armedTick_ QUORL_GUARDED_BY(queue_);
   Timer statusTimer_ QUORL_GUARDED_BY(queue_);
   Timer killTimer_ QUORL_GUARDED_BY(queue_);
-  std::vector<Timer> repaintTimers_ QUORL_GUARDED_BY(queue_);  // one a resize, all within a moment
+  std::vector<Timer> repaintTimers_ QUORL_GUARDED_BY(queue_);  // one per recent resize
 };
 
 }  // namespace quorl
