@@ -15,39 +15,38 @@
 
 namespace quorl {
 
-/// The order in which queues may wait on one another: `sync` goes from a lower rank to a higher one only.
-/// Two queues that never wait on each other may share a rank.
+/// The order of waits: `sync` goes from a lower rank to a higher one only. Queues that never wait for each
+/// other may share a rank.
 enum class QueueRank : std::uint8_t {
-  sender = 10,      // file senders, which read a connection's back-pressure
   server = 20,      // the session listener
   registry = 30,    // the agent registry
-  relay = 35,       // the HTTP relay and its connections
   connection = 40,  // one client's session
   stream = 50,      // one picture stream
   service = 60,     // providers, injectors, scanners, sessions of agents
   store = 70,       // trust store, pairing, catalog, extras
-  adapter = 90,     // an adapter's own queue, which waits on nobody
+  adapter = 90,     // an adapter's own queue, which waits for no other
 };
 
-/// Runs work one piece at a time, in order, on threads that belong to a `Scheduler`. Every stateful object
-/// owns one, and all its mutable fields belong to it.
+/// Runs work one piece at a time, in order, on threads of a `Scheduler`. Every stateful object owns one, and
+/// all its mutable fields belong to it.
 ///
-/// A value of this type names a queue; copies name the same queue. Work may hold the last reference to the
-/// object that owns the queue: the queue itself lives on until its work has ended.
+/// A value of this type refers to a queue; copies refer to the same one. Work may hold the last reference to
+/// the object that owns the queue, because the queue lives until its work has ended.
 ///
 /// *Queue*: every operation may be called from any thread.
+/// *Blocking*: only `sync` waits.
 class QUORL_CAPABILITY("queue") SerialQueue {
  public:
   using Work = Scheduler::Work;
 
   SerialQueue(Scheduler& scheduler, std::string label, QueueRank rank);
 
-  /// Runs `work` later, after everything given before.
+  /// Runs `work` later, in the order of the calls.
   void async(Work work) const;
 
-  /// Runs `work` in order, waits for it and returns its value. On an idle queue the work runs on this thread,
-  /// and on a queue that waits for a thread this thread takes over what is pending, so that no free pool
-  /// thread is ever needed. Waiting against the rank order, or on the current queue, aborts with both labels.
+  /// Runs `work` in order, waits for it and returns its value. On an idle queue the work runs on this thread;
+  /// on a queue that is scheduled but not running this thread takes over the pending work. So no free pool
+  /// thread is ever needed. A wait against the rank order or on the current queue aborts with both labels.
   template <class F>
   auto sync(F&& work) const -> std::invoke_result_t<F&> {
     using Result = std::invoke_result_t<F&>;
@@ -63,8 +62,8 @@ class QUORL_CAPABILITY("queue") SerialQueue {
   /// Runs `work` once, `delay` from now. The work must hold its target weakly.
   [[nodiscard]] Timer after(Duration delay, Work work) const;
 
-  /// Runs `work` `first` from now and then each `interval`; a late run delays the later ones, none is made
-  /// up.
+  /// Runs `work` `first` from now and then every `interval`. A late run delays the later ones; missed runs
+  /// are not made up.
   [[nodiscard]] Timer every(Duration first, Duration interval, std::function<void()> work) const;
 
   /// True on the thread that is running this queue's work.

@@ -10,11 +10,11 @@
 
 namespace quorl {
 
-/// Runs every queue on the calling thread, in virtual time. Among the pieces that could run next, a seeded
-/// generator chooses, so that a seed is one interleaving that anyone can replay. Time stands still while
-/// anything is ready and then jumps to the next timer.
+/// Runs every queue on the calling thread, in virtual time. A seeded generator chooses among the pieces of
+/// work that could run next, so a seed reproduces one interleaving. The time does not move while anything is
+/// ready, and then jumps to the next timer.
 ///
-/// *Queue*: used from one thread only.
+/// *Queue*: one thread only.
 class SimulatedScheduler final : public Scheduler {
  public:
   explicit SimulatedScheduler(std::uint64_t seed = 1, Date start = Date{1'700'000'000});
@@ -29,19 +29,18 @@ class SimulatedScheduler final : public Scheduler {
             const std::function<bool()>& done) override;
   void blocking(const std::function<void()>& work) override { work(); }
 
-  /// Runs one ready piece. False when nothing is ready.
+  /// Runs one ready piece of work. False if nothing is ready.
   bool step();
-  /// Runs what is ready, and what that makes ready, without moving the time.
+  /// Runs ready work, and work that becomes ready by it, without advancing the time.
   void runReady();
-  /// Lets `span` of virtual time pass, running everything that falls due in it.
+  /// Advances the time by `span` and runs everything that falls due.
   void advance(Duration span);
-  /// Runs until `condition` holds or `limit` of virtual time has passed; says whether it holds.
+  /// Runs until `condition` holds or `limit` of virtual time has passed. Returns whether it holds.
   bool runUntil(const std::function<bool()>& condition, Duration limit);
-  /// Called after each piece: a place for invariants.
+  /// Called after each piece of work, to check invariants.
   void afterEachStep(std::function<void()> check) { check_ = std::move(check); }
 
   std::size_t pendingTimers() const { return timers_.size(); }
-  bool isIdle() const { return ready_.empty(); }
 
  private:
   bool fireNextTimer(MonotonicTime limit);

@@ -15,11 +15,12 @@ namespace quorl {
 
 struct HostServices;
 
-/// Brings one client's input to the injector: refuses it where the platform does not trust the host with
-/// input, maps positions in a stream's picture to points of the desktop, and raises what is worked with.
+/// Passes one client's input to the injector: refuses it without the platform's permission, maps positions in
+/// a stream's picture to points of the desktop, and raises the window that is used.
 ///
-/// *Queue*: its connection's; waits for no other queue (see `ClientStream` for the content rectangle).
-/// *Ownership*: its connection's; the services and the table are borrowed and outlive it.
+/// *Queue*: its connection's.
+/// *Blocking*: waits for no other queue; see `ClientStream` for the content rectangle.
+/// *Ownership*: its connection's. The services and the table are borrowed and outlive it.
 class InputRouter {
  public:
   using Reply = std::function<void(ControlMessage)>;
@@ -30,13 +31,11 @@ class InputRouter {
   void route(const InputEvent& event);
   void insertText(const std::string& text);
 
-  /// The client is gone: ends the typing of its text and lets go of every key and button it still holds.
+  /// The client has disconnected: drops its waiting text and releases the keys and buttons that it holds.
   void leave();
-  /// Call before a stream leaves the table or is replaced there: what is held in it can no longer be let go
-  /// of by events that name it. Keys belong to the stream that was pointed at last.
+  /// Call before a stream is removed or replaced: events that name it can no longer release what is held in
+  /// it. Keys belong to the stream of the last pointer input.
   void streamEnds(std::uint32_t streamID);
-
-  std::optional<std::uint32_t> lastInputStreamID() const { return lastInputStreamID_; }
 
  private:
   struct Located {

@@ -30,7 +30,7 @@ struct SpawnPlan;
 ///
 /// Terminal output of spawned sessions does not pass this object's queue: it goes from the session's queue
 /// straight to the clients (`TerminalFanOut`). Scans of the disk, the process table and the terminals run on
-/// another queue (`AgentScanner`), so that they never delay what a client types.
+/// another queue (`AgentScanner`), so that they do not delay what a client types.
 ///
 /// *Queue*: "quorl.agents"; operations may be called from any thread and return at once unless they say
 /// otherwise.
@@ -49,14 +49,14 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
 
   static std::shared_ptr<AgentRegistry> make(const Platform& platform, Stores stores);
 
-  /// To all authenticated clients, from any thread. Set once, before `start`; without it lists, events and
-  /// errors are dropped.
+  /// Sends to all authenticated clients, from any thread. Set once, before `start`. Without it lists, events
+  /// and errors are dropped.
   void setBroadcastControl(Broadcast broadcast) { broadcastControl_ = std::move(broadcast); }
   void broadcast(const ControlMessage& message) const;
 
-  /// `start` and `stop` each once, on one thread. `stop` asks every agent to end; `ended` is called once, on
-  /// any thread, as soon as the last one has gone or nothing more will be done to it. No agent is started
-  /// from then on.
+  /// `start` and `stop` are called once each, on one thread. `stop` asks every agent to end. `ended` is
+  /// called once, on any thread, when the last one has ended or nothing more will be done to it. No agent is
+  /// started after `stop`.
   void start();
   void stop(std::function<void()> ended = [] {});
 
@@ -81,7 +81,7 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   using Sink = std::shared_ptr<StreamOutputSink>;
 
   AgentRegistry(const Platform& platform, Stores stores);
-  /// Runs `work` on the queue, unless the registry has gone by then.
+  /// `work` for the queue; it does nothing once the registry was destroyed.
   std::function<void()> weakly(std::function<void(AgentRegistry&)> work);
   void post(std::function<void(AgentRegistry&)> work) { queue_.async(weakly(std::move(work))); }
   void broadcastError(std::string code, std::string message) const;
@@ -91,9 +91,8 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   void noteStatus(const UUID& id, AgentStatus status) QUORL_REQUIRES(queue_);
   void noteProcess(const UUID& id, BridgedTerminalSession::ProcessState state) QUORL_REQUIRES(queue_);
   void reportEnd() QUORL_REQUIRES(queue_);
-  void broadcastRow(const UUID& id) QUORL_REQUIRES(queue_);
 
-  /// Each ends in a later piece of work on the queue.
+  /// Each finishes in a later piece of work on the queue.
   void refreshDiscovery() QUORL_REQUIRES(queue_);
   void scanExternals(std::function<void(AgentRegistry&)> then) QUORL_REQUIRES(queue_);
   void takeExternals(MonotonicTime begin, const AgentScanner::Externals& externals) QUORL_REQUIRES(queue_);
@@ -134,7 +133,7 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   std::vector<ExternalAgent> externals_ QUORL_GUARDED_BY(queue_);          // the same, by name
   std::vector<ExternalAgent> lastExternalList_ QUORL_GUARDED_BY(queue_);   // last sent
   bool isStopping_ QUORL_GUARDED_BY(queue_) = false;
-  std::function<void()> whenEnded_ QUORL_GUARDED_BY(queue_);  // absent once called
+  std::function<void()> whenEnded_ QUORL_GUARDED_BY(queue_);  // absent after it was called
   bool isDiscovering_ QUORL_GUARDED_BY(queue_) = false;
   bool isRefreshingExternals_ QUORL_GUARDED_BY(queue_) = false;
   std::vector<AgentDescriptor> lastList_ QUORL_GUARDED_BY(queue_);
