@@ -46,7 +46,7 @@ bool isScheme(std::string_view text) {
   return !text.empty() && isLetter(text.front()) && std::ranges::all_of(text, belongs);
 }
 
-// Sections 3.2.2 and 3.2.3, without the user information. False where the port is no number.
+// Sections 3.2.2 and 3.2.3, without the user information. False if the port is not a number.
 bool splitHostAndPort(std::string_view authority, std::string_view& host, std::string_view& port) {
   if (authority.starts_with('[')) {
     const std::size_t end = authority.find(']');
@@ -86,8 +86,7 @@ std::optional<ServiceURL> ServiceURL::parse(std::string_view text) {
   if (!port.empty()) {
     std::uint64_t number = 0;
     const auto read = std::from_chars(port.data(), port.data() + port.size(), number);
-    url.port =
-        read.ec == std::errc() ? number : UINT64_MAX;  // longer than any number is larger than any port
+    url.port = read.ec == std::errc() ? number : UINT64_MAX;  // an overlong number exceeds any port
   }
   return url;
 }
