@@ -8,8 +8,8 @@ namespace quorl {
 
 using Duration = std::chrono::nanoseconds;
 
-/// The clock of delays, throttles and timers. It has no `now()`: only a `Scheduler` tells the time, so that
-/// tests can run it by hand. Unrelated to the wall clock, whose instants are `Date`.
+/// The clock of delays, throttles and timers. It has no `now()`: only a `Scheduler` reads the time, so that
+/// tests control it. Unrelated to the wall clock, whose instants are `Date`.
 struct MonotonicClock {
   using duration = Duration;
   using rep = duration::rep;

@@ -25,11 +25,11 @@ struct PoolScheduler::Impl {
   std::map<std::pair<MonotonicTime, TimerID>, Work> timers;
   std::unordered_map<TimerID, MonotonicTime> timerDeadlines;
   TimerID lastTimer = 0;
-  std::unordered_map<std::thread::id, std::thread> workers;  // at work
-  std::vector<std::thread> ended;                            // to be joined; takes no lock any more
+  std::unordered_map<std::thread::id, std::thread> workers;  // running
+  std::vector<std::thread> ended;                            // to be joined; they take no lock any more
   const std::size_t base = std::max<std::size_t>(2, std::thread::hardware_concurrency());
   std::size_t idle = 0;
-  std::size_t blocked = 0;  // threads of the pool, and others that wait for it
+  std::size_t blocked = 0;  // threads in `wait` or `blocking`, of the pool or not
   bool stopping = false;
   std::thread timerThread;
 
@@ -38,13 +38,13 @@ struct PoolScheduler::Impl {
         std::chrono::duration_cast<Duration>(std::chrono::steady_clock::now().time_since_epoch()));
   }
 
-  // With `mutex` held: a thread more when work waits and every thread is busy or blocked.
+  // With `mutex` held: adds a thread if work waits and every thread is busy or blocked.
   void growIfNeeded() {
     if (stopping || ready.size() <= idle || workers.size() >= maxThreads) return;
     if (workers.size() >= base + blocked) return;
     for (std::thread& thread : ended) thread.join();
     ended.clear();
-    // It waits for the lock, and so finds itself among the workers.
+    // The new thread waits for the lock, and by then it is in `workers`.
     std::thread worker([this] { work(); });
     const auto id = worker.get_id();
     workers.emplace(id, std::move(worker));
@@ -129,7 +129,7 @@ PoolScheduler::~PoolScheduler() {
     impl_->lastEnded.wait(lock, [this] { return impl_->workers.empty(); });
     dropped.swap(impl_->ready);
     droppedTimers.swap(impl_->timers);
-    impl_->timerDeadlines.clear();  // what is dropped may own timers, and cancels them
+    impl_->timerDeadlines.clear();  // dropped work may own timers and cancel them
   }
   for (std::thread& thread : impl_->ended) thread.join();
   impl_->timerThread.join();
@@ -159,7 +159,7 @@ PoolScheduler::TimerID PoolScheduler::schedule(MonotonicTime when, Work work) {
 }
 
 void PoolScheduler::cancel(TimerID timer) {
-  Work dropped;  // destroyed outside the lock: it may own objects whose end cancels other timers
+  Work dropped;  // destroyed outside the lock: it may own objects whose destruction cancels other timers
   std::lock_guard lock(impl_->mutex);
   const auto deadline = impl_->timerDeadlines.find(timer);
   if (deadline == impl_->timerDeadlines.end()) return;

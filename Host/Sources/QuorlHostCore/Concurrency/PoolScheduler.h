@@ -7,13 +7,13 @@
 
 namespace quorl {
 
-/// The production scheduler: a small thread pool, a timer thread, the steady clock and the wall clock.
-/// The pool has as many running threads as the machine has cores (at least two) and grows by one for every
-/// thread that blocks in `wait` or `blocking`, up to a limit; threads beyond the base end when they are idle.
-/// An idle pool wakes up for nothing.
+/// The production scheduler: a thread pool, a timer thread, the steady clock and the wall clock. The pool has
+/// as many running threads as the machine has cores, at least two. Each thread that blocks in `wait` or
+/// `blocking` adds one, up to a limit; surplus threads end when they are idle. An idle pool does not wake up.
 ///
-/// *Lifetime*: destruction stops timers, lets running work end, and drops what has not begun. It must not
-/// happen on one of its own threads.
+/// *Queue*: every operation may be called from any thread.
+/// *Lifetime*: destruction stops timers, lets running work finish and drops work that has not begun. Do not
+/// destroy it on one of its own threads.
 class PoolScheduler final : public Scheduler {
  public:
   PoolScheduler();

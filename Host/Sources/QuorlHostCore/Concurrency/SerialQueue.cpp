@@ -16,7 +16,7 @@ namespace quorl {
 
 namespace {
 
-// Pieces of work after which a busy queue lets others have its thread.
+// Pieces of work after which a busy queue yields its thread to others.
 constexpr int maxDrainLength = 64;
 
 }  // namespace
@@ -49,7 +49,7 @@ struct SerialQueue::Impl : std::enable_shared_from_this<SerialQueue::Impl> {
 
 namespace {
 
-// The queues whose work this thread is in, outermost first. More than one where `sync` nests.
+// The queues whose work this thread is running, outermost first; several if `sync` nests.
 thread_local std::vector<const void*> currentQueues;
 thread_local std::vector<std::pair<QueueRank, const std::string*>> currentRanks;
 
@@ -69,8 +69,8 @@ class EnterQueue {
 
 }  // namespace
 
-// The queue's turn in the hands of its scheduler. A scheduler that ends drops it; then the pending work goes
-// as well, which often holds the queue's owner and so, in a circle, the queue.
+// A drain that the scheduler holds. If the scheduler ends it destroys this, which drops the pending work.
+// That work often holds the owner of the queue, and so the queue itself.
 class SerialQueue::Impl::Turn {
  public:
   explicit Turn(std::shared_ptr<Impl> queue) : queue_(std::move(queue)) {}
@@ -90,7 +90,7 @@ void SerialQueue::Impl::scheduleDrain() {
 }
 
 void SerialQueue::Impl::abandon() {
-  std::deque<Work> dropped;  // outside the lock: what it holds may use the queue at its end
+  std::deque<Work> dropped;  // destroyed outside the lock: objects in it may use the queue
   std::lock_guard lock(mutex);
   if (state != State::scheduled) return;
   state = State::abandoned;
@@ -108,7 +108,7 @@ void SerialQueue::Impl::async(Work work) {
   scheduleDrain();
 }
 
-// With `state` at running and owned by this thread: runs up to `limit` pieces.
+// With `state` at running and owned by this thread: runs up to `limit` pieces of work.
 void SerialQueue::Impl::runPending(std::unique_lock<std::mutex>& lock, int limit) {
   EnterQueue enter(this, rank, label);
   for (int count = 0; count < limit && !pending.empty(); ++count) {
@@ -116,12 +116,12 @@ void SerialQueue::Impl::runPending(std::unique_lock<std::mutex>& lock, int limit
     pending.pop_front();
     lock.unlock();
     work();
-    work = nullptr;  // captured objects go before the next piece, and on this queue
+    work = nullptr;  // destroys captured objects on this queue, before the next piece
     lock.lock();
   }
 }
 
-// Gives up `running`: to a later drain when work is left.
+// Leaves `running`, and schedules a drain if work is left.
 void SerialQueue::Impl::leave(std::unique_lock<std::mutex>& lock) {
   state = pending.empty() ? State::idle : State::scheduled;
   const bool more = state == State::scheduled;
@@ -131,7 +131,7 @@ void SerialQueue::Impl::leave(std::unique_lock<std::mutex>& lock) {
 
 void SerialQueue::Impl::drain() {
   std::unique_lock lock(mutex);
-  if (state != State::scheduled) return;  // a `sync` took the work over
+  if (state != State::scheduled) return;  // a `sync` has taken over the work
   state = State::running;
   runPending(lock, maxDrainLength);
   leave(lock);
@@ -173,7 +173,7 @@ void SerialQueue::Impl::sync(const std::function<void()>& work) {
 SerialQueue::SerialQueue(Scheduler& scheduler, std::string label, QueueRank rank)
     : impl_(std::make_shared<Impl>(scheduler, std::move(label), rank)) {}
 
-// Both keep the queue alive for themselves: what they run may let go of the object that `this` stands in.
+// Both keep the queue alive, because the work may destroy the object that holds `this`.
 void SerialQueue::async(Work work) const {
   const auto impl = impl_;
   impl->async(std::move(work));
@@ -219,7 +219,7 @@ Timer SerialQueue::after(Duration delay, Work work) const {
 
 namespace {
 
-// One repetition: waits, runs, and arms the next one.
+// One repetition: waits, runs the work and arms the next repetition.
 struct Repetition : std::enable_shared_from_this<Repetition> {
   SerialQueue queue;
   Duration interval;

@@ -10,7 +10,7 @@ namespace quorl {
 
 SimulatedScheduler::SimulatedScheduler(std::uint64_t seed, Date start) : random_(seed), start_(start) {}
 
-// What is dropped may end objects that still use the scheduler, but nothing begins any more.
+// Destroying work may destroy objects that still use the scheduler; nothing new runs any more.
 SimulatedScheduler::~SimulatedScheduler() {
   stopping_ = true;
   const auto ready = std::exchange(ready_, {});
@@ -61,7 +61,7 @@ void SimulatedScheduler::runReady() {
   }
 }
 
-// Moves the time to the first timer not after `limit` and makes its work ready.
+// Advances the time to the first timer that is not after `limit`, and makes its work ready.
 bool SimulatedScheduler::fireNextTimer(MonotonicTime limit) {
   if (timers_.empty() || timers_.begin()->first.first > limit) return false;
   const auto first = timers_.begin();

@@ -7,9 +7,9 @@
 
 namespace quorl {
 
-/// A delayed or repeated work item of a `SerialQueue`. Cancelled by `cancel()`, by assignment and by
-/// destruction. A cancel on the owning queue is final: the work does not run after it. A cancel from
-/// elsewhere leaves a run that has already begun.
+/// A delayed or repeated work item of a `SerialQueue`. `cancel()`, assignment and destruction cancel it.
+/// After a cancel on the owning queue the work does not run; a cancel from another thread does not stop a run
+/// that has begun.
 ///
 /// *Lifetime*: may outlive its queue.
 class Timer {
@@ -17,8 +17,7 @@ class Timer {
   struct State {
     std::atomic<bool> cancelled{false};
     std::atomic<bool> finished{false};
-    std::move_only_function<void()>
-        withdraw;  // takes the wake-up back from the scheduler; set before sharing
+    std::move_only_function<void()> withdraw;  // withdraws the wake-up from the scheduler; set before sharing
   };
 
   Timer() = default;
