@@ -20,7 +20,7 @@ void writeToSystemLog(LogLevel level, std::string_view category, std::string_vie
   if (const auto& sink = currentSink()) sink->write(level, category, line);
 }
 
-// One call for the whole line: standard error is unbuffered, so that it leaves in one piece.
+// One write for the whole line: standard error is unbuffered, so the line is not split.
 void mirrorToStandardError(std::string_view line) {
   const std::string whole = fmt::format("[quorl] {}\n", line);
   std::fwrite(whole.data(), 1, whole.size(), stderr);

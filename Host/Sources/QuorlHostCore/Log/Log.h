@@ -12,25 +12,28 @@ enum class LogLevel : std::uint8_t { debug, info, error };
 
 /// The system log.
 ///
-/// *Queue*: `write` is called from any thread, also from several at once. *Lifetime*: until the process ends.
+/// *Queue*: any thread, several at a time.
+/// *Lifetime*: until the process ends.
 class LogSink {
  public:
   virtual ~LogSink() = default;
-  /// `text` is one line without control characters, valid UTF-8, no line feed at its end.
+  /// `text` is one line of valid UTF-8 without control characters or a final line feed.
   virtual void write(LogLevel level, std::string_view category, std::string_view text) = 0;
 };
 
-/// The lines of one concern. Texts of peers, windows and files may go in as they are: control characters and
-/// bytes that are no UTF-8 are escaped here. Nothing secret may go in.
+/// The log lines of one category. Text from peers, windows and files may be passed as it is: control
+/// characters and invalid UTF-8 are escaped here. Secrets must not be passed.
 ///
-/// *Queue*: any thread. *Ownership*: none, a constant.
+/// *Queue*: any thread.
+/// *Ownership*: none; a constant.
 class Logger {
  public:
   constexpr explicit Logger(std::string_view category) : category_(category) {}
 
-  /// For the rare lines that a person who follows a session wants to see: also on standard error, always.
+  /// For the few lines that a person who follows a session wants to see. Also written to standard error,
+  /// always.
   void event(std::string_view text) const;
-  /// Only with `Log::verbose`: to the system log at debug level and to standard error.
+  /// Only with `Log::verbose`: at debug level to the system log, and to standard error.
   void v(std::string_view text) const;
 
   void debug(std::string_view text) const;
@@ -47,7 +50,7 @@ namespace Log {
 
 inline constexpr std::string_view subsystem = "dev.vek.quorl.host";
 
-/// Set once at start, before any thread exists.
+/// Set once at the start, before there are other threads.
 inline bool verbose = false;
 
 inline constexpr Logger server{"server"};
@@ -61,12 +64,12 @@ inline constexpr Logger audio{"audio"};
 inline constexpr Logger file{"file"};
 inline constexpr Logger app{"app"};
 
-/// Where lines go besides standard error; without a sink they go nowhere. Set at start, before any thread
-/// exists, and by tests.
+/// The destination of lines besides standard error; without it they are written nowhere else. Set at the
+/// start, before there are other threads, and by tests.
 void setSink(std::shared_ptr<LogSink> sink);
 
-/// One printable line: control characters (C0, DEL, C1, U+2028 and U+2029) become
-/// escapes, bytes that are no UTF-8 become "\xHH".
+/// One printable line: control characters (C0, DEL, C1, U+2028 and U+2029) become escapes, and bytes that are
+/// not UTF-8 become "\xHH".
 std::string escaped(std::string_view text);
 
 }  // namespace Log
