@@ -8,7 +8,7 @@ namespace quorl {
 
 namespace {
 
-// A timer for each datagram would cost more than sending it.
+// A timer per datagram would cost more than sending it.
 constexpr Duration shortestWait = std::chrono::milliseconds(1);
 
 }  // namespace

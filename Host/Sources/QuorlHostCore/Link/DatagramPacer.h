@@ -12,16 +12,18 @@
 namespace quorl {
 
 /// Sends one client's pictures as datagrams at the rate of its streams instead of in bursts, which the
-/// smallest buffer on the way would drop. What waits is bounded in time: while more than 33 ms wait, no
-/// further picture is to be made.
+/// smallest buffer on the path would drop. The waiting time is bounded: while datagrams for more than 33 ms
+/// wait, no further picture should be made.
 ///
-/// *Queue*: its connection's, all operations and callbacks. *Ownership*: its connection's, shared; owns the
-/// sender. *Lifetime*: the timer holds it weakly.
+/// *Queue*: its connection's, for operations and callbacks.
+/// *Blocking*: none.
+/// *Ownership*: its connection's, shared; owns the sender.
+/// *Lifetime*: the timer holds it weakly. Destruction drops waiting datagrams.
 class DatagramPacer : public std::enable_shared_from_this<DatagramPacer> {
  public:
   static constexpr double burst = 16'384;                           // bytes
   static constexpr Duration slack = std::chrono::milliseconds(33);  // of waiting datagrams
-  static constexpr std::size_t mostWaiting = 4'194'304;             // bytes; more are lost
+  static constexpr std::size_t mostWaiting = 4'194'304;             // bytes; more are dropped
 
   enum class State : std::uint8_t { flowing, queued };
 

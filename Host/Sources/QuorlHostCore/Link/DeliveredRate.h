@@ -6,8 +6,8 @@
 
 namespace quorl {
 
-/// Bytes per second that a client's link is known to deliver; 0 while unknown. It changes as the link does
-/// and outlives the client, so that reading it holds nothing of a session.
+/// The rate that a client's link is known to deliver, in bytes per second; 0 while unknown. It follows the
+/// link and outlives the client, so that a reader does not keep the session alive.
 using DeliveredRate = std::shared_ptr<const std::atomic<double>>;
 
 }  // namespace quorl

@@ -11,39 +11,39 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr Duration measurement = milliseconds(50);
-// Longer without a single acknowledgement is a stall, not the link's rate.
+// A longer time without any acknowledgement is a stall and says nothing about the rate.
 constexpr Duration shortestStall = milliseconds(250);
 constexpr int stallRoundTrips = 4;
 
 constexpr Duration longQueue = milliseconds(50);
 constexpr Duration shortQueue = milliseconds(25);
 constexpr double cutShare = 0.85;
-constexpr double growthPerSecond = 1.1;  // exponent: a factor of three
+constexpr double growthPerSecond = 1.1;  // exponent: a factor of three per second
 constexpr Duration longestGrowthStep = milliseconds(100);
-// A rate that is not used proves nothing, and one that the link refuses need not be tried far beyond it.
+// A rate that is not used is not raised, and a rate that the link refuses is not exceeded by much.
 constexpr double leastUse = 0.5;
 constexpr double headroomAtLimit = 1.0;
 constexpr Duration limitMemory = milliseconds(500);
 constexpr Duration useMemory = milliseconds(250);
 
-// What is always let through, so that one small answer under way does not keep a picture back: two segments.
+// Always admitted, so that one small answer in flight does not hold a picture back: two segments.
 constexpr double leastAllowance = 3'000;
-// Of an unknown link: TCP's initial window (RFC 6928).
+// For an unknown link: TCP's initial window (RFC 6928).
 constexpr double unknownAllowance = 14'600;
 
-// Less may pass through a router's token bucket at any speed, and may be all there was to send.
+// Less than this may pass a router's token bucket at any speed, or may be all there was to send.
 constexpr std::uint64_t smallestBurst = 16'384;
 constexpr double largestRise = 4;
 constexpr Duration shortestBurst = std::chrono::microseconds(100);
 
 constexpr double learning = 0.5;
-// Beyond this multiple of what is wanted the link is no limit, and nothing is gained by watching it.
+// Above this multiple of the wanted rate the link is not the limit, and observing it gains nothing.
 constexpr double ample = 2;
 
 constexpr Duration shortestWait = milliseconds(1);
 constexpr Duration longestWait = milliseconds(20);
 constexpr Duration longestIdleWait = milliseconds(250);
-constexpr int patience = 3;  // observations without progress before the waits grow
+constexpr int patience = 3;  // observations without progress before the intervals grow
 
 double seconds(Duration duration) {
   return std::chrono::duration<double>(duration).count();
@@ -58,7 +58,7 @@ Duration durationOf(double seconds) {
 void LinkEstimator::accepted(MonotonicTime now, std::size_t bytes) {
   if (underWay() == 0) {
     burst_ = Mark{now, acknowledged_};
-    // The first byte's way belongs to no byte's rate.
+    // The first byte's travel time is not part of any rate.
     beginWindow(now + roundTrip_);
     progressAt_ = now;
     idleObservations_ = 0;
@@ -103,8 +103,8 @@ void LinkEstimator::observed(MonotonicTime now, std::uint64_t acknowledged, Dura
   measure(now);
 }
 
-// The link has been busy since the mark, and had more to send at each look: this is its rate. Without a queue
-// it is at least that.
+// The link has been busy since the mark and had a queue at each observation: this is its rate. Without a
+// queue, the rate is at least this.
 void LinkEstimator::measure(MonotonicTime now) {
   windowHadQueue_ = windowHadQueue_ && hasQueue();
   ++looks_;

@@ -9,48 +9,49 @@
 
 namespace quorl {
 
-/// Estimates what one client's link carries, and decides from that when the next picture may be captured and
-/// at what rate pictures may be encoded. Times and byte counts in, gate and rate out; it reads no clock.
+/// Estimates the rate of one client's link, and decides when the next picture may be captured and at what
+/// rate pictures may be encoded. A state machine: times and byte counts in, gate and rate out. It reads no
+/// clock.
 ///
-/// *Gate*: open while the bytes under way (accepted for the client and not yet acknowledged by its system)
-/// are no more than the link carries in its shortest round trip plus 40 ms. That keeps the link busy while
-/// the next picture is made, and keeps the queue in front of everything else that short.
+/// *Gate*: open while the bytes in flight (accepted for the client and not yet acknowledged by its system)
+/// are no more than the link carries in its shortest round trip plus 40 ms. This keeps the link busy while
+/// the next picture is made, and bounds the queue in front of other data.
 ///
-/// *Delivered rate*: bytes acknowledged over at least 50 ms with a queue in front of the link. A burst that
-/// was acknowledged in full only proves that the link is at least that fast. Time in which nothing at all
-/// arrived (a stall of a radio link) is not counted.
+/// *Delivered rate*: the bytes acknowledged over at least 50 ms with a queue in front of the link. A burst
+/// that was acknowledged in full only shows that the link is at least that fast. Times without any
+/// acknowledgement (a stall of a radio link) are not counted.
 ///
-/// *Picture rate*: 0.85 of the delivered rate when a picture is wanted and those before the last one are
-/// still more than 50 ms of queue; rises by a factor of about three a second while they are less than 25 ms
-/// and the rate is used, to a little more than the delivered rate where the link is the limit.
+/// *Picture rate*: 0.85 of the delivered rate if a picture is wanted while more than 50 ms of earlier
+/// pictures are queued. It rises by a factor of about three per second while less than 25 ms are queued and
+/// the rate is used, up to a little more than the delivered rate if the link is the limit.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: the owner's; a value.
 class LinkEstimator {
  public:
-  // As long as a busy machine takes for a picture, so that the link is not idle meanwhile.
+  // What a busy machine takes to make a picture, so that the link is not idle meanwhile.
   static constexpr Duration slack = std::chrono::milliseconds(40);
-  /// Pictures of an unknown link are made for this rate, in bytes per second (5 Mbit/s).
+  /// The assumed rate of an unknown link, in bytes per second (5 Mbit/s).
   static constexpr double initialRate = 625'000;
 
-  /// Bytes that begin to wait for the client, in whatever queue.
+  /// Bytes that were accepted for the client and wait in any queue.
   void accepted(MonotonicTime now, std::size_t bytes);
-  /// Bytes that were accepted and will never reach the transport.
+  /// Accepted bytes that will never reach the transport.
   void discarded(std::size_t bytes);
-  /// `acknowledged`: all bytes so far that the client's system has confirmed; never falls.
-  /// `shortestRoundTrip`: without any queue; zero while unknown.
+  /// `acknowledged`: all bytes that the client's system has acknowledged so far; never decreases.
+  /// `shortestRoundTrip`: without queues; zero while unknown.
   void observed(MonotonicTime now, std::uint64_t acknowledged, Duration shortestRoundTrip);
-  /// A stream would capture a picture now; `wantedRate` is the rate that its quality asks for, in bytes per
+  /// Whether a stream may capture a picture now. `wantedRate`: what its quality asks for, in bytes per
   /// second. Call `observed` first.
   void pictureWanted(MonotonicTime now, double wantedRate);
 
   bool isOpen() const;
-  /// When to observe again while the gate is closed or a burst is being measured: estimated from the rate,
-  /// longer and longer while nothing arrives. Nothing when observing would be of no use.
+  /// When to observe again while the gate is closed or a burst is being measured: predicted from the rate, at
+  /// growing intervals while nothing arrives. Nothing if observing is of no use.
   std::optional<Duration> nextObservation() const;
 
-  /// What all pictures of this client together may use, in bytes per second.
+  /// The rate for all pictures of this client together, in bytes per second.
   double pictureRate() const { return pictureRate_; }
-  /// What the link delivers, in bytes per second; zero while unknown.
+  /// The delivered rate in bytes per second; zero while unknown.
   double deliveredRate() const { return rate_; }
   std::uint64_t underWay() const { return accepted_ - acknowledged_; }
 
@@ -61,7 +62,7 @@ class LinkEstimator {
   };
 
   double allowance() const;
-  // How long the link takes for them, beyond its round trip.
+  // The time that the link takes for these bytes, beyond its round trip.
   Duration delayOf(std::uint64_t bytes) const;
   bool hasQueue() const;
   void beginWindow(MonotonicTime from);
@@ -72,23 +73,23 @@ class LinkEstimator {
 
   std::uint64_t accepted_ = 0;
   std::uint64_t acknowledged_ = 0;
-  std::uint64_t acceptedBefore_ = 0;  // the picture that was admitted last
+  std::uint64_t acceptedBefore_ = 0;  // before the last admitted picture
   Duration roundTrip_{};
 
   double rate_ = 0;                   // delivered, bytes per second
   double pictureRate_ = initialRate;  // bytes per second
-  double wantedRate_ = 0;             // of the picture wanted last
-  double use_ = 0;                    // what was accepted lately, bytes per second
+  double wantedRate_ = 0;             // of the last request
+  double use_ = 0;                    // accepted recently, bytes per second
   std::optional<MonotonicTime> useNotedAt_;
-  std::optional<Mark> burst_;   // where the present busy period began
-  std::optional<Mark> window_;  // where the present measurement began
+  std::optional<Mark> burst_;   // start of the current busy period
+  std::optional<Mark> window_;  // start of the current measurement
   bool windowHadQueue_ = true;  // at each observation in the window
   int looks_ = 0;               // observations in the window, and those with the gate closed
   int closedLooks_ = 0;
   std::optional<MonotonicTime> progressAt_;
   std::optional<MonotonicTime> limitedAt_;  // when a picture last had to wait
   std::optional<MonotonicTime> wantedAt_;
-  int idleObservations_ = 0;  // in a row, without progress
+  int idleObservations_ = 0;  // consecutive, without progress
 };
 
 }  // namespace quorl

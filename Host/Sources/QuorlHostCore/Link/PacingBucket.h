@@ -11,21 +11,21 @@ namespace quorl {
 
 /// Spaces bytes out to a rate, with a small burst. Time in, bytes out.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: the owner's; a value.
 class PacingBucket {
  public:
   explicit PacingBucket(double burst) : burst_(burst), fill_(burst) {}
 
   void setRate(double bytesPerSecond) { rate_ = bytesPerSecond; }
 
-  /// Whether bytes may leave now; if so they are taken, which may leave a debt.
+  /// Whether bytes may be sent now. If so they are taken, which may leave a debt.
   bool take(MonotonicTime now, std::size_t bytes) {
     refill(now);
     if (fill_ <= 0) return false;
     fill_ -= static_cast<double>(bytes);
     return true;
   }
-  /// How long until something may leave.
+  /// The time until something may be sent.
   Duration wait() const {
     if (fill_ > 0) return Duration::zero();
     const double seconds = std::min((1 - fill_) / rate_, 1.0);

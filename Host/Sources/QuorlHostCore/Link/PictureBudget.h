@@ -6,18 +6,18 @@
 
 namespace quorl {
 
-/// What one stream may use of its client's link.
+/// One stream's share of its client's link.
 struct PictureBudget {
-  double bytesPerSecond = 0;  // 0: the link is no limit
+  double bytesPerSecond = 0;  // 0: the link is not the limit
 
   bool operator==(const PictureBudget&) const = default;
 };
 
-/// A stream that would capture and encode its next picture.
+/// A stream's request to capture and encode its next picture.
 struct PictureRequest {
   std::uint32_t streamID = 0;
-  double wantedRate = 0;           // that its quality asks for, in bytes per second
-  std::function<void()> whenOpen;  // if it has to wait; see StreamOutputSink::admitPicture
+  double wantedRate = 0;           // what its quality asks for, in bytes per second
+  std::function<void()> whenOpen;  // called if it has to wait; see StreamOutputSink::admitPicture
 };
 
 }  // namespace quorl

@@ -10,14 +10,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// A stream that has asked for nothing lately leaves its share to the others.
+// A stream without a request for this long leaves its share to the others.
 constexpr Duration activity = std::chrono::seconds(1);
-// One that has asked for nothing for this long has ended, or shows what stands still.
+// A stream without a request for this long has ended or shows a still picture.
 constexpr Duration memory = std::chrono::seconds(10);
-// How often progress without any picture is looked at.
+// The interval of observations without any picture.
 constexpr Duration progressInterval = milliseconds(20);
 
-// What the system holds back beyond the bytes on their way: a tenth of a second of the link.
+// What the system may hold beyond the bytes in flight: a tenth of a second of the link.
 constexpr double unsentSeconds = 0.1;
 constexpr double leastUnsent = 32'768;
 constexpr double mostUnsent = 4'194'304;

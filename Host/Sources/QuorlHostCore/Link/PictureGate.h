@@ -16,35 +16,37 @@
 namespace quorl {
 
 /// Lets one client's streams make their next picture when the link has room for it, and divides the link's
-/// rate among them. It reads the transport when a picture is wanted or has left; while a stream waits, and
-/// while a burst tells how fast an unknown link is, it looks again after the time that the rate predicts. On
-/// a link that is no limit it sets no timer.
+/// rate among them. It observes the transport when a picture is requested or was sent. While a stream waits,
+/// or a burst is being measured, it observes again after the time that the rate predicts. It sets no timer
+/// while the link is not the limit.
 ///
-/// *Queue*: any thread; timers run on the queue given, wakers on any thread and outside of all locks.
-/// *Ownership*: its connection's; holds the transport. *Lifetime*: after `close` nothing is admitted or
-/// woken.
+/// *Queue*: operations on any thread. Timers run on the given queue; `whenOpen` runs on any thread, outside
+/// all locks.
+/// *Blocking*: none.
+/// *Ownership*: its connection's; shares the transport.
+/// *Lifetime*: after `close` no picture is admitted and no `whenOpen` is called.
 class PictureGate : public std::enable_shared_from_this<PictureGate> {
  public:
   PictureGate(SerialQueue queue, std::shared_ptr<NetworkConnection> transport);
 
-  /// The budget of the next picture, or nothing: then `request.whenOpen` is called once, when there is room.
-  /// A later request of the same stream takes the place of one that waits.
+  /// The budget of the next picture. Without one, `request.whenOpen` is called once, when there is room. A
+  /// later request of the same stream replaces one that waits.
   std::optional<PictureBudget> admit(PictureRequest request);
-  /// Bytes begin to wait for the client.
+  /// Bytes were accepted for the client.
   void accepted(std::size_t bytes);
-  /// Bytes that were accepted will not reach the transport.
+  /// Accepted bytes will not reach the transport.
   void discarded(std::size_t bytes);
   /// The transport has taken bytes.
   void progressed();
 
-  /// Pictures go by datagrams, whose pacer says when it has enough: nothing is known of their arrival.
+  /// Whether pictures go by datagrams, and whether their pacer has a queue. Their arrival is not known.
   enum class Datagrams : std::uint8_t { unused, flowing, queued };
   void setDatagrams(Datagrams state);
 
   void close();
 
   DeliveredRate deliveredRate() const { return deliveredRate_; }
-  /// What the streams of this client ask for together, in bytes per second.
+  /// The sum of the rates that this client's streams ask for, in bytes per second.
   double wantedRate() const;
 
  private:
@@ -74,7 +76,7 @@ class PictureGate : public std::enable_shared_from_this<PictureGate> {
   const std::shared_ptr<NetworkConnection> transport_;
   const std::shared_ptr<std::atomic<double>> deliveredRate_ = std::make_shared<std::atomic<double>>(0);
 
-  mutable std::mutex mutex_;  // guards all below
+  mutable std::mutex mutex_;  // guards everything below
   LinkEstimator estimator_;
   std::map<std::uint32_t, Stream> streams_;
   Datagrams datagrams_ = Datagrams::unused;
