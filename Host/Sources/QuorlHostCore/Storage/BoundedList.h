@@ -11,12 +11,11 @@
 
 namespace quorl {
 
-/// What a state file may hold. A larger one would not be read again, and everything in it would be lost.
+/// The size limit of a state file. A larger one could not be read again, and all of it would be lost.
 inline constexpr std::size_t maxStateFileSize = 16U << 20;
 
-/// Encodes a list of records with `encode` (a list in, bytes or an error out). Where that gives more than
-/// `limit` bytes, the largest records are left out, as few as will do: the small ones are what a user has
-/// many of. `leftOut` says how many.
+/// Encodes a list of records with `encode` (a list in, bytes or an error out). If that gives more than
+/// `limit` bytes, as few as possible of the largest records are left out. `leftOut` is their number.
 template <class Record, class Encode>
 auto encodeWithin(std::size_t limit, const std::vector<Record>& list, const Encode& encode,
                   std::size_t& leftOut) {

@@ -4,10 +4,10 @@
 #include <optional>
 #include <string>
 
-/// Where the host keeps its own files.
+/// Paths of the host's own files.
 namespace quorl::HostSupportPaths {
 
-/// `given` as it is, else the host's folder in the platform's folder for application data.
+/// `given` if present, else the host's folder in the platform's folder for application data.
 std::string directory(const std::optional<std::string>& given, const std::string& applicationSupport);
 
 /// The path of a file in a folder.

@@ -13,10 +13,10 @@
 #include <QuorlHostCore/Storage/HostSupportPaths.h>
 #include <QuorlKit/Protocol/RecordCoding.h>
 
-/// A list of the user's in one small private file: JSON, pretty-printed, keys sorted.
+/// One list of the user in a small private file: JSON, pretty-printed, with sorted keys.
 namespace quorl::SmallJSONFile {
 
-/// Nothing where the file is missing, damaged or not to be read.
+/// Nothing if the file is missing, damaged or unreadable. Takes as long as the disk does.
 template <class Record>
 std::optional<Record> read(FileStore& files, const std::string& directory, const std::string& name) {
   const auto bytes = files.read(HostSupportPaths::file(directory, name), maxStateFileSize);
@@ -26,8 +26,8 @@ std::optional<Record> read(FileStore& files, const std::string& directory, const
   return std::move(*record);
 }
 
-/// A failure is logged and nothing else: memory keeps the change, and the next write repairs the file.
-/// Records too large for a file that can be read again are left out of it, so that they cost only themselves.
+/// Only logs a failure: memory keeps the change, and the next write repairs the file. Records that would make
+/// the file too large to be read again are left out. Takes as long as the disk does.
 template <class Record>
 void write(FileStore& files, const std::string& directory, const std::string& name,
            const std::vector<Record>& records) {
