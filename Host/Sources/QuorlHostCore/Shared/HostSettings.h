@@ -12,12 +12,12 @@
 
 namespace quorl {
 
-/// The host's small persistent settings, one JSON object in `settings.json`. All fields may be missing there,
-/// so that a file of an older host still loads.
+/// The host's small persistent settings, one JSON object in `settings.json`. Every field may be missing
+/// there, so that files of older hosts load.
 struct HostSettings {
   bool magnifyAsCommandScroll = false;
   std::vector<AgentSpawnConfig> recentAgentConfigs;  // newest first, at most 10
-  std::optional<UUID> hostDeviceID;                  // made at its first use
+  std::optional<UUID> hostDeviceID;                  // created at first use
 
   bool operator==(const HostSettings&) const = default;
 };

@@ -13,44 +13,44 @@
 
 namespace quorl {
 
-/// What may become of a frame while the client's backlog is over the back-pressure threshold.
+/// What happens to a frame while the client's backlog is above the back-pressure threshold.
 enum class Droppable : std::uint8_t {
-  no,   // it is sent and lengthens the backlog
+  no,   // it is sent and adds to the backlog
   yes,  // it is dropped silently, before it reaches the transport
 };
 
-/// The sending side of one client's session, as streams, sound, agents and file transfers see it.
+/// The sending side of one client's session, for streams, sound, agents and file transfers.
 ///
-/// *Queue*: every operation may be called from any thread; each caller's order is kept. Sends return at once.
-/// *Ownership*: holders keep it weakly; one that is gone counts as unsubscribed.
+/// *Queue*: every operation may be called from any thread; the order of each caller is kept.
+/// *Blocking*: none, except `isBackpressured`.
+/// *Ownership*: holders keep it weakly; an expired one counts as unsubscribed.
 /// *Lifetime*: sends to a closed session are dropped silently.
 class StreamOutputSink {
  public:
   virtual ~StreamOutputSink() = default;
 
-  /// An answer to this client. Never dropped for back-pressure, but while the client does not keep up, state
-  /// that is newer replaces state of the same kind that still waits. A message that cannot be encoded is
-  /// dropped silently.
+  /// Sends to this client. A message is never dropped for back-pressure. While the client does not keep up,
+  /// newer state replaces waiting state of the same kind. A message that cannot be encoded is dropped
+  /// silently.
   virtual void sendControl(ControlMessage message) = 0;
 
-  /// One packet of a stream: by datagrams when the client has opened that channel and the flags do not hold
-  /// `codecConfig`, otherwise as a `video` frame. Datagrams are sent whatever `droppable` says.
+  /// Sends one packet of a stream: by datagrams if the client has opened that channel and the flags do not
+  /// contain `codecConfig`, else as a `video` frame. Datagrams are sent whatever `droppable` is.
   virtual void sendVideo(std::uint32_t streamID, VideoPacketFlags flags, std::uint64_t ptsMicros,
                          SharedBytes data, Droppable droppable) = 0;
 
-  /// A frame that is already encoded; the same frame may go to many clients.
+  /// Sends a frame that is already encoded. The same frame may go to many clients.
   virtual void sendFrame(OutgoingFrame frame, Droppable droppable) = 0;
 
-  /// Asks to capture and encode the next picture of a stream. With the budget in the answer it is to be made
-  /// now. Without, the link still has enough to carry: `request.whenOpen` runs once when it has not, on any
-  /// thread, and must only post; never after the session's end. Does not wait for the session's queue.
+  /// Asks for permission to capture and encode a stream's next picture. With a budget in the answer the
+  /// picture is made now. Without one the link is still full: `request.whenOpen` runs once when there is
+  /// room, on any thread, and may only post. It does not run after the session's end.
   virtual std::optional<PictureBudget> admitPicture(PictureRequest request) = 0;
 
   virtual DeliveredRate deliveredRate() const = 0;
 
-  /// Whether more than the threshold is handed to the transport and not yet taken by it; false for a closed
-  /// session. Waits for the session's queue, so it must not be read from there nor from a queue that the
-  /// session may wait on.
+  /// Whether the transport has not yet taken more than the threshold of bytes; false for a closed session.
+  /// Waits for the session's queue: do not call it there, nor on a queue that the session may wait for.
   virtual bool isBackpressured() const = 0;
 };
 
