@@ -8,12 +8,12 @@ namespace quorl {
 
 namespace {
 
-// The engine counts steps of its match loop, thousands at a time; a unit is about a millisecond.
+// The engine counts steps of its match loop by the thousand; a unit is about a millisecond.
 constexpr std::int32_t maxSearchTime = 50;
 // Bytes of backtracking state.
 constexpr std::int32_t maxSearchState = 1 << 20;
 
-// The text as the engine wants it, closed again at the end of the scope.
+// The text in the engine's form, closed at the end of the scope.
 class TextHandle {
  public:
   explicit TextHandle(std::string_view text) {
@@ -41,7 +41,7 @@ struct RegularExpression::Compiled {
 
 namespace {
 
-// One search: a matcher of its own, since a matcher has state and the pattern has none.
+// One search. It has its own matcher, because a matcher has state and the pattern has none.
 class Search {
  public:
   Search(const icu::RegexPattern& pattern, std::string_view text) : text_(text) {

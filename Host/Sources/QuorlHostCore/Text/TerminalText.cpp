@@ -20,8 +20,8 @@ bool isBetween(char character, char first, char last) {
   return character >= first && character <= last;
 }
 
-// The length of the control sequence whose "ESC [" stands at the start of `text`, or 0. The three classes of
-// characters are disjoint, so that taking as many of each as there are needs no second try.
+// The length of the control sequence that begins with "ESC [" at the start of `text`, or 0. The three
+// character classes are disjoint, so greedy matching needs no backtracking.
 std::size_t controlSequenceLength(std::string_view text) {
   std::size_t at = 2;
   while (at < text.size() && (isBetween(text[at], '0', '9') || text[at] == ';' || text[at] == '?')) ++at;
@@ -29,7 +29,7 @@ std::size_t controlSequenceLength(std::string_view text) {
   return at < text.size() && isBetween(text[at], '@', '~') ? at + 1 : 0;
 }
 
-// The same for "ESC ]": an operating system command up to BEL or ESC "\".
+// The same for "ESC ]": an operating system command, up to BEL or ESC "\".
 std::size_t systemCommandLength(std::string_view text) {
   constexpr std::string_view ends("\x07\x1b", 2);
   const std::size_t end = text.find_first_of(ends, 2);
@@ -43,7 +43,7 @@ bool isDroppedControl(char character) {
   return code < 0x20 && code != '\t' && code != '\n';
 }
 
-// How many bytes at the start of `text`, which is not empty, are noise.
+// The number of noise bytes at the start of `text`, which is not empty.
 std::size_t noiseLength(std::string_view text) {
   if (text[0] == escape && text.size() > 1) {
     std::size_t length = 0;
@@ -98,7 +98,8 @@ std::optional<std::string> terminalPreviewLine(ByteView output) {
 void AlternateScreenScanner::update(ByteView output) {
   constexpr std::array<std::string_view, 2> enters = {"\x1b[?1049h", "\x1b[?47h"};
   constexpr std::array<std::string_view, 2> leaves = {"\x1b[?1049l", "\x1b[?47l"};
-  // The last of the four decides. The few bytes around the seam are looked at joined, the rest in place.
+  // The last of the four sequences decides. The few bytes around the seam are searched joined, the rest in
+  // place.
   const auto scan = [&](std::string_view text) {
     for (std::size_t at = text.find(escape); at != std::string_view::npos; at = text.find(escape, at + 1)) {
       const std::string_view rest = text.substr(at);
