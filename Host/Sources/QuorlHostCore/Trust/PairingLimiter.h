@@ -10,7 +10,7 @@
 namespace quorl {
 
 /// Decides when wrong PINs lock pairing: too many within a window, counted for the whole process and not per
-/// client, so that an attacker who reconnects every few tries is caught as well. Dates in, verdicts out.
+/// client, so that reconnecting does not help an attacker. Pure: dates in, verdicts out.
 class PairingLimiter {
  public:
   static constexpr double windowSeconds = 60;

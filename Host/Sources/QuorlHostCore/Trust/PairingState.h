@@ -14,38 +14,40 @@
 namespace quorl {
 
 enum class PairingVerdict : std::uint8_t {
-  lockedOut,  // the proof was not looked at
+  lockedOut,  // the proof was not checked
   wrong,      // counted as a failure
-  right,      // the failures are forgotten and the PIN is used up
+  right,      // resets the failures and replaces the PIN
 };
 
-/// The PIN on show, and how often it was guessed wrong.
+/// The PIN that is shown, and the count of wrong guesses.
 ///
-/// *Queue*: "quorl.pairing"; every operation may be called from any thread and waits for it.
-/// *Ownership*: shared by the runtime and its connections. *Lifetime*: the runtime's.
+/// *Queue*: "quorl.pairing"; every operation may be called from any thread.
+/// *Blocking*: every operation waits for the queue.
+/// *Ownership*: shared by the runtime and its connections.
+/// *Lifetime*: the runtime's.
 class PairingState {
  public:
   using PINHandler = std::function<void(const std::string& pin)>;
 
   /// With a random PIN.
   PairingState(Scheduler& scheduler, std::shared_ptr<SecureRandom> random);
-  /// With a PIN that never changes; any text is taken as it is.
+  /// With a fixed PIN; any text is accepted.
   PairingState(Scheduler& scheduler, std::shared_ptr<SecureRandom> random, std::string fixedPIN);
 
   std::string pin() const;
   bool isFixed() const { return isFixed_; }
 
-  /// Judges a proof over `nonce` and records the outcome, in one step: of guesses that arrive side by side
-  /// none passes the limit, and none of two right ones is served by the same random PIN.
+  /// Checks a proof over `nonce` and records the outcome in one step: concurrent guesses cannot pass the
+  /// limit, and a random PIN serves one right guess only.
   PairingVerdict attempt(ByteView pinProof, ByteView nonce);
 
   bool isLockedOut();
   void recordFailure();
   void recordSuccess();
-  /// The PIN now in force: a new one, unless it is fixed.
+  /// Replaces the PIN, unless it is fixed, and returns the one in force.
   std::string regenerate();
 
-  /// Hears every new PIN, on the thread of whoever caused it and off the queue.
+  /// Called with every new PIN, on the thread that caused it and not on the queue.
   void onPINChanged(PINHandler handler);
 
  private:

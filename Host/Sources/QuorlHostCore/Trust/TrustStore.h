@@ -18,7 +18,7 @@ namespace quorl {
 
 /// One paired client, as `trust.json` lists it.
 struct TrustedDevice {
-  UUID deviceID;  // the client's own identity
+  UUID deviceID;  // chosen by the client
   std::string name;
   std::string tokenBase64;
   Date addedAt;
@@ -27,43 +27,44 @@ struct TrustedDevice {
 };
 BOOST_DESCRIBE_STRUCT(TrustedDevice, (), (deviceID, name, tokenBase64, addedAt))
 
-/// Who may connect, and the host's settings: in memory, and in `trust.json` and `settings.json`.
+/// The paired clients and the host's settings, in memory and in `trust.json` and `settings.json`.
 ///
-/// A file that cannot be read counts as absent and is not touched until the next write. A write that fails is
-/// logged; memory and disk then differ until one succeeds. What would make a file too large to be read again
-/// is kept in memory only.
+/// A file that cannot be read counts as missing and is not touched until the next write. A failed write is
+/// logged; memory and disk then differ until a write succeeds. Records that would make a file too large to be
+/// read again are kept in memory only.
 ///
-/// *Queue*: "quorl.truststore"; every operation may be called from any thread and waits for it, and for the
-/// disk where it changes something.
-/// *Ownership*: shared by the runtime and its connections. *Lifetime*: the runtime's.
+/// *Queue*: "quorl.truststore"; every operation may be called from any thread.
+/// *Blocking*: every operation waits for the queue, and changes also for the disk.
+/// *Ownership*: shared by the runtime and its connections.
+/// *Lifetime*: the runtime's.
 class TrustStore {
  public:
   static constexpr std::size_t maxRememberedConfigs = 10;
 
-  /// `directory`: used as it is when given, else the host's folder in the platform's. Loads the files.
+  /// `directory`: used unchanged if given, else the host's folder in the platform's. Loads the files.
   TrustStore(const Platform& platform, const std::optional<std::string>& directory);
 
   const std::string& directory() const { return directory_; }
   std::vector<TrustedDevice> trustedDevices() const;
 
-  /// Whether `proof` over `nonce` was made with any device's token. Each comparison takes constant time,
-  /// their number does not.
+  /// Whether `proof` over `nonce` was made with any device's token. Each comparison takes constant time;
+  /// their number varies.
   bool matchesAnyToken(ByteView proof, ByteView nonce) const;
 
-  /// Trusts a device, in place of an earlier entry of the same identity; gives its new token. A name longer
-  /// than any that serves is cut.
+  /// Adds a device in place of an entry with the same identity, and returns its new token. An overlong name
+  /// is truncated.
   Bytes addDevice(UUID deviceID, const std::string& name);
   void revokeAll();
 
   HostSettings settings() const;
   void setSettings(HostSettings settings);
   void updateSettings(const std::function<void(HostSettings&)>& mutator);
-  /// Puts `config` at the front of the recent ones.
+  /// Moves or adds `config` to the front of the recent ones.
   void rememberSpawnConfig(const AgentSpawnConfig& config);
-  /// This host's own identity; the first call makes it and keeps it.
+  /// This host's identity, created and stored by the first call.
   UUID hostDeviceID();
 
-  /// Hears every change of the devices, on the thread of whoever caused it and off the queue.
+  /// Called after every change of the devices, on the thread that caused it and not on the queue.
   void onTrustChanged(std::function<void()> handler);
 
  private:
