@@ -8,7 +8,7 @@ namespace quorl {
 namespace {
 
 constexpr std::int64_t minimumSide = 2;
-// Far above any screen; only keeps nonsense of a platform within the arithmetic.
+// Far above any screen. Keeps invalid values of a platform within the arithmetic.
 constexpr double maximumSourceSide = 1 << 20;
 
 std::int64_t truncatedSide(double side) {

@@ -11,7 +11,7 @@ namespace {
 constexpr double leastChange = 0.01;
 constexpr double minimumScale = 0.3;
 constexpr double leastUsefulAspect = 0.1;
-constexpr double fullScale = 0.999;  // from here on a scale asks for nothing
+constexpr double fullScale = 0.999;  // from here on a scale changes nothing
 
 }  // namespace
 

@@ -6,10 +6,9 @@
 
 namespace quorl {
 
-/// How a client wants the window of its stream sized: the wishes and the rules about them, without the
-/// window.
+/// A client's wishes for the size of a stream's window, and their rules. It knows nothing of the window.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: the owner's; a value.
 struct FitState {
   enum class Mode : std::uint8_t {
     none,    // the window stays as it is
@@ -22,7 +21,7 @@ struct FitState {
   bool autoFit = true;
   double fitScale = 1.0;  // share of the largest fit
 
-  /// Each takes a wish and says whether it changed anything.
+  /// Each stores a wish and returns whether it changed anything.
   Change takeAspect(double pointsWide, double pointsHigh);
   Change takeAutoFit(bool enabled);
   Change takeScale(double scale);

@@ -8,10 +8,10 @@ namespace quorl {
 
 namespace {
 
-// Beyond this a list of rectangles costs more than it saves.
+// A longer list of rectangles costs more than it saves.
 constexpr std::size_t maximumChangedRects = 64;
 
-// At very low frame rates a key frame is not worth waiting a whole interval for.
+// At a very low frame rate a key frame does not wait a whole interval.
 constexpr Duration longestKeyframeWait = std::chrono::milliseconds(50);
 
 }  // namespace
@@ -40,13 +40,13 @@ void PictureFeed::pictureArrived(CapturedPicture picture) {
     return;
   }
   pending_ = std::move(picture);
-  // After the pictures that are already waiting on the queue, so that the newest of them is the one encoded.
+  // Posted after pictures that already wait on the queue, so that the newest of them is encoded.
   queue_.async([weak = weak_from_this()] {
     if (auto self = weak.lock()) self->encodePending();
   });
 }
 
-// Whether a picture may be encoded now. Otherwise the feed goes on once it may.
+// Whether a picture may be encoded now. If not, the feed continues when one may.
 bool PictureFeed::hasRoom() {
   queue_.assertCurrent();
   if (waitsForRoom_ || inEncoder_ >= mostInEncoder) return false;
@@ -126,7 +126,7 @@ void PictureFeed::repeatLast() {
   encoder_->encodeAgain(last_->image, later(last_->presentationTime + shownFor));
 }
 
-// Times rise strictly, also where a repeated picture has gone out between two captured ones.
+// Times increase strictly, also if a repeated picture was sent between two captured ones.
 std::chrono::microseconds PictureFeed::later(std::chrono::microseconds presentationTime) {
   queue_.assertCurrent();
   if (lastPresentationTime_)
@@ -149,8 +149,8 @@ void PictureFeed::pictureDropped() {
   goOn();
 }
 
-// One timer serves a whole run of pictures: it looks again when it fires, instead of being moved by each. The
-// screen is only known to be quiet while the capture has been asked for its next change.
+// One timer serves many pictures: it checks when it fires instead of being moved by each. The screen counts
+// as quiet only after the capture has been asked for its next change.
 void PictureFeed::armRefinement() {
   queue_.assertCurrent();
   const auto due = refinement_.due();

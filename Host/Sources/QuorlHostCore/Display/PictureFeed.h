@@ -16,23 +16,24 @@
 namespace quorl {
 
 /// Pulls pictures through capture and encoder: the next one is captured when the encoder has put out the last
-/// one and the client's link has room. So between a change and the link there is one picture at most, and it
-/// is the newest. The last picture is kept, and encoded again when a key frame is wanted of a still screen,
-/// and when it came out coarse and the screen has gone quiet.
+/// one and the client's link has room. So at most one picture, the newest, is between a change and the link.
+/// The last picture is kept. It is encoded again if a key frame of a still screen is wanted, or if it is
+/// coarse and the screen is quiet.
 ///
-/// *Queue*: the stream's, given at creation; every operation is called there.
-/// *Ownership*: the stream session, with std::make_shared. *Lifetime*: timers and posted work hold it weakly;
-/// nothing is encoded after its release.
+/// *Queue*: the stream's, given at creation, for every operation.
+/// *Blocking*: `encode` may run the encoder on the queue.
+/// *Ownership*: the stream session's, made with std::make_shared.
+/// *Lifetime*: timers and posted work hold it weakly. Nothing is encoded after destruction.
 class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
  public:
-  /// Pictures that an encoder with threads of its own may have at a time.
+  /// The limit of pictures in an encoder with its own threads.
   static constexpr int mostInEncoder = 2;
 
   struct Surroundings {
-    /// Whether the link has room for the next picture, and how much; without room, `whenOpen` runs once there
-    /// is some, on any thread.
+    /// The link's budget for the next picture. Without room there is none, and `whenOpen` runs once when
+    /// there is, on any thread.
     std::function<std::optional<PictureBudget>(std::function<void()> whenOpen)> admit;
-    /// Asks the capture for a picture.
+    /// Requests a picture from the capture.
     std::function<void()> request;
   };
 
@@ -41,12 +42,13 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
 
   /// A complete picture with an image.
   void pictureArrived(CapturedPicture picture);
-  /// The next picture is a key frame; without one within a frame interval, the last one is encoded again.
+  /// Makes the next picture a key frame. If none comes within a frame interval, the last one is encoded
+  /// again.
   void requestKeyframe();
   void setFrameInterval(Duration frameInterval);
-  /// The encoder has put out a picture.
+  /// The encoder put out a picture.
   void pictureEncoded(const Coarseness& coarseness);
-  /// The encoder has taken a picture and will not put it out.
+  /// The encoder dropped a picture.
   void pictureDropped();
 
  private:
@@ -75,7 +77,7 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
   std::optional<LastPicture> last_ QUORL_GUARDED_BY(queue_);
   std::optional<std::chrono::microseconds> lastPresentationTime_ QUORL_GUARDED_BY(queue_);
   int inEncoder_ QUORL_GUARDED_BY(queue_) = 0;
-  bool isRequested_ QUORL_GUARDED_BY(queue_) = true;  // the capture's start is the first request
+  bool isRequested_ QUORL_GUARDED_BY(queue_) = true;  // starting the capture is the first request
   bool waitsForRoom_ QUORL_GUARDED_BY(queue_) = false;
   bool wantsRepeat_ QUORL_GUARDED_BY(queue_) = false;
   RefinementPolicy refinement_ QUORL_GUARDED_BY(queue_);
@@ -83,7 +85,7 @@ class PictureFeed : public std::enable_shared_from_this<PictureFeed> {
   Timer keyframeTimer_ QUORL_GUARDED_BY(queue_);
 };
 
-/// What differs after both changes; empty stands for everything, as in the parts.
+/// The union of two lists of changed parts. An empty list means the whole picture.
 std::vector<PixelRect> mergedChange(std::vector<PixelRect> earlier, const std::vector<PixelRect>& later);
 
 }  // namespace quorl

@@ -14,15 +14,15 @@ constexpr double maximumBitRate = 80'000'000;
 
 constexpr double leastBitsPerPixel = 0.08;
 constexpr double leastFrameRate = 8;
-// On a link this much faster than the rate, even a picture of the largest size has left in time.
+// On a link that is faster than the rate by this factor even the largest picture leaves in time.
 constexpr double ampleLink = 20;
-// A picture takes the link for this long at most, unless so few fit into a second that each may take longer.
+// One picture may take the link for this long. If fewer fit into a second, each may take longer.
 constexpr double pictureSeconds = 0.033;
 
 }  // namespace
 
 CompressionRates compressionRates(PixelSize size, int fps, double quality) {
-  // The comparison also turns a quality that is not a number into 0.
+  // The comparison also turns NaN into 0.
   const double clamped = quality > 0 ? std::min(quality, 1.0) : 0.0;
   const double bitsPerPixel = minimumBitsPerPixel + bitsPerPixelSpan * clamped;
   const double rate = bitsPerPixel * fps * size.width * size.height;

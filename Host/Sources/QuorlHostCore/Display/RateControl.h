@@ -8,14 +8,13 @@
 
 namespace quorl {
 
-/// The rates for pictures of `size` at `fps` pictures a second, from a quality of 0 to 1 (clamped): 0.02 to
-/// 0.2 bits per pixel, between 2 and 80 Mbit/s on average, and at most one and a half times that average in
-/// any second.
+/// The rates for pictures of `size` at `fps` pictures per second, from a quality of 0 to 1 (clamped): 0.02 to
+/// 0.2 bits per pixel, on average 2 to 80 Mbit/s, and in any second at most one and a half times the average.
 CompressionRates compressionRates(PixelSize size, int fps, double quality);
 
-/// The part of `rates` that a link of this many bytes per second carries; nothing for 0, or where the link
-/// carries all of it with room to spare. The frame rate falls before a picture of this size would have to do
-/// with less than 0.08 bits per pixel, down to 8 pictures a second; below that, detail is lost.
+/// The part of `rates` that a link with this many bytes per second carries. Nothing for 0, or if the link
+/// carries all of it with room to spare. Before a picture of this size gets less than 0.08 bits per pixel the
+/// frame rate is reduced, down to 8 pictures per second; below that, detail is lost.
 std::optional<LinkRates> linkRates(const CompressionRates& rates, PixelSize size, double bytesPerSecond);
 
 }  // namespace quorl

@@ -5,8 +5,8 @@
 
 namespace quorl {
 
-// Slow motion is not a quiet screen: what has changed at an interval lately is awaited a little longer than
-// that.
+// Slow motion is not a quiet screen: if the screen changed at a regular interval, the wait is a little longer
+// than that interval.
 Duration RefinementPolicy::quiet() const {
   const auto times = [this](Duration interval) {
     return std::chrono::duration_cast<Duration>(interval * limits_.quietIntervals);

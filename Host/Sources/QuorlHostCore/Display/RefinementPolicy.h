@@ -9,39 +9,38 @@
 
 namespace quorl {
 
-/// Decides when the last picture is encoded once more because it came out coarse and the screen has gone
-/// quiet. A state machine without a clock: events and times in, the next due time out.
+/// Decides when the last picture is encoded again because it is coarse and the screen is quiet. A state
+/// machine without a clock: events and times in, the next due time out.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: the owner's; a value.
 class RefinementPolicy {
  public:
   struct Limits {
-    Duration quiet = std::chrono::milliseconds(60);           // after a change by itself
+    Duration quiet = std::chrono::milliseconds(60);           // after a single change
     Duration longestMotion = std::chrono::milliseconds(150);  // changes further apart are not motion
-    double quietIntervals = 1.5;                              // of motion, and of the frame rate
-    Duration firstGap =
-        std::chrono::milliseconds(25);  // between two passes; each further one is twice as long
+    double quietIntervals = 1.5;                              // in intervals of motion or of the frame rate
+    Duration firstGap = std::chrono::milliseconds(25);        // between two passes; doubled each time
     int maximumGapDoublings = 4;
     int maximumPasses = 10;     // in one quiet period
-    int passesWithoutGain = 2;  // in a row: there is nothing to gain
-    float leastGain = 1.0F;     // of the quantiser
+    int passesWithoutGain = 2;  // consecutive; then the policy stops
+    float leastGain = 1.0F;     // in quantiser steps
   };
 
   RefinementPolicy() = default;
   explicit RefinementPolicy(const Limits& limits) : limits_(limits) {}
 
-  /// Changes are captured no faster than this.
+  /// The minimum interval of captured changes.
   void setFrameInterval(Duration interval) { frameInterval_ = interval; }
-  /// The capture is asked for the next change: before this nothing is known of any.
+  /// The capture was asked for the next change. Earlier changes are not known.
   void asked(MonotonicTime now);
-  /// A picture with a change goes to the encoder: a new quiet period begins.
+  /// A changed picture goes to the encoder. This begins a new quiet period.
   void changed(MonotonicTime now);
-  /// The last picture goes to the encoder again, as `due` asked or for another reason.
+  /// The last picture goes to the encoder again, because of `due` or for another reason.
   void repeated(MonotonicTime now);
-  /// A picture came out.
+  /// The encoder put out a picture.
   void encoded(const Coarseness& coarseness);
 
-  /// When to encode the last picture again; nothing while it is sharp enough or not out yet.
+  /// When to encode the last picture again. Nothing while it is sharp enough or in the encoder.
   std::optional<MonotonicTime> due() const;
 
  private:
@@ -52,8 +51,8 @@ class RefinementPolicy {
   std::optional<MonotonicTime> changedAt_;
   std::optional<Duration> changeInterval_;  // between the last two changes
   MonotonicTime notBefore_{};
-  std::optional<Coarseness> coarseness_;  // of the last picture that came out, none while one is on its way
-  std::optional<float> quantizerBefore_;  // of the pass before
+  std::optional<Coarseness> coarseness_;  // of the last output; absent while a picture is in the encoder
+  std::optional<float> quantizerBefore_;  // of the previous pass
   int passes_ = 0;
   int passesWithoutGain_ = 0;
 };

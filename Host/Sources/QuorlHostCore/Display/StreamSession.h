@@ -24,12 +24,13 @@ namespace quorl {
 
 class VideoEncoder;
 
-/// One picture stream to one client: resolves what the client asked to see, runs capture and encoder, keeps
-/// the reported content rectangle current and hands the pictures to the client's sink.
+/// One picture stream to one client: resolves the target, runs capture and encoder, keeps the content
+/// rectangle current and passes the pictures to the client's sink.
 ///
 /// *Queue*: owns "quorl.stream.<id>" (rank `stream`), where the operations of `ClientStream` do their work.
-/// *Ownership*: made with std::make_shared and held by the connection; holds its sink weakly, and a sink that
-/// has gone counts as unsubscribed.
+/// *Blocking*: `fitState` waits for the queue. The queue waits for the encoder as blocking work.
+/// *Ownership*: made with std::make_shared and held by the connection. Holds its sink weakly; an expired one
+/// counts as unsubscribed.
 /// *Lifetime*: pending work holds it weakly, except `stop`, which always runs. Destruction without `stop`
 /// ends the capture and the encoder as well.
 class StreamSession final : public ClientStream, public std::enable_shared_from_this<StreamSession> {
@@ -52,14 +53,14 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   void raiseForInput() override;
   PointRect currentContentRect() const override;
 
-  /// A copy of the client's wishes about the window. Waits for the queue.
+  /// The client's current wishes for the window.
   FitState fitState() const;
 
  private:
   enum class Notify : std::uint8_t { no, yes };
   using Content = std::expected<ShareableContent, PortError>;
 
-  // Runs a step on the queue unless the session has gone by then.
+  // Runs a step on the queue unless the session was destroyed before.
   template <class Step>
   void onQueue(Step step);
 
@@ -103,7 +104,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   PixelSize encodedSize_ QUORL_GUARDED_BY(queue_);
   bool stopped_ QUORL_GUARDED_BY(queue_) = false;
   bool announced_ QUORL_GUARDED_BY(queue_) = false;
-  std::uint64_t epoch_ QUORL_GUARDED_BY(queue_) = 0;  // of the run; what belongs to an older one is ignored
+  std::uint64_t epoch_ QUORL_GUARDED_BY(queue_) = 0;  // results of older epochs are ignored
   FitState fit_ QUORL_GUARDED_BY(queue_);
   Timer refitWork_ QUORL_GUARDED_BY(queue_);
 

@@ -14,7 +14,7 @@
 
 namespace quorl {
 
-/// What a stream shows, found in the content that can be captured now.
+/// A stream's target, resolved in the content that can be captured now.
 struct ResolvedTarget {
   /// The window that a fit may change.
   struct FitCandidate {
@@ -26,21 +26,21 @@ struct ResolvedTarget {
   CaptureFilter filter;
   PointRect contentRect;  // global points
   std::optional<FitCandidate> fitCandidate;
-  std::optional<std::int32_t> inputPID;  // the process that input brings forward
+  std::optional<std::int32_t> inputPID;  // the process that input raises
   std::vector<std::int32_t> appPIDs;     // of an `app` target
-  /// An application without a window of its own to show, so that no fit is possible.
+  /// An application with no window to show, which cannot be fitted.
   bool isWindowlessApp = false;
 };
 
-/// Fails with "stream.target" and the text for the client.
+/// Fails with "stream.target" and the client's text.
 std::expected<ResolvedTarget, WireError> resolveTarget(const StreamTarget& target,
                                                        const ShareableContent& content);
 
-/// What the client is told when its target is not, or no longer, there.
+/// The error for a target that is missing or gone.
 WireError targetNotFound(const StreamTarget& target);
 
-/// The window of a process that a person would call its front one: an on-screen window beats one that is not,
-/// then the larger area wins, then the one further in front. Windows under 100x60 points do not count.
+/// A process's front window as a person would choose it: on-screen windows first, then by area, then the one
+/// further in front. Windows under 100x60 points do not count.
 const ShareableWindow* frontWindow(const std::vector<ShareableWindow>& windows, std::int32_t pid);
 
 }  // namespace quorl

@@ -16,7 +16,7 @@ std::uint64_t microsOf(std::chrono::microseconds time) {
   return time.count() < 0 ? 0 : static_cast<std::uint64_t>(time.count());
 }
 
-// A change that is not worth telling the encoder.
+// Changes of the rate below this are not passed to the encoder.
 bool isNearly(const std::optional<LinkRates>& link, const std::optional<LinkRates>& known) {
   if (!link || !known) return link == known;
   const auto difference = link->pictureBytes - known->pictureBytes;

@@ -19,22 +19,24 @@
 
 namespace quorl {
 
-/// One compression session for one stream: chooses the rates from the client's quality, falls back from HEVC
-/// to H.264, tells the decoder configuration apart from the pictures, and requests key frames.
+/// One compression session for one stream: derives the rates from the client's quality, falls back from HEVC
+/// to H.264, separates the decoder configuration from the pictures, and requests key frames.
 ///
-/// *Queue*: all operations and `forceNextKeyframe` belong to the stream's queue. The callbacks run wherever
-/// the compressor delivers: inside `encode` or on a thread of its own.
-/// *Ownership*: the stream session. *Lifetime*: the compressor holds it weakly; its release ends the session.
+/// *Queue*: the stream's, for all operations and `forceNextKeyframe`. Callbacks run inside `encode` or on a
+/// thread of the compressor.
+/// *Blocking*: as `VideoCompressor`; `create` and `completeAndInvalidate` are called as blocking work.
+/// *Ownership*: the stream session's.
+/// *Lifetime*: the compressor holds it weakly. Destruction ends the session.
 class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
  public:
   struct EncodedChunk {
-    SharedBytes data;  // an access unit, each NAL unit behind its 4-byte big-endian length
+    SharedBytes data;  // an access unit: NAL units with a 4-byte big-endian length each
     bool isKeyframe = false;
     std::uint64_t ptsMicros = 0;
     Coarseness coarseness;
   };
 
-  /// What a new encoder is made from; `fps` and `quality` may be out of range and are clamped where used.
+  /// Values out of range of `fps` and `quality` are clamped where they are used.
   struct Parameters {
     PixelSize size;
     VideoCodec codec = VideoCodec::hevc;
@@ -49,17 +51,17 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
   VideoEncoder& operator=(const VideoEncoder&) = delete;
   ~VideoEncoder();
 
-  /// `changed`: what may differ from the picture encoded before; empty: all of it.
+  /// `changed`: what may differ from the previous picture. Empty means all of it.
   void encode(std::shared_ptr<const PictureBuffer> image, std::chrono::microseconds presentationTime,
               std::vector<PixelRect> changed);
-  /// The picture encoded before, once more.
+  /// Encodes the previous picture again.
   void encodeAgain(std::shared_ptr<const PictureBuffer> image, std::chrono::microseconds presentationTime);
   void applyRateControl(int fps, double quality);
-  /// What the client's link leaves to the next pictures.
+  /// The link's budget for the next pictures.
   void applyBudget(const PictureBudget& budget);
-  /// The rate that the quality asks for, in bytes per second.
+  /// The rate for the current quality, in bytes per second.
   double wantedRate() const { return static_cast<double>(rates_.averageBitRate) / 8; }
-  /// Lets pending pictures come out and ends the session; later pictures are ignored.
+  /// Waits for the output of pending pictures and ends the session. Later pictures are ignored.
   void completeAndInvalidate();
 
   PixelSize size() const { return size_; }
@@ -70,10 +72,10 @@ class VideoEncoder : public std::enable_shared_from_this<VideoEncoder> {
   // Set once, before the first picture.
   std::function<void(SharedBytes)> onCodecConfig;
   std::function<void(const EncodedChunk&)> onEncodedChunk;
-  /// Called where a picture that went in does not come out.
+  /// Called for each picture that gives no output.
   std::function<void()> onDropped;
 
-  /// One-shot: the next picture is a key frame.
+  /// One-shot: makes the next picture a key frame.
   bool forceNextKeyframe = false;
 
  private:
