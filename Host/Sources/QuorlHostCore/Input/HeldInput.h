@@ -11,12 +11,14 @@
 
 namespace quorl {
 
-/// The keys and buttons that one client holds down, so that none stays down when its connection or its stream
-/// ends.
+/// The keys and buttons that one client holds down, so that they can be released when its connection or its
+/// stream ends.
+///
+/// *Queue*: the owner's; a value.
 class HeldInput {
  public:
   struct Release {
-    std::vector<PointerButton> buttons;   // let go at `location`
+    std::vector<PointerButton> buttons;   // released at `location`
     std::vector<std::uint16_t> keyCodes;  // in no particular order
     PointXY location;
   };
@@ -24,16 +26,16 @@ class HeldInput {
   void pointer(PointerPhase phase, PointerButton button, PointXY location, std::uint32_t streamID);
   void key(std::uint16_t keyCode, bool down, WireModifiers modifiers);
 
-  /// What is still held. Afterwards nothing is. A Caps Lock that the client's last key asked for counts as a
-  /// held key.
+  /// Releases everything that is held. A Caps Lock that the client's last key was sent with counts as a held
+  /// key.
   Release releaseAll();
-  /// The buttons that went down in this stream and are still held. Afterwards they are not.
+  /// Releases the buttons that were pressed in this stream.
   Release releaseButtons(std::uint32_t streamID);
 
   bool isEmpty() const { return buttons_.empty() && keyCodes_.empty() && !hasCapsLock_; }
 
  private:
-  std::map<PointerButton, std::uint32_t> buttons_;  // with the stream they went down in
+  std::map<PointerButton, std::uint32_t> buttons_;  // with the stream they were pressed in
   std::set<std::uint16_t> keyCodes_;
   bool hasCapsLock_ = false;
   PointXY location_;

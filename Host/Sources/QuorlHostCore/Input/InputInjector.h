@@ -15,17 +15,19 @@
 
 namespace quorl {
 
-/// Turns the clients' input into synthetic events. One injector serves all clients; it trusts the global
-/// points that it is given.
+/// Turns the clients' input into synthetic events. One injector serves all clients. Points are global and not
+/// checked.
 ///
-/// *Queue*: owns "quorl.input" (rank `service`); every operation may be called from any thread, returns at
-/// once and posts there, so that events keep their order of arrival. Text is typed in pieces, between which
-/// the input of other clients is posted; the sender's own follows its text (`WaitingInput`).
-/// *Ownership*: the runtime. *Lifetime*: events that were accepted are posted even after its release; text
-/// for which the platform needs time is cut short by it.
+/// *Queue*: owns "quorl.input" (rank `service`). Every operation may be called from any thread and posts to
+/// it, so that events keep their order of arrival. Text is typed in pieces; between them the input of other
+/// clients is posted, while the sender's own input follows its text (`WaitingInput`).
+/// *Blocking*: no operation waits. The queue waits for the platform while text is typed, as blocking work.
+/// *Ownership*: the runtime's.
+/// *Lifetime*: accepted events are posted even after destruction; a text that is paused for the platform is
+/// cut off.
 class InputInjector {
  public:
-  /// `settings` is asked on the injector's queue, for each magnify event.
+  /// `settings` is called on the injector's queue for each magnify event.
   InputInjector(const Platform& platform, std::function<HostSettings()> settings);
   InputInjector(const InputInjector&) = delete;
   InputInjector& operator=(const InputInjector&) = delete;
@@ -33,14 +35,14 @@ class InputInjector {
 
   void pointer(PointerPhase phase, PointerButton button, PointXY at, std::uint8_t clickCount, float pressure,
                WireModifiers modifiers, InputSource from = nullptr);
-  /// `precise`: the deltas are pixels, else lines.
+  /// `precise`: the deltas are in pixels, else in lines.
   void scroll(PointXY at, float deltaX, float deltaY, bool precise, std::uint8_t momentumPhase,
               WireModifiers modifiers, InputSource from = nullptr);
   void magnify(PointXY at, float magnification, std::uint8_t phase, InputSource from = nullptr);
   void key(std::uint16_t keyCode, bool down, WireModifiers modifiers, InputSource from = nullptr);
-  /// UTF-8; what is not valid is typed as U+FFFD.
+  /// UTF-8; invalid bytes are typed as U+FFFD.
   void insertText(const std::string& text, InputSource from = nullptr);
-  /// Forgets what waits of a client that leaves, its text and the events after it.
+  /// Drops what waits for a client that leaves: its text and the events after it.
   void drop(InputSource from);
 
   bool hasAccessibilityPermission() const;

@@ -13,7 +13,7 @@ namespace quorl {
 
 namespace {
 
-// The limit of the Unicode text of one keyboard event.
+// The maximum Unicode text of one keyboard event, in UTF-16 code units.
 constexpr std::int32_t maximumUnits = 20;
 
 }  // namespace
@@ -22,7 +22,7 @@ struct TextChunks::Text {
   explicit Text(std::string_view utf8)
       : units(icu::UnicodeString::fromUTF8({utf8.data(), static_cast<std::int32_t>(utf8.size())})) {}
 
-  // With the first piece: texts that wait cost little beside their characters.
+  // Opened with the first piece, so that waiting texts cost little besides their characters.
   void findCharacters() {
     if (characters) return;
     UErrorCode status = U_ZERO_ERROR;
@@ -34,7 +34,7 @@ struct TextChunks::Text {
 
   const icu::UnicodeString units;
   std::unique_ptr<icu::BreakIterator> characters;
-  std::int32_t start = 0;    // of what has not been taken
+  std::int32_t start = 0;    // of the rest
   std::int32_t nextEnd = 0;  // of the first character after `start`
 };
 

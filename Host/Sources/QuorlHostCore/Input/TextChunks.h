@@ -7,9 +7,9 @@
 
 namespace quorl {
 
-/// UTF-8 text that is cut into pieces of UTF-16 as they are taken. One keyboard event can carry a piece: at
-/// most 20 code units, no user-perceived character (Unicode Standard Annex 29) cut, a single longer one
-/// alone. Invalid bytes become U+FFFD.
+/// UTF-8 text, cut into pieces of UTF-16 as they are taken. One keyboard event carries one piece: at most 20
+/// code units of whole user-perceived characters (Unicode Standard Annex 29); a longer single character is a
+/// piece of its own. Invalid bytes become U+FFFD.
 ///
 /// *Queue*: one thread at a time.
 class TextChunks {
@@ -22,7 +22,7 @@ class TextChunks {
   bool isAtEnd() const { return rest().empty(); }
   /// Takes the next piece; empty at the end.
   std::u16string next();
-  /// What has not been taken; valid until the next call of `next` and across moves of this object.
+  /// The rest. Valid until the next call of `next`, also after this object was moved.
   std::u16string_view rest() const;
 
  private:

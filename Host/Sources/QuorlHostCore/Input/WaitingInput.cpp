@@ -85,7 +85,7 @@ std::vector<WaitingInput::Post> WaitingInput::takeEvents(Line& line) {
   return events;
 }
 
-// The first text stays as an empty one: its last piece may be under way, and its end releases the events.
+// The first text stays as an empty one: its last piece may still be typed, and its end releases the events.
 void WaitingInput::abandonTexts(Line& line) {
   if (line.texts == 1 && line.units == 0) return;
   std::erase_if(line.items, [](const auto& item) { return std::holds_alternative<TextChunks>(item); });

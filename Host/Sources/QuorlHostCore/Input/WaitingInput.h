@@ -16,43 +16,43 @@
 
 namespace quorl {
 
-/// The client that input comes from: any address that is its own while its input may wait. Null: no client in
-/// particular.
+/// Identifies the client that input comes from: any address that is unique while its input may wait. Null
+/// means no particular client.
 using InputSource = const void*;
 
-/// Texts that are being typed, a piece of each client's in turn, and the input that must not overtake the
-/// text of its own client. Input of other clients never waits.
+/// Texts that are being typed, one piece of each client in turn, and input that must not overtake the text of
+/// its own client. Input of other clients never waits.
 ///
-/// Mere motion overtakes text, so that a client's pointer stays with its hand. Buttons, wheels and keys do
-/// not: they could move the focus away from the window that the text is meant for.
+/// Pointer motion overtakes text, so that the pointer follows the client's hand. Buttons, wheels and keys do
+/// not: they could move the focus away from the window that the text is for.
 ///
-/// *Queue*: pure; one thread at a time.
+/// *Queue*: one thread at a time.
 class WaitingInput {
  public:
   enum class Kind : std::uint8_t { motion, pointing, key };
   using Post = std::function<void()>;
 
-  /// What may wait of one client: text in UTF-16 code units; texts and events. More text is refused. More
-  /// events end the texts they wait for, because an event that is lost could leave a key down.
+  /// Limits for one client: UTF-16 code units of text, and the number of texts and events. Further text is
+  /// refused. A further event ends the texts that it waits for, because losing it could leave a key down.
   static constexpr std::size_t maximumUnits = 1'048'576;
   static constexpr std::size_t maximumItems = 10'000;
 
-  /// True when the event has to wait and was taken; otherwise `post` is left as it was.
+  /// Takes the event and returns true if it has to wait. Otherwise `post` is unchanged.
   bool holdBack(InputSource source, Kind kind, Post& post);
 
-  /// False when too much text waits already.
+  /// False if too much text waits already.
   bool addText(InputSource source, TextChunks text);
 
-  /// Forgets everything of a client, the rest of the current piece included.
+  /// Drops everything of a client, including the rest of the current piece.
   void drop(InputSource source);
 
   /// True between `nextPiece` and `pieceTyped`, unless its client was dropped.
   bool hasPiece() const { return hasPiece_; }
-  /// Takes the next piece, of the client whose turn it is; nothing when no text waits.
+  /// Takes the next piece, of the client whose turn it is. Nothing if no text waits.
   std::optional<std::u16string> nextPiece();
-  /// What comes after the current piece in the same text; valid until the next change.
+  /// The text after the current piece. Valid until the next change.
   std::u16string_view following() const;
-  /// Ends the current piece; the events that waited for it, in order.
+  /// Ends the current piece and returns the events that waited for it, in order.
   std::vector<Post> pieceTyped();
 
   bool isEmpty() const { return lines_.empty(); }
@@ -63,7 +63,7 @@ class WaitingInput {
     Post post;
   };
   struct Line {
-    std::deque<std::variant<TextChunks, Event>> items;  // a text first
+    std::deque<std::variant<TextChunks, Event>> items;  // the first is a text
     std::size_t units = 0;                              // of the texts
     std::size_t texts = 0;
     std::size_t pointings = 0;
