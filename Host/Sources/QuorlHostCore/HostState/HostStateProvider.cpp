@@ -78,7 +78,7 @@ HostState hostStateFromContent(const ShareableContent& content) {
   return state;
 }
 
-// One request: whoever comes first, the platform or the time limit, takes the completion.
+// One request. The platform's answer or the time limit takes the completion, whichever comes first.
 struct HostStateProvider::Answer {
   Completion completion;
   Timer limit;

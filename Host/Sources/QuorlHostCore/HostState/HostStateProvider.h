@@ -11,14 +11,16 @@
 
 namespace quorl {
 
-/// What a client needs to pick something to stream: the displays, the windows a person would name, and the
-/// applications that own them. Pure: content in, state out.
+/// The displays, windows and applications that a client can choose to stream. Windows that a person would not
+/// recognise are left out. Pure.
 HostState hostStateFromContent(const ShareableContent& content);
 
 /// Answers what can be streamed now.
 ///
 /// *Queue*: "quorl.hoststate"; `buildState` may be called from any thread.
-/// *Ownership*: shared by the runtime and its connections. *Lifetime*: the runtime's.
+/// *Blocking*: none.
+/// *Ownership*: shared by the runtime and its connections.
+/// *Lifetime*: the runtime's. A pending request keeps its completion.
 class HostStateProvider : public std::enable_shared_from_this<HostStateProvider> {
  public:
   static constexpr std::chrono::milliseconds enumerationLimit{1500};
@@ -27,8 +29,8 @@ class HostStateProvider : public std::enable_shared_from_this<HostStateProvider>
 
   HostStateProvider(Scheduler& scheduler, std::shared_ptr<ScreenCapture> screen);
 
-  /// Calls `completion` exactly once, on the queue: with empty lists when the platform fails or takes longer
-  /// than the limit.
+  /// Calls `completion` exactly once, on the queue. The lists are empty if the platform fails or exceeds the
+  /// time limit.
   void buildState(Completion completion);
 
  private:
