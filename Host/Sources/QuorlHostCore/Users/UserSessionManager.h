@@ -13,20 +13,21 @@
 
 namespace quorl {
 
-/// Who sits at the machine.
+/// The user at the machine's console.
 ///
-/// *Queue*: "quorl.usersession"; every operation may be called from any thread. All but `observeConsoleUser`
-/// are synchronous and may block for as long as the platform takes.
-/// *Ownership*: shared by the runtime, the server and the connections. *Lifetime*: the runtime's.
+/// *Queue*: "quorl.usersession"; every operation may be called from any thread.
+/// *Blocking*: `consoleUser` and `ownUserName` wait for the platform, as blocking work.
+/// *Ownership*: shared by the runtime, the server and the connections.
+/// *Lifetime*: the runtime's.
 class UserSessionManager : public std::enable_shared_from_this<UserSessionManager> {
  public:
   UserSessionManager(Scheduler& scheduler, std::shared_ptr<LoginSessions> sessions);
 
-  /// The user who owns the console; a login window is nobody.
+  /// The user who owns the console; nothing at a login window.
   std::optional<std::string> consoleUser();
   std::string ownUserName();
 
-  /// Calls `callback` on the queue with the console user whenever that may have changed. Set once.
+  /// Calls `callback` on the queue with the console user whenever it may have changed. Set once.
   void observeConsoleUser(std::function<void(std::optional<std::string>)> callback);
 
  private:
