@@ -200,7 +200,7 @@ void ClientConnection::dispatch(const Frame& frame) {
     case FrameType::input:
       dispatchInput(frame);
       break;
-    // File chunks have no receiver before file transfer comes; the rest only a host sends.
+    // No service receives file chunks yet. The other types are sent by hosts only.
     case FrameType::file:
     case FrameType::pong:
     case FrameType::video:
@@ -220,8 +220,8 @@ void ClientConnection::dispatchControl(const Frame& frame) {
   }
 }
 
-// A stranger's message is judged first and only built if its case is one of the handshake's, whose records
-// are no larger than their text.
+// A message of an unauthenticated peer is checked first, and decoded only if its case belongs to the
+// handshake, whose records are no larger than their text.
 void ClientConnection::dispatchHandshake(const Frame& frame) {
   const auto caseKey = ControlCoder::judge(frame.payload);
   if (!caseKey) {
@@ -328,7 +328,7 @@ void ClientConnection::sendFrame(OutgoingFrame frame, Droppable droppable) {
   post(std::move(frame), droppable, Purpose::other, std::nullopt);
 }
 
-// In place, where services only post: what the connection says last must leave before it closes.
+// Sends on the queue, in place, so that the last message leaves before the connection closes.
 void ClientConnection::reply(ControlMessage message) {
   queue_.assertCurrent();
   if (auto frame = OutgoingFrame::control(message))
@@ -358,7 +358,8 @@ void ClientConnection::makeAnswer(Question question, Answerer answerer) {
   });
 }
 
-// Once, and not while pictures are being dropped: a key frame lengthens the backlog and is never dropped.
+// Requests one key frame, and none while pictures are being dropped: a key frame is never dropped and adds to
+// the backlog.
 void ClientConnection::repairStreams() {
   if (brokenStreams_.empty() || path_->isBackpressured()) return;
   for (const std::uint32_t streamID : std::exchange(brokenStreams_, {}))
@@ -378,7 +379,7 @@ void ClientConnection::transportProgressed(const std::optional<PortError>& error
   if (reader_.isWaiting() && mayReceive()) proceed(reader_.resume());
 }
 
-// In place of events that a client was too slow for.
+// Replaces the events that a slow client has missed.
 void ClientConnection::sendAllAgents() {
   if (!services_->agents) return;
   services_->agents->currentList([weak = weak_from_this()](std::vector<AgentDescriptor> list) {

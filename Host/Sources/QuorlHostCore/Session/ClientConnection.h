@@ -42,15 +42,17 @@ struct ClientSummary {
 };
 
 /// One accepted session: its socket, the dispatch of each frame, sending with back-pressure, and the
-/// teardown. `FrameReader` cuts what is received, `HandshakeMachine` decides the handshake, `routeMessage`
-/// and `InputRouter` handle what follows it, `SendPath` orders what is sent, `VideoChannel` sends by UDP.
+/// teardown. `FrameReader` cuts what is received into frames, `HandshakeMachine` decides the handshake,
+/// `routeMessage` and `InputRouter` handle what follows it, `SendPath` orders what is sent, and
+/// `VideoChannel` sends by UDP.
 ///
 /// *Queue*: "quorl.conn", one per connection. The sink's operations, `start`, `close` and the descriptions
-/// may be called from any thread. *Blocking*: descriptions and `isBackpressured` wait for the queue;
-/// everything else only posts. The queue waits for the stores during the handshake. *Ownership*: made with
-/// std::make_shared and held by the server; owns its socket, its datagram channel and its streams. Services
-/// hold it weakly, as a sink. *Lifetime*: from accept until the teardown has called `onClose`. Sends after
-/// that are dropped.
+/// may be called from any thread.
+/// *Blocking*: descriptions and `isBackpressured` wait for the queue; everything else only posts. The queue
+/// waits for the stores.
+/// *Ownership*: made with std::make_shared and held by the server; owns its socket, its datagram channel and
+/// its streams. Services hold it weakly, as a sink.
+/// *Lifetime*: from accept until the teardown has called `onClose`. Later sends are dropped.
 class ClientConnection final : public StreamOutputSink,
                                private RoutedSession,
                                public std::enable_shared_from_this<ClientConnection> {
@@ -65,7 +67,7 @@ class ClientConnection final : public StreamOutputSink,
 
   ClientConnection(std::unique_ptr<NetworkConnection> connection, std::shared_ptr<HostServices> services);
 
-  /// Both run on the connection's queue and must not wait for the server's. Set before `start`.
+  /// Both run on the connection's queue and must not wait for the server's queue. Set before `start`.
   void onClose(Callback callback);
   void onAuthenticated(Callback callback);
 
@@ -73,16 +75,16 @@ class ClientConnection final : public StreamOutputSink,
   /// Sends `bye` and tears down.
   void close();
 
-  /// "name (host)", or the one of them that is known, or "connecting…".
+  /// "name (host)", one of them alone if only one is known, or "connecting…".
   std::string displayDescription() const;
   ClientSummary summary() const;
   const SerialQueue& queue() const { return queue_; }
   AuthState authState() const;
-  /// Bytes accepted for the client and not yet taken by the transport.
+  /// Bytes accepted for the client that the transport has not taken yet.
   std::size_t outstandingBytes() const;
 
-  /// State for all clients, encoded once; while this client does not keep up, a newer frame with the same key
-  /// replaces it. Any thread.
+  /// Sends state that is encoded once for all clients. While this client does not keep up, a newer frame with
+  /// the same key replaces it. Any thread.
   void sendState(OutgoingFrame frame, const std::optional<StateKey>& key);
 
   // StreamOutputSink

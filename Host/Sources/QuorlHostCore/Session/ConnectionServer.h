@@ -22,20 +22,22 @@ namespace quorl {
 struct HostServices;
 class UserSessionManager;
 
-/// The session listener, its advertisement, and the register of clients; the one place that tells all of them
-/// something. With port handoff the listener exists only while this process's user owns the console, because
-/// the port is global to the machine and hosts are one per user.
+/// The session listener, its advertisement and the list of clients, to which it broadcasts. With port handoff
+/// there is a listener only while this process's user owns the console, because the port is global to the
+/// machine and each user has a host.
 ///
-///   state             listener  ownsPort  retry    left by
-///   standing by       -         false     -        the console comes to the own user: bind
-///   binding           yes       false     -        ready: owner; failed: waiting; the console leaves:
-///   standing by owner             yes       true      -        the console leaves: standing by; failed:
-///   waiting waiting to retry  -         false     pending  the timer: a new decision
+/// States, and what ends them:
 ///
-/// *Queue*: "quorl.server"; it may wait on a connection's queue, never the reverse. Operations may be called
-/// from any thread but this queue. All callbacks run on it, and are set before `start`.
+/// - standing by: no listener. The console comes to the own user: bind.
+/// - binding: a listener. Ready: owner. Failed: waiting. The console goes to another user: standing by.
+/// - owner: a listener, `ownsPort_`. Failed: waiting. The console goes to another user: standing by.
+/// - waiting: no listener, the retry timer runs. The timer fires: decide anew.
+///
+/// *Queue*: "quorl.server". Operations may be called from any thread but this queue. Callbacks run on it and
+/// are set before `start`.
+/// *Blocking*: reads wait for the queue. The queue may wait for a connection's queue, never the reverse.
 /// *Ownership*: the runtime holds it; it holds the connections.
-/// *Lifetime*: after `stop` it accepts nothing; connections close by themselves.
+/// *Lifetime*: after `stop` it accepts nothing; connections close on their own queues.
 class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
  public:
   static constexpr std::chrono::milliseconds rebindDelay{750};
@@ -53,16 +55,16 @@ class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
   void onReady(std::function<void(std::uint16_t port)> callback);
   void onOwnershipChanged(std::function<void(bool owns)> callback);
 
-  /// Fails only without handoff, when no listener can be made. With handoff failures are retried for ever.
+  /// Fails only without handoff, if no listener can be created. With handoff it retries for ever.
   std::expected<void, PortError> start();
-  /// Returns without waiting for the clients to be told.
+  /// Does not wait until the clients were told.
   void stop();
-  /// Waits until connections that `stop` closed have handed their last words to the transport.
+  /// Waits until the connections that `stop` closed have passed their last frames to the transport.
   void waitForClosing();
 
-  /// Does nothing without handoff.
+  /// Decides anew about the port. Does nothing without handoff.
   void consoleUserChanged();
-  /// To every authenticated client; encoded once.
+  /// Sends to every authenticated client; encoded once.
   void broadcastControl(const ControlMessage& message);
 
   bool ownsPublicPort() const;
@@ -103,7 +105,7 @@ class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
   const std::shared_ptr<UserSessionManager> users_;
 
   std::unique_ptr<NetworkListener> listener_ QUORL_GUARDED_BY(queue_);
-  std::uint64_t listenerNumber_ QUORL_GUARDED_BY(queue_) = 0;  // tells news of an earlier listener apart
+  std::uint64_t listenerNumber_ QUORL_GUARDED_BY(queue_) = 0;  // callbacks of others are dropped
   std::unique_ptr<ServiceAdvertiser::Registration> registration_ QUORL_GUARDED_BY(queue_);
   bool ownsPort_ QUORL_GUARDED_BY(queue_) = false;
   Timer retryWork_ QUORL_GUARDED_BY(queue_);

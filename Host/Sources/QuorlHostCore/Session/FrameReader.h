@@ -11,16 +11,19 @@
 
 namespace quorl {
 
-/// Cuts what a session reads into frames and dispatches them one at a time. It stops between two frames when
-/// the session may not answer more for now, and keeps the rest of the read. One read holds so many small
-/// frames that asking once per read would not bound the answers.
+/// Cuts received bytes into frames and dispatches them one at a time. It pauses between two frames while the
+/// session may not answer, and keeps the rest. One read can hold many small frames, so asking once per read
+/// would not bound the answers.
 ///
-/// *Queue*: the session's. *Blocking*: none. *Ownership*: the session's; it borrows the session's callbacks.
+/// *Queue*: the session's.
+/// *Blocking*: none.
+/// *Ownership*: the session's.
+/// *Lifetime*: destruction drops bytes that wait.
 class FrameReader {
  public:
   struct Session {
-    /// Asked before each frame. True once the session has ended: frames after the one that ended it are
-    /// dispatched too.
+    /// Asked before each frame. Returns true after the session has ended: the frames after the one that ended
+    /// it are dispatched too.
     std::function<bool()> mayDispatch;
     /// May call `clear`.
     std::function<void(const Frame&)> dispatch;
@@ -28,14 +31,14 @@ class FrameReader {
   enum class Next : std::uint8_t {
     receive,  // read more
     wait,     // call `resume` once the session may dispatch again
-    end,      // all is dispatched and the peer sends nothing more
+    end,      // everything is dispatched, and the peer sends nothing more
   };
   enum class Read : std::uint8_t { more, last };
 
   explicit FrameReader(Session session) : session_(std::move(session)) {}
 
-  /// Takes the bytes of one receive. An error means that they are not a sequence of frames; none of them was
-  /// dispatched. Not to be called while `isWaiting`.
+  /// Takes the bytes of one receive. On an error they are not a sequence of frames, and none was dispatched.
+  /// Not to be called while `isWaiting`.
   std::expected<Next, FrameError> read(ByteView bytes, Read kind);
   /// Continues after `Next::wait`.
   Next resume();

@@ -44,7 +44,7 @@ HandshakeMachine::Actions HandshakeMachine::receive(const ControlMessage& messag
 
 HandshakeMachine::Actions HandshakeMachine::receiveHello(const Hello& hello) {
   Actions actions;
-  // Of a stranger's name no more than a line takes.
+  // A stranger chooses the name: no more than fits into a log line.
   actions.push_back(LogEvent{fmt::format("hello: device={:.200} clientProto=v{} hostProto=v{} authProof={}",
                                          hello.device.name, hello.protocolVersion, WireProtocol::version,
                                          hello.authProof.has_value())});
@@ -58,7 +58,7 @@ HandshakeMachine::Actions HandshakeMachine::receiveHello(const Hello& hello) {
     return actions;
   }
   clientDevice_ = hello.device;
-  // Without a nonce of ours a proof proves nothing, so that a first hello never gets in.
+  // A proof over no nonce proves nothing, so a first hello is never enough.
   if (state_ == AuthState::nonceSent && hello.authProof &&
       authority_.matchesAnyToken(*hello.authProof, nonce_)) {
     becomeAuthenticated(actions);

@@ -18,9 +18,10 @@ namespace quorl {
 
 enum class AuthState : std::uint8_t { awaitingHello, nonceSent, authenticated };
 
-/// What the handshake asks of the host while it judges a message.
+/// The host's answers that the handshake needs.
 ///
-/// *Queue*: called on the connection's queue, may wait on the stores.
+/// *Queue*: the connection's.
+/// *Blocking*: calls may wait for the stores and for the disk.
 class HandshakeAuthority {
  public:
   virtual ~HandshakeAuthority() = default;
@@ -28,7 +29,7 @@ class HandshakeAuthority {
   virtual Bytes freshNonce() = 0;
   virtual UUID freshDeviceID() = 0;
   virtual bool matchesAnyToken(ByteView proof, ByteView nonce) = 0;
-  /// Judges and records in one step.
+  /// Checks and records in one step.
   virtual PairingVerdict attemptPIN(ByteView proof, ByteView nonce) = 0;
   virtual Bytes addDevice(const UUID& deviceID, const std::string& name) = 0;
 };
@@ -42,10 +43,10 @@ struct Send {
 struct LogEvent {
   std::string text;
 };
-/// Tell the owner and push the initial state.
+/// Call the owner and push the initial state.
 struct Authenticated {};
 struct Close {};
-/// Close later, so that what was sent before can arrive.
+/// Close later, so that what was sent before arrives.
 struct CloseAfter {
   std::chrono::milliseconds delay;
 };
@@ -56,10 +57,12 @@ using HandshakeAction =
     std::variant<handshakeAction::Send, handshakeAction::LogEvent, handshakeAction::Authenticated,
                  handshakeAction::Close, handshakeAction::CloseAfter>;
 
-/// The exchange from a client's first message until it is authenticated: a message in, actions out, to be
-/// carried out in order. It sends nothing, waits for nothing and keeps no time.
+/// The exchange from a client's first message until it is authenticated: a message in, actions out, which the
+/// connection carries out in order. It sends nothing and has no clock.
 ///
-/// *Queue*: its connection's. *Ownership*: its connection's; the authority is borrowed and outlives it.
+/// *Queue*: its connection's.
+/// *Blocking*: only where the authority waits.
+/// *Ownership*: its connection's. The authority is borrowed and outlives it.
 class HandshakeMachine {
  public:
   static constexpr int attemptLimit = 5;
@@ -71,9 +74,9 @@ class HandshakeMachine {
   HandshakeMachine(HandshakeAuthority& authority, std::string endpoint)
       : authority_(authority), endpoint_(std::move(endpoint)) {}
 
-  /// Whether a message of this case is anything else than refused.
+  /// Whether a message of this case is not refused.
   static bool accepts(std::string_view caseKey);
-  /// What every other message is answered with.
+  /// The answer to every other message.
   static Actions refusal();
 
   /// Not to be called once authenticated.
@@ -97,7 +100,7 @@ class HandshakeMachine {
   AuthState state_ = AuthState::awaitingHello;
   Bytes nonce_;
   std::optional<DeviceInfo> clientDevice_;
-  int attempts_ = 0;  // hellos without a valid proof and wrong PINs together
+  int attempts_ = 0;  // hellos without a valid proof, plus wrong PINs
 };
 
 }  // namespace quorl

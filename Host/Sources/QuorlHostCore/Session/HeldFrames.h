@@ -11,29 +11,30 @@
 
 namespace quorl {
 
-/// Whether the peer asked for a frame. Only what it asked for makes the host stop listening to it.
+/// Whether the peer asked for a frame. Only answers count for the limit at which the host stops reading from
+/// it.
 enum class Purpose : std::uint8_t { answer, other };
 
-/// Frames that wait because their client does not keep up, in order. A frame that says how things are now
-/// takes an older one of the same key out, so that however long a client reads nothing, one of each is kept.
-/// Too many events of agents are taken out altogether; a list of all agents must then be sent in their place.
+/// Frames that wait because their client does not keep up, in order. A frame with state removes an older one
+/// with the same key, so that one of each kind is kept however long a client reads nothing. Beyond a limit
+/// all events of agents are removed; a list of all agents must then replace them.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: the owner's; a value.
 class HeldFrames {
  public:
   struct Held {
     OutgoingFrame frame;
     Purpose purpose = Purpose::other;
   };
-  /// More agents than anybody runs.
+  /// More agents than any user runs.
   static constexpr std::size_t mostAgentEvents = 256;
 
-  /// Returns the frames that this one makes worthless.
+  /// Returns the frames that this one replaces.
   std::list<Held> push(Held held, const std::optional<StateKey>& key);
   std::optional<Held> pop();
   bool isEmpty() const { return entries_.empty(); }
 
-  /// Whether events of agents were taken out since the last call.
+  /// Whether events of agents were removed since the last call.
   bool takeLostAgentEvents();
 
  private:

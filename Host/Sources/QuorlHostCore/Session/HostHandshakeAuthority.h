@@ -10,9 +10,11 @@ namespace quorl {
 
 struct HostServices;
 
-/// Answers a handshake from the host's stores and the platform's facts.
+/// Answers a handshake from the host's stores and the machine's facts.
 ///
-/// *Queue*: any; waits for the stores. *Ownership*: its connection's; shares the services.
+/// *Queue*: any thread.
+/// *Blocking*: waits for the stores, and reads the facts as blocking work.
+/// *Ownership*: its connection's; shares the services.
 class HostHandshakeAuthority final : public HandshakeAuthority {
  public:
   explicit HostHandshakeAuthority(std::shared_ptr<HostServices> services) : services_(std::move(services)) {}

@@ -5,7 +5,7 @@
 
 namespace quorl {
 
-// Accounts are not read from the platform yet, and a list must not name people it knows nothing of.
+// No port reads accounts yet.
 std::vector<UserAccount> HostServices::buildUserAccounts() const {
   return {};
 }

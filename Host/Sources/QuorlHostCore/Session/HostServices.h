@@ -22,7 +22,7 @@ class PairingState;
 class TrustStore;
 class UserSessionManager;
 
-/// Everything of the host that a connection can reach.
+/// The services of the host that a connection uses.
 ///
 /// *Queue*: read from any thread; only the runtime writes, before anything is started.
 /// *Ownership*: shared by the runtime, the server and its connections.
@@ -32,16 +32,16 @@ struct HostServices {
   std::shared_ptr<HostStateProvider> stateProvider;
   std::shared_ptr<InputInjector> injector;
   std::shared_ptr<UserSessionManager> users;
-  std::shared_ptr<AgentRegistry> agents;  // these three absent where the platform runs no terminals
+  std::shared_ptr<AgentRegistry> agents;  // these three are absent on a platform without terminals
   std::shared_ptr<AgentCatalog> catalog;
   std::shared_ptr<HostExtrasStore> extras;
   Platform platform;
   ClientStreamFactory makeStream;
-  std::function<void(const ControlMessage&)> broadcast;  // to all authenticated clients; absent until wired
+  std::function<void(const ControlMessage&)> broadcast;  // to all authenticated clients; set by the runtime
 
-  /// May block for as long as the platform takes.
+  /// May wait for the platform; call it as blocking work.
   std::vector<UserAccount> buildUserAccounts() const;
-  /// What clients are told of web services. Waits for the store.
+  /// The web services that clients are shown. Waits for the store.
   std::vector<ServiceDescriptor> serviceList() const;
 };
 

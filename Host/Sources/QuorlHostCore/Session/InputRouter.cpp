@@ -10,8 +10,8 @@ namespace quorl {
 
 namespace {
 
-// The far edge does not belong to the half-open rectangle: at 1 the position is the last one before it, so
-// that the pointer does not leave for the next display.
+// The far edge is not part of the half-open rectangle. At 1 the position is the last one before the edge, so
+// that the pointer stays on this display.
 double positionIn(double low, double length, float fraction) {
   const double position = low + length * static_cast<double>(fraction);
   return fraction == 1.0F ? std::nextafter(position, low) : position;
@@ -28,7 +28,7 @@ void InputRouter::insertText(const std::string& text) {
   if (isPermitted()) services_.injector->insertText(text, this);
 }
 
-// The client is told once in the life of its connection; a grant counts from the next event on.
+// Each connection is told once. A later grant takes effect with the next event.
 bool InputRouter::isPermitted() {
   if (services_.platform.permissions->mayPostInput()) return true;
   if (!sentAccessibilityError_) {
@@ -73,7 +73,7 @@ void InputRouter::inject(const inputEvent::Magnify& event) {
   services_.injector->magnify(located->point, event.magnification, event.phase, this);
 }
 
-// A key has no place of its own: it belongs to what was pointed at last.
+// A key has no coordinates. It belongs to the stream of the last pointer input.
 void InputRouter::inject(const inputEvent::Key& event) {
   if (event.down && lastInputStreamID_) {
     if (ClientStream* stream = streams_.find(*lastInputStreamID_)) stream->raiseForInput();

@@ -22,7 +22,7 @@ namespace {
 using Handler = void (*)(RoutedSession&, const ControlMessage&);
 using Services = std::shared_ptr<HostServices>;
 
-// One handler for each case of a message, by the case's position; what has no row is ignored.
+// One handler per message case, by the position of the case. Cases without a row are ignored.
 class RoutingTable {
  public:
   template <class Case, class Function>
@@ -46,7 +46,7 @@ void refuseHandshake(RoutedSession& session) {
 }
 
 void startStream(RoutedSession& session, const StartStream& request) {
-  // Nobody would ever stop a stream that begins after the end.
+  // Nothing would stop a stream that is started after the end of the session.
   if (session.isClosed()) return;
   session.input().streamEnds(request.streamID);
   const auto started = session.streams().start(request, session.services()->makeStream, session.sink());
@@ -68,7 +68,7 @@ void findHostState(const Services& services, RoutedSession::Answer answer) {
       [answer = std::move(answer)](HostState state) { answer(message::HostState{std::move(state)}); });
 }
 
-// Off the queue: asking the platform for its accounts may take seconds.
+// Not on the queue: reading the accounts may take seconds.
 void findUserList(const Services& services, RoutedSession::Answer answer) {
   Scheduler& scheduler = *services->platform.scheduler;
   scheduler.execute([&scheduler, services, answer = std::move(answer)] {
@@ -91,14 +91,14 @@ void findExternalAgents(const Services& services, RoutedSession::Answer answer) 
   });
 }
 
-// Runs `work` with the registry; without one, and at the end of a session, there is nothing to do.
+// Runs `work` with the registry. Does nothing without a registry or after the end of the session.
 template <class Work>
 void withAgents(RoutedSession& session, Work work) {
-  // A subscription that begins after the end would never be taken back.
+  // Nothing would end a subscription that begins after the end of the session.
   if (const auto& agents = session.services()->agents; agents && !session.isClosed()) work(*agents);
 }
 
-// Tells all clients after a change of the user's web services.
+// Broadcasts the services after a change of the user's own ones.
 template <class Change>
 void changeServices(RoutedSession& session, Change change) {
   HostServices& services = *session.services();

@@ -15,12 +15,13 @@ struct HostServices;
 class InputRouter;
 class StreamTable;
 
-/// What the routing of an authenticated client's messages reaches of its connection.
+/// What the routing of an authenticated client's messages needs of its connection.
 ///
-/// *Queue*: the connection's, all operations.
+/// *Queue*: the connection's, for all operations.
+/// *Blocking*: none.
 class RoutedSession {
  public:
-  /// Takes the answer once, on any thread.
+  /// Takes the answer, once, on any thread.
   using Answer = std::function<void(ControlMessage)>;
   /// Finds the answer, now or later.
   using Answerer = void (*)(const std::shared_ptr<HostServices>& services, Answer answer);
@@ -31,20 +32,20 @@ class RoutedSession {
   virtual InputRouter& input() = 0;
   /// This client, for services that answer later.
   virtual std::weak_ptr<StreamOutputSink> sink() = 0;
-  /// Also true for messages that came in one read with the one that ended the session.
+  /// Also true for messages in the same read as the one that ended the session.
   virtual bool isClosed() const = 0;
   virtual void reply(ControlMessage message) = 0;
-  /// Has a question answered that a service answers later, with the state of then. Further questions of this
-  /// kind that come meanwhile get one answer together.
+  /// Has a service answer a question, with the state at that time. Questions of the same kind that arrive
+  /// meanwhile share one further answer.
   virtual void answer(Question question, Answerer answerer) = 0;
   virtual void noteProbe() = 0;
-  /// Opens the datagram channel to this port of the client's host in place of an earlier one; 0 closes it.
+  /// Opens the datagram channel to this port of the client's host, in place of an earlier one. 0 closes it.
   virtual void openVideoChannel(std::uint16_t udpPort) = 0;
   virtual void end() = 0;
 };
 
-/// Hands one message of an authenticated client to whoever answers it. Messages that only a host sends are
-/// ignored.
+/// Passes one message of an authenticated client to the service that handles it. Messages that only a host
+/// sends are ignored.
 void routeMessage(RoutedSession& session, const ControlMessage& message);
 
 }  // namespace quorl

@@ -7,7 +7,7 @@
 
 namespace quorl {
 
-/// What decides about the session port, which is global to the machine while hosts are one per user.
+/// The facts that decide about the session port, which is global to the machine while each user has a host.
 struct PortSituation {
   bool portHandoff = false;
   bool hasListener = false;
@@ -17,7 +17,7 @@ struct PortSituation {
 
 enum class PortDecision : std::uint8_t { leave, bind, release };
 
-/// With handoff the port belongs to the user at the console; nobody there counts as somebody else.
+/// With handoff the port belongs to the console user. A console without a user belongs to no host.
 inline PortDecision decidePort(const PortSituation& situation) {
   const bool mayOwn = !situation.portHandoff || situation.consoleUser == situation.ownUser;
   if (mayOwn) return situation.hasListener ? PortDecision::leave : PortDecision::bind;

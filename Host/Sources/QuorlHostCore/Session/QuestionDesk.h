@@ -6,22 +6,22 @@
 
 namespace quorl {
 
-/// Questions of a client that a service answers later, each with the newest state.
+/// Questions that a service answers later, with its newest state.
 enum class Question : std::uint8_t { hostState, agentList, externalAgents, userList };
 
-/// Keeps one client's questions of one kind from piling up: while one is being answered, all further ones
-/// are answered together afterwards, because what they ask about may have changed meanwhile.
+/// Keeps one client's questions of one kind from piling up: questions that arrive while one is being answered
+/// share one further answer, because the state may have changed meanwhile.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: the owner's; a value.
 class QuestionDesk {
  public:
-  /// Whether the answer is to be made now.
+  /// Whether to make the answer now.
   bool ask(Question question) {
     const auto [entry, isNew] = open_.try_emplace(question, false);
     if (!isNew) entry->second = true;
     return isNew;
   }
-  /// Whether to make another one.
+  /// Whether to make another answer.
   bool answered(Question question) {
     const bool again = open_[question];
     if (again)

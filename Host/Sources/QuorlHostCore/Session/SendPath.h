@@ -14,38 +14,41 @@
 
 namespace quorl {
 
-/// The way of one client's frames to its transport, in order. The transport is given a few frames at a time;
-/// what it has no room for waits here, where newer state replaces older.
+/// Passes one client's frames to its transport, in order and a few at a time. Frames that the transport has
+/// no room for wait here, where newer state replaces older state.
 ///
-/// *Queue*: its connection's, all operations. *Ownership*: its connection's, shared; holds the transport.
-/// *Lifetime*: completions hold it weakly.
+/// *Queue*: its connection's, for all operations.
+/// *Blocking*: none.
+/// *Ownership*: its connection's, shared; holds the transport.
+/// *Lifetime*: completions hold it weakly. Destruction drops waiting frames.
 class SendPath : public std::enable_shared_from_this<SendPath> {
  public:
-  /// Bytes; equal does not count.
+  /// In bytes; a backlog of exactly this much is not over it.
   static constexpr std::size_t backpressureThreshold = 12'582'912;
-  /// What one frame on its way out costs besides its bytes, so that many tiny ones count as well.
+  /// The overhead of one waiting frame in bytes, so that many small frames count too.
   static constexpr std::size_t frameOverhead = 256;
-  /// What the transport is given at a time.
+  /// Bytes that the transport holds at a time.
   static constexpr std::size_t transportShare = 262'144;
 
-  /// Called after each completion, with the error if there was one.
+  /// Called after each completion, with the error if any.
   using Progress = std::function<void(const std::optional<PortError>&)>;
 
   SendPath(SerialQueue queue, std::shared_ptr<NetworkConnection> transport, std::shared_ptr<PictureGate> gate,
            Progress progress);
 
-  /// The frame's bytes have been reported to the gate as accepted. False when it was dropped.
+  /// The caller has reported the frame's bytes to the gate as accepted. Returns false if the frame was
+  /// dropped.
   bool send(OutgoingFrame frame, Droppable droppable, Purpose purpose,
             const std::optional<StateKey>& key = std::nullopt);
-  /// Gives everything that waits to the transport, before it is cancelled.
+  /// Passes all waiting frames to the transport, before it is cancelled.
   void handOverAll();
 
-  /// Bytes of frames that wait here or at the transport.
+  /// Bytes of frames that wait here or in the transport.
   std::size_t outstandingBytes() const;
   bool isBackpressured() const;
-  /// What the peer asked for and has not read yet, frames' overhead included.
+  /// Bytes of answers that the peer has not read, with the overhead of frames.
   std::size_t answerBacklog() const;
-  /// Whether events of agents were left out since the last call, and all else has left.
+  /// Whether events of agents were removed since the last call and all other frames have left.
   bool takeLostAgentEvents();
 
  private:
@@ -61,7 +64,7 @@ class SendPath : public std::enable_shared_from_this<SendPath> {
 
   HeldFrames held_ QUORL_GUARDED_BY(queue_);
   std::size_t outstandingBytes_ QUORL_GUARDED_BY(queue_) = 0;
-  std::size_t atTransport_ QUORL_GUARDED_BY(queue_) = 0;  // bytes of these that the transport was given
+  std::size_t atTransport_ QUORL_GUARDED_BY(queue_) = 0;  // bytes of these in the transport
   std::size_t answerBytes_ QUORL_GUARDED_BY(queue_) = 0;
   std::size_t answers_ QUORL_GUARDED_BY(queue_) = 0;
 };

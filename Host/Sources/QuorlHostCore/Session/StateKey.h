@@ -10,17 +10,17 @@
 
 namespace quorl {
 
-/// What a message that says how things are now is about. Of two messages with the same key the newer one
-/// makes the older one worthless.
+/// The subject of a message that carries state. Of two messages with the same key the newer replaces the
+/// older.
 struct StateKey {
-  std::size_t messageCase = 0;  // its place in `ControlMessage`
+  std::size_t messageCase = 0;  // its index in `ControlMessage`
   std::size_t eventCase = 0;    // of an agent's event
   UUID agent;                   // of an agent's event
 
   auto operator<=>(const StateKey&) const = default;
 };
 
-/// Nothing for messages that each count.
+/// Nothing for messages that must all be delivered.
 std::optional<StateKey> stateKeyOf(const ControlMessage& message);
 
 bool isAgentEvent(const StateKey& key);

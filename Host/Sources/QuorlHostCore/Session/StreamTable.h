@@ -10,22 +10,24 @@
 
 namespace quorl {
 
-/// The picture streams of one connection, by the numbers that the client gave them.
+/// The picture streams of one connection by their stream IDs, which the client chooses.
 ///
-/// *Queue*: its connection's. *Ownership*: holds the streams; one that leaves the table is stopped.
+/// *Queue*: its connection's.
+/// *Blocking*: none.
+/// *Ownership*: shares the streams, and stops each one that it removes.
 class StreamTable {
  public:
   static constexpr std::size_t maxStreams = 8;
 
   enum class Started : std::uint8_t { yes, limitReached };
 
-  /// A stream of the same number is replaced and does not count towards the limit.
+  /// Replaces a stream with the same ID, which does not count towards the limit.
   Started start(const StartStream& request, const ClientStreamFactory& factory,
                 std::weak_ptr<StreamOutputSink> sink);
   void stop(std::uint32_t streamID);
   void stopAll();
 
-  /// Nothing for an unknown number.
+  /// Null for an unknown ID.
   ClientStream* find(std::uint32_t streamID) const;
   std::size_t size() const { return streams_.size(); }
 

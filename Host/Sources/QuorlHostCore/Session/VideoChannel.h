@@ -14,8 +14,10 @@ namespace quorl {
 
 /// One session's side channel for pictures by UDP. The client opens and closes it; no handshake confirms it.
 ///
-/// *Queue*: the session's, for every operation. *Blocking*: none. *Ownership*: the session's; shares the
-/// network, the session's transport and its gate. *Lifetime*: destruction drops datagrams that wait.
+/// *Queue*: the session's, for every operation.
+/// *Blocking*: none.
+/// *Ownership*: the session's; shares the network, the session's transport and its gate.
+/// *Lifetime*: destruction drops datagrams that wait.
 class VideoChannel {
  public:
   VideoChannel(SerialQueue queue, std::shared_ptr<Network> network,
@@ -35,7 +37,7 @@ class VideoChannel {
   const std::shared_ptr<NetworkConnection> session_;
   const std::shared_ptr<PictureGate> gate_;
   std::shared_ptr<DatagramPacer> pacer_;  // absent while closed
-  std::uint32_t frameCounter_ = 0;        // goes on across channels
+  std::uint32_t frameCounter_ = 0;        // not reset by `open`
 };
 
 }  // namespace quorl
