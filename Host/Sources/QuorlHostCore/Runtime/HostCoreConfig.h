@@ -7,10 +7,10 @@
 
 namespace quorl {
 
-/// What one host process is to do. A value, fixed once the runtime is built.
+/// The configuration of one host process. Fixed once the runtime is built.
 struct HostCoreConfig {
   std::uint16_t port = 0;                          // TCP port of the session listener
-  std::optional<std::string> fixedPIN;             // when present the PIN never changes
+  std::optional<std::string> fixedPIN;             // if present, the PIN never changes
   std::optional<std::string> trustStoreDirectory;  // absolute; else the folder for application data
   bool advertiseBonjour = false;
   bool enableRelay = false;
@@ -18,7 +18,7 @@ struct HostCoreConfig {
   bool multiUserPortHandoff = false;  // the session port follows the console user
   bool enableTerminalBridge = false;
 
-  /// What the application uses.
+  /// The application's configuration.
   static const HostCoreConfig menuBar;
 
   bool operator==(const HostCoreConfig&) const = default;

@@ -124,7 +124,7 @@ std::expected<void, PortError> HostRuntime::start() {
   return {};
 }
 
-// Asking the platform for its accounts may take seconds, so it is nobody's queue that waits.
+// Reading the accounts may take seconds, so that it runs on no service's queue.
 void HostRuntime::broadcastUserList() {
   scheduler_.execute([&scheduler = scheduler_, weak = std::weak_ptr(server_), services = services_] {
     const auto server = weak.lock();
@@ -142,7 +142,7 @@ void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   } else {
     agentsHaveEnded();
   }
-  // The process may end right after this, and `bye` should have left by then.
+  // The process may end right after this; `bye` must have left by then.
   server_->waitForClosing();
 }
 

@@ -22,24 +22,24 @@ class TrustStore;
 class UserSessionManager;
 struct HostServices;
 
-/// The composition root: builds every long-lived service from one configuration, wires them, starts and stops
-/// them in a fixed order.
+/// The composition root: builds every long-lived service from one configuration, connects them, and starts
+/// and stops them in a fixed order.
 ///
-/// *Queue*: none of its own; `start` and `stop` are each called once, on the main thread.
+/// *Queue*: none. `start` and `stop` are called once each, on the main thread.
+/// *Blocking*: `stop` waits until every client was sent `bye`.
 /// *Ownership*: owns the services; callbacks hold it and the server weakly.
 /// *Lifetime*: the process's; the scheduler outlives it.
 class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
  public:
-  /// Cannot fail.
   static std::shared_ptr<HostRuntime> make(HostCoreConfig config, Platform platform);
   HostRuntime(const HostRuntime&) = delete;
   HostRuntime& operator=(const HostRuntime&) = delete;
   ~HostRuntime();
 
-  /// Fails only when the server does; then nothing is started.
+  /// Fails only if the server does; then nothing was started.
   std::expected<void, PortError> start();
-  /// Returns when every client has been told. The agents are given time to end; `agentsHaveEnded` is called
-  /// once, on any thread, as soon as the last one has.
+  /// Returns when every client was told. Agents get time to end; `agentsHaveEnded` is called once, on any
+  /// thread, when the last one has.
   void stop(std::function<void()> agentsHaveEnded = [] {});
 
   const HostCoreConfig& config() const { return config_; }
@@ -57,7 +57,7 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const std::shared_ptr<TrustStore> trustStore_;
   const std::shared_ptr<PairingState> pairing_;
   const std::shared_ptr<HostStateProvider> stateProvider_;
-  const std::shared_ptr<AgentCatalog> catalog_;  // these three absent where the platform runs no terminals
+  const std::shared_ptr<AgentCatalog> catalog_;  // these three are absent on a platform without terminals
   const std::shared_ptr<HostExtrasStore> extras_;
   const std::shared_ptr<AgentRegistry> agents_;
   const std::shared_ptr<InputInjector> injector_;
