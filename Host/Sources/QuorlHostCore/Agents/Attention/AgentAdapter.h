@@ -9,12 +9,12 @@
 
 namespace quorl {
 
-/// Which program a session supervises, since each prompts in its own words.
+/// The program that a session supervises. Each program words its prompts differently.
 enum class AgentAdapter : std::uint8_t { claudeCode, codex, aider, generic };
 BOOST_DESCRIBE_ENUM(AgentAdapter, claudeCode, codex, aider, generic)
 
-/// A resumed session is `claudeCode` whatever its command; else the command decides, by substring, whatever
-/// the case.
+/// A resumed session is `claudeCode` for any command. Otherwise a substring of the command decides, in either
+/// case.
 AgentAdapter inferAgentAdapter(std::string_view command, AgentKind kind);
 
 }  // namespace quorl

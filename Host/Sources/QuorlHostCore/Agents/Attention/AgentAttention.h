@@ -12,24 +12,24 @@
 #include <QuorlHostCore/Text/RegularExpression.h>
 #include <QuorlKit/Foundation/ByteView.h>
 
-/// Whether what stands on a quiet screen asks for a human. The patterns are deliberately broad: they are only
-/// tried after silence, on the end of the output. All functions may be called from any thread.
+/// Whether the text on a quiet screen asks for a human. The patterns are deliberately broad, because they are
+/// tried only after silence and on the end of the output. All functions may be called from any thread.
 namespace quorl::AgentAttention {
 
-/// A session that has been silent for less is working.
+/// A session that has been silent for less time is working.
 inline constexpr Duration silenceBeforeWaiting = std::chrono::seconds(2);
-/// At least this long between two attentions of one session.
+/// The minimum interval between two attentions of one session.
 inline constexpr Duration attentionInterval = std::chrono::seconds(30);
-/// How much of the end of the output the patterns see.
+/// The part of the output that the patterns see, in bytes from its end.
 inline constexpr std::size_t tailLength = 512;
-/// The body of an attention where the screen has no line to show.
+/// The body of an attention if the screen has no line to show.
 inline constexpr std::string_view fallbackBody = "waiting for input";
 
-/// The patterns of one program, in order: those for all, then its own.
+/// The patterns of one program, in order: the common ones, then its own.
 std::vector<std::string_view> patterns(AgentAdapter adapter);
 
-/// One expression that finds any of the patterns, in either case; absent where it does not compile. Made at
-/// its first use and kept.
+/// One expression that matches any of the patterns in either case; absent if it does not compile. Compiled at
+/// first use and kept.
 std::shared_ptr<const RegularExpression> regex(AgentAdapter adapter);
 
 struct Finding {
@@ -37,7 +37,7 @@ struct Finding {
   std::string body;   // the last line that is not empty, else `fallbackBody`
 };
 
-/// Looks at the last `tailLength` bytes of `output`, raw terminal output.
+/// Examines the last `tailLength` bytes of `output`, which is raw terminal output.
 Finding examine(ByteView output, AgentAdapter adapter);
 
 }  // namespace quorl::AgentAttention

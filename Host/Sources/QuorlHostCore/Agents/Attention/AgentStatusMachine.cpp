@@ -71,7 +71,7 @@ std::optional<MonotonicTime> AgentStatusMachine::nextTick() const {
   return std::nullopt;
 }
 
-// The first instant on the grid of ticks that is neither before `earliest` nor one that has been.
+// The first instant on the grid of ticks that is not before `earliest` and has not passed.
 MonotonicTime AgentStatusMachine::firstTickFrom(MonotonicTime earliest) const {
   const Duration sinceCreation = std::max(earliest - created_, Duration::zero());
   const auto count = (sinceCreation + tickInterval - Duration(1)) / tickInterval;

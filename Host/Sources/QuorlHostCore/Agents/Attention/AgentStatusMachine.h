@@ -11,31 +11,31 @@
 
 namespace quorl {
 
-/// Decides from output, silence, bells and the words on the screen whether a program works, is idle, or waits
-/// for a human. Output makes it working at once; everything else is decided in silence, at ticks a second
-/// apart from its creation on.
+/// Decides from output, silence, bells and the text on the screen whether a program works, is idle, or waits
+/// for a human. Output means working at once. Everything else is decided during silence, at ticks one second
+/// apart, counted from construction.
 ///
-/// Only ticks that can change something need to be given: `nextTick` names the next one, so that a quiet
-/// session costs nothing. Leaving out the others makes no difference.
+/// Only ticks that can change something need to be given. `nextTick` is the next of them, so that a quiet
+/// session costs nothing.
 ///
-/// *Queue*: its owner's. *Ownership*: a value.
+/// *Queue*: the owner's; a value.
 class AgentStatusMachine {
  public:
   struct Actions {
     std::optional<AgentStatus> statusChange;
-    std::optional<std::string> attentionBody;  // tell the human, with this line
+    std::optional<std::string> attentionBody;  // notify the user with this line
   };
 
   AgentStatusMachine(AgentAdapter adapter, MonotonicTime created);
 
   Actions receiveOutput(ByteView output, MonotonicTime now);
-  /// `screenTail`: the end of the scrollback, 512 bytes or more where there are so many.
+  /// `screenTail`: at least the last 512 bytes of the scrollback, or all of it.
   Actions tick(ByteView screenTail, MonotonicTime now);
-  /// Final.
+  /// The program has ended. Final.
   Actions exit();
 
   AgentStatus status() const { return status_; }
-  /// The next instant at which a tick can change anything; nothing until then is none.
+  /// The next instant at which a tick can change something. Nothing if only an event can.
   std::optional<MonotonicTime> nextTick() const;
 
  private:
@@ -48,7 +48,7 @@ class AgentStatusMachine {
   MonotonicTime lastTick_;
   std::optional<MonotonicTime> lastAttention_;
   bool sawBell_ = false;
-  bool bellWasConsumed_ = false;  // by the last tick: the next one may find nothing that waits
+  bool bellWasConsumed_ = false;  // by the last tick, so that the next one can end the waiting
   AgentStatus status_ = AgentStatus::running;
 };
 

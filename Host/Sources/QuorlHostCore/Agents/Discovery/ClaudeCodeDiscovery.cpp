@@ -47,12 +47,12 @@ std::vector<DiscoveredClaudeSession> ClaudeCodeDiscovery::scan(std::size_t limit
   for (std::size_t i = 0; i < projects->size(); ++i)
     if ((*projects)[i].isDirectory) collect(top + "/" + (*projects)[i].name, i, found);
   std::ranges::sort(found, [](const Found& a, const Found& b) {
-    // The names settle a tie, so that no refresh shuffles the list.
+    // Names break ties, so that a refresh does not reorder the list.
     return a.file.modified != b.file.modified ? a.file.modified > b.file.modified : a.sessionID < b.sessionID;
   });
   found.resize(std::min(found.size(), limit));
 
-  // Only the folders of sessions that are shown are worth the search for their path.
+  // The path is searched only for folders of sessions that are shown.
   std::map<std::size_t, std::string> paths;
   std::vector<DiscoveredClaudeSession> sessions;
   sessions.reserve(found.size());
@@ -82,7 +82,7 @@ std::optional<std::string> ClaudeCodeDiscovery::preview(const std::string& sessi
     const std::string folder = top + "/" + project.name;
     const auto files = project.isDirectory ? files_->list(folder) : std::vector<SessionFiles::Entry>{};
     if (!files) continue;
-    // Found among the names, so that an identifier with a "/" leads nowhere.
+    // Compared with the names in the folder, so that an identifier with a "/" cannot leave it.
     const auto file = std::ranges::find(*files, wanted, &SessionFiles::Entry::name);
     if (file != files->end()) return previewOf(folder + "/" + wanted, *file);
   }

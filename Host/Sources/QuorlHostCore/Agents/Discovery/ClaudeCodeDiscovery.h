@@ -14,26 +14,27 @@
 
 namespace quorl {
 
-/// Finds the past sessions of Claude Code, one "UUID.jsonl" each in a folder per project under
-/// ".claude/projects" in the user's home. Transcripts are read at their end only, and again only when they
-/// have changed.
+/// Finds the past sessions of Claude Code: one "UUID.jsonl" per session, in one folder per project under
+/// ".claude/projects" in the user's home. Only the end of a transcript is read, and read again only after the
+/// file has changed.
 ///
-/// *Queue*: its owner's, one call at a time; calls block while the disk is read.
+/// *Queue*: the owner's, one call at a time.
+/// *Blocking*: calls read the disk; use them as blocking work.
 /// *Ownership*: shares the files.
 class ClaudeCodeDiscovery {
  public:
   explicit ClaudeCodeDiscovery(std::shared_ptr<SessionFiles> files) : files_(std::move(files)) {}
 
-  /// The newest `limit` sessions, newest first, the first `previewLimit` of them with a preview.
+  /// The newest `limit` sessions, newest first. The first `previewLimit` have a preview.
   std::vector<DiscoveredClaudeSession> scan(std::size_t limit, std::size_t previewLimit);
-  /// The preview of one session, in whichever project folder it is found first; `projectPath` takes no part.
+  /// The preview of one session, from the first project folder that has it; `projectPath` is not used.
   std::optional<std::string> preview(const std::string& sessionID, const std::string& projectPath);
   std::string decodeProjectPath(std::string_view name) const;
 
  private:
   struct Found {
     std::string sessionID;
-    std::size_t project = 0;  // which folder
+    std::size_t project = 0;  // index of its folder
     SessionFiles::Entry file;
   };
 

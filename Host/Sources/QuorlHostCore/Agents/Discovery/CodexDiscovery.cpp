@@ -6,7 +6,7 @@
 
 namespace quorl {
 
-// Links to folders are not entered: they could lead round in a circle.
+// Links to folders are not followed, because they could form a cycle.
 std::vector<CodexDiscovery::Found> CodexDiscovery::walk() const {
   std::vector<Found> found;
   std::vector<std::string> pending{files_->homeDirectory() + "/.codex/sessions"};
@@ -27,11 +27,11 @@ std::vector<CodexDiscovery::Found> CodexDiscovery::walk() const {
   return found;
 }
 
-// From the newest file on and no further than needed, as files without meta do not count.
+// Reads from the newest file on and no further than needed, because files without meta do not count.
 std::vector<DiscoveredAgentSession> CodexDiscovery::scan(std::size_t limit) {
   std::vector<Found> found = walk();
   std::ranges::sort(found, [](const Found& a, const Found& b) {
-    // The names settle a tie, so that no refresh shuffles the list.
+    // Names break ties, so that a refresh does not reorder the list.
     return a.file.modified != b.file.modified ? a.file.modified > b.file.modified : a.path < b.path;
   });
   std::vector<DiscoveredAgentSession> sessions;

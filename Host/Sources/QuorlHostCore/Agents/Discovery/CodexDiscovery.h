@@ -14,10 +14,11 @@
 
 namespace quorl {
 
-/// Finds the past sessions of Codex, one ".jsonl" file each somewhere below ".codex/sessions" in the user's
-/// home. Only the first line of a file is read, and again only when the file has changed.
+/// Finds the past sessions of Codex: one ".jsonl" file per session, below ".codex/sessions" in the user's
+/// home. Only the first line of a file is read, and read again only after the file has changed.
 ///
-/// *Queue*: its owner's, one call at a time; calls block while the disk is read.
+/// *Queue*: the owner's, one call at a time.
+/// *Blocking*: calls read the disk; use them as blocking work.
 /// *Ownership*: shares the files.
 class CodexDiscovery {
  public:

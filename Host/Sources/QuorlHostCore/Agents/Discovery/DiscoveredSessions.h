@@ -11,7 +11,7 @@ namespace quorl {
 
 /// A past session of Claude Code.
 struct DiscoveredClaudeSession {
-  std::string sessionID;  // a UUID as the file name has it
+  std::string sessionID;  // a UUID, as in the file name
   std::string projectPath;
   Date modified;
   std::optional<std::string> preview;
@@ -22,7 +22,7 @@ struct DiscoveredClaudeSession {
 /// A past session of any tool.
 struct DiscoveredAgentSession {
   AgentTool tool = AgentTool::other;
-  std::string sessionID;  // need not be a UUID
+  std::string sessionID;  // not always a UUID
   std::string projectPath;
   Date modified;
   std::optional<std::string> preview;

@@ -42,12 +42,12 @@ constexpr std::array<AgentPattern, 11> patterns{{
     {.binaries = gpt, .modules = gpt, .name = "GPT"},
 }};
 
-// Names rare enough to mean the agent wherever they stand alone in a command line, as when an interpreter
-// runs the agent's script. "claude" is not: too many files are called after it.
+// Names that are rare enough to mean the agent anywhere in a command line, as when an interpreter runs the
+// agent's script. "claude" is not one: many files have that name.
 constexpr std::array<std::string_view, 7> standaloneWords{"codex",    "aider",        "goose", "hermes",
                                                           "openclaw", "cursor-agent", "ollama"};
 
-/// Lower-cased, without folders and without the "-" that marks a login shell.
+/// Lower case, without folders and without the "-" of a login shell.
 std::string baseName(std::string_view token) {
   if (token.starts_with('-')) token.remove_prefix(1);
   return loweredASCII(token.substr(token.find_last_of('/') + 1));
@@ -82,7 +82,7 @@ std::optional<std::string> nameForModule(const std::vector<std::string_view>& to
   return std::nullopt;
 }
 
-/// Whether `word` occurs in `text` with neither a word character nor "-" on either side.
+/// Whether `text` contains `word` with neither a word character nor "-" on either side.
 bool standsAlone(std::string_view word, std::string_view text) {
   static const std::map<std::string_view, RegularExpression> expressions = [] {
     std::map<std::string_view, RegularExpression> compiled;
@@ -93,7 +93,7 @@ bool standsAlone(std::string_view word, std::string_view text) {
     }
     return compiled;
   }();
-  // The plain search keeps the engine away from nearly every process.
+  // A plain search first, so that the engine runs for few processes.
   if (text.find(word) == std::string_view::npos) return false;
   const auto expression = expressions.find(word);
   return expression != expressions.end() && expression->second.isFoundIn(text);
@@ -115,12 +115,12 @@ std::optional<std::string> nameForStandaloneWord(const std::vector<std::string_v
 std::optional<std::string> ProcessDiscovery::classify(std::string_view command,
                                                       std::optional<std::string_view> execPath) {
   command = trimmedBlanks(command);
-  // The host and its own tools are nobody's agents.
+  // The host and its tools are not agents.
   if (command.empty() || loweredASCII(command).find("quorl") != std::string::npos) return std::nullopt;
   const std::vector<std::string_view> tokens = tokensOf(command);
   std::string_view program = trimmedBlanks(execPath.value_or(""));
   if (program.empty()) program = tokens.front();
-  // A process inside an application bundle is a graphical application, whatever its name.
+  // A process in an application bundle is a graphical application, whatever its name.
   if (program.find(".app/") != std::string_view::npos) return std::nullopt;
 
   const std::string base = baseName(program);
@@ -130,8 +130,9 @@ std::optional<std::string> ProcessDiscovery::classify(std::string_view command,
   return nameForStandaloneWord(tokens);
 }
 
-// A program behind a link runs under the path of what the link leads to ("versions/2.1"), and a script under
-// that of its interpreter, so where the executable says nothing the system's own name for the process may.
+// A program that was started through a link runs under the path of its target ("versions/2.1"), and a script
+// under that of its interpreter. If the executable does not identify the agent, the system's name for the
+// process may.
 std::optional<std::string> ProcessDiscovery::classify(const ProcessRow& row) {
   std::optional<std::string> name = classify(row.command, row.executablePath);
   if (name || row.name.empty() || row.executablePath.find(".app/") != std::string::npos) return name;

@@ -17,7 +17,8 @@ namespace quorl {
 
 /// Finds the command-line agents that run in terminals of this machine.
 ///
-/// *Queue*: any; calls block while the process table is read. Nothing is kept between calls.
+/// *Queue*: any thread; it has no state.
+/// *Blocking*: calls read the process table; use them as blocking work.
 /// *Ownership*: shares the process table.
 class ProcessDiscovery {
  public:
@@ -27,22 +28,22 @@ class ProcessDiscovery {
     std::vector<ExternalAgent> agents;
     std::map<UUID, std::uint64_t> startTimes;  // of their processes
   };
-  /// The agents in the order of the process table, with `terminal` `unknown`, `adoptable` false and `cwd`
-  /// absent. `excludingTTYs` are device paths ("/dev/pts/3").
+  /// The agents in the order of the process table, with `terminal` `unknown`, `adoptable` false and no `cwd`.
+  /// `excludingTTYs`: device paths ("/dev/pts/3").
   Findings find(const std::set<std::string>& excludingTTYs,
                 const std::set<std::int32_t>& excludingPIDs) const;
   std::vector<ExternalAgent> scan(const std::set<std::string>& excludingTTYs,
                                   const std::set<std::int32_t>& excludingPIDs) const {
     return find(excludingTTYs, excludingPIDs).agents;
   }
-  /// No pids, no look at the machine.
+  /// Does not read the process table for an empty list.
   std::map<std::int32_t, std::string> cwdByPID(const std::vector<std::int32_t>& pids) const;
 
-  /// The display name of the agent that a process is, if any. `execPath` is the path of its executable; the
-  /// command line alone decides where that is not known.
+  /// The display name of the agent that a process is, if any. `execPath` is the path of its executable; if
+  /// unknown, the command line alone decides.
   static std::optional<std::string> classify(std::string_view command,
                                              std::optional<std::string_view> execPath);
-  /// Stays the same from scan to scan and changes when the process does.
+  /// The same for the same process in every scan, and different for another process.
   static UUID stableID(std::int32_t pid, const std::optional<std::string>& tty);
 
  private:

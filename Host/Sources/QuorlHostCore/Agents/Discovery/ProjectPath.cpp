@@ -9,10 +9,10 @@ namespace quorl {
 
 namespace {
 
-/// Neither existing folders nor a hostile name may lead deeper than this.
+/// The maximum depth, for existing folders and for hostile names.
 constexpr std::size_t maxDepth = 63;
-/// Links that lead to their own folder make a tree without end of every name. A path that is there takes a
-/// few hundred looks at most.
+/// A limit for links that lead to their own folder and form an endless tree. An existing path needs a few
+/// hundred checks at most.
 constexpr int maxLookUps = 4096;
 
 std::vector<std::string_view> segmentsOf(std::string_view name) {

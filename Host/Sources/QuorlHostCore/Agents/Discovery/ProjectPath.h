@@ -7,15 +7,15 @@
 
 namespace quorl {
 
-/// What decides how a name is read. Both get absolute paths.
+/// Checks that decide how a name is read. Both get absolute paths.
 struct PathLookup {
   std::function<bool(const std::string&)> exists;
   std::function<bool(const std::string&)> isDirectory;
 };
 
-/// The path that a folder name with "-" for each "/" stands for. As a name may hold "-" itself, the file
-/// system decides: shorter names first, then longer ones, with backtracking; a path that is not there has
-/// every "-" read as "/".
+/// The path that a folder name encodes with "-" for each "/". A name may contain "-" itself, so the file
+/// system decides: shorter names are tried first, then longer ones, with backtracking. For a path that does
+/// not exist every "-" is read as "/".
 std::string decodeProjectPath(std::string_view name, const PathLookup& lookup);
 
 }  // namespace quorl

@@ -11,15 +11,15 @@
 
 namespace quorl {
 
-/// What was read out of files, for as long as they do not change: a file is named by its path and known by
-/// its size, its date and its identity. A file that was not asked for between two calls of `forgetOthers` is
-/// forgotten, so that memory follows the files that are there.
+/// Values read from files, kept while the files do not change. A file is found by its path and compared by
+/// size, date and identity. A file that is not requested between two calls of `forgetOthers` is removed, so
+/// that memory follows the existing files.
 ///
-/// *Queue*: one at a time, its owner's. *Ownership*: a value.
+/// *Queue*: the owner's; a value.
 template <class Value>
 class SessionFileCache {
  public:
-  /// The value that was remembered for the file as `entry` shows it; nothing where it must be read.
+  /// The value stored for the file in the state of `entry`. Nothing if it must be read.
   const Value* find(const std::string& path, const SessionFiles::Entry& entry) {
     const auto found = items_.find(path);
     if (found == items_.end() || !found->second.matches(entry)) return nullptr;

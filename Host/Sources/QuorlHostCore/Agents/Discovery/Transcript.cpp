@@ -13,14 +13,14 @@ namespace {
 
 using Text = std::optional<std::string>;
 
-/// The value as text; a value of another kind is skipped and leaves nothing.
+/// The value as text. A value of another kind is skipped and gives nothing.
 bool readText(JsonReader& json, Text& text) {
   text.reset();
   if (json.peek() != JsonReader::Kind::string) return json.skipValue();
   return json.readString(text.emplace());
 }
 
-/// Walks an object: `member(key)` reads or skips each value. False when the JSON is malformed.
+/// Reads an object: `member(key)` reads or skips each value. False if the JSON is malformed.
 template <class Member>
 bool readObject(JsonReader& json, const Member& member) {
   if (!json.beginObject()) return false;
@@ -33,7 +33,7 @@ bool readObject(JsonReader& json, const Member& member) {
   }
 }
 
-/// An element of a message's content; `text` stays as it is unless this is a text element with text.
+/// One element of a message's content. `text` changes only for a text element.
 bool readContentElement(JsonReader& json, Text& text) {
   if (json.peek() != JsonReader::Kind::object) return json.skipValue();
   Text type;
@@ -47,7 +47,7 @@ bool readContentElement(JsonReader& json, Text& text) {
   return isWhole;
 }
 
-/// A message's content: a text, or a list whose first text element counts.
+/// A message's content: a text, or a list whose first text element is used.
 bool readContent(JsonReader& json, Text& text) {
   if (json.peek() != JsonReader::Kind::array) return readText(json, text);
   text.reset();
@@ -81,14 +81,14 @@ std::optional<Line> parseLine(std::string_view text) {
   return line;
 }
 
-/// One line of at most `previewLength` characters and an ellipsis.
+/// One line of at most `previewLength` characters, and an ellipsis.
 Text shortened(std::string_view text) {
   text = trimmedWhiteSpace(text);
   if (text.empty()) return std::nullopt;
   const std::string_view head = firstBytes(firstCharacters(text, previewLength), previewSize);
   std::string line;
   for (std::size_t i = 0; i < head.size(); ++i) {
-    // A carriage return with its line feed is one line end.
+    // A carriage return and its line feed are one line end.
     if (head[i] == '\r' && i + 1 < head.size() && head[i + 1] == '\n') continue;
     line += head[i] == '\n' || head[i] == '\r' ? ' ' : head[i];
   }

@@ -9,23 +9,23 @@
 
 namespace quorl {
 
-/// What the session files of command-line agents say about themselves. The files are JSON lines; all input is
-/// foreign: a line of another shape is passed over.
+/// Reads the session files of command-line agents. They are JSON lines from another program; a line of
+/// another form is skipped.
 namespace Transcript {
 
-/// As much of a file as is ever looked at: the end of a transcript, the beginning of a Codex session.
+/// The part of a file that is read: the end of a transcript, the start of a Codex session.
 inline constexpr std::size_t windowSize = 65536;
 /// User-perceived characters.
 inline constexpr std::size_t previewLength = 160;
-/// And bytes: one character can be as long as its writer likes.
+/// In bytes: a single character can be of any length.
 inline constexpr std::size_t previewSize = 4096;
-/// What a file's name and its path can have (POSIX, NAME_MAX and PATH_MAX as Linux has them); longer fields
-/// are cut.
+/// The maximum length of a file's name and path (POSIX NAME_MAX and PATH_MAX, as on Linux). Longer fields are
+/// truncated.
 inline constexpr std::size_t maxNameSize = 255;
 inline constexpr std::size_t maxPathSize = 4095;
 
-/// One line that tells a session from others: its last summary within `window`, else its first user message.
-/// A window that is not UTF-8 as a whole has none.
+/// One line that identifies a session for a reader: its last summary within `window`, else its first user
+/// message. Nothing if the window is not valid UTF-8.
 std::optional<std::string> preview(ByteView window);
 
 struct CodexMeta {
@@ -35,7 +35,7 @@ struct CodexMeta {
   bool operator==(const CodexMeta&) const = default;
 };
 
-/// What the first line of a Codex session says, `beginning` being the first bytes of the file.
+/// The contents of the first line of a Codex session. `beginning`: the first bytes of the file.
 std::optional<CodexMeta> codexMeta(ByteView beginning);
 
 }  // namespace Transcript

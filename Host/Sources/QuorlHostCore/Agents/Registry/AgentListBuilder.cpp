@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::string_view dash = " — ";
 constexpr std::string_view sessionPrefix = "session ";
-// A live session whose file has changed within this time is at work.
+// A live session whose file has changed within this time is working.
 constexpr double workingSeconds = 120;
 
 std::optional<AgentTool> toolOf(const std::string& command, const std::string& displayName) {
@@ -38,7 +38,7 @@ std::optional<std::string> projectOf(const SpawnedAgentFacts& agent, std::string
 AgentDescriptor rowOf(const DiscoveredAgentSession& session, AgentStatus status) {
   AgentDescriptor row;
   row.id = rowIdentity(session);
-  row.kind = AgentKind::claudeCode;  // of every tool; `tool` tells them apart
+  row.kind = AgentKind::claudeCode;  // for every tool; `tool` is the difference
   row.name = std::string(label(session.tool)) + std::string(dash);
   row.name += lastPathComponent(session.projectPath);
   row.detail = sessionDetail(session.sessionID, session.projectPath);
@@ -121,7 +121,7 @@ bool isPastSession(const AgentDescriptor& row) {
   return row.kind == AgentKind::claudeCode && !row.pid;
 }
 
-// No less than what the row takes in JSON, where a byte of text becomes six at most.
+// At least what the row takes in JSON, where one byte of text becomes six at most.
 std::size_t largestEncodedSize(const AgentDescriptor& row) {
   constexpr std::size_t everythingElse = 512;
   const auto sizeOf = [](const std::optional<std::string>& text) { return text ? text->size() : 0; };
@@ -140,7 +140,7 @@ std::size_t encodedSize(const AgentDescriptor& row) {
 void dropOldestPastSessions(std::vector<AgentDescriptor>& rows, std::size_t limit) {
   std::size_t bound = 0;
   for (const AgentDescriptor& row : rows) bound += largestEncodedSize(row);
-  if (bound <= limit) return;  // nearly always, and without encoding anything
+  if (bound <= limit) return;  // the usual case, without encoding
   constexpr std::size_t envelope = 64;
   std::size_t total = envelope;
   for (const AgentDescriptor& row : rows) total += encodedSize(row);

@@ -12,7 +12,7 @@
 #include <QuorlKit/Foundation/UUID.h>
 #include <QuorlKit/Models/AgentModels.h>
 
-// The rows that clients are shown, from facts. Pure.
+// The rows of the agent list, from facts. Pure.
 namespace quorl {
 
 struct SpawnedAgentFacts {
@@ -20,7 +20,7 @@ struct SpawnedAgentFacts {
   AgentKind kind = AgentKind::pty;
   std::string displayName;
   std::string command;
-  std::string workingDirectory;  // its tilde expanded
+  std::string workingDirectory;  // with the tilde expanded
   std::optional<std::string> detail;
   AgentStatus status = AgentStatus::running;
   std::int32_t pid = 0;
@@ -58,21 +58,21 @@ struct AgentListFacts {
 AgentDescriptor rowOf(const SpawnedAgentFacts& agent);
 AgentDescriptor rowOf(const AdoptedAgentFacts& agent);
 
-/// The row's identity for a past session: its own where that is a UUID, else one made from it.
+/// The row identity of a past session: its own if that is a UUID, else one derived from it.
 UUID rowIdentity(const DiscoveredAgentSession& session);
 
-/// The detail of a resumed session's row, which also tells the project.
+/// The detail of a resumed session's row, which includes the project.
 std::string sessionDetail(const std::string& sessionID, const std::string& projectPath);
 
-/// Spawned, adopted, past sessions, applications, each in the order given.
+/// Spawned agents, adopted ones, past sessions and applications, each in the given order.
 std::vector<AgentDescriptor> buildAgentList(const AgentListFacts& facts, const CanonicalPath& canonical);
 
-/// Whether an application of the desktop is an agent: the two known ones, the user's own, and local model
-/// runners.
-/// Takes the oldest past sessions out of a list until its message fits into a frame of `limit` bytes. Rows of
+/// Removes the oldest past sessions from a list until its message fits into a frame of `limit` bytes. Rows of
 /// other kinds are few and stay.
 void dropOldestPastSessions(std::vector<AgentDescriptor>& rows, std::size_t limit);
 
+/// Whether an application of the desktop is an agent: the two known ones, the user's own, and local model
+/// runners.
 bool isGUIAgent(const std::string& bundleID, const std::vector<std::string>& usersBundles);
 AgentDescriptor rowOf(const RunningApplication& application, const UUID& id);
 

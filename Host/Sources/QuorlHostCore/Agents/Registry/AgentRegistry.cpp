@@ -170,8 +170,8 @@ void AgentRegistry::takeApplications(const std::vector<ShareableApplication>& ap
   broadcastListIfChanged();
 }
 
-// The host's own terminals are excluded while their processes live, because the system gives the name of a
-// terminal away again at once. A process that ended during the scan may have been read by it and counts as
+// Excludes the terminals of the host's live processes. Those of ended ones are free, because the system
+// reuses their names at once. A process that ended during the scan may have been read by it and counts as
 // live.
 void AgentRegistry::scanExternals(std::function<void(AgentRegistry&)> then) {
   sessions_.checkAdopted();

@@ -9,7 +9,7 @@ namespace quorl {
 
 namespace {
 
-// Equal ones keep their order.
+// Equal elements keep their order.
 template <class T, class Less>
 void sortStably(std::vector<T>& values, Less less) {
   std::vector<std::size_t> order(values.size());

@@ -18,11 +18,13 @@
 
 namespace quorl {
 
-/// Looks at the disk, the process table and the terminals for the registry, so that its queue waits for none
-/// of them and a key typed meanwhile is not held up.
+/// Reads the disk, the process table and the terminals for the registry, so that the registry's queue waits
+/// for none of them and typed keys are not delayed.
 ///
-/// *Queue*: "quorl.agents.scan", which the scans block. Answers come on it.
-/// *Ownership*: the registry's; holds itself weakly while work is pending, and then answers nobody.
+/// *Queue*: "quorl.agents.scan". Operations may be called from any thread; answers come on the queue.
+/// *Blocking*: no operation waits. Scans block the queue, as blocking work.
+/// *Ownership*: the registry's.
+/// *Lifetime*: pending work holds it weakly; after destruction there are no answers.
 class AgentScanner : public std::enable_shared_from_this<AgentScanner> {
  public:
   struct Sessions {
@@ -30,7 +32,7 @@ class AgentScanner : public std::enable_shared_from_this<AgentScanner> {
     std::map<std::string, std::string> canonicalPaths;  // of their projects
   };
   struct Externals {
-    std::vector<ExternalAgent> byName;         // agents of one name in the order of the process table
+    std::vector<ExternalAgent> byName;         // agents of the same name in the order of the process table
     std::map<UUID, std::uint64_t> startTimes;  // of their processes
     SessionLiveness liveness;
   };

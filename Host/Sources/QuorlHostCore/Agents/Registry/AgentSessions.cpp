@@ -33,7 +33,7 @@ TerminalFanOut::Terminal terminalOf(const std::shared_ptr<PTYSession>& session) 
               }};
 }
 
-// The same of a tab, whose application repaints by itself.
+// The terminal of a tab. Its application repaints by itself.
 TerminalFanOut::Terminal terminalOf(const std::shared_ptr<BridgedTerminalSession>& session) {
   return {.view = [weak = std::weak_ptr(session)]() -> TerminalFanOut::View {
             const auto self = weak.lock();
@@ -138,7 +138,7 @@ bool AgentSessions::subscribe(const UUID& id, const Sink& sink) {
   return true;
 }
 
-// The first view of a tab needs an answer of its terminal. The session's queue waits for it, this one does
+// The first view of a tab needs an answer of its terminal. The session's queue waits for it; this one does
 // not.
 void AgentSessions::subscribe(Adopted& adopted, const Sink& sink) {
   const bool isNew = adopted.subscribers.insert(sink.get()).second;

@@ -21,14 +21,14 @@
 
 namespace quorl {
 
-/// The registry's live sessions, which are commands in terminals of the host and adopted terminal tabs, with
-/// the clients that watch each. Carries out commands on one session and records which processes have ended.
+/// The registry's live sessions (commands in terminals of the host, and adopted terminal tabs) and the
+/// clients that watch them. Carries out commands on one session and records which processes have ended.
 ///
 /// *Queue*: the registry's, for every operation. Events come on the sessions' queues.
 /// *Blocking*: lists and times of activity wait for the sessions' queues.
 /// *Ownership*: owns the sessions; holds clients weakly.
 /// *Lifetime*: destruction ends the spawned sessions and leaves the processes in tabs alone. Events of a
-/// session may still arrive until its queue has drained.
+/// session may arrive until its queue has drained.
 class AgentSessions {
  public:
   using ProcessState = BridgedTerminalSession::ProcessState;

@@ -9,7 +9,7 @@ namespace quorl {
 UUID stableUUID(std::string_view from) {
   constexpr std::uint64_t fnvPrime = 0x100000001B3;
   constexpr std::uint64_t goldenRatio = 0x9E3779B97F4A7C15;
-  // FNV-1a (draft-eastlake-fnv), then a multiplicative hash that differs from it in both step and start.
+  // FNV-1a (draft-eastlake-fnv), then a multiplicative hash with another step and start.
   std::uint64_t first = 0xCBF29CE484222325;
   std::uint64_t second = goldenRatio;
   for (const char character : from) {

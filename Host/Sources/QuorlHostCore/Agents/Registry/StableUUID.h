@@ -7,8 +7,8 @@
 
 namespace quorl {
 
-/// The same identifier for the same text, in every run and on every machine: two 64-bit hashes of the UTF-8
-/// bytes, each big-endian, without version or variant bits. Not for secrets.
+/// An identifier derived from a text, the same in every run and on every machine: two 64-bit hashes of the
+/// UTF-8 bytes, each big-endian, without version or variant bits. Not for secrets.
 UUID stableUUID(std::string_view from);
 
 }  // namespace quorl

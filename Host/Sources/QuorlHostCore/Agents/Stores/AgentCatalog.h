@@ -13,13 +13,13 @@
 
 namespace quorl {
 
-/// The launch entries that a client shows as buttons: two of the host's own, always first and not to be
-/// changed, then the user's. They stand in "agent-catalog.json", which is read once and written at every
-/// change, never before.
+/// The launch entries that a client shows as buttons: two built-in ones, which come first and cannot be
+/// changed, then the user's. Stored in "agent-catalog.json", which is read once and written at every change.
 ///
-/// *Queue*: "quorl.agentcatalog"; every operation may be called from any thread and waits for it, and for
-/// the disk where it changes something.
-/// *Ownership*: shared by the runtime, the registry and connections. *Lifetime*: the runtime's.
+/// *Queue*: "quorl.agentcatalog"; every operation may be called from any thread.
+/// *Blocking*: every operation waits for the queue, and changes also for the disk.
+/// *Ownership*: shared by the runtime, the registry and connections.
+/// *Lifetime*: the runtime's.
 class AgentCatalog {
  public:
   /// `directory`: the host's own folder. Loads at once.
@@ -28,7 +28,7 @@ class AgentCatalog {
 
   std::vector<AgentCatalogEntry> all() const;
   std::optional<AgentCatalogEntry> entry(const UUID& id) const;
-  /// Both give the new list. An entry of the host's own changes nothing and writes nothing.
+  /// Both return the new list. For a built-in entry they change and write nothing.
   std::vector<AgentCatalogEntry> upsert(const AgentCatalogEntry& entry);
   std::vector<AgentCatalogEntry> remove(const UUID& id);
 

@@ -74,7 +74,7 @@ void BridgedTerminalSession::beginTermination() {
   if (!isProcessAlive()) return;
   processes_->send(ProcessSignal::interrupt, process_);
   setStatus(AgentStatus::exited);
-  if (terminationTimer_.isPending()) return;  // a second request does not put the end off
+  if (terminationTimer_.isPending()) return;  // a second request does not delay the end
   terminationDeadline_ = queue_.now() + terminationDelay;
   terminationTimer_ =
       queue_.every(terminationCheckInterval, terminationCheckInterval, [weak = weak_from_this()] {
@@ -180,8 +180,8 @@ void BridgedTerminalSession::append(std::string_view tail) {
   if (onOutput) onOutput(bytes);
 }
 
-// As for a session of the host's own, but without bells, which a screen's text does not hold, and without an
-// attention for the end of a process that belongs to the user.
+// As for a spawned session, but without bells, which are not part of a screen's text, and without an
+// attention when the process ends, because it belongs to the user.
 void BridgedTerminalSession::evaluateStatus() {
   if (terminated_) return;
   if (!isProcessAlive()) return;

@@ -18,20 +18,22 @@
 
 namespace quorl {
 
-/// An agent in a terminal tab of the user's, in the shape of a session of the host's own: a scrollback, a
-/// status, output and attention. The tab's text is polled, and only while somebody watches; between the last
-/// watcher and the next what happens goes unseen and the status stands still.
+/// An agent in a terminal tab of the user, with the interface of a spawned session: a scrollback, a status,
+/// output and attention. The tab's text is polled while a client watches. Between the last watcher and the
+/// next, changes are not seen and the status does not change.
 ///
-/// *Queue*: "quorl.bridge.session", which blocks while a terminal answers. The reads need no queue: a lock
-/// that is never held across a terminal's answer or a callback guards what they show.
-/// *Ownership*: shares the bridge and the process table. The timers hold the session weakly.
-/// Once the process has ended, the status is `exited` for good, whatever the tab shows later, and nothing
-/// more is typed: what is left there is the user's shell.
+/// Once the process has ended, the status is `exited` for good, whatever the tab shows, and nothing more is
+/// typed, because the tab then shows the user's shell.
 ///
-/// *Lifetime*: `terminate` is final. Dropping the session stops the polling and leaves the process alone.
+/// *Queue*: "quorl.bridge.session"; operations may be called from any thread and post to it.
+/// *Blocking*: reads take a lock that is never held while a terminal answers or a callback runs. The queue
+/// waits for the terminal, as blocking work.
+/// *Ownership*: the registry's; shares the bridge and the process table.
+/// *Lifetime*: `terminate` is final. Timers hold it weakly. Destruction stops the polling and leaves the
+/// process alone.
 class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTerminalSession> {
  public:
-  /// `startTime`: of the agent's process, as the process table has it.
+  /// `startTime`: of the agent's process, as in the process table.
   static std::shared_ptr<BridgedTerminalSession> create(Scheduler& scheduler, const ExternalAgent& external,
                                                         std::string tty,
                                                         std::shared_ptr<TerminalBridge> bridge,
@@ -41,12 +43,12 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   enum class ProcessState : std::uint8_t {
     alive,
     gone,
-    leftAlone  // asked to end as often as it ever will be
+    leftAlone  // asked to end for the last time, and still alive
   };
 
   static constexpr Duration pollInterval = std::chrono::milliseconds(600);
   static constexpr std::size_t scrollbackLimit = 262'144;
-  /// How much of the screen a watcher who comes is shown, in user-perceived characters.
+  /// The part of the screen that a new watcher is shown, in user-perceived characters.
   static constexpr std::size_t initialLength = 8192;
   static constexpr Duration terminationDelay = std::chrono::seconds(3);
   static constexpr Duration terminationCheckInterval = std::chrono::milliseconds(100);
@@ -68,14 +70,14 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   // Posted.
   void addSubscriber();
   void removeSubscriber();
-  /// Asks the process to end, first as a Ctrl-C would and three seconds later with SIGTERM. The status is
-  /// `exited` at once; the user's process is never killed.
+  /// Asks the process to end, first like a Ctrl-C and three seconds later with SIGTERM. The status is
+  /// `exited` at once. The user's process is never killed with SIGKILL.
   void terminate();
   void typeText(std::string text, TextSubmission submission);
   void typeRaw(Bytes bytes);
-  /// Looks whether the process is still there, watched or not.
+  /// Checks whether the process still exists, watched or not.
   void checkProcess();
-  /// Runs `work` on the session's queue after all that was asked of it before; `work` may block there.
+  /// Runs `work` on the session's queue, after everything that was requested before. `work` may block.
   void afterPendingWork(std::function<void()> work) { queue_.async(std::move(work)); }
 
   AgentStatus status() const;
@@ -90,12 +92,12 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   BridgedTerminalSession(Scheduler& scheduler, const ExternalAgent& external, std::string tty,
                          std::shared_ptr<TerminalBridge> bridge, std::shared_ptr<ProcessTable> processes,
                          std::uint64_t startTime);
-  /// `work` on the queue, in order, and only if the session still exists.
+  /// Runs `work` on the queue, in order, if the session still exists.
   void post(std::function<void(BridgedTerminalSession&)> work);
 
   void beginTermination() QUORL_REQUIRES(queue_);
   void watchTermination() QUORL_REQUIRES(queue_);
-  /// False once the process has gone, which it then takes note of.
+  /// False if the process has ended, which it records.
   bool isProcessAlive() QUORL_REQUIRES(queue_);
   void setProcessState(ProcessState state) QUORL_REQUIRES(queue_);
   void startPolling() QUORL_REQUIRES(queue_);
@@ -120,7 +122,7 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   std::optional<MonotonicTime> lastAttention_ QUORL_GUARDED_BY(queue_);
   bool terminated_ QUORL_GUARDED_BY(queue_) = false;
 
-  // Guarded by the lock; written on the queue alone, which may therefore read without it.
+  // Guarded by the lock. Written on the queue only, which may read them without it.
   mutable std::mutex snapshotLock_;
   Bytes scrollbackStorage_;
   Date lastOutputDate_;

@@ -6,7 +6,7 @@
 
 namespace quorl {
 
-// An unknown link may be a fast one.
+// An unknown link may be fast.
 std::size_t SinkBacklog::limit() const {
   const double aSecond = link_ ? link_->load() : 0;
   if (aSecond <= 0) return mostLimit;

@@ -13,33 +13,35 @@
 
 namespace quorl {
 
-/// How much terminal output one client has been given and has not let go of yet, wherever it waits: in the
-/// connection's queue, behind other frames, or at the transport. It is counted by the life of the buffers, so
-/// it needs no answer from the connection and nobody waits for it.
+/// The terminal output that was given to one client and is not released yet, wherever it waits: in the
+/// connection's queue, after other frames, or in the transport. It is counted by the lifetime of the buffers
+/// and needs no answer of the connection.
 ///
-/// *Queue*: any. *Ownership*: shared by the terminals that a client watches and by the counted buffers.
+/// *Queue*: any thread.
+/// *Blocking*: none.
+/// *Ownership*: shared by the terminals that a client watches and by the counted buffers.
 class SinkBacklog : public std::enable_shared_from_this<SinkBacklog> {
  public:
   static constexpr std::size_t leastLimit = 256U << 10;
   static constexpr std::size_t mostLimit = 8U << 20;
   static constexpr std::size_t mostDrained = 256U << 10;
 
-  /// `link`: what the client's link delivers, which sets the limit.
+  /// `link`: the delivered rate of the client's link, which determines the limit.
   explicit SinkBacklog(DeliveredRate link = nullptr) : link_(std::move(link)) {}
 
-  /// A client with more than this does not keep up: about a second of its link, so that what is typed into a
-  /// flood shows on its screen that soon.
+  /// A client with a larger backlog does not keep up. The limit is about a second of its link, so that input
+  /// during a flood of output shows on its screen within about that time.
   std::size_t limit() const;
-  /// It keeps up again when this little is left.
+  /// The client keeps up again at this backlog.
   std::size_t drained() const { return std::min(limit() / 4, mostDrained); }
   bool isOverLimit() const;
   std::size_t outstanding() const;
 
-  /// The same bytes, counted until the last reference to the result has gone.
+  /// The same bytes, counted until the last reference to the result is released.
   SharedBytes counted(SharedBytes bytes);
 
-  /// Calls `work` once, when the backlog is drained, on the thread that lets the last buffer go; at once when
-  /// it is. `work` only posts.
+  /// Calls `work` once when the backlog is drained, on the thread that releases the last buffer, or at once
+  /// if it is. `work` may only post.
   void whenDrained(std::function<void()> work);
 
  private:

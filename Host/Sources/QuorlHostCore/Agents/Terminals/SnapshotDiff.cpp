@@ -36,8 +36,8 @@ Lines lastLines(std::string_view text, std::size_t limit) {
   return lines;
 }
 
-/// Follows how many lines of a pattern the lines seen so far end with, each line looked at a bounded number
-/// of times on average (Knuth, Morris, Pratt 1977).
+/// Tracks how many lines at the end of the text so far match the start of a pattern. Each line is compared a
+/// bounded number of times on average (Knuth, Morris, Pratt 1977).
 class OverlapMatcher {
  public:
   explicit OverlapMatcher(const Lines& pattern) : pattern_(pattern), shorter_(pattern.size(), 0) {
@@ -48,7 +48,7 @@ class OverlapMatcher {
     }
   }
 
-  /// The new count when `line` follows a text that ends with the first `matched` lines.
+  /// The new count after `line` follows a text that ends with the first `matched` lines.
   std::size_t step(std::size_t matched, std::string_view line) const {
     if (matched == pattern_.size()) matched = shorter_[matched - 1];
     while (matched > 0 && pattern_[matched] != line) matched = shorter_[matched - 1];
@@ -57,7 +57,7 @@ class OverlapMatcher {
 
  private:
   const Lines& pattern_;
-  std::vector<std::size_t> shorter_;  // the next shorter count after a mismatch behind each line
+  std::vector<std::size_t> shorter_;  // the next shorter count after a mismatch following each line
 };
 
 }  // namespace

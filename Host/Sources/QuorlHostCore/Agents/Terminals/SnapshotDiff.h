@@ -7,19 +7,19 @@
 
 namespace quorl {
 
-/// What is new between two looks at a terminal that gives its screen and history as one text without sequence
-/// numbers.
+/// The new text between two snapshots of a terminal that gives its screen and history as one text without
+/// sequence numbers.
 namespace SnapshotDiff {
 
-/// The furthest that a text may have scrolled between two looks and still be recognised, in lines.
+/// The most lines that a text may have scrolled between two snapshots and still be recognised.
 inline constexpr std::size_t overlapLimit = 512;
 
-/// The lines of `current` that follow the longest run of lines which ends `previous` and begins `current`.
-/// All of `current` where there is no such run: a repeat rather than a loss. A piece of `current`. Time is
-/// linear in the two texts.
+/// The lines of `current` after the longest run of lines that ends `previous` and begins `current`; a part of
+/// `current`. All of `current` if there is no such run, because a repetition is better than a loss. Takes
+/// time linear in the two texts.
 std::string_view newTail(std::string_view previous, std::string_view current);
 
-/// The text with each line end (CR LF, CR or LF) as CR LF, which a terminal needs.
+/// The text with CR LF for each line end (CR LF, CR or LF), as a terminal needs it.
 std::string normalised(std::string_view text);
 
 }  // namespace SnapshotDiff

@@ -16,24 +16,27 @@ namespace quorl {
 
 enum class TerminalBridgeUse : std::uint8_t { disabled, enabled };
 
-/// Reads and types into the user's own terminal tabs, each named by its terminal device. The process in a tab
+/// Reads and types into the user's terminal tabs, each named by its terminal device. The process in a tab
 /// stays where it is.
 ///
-/// *Queue*: every operation runs, and blocks, on the caller's queue (of a rank below `store`);
-/// "quorl.terminalbridge" guards one flag. *Ownership*: shares the terminals.
+/// *Queue*: any thread; "quorl.terminalbridge" guards one flag.
+/// *Blocking*: every operation waits for the terminal on the caller's queue (of a rank below `store`), as
+/// blocking work.
+/// *Ownership*: shares the terminals.
+/// *Lifetime*: the registry's.
 class TerminalBridge {
  public:
   TerminalBridge(Scheduler& scheduler, std::shared_ptr<TerminalScripting> terminals, TerminalBridgeUse use);
 
-  /// Told once in the bridge's life when the user has not allowed the host to script a terminal, on the queue
-  /// of whoever asked. Set during construction of its owner.
+  /// Called once in the bridge's life, on the caller's queue, if the user has not permitted the host to
+  /// script a terminal. Set while its owner is constructed.
   std::function<void(const WireError&)> onError;
 
-  /// Disabled, every operation does nothing and gives nothing.
+  /// If disabled, every operation does nothing and returns nothing.
   bool enabled() const { return use_ == TerminalBridgeUse::enabled; }
 
   std::map<std::string, TerminalKind> mapTerminals();
-  /// Empty when the tab is gone; nothing when it could not be read.
+  /// Empty if the tab is gone; nothing if it could not be read.
   std::optional<std::string> readContents(const std::string& tty, TerminalKind kind);
   void sendText(const std::string& tty, TerminalKind kind, const std::string& text,
                 TextSubmission submission);

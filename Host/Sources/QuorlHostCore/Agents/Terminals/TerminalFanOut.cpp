@@ -12,13 +12,13 @@ namespace quorl {
 
 namespace {
 
-// CAN ends a sequence that the gap has cut, RIS resets the terminal (ECMA-48, 8.3.6 and 8.3.105).
+// CAN ends a sequence that the gap has truncated; RIS resets the terminal (ECMA-48, 8.3.6 and 8.3.105).
 constexpr std::string_view startAfresh =
     "\x18\x1b"
     "c";
 constexpr std::string_view enterAlternateScreen = "\x1b[?1049h";
 
-// Of a history that is longer than this, what begins with a whole line.
+// A longer history is sent from the start of a line on.
 ByteView lastLines(ByteView history, std::size_t most) {
   if (history.size() <= most) return history;
   const ByteView last = history.last(most);
@@ -51,8 +51,9 @@ void TerminalFanOut::show(Key key) {
   if (const auto sink = watcher->sink.lock()) present(*watcher, *sink);
 }
 
-// A full-screen program is not replayed, its sequences would only garble the client's screen: it repaints.
-// The modes that it has set go in front of that, for it may not set them again.
+// The output of a full-screen program is not replayed, because its sequences would garble the client's
+// screen. The program repaints instead. The modes that it has set are sent first, because it may not set them
+// again.
 void TerminalFanOut::present(Watcher& watcher, StreamOutputSink& sink) {
   const bool isCatchingUp = watcher.state == State::behind;
   if (watcher.backlog->isOverLimit()) return leaveBehind(watcher);

@@ -15,33 +15,33 @@ namespace quorl {
 
 /// Sends one terminal's output to the clients that watch it. Each piece is encoded once.
 ///
-/// A client that does not keep up with a flood is left behind rather than waited for: terminal frames are
-/// never dropped on the way, so all that could be done for it otherwise is to queue without bound or to stop
-/// the program. Above its backlog's limit it is sent nothing more; once it has drained it is shown the
-/// terminal afresh, as somebody who joins is: its screen is cleared, then comes the scrollback, which holds
-/// the last quarter of a megabyte, and from there on everything. So the host keeps at most the limit and one
-/// scrollback for a client, no other client waits, the program never does, and a client that keeps up loses
-/// not a byte.
+/// Terminal frames are never dropped on the way. So for a client that does not keep up with a flood, the
+/// alternatives are an unbounded queue or stopping the program. Instead, above the limit of its backlog it is
+/// sent nothing more. Once the backlog has drained, the client is shown the terminal again like one that
+/// joins: its screen is cleared, then it gets the scrollback (the last quarter of a megabyte) and everything
+/// from there on. So the host keeps at most the limit and one scrollback per client, neither other clients
+/// nor the program wait, and a client that keeps up loses nothing.
 ///
-/// *Queue*: the one given, on which the terminal's output comes; so nothing is sent twice or left out between
-/// what a client is shown at first and what follows. *Ownership*: holds the clients weakly; one that has gone
-/// is forgotten at the next piece.
+/// *Queue*: the given one, on which the terminal's output arrives, so that nothing is sent twice or left out
+/// between the first view and what follows.
+/// *Blocking*: none.
+/// *Ownership*: holds the clients weakly; an expired one is removed at the next piece.
 class TerminalFanOut : public std::enable_shared_from_this<TerminalFanOut> {
  public:
-  /// What the terminal shows now.
+  /// The current content of the terminal.
   struct View {
     Bytes scrollback;
     bool isAlternateScreen = false;
-    Bytes modes;  // of now on the alternate screen, else those in which the scrollback begins
+    Bytes modes;  // the current ones on the alternate screen, else those at the start of the scrollback
   };
   struct Terminal {
     std::function<View()> view;
-    /// Makes a full-screen program paint its screen anew.
+    /// Makes a full-screen program repaint its screen.
     std::function<void()> repaint;
   };
   enum class First : std::uint8_t {
     viewNow,       // the client is shown the terminal at once
-    viewWhenAsked  // it is sent nothing before `show`
+    viewWhenAsked  // the client is sent nothing before `show`
   };
   using Key = const StreamOutputSink*;
 
@@ -51,7 +51,7 @@ class TerminalFanOut : public std::enable_shared_from_this<TerminalFanOut> {
 
   // All on the queue.
 
-  /// Takes the place of an earlier entry of the same client.
+  /// Adds a client, or replaces its earlier entry.
   void join(const std::shared_ptr<StreamOutputSink>& sink, std::shared_ptr<SinkBacklog> backlog, First first);
   void show(Key key);
   void leave(Key key);
@@ -65,7 +65,7 @@ class TerminalFanOut : public std::enable_shared_from_this<TerminalFanOut> {
     std::weak_ptr<StreamOutputSink> sink;
     std::shared_ptr<SinkBacklog> backlog;
     State state = State::waiting;
-    Bytes modes;  // to go in front of the first output
+    Bytes modes;  // sent before the first output
   };
 
   void present(Watcher& watcher, StreamOutputSink& sink) QUORL_REQUIRES(queue_);

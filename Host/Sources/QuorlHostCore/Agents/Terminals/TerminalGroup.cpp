@@ -36,7 +36,7 @@ std::optional<std::string> TerminalGroup::readContents(const std::string& tty, T
   return std::string();
 }
 
-// A member types nothing into what is not its own, so at most one of them does.
+// A member ignores terminals that are not its own, so at most one of them types.
 void TerminalGroup::sendText(const std::string& tty, TerminalKind kind, const std::string& text,
                              TextSubmission submission, const Report& report) {
   for (const auto& member : membersFor(tty)) member->sendText(tty, kind, text, submission, report);

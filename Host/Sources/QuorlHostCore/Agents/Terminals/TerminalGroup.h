@@ -12,12 +12,13 @@
 
 namespace quorl {
 
-/// Several kinds of terminal applications as one. A tab is asked of the member that had it at the latest
-/// look, or of all where none had; the failures of one member hide nothing of the others'. A tab that two
-/// members claim is the earlier one's.
+/// Several kinds of terminal applications as one. A tab is looked up in the member that had it in the last
+/// map, or in all members if none had it. A failure of one member hides no result of another. If two members
+/// claim a tab, the first one gets it.
 ///
-/// *Queue*: any, also several at once; the lock is not held while a member answers. *Ownership*: shares its
-/// members.
+/// *Queue*: any thread, several at a time; the lock is not held while a member answers.
+/// *Blocking*: as its members.
+/// *Ownership*: shares its members.
 class TerminalGroup final : public TerminalScripting {
  public:
   using Members = std::vector<std::shared_ptr<TerminalScripting>>;
