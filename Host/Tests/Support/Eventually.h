@@ -6,8 +6,8 @@
 
 namespace quorl::test {
 
-/// Waits until `condition` holds, on real threads and real time, looking again at short intervals; gives up
-/// at the deadline. Says whether it held. For conditions that nothing can notify the test of.
+/// Waits until `condition` holds, on real threads and in real time, checking at short intervals until the
+/// deadline. Returns whether it held. For conditions without a notification.
 bool eventually(const std::function<bool()>& condition,
                 std::chrono::milliseconds deadline = std::chrono::seconds(10));
 

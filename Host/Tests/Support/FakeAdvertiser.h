@@ -8,9 +8,10 @@
 
 namespace quorl::test {
 
-/// Records what is registered now and what ever was.
+/// Records current and past registrations.
 ///
-/// *Queue*: the simulation's one thread. *Lifetime*: registrations may outlive it.
+/// *Queue*: the simulation's one thread.
+/// *Lifetime*: registrations may outlive it.
 class FakeAdvertiser : public ServiceAdvertiser {
  public:
   struct Record {

@@ -35,7 +35,7 @@ class FakeClient {
     send(message::Hello{Hello{4, device_, std::move(proof)}});
   }
   void requestPairing(std::string_view pin) { send(message::PairRequest{{Pairing::pinProof(pin, nonce())}}); }
-  /// Says hello and pairs; says whether it is authenticated.
+  /// Sends a hello and pairs. Returns whether it is authenticated.
   bool pair(std::string_view pin) {
     hello();
     requestPairing(pin);

@@ -9,7 +9,7 @@
 
 namespace quorl::test {
 
-/// Records the events in the order in which they were posted, and takes for a text the time that a test says.
+/// Records events in the order of posting. A test sets the time that a text takes.
 ///
 /// *Queue*: the simulation's one thread.
 class FakeEventPoster : public EventPoster {
@@ -20,7 +20,7 @@ class FakeEventPoster : public EventPoster {
   }
 
   std::vector<SyntheticEvent> posted;
-  /// What `finishText` returns; zero without it.
+  /// The result of `finishText`; zero if absent.
   std::function<Duration(std::u16string_view)> finishing;
 };
 

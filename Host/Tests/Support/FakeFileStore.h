@@ -18,11 +18,11 @@ class FakeFileStore : public FileStore {
   std::expected<void, PortError> writeAtomically(const std::string& path, ByteView bytes) override;
   std::expected<void, PortError> createPrivateDirectory(const std::string& path) override;
 
-  /// The text of a file; empty when there is none.
+  /// The text of a file; empty if there is none.
   std::string text(const std::string& path) const;
 
   std::map<std::string, Bytes> files;
-  std::vector<std::string> writes;  // paths, in order, failed ones too
+  std::vector<std::string> writes;  // paths in order, including failed writes
   std::vector<std::string> directories;
   bool failsWrites = false;
   bool failsDirectories = false;

@@ -12,7 +12,7 @@
 
 namespace quorl::test {
 
-/// A machine's console that a test hands from one user to the next.
+/// A machine's console, whose user a test sets.
 ///
 /// *Queue*: the simulation's one thread.
 class FakeConsole {

@@ -10,7 +10,7 @@
 
 namespace quorl::test {
 
-/// What both ends of a connection share.
+/// The state that both ends of a connection share.
 struct FakeLink : std::enable_shared_from_this<FakeLink> {
   explicit FakeLink(Scheduler& fakeScheduler) : scheduler(fakeScheduler) {}
 
@@ -48,7 +48,7 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
   std::optional<PortError> sendFailure;
   MonotonicTime lastDue{};
 
-  // Runs `work` on the host's queue, later where the network is flaky, in the order of the calls.
+  // Runs `work` on the host's queue in the order of the calls, later if the network is flaky.
   void deliver(Scheduler::Work work) {
     if (!queue) return;
     if (!flakiness) {

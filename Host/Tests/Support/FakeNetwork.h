@@ -18,7 +18,7 @@ namespace quorl::test {
 class FakeListener;
 struct FakeLink;
 
-/// How unreliable a network is: reads are cut anywhere and completions come late, drawn from one generator.
+/// How unreliable a network is: reads are cut anywhere and completions are delayed, as one generator decides.
 struct Flakiness {
   explicit Flakiness(std::uint64_t seed) : random(seed) {}
   std::mt19937_64 random;
@@ -31,10 +31,10 @@ struct Flakiness {
 class FakeMachine {
  public:
   bool isTaken(std::uint16_t port) const;
-  /// Everybody who listens on the port and was told so; more than one is a fault of the machine.
+  /// The listeners of the port that were told so. More than one is an error of the machine.
   std::vector<FakeListener*> owners(std::uint16_t port) const;
 
-  /// The fault for proving that it would be noticed: a port may be taken twice.
+  /// An injected fault that tests must notice: a port can be bound twice.
   bool sharesPorts = false;
 
  private:
@@ -52,20 +52,20 @@ class FakePeer {
   void write(ByteView bytes);
   void writeFrame(FrameType type, ByteView payload);
   void send(const ControlMessage& message);
-  void finish();                      // the host reads an end
+  void finish();                      // the host reads the end of the stream
   void fail(const std::string& why);  // the connection breaks
-  /// Without reading, nothing that the host sends is taken by the transport.
+  /// If false, the transport takes nothing that the host sends.
   void setReading(bool reading);
-  /// Sends are taken and then reported as failed.
+  /// Sends are taken and reported as failed.
   void failSends(const std::string& why);
 
-  /// What has arrived since the last call.
+  /// The bytes that have arrived since the last call.
   std::vector<Frame> takeFrames();
   std::vector<ControlMessage> takeMessages();  // of the control frames; all others are dropped
 
   bool isClosedByHost() const;
   std::size_t heldBytes() const;  // sent by the host, not taken
-  /// Without, the transport takes what the host sends, but nothing of it is confirmed.
+  /// If false, the transport takes what the host sends but acknowledges nothing.
   void setAcknowledging(bool acknowledging);
   std::size_t sendsAfterCancel() const;
   std::size_t unreadBytes() const;  // written, not yet read by the host
@@ -76,9 +76,10 @@ class FakePeer {
   Deframer deframer_;
 };
 
-/// A network inside the process.
+/// A network in the process.
 ///
-/// *Queue*: the simulation's one thread. *Lifetime*: what it made may outlive it.
+/// *Queue*: the simulation's one thread.
+/// *Lifetime*: connections and listeners may outlive it.
 class FakeNetwork : public Network {
  public:
   explicit FakeNetwork(Scheduler& scheduler, std::shared_ptr<FakeMachine> machine = nullptr);
@@ -89,9 +90,9 @@ class FakeNetwork : public Network {
                                                      const std::optional<std::string>& localHost,
                                                      SerialQueue queue) override;
 
-  /// A client connects; nothing when nobody listens there.
+  /// Connects a client. Nothing if there is no listener.
   std::shared_ptr<FakePeer> connect(std::uint16_t port, HostPort from = {"10.0.0.2", 50'000});
-  /// A connection without a listener, for tests of one connection alone.
+  /// A connection without a listener, for tests of a single connection.
   std::pair<std::unique_ptr<NetworkConnection>, std::shared_ptr<FakePeer>> makePair(
       std::optional<HostPort> from = HostPort{"10.0.0.2", 50'000});
 

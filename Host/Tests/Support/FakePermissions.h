@@ -5,7 +5,7 @@
 
 namespace quorl::test {
 
-/// Permissions that a test grants and takes back; counts the requests.
+/// Permissions that a test grants and revokes. Counts the requests.
 class FakePermissions : public Permissions {
  public:
   bool mayPostInput() override { return input; }

@@ -10,13 +10,13 @@
 
 namespace quorl::test {
 
-/// Processes that a test makes up. A signal is recorded and ends nobody.
+/// Processes set by a test. Signals are recorded and end no process.
 class FakeProcessTable final : public ProcessTable {
  public:
   std::vector<ProcessRow> rows;
   std::map<std::int32_t, std::string> directories;
   std::set<std::int32_t> gone;
-  std::map<std::int32_t, std::uint64_t> startTimes;  // of those that only their own identity names
+  std::map<std::int32_t, std::uint64_t> startTimes;  // of processes that require a matching identity
   std::int32_t own = 1;
 
   std::vector<std::pair<ProcessSignal, std::int32_t>> sent;

@@ -12,7 +12,7 @@
 
 namespace quorl::test {
 
-/// The child's side of one fake terminal: what the host did to it, and the means to act as the child.
+/// The child's side of one fake terminal: records what the host did, and acts as the child.
 struct FakeChild {
   PseudoTerminalRequest request;
   std::string deviceName;
@@ -25,7 +25,7 @@ struct FakeChild {
   bool isReleased = false;  // the host's side was destroyed
   bool exitsAtOnce = false;
 
-  /// Prints; cut into pieces as the port tells. On the session's queue, later.
+  /// Prints in pieces as the port specifies, on the session's queue, later.
   void print(std::string_view text);
   void closeTerminal();
   void exit(std::int32_t status);
@@ -42,7 +42,7 @@ class FakePseudoTerminals final : public PseudoTerminals {
   std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> spawn(
       const PseudoTerminalRequest& request) override;
 
-  /// The next spawn fails with this.
+  /// The error of the next spawn.
   std::optional<PseudoTerminalError> failure;
   std::function<void(FakeChild&)> whenSpawned = [](FakeChild&) {};
   std::vector<std::shared_ptr<FakeChild>> children;

@@ -7,7 +7,7 @@
 
 namespace quorl::test {
 
-/// Random bytes that a seed repeats.
+/// Random bytes from a seed.
 ///
 /// *Queue*: the simulation's one thread.
 class FakeRandom : public SecureRandom {

@@ -13,7 +13,7 @@
 
 namespace quorl::test {
 
-/// A picture with memory of its own; `tag` tells pictures apart.
+/// A picture with its own memory; `tag` identifies it.
 struct FakePicture : PictureBuffer {
   explicit FakePicture(PixelSize pictureSize, int tagged = 0, std::uint8_t level = 128);
 
@@ -22,16 +22,17 @@ struct FakePicture : PictureBuffer {
   std::vector<std::uint8_t> chromaBytes;
 };
 
-/// A screen that a test draws. It answers later, through the scheduler, as a platform does; a test may hold
-/// its answers back.
+/// A screen set by a test. Like a platform it answers later, through the scheduler; a test may hold its
+/// answers.
 ///
-/// *Queue*: the simulation's one thread. *Lifetime*: outlives no stream; streams may outlive it.
+/// *Queue*: the simulation's one thread.
+/// *Lifetime*: streams may outlive it.
 class FakeScreenCapture : public ScreenCapture {
  public:
-  /// What happened to one capture.
+  /// The record of one capture.
   struct Stream {
     CaptureFilter filter;
-    std::vector<CaptureSettings> settings;  // the first of the creation, then the updates
+    std::vector<CaptureSettings> settings;  // those of the creation, then of each update
     CaptureStream::Handlers handlers;
     std::optional<SerialQueue> queue;
     int requests = 0;  // for pictures, after the start
@@ -50,7 +51,7 @@ class FakeScreenCapture : public ScreenCapture {
       const CaptureFilter& filter, const CaptureSettings& settings, SerialQueue queue,
       CaptureStream::Handlers handlers) override;
 
-  // What the screen shows and what fails.
+  // The content of the screen, and injected failures.
   std::expected<ShareableContent, PortError> content;
   std::optional<FilterGeometry> geometryOverride;
   std::optional<PortError> geometryError;
@@ -59,7 +60,7 @@ class FakeScreenCapture : public ScreenCapture {
   std::optional<PortError> updateError;
   bool holdsContentAnswers = false;
 
-  /// Gives the answers that were held back, with the content of now.
+  /// Delivers the held answers with the current content.
   void releaseContentAnswers();
   std::size_t heldContentAnswers() const { return held_.size(); }
   std::size_t contentQueries() const { return contentQueries_; }
@@ -68,14 +69,14 @@ class FakeScreenCapture : public ScreenCapture {
   Stream& lastStream() const { return *streams_.back(); }
   std::size_t runningStreams() const;
 
-  /// Gives a picture to the last stream's queue if it runs.
+  /// Delivers a picture on the last stream's queue if it runs.
   void deliver(CapturedPicture picture);
   /// A complete picture of the stream's size.
   void deliverPicture(int tag, std::chrono::microseconds presentationTime,
                       std::vector<PixelRect> changed = {});
-  /// The last stream's display is reported at this place; `content` is the test's to change.
+  /// Reports a new place of the last stream's display. The test changes `content`.
   void placeDisplay(const PointRect& rect);
-  /// The last stream's source goes away.
+  /// Ends the last stream's source.
   void endCapture(const PortError& error);
 
  private:
@@ -85,7 +86,7 @@ class FakeScreenCapture : public ScreenCapture {
   std::size_t contentQueries_ = 0;
 };
 
-/// One display of `pixels`, with as many points, the main one.
+/// The main display, of `pixels` and as many points.
 ShareableContent oneDisplay(PixelSize pixels, std::uint32_t displayID = 1);
 
 }  // namespace quorl::test

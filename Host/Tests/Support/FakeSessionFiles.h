@@ -11,16 +11,16 @@
 
 namespace quorl::test {
 
-/// A tree of files in memory, its home "/home/ada". Folders appear with the files in them; entries are listed
-/// by name. Each write is a change of the file's identity.
+/// A tree of files in memory with the home "/home/ada". Folders exist while they contain files; entries are
+/// listed by name. Each write changes the file's identity.
 class FakeSessionFiles final : public SessionFiles {
  public:
   void write(const std::string& path, std::string text, Date modified = Date{1000});
   void makeDirectory(const std::string& path);
-  /// Something that is neither a file nor a folder.
+  /// Adds an entry that is neither a file nor a folder.
   void makeOther(const std::string& path) { others_.insert(path); }
   void remove(const std::string& path) { files_.erase(path); }
-  /// Reads of this file fail from now on.
+  /// Makes reads of this file fail.
   void lock(const std::string& path) { locked_.insert(path); }
 
   int reads = 0;

@@ -10,7 +10,7 @@
 
 namespace quorl::test {
 
-/// Tabs that a test makes up. What is typed is recorded and changes no tab.
+/// Tabs set by a test. Typed text is recorded and changes no tab.
 class FakeTerminalScripting final : public TerminalScripting {
  public:
   struct Typed {
@@ -23,8 +23,8 @@ class FakeTerminalScripting final : public TerminalScripting {
   };
 
   std::map<std::string, TerminalKind> terminals;
-  std::map<std::string, std::string> contents;  // a tab that is not here is gone
-  std::optional<Failure> failure;               // every call then fails with it
+  std::map<std::string, std::string> contents;  // tabs not listed are gone
+  std::optional<Failure> failure;               // the error of every call
 
   std::vector<Typed> typed;
   int calls = 0;

@@ -10,10 +10,11 @@
 
 namespace quorl::test {
 
-/// Makes encoders that record what they are asked and put out a few bytes for each picture at once, the first
-/// one and the forced ones as key frames.
+/// Creates encoders that record their calls and put out a few bytes for each picture at once. The first
+/// picture and forced ones are key frames.
 ///
-/// *Queue*: the simulation's one thread. *Lifetime*: encoders may outlive it.
+/// *Queue*: the simulation's one thread.
+/// *Lifetime*: encoders may outlive it.
 class FakeVideoCompressorFactory : public VideoCompressorFactory {
  public:
   struct Session {
@@ -29,19 +30,19 @@ class FakeVideoCompressorFactory : public VideoCompressorFactory {
   std::expected<std::unique_ptr<VideoCompressor>, PortError> make(
       const CompressorSpecification& specification, VideoCompressor::Output output) override;
 
-  /// The codecs that cannot be made, with the status that says why.
+  /// Codecs that fail to be created, with the status of the error.
   std::optional<int> hevcFailure;
   std::optional<int> h264Failure;
-  /// How coarse a picture comes out, given the number of pictures before it in the session.
+  /// The quantiser of a picture, given the number of pictures before it in the session.
   std::function<float(const CompressionRequest&, std::size_t index)> quantizer;
-  /// Runs inside `encode`: what else happens while the encoder works.
+  /// Runs inside `encode`: what happens while the encoder works.
   std::function<void(const CompressionRequest&)> whileEncoding;
   bool swallowsOutput = false;
 
   const std::vector<std::shared_ptr<Session>>& sessions() const { return sessions_; }
   Session& lastSession() const { return *sessions_.back(); }
   std::size_t runningSessions() const;
-  /// The codecs of all attempts, failed ones too.
+  /// The codecs of all attempts, including failed ones.
   const std::vector<VideoCodec>& attempts() const { return attempts_; }
 
  private:

@@ -8,7 +8,7 @@
 
 namespace quorl::test {
 
-/// Installed applications in a map; records what was opened.
+/// A map of installed applications. Records what was opened.
 class FakeWorkspace : public Workspace {
  public:
   std::optional<std::string> applicationPath(const std::string& bundleIdentifier) override {

@@ -10,7 +10,7 @@
 
 namespace quorl::test {
 
-/// Keeps the lines of the system log while it lives.
+/// Records the lines of the system log during its lifetime.
 ///
 /// *Queue*: the simulation's one thread.
 class LogRecorder {

@@ -13,7 +13,7 @@
 
 namespace quorl::test {
 
-/// A client that keeps everything it is sent.
+/// A client that records everything it is sent.
 ///
 /// *Queue*: the simulation's one thread.
 class RecordingSink : public StreamOutputSink {

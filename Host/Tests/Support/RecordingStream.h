@@ -11,7 +11,7 @@
 
 namespace quorl::test {
 
-/// A stream that writes down what its connection asks of it.
+/// A stream that records the calls of its connection.
 ///
 /// *Queue*: the simulation's one thread.
 class RecordingStream : public ClientStream {

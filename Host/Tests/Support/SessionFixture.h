@@ -20,7 +20,7 @@
 
 namespace quorl::test {
 
-/// A host's services on fakes, whose streams only record, for tests of single connections.
+/// The services of a host on fakes, with recording streams, for tests of single connections.
 class SessionFixture : public testing::Test {
  protected:
   SessionFixture() {
@@ -38,7 +38,7 @@ class SessionFixture : public testing::Test {
     };
   }
 
-  /// A started connection and its client's end.
+  /// Starts a connection and returns its client's end.
   FakeClient connect(std::optional<HostPort> from = HostPort{"10.0.0.2", 50'000}) {
     auto [end, peer] = platform_.network->makePair(std::move(from));
     connection_ = std::make_shared<ClientConnection>(std::move(end), services_);

@@ -15,7 +15,7 @@ namespace quorl::test {
 /// *Ownership*: the test's. Header only, so that tests of the client use it without the host's fakes.
 class TemporaryFolder {
  public:
-  // Not called after the host: a command line that names the host is nobody's agent.
+  // The name does not contain the host's: a command line that names the host is not an agent.
   TemporaryFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "test-folder-XXXXXX").string();
     QUORL_CHECK(::mkdtemp(pattern.data()) != nullptr, "a temporary folder can be made");
@@ -28,11 +28,11 @@ class TemporaryFolder {
     std::filesystem::remove_all(path_, ignored);
   }
 
-  /// Canonical: no part of it is a link.
+  /// Canonical, without links.
   const std::filesystem::path& path() const { return path_; }
   std::filesystem::path operator/(const std::filesystem::path& name) const { return path_ / name; }
   std::string file(const std::string& name) const { return (path_ / name).string(); }
-  /// Writes a file below the folder, its folders too; gives its path.
+  /// Writes a file below the folder, creates its folders, and returns its path.
   std::string write(const std::string& name, const std::string& text) const {
     const std::filesystem::path path = path_ / name;
     std::filesystem::create_directories(path.parent_path());

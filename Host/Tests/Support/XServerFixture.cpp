@@ -72,7 +72,7 @@ HelperProgram::HelperProgram(const std::vector<std::string>& command, const Opti
   pid_ = ::fork();
   if (pid_ < 0) throw std::runtime_error("no process");
   if (pid_ > 0) return;
-  // In the child, between fork and exec: calls that are safe there only.
+  // In the child, between fork and exec: only async-signal-safe calls.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) ::_exit(127);
   const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -133,7 +133,7 @@ XServer::XServer(const Options& options) {
 
 XServer::~XServer() {
   windowManager_.reset();
-  // Takes its lock file and its socket along.
+  // Also removes its lock file and its socket.
   server_->terminate();
 }
 
@@ -143,8 +143,8 @@ void XServer::startWindowManager() {
                                   "<theme><name>Clearlooks</name><animateIconify>no</animateIconify></theme>"
                                   "<desktops><number>1</number></desktops></openbox_config>";
   windowManager_.emplace(start({"openbox", "--sm-disable", "--config-file", configuration}));
-  // openbox announces itself before it looks at events, and loses windows that are mapped in between: it is
-  // ready when it has taken care of one.
+  // openbox announces itself before it reads events, and misses windows that are mapped in between. It is
+  // ready once it has managed one.
   const auto manages = [this](bool any) {
     const auto list = run({"xprop", "-root", "_NET_CLIENT_LIST"});
     return list.find("window id") != std::string::npos && (list.find("0x") != std::string::npos) == any;

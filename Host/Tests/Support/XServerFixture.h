@@ -11,13 +11,13 @@
 
 namespace quorl::test {
 
-/// A program that runs beside the test and is ended with this object, also when the test dies.
+/// A program that runs during the test and is ended with this object, also if the test dies.
 ///
 /// *Ownership*: owns the process and reaps it.
 class HelperProgram {
  public:
   struct Options {
-    std::vector<std::string> environment;  // "NAME=value", beside the test's own
+    std::vector<std::string> environment;  // "NAME=value", added to the test's own
     int passedDescriptor = -1;             // becomes descriptor 7 of the program
     int output = -1;                       // becomes its standard output; -1: discarded
   };
@@ -29,19 +29,19 @@ class HelperProgram {
 
   pid_t pid() const { return pid_; }
   void kill();
-  /// Asks the program to end, so that it can clean up, and waits for that.
+  /// Asks the program to end, so that it can clean up, and waits for it.
   void terminate();
-  /// Waits for the program's own end; its exit status.
+  /// Waits for the program to end and returns its exit status.
   int wait();
 
  private:
   pid_t pid_;
 };
 
-/// An X server without hardware (Xvfb) on a display number that it chooses itself, with a window manager
-/// (openbox) when asked for.
+/// An X server without hardware (Xvfb) on a display number of its choice, with a window manager (openbox) on
+/// request.
 ///
-/// *Lifetime*: ready when constructed; ends with the object, and so do the programs started on it.
+/// *Lifetime*: ready when constructed. Destruction ends it and the programs started on it.
 class XServer {
  public:
   enum class WindowManager { none, openbox };
@@ -63,9 +63,9 @@ class XServer {
 
   /// Starts a program on this display.
   HelperProgram start(const std::vector<std::string>& command) const;
-  /// Runs a program on this display to its end; what it wrote to standard output.
+  /// Runs a program on this display to its end and returns its standard output.
   std::string run(const std::vector<std::string>& command) const;
-  /// Ends the server at once, as a crash would.
+  /// Ends the server at once, like a crash.
   void kill();
 
  private:

@@ -30,7 +30,7 @@ TEST(AgentAdapter, hasItsCasesInOrderWithTheirNames) {
   EXPECT_EQ(rawValues<AgentAdapter>[3].second, "generic");
 }
 
-TEST(AgentAttention, hasTenPatternsForAllAndEachProgramsOwnBehindThem) {
+TEST(AgentAttention, hasTenCommonPatternsFollowedByEachProgramsOwn) {
   EXPECT_EQ(AgentAttention::patterns(AgentAdapter::generic).size(), 10U);
   EXPECT_EQ(AgentAttention::patterns(AgentAdapter::claudeCode).size(), 13U);
   EXPECT_EQ(AgentAttention::patterns(AgentAdapter::codex).size(), 13U);
@@ -77,13 +77,13 @@ TEST(AgentAttention, repairsACharacterThatTheCutSplits) {
   EXPECT_EQ(finding.body, "\xef\xbf\xbd" + std::string(510, 'x') + "?");
 }
 
-TEST(AgentAttention, givesTheLastLineThatIsNotEmptyAsBody) {
+TEST(AgentAttention, usesTheLastNonEmptyLineAsBody) {
   EXPECT_EQ(examine("first\r\n \tProceed? \t\r\n   \r\n").body, "Proceed?");
   EXPECT_EQ(examine("\x1b[2J\x1b[H\r\n").body, "waiting for input");
   EXPECT_EQ(examine("").body, "waiting for input");
 }
 
-TEST(AgentAttention, compilesOncePerProgramAlsoFromManyThreads) {
+TEST(AgentAttention, compilesOncePerProgramEvenFromManyThreads) {
   std::vector<const RegularExpression*> seen(8);
   std::vector<std::thread> threads;
   for (auto& place : seen)

@@ -62,7 +62,7 @@ TEST_F(AgentCatalogTest, lastsOverARestart) {
   EXPECT_EQ(make().entry(UUID{{8}}), std::nullopt);
 }
 
-TEST_F(AgentCatalogTest, letsNobodyEditOrDeleteABuiltInEntry) {
+TEST_F(AgentCatalogTest, refusesToEditOrDeleteABuiltInEntry) {
   AgentCatalog catalog = make();
   AgentCatalogEntry edited = entryNamed("evil", 1);
   edited.id = ofTheHost(1);
@@ -106,7 +106,7 @@ TEST_F(AgentCatalogTest, replacesAnEntryInPlaceAndAppendsANewOneAsItCame) {
   EXPECT_EQ(stored(), catalog.all());
 }
 
-TEST_F(AgentCatalogTest, takesADamagedFileForAnEmptyOneAndLeavesItAlone) {
+TEST_F(AgentCatalogTest, treatsADamagedFileAsEmptyAndDoesNotTouchIt) {
   for (const char* damaged : {"", "{", "[{}]", "[1]", "\xff", "{\"a\":1}"}) {
     files->files[path] = bytesOf(damaged);
     EXPECT_EQ(make().all().size(), 2U) << damaged;
@@ -139,7 +139,7 @@ TEST_F(AgentCatalogTest, writesPrettyJSONWithSortedKeys) {
   EXPECT_NE(text.find("\n  "), std::string::npos);
 }
 
-TEST_F(AgentCatalogTest, aHugeEntryCostsNoneOfTheOthers) {
+TEST_F(AgentCatalogTest, aHugeEntryDoesNotDisplaceOthers) {
   {
     AgentCatalog catalog = make();
     catalog.upsert(entryNamed("mine", 9));

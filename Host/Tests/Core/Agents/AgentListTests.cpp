@@ -46,12 +46,12 @@ SessionLiveness liveProject(const std::string& project, AgentTool tool = AgentTo
 
 using Statuses = std::vector<AgentStatus>;
 
-TEST(AgentList, givesALiveProcessWithoutASessionTheNewestSessionOfItsProject) {
+TEST(AgentList, marksTheNewestSessionOfTheProjectForAProcessThatNamesNone) {
   const auto facts = factsWith({session(idA, 10), session(idB, 20), session(idC, 30)}, liveProject("/p/app"));
   EXPECT_EQ(statusesOf(facts), (Statuses{AgentStatus::running, AgentStatus::exited, AgentStatus::exited}));
 }
 
-TEST(AgentList, givesALiveProcessThatNamesItsSessionThatOneAndNoOtherOfTheProject) {
+TEST(AgentList, marksOnlyTheSessionThatALiveProcessNames) {
   auto liveness = liveProject("/p/app");
   liveness.liveAgentSessionIDs = {idC};
   const auto facts = factsWith({session(idA, 10), session(idB, 20), session(idC, 30)}, liveness);
@@ -117,7 +117,7 @@ TEST(AgentList, letsASpawnedRowStandForItsSession) {
   EXPECT_EQ(rows[1].status, AgentStatus::running);
 }
 
-TEST(AgentList, tellsASpawnedAgentsProjectByItsDetailElseByItsDirectory) {
+TEST(AgentList, takesASpawnedAgentsProjectFromItsDetailElseFromItsDirectory) {
   auto agent = spawned(idA);
   EXPECT_EQ(rowOf(agent).projectPath, "/p/app");
   EXPECT_EQ(rowOf(agent).tool, AgentTool::claude);
@@ -165,7 +165,7 @@ TEST(AgentList, hasSpawnedThenAdoptedThenPastThenGraphicalRows) {
   EXPECT_EQ(rows[3].bundleID, "com.openai.chat");
 }
 
-TEST(GUIAgents, areTheKnownOnesTheUsersAndLocalModelRunners) {
+TEST(GUIAgents, areTheKnownOnesTheUsersOwnAndLocalModelRunners) {
   EXPECT_TRUE(isGUIAgent("com.anthropic.claudefordesktop", {}));
   EXPECT_TRUE(isGUIAgent("com.openai.chat", {}));
   EXPECT_FALSE(isGUIAgent("com.OpenAI.chat", {}));
@@ -175,7 +175,7 @@ TEST(GUIAgents, areTheKnownOnesTheUsersAndLocalModelRunners) {
   EXPECT_FALSE(isGUIAgent("org.Mine", {"org.mine"}));
 }
 
-TEST(ResumedSessionID, isFoundBehindAnyOfTheOptions) {
+TEST(ResumedSessionID, isFoundAfterAnyOfTheOptions) {
   const std::string id = idA;
   EXPECT_EQ(resumedSessionID("claude --resume " + id), id);
   EXPECT_EQ(resumedSessionID("claude  -r  '" + id + "' x"), id);
@@ -185,7 +185,7 @@ TEST(ResumedSessionID, isFoundBehindAnyOfTheOptions) {
             "aaaaaaaa-1111-4111-8111-11111111111f");
 }
 
-TEST(ResumedSessionID, isNoneWithoutAUUID) {
+TEST(ResumedSessionID, isAbsentWithoutAUUID) {
   EXPECT_EQ(resumedSessionID("claude --resume"), std::nullopt);
   EXPECT_EQ(resumedSessionID("claude --resume last"), std::nullopt);
   EXPECT_EQ(resumedSessionID(std::string("claude ") + idA), std::nullopt);
@@ -196,7 +196,7 @@ TEST(ResumedSessionID, prefersASeparateArgument) {
   EXPECT_EQ(resumedSessionID(std::string("claude --resume=") + idA + " -r " + idB), idB);
 }
 
-TEST(SessionLiveness, comesFromTheAgentsThatOwnSessions) {
+TEST(SessionLiveness, isDerivedFromTheAgentsThatOwnSessions) {
   const auto agent = [](std::int32_t pid, const std::string& name, const std::string& command) {
     ExternalAgent one;
     one.pid = pid;

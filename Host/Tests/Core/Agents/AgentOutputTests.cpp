@@ -8,7 +8,7 @@ using namespace std::chrono_literals;
 
 class AgentOutputTest : public AgentRegistryFixture {};
 
-TEST_F(AgentOutputTest, sendsTerminalOutputToThoseWhoSubscribedFromTheBeginning) {
+TEST_F(AgentOutputTest, sendsSubscribersTheTerminalOutputFromItsStart) {
   const UUID id = spawn();
   terminals->last().print("history ");
   scheduler.runReady();
@@ -46,7 +46,7 @@ TEST_F(AgentOutputTest, asksAProgramOnTheAlternateScreenToRepaintInPlaceOfARepla
   EXPECT_EQ(terminals->last().written, "\x0c");
 }
 
-TEST_F(AgentOutputTest, keepsWhatItHoldsForAClientThatDoesNotReadBounded) {
+TEST_F(AgentOutputTest, boundsTheOutputKeptForAClientThatDoesNotRead) {
   const UUID id = spawn();
   ask(agentCommand::Subscribe{id});
   for (int i = 0; i < 40; ++i) {
@@ -57,7 +57,7 @@ TEST_F(AgentOutputTest, keepsWhatItHoldsForAClientThatDoesNotReadBounded) {
   for (const auto& frame : client->frames) held += frame.body().size();
   EXPECT_GT(held, SinkBacklog::mostLimit / 2);
   EXPECT_LE(held, SinkBacklog::mostLimit + 65'536);
-  client->frames.clear();  // it has read it all
+  client->frames.clear();  // it has read everything
   scheduler.runReady();
   ASSERT_EQ(client->frames.size(), 1U);
   EXPECT_TRUE(
@@ -65,7 +65,7 @@ TEST_F(AgentOutputTest, keepsWhatItHoldsForAClientThatDoesNotReadBounded) {
                                       "c"));
 }
 
-TEST_F(AgentOutputTest, givesAWatcherTheModesOfAFullScreenProgramInFrontOfItsNextOutput) {
+TEST_F(AgentOutputTest, sendsAWatcherTheModesOfAFullScreenProgramBeforeItsNextOutput) {
   const UUID id = spawn();
   terminals->last().print("\x1b[?1049h\x1b[?1h\x1b[?1002h\x1b[?2004hscreen");
   scheduler.runReady();
@@ -79,7 +79,7 @@ TEST_F(AgentOutputTest, givesAWatcherTheModesOfAFullScreenProgramInFrontOfItsNex
   EXPECT_EQ(textOf(client->frames[1].body()).find('\x18'), std::string::npos) << "once";
 }
 
-TEST_F(AgentOutputTest, putsTheModesInFrontOfAHistoryThatHasLostItsBeginning) {
+TEST_F(AgentOutputTest, sendsTheModesBeforeATruncatedHistory) {
   const UUID id = spawn();
   terminals->last().print("\x1b[?2004h\x1b[?25l");
   std::string lines;

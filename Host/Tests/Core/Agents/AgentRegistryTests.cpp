@@ -10,7 +10,7 @@ constexpr const char* sessionA = "11111111-1111-4111-8111-111111111111";
 
 class AgentRegistryTest : public AgentRegistryFixture {};
 
-TEST_F(AgentRegistryTest, spawnsACommandAndTellsTheListAndRemembersTheConfiguration) {
+TEST_F(AgentRegistryTest, spawnsACommandBroadcastsTheListAndRemembersTheConfiguration) {
   const UUID id = spawn("claude --go", "Mine");
   const auto lists = sent.messages<message::AgentList>();
   ASSERT_EQ(lists.size(), 1U);
@@ -39,7 +39,7 @@ TEST_F(AgentRegistryTest, replacesADisplayNameOf61CharactersByTheShortLabelAndKe
   EXPECT_EQ(names, (std::multiset<std::string>{sixty, "make", "make"}));
 }
 
-TEST_F(AgentRegistryTest, tellsAllClientsOfASpawnThatFailsAndMakesNoRow) {
+TEST_F(AgentRegistryTest, reportsAFailedSpawnToAllClientsAndAddsNoRow) {
   terminals->failure = PseudoTerminalError{PseudoTerminalStep::openTerminal, {"none left", 0}};
   ask(agentCommand::Spawn{{.displayName = "x", .command = "y", .workingDirectory = "~", .env = {}}});
   EXPECT_EQ(errors(), (std::vector<WireError>{{"agent.spawn", "openpty failed: none left"}}));
@@ -66,7 +66,7 @@ TEST_F(AgentRegistryTest, resumesASessionOnceUnderItsOwnIdentity) {
   EXPECT_TRUE(trust->settings().recentAgentConfigs.empty());
 }
 
-TEST_F(AgentRegistryTest, letsNoQuoteOutOfAResumedSessionsIdentifier) {
+TEST_F(AgentRegistryTest, removesQuotesFromAResumedSessionsIdentifier) {
   ask(agentCommand::AdoptClaudeSession{"x'; rm -rf ~; '", "/p"});
   EXPECT_EQ(terminals->last().request.command, "claude --resume 'x; rm -rf ~; '");
 }
@@ -115,7 +115,7 @@ TEST_F(AgentRegistryTest, ignoresCommandsForAnUnknownAgentButASubscription) {
   EXPECT_TRUE(errors().empty());
 }
 
-TEST_F(AgentRegistryTest, tellsStatusAttentionAndExitOfASpawnedAgent) {
+TEST_F(AgentRegistryTest, broadcastsStatusAttentionAndExitOfASpawnedAgent) {
   const UUID id = spawn();
   terminals->last().print("Proceed?");
   scheduler.advance(3s);
@@ -130,7 +130,7 @@ TEST_F(AgentRegistryTest, tellsStatusAttentionAndExitOfASpawnedAgent) {
   EXPECT_EQ(events<agentEvent::Attention>().back().body, "finished");
 }
 
-TEST_F(AgentRegistryTest, tellsTheListOnlyWhenARefreshFindsItChanged) {
+TEST_F(AgentRegistryTest, broadcastsTheListOnlyIfARefreshFindsAChange) {
   registry->start();
   scheduler.runReady();
   EXPECT_TRUE(sent.messages<message::AgentList>().empty());
@@ -145,7 +145,7 @@ TEST_F(AgentRegistryTest, tellsTheListOnlyWhenARefreshFindsItChanged) {
   EXPECT_EQ(scheduler.pendingTimers(), 0U);
 }
 
-TEST_F(AgentRegistryTest, removesTheTwentySixthExitedAgentAtTheNextRefreshHoweverYoung) {
+TEST_F(AgentRegistryTest, removesTheTwentySixthExitedAgentAtTheNextRefreshWhateverItsAge) {
   registry->start();
   std::vector<UUID> ids;
   for (int i = 0; i < 26; ++i) {
@@ -205,7 +205,7 @@ TEST_F(AgentRegistryTest, terminatesEverySessionAtStop) {
   EXPECT_EQ(processes->sent[0].second, 50);
 }
 
-TEST_F(AgentRegistryTest, dropsListsAndErrorsWithoutAnybodyToTell) {
+TEST_F(AgentRegistryTest, dropsListsAndErrorsWithoutABroadcast) {
   registry->setBroadcastControl(nullptr);
   spawn();
   registry->adoptExternal(UUID{{9}});
@@ -223,7 +223,7 @@ TEST_F(AgentRegistryTest, releasesEveryChildWhenItIsDropped) {
   EXPECT_TRUE(child->isReleased);
 }
 
-TEST_F(AgentRegistryTest, startsNoAgentOnceItEnds) {
+TEST_F(AgentRegistryTest, startsNoAgentAfterStop) {
   registry->stop();
   ask(agentCommand::Spawn{{.displayName = "late", .command = "ls", .workingDirectory = "~", .env = {}}});
   ask(agentCommand::AdoptClaudeSession{sessionA, "/p"});

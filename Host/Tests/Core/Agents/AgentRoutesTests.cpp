@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The messages of an authenticated client that concern agents, catalog and extras.
+// Messages of an authenticated client about agents, catalog and extras.
 #include <QuorlHostCore/Session/MessageRouter.h>
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ namespace {
 
 using test::RecordingSink;
 
-// A session without pictures and input.
+// A session without streams and input.
 class BareSession final : public RoutedSession {
  public:
   explicit BareSession(std::shared_ptr<HostServices> services) : services_(std::move(services)) {}
@@ -91,7 +91,7 @@ class AgentRoutes : public testing::Test {
   std::shared_ptr<test::FakePseudoTerminals> terminals = std::make_shared<test::FakePseudoTerminals>();
   std::shared_ptr<test::FakeProcessTable> processes = std::make_shared<test::FakeProcessTable>();
   std::shared_ptr<HostServices> services = std::make_shared<HostServices>();
-  RecordingSink all;  // what every client is told
+  RecordingSink all;  // broadcast to all clients
   BareSession session{services};
 };
 
@@ -108,7 +108,7 @@ TEST_F(AgentRoutes, carryOutACommandAndAnswerTheList) {
   EXPECT_EQ(session.client->frames.size(), 1U);
 }
 
-TEST_F(AgentRoutes, answerTheCatalogAndTellAllOfItsChanges) {
+TEST_F(AgentRoutes, answerTheCatalogAndBroadcastItsChanges) {
   receive(message::RequestAgentCatalog{});
   ASSERT_EQ(session.client->messages<message::AgentCatalog>().size(), 1U);
   EXPECT_EQ(session.client->messages<message::AgentCatalog>()[0]._0.size(), 2U);

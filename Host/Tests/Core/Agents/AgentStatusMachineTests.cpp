@@ -37,13 +37,13 @@ TEST_F(StatusMachine, staysRunningUnderTwoSecondsOfSilenceAndIsIdleFromThenOn) {
   EXPECT_FALSE(tick(3s).statusChange.has_value());
 }
 
-TEST_F(StatusMachine, turnsRunningAtOnceWithOutput) {
+TEST_F(StatusMachine, isRunningAtOnceAfterOutput) {
   tick(2s);
   EXPECT_EQ(print("x", 2500ms).statusChange, AgentStatus::running);
   EXPECT_FALSE(print("x", 2600ms).statusChange.has_value());
 }
 
-TEST_F(StatusMachine, waitsOnlyOnceItIsSilentThoughABellRangLongBefore) {
+TEST_F(StatusMachine, waitsOnlyWhenSilentEvenIfABellRangBefore) {
   print("\x07", 0s);
   for (int second = 1; second <= 60; ++second) {
     print("line\n", second * 1s - 500ms);
@@ -76,7 +76,7 @@ TEST_F(StatusMachine, keepsABellThatRangInTheQuietPeriodUntilItIsOver) {
   EXPECT_EQ(tick(33s).statusChange, AgentStatus::idle);
 }
 
-TEST_F(StatusMachine, tellsOfAQuestionOnceAndThenEveryThirtySeconds) {
+TEST_F(StatusMachine, notifiesOfAQuestionOnceAndThenEveryThirtySeconds) {
   print("  Do you want to proceed \r\n", 0s);
   int attentions = 0;
   for (int second = 1; second <= 300; ++second) {
@@ -94,7 +94,7 @@ TEST_F(StatusMachine, hasAFixedBodyForAScreenOfSequencesOnly) {
   EXPECT_EQ(tick(2s).attentionBody, "waiting for input");
 }
 
-TEST_F(StatusMachine, tellsOfTheExitAtOnceAndOnlyOnce) {
+TEST_F(StatusMachine, notifiesOfTheExitAtOnceAndOnlyOnce) {
   print("password?", 0s);
   EXPECT_TRUE(tick(2s).attentionBody.has_value());
   const auto exit = machine.exit();
@@ -113,7 +113,7 @@ TEST_F(StatusMachine, needsNoTickWhileIdle) {
   EXPECT_EQ(machine.nextTick(), start + 13s);
 }
 
-// What happened, as a watcher sees it.
+// The events as a watcher sees them.
 struct Event {
   Duration at;
   std::optional<AgentStatus> status;
@@ -126,7 +126,7 @@ void note(std::vector<Event>& events, Duration at, AgentStatusMachine::Actions a
     events.push_back({at, actions.statusChange, std::move(actions.attentionBody)});
 }
 
-// The same life once with a tick every second and once with only the ticks that are asked for.
+// The same events, once with a tick every second and once with only the requested ticks.
 TEST(AgentStatusMachine, doesTheSameWithOnlyTheTicksItAsksFor) {
   std::mt19937 random(11);
   const std::vector<std::string> texts = {"working\n", "ok? ", "\x07", "❯ ", "\x1b[2J", "Allow\n", "plain\n"};

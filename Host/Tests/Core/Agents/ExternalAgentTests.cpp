@@ -10,7 +10,7 @@ constexpr const char* sessionA = "11111111-1111-4111-8111-111111111111";
 
 class ExternalAgentTest : public AgentRegistryFixture {};
 
-TEST_F(ExternalAgentTest, tellsExternalAgentsEveryFiveSecondsOnlyWhenTheyChange) {
+TEST_F(ExternalAgentTest, broadcastsExternalAgentsEveryFiveSecondsOnlyIfTheyChange) {
   addExternal(60, "codex", "pts/6");
   addExternal(61, "claude", "pts/7");
   tabs->terminals["/dev/pts/7"] = TerminalKind::terminalApp;
@@ -63,7 +63,7 @@ TEST_F(ExternalAgentTest, movesAnAdoptedTabFromOneListToTheOther) {
   EXPECT_TRUE(errors().empty());
 }
 
-TEST_F(ExternalAgentTest, tellsAllClientsWhyAnAdoptionFailed) {
+TEST_F(ExternalAgentTest, broadcastsWhyAnAdoptionFailed) {
   addExternal(60, "codex", "pts/6");
   const UUID id = externals().at(0).id;
   registry->adoptExternal(id);
@@ -98,7 +98,7 @@ TEST_F(ExternalAgentTest, pollsATabOnceForAClientThatSubscribesTwiceAndReplaysTw
   EXPECT_EQ(tabs->calls, calls);
 }
 
-TEST_F(ExternalAgentTest, showsAClientThatComesBackToATabItsScreenOfNow) {
+TEST_F(ExternalAgentTest, showsAReturningClientTheCurrentScreenOfATab) {
   const UUID id = adoptTab("old screen");
   ask(agentCommand::Subscribe{id});
   ask(agentCommand::Unsubscribe{id});
@@ -118,15 +118,15 @@ TEST_F(ExternalAgentTest, stopsPollingWhenTheLastClientHasGone) {
   EXPECT_EQ(tabs->calls, calls);
 }
 
-TEST_F(ExternalAgentTest, tellsABridgeErrorToAllClients) {
+TEST_F(ExternalAgentTest, broadcastsABridgeError) {
   tabs->failure = TerminalScripting::Failure{.denied = true, .description = "no"};
   externals();
   ASSERT_EQ(errors().size(), 1U);
   EXPECT_EQ(errors()[0].code, "agent.automation");
 }
 
-TEST_F(ExternalAgentTest, neverShowsAnAgentOfItsOwnAsExternalHoweverLateAScanIs) {
-  // The scan reads an agent that is started after it was asked for, and one that has ended since.
+TEST_F(ExternalAgentTest, neverListsItsOwnAgentAsExternalEvenInALateScan) {
+  // The scan reads an agent that started after the request, and one that has ended since.
   addExternal(4001, "claude", "pts/1");
   addExternal(4002, "claude", "pts/2");
   addExternal(4003, "claude", "pts/2");
@@ -142,7 +142,7 @@ TEST_F(ExternalAgentTest, neverShowsAnAgentOfItsOwnAsExternalHoweverLateAScanIs)
   EXPECT_TRUE(found.empty()) << found.size();
 }
 
-TEST_F(ExternalAgentTest, aTerminalsNameIsFreeAgainOnceItsAgentHasEnded) {
+TEST_F(ExternalAgentTest, reusesATerminalsNameOnceItsAgentHasEnded) {
   spawn("claude");
   EXPECT_TRUE(externals().empty());
   addExternal(60, "claude", "pts/1");
@@ -153,7 +153,7 @@ TEST_F(ExternalAgentTest, aTerminalsNameIsFreeAgainOnceItsAgentHasEnded) {
   EXPECT_EQ(externals()[0].pid, 60);
 }
 
-TEST_F(ExternalAgentTest, reportsAnAdoptedTabWhoseProgramHasEndedAsEndedAndTypesNothingMore) {
+TEST_F(ExternalAgentTest, reportsTheEndOfAnAdoptedProgramAndTypesNothingMore) {
   adoptTab();
   registry->start();
   scheduler.advance(1s);
@@ -164,14 +164,14 @@ TEST_F(ExternalAgentTest, reportsAnAdoptedTabWhoseProgramHasEndedAsEndedAndTypes
   ask(agentCommand::Write{id, bytesOf("y\r")});
   EXPECT_TRUE(tabs->typed.empty()) << "the user's shell is left there";
   EXPECT_EQ(list().at(0).status, AgentStatus::exited);
-  // The shell prints on; the agent stays ended.
+  // The shell continues to print; the agent remains ended.
   ask(agentCommand::Subscribe{id});
   tabs->contents["/dev/pts/5"] = "screen text\n$ ";
   scheduler.advance(2s);
   EXPECT_EQ(list().at(0).status, AgentStatus::exited);
 }
 
-TEST_F(ExternalAgentTest, noticesTheEndOfAnAdoptedProgramThatNobodyWatches) {
+TEST_F(ExternalAgentTest, noticesTheEndOfAnUnwatchedAdoptedProgram) {
   adoptTab();
   registry->start();
   scheduler.advance(1s);
@@ -182,7 +182,7 @@ TEST_F(ExternalAgentTest, noticesTheEndOfAnAdoptedProgramThatNobodyWatches) {
   EXPECT_EQ(updates.back()._0.status, AgentStatus::exited);
 }
 
-TEST_F(ExternalAgentTest, anotherProgramInTheTabOfAnEndedOneIsAnotherAgent) {
+TEST_F(ExternalAgentTest, listsAnotherProgramInTheSameTabAsAnotherAgent) {
   const UUID id = adoptTab();
   EXPECT_TRUE(externals().empty());
   processes->rows.clear();
@@ -196,7 +196,7 @@ TEST_F(ExternalAgentTest, anotherProgramInTheTabOfAnEndedOneIsAnotherAgent) {
   EXPECT_TRUE(found[0].adoptable);
 }
 
-TEST_F(ExternalAgentTest, signalsNoLaterProcessOfAnAdoptedOnesNumber) {
+TEST_F(ExternalAgentTest, doesNotSignalALaterProcessWithAnAdoptedOnesPID) {
   addExternal(50, "claude", "pts/5");
   processes->rows.back().startTime = 7;
   processes->startTimes[50] = 7;

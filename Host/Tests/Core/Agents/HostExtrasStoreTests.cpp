@@ -86,7 +86,7 @@ TEST(ServiceDescriptors, takeAPortOverAURL) {
   EXPECT_EQ(descriptor, (ServiceDescriptor{3000, "svc", 0, "note", true}));
 }
 
-TEST(ServiceDescriptors, takeTheSchemesPortWhereTheURLNamesNone) {
+TEST(ServiceDescriptors, useTheSchemesPortWithoutAnExplicitOne) {
   EXPECT_EQ(described("https://example.org")->port, 443);
   EXPECT_EQ(described("HTTPS://example.org")->port, 443);
   EXPECT_EQ(described("http://localhost")->port, 80);
@@ -103,14 +103,14 @@ TEST(ServiceDescriptors, areLoopbackOnlyForTheThreeNamesExactly) {
   EXPECT_FALSE(described("https://example.org")->loopbackOnly);
 }
 
-TEST(ServiceDescriptors, refuseAPortThatIsNone) {
+TEST(ServiceDescriptors, rejectAnInvalidPort) {
   EXPECT_EQ(described("http://localhost:65535")->port, 65535);
   EXPECT_FALSE(described("http://localhost:65536").has_value());
   EXPECT_FALSE(described("http://localhost:99999999999999999999999").has_value());
   EXPECT_FALSE(described("http://localhost:80a").has_value());
 }
 
-TEST(ServiceDescriptors, refuseATextWithoutAHost) {
+TEST(ServiceDescriptors, rejectATextWithoutAHost) {
   for (const char* text : {"", "localhost:3000", "http:", "http://", "http:///x", "/path", "mailto:a@b",
                            "http://a b/", "http://[::1", "http://x%zz/", "ht tp://x", "http://:80/"})
     EXPECT_FALSE(described(text).has_value()) << text;
@@ -123,7 +123,7 @@ TEST(ServiceURLs, areTakenApart) {
   EXPECT_EQ(ServiceURL::parse("//[fe80::1]:1/"), (ServiceURL{"", "fe80::1", 1}));
 }
 
-TEST_F(HostExtrasStoreTest, aHugeServiceCostsNoneOfTheOthers) {
+TEST_F(HostExtrasStoreTest, aHugeServiceDoesNotDisplaceOthers) {
   {
     HostExtrasStore store = make();
     store.addService(serviceAt(3000, std::nullopt, 1));

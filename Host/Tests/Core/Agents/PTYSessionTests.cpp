@@ -83,7 +83,7 @@ TEST_F(PTYSessionTest, letsACallersEnvironmentOverrideItsOwn) {
   EXPECT_EQ(child().request.environment["TERM"], "xterm-256color");
 }
 
-TEST_F(PTYSessionTest, tellsWhichStepOfASpawnFailed) {
+TEST_F(PTYSessionTest, reportsTheStepOfASpawnThatFailed) {
   terminals.failure = PseudoTerminalError{PseudoTerminalStep::openTerminal, {"out of ptys", 5}};
   auto made = PTYSession::spawn({}, scheduler, terminals, "/h");
   ASSERT_FALSE(made.has_value());
@@ -135,7 +135,7 @@ TEST_F(PTYSessionTest, isIdleAtTheTickAfterABellWasConsumedByAnAttention) {
   EXPECT_EQ(attentions.size(), 1U);
 }
 
-TEST_F(PTYSessionTest, asksAgainEveryThirtySecondsWhileAQuestionStandsOnTheScreen) {
+TEST_F(PTYSessionTest, notifiesEveryThirtySecondsWhileAQuestionIsOnTheScreen) {
   spawn(AgentAdapter::claudeCode);
   print("edit a.txt\r\n Do you want to proceed \r\n");
   scheduler.advance(300s);
@@ -178,7 +178,7 @@ TEST_F(PTYSessionTest, armsOneTimerDuringAFlood) {
   EXPECT_LE(session->scrollback().size(), Scrollback::limit);
 }
 
-TEST_F(PTYSessionTest, setsTheAlternateScreenFromASequenceThatIsCutBetweenReads) {
+TEST_F(PTYSessionTest, recognisesTheAlternateScreenInASequenceSplitBetweenReads) {
   spawn();
   print("vi\x1b[?10");
   EXPECT_FALSE(session->isAlternateScreen());
@@ -188,7 +188,7 @@ TEST_F(PTYSessionTest, setsTheAlternateScreenFromASequenceThatIsCutBetweenReads)
   EXPECT_FALSE(session->isAlternateScreen());
 }
 
-TEST_F(PTYSessionTest, clampsASizeToWhatATerminalTakes) {
+TEST_F(PTYSessionTest, clampsASizeToTheLimitsOfATerminal) {
   spawn();
   session->resize(-5, -70'000);
   session->resize(70'000, 65'535);
@@ -249,7 +249,7 @@ TEST_F(PTYSessionTest, killsNothingThatHasExitedInTime) {
   EXPECT_EQ(child().kills, 0);
 }
 
-TEST_F(PTYSessionTest, tellsOfTheExitAndKeepsTheScrollbackReadable) {
+TEST_F(PTYSessionTest, reportsTheExitAndKeepsTheScrollbackReadable) {
   spawn();
   print("bye?\r\n");
   scheduler.advance(3s);

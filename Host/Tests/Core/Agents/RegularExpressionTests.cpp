@@ -14,7 +14,7 @@ RegularExpression compiled(std::string_view pattern, CaseRule rule = CaseRule::s
   return *expression;
 }
 
-TEST(RegularExpression, knowsLookBehindAndUnicodeWordCharacters) {
+TEST(RegularExpression, supportsLookBehindAndUnicodeWordCharacters) {
   const auto word = compiled(R"((?<![\w-])codex(?![\w-]))");
   EXPECT_TRUE(word.isFoundIn("vim codex.log"));
   EXPECT_FALSE(word.isFoundIn("my-codex-tool"));
@@ -28,14 +28,14 @@ TEST(RegularExpression, ignoresCaseOnlyWhenAsked) {
   EXPECT_FALSE(compiled("abc").isFoundIn("ABC"));
 }
 
-TEST(RegularExpression, takesTheDollarForTheEndOfTheTextAndNotOfALine) {
+TEST(RegularExpression, matchesTheDollarAtTheEndOfTheTextAndNotOfALine) {
   const auto prompt = compiled(R"(❯\s*$)");
   EXPECT_TRUE(prompt.isFoundIn("a\n❯ "));
   EXPECT_TRUE(prompt.isFoundIn("❯ \n"));
   EXPECT_FALSE(prompt.isFoundIn("❯ \nmore"));
 }
 
-TEST(RegularExpression, givesPiecesOfTheTextByBytes) {
+TEST(RegularExpression, returnsPiecesOfTheTextByBytes) {
   const std::string text = "é <title>Grüße</title>";
   const auto match = compiled("<(t.*?)>(.*?)(x)?</").firstMatch(text);
   ASSERT_TRUE(match.has_value());
@@ -74,7 +74,7 @@ TEST(RegularExpression, toleratesBytesThatAreNoUTF8) {
             "\xc3\xff");
 }
 
-TEST(RegularExpression, escapesWhatHasAMeaning) {
+TEST(RegularExpression, escapesSpecialCharacters) {
   const std::string odd = R"(a.b*c[d](e){f}^g$h|i\j+k?l-m#n)";
   const auto literal = compiled(RegularExpression::escaped(odd));
   EXPECT_TRUE(literal.isFoundIn(odd));

@@ -14,7 +14,7 @@ namespace {
 
 using First = TerminalFanOut::First;
 
-// A client whose transport takes frames only when the test says so. What it has taken is its screen.
+// A client whose transport takes frames only when the test says so. The taken frames are its screen.
 class SlowSink final : public test::RecordingSink {
  public:
   void sendFrame(OutgoingFrame frame, Droppable droppable) override {
@@ -126,14 +126,14 @@ TEST_F(FanOutTest, losesNotAByteForAClientThatKeepsUp) {
     const std::string piece(40'000, static_cast<char>('a' + i % 26));
     all += piece;
     print(piece);
-    if (i % 100 == 99) sink->takeAll();  // up to 4 MB behind
+    if (i % 100 == 99) sink->takeAll();  // a backlog of up to 4 MB
     screen.scrollback.clear();
   }
   sink->takeAll();
   EXPECT_TRUE(sink->taken == all);
 }
 
-TEST_F(FanOutTest, boundsWhatIsKeptForAClientThatReadsNothingAndHoldsUpNobody) {
+TEST_F(FanOutTest, boundsTheBacklogOfAClientThatReadsNothingAndDelaysNoOther) {
   auto stuck = std::make_shared<SlowSink>();
   auto good = std::make_shared<SlowSink>();
   join(stuck, std::make_shared<SinkBacklog>());
@@ -251,7 +251,7 @@ TEST(SinkBacklog, isASecondOfTheLink) {
   EXPECT_EQ(backlog.limit(), SinkBacklog::mostLimit);
 }
 
-TEST(SinkBacklog, tellsOnceWhenItHasDrained) {
+TEST(SinkBacklog, reportsOnceWhenItHasDrained) {
   auto backlog = std::make_shared<SinkBacklog>();
   int calls = 0;
   SharedBytes big = backlog->counted(shareBytes(Bytes(SinkBacklog::mostLimit + 1)));

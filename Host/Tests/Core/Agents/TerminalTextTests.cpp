@@ -31,7 +31,8 @@ TEST(CleanedTerminalText, keepsTheTextOfAnUnfinishedSequence) {
   EXPECT_EQ(cleanedTerminalText("\x1b"), "");
 }
 
-// Texts made of what matters to the expression, so that most of them hold whole, nested and cut sequences.
+// Texts of characters that matter to the expression, so that most of them contain whole, nested and truncated
+// sequences.
 std::string randomTerminalText(std::mt19937& random) {
   static const std::array<std::string, 24> pieces = {"\x1b",
                                                      "[",
@@ -137,7 +138,7 @@ TEST(AlternateScreenScanner, followsBothKindsOfSequences) {
   EXPECT_FALSE(scanner.isInAlternateScreen());
 }
 
-TEST(AlternateScreenScanner, seesASequenceThatIsCutBetweenTwoReads) {
+TEST(AlternateScreenScanner, recognisesASequenceSplitBetweenTwoReads) {
   for (const bool enters : {true, false}) {
     const std::string sequence = enters ? "\x1b[?1049h" : "\x1b[?1049l";
     for (std::size_t cut = 0; cut <= sequence.size(); ++cut) {
@@ -150,7 +151,7 @@ TEST(AlternateScreenScanner, seesASequenceThatIsCutBetweenTwoReads) {
   }
 }
 
-TEST(AlternateScreenScanner, seesASequenceThatComesByteByByte) {
+TEST(AlternateScreenScanner, recognisesASequenceThatArrivesByteByByte) {
   AlternateScreenScanner scanner;
   for (const char byte : std::string("abc\x1b[?1049h")) scanner.update(viewOf(std::string(1, byte)));
   EXPECT_TRUE(scanner.isInAlternateScreen());
@@ -168,7 +169,7 @@ TEST(AlternateScreenScanner, isOutsideAfterEnterAndLeaveInOneRead) {
   EXPECT_TRUE(scanner.isInAlternateScreen());
 }
 
-// The rule in its plainest form: carry and read joined, the last of the four sequences.
+// A direct implementation of the rule: carry and read joined, the last of the four sequences.
 class PlainScanner {
  public:
   void update(std::string_view bytes) {
@@ -222,14 +223,14 @@ TEST(Scrollback, ofExactlyTheLimitIsNotTrimmedAndOneByteMoreTriggersTheTrim) {
 TEST(Scrollback, keepsExactlyTheLast258048BytesWhenNoBoundaryIsNear) {
   Scrollback scrollback;
   Bytes bytes(Scrollback::limit + 10, 'x');
-  bytes[10 + 4096] = '\n';  // the first byte behind the search
+  bytes[10 + 4096] = '\n';  // the first byte after the searched part
   bytes[9] = '\n';          // the last byte before it
   scrollback.append(bytes);
   EXPECT_EQ(scrollback.contents().size(), 258'048U);
   EXPECT_EQ(scrollback.contents().front(), '\n');
 }
 
-TEST(Scrollback, beginsOnTheFirstLineFeedOrSequenceBehindTheCut) {
+TEST(Scrollback, startsAtTheFirstLineFeedOrSequenceAfterTheCut) {
   for (const char boundary : {'\n', '\x1b'}) {
     Scrollback scrollback;
     Bytes bytes(Scrollback::limit + 100, 'x');
@@ -241,7 +242,7 @@ TEST(Scrollback, beginsOnTheFirstLineFeedOrSequenceBehindTheCut) {
   }
 }
 
-// The rule in its plainest form, with a copy for every read.
+// A direct implementation of the rule, with a copy for every read.
 void appendPlainly(Bytes& kept, ByteView output) {
   kept.insert(kept.end(), output.begin(), output.end());
   if (kept.size() <= Scrollback::limit) return;
@@ -266,7 +267,7 @@ TEST(Scrollback, agreesWithThePlainRuleOnRandomReads) {
   }
 }
 
-TEST(Scrollback, givesItsTail) {
+TEST(Scrollback, returnsItsTail) {
   Scrollback scrollback;
   EXPECT_TRUE(scrollback.isEmpty());
   scrollback.append(viewOf("abcdef"));

@@ -118,7 +118,7 @@ TEST(PoolScheduler, worksWhateverNumberOfOtherThreadsWait) {
   }
 }
 
-TEST(PoolScheduler, leavesNoThreadBehind) {
+TEST(PoolScheduler, leavesNoThread) {
   const auto threads = [] {
     const std::filesystem::directory_iterator tasks("/proc/self/task");
     return std::distance(begin(tasks), end(tasks));
@@ -138,7 +138,7 @@ TEST(PoolScheduler, leavesNoThreadBehind) {
     EXPECT_TRUE(eventually([&] { return began == 8; }));
     open.count_down();
   }
-  // The system forgets a joined thread a moment later.
+  // The system removes a joined thread a moment later.
   EXPECT_TRUE(eventually([&] { return threads() == before; })) << threads();
 }
 

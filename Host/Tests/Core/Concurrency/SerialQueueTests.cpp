@@ -120,7 +120,7 @@ TEST(SerialQueueDeathTest, assertCurrentAbortsElsewhere) {
   EXPECT_DEATH(queue.assertCurrent(), "quorl.input");
 }
 
-TEST(SerialQueue, knowsItsOwnWorkAlsoInsideANestedWait) {
+TEST(SerialQueue, recognisesItsOwnWorkInANestedWait) {
   SimulatedScheduler scheduler;
   SerialQueue outer(scheduler, "a", QueueRank::server);
   SerialQueue inner(scheduler, "b", QueueRank::stream);
@@ -226,7 +226,7 @@ TEST(Timer, cancellingReleasesWhatTheWorkHolds) {
   EXPECT_TRUE(weak.expired());
 }
 
-// An object with a queue of its own, which its pending work keeps.
+// An object with its own queue, kept alive by its pending work.
 struct Owner : std::enable_shared_from_this<Owner> {
   explicit Owner(Scheduler& scheduler) : queue(scheduler, "test.owner", QueueRank::service) {}
   void post() {
@@ -235,7 +235,7 @@ struct Owner : std::enable_shared_from_this<Owner> {
   SerialQueue queue;
 };
 
-TEST(SerialQueue, letsGoOfItsPendingWorkWhenItsSchedulerEnds) {
+TEST(SerialQueue, releasesItsPendingWorkWhenItsSchedulerEnds) {
   std::weak_ptr<Owner> simulated;
   std::weak_ptr<Owner> pooled;
   std::weak_ptr<Owner> late;
@@ -248,7 +248,7 @@ TEST(SerialQueue, letsGoOfItsPendingWorkWhenItsSchedulerEnds) {
       *weak = owner;
       for (int count = 0; count < 100; ++count) owner->post();
     }
-    // Its end posts to a queue that the scheduler has already left.
+    // Its destructor posts to a queue that the scheduler has already released.
     const auto other = std::make_shared<Owner>(simulation);
     late = other;
     other->queue.async([other, last = std::shared_ptr<void>(nullptr, [other](void*) { other->post(); })] {});

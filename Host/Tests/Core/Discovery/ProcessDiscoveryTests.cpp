@@ -20,7 +20,7 @@ std::optional<std::string> classify(std::string_view command,
   return ProcessDiscovery::classify(command, execPath);
 }
 
-TEST(Classification, findsACodexScriptBehindItsInterpreter) {
+TEST(Classification, findsACodexScriptRunByItsInterpreter) {
   EXPECT_EQ(classify("node /opt/x/bin/codex --full-auto", "/usr/bin/node"), "Codex");
 }
 
@@ -31,7 +31,7 @@ TEST(Classification, findsAPythonModule) {
   EXPECT_EQ(classify("ruby -m llm", "/usr/bin/ruby"), std::nullopt);
 }
 
-TEST(Classification, takesNoProcessInsideAnApplicationBundle) {
+TEST(Classification, ignoresAProcessInAnApplicationBundle) {
   EXPECT_EQ(classify("/Applications/Claude.app/Contents/MacOS/Claude"), std::nullopt);
   EXPECT_EQ(classify("codex", "/Applications/Codex.app/Contents/MacOS/codex"), std::nullopt);
 }
@@ -41,7 +41,7 @@ TEST(Classification, doesNotTakeAFileNameForClaude) {
   EXPECT_EQ(classify("vim claude", "/usr/bin/vim"), std::nullopt);
 }
 
-TEST(Classification, takesAWordThatStandsAlone) {
+TEST(Classification, matchesAWordOnItsOwn) {
   EXPECT_EQ(classify("vim codex", "/usr/bin/vim"), "Codex");
   EXPECT_EQ(classify("vim /tmp/codex.log", "/usr/bin/vim"), "Codex");
   EXPECT_EQ(classify("vim my-codex-tool", "/usr/bin/vim"), std::nullopt);
@@ -57,7 +57,7 @@ TEST(Classification, triesTheWordsInTheirOrder) {
   EXPECT_EQ(classify("vim ollama aider", "/usr/bin/vim"), "Aider");
 }
 
-TEST(Classification, knowsEveryProgramOfTheTable) {
+TEST(Classification, recognisesEveryProgramInTheTable) {
   const std::map<std::string, std::string> names{{"claude", "Claude"},
                                                  {"codex", "Codex"},
                                                  {"opencode", "OpenCode"},
@@ -75,7 +75,7 @@ TEST(Classification, knowsEveryProgramOfTheTable) {
   EXPECT_EQ(classify("python -m claude", "/usr/bin/python"), std::nullopt);
 }
 
-TEST(Classification, knowsALoginShellsDashAndAnyCase) {
+TEST(Classification, acceptsALoginShellsDashAndAnyCase) {
   EXPECT_EQ(classify("-claude"), "Claude");
   EXPECT_EQ(classify("/usr/local/bin/Claude --resume x"), "Claude");
 }
@@ -85,7 +85,7 @@ TEST(Classification, keepsTheHostOut) {
   EXPECT_EQ(classify("claude --dir /home/ada/quorl"), std::nullopt);
 }
 
-TEST(Classification, takesTheFirstTokenWithoutAnExecutable) {
+TEST(Classification, usesTheFirstTokenWithoutAnExecutable) {
   EXPECT_EQ(classify(" \t claude", "  "), "Claude");
   EXPECT_EQ(classify(" \t "), std::nullopt);
   EXPECT_EQ(classify("claude", "/usr/bin/node"), std::nullopt);
@@ -136,7 +136,7 @@ TEST_F(ProcessScan, emitsOneProcessOnce) {
   EXPECT_THAT(foundPIDs(), ElementsAre(5));
 }
 
-TEST_F(ProcessScan, knowsAProgramBehindALinkByTheSystemsNameForIt) {
+TEST_F(ProcessScan, recognisesALinkedProgramByTheSystemsNameForIt) {
   processes->rows = {
       {.pid = 5,
        .tty = "pts/1",
@@ -148,7 +148,7 @@ TEST_F(ProcessScan, knowsAProgramBehindALinkByTheSystemsNameForIt) {
   EXPECT_THAT(foundPIDs(), ElementsAre(5));
 }
 
-TEST_F(ProcessScan, asksForNoDirectoriesOfNobody) {
+TEST_F(ProcessScan, asksForNoDirectoriesWithoutProcesses) {
   processes->directories = {{3, "/a"}, {4, "/b"}};
   EXPECT_THAT(discovery.cwdByPID({}), IsEmpty());
   EXPECT_EQ(processes->directoryScans, 0);

@@ -61,7 +61,7 @@ TEST_F(ProjectPaths, takeEachDashForASlashWhenNothingIsThere) {
 }
 
 TEST_F(ProjectPaths, areGivenUpAmongLinksThatLeadRoundInACircle) {
-  // As with the links "a -> ." and "a-a -> .": whatever is made of "a" and "-" is a folder.
+  // As with the links "a -> ." and "a-a -> .": every name of "a" and "-" is a folder.
   std::string name;
   for (int i = 0; i < 60; ++i) name += "-a";
   int looks = 0;
@@ -106,7 +106,7 @@ class ClaudeSessions : public testing::Test {
   ClaudeCodeDiscovery discovery{files};
 };
 
-TEST_F(ClaudeSessions, areNoneWithoutTheFolder) {
+TEST_F(ClaudeSessions, areEmptyWithoutTheFolder) {
   EXPECT_THAT(discovery.scan(200, 40), IsEmpty());
   EXPECT_EQ(discovery.preview(uuid(1), "/a"), std::nullopt);
 }
@@ -193,7 +193,7 @@ class CodexSessions : public testing::Test {
   }
 };
 
-TEST_F(CodexSessions, areNoneWithoutTheFolder) {
+TEST_F(CodexSessions, areEmptyWithoutTheFolder) {
   EXPECT_THAT(discovery.scan(200), IsEmpty());
 }
 
@@ -215,7 +215,7 @@ TEST_F(CodexSessions, withoutAPayloadAreIgnoredAndDoNotCount) {
   EXPECT_THAT(identifiers(1), ElementsAre("one"));
 }
 
-TEST_F(CodexSessions, readNoFileTwiceAndNoneBeyondTheLimit) {
+TEST_F(CodexSessions, readEachFileOnceAndNoneBeyondTheLimit) {
   for (int i = 0; i < 10; ++i)
     files->write(codexSessions + std::to_string(i) + ".jsonl",
                  codexLine(fmt::format("{{\"id\":\"{}\",\"cwd\":\"/p\"}}", i)), Date{100.0 - i});
@@ -298,7 +298,7 @@ TEST(TranscriptPreview, isElseTheFirstUserText) {
   EXPECT_EQ(previewOf(R"({"message":{"content":"keys in any order"},"type":"user"})"), "keys in any order");
 }
 
-TEST(TranscriptPreview, takesTheFirstTextElementThatHasText) {
+TEST(TranscriptPreview, usesTheFirstTextElementWithText) {
   EXPECT_EQ(previewOf(userLine(R"([{"type":"image","text":"no"},"x",{"text":"","type":"text"},)"
                                R"({"text":"yes","type":"text"},{"type":"text","text":"late"}])")),
             "yes");
@@ -328,7 +328,7 @@ TEST(TranscriptPreview, isOneTrimmedLine) {
       << "the summary counts, and is blank";
 }
 
-TEST(TranscriptPreview, isNoneOfBytesThatAreNotText) {
+TEST(TranscriptPreview, isAbsentForBytesThatAreNotText) {
   EXPECT_EQ(previewOf(std::string("\xff\n") + summaryLine("x")), std::nullopt);
   EXPECT_EQ(previewOf(""), std::nullopt);
   EXPECT_EQ(previewOf(std::string(Transcript::windowSize, '\0')), std::nullopt);

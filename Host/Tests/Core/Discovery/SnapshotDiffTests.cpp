@@ -56,7 +56,7 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
-/// The definition word by word: every count from the longest down.
+/// The definition taken literally: every count, from the longest down.
 std::string plainNewTail(const std::string& previous, const std::string& current) {
   if (previous.empty()) return current;
   if (previous == current) return "";
@@ -88,7 +88,7 @@ TEST(NewTail, agreesWithItsDefinitionOnRandomTexts) {
   }
 }
 
-TEST(Normalising, givesEveryLineEndBothCharacters) {
+TEST(Normalising, writesEveryLineEndAsCarriageReturnAndLineFeed) {
   EXPECT_EQ(SnapshotDiff::normalised("a\nb\rc\r\nd\r\r\n"), "a\r\nb\r\nc\r\nd\r\n\r\n");
   EXPECT_EQ(SnapshotDiff::normalised(""), "");
 }

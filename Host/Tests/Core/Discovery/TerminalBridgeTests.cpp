@@ -35,7 +35,7 @@ class Bridge : public testing::Test {
   }
 };
 
-TEST_F(Bridge, disabledGivesAnEmptyMapAndAsksNobody) {
+TEST_F(Bridge, returnsAnEmptyMapWithoutAskingIfDisabled) {
   terminals->terminals = {{tty, TerminalKind::iterm}};
   terminals->contents = {{tty, "text"}};
   const auto bridge = makeBridge(TerminalBridgeUse::disabled);
@@ -71,7 +71,7 @@ TEST_F(Bridge, asksNothingOfAnUnknownTerminalAndSendsNoNothing) {
   EXPECT_EQ(terminals->calls, 0);
 }
 
-TEST_F(Bridge, tellsOfADenialOnce) {
+TEST_F(Bridge, reportsADenialOnce) {
   terminals->failure = {.denied = true, .description = {}};
   const auto bridge = makeBridge();
   EXPECT_THAT(bridge->mapTerminals(), IsEmpty());
@@ -86,7 +86,7 @@ TEST_F(Bridge, tellsOfADenialOnce) {
                           "Automation, then try adopting again."}));
 }
 
-TEST_F(Bridge, logsAnyOtherFailureAndTellsNobody) {
+TEST_F(Bridge, onlyLogsAnyOtherFailure) {
   const test::LogRecorder log;
   terminals->failure = {.denied = false, .description = "osascript error: syntax"};
   makeBridge()->mapTerminals();
@@ -235,7 +235,7 @@ TEST_F(BridgedSession, keepsAllAsItIsWhenTheTerminalDoesNotAnswer) {
   EXPECT_EQ(takeOutput(), "c\r\n");
 }
 
-TEST_F(BridgedSession, takesATabsTextAsNewAfterItWasGone) {
+TEST_F(BridgedSession, treatsATabsTextAsNewAfterItWasGone) {
   show("a\nb");
   session->addSubscriber();
   scheduler.runReady();
@@ -307,7 +307,7 @@ TEST_F(BridgedSession, sendsNoSecondSignalToAProcessThatWent) {
   EXPECT_THAT(processes->sent, ElementsAre(Pair(ProcessSignal::interrupt, 77)));
 }
 
-TEST_F(BridgedSession, signalsNobodyWithoutAProcess) {
+TEST_F(BridgedSession, sendsNoSignalWithoutAProcess) {
   session = makeSession(0, "claude");
   session->terminate();
   scheduler.advance(10s);

@@ -59,7 +59,7 @@ TEST_F(TerminalGroups, aFailureOfOneHidesNothingOfTheOther) {
   EXPECT_EQ(group.readContents("/dev/b", terminalApp, report), "text of b");
 }
 
-TEST_F(TerminalGroups, asksAllForATabThatNoneHadAtTheLatestLook) {
+TEST_F(TerminalGroups, asksAllMembersForATabThatNoneHadInTheLastMap) {
   EXPECT_EQ(group.readContents("/dev/b", terminalApp, report), "text of b");
   EXPECT_EQ(group.readContents("/dev/c", iterm, report), "") << "gone, say both";
   group.sendText("/dev/c", iterm, "t", TextSubmission::type, report);
@@ -67,7 +67,7 @@ TEST_F(TerminalGroups, asksAllForATabThatNoneHadAtTheLatestLook) {
   EXPECT_THAT(other->typed, SizeIs(1));
 }
 
-TEST_F(TerminalGroups, aTabIsNotGoneWhenOneCouldNotSay) {
+TEST_F(TerminalGroups, doesNotReportATabAsGoneIfAMemberFailed) {
   one->failure = TerminalScripting::Failure{};
   EXPECT_EQ(group.readContents("/dev/a", iterm, report), std::nullopt);
 }

@@ -62,8 +62,7 @@ TEST(EncodedSize, ofNonsenseIsStillASize) {
   EXPECT_EQ(encodedSizeFor({100, 100}, 0, 100), (PixelSize{2, 2}));
 }
 
-// The longer side reaches the limit exactly, whatever the limit: no rounding of a quotient takes a pixel
-// away.
+// The longer side reaches any limit exactly: no pixel is lost by rounding a quotient.
 TEST(EncodedSize, reachesEveryEvenLimit) {
   for (int limit = 2; limit < 3840; limit += 2)
     ASSERT_EQ(encodedSizeFor({3841, 2161}, 1.0, limit).width, limit);

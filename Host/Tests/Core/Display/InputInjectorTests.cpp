@@ -147,7 +147,7 @@ TEST_F(InputInjectorTest, scrollsByLinesWithoutTheFieldsOfPreciseScrolling) {
                             .unit = ScrollUnit::line, .wheel1 = 5, .wheel2 = 0, .location = {3, 4}}));
 }
 
-TEST_F(InputInjectorTest, saturatesAScrollDeltaAndTakesANonFiniteOneAsZero) {
+TEST_F(InputInjectorTest, saturatesAScrollDeltaAndTreatsANonFiniteOneAsZero) {
   const std::pair<float, std::int32_t> rows[] = {
       {3e10F, 2'147'483'647},
       {-3e10F, std::numeric_limits<std::int32_t>::min()},
@@ -225,7 +225,7 @@ TEST_F(InputInjectorTest, keepsTheOrderOfCalls) {
   EXPECT_TRUE(std::holds_alternative<ScrollEvent>(events[3]));
 }
 
-/// A platform that needs 100 ms for each piece of text.
+/// A platform that takes 100 ms for each piece of text.
 class SlowTypingTest : public InputInjectorTest {
  protected:
   SlowTypingTest() {
@@ -234,7 +234,7 @@ class SlowTypingTest : public InputInjectorTest {
       return isReady_ = !isReady_, isReady_ ? Duration::zero() : Duration(milliseconds(100));
     };
   }
-  /// Keys as their codes, texts as -1, everything else as -2.
+  /// Keys by their codes, texts as -1, everything else as -2.
   std::vector<int> postedKinds() {
     std::vector<int> kinds;
     for (const SyntheticEvent& event : posted()) {
@@ -252,7 +252,7 @@ class SlowTypingTest : public InputInjectorTest {
   bool isReady_ = true;
 };
 
-TEST_F(SlowTypingTest, postsTheInputOfOthersAtOnceWhileALongTextIsTyped) {
+TEST_F(SlowTypingTest, postsTheInputOfOtherClientsAtOnceWhileALongTextIsTyped) {
   injector_->insertText(std::string(5'000, 'x'), ann_);
   EXPECT_THAT(postedKinds(), ElementsAre(-1));
   injector_->pointer(PointerPhase::hover, PointerButton::left, {1, 2}, 0, 0, {}, bob_);
@@ -272,7 +272,7 @@ TEST_F(SlowTypingTest, postsTheKeysOfTheSenderAfterItsText) {
   EXPECT_THAT(postedKinds(), ElementsAre(-1, -1, 3, -2));
 }
 
-TEST_F(SlowTypingTest, stopsTypingWhenTheSenderLeavesAndGoesOnWithOthers) {
+TEST_F(SlowTypingTest, stopsTypingWhenTheSenderLeavesAndContinuesWithOthers) {
   injector_->insertText(std::string(5'000, 'x'), ann_);
   injector_->insertText("y", bob_);
   EXPECT_THAT(postedKinds(), ElementsAre(-1));
@@ -293,7 +293,7 @@ TEST_F(SlowTypingTest, announcesWhatFollowsInTheText) {
   EXPECT_EQ(followings_[0], u"uvw");
 }
 
-TEST_F(SlowTypingTest, endsWithItsInjectorThoughTextWaits) {
+TEST_F(SlowTypingTest, endsWithItsInjectorEvenIfTextWaits) {
   injector_->insertText(std::string(5'000, 'x'), ann_);
   EXPECT_THAT(postedKinds(), ElementsAre(-1));
   injector_.reset();

@@ -63,7 +63,7 @@ class PictureFeedTest : public testing::Test {
     surroundings.request = [this] { ++requested_; };
     feed_ = std::make_shared<PictureFeed>(queue_, encoder_, std::move(surroundings), milliseconds(16));
   }
-  // One whose pictures come out when the test says so.
+  // An encoder whose output is released by the test.
   void useAnEncoderWithThreads() {
     factory_.swallowsOutput = true;
     encoder_ = *VideoEncoder::create(factory_, {.size = {64, 64}, .codec = VideoCodec::h264});
@@ -100,7 +100,7 @@ TEST_F(PictureFeedTest, encodesEachPictureWhenTheEncoderKeepsUp) {
   EXPECT_EQ(requests()[2].presentationTime, milliseconds(48));
 }
 
-TEST_F(PictureFeedTest, encodesTheNewestOfThePicturesThatCameMeanwhile) {
+TEST_F(PictureFeedTest, encodesTheNewestOfThePicturesThatArrivedMeanwhile) {
   whileEncoding_ = [&](const CompressionRequest& request) {
     if (static_cast<const FakePicture&>(*request.image).tag != 1) return;
     post(2, milliseconds(20), {{0, 0, 8, 8}});
@@ -129,7 +129,7 @@ TEST_F(PictureFeedTest, releasesThePicturesItPassesOver) {
   EXPECT_TRUE(passedOver.expired());
 }
 
-TEST_F(PictureFeedTest, takesAMergedChangeAsEverythingWhenOneOfThemIs) {
+TEST_F(PictureFeedTest, treatsAMergedChangeAsEverythingIfOneOfThemIs) {
   EXPECT_TRUE(mergedChange({}, {{0, 0, 1, 1}}).empty());
   EXPECT_TRUE(mergedChange({{0, 0, 1, 1}}, {}).empty());
   EXPECT_EQ(mergedChange({{0, 0, 1, 1}}, {{2, 2, 1, 1}}).size(), 2U);
@@ -186,7 +186,7 @@ TEST_F(PictureFeedTest, doesNotWaitASecondForAKeyFrameAtOneFrameASecond) {
 TEST_F(PictureFeedTest, refinesACoarsePictureWithinAHundredMilliseconds) {
   quantizerOf_[1] = 40;
   gainPerPass_ = 8;
-  arrive(1, milliseconds(10));  // comes out at 32
+  arrive(1, milliseconds(10));  // encoded at 32
   scheduler_.advance(milliseconds(100));
   EXPECT_EQ(tags(), (std::vector{1, 1}));
   EXPECT_LE(quantizerOf_[1], 26);
@@ -304,7 +304,7 @@ TEST_F(PictureFeedTest, refinesNothingWhileTheLinkIsFull) {
   EXPECT_EQ(requests().size(), 2U);
 }
 
-TEST_F(PictureFeedTest, givesAnEncoderWithThreadsOfItsOwnTwoPicturesAtATime) {
+TEST_F(PictureFeedTest, givesAnEncoderWithItsOwnThreadsTwoPicturesAtATime) {
   useAnEncoderWithThreads();
   for (int tag = 1; tag <= 5; ++tag) arrive(tag, milliseconds(16 * tag));
   EXPECT_EQ(tags(), (std::vector{1, 2}));
@@ -313,7 +313,7 @@ TEST_F(PictureFeedTest, givesAnEncoderWithThreadsOfItsOwnTwoPicturesAtATime) {
   EXPECT_EQ(tags(), (std::vector{1, 2, 5}));
 }
 
-TEST_F(PictureFeedTest, goesOnAfterAPictureThatTheEncoderDrops) {
+TEST_F(PictureFeedTest, continuesAfterAPictureThatTheEncoderDrops) {
   useAnEncoderWithThreads();
   for (int tag = 1; tag <= 4; ++tag) {
     arrive(tag, milliseconds(16 * tag));

@@ -8,7 +8,7 @@
 namespace quorl {
 namespace {
 
-TEST(RateControl, givesTheWorkedExample) {
+TEST(RateControl, matchesTheWorkedExample) {
   const CompressionRates rates = compressionRates({1920, 1080}, 60, 0.5);
   EXPECT_EQ(rates.averageBitRate, 13'685'760);
   EXPECT_EQ(rates.dataRateLimitBytes, 2'566'080);
@@ -47,7 +47,7 @@ TEST(RateControl, capsALargeStreamAtEightyMegabits) {
   EXPECT_EQ(compressionRates({3840, 2160}, std::numeric_limits<int>::max(), 1).averageBitRate, 80'000'000);
 }
 
-TEST(LinkRates, areNothingOnALinkThatIsNoLimit) {
+TEST(LinkRates, areAbsentIfTheLinkIsNotTheLimit) {
   const CompressionRates rates = compressionRates({1920, 1080}, 60, 0.5);
   EXPECT_FALSE(linkRates(rates, {1920, 1080}, 0));
   EXPECT_FALSE(linkRates(rates, {1920, 1080}, 1e9));

@@ -30,7 +30,7 @@ TEST(RefinementPolicy, asksForNothingWhenTheEncoderDoesNotSayHowCoarseItIs) {
   EXPECT_FALSE(policy.due());
 }
 
-TEST(RefinementPolicy, asksForACoarsePictureAgainOnceTheScreenIsQuiet) {
+TEST(RefinementPolicy, repeatsACoarsePictureOnceTheScreenIsQuiet) {
   RefinementPolicy policy;
   policy.changed(at(0));
   policy.encoded({40});
@@ -61,7 +61,7 @@ TEST(RefinementPolicy, repeatsUntilItIsSharpWithinAHundredMilliseconds) {
   EXPECT_FALSE(policy.due());
 }
 
-TEST(RefinementPolicy, goesOnUntilThePictureIsAsSharpAsItsEncoderCanMakeIt) {
+TEST(RefinementPolicy, repeatsUntilThePictureIsAsSharpAsItsEncoderCanMakeIt) {
   RefinementPolicy policy;
   policy.changed(at(0));
   policy.encoded({.quantizer = 24, .sharp = 19});
@@ -71,7 +71,7 @@ TEST(RefinementPolicy, goesOnUntilThePictureIsAsSharpAsItsEncoderCanMakeIt) {
   EXPECT_FALSE(policy.due());
 }
 
-TEST(RefinementPolicy, waitsLongerBeforeEachFurtherPassAndGivesUpAfterTen) {
+TEST(RefinementPolicy, waitsLongerBeforeEachPassAndStopsAfterTen) {
   RefinementPolicy policy;
   policy.changed(at(0));
   float quantizer = 51;
@@ -103,7 +103,7 @@ TEST(RefinementPolicy, stopsWhenTwoPassesGainNothing) {
   EXPECT_EQ(policy.due(), at(560)) << "a new change begins afresh";
 }
 
-TEST(RefinementPolicy, takesSlowMotionForNoQuietScreen) {
+TEST(RefinementPolicy, doesNotTreatSlowMotionAsAQuietScreen) {
   RefinementPolicy policy;
   for (int time = 0; time <= 1'000; time += 100) {
     policy.changed(at(time));
@@ -123,7 +123,7 @@ TEST(RefinementPolicy, waitsForMoreThanAFrameInterval) {
   EXPECT_EQ(policy.due(), at(300));
 }
 
-TEST(RefinementPolicy, knowsNothingOfChangesBeforeItAsksForThem) {
+TEST(RefinementPolicy, ignoresChangesBeforeTheRequestForThem) {
   RefinementPolicy policy;
   policy.changed(at(0));
   policy.encoded({40});

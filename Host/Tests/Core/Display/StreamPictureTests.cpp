@@ -74,7 +74,7 @@ TEST_F(StreamPictureTest, sharpensACoarsePictureWhenTheScreenIsQuiet) {
   EXPECT_EQ(sink_->videos.size(), 3U);
 }
 
-TEST_F(StreamPictureTest, takesANewQualityWithoutARestart) {
+TEST_F(StreamPictureTest, appliesANewQualityWithoutARestart) {
   start();
   StreamConfig config = request_.config;
   config.quality = 1.0;
@@ -86,7 +86,7 @@ TEST_F(StreamPictureTest, takesANewQualityWithoutARestart) {
   EXPECT_EQ(compressors_->lastSession().rates.back().averageBitRate, 24'883'199);
 }
 
-TEST_F(StreamPictureTest, takesANewFrameRateAndCursorWithoutARestart) {
+TEST_F(StreamPictureTest, appliesANewFrameRateAndCursorWithoutARestart) {
   start();
   StreamConfig config = request_.config;
   config.maxFPS = 30;

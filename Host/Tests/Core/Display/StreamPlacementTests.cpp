@@ -19,7 +19,7 @@ TEST_F(StreamPlacementTest, announcesTheNewPlaceOfADisplayThatMoved) {
   EXPECT_EQ(screen_->streams().size(), 1U) << "the capture goes on";
 }
 
-TEST_F(StreamPlacementTest, announcesNothingForAPlaceThatIsKnown) {
+TEST_F(StreamPlacementTest, announcesNothingForAKnownPlace) {
   start();
   screen_->placeDisplay({{0, 0}, {1920, 1080}});
   screen_->placeDisplay({{0, 0}, {0, 0}});
@@ -28,7 +28,7 @@ TEST_F(StreamPlacementTest, announcesNothingForAPlaceThatIsKnown) {
   EXPECT_EQ(screen_->streams().size(), 1U);
 }
 
-TEST_F(StreamPlacementTest, continuesAtTheNewSizeOfItsDisplayAfterTheLastOfSeveralChanges) {
+TEST_F(StreamPlacementTest, restartsAtTheDisplaysNewSizeAfterTheLastOfSeveralChanges) {
   start();
   for (const double width : {1024.0, 1280.0}) {
     screen_->content->displays[0].bounds.size = {width, 800};

@@ -36,7 +36,7 @@ TEST_F(StreamSessionTest, shrinksThePictureToTheLongestSideAllowed) {
   EXPECT_EQ(started()[0], (StreamStarted{7, 1280, 720, {{0, 0}, {1920, 1080}}}));
 }
 
-TEST_F(StreamSessionTest, makesTwoByTwoOfADisplayOfOnePoint) {
+TEST_F(StreamSessionTest, encodesTwoByTwoForADisplayOfOnePoint) {
   screen_->content = oneDisplay({1, 1}, 5);
   start();
   ASSERT_EQ(started().size(), 1U);
@@ -44,7 +44,7 @@ TEST_F(StreamSessionTest, makesTwoByTwoOfADisplayOfOnePoint) {
   EXPECT_EQ(started()[0].pixelHeight, 2);
 }
 
-TEST_F(StreamSessionTest, makesPixelsOfPointsOnADenseDisplay) {
+TEST_F(StreamSessionTest, encodesPixelsOnADenseDisplay) {
   screen_->geometryOverride = FilterGeometry{{1920, 1080}, 2.0};
   start();
   EXPECT_EQ(started().at(0), (StreamStarted{7, 3840, 2160, {{0, 0}, {1920, 1080}}}));
@@ -120,7 +120,7 @@ TEST_F(StreamSessionTest, failsForAnApplicationThatDoesNotRun) {
   expectFailure("stream.target", "app org.example.notes not running");
 }
 
-TEST_F(StreamSessionTest, failsWhenTheTargetGoesDuringTheSetUp) {
+TEST_F(StreamSessionTest, failsIfTheTargetDisappearsDuringTheSetUp) {
   request_.target = streamTarget::Display{5};
   screen_->geometryError = PortError{"BadWindow", 3};
   start();
@@ -134,7 +134,7 @@ TEST_F(StreamSessionTest, failsWithoutAnEncoder) {
   EXPECT_TRUE(screen_->streams().empty());
 }
 
-TEST_F(StreamSessionTest, fallsBackFromHevcWithoutAWord) {
+TEST_F(StreamSessionTest, fallsBackFromHevcSilently) {
   request_.config.codec = VideoCodec::hevc;
   compressors_->hevcFailure = -12;
   start();
@@ -179,7 +179,7 @@ TEST_F(StreamSessionTest, ignoresTheEndOfACaptureThatARestartHasReplaced) {
   EXPECT_EQ(started().back().pixelWidth, 640);
 }
 
-TEST_F(StreamSessionTest, isOverAfterAFailure) {
+TEST_F(StreamSessionTest, endsAfterAFailure) {
   screen_->makeError = PortError{"no", 0};
   start();
   screen_->makeError.reset();
@@ -193,7 +193,7 @@ TEST_F(StreamSessionTest, isOverAfterAFailure) {
   EXPECT_EQ(screen_->contentQueries(), 1U);
 }
 
-TEST_F(StreamSessionTest, stopsWithoutAWord) {
+TEST_F(StreamSessionTest, stopsSilently) {
   start();
   screen_->deliverPicture(1, milliseconds(1));
   scheduler_.runReady();
@@ -206,7 +206,7 @@ TEST_F(StreamSessionTest, stopsWithoutAWord) {
   EXPECT_EQ(compressors_->runningSessions(), 0U);
 }
 
-TEST_F(StreamSessionTest, stopsEvenWhenItsOwnerLetsGoAtOnce) {
+TEST_F(StreamSessionTest, stopsEvenIfItsOwnerReleasesItAtOnce) {
   start();
   session_->stop();
   session_.reset();

@@ -37,7 +37,7 @@ TEST(TargetResolution, showsTheMainDisplayForUnifiedOrElseTheFirst) {
   EXPECT_EQ(std::get<DisplayFilter>(resolveTarget(streamTarget::Unified{}, content)->filter).displayID, 5U);
 }
 
-TEST(TargetResolution, tellsWhatIsMissing) {
+TEST(TargetResolution, reportsWhatIsMissing) {
   const ShareableContent empty;
   const auto expectError = [&](const StreamTarget& target, const char* text) {
     const auto resolved = resolveTarget(target, empty);

@@ -19,7 +19,7 @@ std::vector<std::u16string> chunksOf(std::string_view text) {
   return all;
 }
 
-TEST(TextChunks, ofNothingAreNone) {
+TEST(TextChunks, areEmptyForAnEmptyText) {
   EXPECT_TRUE(chunksOf("").empty());
 }
 
@@ -37,13 +37,13 @@ TEST(TextChunks, doNotCutACombinedCharacter) {
 }
 
 TEST(TextChunks, keepAFamilyTogether) {
-  // Man, woman, girl and boy joined: 11 units. Two do not fit into one event.
+  // Man, woman, girl and boy joined: 11 units, so that two do not fit into one event.
   const std::string family = "👨‍👩‍👧‍👦";
   EXPECT_THAT(chunksOf(family + family),
               ElementsAre(u"👨‍👩‍👧‍👦", u"👨‍👩‍👧‍👦"));
 }
 
-TEST(TextChunks, giveALongCharacterAChunkOfItsOwn) {
+TEST(TextChunks, putALongCharacterIntoItsOwnChunk) {
   std::string tower = "e";
   std::u16string units = u"e";
   for (int mark = 0; mark < 30; ++mark) {

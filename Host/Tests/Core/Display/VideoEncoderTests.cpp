@@ -92,14 +92,14 @@ TEST_F(VideoEncoderTest, appliesNewRatesWhileRunning) {
   EXPECT_DOUBLE_EQ(encoder->quality(), 1.0);
   EXPECT_EQ(factory_.lastSession().rates.back().expectedFrameRate, 30);
   EXPECT_EQ(factory_.lastSession().rates.back().averageBitRate,
-            12'441'599);  // 0.02 + 0.18 falls short of 0.2 in binary
+            12'441'599);  // 0.02 + 0.18 is less than 0.2 in binary
 }
 
 TEST_F(VideoEncoderTest, announcesAConfigurationOnceAndAgainWhenItChanges) {
   const auto encoder = make();
   encode(*encoder);
   encode(*encoder);
-  // An equal record in a buffer of its own is no change.
+  // An equal record in another buffer is not a change.
   factory_.lastSession().configurationRecord = shareBytes(bytesOf("hvcC"));
   encode(*encoder);
   EXPECT_EQ(configs_, std::vector<std::string>{"hvcC"});
@@ -143,7 +143,7 @@ TEST_F(VideoEncoderTest, forcesAKeyFrameOnce) {
   EXPECT_FALSE(encoder->forceNextKeyframe);
 }
 
-TEST_F(VideoEncoderTest, takesANegativeTimeAsZero) {
+TEST_F(VideoEncoderTest, treatsANegativeTimeAsZero) {
   const auto encoder = make();
   encode(*encoder, microseconds(-5));
   encode(*encoder, microseconds(1'234'567));

@@ -114,14 +114,14 @@ TEST_F(WaitingInputTest, refusesTextBeyondItsLimitFromThatClientAlone) {
   EXPECT_TRUE(waiting_.addText(bob_, TextChunks("y")));
 }
 
-TEST_F(WaitingInputTest, takesTextAgainOnceSomeWasTyped) {
+TEST_F(WaitingInputTest, acceptsTextAgainOnceSomeWasTyped) {
   add(ann_, std::string(WaitingInput::maximumUnits, 'x'));
   EXPECT_EQ(typeAPiece().size(), 20U);
   add(ann_, std::string(20, 'y'));
   EXPECT_FALSE(waiting_.addText(ann_, TextChunks("z")));
 }
 
-TEST_F(WaitingInputTest, refusesMoreTextsThanMayWaitHoweverShort) {
+TEST_F(WaitingInputTest, refusesMoreTextsThanTheLimitOfAnyLength) {
   for (std::size_t i = 0; i < WaitingInput::maximumItems; ++i) add(ann_, "x");
   EXPECT_FALSE(waiting_.addText(ann_, TextChunks("x")));
 }

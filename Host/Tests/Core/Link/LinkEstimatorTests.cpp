@@ -21,8 +21,8 @@ MonotonicTime at(Duration time) {
   return MonotonicTime(time);
 }
 
-/// A stream of full-screen motion at 30 pictures a second, whose pictures take what they may, give or take a
-/// third, and a probe every 20 ms that measures how long a byte sent then would wait.
+/// A stream of full-screen motion at 30 pictures per second that use their budget within a third, and a probe
+/// every 20 ms that measures how long a byte sent then would wait.
 class MotionOverALink {
  public:
   MotionOverALink(SimulatedLink::Rate rate, Duration roundTrip, double wantedRate = 25 * megabit)
@@ -185,7 +185,7 @@ TEST(LinkEstimator, queuesNoPicturesDuringAStallAndIsBackRightAfterIt) {
   EXPECT_LE(motion.delay(0.95), 0.1);
 }
 
-TEST(LinkEstimator, drainsAQueueThatSomebodyElseHasFilled) {
+TEST(LinkEstimator, drainsAQueueThatAnotherSenderHasFilled) {
   double rate = 5 * megabit;
   MotionOverALink motion([&](MonotonicTime) { return rate; }, milliseconds(40));
   motion.rateNow = [] { return 5 * megabit; };
@@ -209,11 +209,11 @@ TEST(LinkEstimator, letsAFastLinkTakeWhateverIsWanted) {
   const std::size_t observations = motion.observations();
   motion.run(seconds(10));
   EXPECT_GE(motion.picturesPerSecond(), 29);
-  // Nothing but the two looks of each picture.
+  // Only the two observations of each picture.
   EXPECT_LE(motion.observations() - observations, 2 * motion.pictures() + 2);
 }
 
-TEST(LinkEstimator, assumesAThinLinkUntilItKnows) {
+TEST(LinkEstimator, assumesAThinLinkUntilItIsMeasured) {
   LinkEstimator estimator;
   EXPECT_TRUE(estimator.isOpen());
   EXPECT_EQ(estimator.pictureRate(), LinkEstimator::initialRate);
@@ -248,18 +248,18 @@ TEST(LinkEstimator, watchesNothingWhenNothingIsUnderWay) {
   EXPECT_FALSE(estimator.nextObservation());
 }
 
-TEST(LinkEstimator, takesAShortBurstForNoProofOfAFastLink) {
+TEST(LinkEstimator, doesNotInferAFastLinkFromAShortBurst) {
   LinkEstimator estimator;
-  // Passed by a token bucket in no time.
+  // Passed by a token bucket at once.
   estimator.accepted(at(seconds(1)), 12'000);
   estimator.observed(at(seconds(1) + milliseconds(1)), 12'000, milliseconds(1));
   EXPECT_EQ(estimator.deliveredRate(), 0);
   EXPECT_EQ(estimator.pictureRate(), LinkEstimator::initialRate);
 }
 
-TEST(LinkEstimator, takesSmallMessagesForNoMeasureOfTheLink) {
+TEST(LinkEstimator, doesNotMeasureTheLinkWithSmallMessages) {
   LinkEstimator estimator;
-  // An echo of 100 bytes every 10 ms, four of them always under way.
+  // An echo of 100 bytes every 10 ms, four of them always in flight.
   for (int message = 0; message < 500; ++message) {
     const MonotonicTime now = at(seconds(1) + milliseconds(10) * message);
     estimator.accepted(now, 100);
@@ -269,7 +269,7 @@ TEST(LinkEstimator, takesSmallMessagesForNoMeasureOfTheLink) {
   EXPECT_EQ(estimator.pictureRate(), LinkEstimator::initialRate);
 }
 
-TEST(LinkEstimator, raisesNoRateThatIsNotUsed) {
+TEST(LinkEstimator, doesNotRaiseAnUnusedRate) {
   LinkEstimator estimator;
   MonotonicTime now = at(seconds(1));
   estimator.accepted(now, 100'000);

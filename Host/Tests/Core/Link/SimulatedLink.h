@@ -10,8 +10,8 @@
 
 namespace quorl::test {
 
-/// A link with one bottleneck in front of an unlimited queue: bytes leave it at a rate that may change with
-/// time, and are acknowledged one round trip later.
+/// A link with one bottleneck and an unlimited queue: bytes leave it at a rate that may change with time, and
+/// are acknowledged one round trip later.
 ///
 /// *Queue*: a value of one test, in virtual time.
 class SimulatedLink {
@@ -22,7 +22,7 @@ class SimulatedLink {
 
   void send(std::size_t bytes) { waiting_ += static_cast<double>(bytes); }
 
-  /// Moves the time on.
+  /// Advances the time.
   void advanceTo(MonotonicTime now) {
     constexpr Duration step = std::chrono::microseconds(250);
     while (now_ < now) {
@@ -42,7 +42,7 @@ class SimulatedLink {
 
   std::uint64_t acknowledged() const { return static_cast<std::uint64_t>(acknowledged_ + 0.5); }
   double delivered() const { return delivered_; }
-  /// What a byte sent now would wait for.
+  /// The time that a byte sent now would wait.
   double waiting() const { return waiting_; }
   Duration roundTrip() const { return roundTrip_; }
 

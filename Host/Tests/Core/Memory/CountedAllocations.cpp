@@ -7,7 +7,7 @@
 
 #include <malloc.h>
 
-// ThreadSanitizer brings operators of its own and calls back instead.
+// ThreadSanitizer has its own operators and calls back instead.
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 #define QUORL_ALLOCATION_HOOKS
@@ -60,7 +60,7 @@ void release(void* memory) {
   std::free(memory);
 }
 
-// aligned_alloc wants a multiple of the alignment.
+// aligned_alloc requires a multiple of the alignment.
 std::size_t rounded(std::size_t size, std::align_val_t alignment) {
   const auto step = static_cast<std::size_t>(alignment);
   return (size + step - 1) / step * step;
@@ -68,7 +68,7 @@ std::size_t rounded(std::size_t size, std::align_val_t alignment) {
 
 }  // namespace
 
-// The forms for arrays and those that do not throw end in these.
+// The array and nothrow forms call these.
 void* operator new(std::size_t size) {
   return counted(std::malloc(size == 0 ? 1 : size));
 }

@@ -5,8 +5,8 @@
 
 namespace quorl::test {
 
-/// The most memory that the program has had at once since this was made, beyond what it had then. Counts what
-/// `new` gives, on all threads. One at a time.
+/// The peak of allocated memory since construction, beyond what was allocated then. Counts all threads' use
+/// of `new`. One instance at a time.
 class AllocationPeak {
  public:
   AllocationPeak();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a message costs before anybody has proved anything: its own size, whatever it would become.
+// The memory that a message costs before authentication: its own size, whatever it would decode to.
 #include <gtest/gtest.h>
 
 #include <QuorlKit/WireProtocol.h>
@@ -19,7 +19,7 @@ std::string repeated(std::string_view piece, std::size_t size) {
 
 constexpr std::size_t large = 8'388'608;
 
-// Lists, dictionaries, texts, escapes and Base64, as large as is said.
+// Lists, dictionaries, texts, escapes and Base64 of the given size.
 std::string listOfNothing(std::size_t size) {
   return R"({"setGUIAgentBundles":{"_0":[)" + repeated("\"\",", size - 40) + "\"\"]}}";
 }
@@ -36,7 +36,7 @@ std::size_t costOfJudging(const std::string& json) {
   return peak.extraBytes();
 }
 
-TEST(Judging, keepsNothingOfAListThatIsTenTimesItsSizeWhenDecoded) {
+TEST(Judging, doesNotDecodeAListThatWouldTakeTenTimesItsSize) {
   const std::string json = listOfNothing(large);
   {
     const AllocationPeak peak;
@@ -46,7 +46,7 @@ TEST(Judging, keepsNothingOfAListThatIsTenTimesItsSizeWhenDecoded) {
   EXPECT_LT(costOfJudging(json), 16'384U);
 }
 
-TEST(Judging, takesNoMoreThanTheMessageForOneTextOfIt) {
+TEST(Judging, usesNoMoreMemoryThanTheMessageForOneText) {
   EXPECT_LT(costOfJudging(text("plain")), 16'384U);
   for (const std::string_view piece : {"\\n", "\\u00e9", "some more \\\" text", "\xC3\xA9\\t"})
     EXPECT_LT(costOfJudging(text(piece)), large + 16'384) << piece;
@@ -54,7 +54,7 @@ TEST(Judging, takesNoMoreThanTheMessageForOneTextOfIt) {
 
 class StrangerMemory : public SessionFixture {
  protected:
-  // What dispatching the message takes at most, the frame itself not counted.
+  // The peak while the message is dispatched, without the frame itself.
   std::size_t costOf(FakeClient& client, const std::string& json) {
     const Bytes frame = Frame{FrameType::control, bytesOf(json)}.encoded();
     client.peer->write(ByteView(frame).first(frame.size() - 1));
@@ -85,7 +85,7 @@ TEST_F(StrangerMemory, staysInProportionForWhatTheHandshakeAccepts) {
   EXPECT_EQ(client.names(), std::vector<std::string>{"helloAck"});
 }
 
-TEST_F(StrangerMemory, stillTellsWhatIsNoMessageFromWhatIsNotAllowed) {
+TEST_F(StrangerMemory, distinguishesInvalidMessagesFromForbiddenOnes) {
   FakeClient client = connect();
   for (const char* json : {R"({"setGUIAgentBundles":{"_0":["",1]}})", R"({"setGUIAgentBundles":5})",
                            R"({"setGUIAgentBundles":{"_0":[""]})", R"({"bye":{},"hello":{}})"}) {
@@ -100,7 +100,7 @@ TEST_F(StrangerMemory, stillTellsWhatIsNoMessageFromWhatIsNotAllowed) {
   EXPECT_EQ(client.lastError(), "auth.required");
 }
 
-TEST(Judging, takesNoMoreThanTwiceTheMessageForAPicture) {
+TEST(Judging, usesNoMoreThanTwiceTheMessageForAPicture) {
   EXPECT_LT(costOfJudging(picture("AAAA")), large);
   EXPECT_LT(costOfJudging(picture("\\/AAA")), 2 * large);
 }

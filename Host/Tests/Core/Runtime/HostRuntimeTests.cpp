@@ -89,7 +89,7 @@ TEST_F(HostRuntimeTest, usesTheFixedPINOrDrawsOne) {
   EXPECT_NE(drawn, "123456");
 }
 
-TEST_F(HostRuntimeTest, keepsItsFilesWhereItIsTold) {
+TEST_F(HostRuntimeTest, keepsItsFilesInTheGivenFolder) {
   EXPECT_EQ(make().trustStore()->directory(), "/home/anna/data/QuorlHost");
   config_.trustStoreDirectory = "/elsewhere";
   EXPECT_EQ(make().trustStore()->directory(), "/elsewhere");
@@ -117,12 +117,12 @@ TEST_F(HostRuntimeTest, saysThatTheRelayIsOff) {
   EXPECT_TRUE(log_.has(LogLevel::info, "app", "quorl-host core up — port 47900, relay off"));
 }
 
-TEST_F(HostRuntimeTest, followsTheConsoleAndTellsTheUserListOnceAChange) {
+TEST_F(HostRuntimeTest, followsTheConsoleAndBroadcastsTheUserListOncePerChange) {
   run();
   FakeClient client = join();
   ASSERT_TRUE(client.pair("123456"));
   client.received.clear();
-  // A change that leaves the console where it is keeps the port and still tells the list.
+  // A change that keeps the console user keeps the port and still broadcasts the list.
   platform_.console->handTo("anna");
   client.settle();
   EXPECT_THAT(client.names(), ElementsAre("userList"));
@@ -172,7 +172,7 @@ TEST_F(HostRuntimeTest, handsThePortFromOneUsersHostToTheOthers) {
   other->stop();
 }
 
-TEST_F(HostRuntimeTest, givesAgentsThreeSecondsToEndAndSaysWhenTheLastHasGone) {
+TEST_F(HostRuntimeTest, givesAgentsThreeSecondsToEndAndReportsTheLastEnd) {
   run();
   FakeClient client = join();
   ASSERT_TRUE(client.pair("123456"));
@@ -209,7 +209,7 @@ TEST_F(HostRuntimeTest, endsAtOnceWithoutAgents) {
   EXPECT_TRUE(haveEnded);
 }
 
-TEST_F(HostRuntimeTest, givesAdoptedTabsBothSignalsAndWaitsForThem) {
+TEST_F(HostRuntimeTest, sendsAdoptedTabsBothSignalsAndWaitsForThem) {
   platform_.processes->rows.push_back(
       {.pid = 50, .tty = "pts/5", .command = "claude", .executablePath = {}, .name = {}, .startTime = 7});
   platform_.processes->startTimes[50] = 7;
@@ -234,7 +234,7 @@ TEST_F(HostRuntimeTest, givesAdoptedTabsBothSignalsAndWaitsForThem) {
   EXPECT_TRUE(haveEnded) << "what does not end now is the user's";
 }
 
-TEST_F(HostRuntimeTest, leavesNothingBehind) {
+TEST_F(HostRuntimeTest, leavesNothing) {
   run();
   FakeClient client = join();
   ASSERT_TRUE(client.pair("123456"));

@@ -58,7 +58,7 @@ TEST(HostState, listsApplicationsWithWindowsOnlyAndCountsThem) {
   EXPECT_EQ(state.windows[2].appBundleID, std::nullopt);
 }
 
-TEST(HostState, tellsDisplaysInPixels) {
+TEST(HostState, reportsDisplaysInPixels) {
   ShareableContent content;
   content.displays = {
       {.displayID = 5, .name = "", .bounds = {{0, 0}, {1280, 800}}, .pixelScale = 2, .isMain = true}};
@@ -79,7 +79,7 @@ class HostStateProviderTest : public testing::Test {
   std::vector<HostState> answers_;
 };
 
-TEST_F(HostStateProviderTest, answersOnceAndDropsContentThatComesAfterTheLimit) {
+TEST_F(HostStateProviderTest, answersOnceAndDropsContentAfterTheLimit) {
   platform_.screen->holdsContentAnswers = true;
   ask();
   simulation_.advance(std::chrono::milliseconds(1499));
@@ -92,7 +92,7 @@ TEST_F(HostStateProviderTest, answersOnceAndDropsContentThatComesAfterTheLimit) 
   EXPECT_EQ(answers_.size(), 1U);
 }
 
-TEST_F(HostStateProviderTest, answersOnceThoughTheLimitPassesLater) {
+TEST_F(HostStateProviderTest, answersOnceEvenIfTheLimitPassesLater) {
   ask();
   simulation_.advance(std::chrono::seconds(5));
   ASSERT_EQ(answers_.size(), 1U);

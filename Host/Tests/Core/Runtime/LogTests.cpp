@@ -7,7 +7,7 @@
 namespace quorl::test {
 namespace {
 
-// What `write` puts on standard error.
+// The output of `write` on standard error.
 template <class Write>
 std::string standardErrorOf(Write write) {
   testing::internal::CaptureStderr();
@@ -25,7 +25,7 @@ TEST(Log, leavesNoTraceOfAVerboseLineUnlessVerbose) {
   EXPECT_TRUE(log.has(LogLevel::debug, "server", "loud"));
 }
 
-TEST(Log, writesAnEventToStandardErrorThoughTheSystemLogTakesNothing) {
+TEST(Log, writesAnEventToStandardErrorEvenWithoutASystemLog) {
   Log::setSink(nullptr);
   EXPECT_EQ(standardErrorOf([] { Log::auth.event("somebody came"); }), "[quorl] somebody came\n");
 }

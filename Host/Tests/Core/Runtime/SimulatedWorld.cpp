@@ -17,7 +17,7 @@ namespace quorl::test {
 namespace {
 
 constexpr std::uint16_t port = 47900;
-// What a read's worth of answers may add to a backlog that was just below the threshold.
+// What the answers to one read may add to a backlog just below the threshold.
 constexpr std::size_t backlogBound = ClientConnection::backpressureThreshold + (8U << 20);
 
 }  // namespace
@@ -91,7 +91,7 @@ void SimulatedClient::sayFrame(FrameType type, ByteView payload) {
   outbox_.insert(outbox_.end(), bytes.begin(), bytes.end());
 }
 
-// Some of what is to be said, cut anywhere.
+// Part of the pending bytes, cut anywhere.
 void SimulatedClient::pushSome() {
   if (outbox_.empty() || !peer_) return;
   const std::size_t count = draw(3) == 0 ? 1 + draw(outbox_.size()) : outbox_.size();
@@ -256,7 +256,7 @@ void SimulatedWorld::act() {
   }
   if (draw(60) == 0) platform.permissions->input = !platform.permissions->input;
   if (draw(200) == 0) platform.network->failListener(port, "network down");
-  // A client finds whoever serves the port, as on a real machine.
+  // A client finds the host that serves the port, as on a real machine.
   clients_[draw(clients_.size())].act(*platform.network, port, runtimes_[host]->pairing()->pin());
 }
 
@@ -281,7 +281,7 @@ void SimulatedWorld::checkLaws() {
     if (platform->network->sendsAfterCancel() != 0) broken("something was sent after the teardown");
     if (platform->network->heldBytes() > backlogBound) broken("a client's backlog is not bounded");
   }
-  // A look at the register runs what its queue has pending, so that it must not happen at every step.
+  // Reading the register runs the pending work of its queue, so it must not happen at every step.
   if (steps_ % 64 != 0) return;
   for (const auto& runtime : runtimes_) {
     const auto clients = runtime->server()->clientRegister();

@@ -13,7 +13,8 @@
 
 namespace quorl::test {
 
-/// A client that does what it likes, cut into arbitrary pieces, on a network that is late.
+/// A client with one of several behaviours, whose bytes arrive in arbitrary pieces over a network with
+/// delays.
 ///
 /// *Queue*: the simulation's one thread.
 class SimulatedClient {
@@ -33,8 +34,7 @@ class SimulatedClient {
 
   SimulatedClient(std::uint64_t seed, Manner manner, HostPort address);
 
-  /// One step of its life against a machine whose port may or may not be served; `pin` is what the screen
-  /// shows.
+  /// One step against a machine whose port may or may not be served. `pin`: the PIN on the screen.
   void act(FakeNetwork& network, std::uint16_t port, const std::string& pin);
   void leave();
 
@@ -64,7 +64,8 @@ class SimulatedClient {
   Tally tally_;
 };
 
-/// One or two hosts of one machine with clients of all manners, and the laws that must hold after every step.
+/// One or two hosts of one machine with clients of all behaviours, and the invariants that must hold after
+/// every step.
 ///
 /// *Queue*: the simulation's one thread.
 class SimulatedWorld {
@@ -77,7 +78,7 @@ class SimulatedWorld {
   explicit SimulatedWorld(std::uint64_t seed, Fault fault = Fault::none);
   ~SimulatedWorld();
 
-  /// Lives, ends, and gives the laws that were broken, each once.
+  /// Runs to the end and returns the violated invariants, each once.
   std::vector<std::string> run(int actions);
 
   SimulatedClient::Tally tally() const;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int actions = 400;
 
-// QUORL_SEED names one interleaving to replay, QUORL_SEEDS how many to try.
+// QUORL_SEED is one interleaving to replay, QUORL_SEEDS the number of seeds to try.
 std::uint64_t environmentOr(const char* name, std::uint64_t otherwise) {
   const char* text = std::getenv(name);
   return text ? std::strtoull(text, nullptr, 10) : otherwise;
@@ -30,7 +30,7 @@ TEST(Simulation, keepsTheLawsUnderEveryInterleaving) {
     sum.errors += world.tally().errors;
   }
   RecordProperty("authentications", static_cast<int>(sum.authentications));
-  // Laws that nothing ever touched would prove nothing.
+  // Invariants that nothing exercised would prove nothing.
   if (count < 100) return;
   EXPECT_GT(sum.authentications, count);
   EXPECT_GT(sum.streams, count);

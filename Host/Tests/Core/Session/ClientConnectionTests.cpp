@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 class ClientConnectionTest : public SessionFixture {
  protected:
-  // A frame of so many bytes on the wire.
+  // A frame with this many bytes on the wire.
   static OutgoingFrame frameOfSize(std::size_t size) {
     return OutgoingFrame::raw(FrameType::terminal, shareBytes(Bytes(size - frameHeaderSize)));
   }
@@ -43,7 +43,7 @@ TEST_F(ClientConnectionTest, letsAPairedClientBackInByItsProof) {
   EXPECT_EQ(authentications_, 2);
 }
 
-TEST_F(ClientConnectionTest, refusesTheFifthHelloHoweverSpacedOut) {
+TEST_F(ClientConnectionTest, refusesTheFifthHelloAfterAnyDelay) {
   FakeClient client = connect();
   std::set<std::string> nonces;
   for (int count = 0; count < 4; ++count) {
@@ -83,7 +83,7 @@ TEST_F(ClientConnectionTest, givesFourPINAttemptsAfterAHello) {
   EXPECT_EQ(client.all<message::PairResponse>().size(), 4U);
 }
 
-TEST_F(ClientConnectionTest, mayTryAgainOnTheSameNonceAfterAWrongPIN) {
+TEST_F(ClientConnectionTest, acceptsAnotherPINOnTheSameNonceAfterAWrongOne) {
   FakeClient client = connect();
   client.hello();
   client.requestPairing("000000");
@@ -111,7 +111,7 @@ TEST_F(ClientConnectionTest, locksPairingAcrossConnectionsAndClosesAFifthOfASeco
   EXPECT_TRUE(later.pair("123456"));
 }
 
-TEST_F(ClientConnectionTest, passesNoGuessBeyondTheLimitThoughManyArriveSideBySide) {
+TEST_F(ClientConnectionTest, refusesGuessesBeyondTheLimitEvenIfTheyArriveTogether) {
   std::vector<FakeClient> clients;
   std::vector<std::shared_ptr<ClientConnection>> alive;
   for (int count = 0; count < 20; ++count) {
@@ -145,7 +145,7 @@ TEST_F(ClientConnectionTest, pushesStateAgentsAndServicesOnceAuthenticated) {
   EXPECT_EQ(state->_0.displays[0].pixelWidth, 1920);
 }
 
-TEST_F(ClientConnectionTest, tellsWhatTheHostIs) {
+TEST_F(ClientConnectionTest, describesTheHost) {
   platform_.machine->name = "";
   platform_.machine->model = "";
   FakeClient client = connect();
@@ -217,7 +217,7 @@ TEST_F(ClientConnectionTest, closesOnWhatIsNoFrame) {
   EXPECT_TRUE(log_.has(LogLevel::error, "server", "deframe error: unknownType(5)"));
 }
 
-TEST_F(ClientConnectionTest, stillDispatchesAFrameBehindAFatalOneOfTheSameReadAndDropsItsAnswers) {
+TEST_F(ClientConnectionTest, dispatchesAFrameAfterAFatalOneInTheSameReadAndDropsItsAnswers) {
   FakeClient client = connectAuthenticated();
   Bytes both = Frame{FrameType::control, *ControlCoder::encode(message::Bye{})}.encoded();
   const Bytes next = Frame{FrameType::control, *ControlCoder::encode(message::InsertText{"late"})}.encoded();
@@ -232,7 +232,7 @@ TEST_F(ClientConnectionTest, stillDispatchesAFrameBehindAFatalOneOfTheSameReadAn
   EXPECT_EQ(client.peer->sendsAfterCancel(), 0U);
 }
 
-TEST_F(ClientConnectionTest, beginsNoStreamBehindTheEndOfItsSession) {
+TEST_F(ClientConnectionTest, startsNoStreamAfterTheEndOfItsSession) {
   FakeClient client = connectAuthenticated();
   Bytes both = Frame{FrameType::control, *ControlCoder::encode(message::Bye{})}.encoded();
   const Bytes next =
@@ -245,7 +245,7 @@ TEST_F(ClientConnectionTest, beginsNoStreamBehindTheEndOfItsSession) {
 
 // The end
 
-TEST_F(ClientConnectionTest, tearsDownOnceHoweverManyReasonsCoincide) {
+TEST_F(ClientConnectionTest, tearsDownOnceForSeveralReasons) {
   FakeClient client = connectAuthenticated();
   client.peer->failSends("Broken pipe");
   client.peer->writeFrame(FrameType::ping, {});
@@ -278,7 +278,7 @@ TEST_F(ClientConnectionTest, endsWithEachReasonAlone) {
   }
 }
 
-TEST_F(ClientConnectionTest, takesTheLastBytesOfAClientThatHasFinished) {
+TEST_F(ClientConnectionTest, handlesTheLastBytesOfAClientThatHasFinished) {
   FakeClient client = connect();
   client.peer->writeFrame(FrameType::ping, bytesOf("last"));
   client.peer->finish();
@@ -304,7 +304,7 @@ TEST_F(ClientConnectionTest, stopsItsStreamsAtTheEnd) {
   EXPECT_THAT(streams_[1]->calls, ElementsAre("start", "stop"));
 }
 
-TEST_F(ClientConnectionTest, goesWithItsLastHolder) {
+TEST_F(ClientConnectionTest, endsWithItsLastReference) {
   FakeClient client = connectAuthenticated();
   client.send(message::StartStream{streamNumber(1)});
   client.peer->finish();
@@ -318,7 +318,7 @@ TEST_F(ClientConnectionTest, goesWithItsLastHolder) {
 
 // Sending
 
-TEST_F(ClientConnectionTest, countsABacklogOfExactlyTheThresholdAsNone) {
+TEST_F(ClientConnectionTest, doesNotCountABacklogOfExactlyTheThreshold) {
   FakeClient client = connectAuthenticated();
   client.peer->setReading(false);
   connection_->sendFrame(frameOfSize(ClientConnection::backpressureThreshold), Droppable::no);
@@ -358,7 +358,7 @@ TEST_F(ClientConnectionTest, asksForAKeyFrameOfEachStreamThatLostAPictureOnceThe
   EXPECT_THAT(streams_[1]->calls, ElementsAre("start", "keyframe"));
 }
 
-TEST_F(ClientConnectionTest, isNotBackpressuredOnceClosedThoughBytesAreOutstanding) {
+TEST_F(ClientConnectionTest, isNotBackpressuredOnceClosedEvenWithOutstandingBytes) {
   FakeClient client = connectAuthenticated();
   client.peer->setReading(false);
   connection_->sendFrame(frameOfSize(ClientConnection::backpressureThreshold + 1), Droppable::no);
@@ -389,7 +389,7 @@ TEST_F(ClientConnectionTest, dropsAMessageThatCannotBeEncoded) {
   EXPECT_THAT(client.names(), ElementsAre("sessionClosed"));
 }
 
-TEST_F(ClientConnectionTest, listensToNobodyWhoDoesNotReadItsAnswers) {
+TEST_F(ClientConnectionTest, stopsReadingFromAPeerThatDoesNotReadItsAnswers) {
   FakeClient client = connectAuthenticated();
   client.peer->setReading(false);
   client.peer->writeFrame(FrameType::ping, Bytes(ClientConnection::backpressureThreshold));
@@ -488,7 +488,7 @@ TEST_F(ClientConnectionTest, dropsEverythingOnceClosed) {
 
 // Descriptions
 
-TEST_F(ClientConnectionTest, describesItselfByWhatItKnows) {
+TEST_F(ClientConnectionTest, describesItselfFromTheKnownParts) {
   FakeClient client = connect();
   EXPECT_EQ(connection_->displayDescription(), "10.0.0.2");
   EXPECT_EQ(connection_->summary(),

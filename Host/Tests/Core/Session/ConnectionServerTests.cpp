@@ -84,7 +84,7 @@ TEST_F(ConnectionServerTest, advertisesANamelessMachineAsMac) {
   EXPECT_EQ(platform_.advertiser->history().at(0).name, "Mac");
 }
 
-TEST_F(ConnectionServerTest, tellsTheCallerWithoutHandoffThatNoListenerCanBeMade) {
+TEST_F(ConnectionServerTest, reportsToTheCallerThatNoListenerCanBeMadeWithoutHandoff) {
   platform_.network->failsCreation = true;
   server_ = std::make_shared<ConnectionServer>(services_, ConnectionServer::Configuration{port, true, false},
                                                services_->users);
@@ -118,7 +118,7 @@ TEST_F(ConnectionServerTest, standsByWhileAnotherUserOwnsTheConsole) {
   EXPECT_EQ(server_->currentConsoleUser(), "bea");
 }
 
-TEST_F(ConnectionServerTest, takesALoginWindowForSomebodyElse) {
+TEST_F(ConnectionServerTest, treatsALoginWindowAsAnotherUser) {
   platform_.console->user = "loginwindow";
   serve(true);
   EXPECT_FALSE(server_->ownsPublicPort());
@@ -143,7 +143,7 @@ TEST_F(ConnectionServerTest, waitsForAnOldProcessToLetGoOfThePort) {
   EXPECT_THAT(ownership_, ElementsAre(true));
 }
 
-TEST_F(ConnectionServerTest, callsBackOnceForAReadyThatComesTwice) {
+TEST_F(ConnectionServerTest, callsBackOnceIfReadyIsReportedTwice) {
   serve(false);
   platform_.network->repeatReady(port);
   simulation_.runReady();
@@ -217,7 +217,7 @@ TEST_F(ConnectionServerTest, doesNothingOnAConsoleChangeWithoutHandoff) {
   EXPECT_THAT(ownership_, ElementsAre(true));
 }
 
-TEST_F(ConnectionServerTest, logsAClientAndTellsOfEveryChange) {
+TEST_F(ConnectionServerTest, logsAClientAndReportsEveryChange) {
   serve(false);
   FakeClient client = join();
   EXPECT_TRUE(log_.has(LogLevel::info, "server", "TCP client connected: 10.0.0.2:50000"));
@@ -301,7 +301,7 @@ TEST_F(ConnectionServerTest, saysByeToEveryClientWhenItStopsAndReturnsAtOnce) {
   EXPECT_THAT(ownership_, ElementsAre(true)) << "stopping fires no callback";
 }
 
-TEST_F(ConnectionServerTest, keepsItsRegisterInOrderThoughAClientAuthenticatesBehindItsEnd) {
+TEST_F(ConnectionServerTest, keepsItsRegisterConsistentIfAClientAuthenticatesAfterItsEnd) {
   serve(false);
   FakeClient client = join();
   client.hello();

@@ -75,7 +75,7 @@ TEST_F(DispatchTest, answersWhatCanBeStreamed) {
   EXPECT_EQ(state->_0.windows[0].title, "Editor");
 }
 
-TEST_F(DispatchTest, answersListsOfServicesThatAreNotThereWithEmptyOnes) {
+TEST_F(DispatchTest, answersEmptyListsForMissingServices) {
   client_.send(message::RequestAgentList{});
   client_.send(message::RequestServiceList{});
   client_.send(message::RequestUserList{});
@@ -83,7 +83,7 @@ TEST_F(DispatchTest, answersListsOfServicesThatAreNotThereWithEmptyOnes) {
   EXPECT_TRUE(client_.last<message::AgentList>()->_0.empty());
 }
 
-TEST_F(DispatchTest, ignoresEveryMessageThatOnlyAHostSends) {
+TEST_F(DispatchTest, ignoresMessagesThatOnlyAHostSends) {
   const std::vector<ControlMessage> messages{message::HelloAck{},
                                              message::PairResponse{},
                                              message::HostState{},
@@ -163,7 +163,7 @@ TEST_F(DispatchTest, refusesANinthStreamAndReplacesOneOfEight) {
   EXPECT_THAT(streams_[8]->calls, ElementsAre("start"));
 }
 
-TEST_F(DispatchTest, takesAnotherStreamAfterOneWasStopped) {
+TEST_F(DispatchTest, acceptsAnotherStreamAfterOneWasStopped) {
   for (std::uint32_t streamID = 1; streamID <= 8; ++streamID) start(streamID);
   client_.send(message::StopStream{.streamID = 4});
   start(9);
@@ -172,7 +172,7 @@ TEST_F(DispatchTest, takesAnotherStreamAfterOneWasStopped) {
   EXPECT_EQ(streams_.size(), 9U);
 }
 
-TEST_F(DispatchTest, hasALimitOfItsOwnForEachConnection) {
+TEST_F(DispatchTest, hasOneLimitPerConnection) {
   for (std::uint32_t streamID = 1; streamID <= 8; ++streamID) start(streamID);
   const auto first = connection_;
   FakeClient second = connectAuthenticated();
@@ -180,7 +180,7 @@ TEST_F(DispatchTest, hasALimitOfItsOwnForEachConnection) {
   EXPECT_EQ(streams_.size(), 9U);
 }
 
-TEST_F(DispatchTest, bringsEachStreamMessageToItsStream) {
+TEST_F(DispatchTest, passesEachStreamMessageToItsStream) {
   start(1);
   start(2);
   streams_[1]->calls.clear();
@@ -230,7 +230,7 @@ TEST_F(DispatchTest, keepsTheRightAndLowerEdgeInsideTheContentRectangle) {
   EXPECT_EQ(std::get<MouseEvent>(posted()[1]).location, rect.origin);
 }
 
-TEST_F(DispatchTest, raisesForADownAScrollAndAPinchAndForNothingElse) {
+TEST_F(DispatchTest, raisesOnlyForADownAScrollAndAPinch) {
   start(1);
   streams_[0]->calls.clear();
   client_.input(pointer(PointerPhase::moved));
@@ -261,7 +261,7 @@ TEST_F(DispatchTest, injectsAKeyWithoutEarlierPointerInputAndRaisesNothing) {
   EXPECT_THAT(streams_[0]->calls, ElementsAre("start"));
 }
 
-TEST_F(DispatchTest, injectsAKeyThoughTheStreamPointedAtHasGone) {
+TEST_F(DispatchTest, injectsAKeyAfterTheStreamPointedAtHasEnded) {
   start(1);
   client_.input(pointer(PointerPhase::moved));
   client_.send(message::StopStream{.streamID = 1});
@@ -291,7 +291,7 @@ TEST_F(DispatchTest, dropsInputForAnUnknownStreamAndUndecodableInput) {
   EXPECT_THAT(client_.received, IsEmpty());
 }
 
-TEST_F(DispatchTest, tellsOnceThatInputIsNotPermittedAndInjectsAgainAfterAGrant) {
+TEST_F(DispatchTest, reportsMissingInputPermissionOnceAndInjectsAfterAGrant) {
   start(1);
   platform_.permissions->input = false;
   client_.input(pointer(PointerPhase::down));
@@ -313,7 +313,7 @@ TEST_F(DispatchTest, tellsOnceThatInputIsNotPermittedAndInjectsAgainAfterAGrant)
   EXPECT_THAT(client_.received, IsEmpty());
 }
 
-TEST_F(DispatchTest, tellsEachConnectionAboutInputOfItsOwn) {
+TEST_F(DispatchTest, reportsMissingInputPermissionOncePerConnection) {
   platform_.permissions->input = false;
   client_.send(message::InsertText{"a"});
   const auto first = connection_;
@@ -328,7 +328,7 @@ TEST_F(DispatchTest, typesInsertedText) {
   EXPECT_EQ(std::get<KeyboardEvent>(posted()[0]).unicode, u"hi");
 }
 
-TEST_F(DispatchTest, letsGoOfWhatAClientHeldWhenItsConnectionEnds) {
+TEST_F(DispatchTest, releasesWhatAClientHeldWhenItsConnectionEnds) {
   start(1);
   client_.input(pointer(PointerPhase::down, 1, 0.25F, 0.5F));
   client_.input(key(56, true));
@@ -357,7 +357,7 @@ TEST_F(DispatchTest, stopsTypingForAClientThatLeavesAndKeepsItsKeysInOrderUntilT
   EXPECT_FALSE(std::get<KeyboardEvent>(posted()[2]).down) << "the release of a key that never went down";
 }
 
-TEST_F(DispatchTest, letsGoOfAKeyThatGoesDownBehindTheEnd) {
+TEST_F(DispatchTest, releasesAKeyThatIsPressedAfterTheEnd) {
   Bytes both = Frame{FrameType::control, *ControlCoder::encode(message::Bye{})}.encoded();
   const Bytes next = Frame{FrameType::input, key(56, true).encoded()}.encoded();
   both.insert(both.end(), next.begin(), next.end());
@@ -367,7 +367,7 @@ TEST_F(DispatchTest, letsGoOfAKeyThatGoesDownBehindTheEnd) {
   EXPECT_FALSE(std::get<KeyboardEvent>(posted()[1]).down);
 }
 
-TEST_F(DispatchTest, letsGoOfADragWhenItsStreamStops) {
+TEST_F(DispatchTest, releasesADragWhenItsStreamStops) {
   start(1);
   start(2);
   client_.input(pointer(PointerPhase::down, 1, 0.25F, 0.5F));
@@ -380,7 +380,7 @@ TEST_F(DispatchTest, letsGoOfADragWhenItsStreamStops) {
   EXPECT_EQ(std::get<MouseEvent>(posted()[0]).type, MouseEventType::leftUp);
 }
 
-TEST_F(DispatchTest, letsGoOfKeysAndCapsLockWhenTheStreamPointedAtLastStops) {
+TEST_F(DispatchTest, releasesKeysAndCapsLockWhenTheStreamPointedAtLastStops) {
   start(1);
   client_.input(pointer(PointerPhase::moved, 1, 0.5F, 0.5F));
   client_.input(key(56, true));
@@ -395,7 +395,7 @@ TEST_F(DispatchTest, letsGoOfKeysAndCapsLockWhenTheStreamPointedAtLastStops) {
   EXPECT_THAT(keys, UnorderedElementsAre(0, 56, 0x39));
 }
 
-TEST_F(DispatchTest, letsGoOfADragWhenItsStreamIsReplaced) {
+TEST_F(DispatchTest, releasesADragWhenItsStreamIsReplaced) {
   start(1);
   client_.input(pointer(PointerPhase::down, 1, 0.25F, 0.5F));
   platform_.events->posted.clear();

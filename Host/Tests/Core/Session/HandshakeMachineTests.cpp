@@ -6,7 +6,7 @@
 namespace quorl::test {
 namespace {
 
-// Proofs are the nonce with one letter before it, so that a test can read them.
+// A proof is the nonce after one letter, so that a test can read it.
 class ScriptedAuthority final : public HandshakeAuthority {
  public:
   DeviceInfo hostDevice() override { return {"Workbench", "Bench1,1", "1.0", {}}; }
@@ -59,7 +59,7 @@ class HandshakeMachineTest : public testing::Test {
     return message::PairRequest{{ScriptedAuthority::proof(kind, machine_.nonce())}};
   }
 
-  // What the actions do, in order, a word for each.
+  // The actions in order, one word each.
   std::string act(const ControlMessage& message) {
     std::string words;
     for (const HandshakeAction& action : machine_.receive(message)) {
@@ -119,7 +119,7 @@ TEST_F(HandshakeMachineTest, neverLooksAtTheProofOfAFirstHello) {
   EXPECT_EQ(lines_.front(), "hello: device=Tablet clientProto=v4 hostProto=v4 authProof=true");
 }
 
-TEST_F(HandshakeMachineTest, letsAKnownClientInOverTheNonceItWasGiven) {
+TEST_F(HandshakeMachineTest, authenticatesAKnownClientOverItsNonce) {
   act(hello());
   EXPECT_EQ(act(hello(ScriptedAuthority::proof('T', machine_.nonce()))), "ack:true authenticated");
   EXPECT_EQ(machine_.state(), AuthState::authenticated);
@@ -127,7 +127,7 @@ TEST_F(HandshakeMachineTest, letsAKnownClientInOverTheNonceItWasGiven) {
   EXPECT_EQ(lines_.back(), "client authenticated: Tablet (10.0.0.2:50000)");
 }
 
-TEST_F(HandshakeMachineTest, givesANewNonceForAFurtherHelloAndTakesNoProofOverTheOldOne) {
+TEST_F(HandshakeMachineTest, issuesANewNonceForAFurtherHelloAndRejectsProofsOverTheOldOne) {
   act(hello());
   const Bytes old = machine_.nonce();
   EXPECT_EQ(act(hello()), "ack:false");
@@ -145,7 +145,7 @@ TEST_F(HandshakeMachineTest, refusesTheFifthHelloWithoutAProof) {
   EXPECT_EQ(act(hello()), "auth.tooManyAttempts[too many hello attempts] close");
 }
 
-TEST_F(HandshakeMachineTest, letsARightPINInAndTellsTheToken) {
+TEST_F(HandshakeMachineTest, authenticatesARightPINAndSendsTheToken) {
   act(hello());
   EXPECT_EQ(act(pair('P')), "pair:true ack:true authenticated");
   ASSERT_EQ(authority_.added.size(), 1U);
@@ -169,7 +169,7 @@ TEST_F(HandshakeMachineTest, endsAtTheFourthWrongPINAfterOneHello) {
   EXPECT_EQ(machine_.attempts(), 5);
 }
 
-TEST_F(HandshakeMachineTest, takesOnePINAttemptAwayForEachFurtherHello) {
+TEST_F(HandshakeMachineTest, countsEachFurtherHelloAsAPINAttempt) {
   act(hello());
   act(hello());
   act(hello());
@@ -210,7 +210,7 @@ TEST_F(HandshakeMachineTest, acceptsTheCasesThatItDoesNotRefuse) {
     EXPECT_FALSE(HandshakeMachine::accepts(other)) << other;
 }
 
-TEST_F(HandshakeMachineTest, logsNoMoreOfAStrangersNameThanALineTakes) {
+TEST_F(HandshakeMachineTest, truncatesAStrangersNameInTheLog) {
   EXPECT_EQ(loggedName("Anna\u2019s Tablet"), "Anna\u2019s Tablet");
   EXPECT_EQ(loggedName(std::string(1'000'000, 'x')), std::string(200, 'x'));
 }

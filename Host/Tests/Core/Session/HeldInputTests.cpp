@@ -10,7 +10,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(HeldInput, givesWhatIsStillDownAtTheLastPlaceAndThenNothing) {
+TEST(HeldInput, releasesWhatIsStillDownAtTheLastPlaceOnce) {
   HeldInput held;
   held.pointer(PointerPhase::down, PointerButton::left, {1, 1}, 5);
   held.pointer(PointerPhase::down, PointerButton::right, {2, 2}, 5);
@@ -41,7 +41,7 @@ TEST(HeldInput, countsACapsLockOfTheLastKeyAsHeld) {
   EXPECT_TRUE(held.isEmpty());
 }
 
-TEST(HeldInput, givesTheButtonsOfOneStreamAndKeepsTheRest) {
+TEST(HeldInput, releasesTheButtonsOfOneStreamOnly) {
   HeldInput held;
   held.pointer(PointerPhase::down, PointerButton::left, {1, 1}, 5);
   held.pointer(PointerPhase::down, PointerButton::right, {2, 2}, 6);

@@ -84,7 +84,7 @@ TEST_F(PairingStateTest, servesARandomPINOnce) {
   EXPECT_EQ(pairing.attempt(proof(first), nonce), PairingVerdict::wrong);
 }
 
-TEST_F(PairingStateTest, tellsANewPINOffItsQueueSoThatTheCallbackMayReadIt) {
+TEST_F(PairingStateTest, reportsANewPINOffItsQueueSoThatTheCallbackMayReadIt) {
   PairingState& pairing = withRandomPIN();
   std::vector<std::string> told;
   pairing.onPINChanged([&](const std::string& pin) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A client that asks and does not read its answers is not listened to, not even to the rest of what was read.
+// A client that asks and does not read its answers: the host stops reading from it, even within one read.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 namespace quorl::test {
 namespace {
 
-// What an empty answer counts in the backlog.
+// The share of an empty answer in the backlog.
 constexpr std::size_t answerCost = frameHeaderSize + ClientConnection::frameOverhead;
 
 class PausedInputTest : public SessionFixture {
@@ -40,7 +40,7 @@ class PausedInputTest : public SessionFixture {
       frames.push_back({FrameType::pong, payloadOf(number)});
     return frames;
   }
-  // As many as one read takes.
+  // As many as fit into one read.
   static constexpr std::size_t readful = ClientConnection::receiveMaximum / frameHeaderSize;
 };
 
@@ -70,7 +70,7 @@ TEST_F(PausedInputTest, boundsTheAnswersThatOneReadOfAClientQueues) {
   EXPECT_EQ(client.peer->takeFrames().size(), readful);
 }
 
-TEST_F(PausedInputTest, losesAndReordersNothingHoweverReadsAndPausesFall) {
+TEST_F(PausedInputTest, losesAndReordersNothingForAnyReadsAndPauses) {
   constexpr std::uint32_t count = 20'000;
   for (std::uint64_t seed = 1; seed <= 5; ++seed) {
     platform_.network->makeFlaky(std::make_shared<Flakiness>(seed));
@@ -103,7 +103,7 @@ TEST_F(PausedInputTest, answersAllOfAClientThatHasFinishedBeforeItEnds) {
   EXPECT_EQ(closes_, 1);
 }
 
-TEST_F(PausedInputTest, forgetsTheRestOfAClientThatIsGone) {
+TEST_F(PausedInputTest, dropsTheRestOfAClientThatIsGone) {
   FakeClient client = connect();
   client.peer->setReading(false);
   client.peer->write(emptyPings(readful));
@@ -135,7 +135,7 @@ TEST_F(PausedInputTest, keepsItsQueueFreeMeanwhile) {
   EXPECT_EQ(closes_, 1);
 }
 
-TEST_F(PausedInputTest, dispatchesWhatStandsBehindAGoodbyeInTheRestAndDropsItsAnswers) {
+TEST_F(PausedInputTest, dispatchesTheFramesAfterAByeInTheRestAndDropsTheirAnswers) {
   FakeClient client = connectAuthenticated();
   client.peer->setReading(false);
   constexpr std::size_t many = 60'000;

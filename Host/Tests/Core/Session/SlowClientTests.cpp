@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A client whose link is slow, or who reads nothing at all: it costs bounded memory, and nobody else notices.
+// A client with a slow link, or one that reads nothing: it costs bounded memory and does not affect others.
 #include <gtest/gtest.h>
 
 #include <QuorlKit/Protocol/VideoUDP.h>
@@ -88,7 +88,7 @@ TEST_F(SlowClientTest, losesNoMessageThatCounts) {
   for (std::uint32_t number = 0; number < 500; ++number) EXPECT_EQ(states[number].streamID, number);
 }
 
-TEST_F(SlowClientTest, makesOneAnswerOfAFloodOfQuestions) {
+TEST_F(SlowClientTest, answersAFloodOfQuestionsOnce) {
   FakeClient client = connectAuthenticated();
   client.peer->setReading(false);
   const std::size_t queries = platform_.screen->contentQueries();
@@ -170,7 +170,7 @@ TEST_F(SlowClientTest, countsNoPictureThatWasDropped) {
   EXPECT_TRUE(admit()) << "what was dropped is not under way";
 }
 
-TEST_F(SlowClientTest, isSentDatagramsInStepWithTheRateOfItsStream) {
+TEST_F(SlowClientTest, isSentDatagramsAtTheRateOfItsStream) {
   FakeClient client = connectAuthenticated();
   client.peer->send(message::VideoTransport{.udpPort = 6'000});
   simulation_.runReady();

@@ -41,7 +41,7 @@ TEST_F(TrustStoreTest, usesAGivenFolderAsItIsAndElseItsOwnInThePlatforms) {
   EXPECT_EQ(platform_.files->directories, (std::vector<std::string>{"/trust", "/home/anna/data/QuorlHost"}));
 }
 
-TEST_F(TrustStoreTest, listsADeviceWhoseTokenIsNoBase64AndNeverMatchesIt) {
+TEST_F(TrustStoreTest, listsADeviceWithAnInvalidTokenAndNeverMatchesIt) {
   put("trust.json",
       R"([{"deviceID":"00000000-0000-0000-0000-000000000001","name":"Odd","tokenBase64":"*","addedAt":5}])");
   const auto store = open();
@@ -51,7 +51,7 @@ TEST_F(TrustStoreTest, listsADeviceWhoseTokenIsNoBase64AndNeverMatchesIt) {
   EXPECT_FALSE(store->matchesAnyToken(Pairing::tokenProof({}, nonce_), nonce_));
 }
 
-TEST_F(TrustStoreTest, neverMatchesAnEmptyTokenWhichAnybodyCouldProve) {
+TEST_F(TrustStoreTest, neverMatchesAnEmptyToken) {
   put("trust.json",
       R"([{"deviceID":"00000000-0000-0000-0000-000000000001","name":"Odd","tokenBase64":"","addedAt":5}])");
   const auto store = open();
@@ -112,7 +112,7 @@ TEST_F(TrustStoreTest, pushesOutTheOldestOfElevenRememberedConfigs) {
   EXPECT_EQ(recent.back().command, "1");
 }
 
-TEST_F(TrustStoreTest, movesAConfigThatIsRememberedAgainToTheFront) {
+TEST_F(TrustStoreTest, movesARepeatedConfigToTheFront) {
   const auto store = open();
   for (const char* command : {"a", "b", "c", "a"}) store->rememberSpawnConfig(config(command));
   const auto recent = store->settings().recentAgentConfigs;
@@ -121,7 +121,7 @@ TEST_F(TrustStoreTest, movesAConfigThatIsRememberedAgainToTheFront) {
   EXPECT_EQ(recent[1].command, "c");
 }
 
-TEST_F(TrustStoreTest, loadsSettingsWithoutAnIdentityAndMakesOneAtItsFirstUse) {
+TEST_F(TrustStoreTest, loadsSettingsWithoutAnIdentityAndCreatesOneAtFirstUse) {
   put("settings.json", R"({"magnifyAsCommandScroll":true})");
   const auto store = open();
   EXPECT_TRUE(store->settings().magnifyAsCommandScroll);
@@ -134,7 +134,7 @@ TEST_F(TrustStoreTest, loadsSettingsWithoutAnIdentityAndMakesOneAtItsFirstUse) {
   EXPECT_TRUE(open()->settings().magnifyAsCommandScroll);
 }
 
-TEST_F(TrustStoreTest, takesAFileWithOneValueOfTheWrongTypeForUndecodable) {
+TEST_F(TrustStoreTest, treatsAFileWithAValueOfTheWrongTypeAsDamaged) {
   put("settings.json", R"({"magnifyAsCommandScroll":1,"hostDeviceID":null})");
   put("trust.json",
       R"([{"deviceID":"00000000-0000-0000-0000-000000000001","name":"A","tokenBase64":7,"addedAt":5}])");
@@ -156,7 +156,7 @@ TEST_F(TrustStoreTest, leavesAnAbsentIdentityOutOfItsFileAndAlwaysWritesTheOther
   EXPECT_EQ(text.find("hostDeviceID"), std::string::npos);
 }
 
-TEST_F(TrustStoreTest, givesATokenThatWorksThoughTheDiskIsFull) {
+TEST_F(TrustStoreTest, returnsAWorkingTokenEvenIfTheDiskIsFull) {
   LogRecorder log;
   platform_.files->failsWrites = true;
   const auto store = open();
@@ -167,7 +167,7 @@ TEST_F(TrustStoreTest, givesATokenThatWorksThoughTheDiskIsFull) {
   EXPECT_TRUE(open()->trustedDevices().empty());
 }
 
-TEST_F(TrustStoreTest, opensThoughItsFolderCannotBeMade) {
+TEST_F(TrustStoreTest, opensEvenIfItsFolderCannotBeCreated) {
   platform_.files->failsDirectories = true;
   EXPECT_TRUE(open()->trustedDevices().empty());
 }
