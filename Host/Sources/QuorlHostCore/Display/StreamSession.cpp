@@ -53,7 +53,7 @@ void StreamSession::onQueue(Step step) {
   });
 }
 
-// ---- operations
+// Operations
 
 void StreamSession::start() {
   onQueue([](StreamSession& self) { self.beginStart(); });
@@ -116,7 +116,7 @@ FitState StreamSession::fitState() const {
   });
 }
 
-// ---- starting
+// Starting
 
 void StreamSession::beginStart() {
   queue_.assertCurrent();
@@ -293,7 +293,7 @@ Duration StreamSession::frameInterval() const {
   return Duration(std::chrono::seconds(1)) / frameRateOf(config_);
 }
 
-// ---- running
+// Running
 
 void StreamSession::handlePicture(CapturedPicture picture) {
   queue_.assertCurrent();
@@ -333,7 +333,7 @@ void StreamSession::applyUpdate(const StreamConfig& config) {
   });
 }
 
-// ---- fitting
+// Fitting
 
 void StreamSession::scheduleRefit() {
   queue_.assertCurrent();
@@ -358,7 +358,7 @@ bool StreamSession::showsWindow() const {
          std::holds_alternative<streamTarget::App>(request_.target);
 }
 
-// ---- ending
+// Ending
 
 void StreamSession::restart() {
   queue_.assertCurrent();

@@ -105,7 +105,7 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   void insertText(TextChunks text, InputSource from) {
     queue.assertCurrent();
     if (!waiting_.addText(from, std::move(text)))
-      Log::app.error("a text was not typed: too much of its client's waits already");
+      Log::app.error("a text was not typed: too much text of its client is waiting");
     if (!isScheduled_ && !pause_.isPending()) typeOn();
   }
 

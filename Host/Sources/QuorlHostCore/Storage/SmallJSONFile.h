@@ -39,7 +39,7 @@ void write(FileStore& files, const std::string& directory, const std::string& na
       maxStateFileSize, records,
       [](const std::vector<Record>& list) { return encodeRecord(list, JsonStyle::prettySorted); }, leftOut);
   if (!bytes) return report(bytes.error().text);
-  if (leftOut > 0) report(fmt::format("{} too large to be kept", leftOut));
+  if (leftOut > 0) report(fmt::format("{} record(s) too large to keep", leftOut));
   if (const auto made = files.createPrivateDirectory(directory); !made)
     return report(made.error().description);
   const auto written = files.writeAtomically(HostSupportPaths::file(directory, name), *bytes);

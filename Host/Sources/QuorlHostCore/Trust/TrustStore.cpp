@@ -171,7 +171,8 @@ template <class Record, class Encode>
 void TrustStore::persist(const std::string& path, const std::vector<Record>& list, const Encode& encode) {
   std::size_t leftOut = 0;
   const auto bytes = encodeWithin(maxStateFileSize, list, encode, leftOut);
-  if (leftOut > 0) Log::auth.error(fmt::format("trust store write failed: {} too large to be kept", leftOut));
+  if (leftOut > 0)
+    Log::auth.error(fmt::format("trust store write failed: {} record(s) too large to keep", leftOut));
   if (bytes) write(path, *bytes);
 }
 
