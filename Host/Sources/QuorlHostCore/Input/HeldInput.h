@@ -26,10 +26,10 @@ class HeldInput {
   void pointer(PointerPhase phase, PointerButton button, PointXY location, std::uint32_t streamID);
   void key(std::uint16_t keyCode, bool down, WireModifiers modifiers);
 
-  /// Releases everything that is held. A Caps Lock that the client's last key was sent with counts as a held
-  /// key.
+  /// Returns everything that is held, which then counts as released. A Caps Lock that the client's last key
+  /// was sent with counts as a held key.
   Release releaseAll();
-  /// Releases the buttons that were pressed in this stream.
+  /// Returns the buttons that were pressed in this stream, which then count as released.
   Release releaseButtons(std::uint32_t streamID);
 
   bool isEmpty() const { return buttons_.empty() && keyCodes_.empty() && !hasCapsLock_; }

@@ -21,9 +21,9 @@ namespace quorl {
 /// that was acknowledged in full only shows that the link is at least that fast. Times without any
 /// acknowledgement (a stall of a radio link) are not counted.
 ///
-/// *Picture rate*: 0.85 of the delivered rate if a picture is wanted while more than 50 ms of earlier
-/// pictures are queued. It rises by a factor of about three per second while less than 25 ms are queued and
-/// the rate is used, up to a little more than the delivered rate if the link is the limit.
+/// *Picture rate*: 0.85 of the delivered rate if a picture is wanted while those before the last one are
+/// still more than 50 ms of queue. It rises by a factor of about three per second while they are less than
+/// 25 ms and the rate is used, up to a little more than the delivered rate if the link is the limit.
 ///
 /// *Queue*: the owner's; a value.
 class LinkEstimator {
@@ -40,8 +40,8 @@ class LinkEstimator {
   /// `acknowledged`: all bytes that the client's system has acknowledged so far; never decreases.
   /// `shortestRoundTrip`: without queues; zero while unknown.
   void observed(MonotonicTime now, std::uint64_t acknowledged, Duration shortestRoundTrip);
-  /// Whether a stream may capture a picture now. `wantedRate`: what its quality asks for, in bytes per
-  /// second. Call `observed` first.
+  /// A stream wants to capture a picture now. `wantedRate`: what its quality asks for, in bytes per second.
+  /// Call `observed` first.
   void pictureWanted(MonotonicTime now, double wantedRate);
 
   bool isOpen() const;
