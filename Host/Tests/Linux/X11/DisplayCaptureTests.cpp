@@ -1,26 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <gtest/gtest.h>
-
 #include <Support/Eventually.h>
-#include <Support/XServerFixture.h>
 
-#include "CaptureHarness.h"
-#include "TestClient.h"
+#include "CaptureFixture.h"
 
 namespace quorl::test {
 namespace {
-
-constexpr std::uint32_t red = 0xFF0000;
-constexpr std::uint32_t green = 0x00FF00;
-constexpr std::uint32_t blue = 0x0000FF;
-constexpr std::uint32_t white = 0xFFFFFF;
-
-CaptureSettings settingsOf(int width, int height, bool showsCursor = false) {
-  return {.size = {width, height},
-          .minimumFrameInterval = std::chrono::milliseconds(1),
-          .showsCursor = showsCursor,
-          .queueDepth = 5};
-}
 
 /// Says where two images differ by more than the conversion's rounding; chroma is shared by four pixels, so
 /// only the brightness is compared.
@@ -41,15 +25,7 @@ int worstLumaDifference(const PictureBuffer& picture, const std::vector<std::uin
   return worst;
 }
 
-class DisplayCapture : public testing::Test {
- protected:
-  std::uint32_t display() { return harness.content().displays.at(0).displayID; }
-
-  XServer server{{.width = 640, .height = 480}};
-  TestClient client{server.display()};
-  Deliveries deliveries;
-  CaptureHarness harness{server.display()};
-};
+class DisplayCapture : public CaptureFixture {};
 
 TEST_F(DisplayCapture, listsTheOneDisplayAsTheMainOne) {
   const auto content = harness.content();
@@ -263,30 +239,6 @@ TEST_F(DisplayCapture, changesItsSizeWithNewSettings) {
       deliveries.waitFor([](const auto& picture) { return picture.image->size == PixelSize{320, 240}; });
   ASSERT_TRUE(smaller);
   EXPECT_EQ(smaller->changed, (std::vector<PixelRect>{{0, 0, 320, 240}}));
-}
-
-TEST_F(DisplayCapture, drawsTheCursorOnlyWhereAskedFor) {
-  client.setBlockCursor(16, red);
-  client.movePointer(300, 200);
-  Deliveries without;
-  const auto with = harness.start(DisplayFilter{display()}, settingsOf(640, 480, true), deliveries);
-  const auto plain = harness.start(DisplayFilter{display()}, settingsOf(640, 480, false), without);
-  EXPECT_TRUE(deliveries.waitForColor(304, 204, red));
-  EXPECT_LE(distance(colorAt(*without.all().back().image, 304, 204), 0), 4);
-}
-
-TEST_F(DisplayCapture, followsThePointerAndPutsBackWhatItCovered) {
-  client.fillRoot({0, 0, 640, 480}, green);
-  client.setBlockCursor(16, red);
-  client.movePointer(300, 200);
-  const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480, true), deliveries);
-  ASSERT_TRUE(deliveries.waitForColor(304, 204, red));
-  const std::size_t seen = deliveries.count();
-  client.movePointer(100, 60);
-  const auto moved = deliveries.waitForColor(104, 64, red, seen);
-  ASSERT_TRUE(moved);
-  EXPECT_LE(distance(colorAt(*moved->image, 304, 204), green), 4);
-  EXPECT_LE(moved->changed.size(), 2U);
 }
 
 TEST_F(DisplayCapture, saysNothingAfterStop) {

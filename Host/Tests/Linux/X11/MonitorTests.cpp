@@ -2,36 +2,12 @@
 // Captures of a screen that is split into monitors, which come, move, grow and go.
 #include <algorithm>
 
-#include <gtest/gtest.h>
-
-#include <Support/XServerFixture.h>
-
-#include "CaptureHarness.h"
-#include "TestClient.h"
+#include "CaptureFixture.h"
 
 namespace quorl::test {
 namespace {
 
-constexpr std::uint32_t red = 0xFF0000;
-constexpr std::uint32_t green = 0x00FF00;
-constexpr std::uint32_t blue = 0x0000FF;
-
-CaptureSettings settingsOf(int width, int height) {
-  return {.size = {width, height},
-          .minimumFrameInterval = std::chrono::milliseconds(1),
-          .showsCursor = false,
-          .queueDepth = 5};
-}
-
-class Monitors : public testing::Test {
- protected:
-  std::uint32_t display() { return harness.content().displays.at(0).displayID; }
-
-  XServer server{{.width = 640, .height = 480}};
-  TestClient client{server.display()};
-  Deliveries deliveries;
-  CaptureHarness harness{server.display()};
-};
+class Monitors : public CaptureFixture {};
 
 TEST_F(Monitors, showsTwoMonitorsEachForItself) {
   server.run({"xrandr", "--setmonitor", "LEFT", "320/100x480/100+0+0", "screen"});
