@@ -129,6 +129,18 @@ void TestClient::movePointer(int x, int y) {
   sync();
 }
 
+void TestClient::warpPointer(int x, int y) {
+  xcb_warp_pointer(xcb_, XCB_NONE, root_, 0, 0, 0, 0, static_cast<std::int16_t>(x),
+                   static_cast<std::int16_t>(y));
+  sync();
+}
+
+void TestClient::takeMotion(std::uint32_t window) {
+  const std::uint32_t events = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_POINTER_MOTION;
+  xcb_change_window_attributes(xcb_, window, XCB_CW_EVENT_MASK, &events);
+  sync();
+}
+
 void TestClient::setBlockCursor(int side, std::uint32_t color) {
   const auto size = static_cast<std::uint16_t>(side);
   const std::uint32_t pixmap = xcb_generate_id(xcb_);

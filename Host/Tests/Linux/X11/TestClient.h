@@ -38,6 +38,10 @@ class TestClient {
   void setMonitor(const std::string& name, const PixelRect& bounds, bool isPrimary = false);
   /// As a device would, not a warp.
   void movePointer(int x, int y);
+  /// As a program does: no device has moved.
+  void warpPointer(int x, int y);
+  /// The window receives the pointer's motions, and its ancestors no longer do.
+  void takeMotion(std::uint32_t window);
   std::pair<int, int> pointer();
   /// The root's cursor becomes a block of this colour, `side` pixels wide, the hot spot at its top left.
   void setBlockCursor(int side, std::uint32_t color);

@@ -133,7 +133,7 @@ std::optional<SteadyTime> CaptureEngine::turn() {
   if (shown_.empty()) return std::nullopt;
   if (std::exchange(monitorsMayHaveChanged_, false)) monitorsChanged();
   const SteadyTime now = std::chrono::steady_clock::now();
-  refreshCursor(now);
+  fetch(now);
   std::optional<SteadyTime> next;
   for (auto& shown : shown_) {
     if (shown->lost) {
@@ -176,7 +176,7 @@ std::expected<CaptureEngine::Shown*, PortError> CaptureEngine::shownFor(const Ca
   auto source = makeSource(**connection, filter);
   if (!source) return std::unexpected(source.error());
   shown_.push_back(std::make_unique<Shown>(
-      Shown{filter, std::move(*source), {}, placeOf(filter, readMonitors(**connection))}));
+      Shown{filter, std::move(*source), {}, {}, placeOf(filter, readMonitors(**connection))}));
   return shown_.back().get();
 }
 
@@ -189,26 +189,50 @@ CaptureOutlet* CaptureEngine::find(std::uint64_t id) {
   return nullptr;
 }
 
+// All requests leave before the first wait: the pointer's position costs no round trip of its own. Every
+// outlet learns of a moved pointer, those that take no picture now as well: they owe one to their display.
+void CaptureEngine::fetch(SteadyTime now) {
+  for (auto& shown : shown_) {
+    shown->open.clear();
+    if (shown->lost) continue;
+    for (auto& outlet : shown->outlets) {
+      if (outlet->isOpen(now)) shown->open.push_back(outlet.get());
+    }
+  }
+  const bool isCursorNeeded = isCursorSelected_ && std::ranges::any_of(shown_, [this](const auto& each) {
+                                return needsCursor(*each);
+                              });
+  if (isCursorNeeded) cursor_.request(*connection_);
+  for (auto& shown : shown_) {
+    if (shown->open.empty() || !shown->source->isDirty()) continue;
+    const DirtyRegion changed = shown->source->refresh();
+    for (auto& outlet : shown->outlets) outlet->sourceChanged(changed);
+  }
+  cursor_.receive(*connection_);
+  for (auto& shown : shown_) {
+    for (auto& outlet : shown->outlets) outlet->cursorChanged(cursor_, shown->source->area());
+  }
+}
+
+bool CaptureEngine::needsCursor(const Shown& shown) const {
+  const bool isDirty = shown.source->isDirty() || cursor_.mayHaveChanged();
+  return std::ranges::any_of(shown.open, [isDirty](const auto* outlet) {
+    return outlet->showsCursor() && (isDirty || outlet->hasPending());
+  });
+}
+
 std::expected<void, PortError> CaptureEngine::serve(Shown& shown, SteadyTime now) {
-  std::vector<CaptureOutlet*> open;
-  for (auto& outlet : shown.outlets) {
-    if (outlet->isOpen(now)) open.push_back(outlet.get());
-  }
-  if (open.empty()) return {};
-  if (shown.source->isDirty()) {
-    const DirtyRegion changed = shown.source->refresh();
-    for (auto& outlet : shown.outlets) outlet->sourceChanged(changed);
-  }
+  if (shown.open.empty()) return {};
   const PixelRect area = shown.source->area();
   SharedImage& image = shown.source->image();
-  for (auto& outlet : shown.outlets) outlet->cursorChanged(cursor_, area);
   const auto deliverTo = [&](bool showingCursor) {
-    for (auto* outlet : open) {
+    for (auto* outlet : shown.open) {
       if (outlet->showsCursor() == showingCursor && outlet->hasPending()) outlet->deliver(image, now);
     }
   };
   deliverTo(false);
-  if (std::ranges::any_of(open, [](auto* outlet) { return outlet->showsCursor() && outlet->hasPending(); })) {
+  const auto awaitsCursor = [](const auto* outlet) { return outlet->showsCursor() && outlet->hasPending(); };
+  if (std::ranges::any_of(shown.open, awaitsCursor)) {
     image.awaitRows(cursor_.bounds().y + cursor_.bounds().height - area.y);
     cursor_.putOn(image.pixels(), image.stride(), area);
     deliverTo(true);
@@ -227,17 +251,6 @@ std::optional<SteadyTime> CaptureEngine::nextTurn(const Shown& shown, SteadyTime
     if (!next || outlet->nextTurn() < *next) next = outlet->nextTurn();
   }
   return next;
-}
-
-void CaptureEngine::refreshCursor(SteadyTime now) {
-  if (!isCursorSelected_ || !cursor_.mayHaveChanged()) return;
-  for (auto& shown : shown_) {
-    for (auto& outlet : shown->outlets) {
-      if (!outlet->showsCursor() || !outlet->isOpen(now)) continue;
-      cursor_.refresh(*connection_);
-      return;
-    }
-  }
 }
 
 void CaptureEngine::selectCursor() {

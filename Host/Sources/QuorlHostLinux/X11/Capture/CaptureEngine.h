@@ -37,7 +37,8 @@ class CaptureEngine final : public X11Loop::Client {
     CaptureFilter filter;
     std::unique_ptr<CaptureSource> source;
     std::vector<std::unique_ptr<CaptureOutlet>> outlets;
-    PointRect place{};  // of a display, as reported last
+    std::vector<CaptureOutlet*> open{};  // of the outlets, those that take a picture in this turn
+    PointRect place{};                   // of a display, as reported last
     struct Lost {
       PortError error;
       SteadyTime end;  // when the capture ends of it
@@ -52,9 +53,10 @@ class CaptureEngine final : public X11Loop::Client {
 
   std::expected<Shown*, PortError> shownFor(const CaptureFilter& filter);
   CaptureOutlet* find(std::uint64_t id);
+  void fetch(SteadyTime now);
+  bool needsCursor(const Shown& shown) const;
   std::expected<void, PortError> serve(Shown& shown, SteadyTime now);
   std::optional<SteadyTime> nextTurn(const Shown& shown, SteadyTime now) const;
-  void refreshCursor(SteadyTime now);
   void selectCursor();
   void end(Shown& shown, const PortError& error);
   void dropUnused();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
@@ -41,6 +42,10 @@ std::uint32_t blendOver(std::uint32_t over, std::uint32_t under) {
 bool CursorOverlay::handle(const void* event, const X11Connection& connection) {
   const auto& generic = *static_cast<const xcb_ge_generic_event_t*>(event);
   const int type = generic.response_type & 0x7F;
+  if (type == XCB_MOTION_NOTIFY) {
+    isMoved_ = true;
+    return true;
+  }
   const auto& extensions = connection.extensions();
   if (type == XCB_GE_GENERIC && extensions.xinput.present &&
       generic.extension == extensions.xinput.majorOpcode && generic.event_type == XCB_INPUT_RAW_MOTION) {
@@ -54,31 +59,49 @@ bool CursorOverlay::handle(const void* event, const X11Connection& connection) {
   return false;
 }
 
+// Raw motion reports every device, but no warp. Core motion at the root reports warps wherever no window
+// takes the motion. An XInput2 selection of motion would take the core events of other clients away.
 void CursorOverlay::select(X11Connection& connection) {
   xcb_xfixes_select_cursor_input(connection.xcb(), connection.root(),
                                  XCB_XFIXES_CURSOR_NOTIFY_MASK_DISPLAY_CURSOR);
   selectRawMotion(connection, XCB_INPUT_XI_EVENT_MASK_RAW_MOTION);
+  connection.selectRootEvents(XCB_EVENT_MASK_POINTER_MOTION);
   isMoved_ = isNewImage_ = true;
 }
 
 void CursorOverlay::unselect(X11Connection& connection) {
   xcb_xfixes_select_cursor_input(connection.xcb(), connection.root(), 0);
   selectRawMotion(connection, 0);
+  connection.unselectRootEvents(XCB_EVENT_MASK_POINTER_MOTION);
 }
 
-void CursorOverlay::refresh(X11Connection& connection) {
-  const bool hadNewImage = isNewImage_;
-  const PixelRect before = bounds_;
-  if (isNewImage_) refreshImage(connection);
-  if (isMoved_ && !hadNewImage) refreshPlace(connection);
+void CursorOverlay::request(X11Connection& connection) {
+  if (isNewImage_) {
+    query_ = Query::image;
+    sequence_ = xcb_xfixes_get_cursor_image(connection.xcb()).sequence;
+  } else {
+    query_ = Query::position;
+    sequence_ = xcb_query_pointer(connection.xcb(), connection.root()).sequence;
+  }
   isMoved_ = isNewImage_ = false;
-  bounds_ = {x_ - hotX_, y_ - hotY_, imageSize_.width, imageSize_.height};
-  if (hadNewImage || bounds_ != before) ++generation_;
 }
 
-void CursorOverlay::refreshImage(X11Connection& connection) {
-  const XcbReply<xcb_xfixes_get_cursor_image_reply_t> reply(xcb_xfixes_get_cursor_image_reply(
-      connection.xcb(), xcb_xfixes_get_cursor_image(connection.xcb()), nullptr));
+void CursorOverlay::receive(X11Connection& connection) {
+  const Query query = std::exchange(query_, Query::none);
+  if (query == Query::none) return;
+  const PixelRect before = bounds_;
+  if (query == Query::image) {
+    readImage(connection);
+  } else {
+    readPosition(connection);
+  }
+  bounds_ = {x_ - hotX_, y_ - hotY_, imageSize_.width, imageSize_.height};
+  if (query == Query::image || bounds_ != before) ++generation_;
+}
+
+void CursorOverlay::readImage(X11Connection& connection) {
+  const XcbReply<xcb_xfixes_get_cursor_image_reply_t> reply(
+      xcb_xfixes_get_cursor_image_reply(connection.xcb(), {sequence_}, nullptr));
   if (!reply) return;
   const auto* pixels = xcb_xfixes_get_cursor_image_cursor_image(reply.get());
   const auto count = static_cast<std::size_t>(xcb_xfixes_get_cursor_image_cursor_image_length(reply.get()));
@@ -92,9 +115,9 @@ void CursorOverlay::refreshImage(X11Connection& connection) {
   y_ = reply->y;
 }
 
-void CursorOverlay::refreshPlace(X11Connection& connection) {
-  const XcbReply<xcb_query_pointer_reply_t> reply(xcb_query_pointer_reply(
-      connection.xcb(), xcb_query_pointer(connection.xcb(), connection.root()), nullptr));
+void CursorOverlay::readPosition(X11Connection& connection) {
+  const XcbReply<xcb_query_pointer_reply_t> reply(
+      xcb_query_pointer_reply(connection.xcb(), {sequence_}, nullptr));
   if (!reply) return;
   x_ = reply->root_x;
   y_ = reply->root_y;

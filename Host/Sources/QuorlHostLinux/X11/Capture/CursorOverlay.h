@@ -17,13 +17,18 @@ class CursorOverlay {
   /// Notes an event that concerns the cursor; false for any other.
   bool handle(const void* event, const X11Connection& connection);
 
-  /// Asks the server to tell of new cursor images and of the pointer's motions, or to stop it.
+  /// Selects the events of new cursor images and of pointer motion, or removes the selection.
+  ///
+  /// No event reports a warp (XWarpPointer) inside a window that takes the motion itself: only a query finds
+  /// the new position.
   void select(X11Connection& connection);
   void unselect(X11Connection& connection);
 
   bool mayHaveChanged() const { return isMoved_ || isNewImage_; }
-  /// Asks the server for what may have changed. Waits for it.
-  void refresh(X11Connection& connection);
+  /// Sends the query for the position, and for the image if it may have changed. Does not wait.
+  void request(X11Connection& connection);
+  /// Waits for the reply to `request`. Without a request, does nothing.
+  void receive(X11Connection& connection);
 
   /// Where the image lies on the root; empty when nothing of it can be seen.
   PixelRect bounds() const { return bounds_; }
@@ -36,9 +41,13 @@ class CursorOverlay {
   void takeOff();
 
  private:
-  void refreshImage(X11Connection& connection);
-  void refreshPlace(X11Connection& connection);
+  enum class Query : std::uint8_t { none, position, image };
 
+  void readImage(X11Connection& connection);
+  void readPosition(X11Connection& connection);
+
+  Query query_ = Query::none;
+  unsigned sequence_ = 0;  // of the query
   bool isMoved_ = true;
   bool isNewImage_ = true;
   std::uint64_t generation_ = 1;

@@ -75,6 +75,16 @@ bool X11Connection::isAlive() const {
   return xcb_connection_has_error(xcb_) == 0;
 }
 
+void X11Connection::selectRootEvents(std::uint32_t mask) {
+  rootEvents_ |= mask;
+  xcb_change_window_attributes(xcb_, root_, XCB_CW_EVENT_MASK, &rootEvents_);
+}
+
+void X11Connection::unselectRootEvents(std::uint32_t mask) {
+  rootEvents_ &= ~mask;
+  xcb_change_window_attributes(xcb_, root_, XCB_CW_EVENT_MASK, &rootEvents_);
+}
+
 PixelSize X11Connection::rootSize() const {
   const XcbReply<xcb_get_geometry_reply_t> reply(
       xcb_get_geometry_reply(xcb_, xcb_get_geometry(xcb_, root_), nullptr));

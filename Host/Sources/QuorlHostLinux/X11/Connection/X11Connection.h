@@ -64,6 +64,10 @@ class X11Connection {
   int descriptor() const;
   bool isAlive() const;
 
+  /// Adds or removes events of the root that this connection receives (core event masks). Others stay.
+  void selectRootEvents(std::uint32_t mask);
+  void unselectRootEvents(std::uint32_t mask);
+
   /// The size of the root now; 0 x 0 when the server has gone.
   PixelSize rootSize() const;
 
@@ -81,6 +85,7 @@ class X11Connection {
   xcb_connection_t* xcb_;
   std::uint32_t root_ = 0;
   std::uint8_t rootDepth_ = 0;
+  std::uint32_t rootEvents_ = 0;
   bool hasBGRXPixels_ = false;
   X11Extensions extensions_;
   std::map<std::string, std::uint32_t> atoms_;

@@ -95,8 +95,7 @@ void selectMonitorEvents(X11Connection& connection) {
                            XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
                                XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE | XCB_RANDR_NOTIFY_MASK_RESOURCE_CHANGE);
   }
-  const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-  xcb_change_window_attributes(connection.xcb(), connection.root(), XCB_CW_EVENT_MASK, &events);
+  connection.selectRootEvents(XCB_EVENT_MASK_STRUCTURE_NOTIFY);
 }
 
 bool isMonitorEvent(const void* event, const X11Connection& connection) {

@@ -68,13 +68,15 @@ bool FocusProbe::answersPings(std::uint32_t window) {
   return std::find(first, last, connection_.atom("_NET_WM_PING")) != last;
 }
 
-// Answers go to those that listen to the root's children, of which there is more to hear than is worth
-// reading all the time.
+// Answers arrive as events of the root's children. These are many, so they are selected only while an answer
+// is awaited.
 void FocusProbe::listen(bool on) {
   isAwaited_ = on;
-  const std::uint32_t events =
-      XCB_EVENT_MASK_STRUCTURE_NOTIFY | (on ? XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY : 0);
-  xcb_change_window_attributes(connection_.xcb(), connection_.root(), XCB_CW_EVENT_MASK, &events);
+  if (on) {
+    connection_.selectRootEvents(XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+  } else {
+    connection_.unselectRootEvents(XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+  }
 }
 
 }  // namespace quorl
