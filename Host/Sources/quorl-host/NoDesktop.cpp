@@ -24,8 +24,8 @@ class NoScreen final : public ScreenCapture {
   void shareableContent(ContentAnswer answer) override {
     scheduler_.execute([answer = std::move(answer)]() mutable { answer(ShareableContent{}); });
   }
-  std::expected<FilterGeometry, PortError> geometry(const CaptureFilter&) override {
-    return std::unexpected(noDesktop());
+  void geometry(const CaptureFilter&, GeometryAnswer answer) override {
+    scheduler_.execute([answer = std::move(answer)]() mutable { answer(std::unexpected(noDesktop())); });
   }
   std::expected<std::unique_ptr<CaptureStream>, PortError> makeStream(const CaptureFilter&,
                                                                       const CaptureSettings&, SerialQueue,

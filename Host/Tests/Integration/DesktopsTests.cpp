@@ -30,7 +30,10 @@ TEST(Desktops, withoutAScreenNothingIsPermitted) {
   addNoDesktop(platform);
   EXPECT_FALSE(platform.permissions->mayCaptureScreen());
   EXPECT_FALSE(platform.permissions->mayPostInput());
-  EXPECT_FALSE(platform.screen->geometry(DisplayFilter{}));
+  bool failed = false;
+  platform.screen->geometry(DisplayFilter{}, [&](const auto& geometry) { failed = !geometry; });
+  scheduler.runReady();
+  EXPECT_TRUE(failed);
 }
 
 }  // namespace

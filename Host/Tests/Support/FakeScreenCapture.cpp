@@ -90,7 +90,20 @@ void FakeScreenCapture::releaseContentAnswers() {
     scheduler_.execute([answer = std::move(answer), found = content]() mutable { answer(std::move(found)); });
 }
 
-std::expected<FilterGeometry, PortError> FakeScreenCapture::geometry(const CaptureFilter& filter) {
+void FakeScreenCapture::geometry(const CaptureFilter& filter, GeometryAnswer answer) {
+  auto give = [answer = std::move(answer), found = geometryOf(filter)]() mutable { answer(found); };
+  if (holdsGeometryAnswers) {
+    heldGeometry_.emplace_back(std::move(give));
+  } else {
+    scheduler_.execute(std::move(give));
+  }
+}
+
+void FakeScreenCapture::releaseGeometryAnswers() {
+  for (auto& give : std::exchange(heldGeometry_, {})) scheduler_.execute(std::move(give));
+}
+
+std::expected<FilterGeometry, PortError> FakeScreenCapture::geometryOf(const CaptureFilter& filter) const {
   if (geometryError) return std::unexpected(*geometryError);
   if (geometryOverride) return *geometryOverride;
   const PointSize size = content ? contentSizeOf(filter, *content) : PointSize{};

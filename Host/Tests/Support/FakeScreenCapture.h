@@ -46,7 +46,7 @@ class FakeScreenCapture : public ScreenCapture {
   explicit FakeScreenCapture(Scheduler& scheduler);
 
   void shareableContent(ContentAnswer answer) override;
-  std::expected<FilterGeometry, PortError> geometry(const CaptureFilter& filter) override;
+  void geometry(const CaptureFilter& filter, GeometryAnswer answer) override;
   std::expected<std::unique_ptr<CaptureStream>, PortError> makeStream(
       const CaptureFilter& filter, const CaptureSettings& settings, SerialQueue queue,
       CaptureStream::Handlers handlers) override;
@@ -59,10 +59,14 @@ class FakeScreenCapture : public ScreenCapture {
   std::optional<PortError> startError;
   std::optional<PortError> updateError;
   bool holdsContentAnswers = false;
+  bool holdsGeometryAnswers = false;
 
   /// Delivers the held answers with the current content.
   void releaseContentAnswers();
   std::size_t heldContentAnswers() const { return held_.size(); }
+  /// Gives the sizes that were held back.
+  void releaseGeometryAnswers();
+  std::size_t heldGeometryAnswers() const { return heldGeometry_.size(); }
   std::size_t contentQueries() const { return contentQueries_; }
 
   const std::vector<std::shared_ptr<Stream>>& streams() const { return streams_; }
@@ -80,9 +84,12 @@ class FakeScreenCapture : public ScreenCapture {
   void endCapture(const PortError& error);
 
  private:
+  std::expected<FilterGeometry, PortError> geometryOf(const CaptureFilter& filter) const;
+
   Scheduler& scheduler_;
   std::vector<std::shared_ptr<Stream>> streams_;
   std::vector<ContentAnswer> held_;
+  std::vector<std::move_only_function<void()>> heldGeometry_;
   std::size_t contentQueries_ = 0;
 };
 

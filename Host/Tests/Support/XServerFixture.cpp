@@ -132,6 +132,7 @@ XServer::XServer(const Options& options) {
 }
 
 XServer::~XServer() {
+  resume();
   windowManager_.reset();
   // Also removes its lock file and its socket.
   server_->terminate();
@@ -171,6 +172,14 @@ std::string XServer::run(const std::vector<std::string>& command) const {
   std::string text = output.readAll();
   program.wait();
   return text;
+}
+
+void XServer::pause() const {
+  ::kill(server_->pid(), SIGSTOP);
+}
+
+void XServer::resume() const {
+  if (server_->pid() > 0) ::kill(server_->pid(), SIGCONT);
 }
 
 void XServer::kill() {

@@ -67,6 +67,9 @@ class XServer {
   std::string run(const std::vector<std::string>& command) const;
   /// Ends the server at once, like a crash.
   void kill();
+  /// Between these the server runs no request.
+  void pause() const;
+  void resume() const;
 
  private:
   void startWindowManager();

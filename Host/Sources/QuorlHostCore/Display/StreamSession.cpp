@@ -145,16 +145,28 @@ void StreamSession::setUpCapture(const ShareableContent& content) {
   clearPreviousRun();
   const auto target = resolveTarget(request_.target, content);
   if (!target) return fail(target.error().code, target.error().message);
-  const auto geometry = screen_->geometry(target->filter);
+  screen_->geometry(target->filter,
+                    [weak = weak_from_this(), epoch = epoch_, target = *target](const Geometry& geometry) {
+                      auto self = weak.lock();
+                      if (!self) return;
+                      self->onQueue([epoch, target, geometry](StreamSession& session) {
+                        session.handleGeometry(epoch, target, geometry);
+                      });
+                    });
+}
+
+void StreamSession::handleGeometry(std::uint64_t epoch, const ResolvedTarget& target,
+                                   const Geometry& geometry) {
+  queue_.assertCurrent();
+  if (stopped_ || epoch != epoch_) return;
   if (!geometry) {  // the target has gone since the content was read
     const WireError gone = targetNotFound(request_.target);
     return fail(gone.code, gone.message);
   }
-
-  setContentRect(target->contentRect);
-  applyFit(*target);
+  setContentRect(target.contentRect);
+  applyFit(target);
   encodedSize_ = encodedSizeFor(geometry->contentSize, geometry->pointPixelScale, config_.maxDimension);
-  if (makeEncoder()) makeCapture(target->filter);
+  if (makeEncoder()) makeCapture(target.filter);
 }
 
 void StreamSession::clearPreviousRun() {

@@ -59,6 +59,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
  private:
   enum class Notify : std::uint8_t { no, yes };
   using Content = std::expected<ShareableContent, PortError>;
+  using Geometry = std::expected<FilterGeometry, PortError>;
 
   // Runs a step on the queue unless the session was destroyed before.
   template <class Step>
@@ -67,6 +68,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   void beginStart();
   void handleContent(std::uint64_t epoch, const Content& content);
   void setUpCapture(const ShareableContent& content);
+  void handleGeometry(std::uint64_t epoch, const ResolvedTarget& target, const Geometry& geometry);
   void clearPreviousRun();
   void applyFit(const ResolvedTarget& target);
   bool makeEncoder();

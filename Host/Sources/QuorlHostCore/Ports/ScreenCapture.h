@@ -129,25 +129,27 @@ class CaptureStream {
   virtual void stop() = 0;
 };
 
-/// The displays and windows of this session, and captures of them.
+/// The screen of this session.
 ///
-/// *Queue*: operations on any thread.
-/// *Blocking*: as each operation says; `shareableContent` returns at once.
-/// *Ownership*: streams belong to the caller.
-/// *Lifetime*: streams may outlive it. Answers that are pending at destruction are dropped.
+/// *Queue*: operations from any thread. An answer is given once, after the call has returned, on a thread of
+/// the adapter, which it must not block. *Blocking*: no operation waits for the display. *Ownership*: the
+/// caller owns the streams; they may outlive the ScreenCapture. *Lifetime*: destruction drops the answers not
+/// yet given.
 class ScreenCapture {
  public:
   using ContentAnswer = std::move_only_function<void(std::expected<ShareableContent, PortError>)>;
+  using GeometryAnswer = std::move_only_function<void(std::expected<FilterGeometry, PortError>)>;
 
   virtual ~ScreenCapture() = default;
 
-  /// Answers once, later, on a thread of the adapter. Without a display the lists are empty.
+  /// The lists are empty where there is no display.
   virtual void shareableContent(ContentAnswer answer) = 0;
 
   /// The size of what a filter shows. Fails when it is gone.
-  virtual std::expected<FilterGeometry, PortError> geometry(const CaptureFilter& filter) = 0;
+  virtual void geometry(const CaptureFilter& filter, GeometryAnswer answer) = 0;
 
-  /// Fails when no capture of this filter can be set up.
+  /// Fails when the adapter supports no capture of this kind of filter or of these settings. A source that is
+  /// gone is reported by the stream's `start`.
   virtual std::expected<std::unique_ptr<CaptureStream>, PortError> makeStream(
       const CaptureFilter& filter, const CaptureSettings& settings, SerialQueue queue,
       CaptureStream::Handlers handlers) = 0;

@@ -63,6 +63,33 @@ TEST_F(StreamSessionTest, startsNothingWhenTheContentAnswersAfterStop) {
   EXPECT_TRUE(sink_->order.empty());
 }
 
+TEST_F(StreamSessionTest, startsNothingWhenTheSizeAnswersAfterStop) {
+  screen_->holdsGeometryAnswers = true;
+  start();
+  ASSERT_EQ(screen_->heldGeometryAnswers(), 1U);
+  session_->stop();
+  scheduler_.runReady();
+  screen_->releaseGeometryAnswers();
+  scheduler_.runReady();
+  EXPECT_TRUE(screen_->streams().empty());
+  EXPECT_TRUE(compressors_->sessions().empty());
+  EXPECT_TRUE(sink_->order.empty());
+}
+
+TEST_F(StreamSessionTest, ignoresASizeOfAnOlderRun) {
+  screen_->holdsGeometryAnswers = true;
+  start();
+  StreamConfig smaller = request_.config;
+  smaller.maxDimension = 640;
+  session_->update(smaller);
+  scheduler_.runReady();
+  ASSERT_EQ(screen_->heldGeometryAnswers(), 2U);
+  screen_->releaseGeometryAnswers();
+  scheduler_.runReady();
+  EXPECT_EQ(screen_->streams().size(), 1U);
+  EXPECT_EQ(started().size(), 1U);
+}
+
 TEST_F(StreamSessionTest, ignoresAContentAnswerOfAnOlderRun) {
   screen_->holdsContentAnswers = true;
   start();

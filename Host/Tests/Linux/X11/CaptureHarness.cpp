@@ -118,6 +118,23 @@ ShareableContent CaptureHarness::content() {
   return future.get();
 }
 
+std::expected<FilterGeometry, PortError> CaptureHarness::geometry(const CaptureFilter& filter) {
+  std::promise<std::expected<FilterGeometry, PortError>> promise;
+  auto future = promise.get_future();
+  capture.geometry(filter, [&](auto answer) { promise.set_value(answer); });
+  return future.get();
+}
+
+std::expected<void, PortError> CaptureHarness::startResult(const CaptureFilter& filter,
+                                                           const CaptureSettings& settings,
+                                                           Deliveries& deliveries) {
+  const auto stream = capture.makeStream(filter, settings, queue, deliveries.handlers());
+  if (!stream) return std::unexpected(stream.error());
+  std::promise<std::expected<void, PortError>> started;
+  (*stream)->start([&](auto result) { started.set_value(result); });
+  return started.get_future().get();
+}
+
 std::expected<std::unique_ptr<CaptureStream>, PortError> CaptureHarness::open(const CaptureFilter& filter,
                                                                               const CaptureSettings& settings,
                                                                               Deliveries& deliveries) {

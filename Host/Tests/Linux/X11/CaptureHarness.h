@@ -56,9 +56,13 @@ class CaptureHarness {
       : CaptureHarness(X11DisplayName([display] { return display; })) {}
 
   ShareableContent content();
+  std::expected<FilterGeometry, PortError> geometry(const CaptureFilter& filter);
   std::expected<std::unique_ptr<CaptureStream>, PortError> open(const CaptureFilter& filter,
                                                                 const CaptureSettings& settings,
                                                                 Deliveries& deliveries);
+  /// The result of the start of a capture that needs no picture.
+  std::expected<void, PortError> startResult(const CaptureFilter& filter, const CaptureSettings& settings,
+                                             Deliveries& deliveries);
   /// Opens, starts and follows, and waits for the first picture.
   std::unique_ptr<CaptureStream> start(const CaptureFilter& filter, const CaptureSettings& settings,
                                        Deliveries& deliveries);

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <future>
+
 #include <Support/Eventually.h>
 
 #include "CaptureFixture.h"
@@ -253,15 +255,29 @@ TEST_F(DisplayCapture, saysNothingAfterStop) {
 }
 
 TEST_F(DisplayCapture, refusesAnUnknownDisplayAndOddPictures) {
-  EXPECT_FALSE(harness.open(DisplayFilter{1}, settingsOf(640, 480), deliveries).has_value());
+  EXPECT_FALSE(harness.startResult(DisplayFilter{1}, settingsOf(640, 480), deliveries).has_value());
   EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(641, 480), deliveries).has_value());
   EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(0, 0), deliveries).has_value());
   EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(20'000, 480), deliveries).has_value());
   EXPECT_FALSE(harness.open(ApplicationFilter{display(), 1}, settingsOf(640, 480), deliveries).has_value());
 }
 
-TEST_F(DisplayCapture, tellsItsSize) {
-  const auto geometry = harness.capture.geometry(DisplayFilter{display()});
+TEST_F(DisplayCapture, waitsForNoAnswerOfTheServer) {
+  const DisplayFilter filter{display()};
+  server.pause();
+  std::promise<bool> answered;
+  auto calls = std::async(std::launch::async, [&] {
+    harness.capture.geometry(filter, [&](auto geometry) { answered.set_value(geometry.has_value()); });
+    return harness.open(filter, settingsOf(640, 480), deliveries).has_value();
+  });
+  EXPECT_EQ(calls.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  server.resume();
+  EXPECT_TRUE(calls.get());
+  EXPECT_TRUE(answered.get_future().get());
+}
+
+TEST_F(DisplayCapture, reportsItsSize) {
+  const auto geometry = harness.geometry(DisplayFilter{display()});
   ASSERT_TRUE(geometry.has_value());
   EXPECT_EQ(geometry->contentSize, (PointSize{640, 480}));
   EXPECT_EQ(geometry->pointPixelScale, 1.0);
@@ -274,7 +290,7 @@ TEST_F(DisplayCapture, endsWithAnErrorWhenTheServerDiesAndTheProcessLives) {
   ASSERT_TRUE(error);
   EXPECT_EQ(error->description, "the display has gone");
   EXPECT_TRUE(harness.content().displays.empty());
-  EXPECT_FALSE(harness.capture.geometry(DisplayFilter{1}).has_value());
+  EXPECT_FALSE(harness.geometry(DisplayFilter{1}).has_value());
 }
 
 TEST(DisplayAppearance, findsADisplayThatAppearsAfterTheStart) {

@@ -116,8 +116,8 @@ TEST_F(Windows, endsTheStreamOfAWindowThatIsClosed) {
 }
 
 TEST_F(Windows, refusesAWindowThatIsNotThere) {
-  EXPECT_FALSE(harness.open(WindowFilter{0x1FFFFFFF}, {.size = {100, 100}}, deliveries).has_value());
-  EXPECT_FALSE(harness.capture.geometry(WindowFilter{0x1FFFFFFF}).has_value());
+  EXPECT_FALSE(harness.startResult(WindowFilter{0x1FFFFFFF}, {.size = {100, 100}}, deliveries).has_value());
+  EXPECT_FALSE(harness.geometry(WindowFilter{0x1FFFFFFF}).has_value());
 }
 
 TEST(DisplayList, takesThePrimaryMonitorAsTheMainOneElseTheOneAtTheOriginElseTheFirst) {

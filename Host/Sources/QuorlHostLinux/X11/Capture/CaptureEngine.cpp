@@ -41,10 +41,14 @@ std::expected<std::unique_ptr<CaptureSource>, PortError> makeSource(X11Connectio
   if (const auto* window = std::get_if<WindowFilter>(&filter)) {
     return makeWindowSource(connection, window->windowID);
   }
-  return std::unexpected(PortError{"an application's windows cannot be captured together on this display"});
+  return std::unexpected(noApplicationCapture());
 }
 
 }  // namespace
+
+PortError noApplicationCapture() {
+  return {"an application's windows cannot be captured together on this display"};
+}
 
 CaptureEngine::CaptureEngine(X11DisplayName displayName) {
   loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-capture", *this);

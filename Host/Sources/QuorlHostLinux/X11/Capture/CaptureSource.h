@@ -36,6 +36,9 @@ class CaptureSource {
   virtual SharedImage& image() = 0;
 };
 
+/// X has no picture of several windows together.
+PortError noApplicationCapture();
+
 std::expected<std::unique_ptr<CaptureSource>, PortError> makeDisplaySource(X11Connection& connection,
                                                                            std::uint32_t displayID);
 std::expected<std::unique_ptr<CaptureSource>, PortError> makeWindowSource(X11Connection& connection,

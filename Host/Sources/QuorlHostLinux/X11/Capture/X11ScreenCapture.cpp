@@ -2,7 +2,6 @@
 #include <QuorlHostLinux/X11/Capture/X11ScreenCapture.h>
 
 #include <algorithm>
-#include <future>
 
 #include <fmt/format.h>
 
@@ -78,11 +77,8 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
     loop_->post([this, answer = std::move(answer)]() mutable { answer(read()); });
   }
 
-  std::expected<FilterGeometry, PortError> geometry(const CaptureFilter& filter) {
-    std::promise<std::expected<FilterGeometry, PortError>> promise;
-    auto future = promise.get_future();
-    loop_->post([this, filter, &promise] { promise.set_value(measure(filter)); });
-    return future.get();
+  void measure(const CaptureFilter& filter, GeometryAnswer answer) {
+    loop_->post([this, filter, answer = std::move(answer)]() mutable { answer(geometryOf(filter)); });
   }
 
  private:
@@ -116,7 +112,7 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
     return content;
   }
 
-  std::expected<FilterGeometry, PortError> measure(const CaptureFilter& filter) {
+  std::expected<FilterGeometry, PortError> geometryOf(const CaptureFilter& filter) {
     const auto connection = loop_->connection();
     if (!connection) return std::unexpected(connection.error());
     if (const auto* display = std::get_if<DisplayFilter>(&filter)) {
@@ -130,7 +126,7 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
       if (place) return FilterGeometry{pointsOf(place->bounds, {}).size, 1.0};
       return std::unexpected(PortError{fmt::format("there is no window {}", window->windowID)});
     }
-    return std::unexpected(PortError{"an application's windows cannot be captured together on this display"});
+    return std::unexpected(noApplicationCapture());
   }
 
   ApplicationNames names_;
@@ -147,15 +143,15 @@ void X11ScreenCapture::shareableContent(ContentAnswer answer) {
   contents_->answer(std::move(answer));
 }
 
-std::expected<FilterGeometry, PortError> X11ScreenCapture::geometry(const CaptureFilter& filter) {
-  return contents_->geometry(filter);
+void X11ScreenCapture::geometry(const CaptureFilter& filter, GeometryAnswer answer) {
+  contents_->measure(filter, std::move(answer));
 }
 
 std::expected<std::unique_ptr<CaptureStream>, PortError> X11ScreenCapture::makeStream(
     const CaptureFilter& filter, const CaptureSettings& settings, SerialQueue queue,
     CaptureStream::Handlers handlers) {
   if (auto good = checked(settings); !good) return std::unexpected(good.error());
-  if (auto found = geometry(filter); !found) return std::unexpected(found.error());
+  if (std::holds_alternative<ApplicationFilter>(filter)) return std::unexpected(noApplicationCapture());
   return std::make_unique<X11CaptureStream>(
       engine_, filter, settings, std::make_shared<StreamCallbacks>(std::move(queue), std::move(handlers)));
 }

@@ -20,7 +20,7 @@ class X11ScreenCapture final : public ScreenCapture {
   ~X11ScreenCapture() override;
 
   void shareableContent(ContentAnswer answer) override;
-  std::expected<FilterGeometry, PortError> geometry(const CaptureFilter& filter) override;
+  void geometry(const CaptureFilter& filter, GeometryAnswer answer) override;
   std::expected<std::unique_ptr<CaptureStream>, PortError> makeStream(
       const CaptureFilter& filter, const CaptureSettings& settings, SerialQueue queue,
       CaptureStream::Handlers handlers) override;
