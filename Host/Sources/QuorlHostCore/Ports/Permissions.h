@@ -5,9 +5,11 @@ namespace quorl {
 
 /// What the platform permits this process to do.
 ///
-/// *Queue*: any thread. There are no callbacks.
-/// *Blocking*: queries are cheap and never prompt; requests return before the user has answered.
-/// *Lifetime*: no work is pending between calls.
+/// *Queue*: any thread.
+/// *Blocking*: callers query before every input event, so a query returns a cached answer and never prompts.
+/// The adapter refreshes the answer when the platform reports a change. Only while there is no display may a
+/// query wait for an attempt to reach one, at bounded intervals. *Lifetime*: no query may run during the
+/// destruction.
 class Permissions {
  public:
   virtual ~Permissions() = default;

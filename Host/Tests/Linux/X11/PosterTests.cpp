@@ -293,23 +293,12 @@ TEST_F(Poster, dropsEventsWhenTheServerHasGoneAndTheProcessLives) {
   EXPECT_FALSE(permissions.mayCaptureScreen());
 }
 
-TEST_F(Poster, mayPostAndCaptureWhileThereIsADisplay) {
-  X11Permissions permissions([name = server.display()] { return name; });
-  EXPECT_TRUE(permissions.mayPostInput());
-  EXPECT_TRUE(permissions.mayCaptureScreen());
-  server.kill();
-  EXPECT_TRUE(eventually([&] { return !permissions.mayPostInput(); }));
-}
-
 TEST(PosterAppearance, findsADisplayThatAppearsAfterTheStart) {
   auto name = std::make_shared<std::optional<std::string>>();
   XTestPoster poster([name] { return *name; });
-  X11Permissions permissions([name] { return *name; });
   poster.post(KeyboardEvent{.keyCode = letterA, .down = true});
-  EXPECT_FALSE(permissions.mayPostInput());
   const XServer server{{.width = 320, .height = 240}};
   *name = server.display();
-  EXPECT_TRUE(permissions.mayPostInput());
   KeyListener listener(server.display());
   poster.post(KeyboardEvent{.keyCode = letterA, .down = true});
   const auto seen = listener.nextKeyDown();

@@ -1,42 +1,64 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/X11/Connection/X11Permissions.h>
 
-#include <xcb/xcb.h>
-
-#include <QuorlHostLinux/X11/Connection/SigpipeBlock.h>
-#include <QuorlHostLinux/X11/Connection/XcbReply.h>
+#include <chrono>
+#include <future>
 
 namespace quorl {
 
-X11Permissions::X11Permissions(X11DisplayName displayName) : displayName_(std::move(displayName)) {}
+namespace {
 
-X11Permissions::~X11Permissions() = default;
+constexpr std::chrono::seconds retryInterval{1};
 
-const X11Extensions* X11Permissions::extensions() {
-  if (connection_) {
-    // Reading notices a server that has gone; keyboard changes come unasked.
-    while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->xcb())}) {
-    }
-    if (!connection_->isAlive()) connection_.reset();
-  }
-  if (!connection_) {
-    auto opened = X11Connection::open(displayName_);
-    if (!opened) return nullptr;
-    connection_ = std::move(*opened);
-  }
-  return &connection_->extensions();
+}  // namespace
+
+X11Permissions::X11Permissions(X11DisplayName displayName) {
+  loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-permit", *this);
+}
+
+// The thread ends first: it writes the answers.
+X11Permissions::~X11Permissions() {
+  loop_.reset();
 }
 
 bool X11Permissions::mayPostInput() {
-  const std::scoped_lock lock(mutex_);
-  const auto* offered = extensions();
-  return offered != nullptr && offered->xtest.present && offered->xkb.present;
+  return (current() & inputBit) != 0;
 }
 
 bool X11Permissions::mayCaptureScreen() {
+  return (current() & captureBit) != 0;
+}
+
+void X11Permissions::connected(X11Connection& connection) {
+  const auto& offered = connection.extensions();
+  Answers answers = connectedBit;
+  if (offered.xtest.present && offered.xkb.present) answers |= inputBit;
+  if (offered.damage.present && offered.xfixes.present) answers |= captureBit;
+  answers_ = answers;
+}
+
+void X11Permissions::lost() {
+  answers_ = 0;
+}
+
+X11Permissions::Answers X11Permissions::current() {
+  if (const Answers known = answers_; (known & connectedBit) != 0) return known;
   const std::scoped_lock lock(mutex_);
-  const auto* offered = extensions();
-  return offered != nullptr && offered->damage.present && offered->xfixes.present;
+  const auto now = std::chrono::steady_clock::now();
+  if (const Answers known = answers_; (known & connectedBit) != 0 || now < nextAttempt_) return known;
+  connect();
+  nextAttempt_ = std::chrono::steady_clock::now() + retryInterval;
+  return answers_;
+}
+
+void X11Permissions::connect() {
+  std::promise<void> attempted;
+  loop_->post([&] {
+    // A failure leaves the answers as they are: nothing is permitted.
+    static_cast<void>(loop_->connection());
+    attempted.set_value();
+  });
+  attempted.get_future().wait();
 }
 
 }  // namespace quorl

@@ -1,19 +1,24 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 
 #include <QuorlHostCore/Ports/Permissions.h>
-#include <QuorlHostLinux/X11/Connection/X11Connection.h>
+#include <QuorlHostLinux/X11/Connection/X11Loop.h>
 
 namespace quorl {
 
-/// On X every client of a display may see and drive it: what is asked is whether there is one, with the
-/// extensions that it takes. There is nobody to ask for more.
+/// On X every client of a display may see and drive it. The permission is therefore a display with the
+/// necessary extensions, which are fixed for a connection. X has no prompt, so the requests do nothing.
 ///
 /// *Queue*: any thread.
-class X11Permissions final : public Permissions {
+/// *Blocking*: a query reads a cached answer while there is a connection. Without one, it waits for an
+/// attempt to connect, at most once a second. *Ownership*: owns a thread with an idle connection, which
+/// notices the end of the server. *Lifetime*: no query may run during the destruction.
+class X11Permissions final : public Permissions, public X11Loop::Client {
  public:
   explicit X11Permissions(X11DisplayName displayName = displayNameFromEnvironment());
   ~X11Permissions() override;
@@ -24,11 +29,26 @@ class X11Permissions final : public Permissions {
   void requestScreenCapture() override {}
 
  private:
-  const X11Extensions* extensions();
+  /// Bits of the cached answer.
+  using Answers = std::uint8_t;
+  static constexpr Answers connectedBit = 1;
+  static constexpr Answers inputBit = 2;
+  static constexpr Answers captureBit = 4;
 
-  X11DisplayName displayName_;
+  void connected(X11Connection& connection) override;
+  void handle(const void* /*event*/) override {}
+  std::optional<SteadyTime> turn() override { return std::nullopt; }
+  void lost() override;
+
+  Answers current();
+  void connect();
+
+  std::atomic<Answers> answers_{0};  // written on the loop's thread
+
   std::mutex mutex_;
-  std::unique_ptr<X11Connection> connection_;  // guarded by mutex_; idle: its end tells that of the server
+  SteadyTime nextAttempt_{};  // guarded by mutex_
+
+  std::unique_ptr<X11Loop> loop_;
 };
 
 }  // namespace quorl
