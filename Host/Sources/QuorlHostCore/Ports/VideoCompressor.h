@@ -16,12 +16,10 @@
 
 namespace quorl {
 
+/// Every encoder works for low latency: no reordering of pictures, no look-ahead, rate control for real time.
 struct CompressorSpecification {
   PixelSize size;
   VideoCodec codec = VideoCodec::h264;
-  bool lowLatencyRateControl = true;
-  bool realTime = true;
-  bool allowFrameReordering = false;
   int maxKeyFrameInterval = 600;  // pictures
   std::chrono::seconds maxKeyFrameIntervalDuration{10};
 };
