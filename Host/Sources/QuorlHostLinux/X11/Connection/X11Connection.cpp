@@ -106,11 +106,10 @@ void X11Connection::readScreen(int number) {
   for (; screens.rem > 1 && number > 0; --number) xcb_screen_next(&screens);
   const xcb_screen_t& screen = *screens.data;
   root_ = screen.root;
-  rootDepth_ = screen.root_depth;
 
   bool is32Bit = false;
   for (auto formats = xcb_setup_pixmap_formats_iterator(setup); formats.rem > 0; xcb_format_next(&formats)) {
-    if (formats.data->depth == rootDepth_) is32Bit = formats.data->bits_per_pixel == 32;
+    if (formats.data->depth == screen.root_depth) is32Bit = formats.data->bits_per_pixel == 32;
   }
   bool hasMasks = false;
   for (auto depths = xcb_screen_allowed_depths_iterator(&screen); depths.rem > 0; xcb_depth_next(&depths)) {

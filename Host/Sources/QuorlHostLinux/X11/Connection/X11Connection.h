@@ -58,7 +58,6 @@ class X11Connection {
 
   xcb_connection_t* xcb() const { return xcb_; }
   std::uint32_t root() const { return root_; }
-  std::uint8_t rootDepth() const { return rootDepth_; }
   const X11Extensions& extensions() const { return extensions_; }
 
   int descriptor() const;
@@ -84,7 +83,6 @@ class X11Connection {
 
   xcb_connection_t* xcb_;
   std::uint32_t root_ = 0;
-  std::uint8_t rootDepth_ = 0;
   std::uint32_t rootEvents_ = 0;
   bool hasBGRXPixels_ = false;
   X11Extensions extensions_;

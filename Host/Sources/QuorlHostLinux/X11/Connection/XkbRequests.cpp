@@ -66,7 +66,7 @@ std::optional<XkbState> readXkbState(xcb_connection_t* xcb) {
   const XcbReply<xcb_xkb_get_state_reply_t> reply(
       xcb_xkb_get_state_reply(xcb, xcb_xkb_get_state(xcb, coreKeyboard), nullptr));
   if (!reply) return std::nullopt;
-  return XkbState{reply->baseMods, reply->lockedMods, reply->group, reply->lockedGroup};
+  return XkbState{reply->lockedMods, reply->group, reply->lockedGroup};
 }
 
 void lockXkbModifiers(xcb_connection_t* xcb, std::uint8_t mask, std::uint8_t locked) {

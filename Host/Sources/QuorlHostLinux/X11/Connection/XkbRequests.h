@@ -18,7 +18,6 @@ namespace quorl {
 X11Extension useXkb(xcb_connection_t* xcb);
 
 struct XkbState {
-  std::uint8_t baseModifiers = 0;
   std::uint8_t lockedModifiers = 0;
   std::uint8_t group = 0;  // in effect
   std::uint8_t lockedGroup = 0;
