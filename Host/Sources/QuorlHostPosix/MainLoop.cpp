@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -39,18 +38,10 @@ void install(int signal, void (*handler)(int)) {
   ::sigaction(signal, &action, nullptr);
 }
 
-void openPipe(Descriptor& readEnd, Descriptor& writeEnd) {
-  int ends[2];
-  QUORL_CHECK(::pipe2(ends, O_CLOEXEC | O_NONBLOCK) == 0, "no descriptors left for the application loop");
-  readEnd = Descriptor(ends[0]);
-  writeEnd = Descriptor(ends[1]);
-}
-
 }  // namespace
 
-TerminationSignals::TerminationSignals() {
-  openPipe(readEnd_, writeEnd_);
-  QUORL_CHECK(signalPipe.exchange(writeEnd_.get()) == -1, "the signals have one owner");
+TerminationSignals::TerminationSignals() : pipe_(openPipe()) {
+  QUORL_CHECK(signalPipe.exchange(pipe_.writeEnd.get()) == -1, "the signals have one owner");
   install(SIGTERM, onTermination);
   install(SIGINT, onTermination);
 }
@@ -65,57 +56,22 @@ void turnBrokenPipesIntoErrors() {
   install(SIGPIPE, onBrokenPipe);
 }
 
-MainLoop::MainLoop() {
-  openPipe(wakeUp_, wakeUpWriter_);
-}
-
-MainLoop::~MainLoop() = default;
-
 void MainLoop::post(std::move_only_function<void()> work) {
-  std::lock_guard lock(mutex_);
-  if (ended_) return;
-  posted_.push_back(std::move(work));
-  wake();
+  posted_.post(std::move(work));
 }
 
 void MainLoop::quit() {
-  std::lock_guard lock(mutex_);
-  ended_ = true;
-  wake();
-}
-
-// A full pipe is as good as another byte in it.
-void MainLoop::wake() {
-  const char byte = 1;
-  [[maybe_unused]] const ssize_t ignored = ::write(wakeUpWriter_.get(), &byte, 1);
-}
-
-bool MainLoop::runPosted() {
-  for (;;) {
-    std::move_only_function<void()> work;
-    {
-      std::lock_guard lock(mutex_);
-      if (ended_) return false;
-      if (posted_.empty()) return true;
-      work = std::move(posted_.front());
-      posted_.pop_front();
-    }
-    work();
-  }
+  posted_.close();
 }
 
 void MainLoop::run(const TerminationSignals& signals) {
-  while (runPosted()) {
-    pollfd entries[] = {{wakeUp_.get(), POLLIN, 0}, {signals.descriptor(), POLLIN, 0}};
+  while (posted_.run()) {
+    pollfd entries[] = {{posted_.waker()->descriptor(), POLLIN, 0}, {signals.descriptor(), POLLIN, 0}};
     if (::poll(entries, 2, -1) < 0) continue;
     if (entries[1].revents) break;
-    char bytes[64];
-    while (::read(wakeUp_.get(), bytes, sizeof bytes) > 0) continue;
+    posted_.waker()->drain();
   }
-  std::deque<std::move_only_function<void()>> dropped;
-  std::lock_guard lock(mutex_);
-  ended_ = true;
-  dropped.swap(posted_);
+  posted_.close();
 }
 
 }  // namespace quorl

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <deque>
 #include <functional>
-#include <mutex>
 
 #include <QuorlHostCore/Ports/MainThread.h>
-#include <QuorlUnix/Descriptor.h>
+#include <QuorlHostPosix/Pipe.h>
+#include <QuorlHostPosix/PostedWork.h>
 
 namespace quorl {
 
@@ -24,11 +23,10 @@ class TerminationSignals {
   ~TerminationSignals();
 
   /// Readable once a signal has come; stays so.
-  int descriptor() const { return readEnd_.get(); }
+  int descriptor() const { return pipe_.readEnd.get(); }
 
  private:
-  Descriptor readEnd_;
-  Descriptor writeEnd_;
+  Pipe pipe_;
 };
 
 /// A broken pipe is an error of the write, not a signal. A handler rather than SIG_IGN, which children would
@@ -41,23 +39,13 @@ void turnBrokenPipesIntoErrors();
 /// *Lifetime*: work still posted at the end is dropped.
 class MainLoop final : public MainThread {
  public:
-  MainLoop();
-  ~MainLoop() override;
-
   void post(std::move_only_function<void()> work) override;
   void quit();
   /// Runs posted work until `quit` or until `signals` has one.
   void run(const TerminationSignals& signals);
 
  private:
-  void wake();
-  bool runPosted();
-
-  Descriptor wakeUp_;
-  Descriptor wakeUpWriter_;
-  std::mutex mutex_;  // guards all below
-  std::deque<std::move_only_function<void()>> posted_;
-  bool ended_ = false;
+  PostedWork posted_;
 };
 
 }  // namespace quorl

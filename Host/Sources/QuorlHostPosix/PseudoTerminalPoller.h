@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <QuorlUnix/Descriptor.h>
+#include <QuorlHostPosix/Waker.h>
 
 namespace quorl {
 
@@ -48,7 +49,7 @@ class PseudoTerminalPoller {
 
  private:
   Descriptor epoll_;
-  Descriptor wakeUp_;
+  Waker wakeUp_;
   std::vector<Event> events_;
   bool hasFineWait_ = true;  // the waiting thread's
 };

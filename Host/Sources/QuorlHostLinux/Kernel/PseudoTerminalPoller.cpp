@@ -2,7 +2,6 @@
 #include <QuorlHostPosix/PseudoTerminalPoller.h>
 
 #include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <array>
@@ -28,13 +27,12 @@ epoll_event eventFor(std::uint32_t events, std::uint64_t token, PseudoTerminalPo
 
 }  // namespace
 
-PseudoTerminalPoller::PseudoTerminalPoller()
-    : epoll_(::epoll_create1(EPOLL_CLOEXEC)), wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  QUORL_CHECK(epoll_.isOpen() && wakeUp_.isOpen(), "no descriptor left for the terminals' poller");
+PseudoTerminalPoller::PseudoTerminalPoller() : epoll_(::epoll_create1(EPOLL_CLOEXEC)) {
+  QUORL_CHECK(epoll_.isOpen(), "no descriptor left for the terminals' poller");
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.u64 = wakeUpData;
-  ::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wakeUp_.get(), &event);
+  ::epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wakeUp_.descriptor(), &event);
 }
 
 Descriptor PseudoTerminalPoller::openProcess(pid_t pid) {
@@ -64,8 +62,7 @@ void PseudoTerminalPoller::remove(int descriptor) {
 }
 
 void PseudoTerminalPoller::wake() {
-  const std::uint64_t one = 1;
-  [[maybe_unused]] const auto written = ::write(wakeUp_.get(), &one, sizeof one);  // full is awake too
+  wakeUp_.wake();
 }
 
 const std::vector<PseudoTerminalPoller::Event>& PseudoTerminalPoller::wait(
@@ -94,8 +91,7 @@ const std::vector<PseudoTerminalPoller::Event>& PseudoTerminalPoller::wait(
   for (int i = 0; i < count; ++i) {
     const std::uint64_t data = ready[static_cast<std::size_t>(i)].data.u64;
     if (data == wakeUpData) {
-      std::uint64_t wakes = 0;
-      [[maybe_unused]] const auto drained = ::read(wakeUp_.get(), &wakes, sizeof wakes);
+      wakeUp_.drain();
     } else {
       events_.push_back({data >> 1, static_cast<Source>(data & 1)});
     }

@@ -6,10 +6,6 @@
 
 #include <poll.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
-
-#include <QuorlKit/Foundation/Check.h>
 
 namespace quorl {
 
@@ -30,9 +26,7 @@ int millisecondsUntil(Clock::time_point when) {
 
 }  // namespace
 
-BusLoop::BusLoop(Handlers handlers)
-    : handlers_(std::move(handlers)), wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  QUORL_CHECK(wakeUp_.isOpen(), "no descriptors left for the system bus");
+BusLoop::BusLoop(Handlers handlers) : handlers_(std::move(handlers)) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
@@ -45,33 +39,21 @@ BusLoop::BusLoop(Handlers handlers)
 }
 
 BusLoop::~BusLoop() {
-  {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
-  }
-  eventfd_write(wakeUp_.get(), 1);
+  posted_.close();
   thread_.join();
 }
 
 void BusLoop::post(std::move_only_function<void(sd_bus*)> work) {
-  {
-    std::lock_guard lock(mutex_);
-    posted_.push_back(std::move(work));
-  }
-  eventfd_write(wakeUp_.get(), 1);
+  posted_.post([this, work = std::move(work)]() mutable { work(bus_.get()); });
 }
 
 void BusLoop::run() {
-  for (;;) {
-    {
-      std::lock_guard lock(mutex_);
-      if (stopping_) break;
-    }
+  while (!posted_.isClosed()) {
     if (!bus_ && Clock::now() >= nextAttempt_) connect();
-    runPosted();
+    if (!posted_.run()) break;
     if (!process()) waitForInput();
   }
-  bus_.reset();  // an end of our own is no loss that anybody has to hear of
+  bus_.reset();  // an end of our own is no loss to report
 }
 
 void BusLoop::connect() {
@@ -87,19 +69,6 @@ void BusLoop::disconnect() {
   nextAttempt_ = Clock::now() + restartInterval;
 }
 
-void BusLoop::runPosted() {
-  for (;;) {
-    std::move_only_function<void(sd_bus*)> work;
-    {
-      std::lock_guard lock(mutex_);
-      if (posted_.empty() || stopping_) return;
-      work = std::move(posted_.front());
-      posted_.pop_front();
-    }
-    work(bus_.get());
-  }
-}
-
 // True when something was done and more may be waiting.
 bool BusLoop::process() {
   if (!bus_) return false;
@@ -112,7 +81,7 @@ bool BusLoop::process() {
 }
 
 void BusLoop::waitForInput() {
-  pollfd entries[2] = {{wakeUp_.get(), POLLIN, 0}, {-1, 0, 0}};
+  pollfd entries[2] = {{posted_.waker()->descriptor(), POLLIN, 0}, {-1, 0, 0}};
   int timeout = bus_ ? -1 : millisecondsUntil(nextAttempt_);
   if (bus_) {
     entries[1] = {sd_bus_get_fd(bus_.get()), static_cast<short>(sd_bus_get_events(bus_.get())), 0};
@@ -121,8 +90,7 @@ void BusLoop::waitForInput() {
       timeout = millisecondsUntil(Clock::time_point(std::chrono::microseconds(due)));
   }
   ::poll(entries, 2, timeout);
-  eventfd_t ignored = 0;
-  eventfd_read(wakeUp_.get(), &ignored);
+  posted_.waker()->drain();
 }
 
 }  // namespace quorl

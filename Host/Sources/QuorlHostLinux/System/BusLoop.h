@@ -2,13 +2,11 @@
 #pragma once
 
 #include <chrono>
-#include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 #include <QuorlHostLinux/System/Bus.h>
-#include <QuorlUnix/Descriptor.h>
+#include <QuorlHostPosix/PostedWork.h>
 
 namespace quorl {
 
@@ -34,18 +32,13 @@ class BusLoop {
   void run();
   void connect();
   void disconnect();
-  void runPosted();
   bool process();
   void waitForInput();
 
   const Handlers handlers_;
-  Descriptor wakeUp_;  // an eventfd
-  BusPointer bus_;     // the loop's thread
+  PostedWork posted_;
+  BusPointer bus_;  // the loop's thread
   std::chrono::steady_clock::time_point nextAttempt_;
-
-  std::mutex mutex_;  // guards all below
-  std::deque<std::move_only_function<void(sd_bus*)>> posted_;
-  bool stopping_ = false;
 
   std::thread thread_;
 };

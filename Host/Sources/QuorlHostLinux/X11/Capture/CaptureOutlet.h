@@ -13,6 +13,7 @@
 #include <QuorlHostLinux/X11/Capture/CursorOverlay.h>
 #include <QuorlHostLinux/X11/Capture/SharedImage.h>
 #include <QuorlHostLinux/X11/Connection/X11Loop.h>
+#include <QuorlHostPosix/Waker.h>
 
 namespace quorl {
 

@@ -3,8 +3,6 @@
 
 #include <poll.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 #include <cerrno>
 
 #include <xcb/xcb.h>
@@ -15,25 +13,6 @@
 
 namespace quorl {
 
-Waker::Waker() : descriptor_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  QUORL_CHECK(descriptor_ >= 0, "no descriptor for a waker");
-}
-
-Waker::~Waker() {
-  ::close(descriptor_);
-}
-
-void Waker::wake() const {
-  const std::uint64_t one = 1;
-  // A full counter (EAGAIN) wakes just as well.
-  [[maybe_unused]] const auto written = ::write(descriptor_, &one, sizeof one);
-}
-
-void Waker::drain() const {
-  std::uint64_t count = 0;
-  [[maybe_unused]] const auto taken = ::read(descriptor_, &count, sizeof count);
-}
-
 X11Loop::X11Loop(X11DisplayName displayName, const std::string& threadName, Client& client)
     : displayName_(std::move(displayName)), client_(client) {
   thread_ = std::thread([this] { run(); });
@@ -41,17 +20,12 @@ X11Loop::X11Loop(X11DisplayName displayName, const std::string& threadName, Clie
 }
 
 X11Loop::~X11Loop() {
-  ending_ = true;
-  waker_->wake();
+  tasks_.close();
   thread_.join();
 }
 
 void X11Loop::post(Task task) {
-  {
-    const std::scoped_lock lock(mutex_);
-    tasks_.push_back(std::move(task));
-  }
-  waker_->wake();
+  tasks_.post(std::move(task));
 }
 
 std::expected<X11Connection*, PortError> X11Loop::connection() {
@@ -67,8 +41,7 @@ std::expected<X11Connection*, PortError> X11Loop::connection() {
 
 void X11Loop::run() {
   const SigpipeBlock noSignal;
-  while (!ending_) {
-    runTasks();
+  while (tasks_.run()) {
     handleEvents();
     const auto deadline = client_.turn();
     dropIfDead();
@@ -87,18 +60,6 @@ void X11Loop::run() {
   connection_.reset();
 }
 
-void X11Loop::runTasks() {
-  std::vector<Task> tasks;
-  {
-    const std::scoped_lock lock(mutex_);
-    tasks.swap(tasks_);
-  }
-  for (auto& task : tasks) {
-    if (ending_) return;
-    task();
-  }
-}
-
 void X11Loop::handleEvents() {
   while (connection_) {
     const XcbReply<xcb_generic_event_t> event(xcb_poll_for_event(connection_->xcb()));
@@ -115,7 +76,7 @@ void X11Loop::dropIfDead() {
 }
 
 void X11Loop::wait(std::optional<SteadyTime> deadline) {
-  std::array<pollfd, 2> descriptors{pollfd{waker_->descriptor(), POLLIN, 0}, pollfd{-1, POLLIN, 0}};
+  std::array<pollfd, 2> descriptors{pollfd{tasks_.waker()->descriptor(), POLLIN, 0}, pollfd{-1, POLLIN, 0}};
   if (connection_) descriptors[1].fd = connection_->descriptor();
   timespec left{};
   if (deadline) {
@@ -126,7 +87,7 @@ void X11Loop::wait(std::optional<SteadyTime> deadline) {
   const int ready = ::ppoll(descriptors.data(), descriptors.size(), deadline ? &left : nullptr, nullptr);
   ++wakeups_;
   QUORL_CHECK(ready >= 0 || errno == EINTR, "waiting on own descriptors failed");
-  if ((descriptors[0].revents & POLLIN) != 0) waker_->drain();
+  if ((descriptors[0].revents & POLLIN) != 0) tasks_.waker()->drain();
 }
 
 }  // namespace quorl

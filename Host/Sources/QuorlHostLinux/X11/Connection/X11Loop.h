@@ -5,34 +5,16 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include <QuorlHostLinux/X11/Connection/X11Connection.h>
+#include <QuorlHostPosix/PostedWork.h>
 
 namespace quorl {
 
 using SteadyTime = std::chrono::steady_clock::time_point;
-
-/// Wakes a thread that waits on its descriptor.
-///
-/// *Queue*: any thread.
-class Waker {
- public:
-  Waker();
-  ~Waker();
-  Waker(const Waker&) = delete;
-  Waker& operator=(const Waker&) = delete;
-  void wake() const;
-  void drain() const;
-  int descriptor() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
 
 /// A thread with a connection: waits for tasks, for the server's events and for one deadline, and sleeps
 /// otherwise.
@@ -54,7 +36,7 @@ class X11Loop {
     /// The server has gone, or the loop ends. The connection is destroyed afterwards.
     virtual void lost() = 0;
   };
-  using Task = std::move_only_function<void()>;
+  using Task = PostedWork::Work;
 
   X11Loop(X11DisplayName displayName, const std::string& threadName, Client& client);
   ~X11Loop();
@@ -62,7 +44,7 @@ class X11Loop {
   X11Loop& operator=(const X11Loop&) = delete;
 
   void post(Task task);
-  std::shared_ptr<Waker> waker() const { return waker_; }
+  std::shared_ptr<Waker> waker() const { return tasks_.waker(); }
 
   /// Connects if there is no connection.
   std::expected<X11Connection*, PortError> connection();
@@ -72,19 +54,14 @@ class X11Loop {
 
  private:
   void run();
-  void runTasks();
   void handleEvents();
   void dropIfDead();
   void wait(std::optional<SteadyTime> deadline);
 
   X11DisplayName displayName_;
   Client& client_;
-  std::shared_ptr<Waker> waker_ = std::make_shared<Waker>();
-  std::atomic<bool> ending_{false};
+  PostedWork tasks_;
   std::atomic<std::uint64_t> wakeups_{0};
-
-  std::mutex mutex_;
-  std::vector<Task> tasks_;  // guarded by mutex_
 
   std::unique_ptr<X11Connection> connection_;  // loop's thread
   std::thread thread_;
