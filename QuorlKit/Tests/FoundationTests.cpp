@@ -164,6 +164,21 @@ TEST(PointRect, reportsItsEdgesAndContainsPoints) {
   EXPECT_TRUE((PointRect{{0, 0}, {std::numeric_limits<double>::quiet_NaN(), 1}}.isEmpty()));
 }
 
+TEST(PixelRect, joinsIntersectsAndContains) {
+  const PixelRect left{0, 0, 10, 10};
+  const PixelRect right{5, 5, 10, 10};
+  EXPECT_EQ(left.unionWith(right), (PixelRect{0, 0, 15, 15}));
+  EXPECT_EQ((PixelRect{3, 3, 0, 4}.unionWith(left)), left);
+  EXPECT_EQ(left.unionWith({3, 3, 4, -1}), left);
+  EXPECT_EQ(left.intersectionWith(right), (PixelRect{5, 5, 5, 5}));
+  EXPECT_EQ(left.intersectionWith({10, 0, 5, 5}), PixelRect{});
+  EXPECT_EQ((PixelRect{-5, 4, 30, 30}.intersectionWith(PixelRect::of({20, 10}))), (PixelRect{0, 4, 20, 6}));
+  EXPECT_TRUE(left.contains(left));
+  EXPECT_TRUE(left.contains({9, 9, 1, 1}));
+  EXPECT_FALSE(left.contains({9, 9, 2, 1}));
+  EXPECT_FALSE(left.contains({-1, 0, 2, 2}));
+}
+
 TEST(PointRect, joinsAndIntersects) {
   const PointRect left{{0, 0}, {10, 10}};
   const PointRect right{{5, 5}, {10, 10}};

@@ -60,14 +60,6 @@ void countRow(RowCounts& counts, const std::uint8_t* row, const std::uint8_t* be
 
 }  // namespace
 
-PixelRect clipped(const PixelRect& rect, PixelSize size) {
-  const int left = std::max(rect.x, 0);
-  const int top = std::max(rect.y, 0);
-  const int right = std::min(rect.x + rect.width, size.width);
-  const int bottom = std::min(rect.y + rect.height, size.height);
-  return left < right && top < bottom ? PixelRect{left, top, right - left, bottom - top} : PixelRect{};
-}
-
 double differingShare(const PictureBuffer& first, const PictureBuffer& second) {
   std::size_t blocks = 0;
   std::size_t differing = 0;
@@ -88,7 +80,7 @@ double differingShare(const PictureBuffer& first, const PictureBuffer& second) {
 PictureDetail::PictureDetail(const PictureBuffer& picture, std::span<const PixelRect> parts) {
   Counts counts{};
   for (const PixelRect& part : parts) {
-    const PixelRect rect = clipped(part, picture.size);
+    const PixelRect rect = part.intersectionWith(PixelRect::of(picture.size));
     if (rect.isEmpty()) continue;
     macroblocks_ += static_cast<double>(rect.width) * rect.height / macroblockArea;
     const int rows = std::max(1, rect.height / rowStep);

@@ -9,9 +9,6 @@
 
 namespace quorl {
 
-/// The part of a rectangle that lies in a picture of this size.
-PixelRect clipped(const PixelRect& rect, PixelSize size);
-
 /// How much of a picture looks different from another of the same size, 0 to 1, from a sample of its luma.
 double differingShare(const PictureBuffer& first, const PictureBuffer& second);
 

@@ -49,7 +49,7 @@ bool SoftwareCompressor::isAllDifferent(const CompressionRequest& request) const
   constexpr double nearlyAll = 0.9;
   double changed = 0;
   for (const PixelRect& rect : request.changed) {
-    const PixelRect part = clipped(rect, size());
+    const PixelRect part = rect.intersectionWith(PixelRect::of(size()));
     changed += static_cast<double>(part.width) * part.height;
   }
   const bool mayBeAll = request.changed.empty() || changed >= nearlyAll * size().width * size().height;

@@ -127,7 +127,7 @@ class X264Compressor final : public SoftwareCompressor {
   }
 
   void markChanged(const PixelRect& rect) {
-    const PixelRect part = clipped(rect, size_);
+    const PixelRect part = rect.intersectionWith(PixelRect::of(size_));
     if (part.isEmpty()) return;
     const int left = part.x / macroblockSide;
     const int right = (part.x + part.width - 1) / macroblockSide;

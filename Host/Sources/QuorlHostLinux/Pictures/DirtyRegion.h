@@ -8,12 +8,6 @@
 
 namespace quorl {
 
-/// The smallest rectangle around both; an empty one adds nothing.
-PixelRect unionOf(const PixelRect& a, const PixelRect& b);
-/// The common part; without one, an empty rectangle.
-PixelRect intersectionOf(const PixelRect& a, const PixelRect& b);
-bool contains(const PixelRect& outer, const PixelRect& inner);
-
 /// An area that covers at least what was added to it, as few rectangles. They may overlap, and cover more
 /// than was added where that makes fewer of them.
 class DirtyRegion {

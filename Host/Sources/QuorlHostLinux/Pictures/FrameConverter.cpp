@@ -57,7 +57,7 @@ PixelRect FrameConverter::evenRect(const PixelRect& rect) const {
   const int x = rect.x & ~1;
   const int y = rect.y & ~1;
   const PixelRect even{x, y, (rect.x + rect.width + 1 - x) & ~1, (rect.y + rect.height + 1 - y) & ~1};
-  return intersectionOf(even, {0, 0, picture_.width, picture_.height});
+  return even.intersectionWith(PixelRect::of(picture_));
 }
 
 PixelRect FrameConverter::scaledRect(const PixelRect& rect, PixelSize from, PixelSize to) const {
@@ -69,13 +69,13 @@ PixelRect FrameConverter::scaledRect(const PixelRect& rect, PixelSize from, Pixe
   const int y0 = static_cast<int>(std::floor((rect.y - margin) * fy));
   const int x1 = static_cast<int>(std::ceil((rect.x + rect.width + margin) * fx));
   const int y1 = static_cast<int>(std::ceil((rect.y + rect.height + margin) * fy));
-  return intersectionOf({x0, y0, x1 - x0, y1 - y0}, {0, 0, to.width, to.height});
+  return PixelRect{x0, y0, x1 - x0, y1 - y0}.intersectionWith(PixelRect::of(to));
 }
 
 PixelRect FrameConverter::halve(const PixelView& from, Level& to, const PixelRect& rect) const {
-  const PixelRect half = intersectionOf(
-      {rect.x / 2, rect.y / 2, (rect.x % 2 + rect.width + 1) / 2, (rect.y % 2 + rect.height + 1) / 2},
-      {0, 0, to.size.width, to.size.height});
+  const PixelRect rounded{rect.x / 2, rect.y / 2, (rect.x % 2 + rect.width + 1) / 2,
+                          (rect.y % 2 + rect.height + 1) / 2};
+  const PixelRect half = rounded.intersectionWith(PixelRect::of(to.size));
   if (half.isEmpty()) return half;
   const std::size_t stride = static_cast<std::size_t>(to.size.width) * bytesPerPixel;
   libyuv::ARGBScale(at(from, half.x * 2, half.y * 2), intStride(from.stride), half.width * 2, half.height * 2,
@@ -104,7 +104,7 @@ DirtyRegion FrameConverter::update(const PixelView& source, const DirtyRegion& c
   // Enlarging reads beyond the clip's last row, so it is done as a whole; it happens for tiny sources only.
   const bool isEnlarging = from.size.width < picture_.width || from.size.height < picture_.height;
   if (isEnlarging && !result.isEmpty()) {
-    result = DirtyRegion(PixelRect{0, 0, picture_.width, picture_.height});
+    result = DirtyRegion(PixelRect::of(picture_));
     libyuv::ARGBScale(from.pixels, intStride(from.stride), from.size.width, from.size.height,
                       scaled_.pixels.data(), stride, picture_.width, picture_.height,
                       libyuv::kFilterBilinear);

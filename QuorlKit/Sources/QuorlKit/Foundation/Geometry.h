@@ -73,7 +73,34 @@ struct PixelRect {
   int width = 0;
   int height = 0;
 
+  // The rectangle of a whole picture of this size.
+  static PixelRect of(PixelSize size) { return {0, 0, size.width, size.height}; }
+
+  int maxX() const { return x + width; }
+  int maxY() const { return y + height; }
   bool isEmpty() const { return width <= 0 || height <= 0; }
+
+  bool contains(const PixelRect& inner) const {
+    return inner.x >= x && inner.y >= y && inner.maxX() <= maxX() && inner.maxY() <= maxY();
+  }
+
+  // The smallest rectangle around both; an empty one adds nothing.
+  PixelRect unionWith(const PixelRect& other) const {
+    if (isEmpty()) return other;
+    if (other.isEmpty()) return *this;
+    const int left = std::min(x, other.x);
+    const int top = std::min(y, other.y);
+    return {left, top, std::max(maxX(), other.maxX()) - left, std::max(maxY(), other.maxY()) - top};
+  }
+
+  // The common part; without one, an empty rectangle at the origin.
+  PixelRect intersectionWith(const PixelRect& other) const {
+    const int left = std::max(x, other.x);
+    const int top = std::max(y, other.y);
+    const PixelRect common{left, top, std::min(maxX(), other.maxX()) - left,
+                           std::min(maxY(), other.maxY()) - top};
+    return common.isEmpty() ? PixelRect{} : common;
+  }
 
   bool operator==(const PixelRect&) const = default;
 };

@@ -68,7 +68,7 @@ bool CaptureOutlet::isOpen(SteadyTime now) {
 void CaptureOutlet::cursorChanged(const CursorOverlay& cursor, const PixelRect& area) {
   if (!settings_.showsCursor || cursor.generation() == cursorGeneration_) return;
   cursorGeneration_ = cursor.generation();
-  PixelRect now = intersectionOf(cursor.bounds(), area);
+  PixelRect now = cursor.bounds().intersectionWith(area);
   if (!now.isEmpty()) {
     now.x -= area.x;
     now.y -= area.y;

@@ -124,7 +124,7 @@ void CursorOverlay::readPosition(X11Connection& connection) {
 }
 
 void CursorOverlay::putOn(std::uint8_t* pixels, std::size_t stride, const PixelRect& area) {
-  const PixelRect seen = intersectionOf(bounds_, area);
+  const PixelRect seen = bounds_.intersectionWith(area);
   keptRect_ = {seen.x - area.x, seen.y - area.y, seen.width, seen.height};
   if (seen.isEmpty()) return;
   keptPixels_ = pixels;

@@ -50,7 +50,7 @@ bool DamageMirror::handle(const void* event) {
     return false;
   }
   if (notify.damage != damage_) return false;
-  reported_ = unionOf(reported_, {notify.area.x, notify.area.y, notify.area.width, notify.area.height});
+  reported_ = reported_.unionWith({notify.area.x, notify.area.y, notify.area.width, notify.area.height});
   return true;
 }
 
@@ -59,7 +59,7 @@ DirtyRegion DamageMirror::refresh() {
   const DirtyRegion damaged = takeDamage();
   DirtyRegion dirty;
   for (const auto& rect : damaged.rects()) {
-    PixelRect common = intersectionOf(rect, area_);
+    PixelRect common = rect.intersectionWith(area_);
     if (common.isEmpty()) continue;
     common.x -= area_.x;
     common.y -= area_.y;

@@ -48,7 +48,7 @@ class DisplaySource final : public CaptureSource {
   std::expected<void, PortError> show(Monitor monitor) {
     // A monitor may reach beyond the root; what lies there cannot be read.
     const PixelSize root = connection_.rootSize();
-    monitor.bounds = intersectionOf(monitor.bounds, {0, 0, root.width, root.height});
+    monitor.bounds = monitor.bounds.intersectionWith(PixelRect::of(root));
     if (monitor.bounds.isEmpty()) return std::unexpected(PortError{"the display shows nothing"});
     monitor_ = std::move(monitor);
     return mirror_.show(connection_.root(), monitor_.bounds);

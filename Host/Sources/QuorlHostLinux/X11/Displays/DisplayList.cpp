@@ -6,7 +6,6 @@
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 
-#include <QuorlHostLinux/Pictures/DirtyRegion.h>
 #include <QuorlHostLinux/X11/Connection/XcbReply.h>
 
 namespace quorl {
@@ -31,8 +30,7 @@ std::vector<Monitor> rootAlone(X11Connection& connection) {
 std::vector<Monitor>::const_iterator mainOf(const std::vector<Monitor>& monitors) {
   auto main = std::ranges::find_if(monitors, &Monitor::isPrimary);
   if (main == monitors.end()) {
-    main = std::ranges::find_if(monitors,
-                                [](const auto& m) { return contains(m.bounds, PixelRect{0, 0, 1, 1}); });
+    main = std::ranges::find_if(monitors, [](const auto& m) { return m.bounds.contains({0, 0, 1, 1}); });
   }
   return main == monitors.end() ? monitors.begin() : main;
 }
