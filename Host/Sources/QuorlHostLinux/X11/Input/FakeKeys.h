@@ -7,16 +7,16 @@ struct xcb_connection_t;
 
 namespace quorl {
 
-// Key events of the XTEST keyboard. None of them waits for the server unless it says so.
+// Key events of the XTEST keyboard. They do not wait for the server, except where noted.
 
 /// For a key that goes up again in the same batch of requests.
 void fakeKey(xcb_connection_t* xcb, std::uint8_t keycode, bool down);
 
-/// Presses a key that may stay down. The server starts no repeat for it, whatever its settings: a release
-/// that is late or lost must not type. Waits for the server, which is asked whether it repeats this key.
+/// Presses a key that may stay down. The server does not repeat it, whatever its settings: a late or lost
+/// release must not type. Waits for the server, to read whether it repeats this key.
 ///
-/// All keyboards of a display share the settings, so the repeat is off during the press alone: the server
-/// reads the setting when a key goes down. Other keys keep repeating, and there is nothing to undo later.
+/// All keyboards of a display share the settings, so the repeat is off only during the press: the server
+/// reads the setting when a key goes down. Other keys keep repeating, and nothing has to be undone later.
 void pressWithoutRepeat(xcb_connection_t* xcb, std::uint8_t keycode);
 
 }  // namespace quorl

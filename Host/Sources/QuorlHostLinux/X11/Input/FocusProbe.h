@@ -17,16 +17,16 @@ namespace quorl {
 class FocusProbe {
  public:
   using Time = std::chrono::steady_clock::time_point;
-  /// A program that takes longer is not waited for.
+  /// The probe gives up on a program that takes longer.
   static constexpr std::chrono::milliseconds patience{2'000};
 
   explicit FocusProbe(X11Connection& connection) : connection_(connection) {}
 
-  /// Asks the window manager's active window, after keys have been sent.
+  /// Sends a ping to the active window (as the window manager reports it), after keys have been sent.
   void ask();
-  /// Notes an event of the server.
+  /// Takes an event of the server.
   void take(const void* event);
-  /// True when no answer is awaited: also for a program that does not answer pings.
+  /// True when no answer is awaited. Also true for a program that does not answer pings.
   bool isAnswered();
 
  private:

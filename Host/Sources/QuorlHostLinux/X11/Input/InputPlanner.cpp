@@ -116,7 +116,7 @@ std::vector<InputAction> InputPlanner::plan(const MouseEvent& event) {
 int InputPlanner::stepsOf(const ScrollEvent& event, bool isVertical) {
   const auto whole = isVertical ? event.wheel1 : event.wheel2.value_or(0);
   if (event.unit == ScrollUnit::line) return boundedSteps(whole);
-  // One wheel in pixels is how a pinch is told.
+  // A pinch arrives as a scroll of one wheel, in pixels.
   if (!event.wheel2) return isVertical ? zoom_.add(whole) : 0;
   const auto exact = isVertical ? event.pointDeltaAxis1 : event.pointDeltaAxis2;
   return (isVertical ? vertical_ : horizontal_).add(exact.value_or(whole));
@@ -129,7 +129,7 @@ std::vector<InputAction> InputPlanner::plan(const ScrollEvent& event) {
   const int left = stepsOf(event, false);
   std::uint64_t flags = event.flags;
   if ((flags & eventFlags::command) != 0) {
-    // What the Mac zooms with the command key, programs here zoom with control.
+    // The Mac zooms with the command key, programs here with control.
     flags = (flags & ~eventFlags::command) | eventFlags::control;
   }
   const bool hasSteps = up != 0 || left != 0;
@@ -160,7 +160,7 @@ std::vector<InputAction> InputPlanner::plan(const KeyboardEvent& event) {
   if (event.down) {
     syncCapsLock(actions, event.flags);
     syncModifiers(actions, event.flags, Pressing::allowed);
-    // Repeats come from the client: each of them is one more press.
+    // Repeats come from the client. Each is another press.
     if (!keys_.insert(event.keyCode).second) actions.push_back(key(event.keyCode, false));
     actions.push_back(key(event.keyCode, true));
     return actions;
@@ -190,8 +190,8 @@ void InputPlanner::planCapsLockKey(Actions& actions, const KeyboardEvent& event)
     actions.push_back(key(event.keyCode, false));
     return;
   }
-  // A client that sends the lock's state in its flags has the lock follow that state, with the release as
-  // well as with the press. For a client that does not, the key is a key.
+  // If the client sends the lock's state in its flags, the lock follows it, on press and release. If it does
+  // not, the key acts as a plain key.
   if ((event.flags & eventFlags::capsLock) != 0 || isCapsLockOn_) {
     syncCapsLock(actions, event.flags);
   } else if (event.down && keys_.insert(event.keyCode).second) {

@@ -11,7 +11,7 @@
 
 namespace quorl {
 
-/// One thing that a device can do.
+/// One action of a device.
 struct InputAction {
   enum class Kind : std::uint8_t { motion, button, key, capsLock };
   Kind kind = Kind::motion;
@@ -23,13 +23,12 @@ struct InputAction {
   bool operator==(const InputAction&) const = default;
 };
 
-/// Decides what devices do for a synthetic event. X events have no modifier flags of their own: what an
-/// event's flags say must be held as keys around it.
+/// Decides the device actions for a synthetic event. X events carry no modifier flags of their own: the keys
+/// of an event's flags must be held around it.
 ///
-/// The flags of each event are the truth. A modifier that only flags ask for is pressed when something
-/// happens under it (a key or button going down, a scroll), not for mere motion, and is let go of once no key
-/// and no button is held any more; one that came as a key of its own stays until its own release or until an
-/// event's flags lack it.
+/// The flags of each event are authoritative. A modifier that appears only in flags is pressed for a key
+/// press, a button press or a scroll, but not for motion, and is released when no key and no button is held.
+/// A modifier that came as a key stays down until its release or until an event's flags lack it.
 ///
 /// *Queue*: pure; one thread at a time.
 class InputPlanner {
@@ -39,7 +38,7 @@ class InputPlanner {
   /// For key events without text.
   std::vector<InputAction> plan(const KeyboardEvent& event);
 
-  /// Lets go of everything that is held.
+  /// Releases everything that is held.
   std::vector<InputAction> releaseAll();
 
   /// The modifier keys that are down now.
@@ -58,10 +57,9 @@ class InputPlanner {
   void planCapsLockKey(Actions& actions, const KeyboardEvent& event);
   int stepsOf(const ScrollEvent& event, bool isVertical);
 
-  // Wheel steps of this many points: what common toolkits scroll for one is about twice that, but they
-  // accelerate nothing.
+  // Points of one wheel step. Common toolkits scroll about twice as far for one, but do not accelerate.
   static constexpr double pointsPerStep = 30;
-  // A pinch is told as 60 for doubling the size; six steps of a usual zoom come near to that.
+  // A pinch that doubles the size arrives as 60. Six steps of a usual zoom come close to that.
   static constexpr double zoomPerStep = 10;
 
   std::set<std::uint16_t> buttons_;   // X button numbers

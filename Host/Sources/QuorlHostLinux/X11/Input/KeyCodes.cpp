@@ -75,7 +75,7 @@ constexpr std::array table{
     KeyCodeEntry{keyCode::rightShift, "RTSH"},
     KeyCodeEntry{keyCode::rightOption, "RALT"},
     KeyCodeEntry{keyCode::rightControl, "RCTL"},
-    // Keypad. "Clear" stands where Num Lock does.
+    // Keypad. "Clear" is in the place of Num Lock.
     KeyCodeEntry{0x41, "KPDL"},
     KeyCodeEntry{0x43, "KPMU"},
     KeyCodeEntry{0x45, "KPAD"},
@@ -115,7 +115,7 @@ constexpr std::array table{
     KeyCodeEntry{0x4F, "FK18"},
     KeyCodeEntry{0x50, "FK19"},
     KeyCodeEntry{0x5A, "FK20"},
-    // Navigation, sound, menu. "Help" stands where Insert does.
+    // Navigation, sound, menu. "Help" is in the place of Insert.
     KeyCodeEntry{0x72, "INS"},
     KeyCodeEntry{0x73, "HOME"},
     KeyCodeEntry{0x74, "PGUP"},
@@ -130,7 +130,7 @@ constexpr std::array table{
     KeyCodeEntry{0x49, "VOL-"},
     KeyCodeEntry{0x4A, "MUTE"},
     KeyCodeEntry{0x6E, "COMP"},
-    // The Japanese keyboard's own keys, by the names under which Linux reports Apple's.
+    // Keys of the Japanese keyboard, by the names under which Linux reports Apple's.
     KeyCodeEntry{0x5D, "AE13"},
     KeyCodeEntry{0x5E, "AB11"},
     KeyCodeEntry{0x5F, "KPPT"},

@@ -8,8 +8,8 @@
 
 namespace quorl {
 
-/// A key of the wire (virtual key code of a Mac keyboard, which names a place on it) and the key at the same
-/// place of an X keyboard, by its XKB name: names, unlike key codes and symbols, mean places too.
+/// A key of the wire (the virtual key code of a Mac keyboard, which identifies a position) and the XKB name
+/// of the key at the same position. XKB names identify positions too; key codes and symbols do not.
 struct KeyCodeEntry {
   std::uint16_t code;
   std::string_view xkbName;
@@ -18,7 +18,7 @@ struct KeyCodeEntry {
 std::span<const KeyCodeEntry> keyCodeTable();
 std::optional<std::string_view> xkbKeyName(std::uint16_t code);
 
-/// Digits and the decimal key of the keypad: the Mac knows no Num Lock, they always mean these characters.
+/// Digits and the decimal key of the keypad. The Mac has no Num Lock: they always type these characters.
 bool isKeypadCharacter(std::uint16_t code);
 
 namespace keyCode {

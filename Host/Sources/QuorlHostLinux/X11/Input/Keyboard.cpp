@@ -100,7 +100,7 @@ std::map<std::uint32_t, KeyStroke> Keyboard::strokesOf(std::uint8_t group) const
     for (const auto& [wire, keycode] : keycodes_) {
       const auto layouts = xkb_keymap_num_layouts_for_key(map_, keycode);
       if (layouts == 0) continue;
-      // A key with fewer layouts than the group's number wraps around, as the server does.
+      // For a key with fewer layouts, the group's number wraps around, as in the server.
       const xkb_layout_index_t layout = group % layouts;
       std::array<xkb_mod_mask_t, 16> masks{};
       const auto count =

@@ -15,7 +15,7 @@ struct xkb_keymap;
 
 namespace quorl {
 
-/// How a character is made with one key.
+/// How one key types a character.
 struct KeyStroke {
   std::uint8_t keycode = 0;
   bool shift = false;
@@ -24,20 +24,20 @@ struct KeyStroke {
   bool operator==(const KeyStroke&) const = default;
 };
 
-/// The keyboard map of a display as it was when read: which keycode a key of the wire has, which stroke gives
-/// a symbol, which keycodes are free.
+/// A snapshot of a display's keyboard map: the keycode of a wire key, the stroke for a symbol, the free
+/// keycodes.
 ///
 /// *Queue*: one thread at a time; no call but `read` waits for the server.
 class Keyboard {
  public:
-  /// `ours`: keycodes that are free but for what we bound to them.
+  /// `ours`: keycodes that are free except for the symbols we bound to them.
   static std::expected<std::unique_ptr<Keyboard>, PortError> read(X11Connection& connection,
                                                                   const std::set<std::uint8_t>& ours);
   ~Keyboard();
   Keyboard(const Keyboard&) = delete;
   Keyboard& operator=(const Keyboard&) = delete;
 
-  /// The keycode of a key of the wire; nothing for one that this keyboard lacks.
+  /// The keycode of a wire key. Nothing for a key that this keyboard lacks.
   std::optional<std::uint8_t> keycodeOf(std::uint16_t wireCode) const;
   /// True when the layout gives this key no symbol at all.
   bool isBlank(std::uint8_t keycode) const;
@@ -45,7 +45,7 @@ class Keyboard {
   /// The stroke for a keysym in a layout (group), with no modifier but Shift.
   std::optional<KeyStroke> strokeFor(std::uint32_t keysym, std::uint8_t group) const;
 
-  /// Keycodes without a meaning, which may be given one for a while.
+  /// Keycodes without a symbol, which may be bound temporarily.
   const std::vector<std::uint8_t>& spareKeycodes() const { return spares_; }
   std::uint32_t symbolOf(std::uint8_t keycode, std::uint32_t group, std::uint32_t level) const;
 

@@ -3,16 +3,16 @@
 
 namespace quorl {
 
-/// Makes whole wheel steps of fine scroll distances along one axis: X's synthetic pointer has a wheel that
-/// only clicks. What is left over counts for the next distance, until the direction turns.
+/// Converts fine scroll distances along one axis to whole wheel steps: the wheel of X's synthetic pointer has
+/// clicks only. The remainder counts towards the next distance, unless the direction changes.
 class ScrollAccumulator {
  public:
-  /// More steps than this are not made of one distance: a distance may come from anywhere.
+  /// The most steps from one distance, which a client may choose freely.
   static constexpr int mostSteps = 100;
 
   explicit ScrollAccumulator(double distancePerStep) : distancePerStep_(distancePerStep) {}
 
-  /// Steps to make now, positive as the distance is.
+  /// Steps to make now, with the sign of the distance.
   int add(double distance);
   void reset() { rest_ = 0; }
 
@@ -21,7 +21,7 @@ class ScrollAccumulator {
   double rest_ = 0;
 };
 
-/// A count of steps as the host may make them.
+/// A count of steps within the limit.
 int boundedSteps(double steps);
 
 }  // namespace quorl

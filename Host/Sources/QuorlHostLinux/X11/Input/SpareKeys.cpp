@@ -19,7 +19,7 @@ void SpareKeys::setKeycodes(const Keyboard& keyboard) {
   }
 }
 
-// A text takes places in this order: neighbours share a group, which seldom changes on the way.
+// A text fills the places in this order: neighbours share a group, so the group seldom changes.
 void SpareKeys::setKeycodes(const std::vector<std::uint8_t>& keycodes) {
   places_.clear();
   for (std::uint8_t group = 0; group < placesPerKey / 2; ++group) {

@@ -14,9 +14,9 @@
 
 namespace quorl {
 
-/// Which symbols the spare keycodes have: eight places on each, without and with Shift in each of the four
-/// groups. The least recently used places are given away first; a place just pressed is not, because the
-/// programs that got its key events may look its symbol up late.
+/// The symbols of the spare keycodes: eight places on each keycode, without and with Shift in each of the
+/// four groups. The least recently used places are reused first. A place just pressed is not reused, because
+/// programs that received its key events may look up the symbol late.
 ///
 /// *Queue*: pure; one thread at a time.
 class SpareKeys {
@@ -27,25 +27,25 @@ class SpareKeys {
   static constexpr std::chrono::milliseconds lookUpTime{210};
   static constexpr std::size_t placesPerKey = std::tuple_size_v<KeySymbols>;
 
-  /// Takes over a list of spare keycodes. Places of codes that were there before keep their symbols where
-  /// `keyboard` still has them.
+  /// Sets the spare keycodes. Places of codes that were in the list keep the symbols that `keyboard` still
+  /// has.
   void setKeycodes(const Keyboard& keyboard);
   void setKeycodes(const std::vector<std::uint8_t>& keycodes);
 
-  /// How many symbols have room at a time.
+  /// The number of places.
   std::size_t capacity() const { return places_.size(); }
 
-  /// When this many places may be given new symbols. No more than `capacity()`.
+  /// The time from which this many places may be reused. `count` is at most `capacity()`.
   Time whenFree(std::size_t count) const;
 
-  /// Gives these symbols, all different, places that are free by then; symbols that have one keep it. The
-  /// changes are for `setKeySyms`; empty: all are there already.
+  /// Assigns places that are free at that time to these symbols, which are all different. Symbols that have a
+  /// place keep it. Returns the changes for `setKeySyms`; empty when all symbols are bound already.
   std::map<std::uint8_t, KeySymbols> bind(std::span<const std::uint32_t> keysyms);
 
   std::optional<KeyStroke> strokeFor(std::uint32_t keysym) const;
   void pressed(std::uint32_t keysym, Time now);
 
-  /// What makes all of them blank again.
+  /// The changes that clear all places.
   std::map<std::uint8_t, KeySymbols> blank() const;
   std::set<std::uint8_t> keycodes() const;
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr char32_t replacement = 0xFFFD;
 
-/// Takes one code point off the front (RFC 2781, section 2.2).
+/// Removes and returns the first code point (RFC 2781, section 2.2).
 char32_t takeCodePoint(std::u16string_view& text) {
   const char16_t first = text.front();
   text.remove_prefix(1);

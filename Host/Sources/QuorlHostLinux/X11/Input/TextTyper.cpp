@@ -22,8 +22,8 @@ std::optional<KeyStroke> ownStroke(const Keyboard& keyboard, std::uint32_t keysy
   return keyboard.strokeFor(unicodeKeysymOf(keysym), group);
 }
 
-/// On the root: the spare keycodes in use. A run that is killed leaves its symbols in the map; without a word
-/// of them the next one would find fewer blank keycodes.
+/// A property of the root: the spare keycodes in use. A host that is killed leaves its symbols in the map;
+/// without this list the next one would find fewer blank keycodes.
 constexpr const char* claimProperty = "_QUORL_SPARE_KEYCODES";
 
 }  // namespace
@@ -57,7 +57,7 @@ void TextTyper::setKeyboard(const Keyboard& keyboard) {
 }
 
 bool TextTyper::isReady(std::uint32_t keysym, const Keyboard& keyboard, std::uint8_t group) const {
-  // Without spare keycodes a character that the layout lacks is left out.
+  // Without spare keycodes, characters that the layout lacks are omitted.
   return spares_.capacity() == 0 || ownStroke(keyboard, keysym, group) ||
          spares_.strokeFor(unicodeKeysymOf(keysym));
 }
@@ -72,7 +72,7 @@ TextTyper::Ready TextTyper::makeReady(std::span<const std::uint32_t> keysyms,
   };
   if (const auto count = countReady(); count > 0) return {.count = count};
   const auto step = nextStep(keysyms, following, keyboard, group);
-  // A busy program is late: its keys are looked up when it has answered, not after a time alone.
+  // A busy program reads late. Places are reused only after it has answered, not merely after a time.
   if (std::exchange(isUnasked_, false)) probe_.ask();
   const auto now = std::chrono::steady_clock::now();
   const auto free = spares_.whenFree(step.size());
@@ -84,8 +84,7 @@ TextTyper::Ready TextTyper::makeReady(std::span<const std::uint32_t> keysyms,
   return {.count = countReady(), .changedMap = true};
 }
 
-// All places at once: programs read the whole map again after each change, which makes them late for the
-// next.
+// All places change at once: programs read the whole map after each change, which delays them for the next.
 std::vector<std::uint32_t> TextTyper::nextStep(std::span<const std::uint32_t> keysyms,
                                                std::span<const std::uint32_t> following,
                                                const Keyboard& keyboard, std::uint8_t group) const {
@@ -108,7 +107,7 @@ void TextTyper::type(std::span<const std::uint32_t> keysyms, const Keyboard& key
   std::uint8_t group = state.group;
   const auto enter = [&](std::uint8_t wanted) {
     if (std::exchange(group, wanted) == wanted) return;
-    // The group in effect is the locked one and what keys add to it.
+    // The effective group is the locked group plus the offset of held keys.
     lockXkbGroup(connection_.xcb(),
                  static_cast<std::uint8_t>((wanted + state.lockedGroup - state.group) & 3));
   };

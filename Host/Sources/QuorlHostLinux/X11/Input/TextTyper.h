@@ -14,12 +14,12 @@
 
 namespace quorl {
 
-/// Types texts of any characters: those of the active layout by their own keys, others by spare keycodes that
-/// get their symbols in bulk, one change of the map for many of them (window managers answer every change
-/// with tens of milliseconds of work).
+/// Types any characters: those of the active layout by their keys, others by spare keycodes. Spare keycodes
+/// are bound in bulk, many in one change of the map, because window managers spend tens of milliseconds on
+/// every change.
 ///
-/// *Queue*: one thread at a time. Waits for the server's answers, never for time to pass.
-/// *Lifetime*: ends before its connection; destruction makes the spare keycodes blank again.
+/// *Queue*: one thread at a time. Waits for replies of the server, never for time to pass.
+/// *Lifetime*: ends before its connection; destruction clears the spare keycodes.
 class TextTyper {
  public:
   explicit TextTyper(X11Connection& connection);
@@ -27,26 +27,25 @@ class TextTyper {
   TextTyper(const TextTyper&) = delete;
   TextTyper& operator=(const TextTyper&) = delete;
 
-  /// The keycodes that are spare but for what was bound to them, by us or by one before us that was killed.
+  /// The keycodes that are spare except for symbols bound by this host or by an earlier one that was killed.
   std::set<std::uint8_t> ownKeycodes() const;
-  /// Takes over a new map; before any text.
+  /// Takes a new map. Called before any text.
   void setKeyboard(const Keyboard& keyboard);
 
-  /// Notes an event of the server.
+  /// Takes an event of the server.
   void take(const void* event) { probe_.take(event); }
 
   struct Ready {
     std::size_t count = 0;   // of keysyms that can be typed now
-    SpareKeys::Time next{};  // when none can: the time to ask again
+    SpareKeys::Time next{};  // the time to ask again when none can
     bool changedMap = false;
   };
-  /// Makes ready for the keysyms at the start of `keysyms`, of which there is at least one. When the map has
-  /// to change for that, as many of the others as one step takes get their places too: the rest of `keysyms`
-  /// and what comes next.
+  /// Prepares the keysyms at the start of `keysyms`, which is not empty. If the map has to change, the rest
+  /// of `keysyms` and the following ones get places in the same step, as far as they fit.
   Ready makeReady(std::span<const std::uint32_t> keysyms, std::span<const std::uint32_t> following,
                   const Keyboard& keyboard, std::uint8_t group);
 
-  /// Types keysyms that are ready, while Caps Lock and all modifiers are up, and leaves the state as it was.
+  /// Types prepared keysyms with Caps Lock and all modifiers up, and restores the state.
   void type(std::span<const std::uint32_t> keysyms, const Keyboard& keyboard, const XkbState& state);
 
  private:
@@ -61,8 +60,8 @@ class TextTyper {
   X11Connection& connection_;
   SpareKeys spares_;
   FocusProbe probe_;
-  bool isUnasked_ = false;             // keys were sent since the probe asked
-  std::set<std::uint8_t> leftBehind_;  // by a run that could not clean up
+  bool isUnasked_ = false;             // keys were sent after the last ping
+  std::set<std::uint8_t> leftBehind_;  // by a host that was killed
   bool isClaimed_ = false;
   bool isShiftHeld_ = false;
 };

@@ -25,7 +25,7 @@ namespace quorl {
 
 namespace {
 
-/// What keys of the Japanese keyboard mean where the layout gives them no symbol.
+/// The characters of Japanese keys to which the layout gives no symbol.
 std::u16string_view meaningOfBlankKey(std::uint16_t wireCode) {
   constexpr std::uint16_t yen = 0x5D;
   constexpr std::uint16_t underscore = 0x5E;
@@ -36,7 +36,7 @@ std::u16string_view meaningOfBlankKey(std::uint16_t wireCode) {
 
 }  // namespace
 
-/// The poster's dealings with one server, from its greeting to its end.
+/// The state for one connection to a server.
 class XTestPoster::Session {
  public:
   explicit Session(std::unique_ptr<X11Connection> connection)
@@ -51,7 +51,7 @@ class XTestPoster::Session {
 
   bool isUsable() const { return connection_->isAlive() && connection_->extensions().xtest.present; }
 
-  /// Takes in what the server has sent; notices its end.
+  /// Handles pending events of the server, and notices its end.
   void readEvents() {
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection_->xcb())}) {
       if (isXkbMapEvent(event.get(), connection_->extensions().xkb)) isMapStale_ = true;
@@ -64,13 +64,13 @@ class XTestPoster::Session {
   void post(const ScrollEvent& event) { carryOut(planner_.plan(event)); }
   void post(const KeyboardEvent& event) {
     if (event.unicode.empty()) return carryOut(planner_.plan(event));
-    // A text comes with a press and a release; one of them types it.
+    // A text arrives with a press and with its release. The press types it.
     if (event.down) untyped_ = keysymsOf(event.unicode);
   }
 
   Duration finishText(std::u16string_view following) {
     if (untyped_.empty()) return Duration::zero();
-    // More than one step takes is not looked at.
+    // One step takes no more than this.
     constexpr std::size_t lookAhead = 256;
     const auto next = typeSome(untyped_, keysymsOf(following.substr(0, lookAhead)));
     if (!next) return Duration::zero();
@@ -114,13 +114,13 @@ class XTestPoster::Session {
     }
   }
 
-  /// To a pixel that is counted from the corner of the main display.
+  /// The position counts from the corner of the main display.
   void movePointer(int x, int y) {
     if (!origin_) origin_ = originOf(readMonitors(*connection_));
     const auto coordinate = [](int value) {
       return static_cast<std::int16_t>(std::clamp(value, -32'768, 32'767));
     };
-    // Detail 0: the place is absolute (X Test Extension Protocol 2.2).
+    // Detail 0: the position is absolute (X Test Extension Protocol 2.2).
     xcb_test_fake_input(connection_->xcb(), XCB_MOTION_NOTIFY, 0, XCB_CURRENT_TIME, connection_->root(),
                         coordinate(x + origin_->x), coordinate(y + origin_->y), 0);
   }
@@ -154,14 +154,15 @@ class XTestPoster::Session {
 
   void lockCaps(bool on) {
     if (on) {
-      // One that the person at the computer has locked is not ours to unlock later.
+      // A lock that the person at the computer has set stays set.
       isCapsLockOurs_ = lockIfUnlocked(Keyboard::lockMask);
     } else if (std::exchange(isCapsLockOurs_, false)) {
       lockXkbModifiers(connection_->xcb(), Keyboard::lockMask, 0);
     }
   }
 
-  /// Types from the start of `keysyms` and removes what it typed. Says when to go on with the rest, if any.
+  /// Types from the start of `keysyms` and removes the keysyms it typed. Returns when to continue with the
+  /// rest, if any.
   std::optional<SpareKeys::Time> typeSome(std::vector<std::uint32_t>& keysyms,
                                           const std::vector<std::uint32_t>& following) {
     const Keyboard* map = keyboard();
@@ -193,7 +194,7 @@ class XTestPoster::Session {
     xcb_flush(connection_->xcb());
   }
 
-  /// What our own changes of the map report is known.
+  /// Drops the events of our own changes of the map.
   void forgetOwnMapEvents() {
     const bool wasStale = isMapStale_;
     readEvents();

@@ -8,12 +8,11 @@
 
 namespace quorl {
 
-/// Posts synthetic events to an X display through the XTEST extension, as its test devices. A display that is
-/// absent is looked for again with every event.
+/// Posts synthetic events to an X display through the test devices of the XTEST extension. While there is no
+/// display, every event tries to connect.
 ///
-/// *Queue*: see `EventPoster`. Characters that the keyboard lacks take a fifth of a second for each 130 or
-/// so of them.
-/// *Lifetime*: destruction lets go of everything that is held and leaves the keyboard map as it was.
+/// *Queue*: see `EventPoster`. Characters that the keyboard lacks take about a fifth of a second per 130.
+/// *Lifetime*: destruction releases everything that is held and restores the keyboard map.
 class XTestPoster final : public EventPoster {
  public:
   explicit XTestPoster(X11DisplayName displayName = displayNameFromEnvironment());
@@ -21,7 +20,7 @@ class XTestPoster final : public EventPoster {
 
   void post(const SyntheticEvent& event) override;
   Duration finishText(std::u16string_view following) override;
-  /// Lets go of all keys and buttons that are held.
+  /// Releases all held keys and buttons.
   void releaseAll();
 
  private:
