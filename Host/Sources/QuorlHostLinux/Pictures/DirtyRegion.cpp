@@ -12,7 +12,7 @@ long areaOf(const PixelRect& rect) {
   return static_cast<long>(rect.width) * rect.height;
 }
 
-/// What one rectangle around both covers beyond them: negative where they overlap enough.
+/// The pixels of one rectangle around both less those of the two: negative if they overlap enough.
 long waste(const PixelRect& a, const PixelRect& b) {
   return areaOf(a.unionWith(b)) - areaOf(a) - areaOf(b);
 }

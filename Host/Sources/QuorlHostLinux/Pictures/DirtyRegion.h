@@ -8,8 +8,8 @@
 
 namespace quorl {
 
-/// An area that covers at least what was added to it, as few rectangles. They may overlap, and cover more
-/// than was added where that makes fewer of them.
+/// An area that covers at least what was added to it, as a few rectangles. They may overlap, and may cover
+/// more than was added to keep their number small.
 class DirtyRegion {
  public:
   /// More rectangles than this cost more than the pixels they save.
@@ -24,7 +24,7 @@ class DirtyRegion {
 
   bool isEmpty() const { return rects_.empty(); }
   std::span<const PixelRect> rects() const { return rects_; }
-  /// Pixels of all rectangles, those in several counted several times.
+  /// The sum of the rectangles' pixels. Overlaps count several times.
   long area() const;
 
  private:

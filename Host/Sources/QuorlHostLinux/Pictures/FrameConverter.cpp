@@ -12,7 +12,7 @@ namespace quorl {
 namespace {
 
 constexpr std::size_t bytesPerPixel = 4;
-// Even; few enough that no row waits for ones far below it.
+// Even, and small enough that no row waits for rows far below it.
 constexpr int bandRows = 64;
 
 bool isCutOnly(PixelSize source, PixelSize picture) {
@@ -61,7 +61,7 @@ PixelRect FrameConverter::evenRect(const PixelRect& rect) const {
 }
 
 PixelRect FrameConverter::scaledRect(const PixelRect& rect, PixelSize from, PixelSize to) const {
-  // Two pixels more on each side: what the filter mixes in, and rounding.
+  // Two more pixels on each side, for the filter's neighbours and for rounding.
   constexpr int margin = 2;
   const double fx = double(to.width) / from.width;
   const double fy = double(to.height) / from.height;
@@ -101,7 +101,8 @@ DirtyRegion FrameConverter::update(const PixelView& source, const DirtyRegion& c
   }
   for (const auto& rect : dirty.rects()) result.add(evenRect(scaledRect(rect, from.size, picture_)));
   const auto stride = intStride(static_cast<std::size_t>(picture_.width) * bytesPerPixel);
-  // Enlarging reads beyond the clip's last row, so it is done as a whole; it happens for tiny sources only.
+  // Enlarging reads beyond the clip's last row, so the whole picture is scaled. This happens for tiny sources
+  // only.
   const bool isEnlarging = from.size.width < picture_.width || from.size.height < picture_.height;
   if (isEnlarging && !result.isEmpty()) {
     result = DirtyRegion(PixelRect::of(picture_));

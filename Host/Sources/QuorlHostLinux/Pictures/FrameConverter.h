@@ -28,8 +28,8 @@ struct PlanesView {
   std::size_t chromaStride = 0;
 };
 
-/// Turns changed parts of a source into parts of a picture: scaled where their sizes differ, in BT.601
-/// limited range (ITU-R BT.601-7), 4:2:0.
+/// Converts changed parts of a source to parts of a picture: scaled if their sizes differ, in BT.601 limited
+/// range (ITU-R BT.601-7), 4:2:0.
 ///
 /// A source one pixel larger than the picture is cut, not scaled: pictures have even sides, and scaling by a
 /// pixel would blur every letter.
@@ -40,12 +40,12 @@ class FrameConverter {
  public:
   FrameConverter(PixelSize source, PixelSize picture);
 
-  /// Takes over what changed in the source; says which rectangles of the picture differ by it. Their corners
-  /// are even. The source's pixels are read only where it is scaled.
+  /// Takes the changes of the source and returns the rectangles of the picture that differ. Their corners are
+  /// even. Reads the source's pixels only if it scales.
   DirtyRegion update(const PixelView& source, const DirtyRegion& changed);
 
-  /// Writes these rectangles of the picture (even corners) as of the last `update` of `source`, whose rows it
-  /// awaits as it comes to them.
+  /// Writes these rectangles of the picture (even corners) as of the last `update` of `source`. Awaits rows
+  /// of the source just before reading them.
   void convert(const PixelView& source, const DirtyRegion& rects, const PlanesView& picture,
                const AwaitRows& await) const;
 

@@ -9,7 +9,7 @@ namespace quorl {
 
 namespace {
 
-/// What SIMD code likes rows to begin at.
+/// The alignment of rows, for SIMD code.
 constexpr std::size_t alignment = 64;
 
 std::size_t aligned(std::size_t value) {
@@ -67,7 +67,7 @@ bool PicturePool::hasFree() const {
 
 bool PicturePool::awaitFree() {
   shared_->isAwaited = true;
-  // One released before the line above has told nobody.
+  // A picture released before the line above called no one.
   return !hasFree();
 }
 

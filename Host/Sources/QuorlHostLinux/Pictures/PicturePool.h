@@ -11,8 +11,8 @@
 
 namespace quorl {
 
-/// The pictures of one stream, used again and again. Each remembers what changed since it was last filled, so
-/// that only this is written again.
+/// The pictures of one stream, which are reused. Each records what changed since it was last filled, so that
+/// only these parts are written again.
 ///
 /// *Queue*: one thread; a picture handed out may be released on any thread, where `onAwaited` may then run.
 /// *Ownership*: a picture's memory lives until both the pool and its last user are done with it.
@@ -27,11 +27,11 @@ class PicturePool {
   void invalidate(const DirtyRegion& rects);
 
   bool hasFree() const;
-  /// The next release of a picture calls `onAwaited`, once. False when one is free already.
+  /// Makes the next release of a picture call `onAwaited`, once. Returns false when one is free already.
   bool awaitFree();
 
   using Fill = std::function<void(const DirtyRegion& rects, const PlanesView& planes)>;
-  /// Fills the free picture that needs least; nothing when none is free.
+  /// Fills the free picture with the least to write. Nothing when none is free.
   std::shared_ptr<const PictureBuffer> fill(const Fill& fill);
 
  private:

@@ -10,7 +10,8 @@ namespace quorl {
 
 namespace {
 
-/// Some programs that arrange displays turn them off on the way; one that is back by then was not removed.
+/// Some programs turn displays off while they rearrange them. A display that is back within this time was not
+/// removed.
 constexpr std::chrono::milliseconds returnTime{1'000};
 
 bool isSame(const CaptureFilter& a, const CaptureFilter& b) {
@@ -24,7 +25,7 @@ bool isSame(const CaptureFilter& a, const CaptureFilter& b) {
   return false;
 }
 
-/// Where a display is in global points; empty for what is no display.
+/// Where a display is, in global points; empty for other filters.
 PointRect placeOf(const CaptureFilter& filter, const std::vector<Monitor>& monitors) {
   const auto* wanted = std::get_if<DisplayFilter>(&filter);
   if (wanted == nullptr) return {};
@@ -54,7 +55,7 @@ CaptureEngine::CaptureEngine(X11DisplayName displayName) {
   loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-capture", *this);
 }
 
-// The thread ends first: it works on everything else.
+// The thread ends first, because it uses all other members.
 CaptureEngine::~CaptureEngine() {
   loop_.reset();
 }
@@ -149,7 +150,7 @@ std::optional<SteadyTime> CaptureEngine::turn() {
       continue;
     }
     if (auto served = serve(*shown, now); !served) {
-      // The loop says better what happened when the server itself has gone.
+      // When the server has gone, the loop reports that.
       if (connection_->isAlive()) end(*shown, served.error());
       continue;
     }
@@ -193,8 +194,8 @@ CaptureOutlet* CaptureEngine::find(std::uint64_t id) {
   return nullptr;
 }
 
-// All requests leave before the first wait: the pointer's position costs no round trip of its own. Every
-// outlet learns of a moved pointer, those that take no picture now as well: they owe one to their display.
+// All requests leave before the first wait: the pointer's position costs no round trip of its own. Outlets
+// that take no picture now learn of a moved pointer too, so that they draw it later.
 void CaptureEngine::fetch(SteadyTime now) {
   for (auto& shown : shown_) {
     shown->open.clear();
@@ -250,7 +251,7 @@ std::optional<SteadyTime> CaptureEngine::nextTurn(const Shown& shown, SteadyTime
   for (const auto& outlet : shown.outlets) {
     const bool isWaiting = outlet->hasPending() || shown.source->isDirty() ||
                            (outlet->showsCursor() && cursor_.mayHaveChanged());
-    // One whose time has come waits for a request or a free picture, which wake the loop.
+    // An outlet whose interval has ended waits for a request or a free picture. Both wake the loop.
     if (!isWaiting || outlet->nextTurn() <= now) continue;
     if (!next || outlet->nextTurn() < *next) next = outlet->nextTurn();
   }

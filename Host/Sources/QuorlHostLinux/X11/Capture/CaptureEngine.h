@@ -11,11 +11,11 @@
 
 namespace quorl {
 
-/// Runs all captures of one display: waits for damage, fetches each source once, serves every stream of it.
+/// Runs all captures of one display: waits for damage, fetches each source once and serves all its streams.
 ///
 /// *Queue*: operations from any thread; the work on the engine's own thread.
 /// *Ownership*: owns the thread with its connection, the sources, the outlets.
-/// *Lifetime*: destruction ends all captures without a word.
+/// *Lifetime*: destruction ends all captures without a callback.
 class CaptureEngine final : public X11Loop::Client {
  public:
   explicit CaptureEngine(X11DisplayName displayName);
@@ -37,13 +37,13 @@ class CaptureEngine final : public X11Loop::Client {
     CaptureFilter filter;
     std::unique_ptr<CaptureSource> source;
     std::vector<std::unique_ptr<CaptureOutlet>> outlets;
-    std::vector<CaptureOutlet*> open{};  // of the outlets, those that take a picture in this turn
-    PointRect place{};                   // of a display, as reported last
+    std::vector<CaptureOutlet*> open{};  // the outlets that take a picture in this turn
+    PointRect place{};                   // of a display, as last reported
     struct Lost {
       PortError error;
-      SteadyTime end;  // when the capture ends of it
+      SteadyTime end;  // when the capture ends
     };
-    std::optional<Lost> lost{};  // a display that is not there now
+    std::optional<Lost> lost{};  // for a display that is not there now
   };
 
   void connected(X11Connection& connection) override;

@@ -17,7 +17,7 @@
 
 namespace quorl {
 
-/// The way from the capture to a stream's user: keeps the promise that nothing is called after the stop.
+/// Calls a stream's handlers, and none of them after the stop.
 ///
 /// *Queue*: any thread; handlers run on the queue given.
 class StreamCallbacks : public std::enable_shared_from_this<StreamCallbacks> {
@@ -29,7 +29,7 @@ class StreamCallbacks : public std::enable_shared_from_this<StreamCallbacks> {
   void placed(const PointRect& rect);
   void stopped(const PortError& error);
   void complete(CaptureStream::Completion completion, std::expected<void, PortError> result);
-  /// Waits for a handler that is running on another thread.
+  /// Waits for a handler that is running on another thread, and prevents later ones.
   void silence();
 
  private:
@@ -41,16 +41,16 @@ class StreamCallbacks : public std::enable_shared_from_this<StreamCallbacks> {
   bool isSilent_ = false;       // guarded by mutex_
 };
 
-/// The requests of a stream's user, who makes them on any thread, as the capture's thread sees them.
+/// Passes requests for pictures from any thread to the capture's thread.
 class PictureRequests {
  public:
   explicit PictureRequests(std::shared_ptr<Waker> waker) : waker_(std::move(waker)) {}
 
-  /// Wakes the capture if it has something to show.
+  /// Wakes the capture if it had a change and no request.
   void add() {
     if (state_.exchange(State::asked) == State::missed) waker_->wake();
   }
-  /// Without a request, the next one wakes the capture.
+  /// When false, the next request wakes the capture.
   bool isAsked() {
     State none = State::none;
     state_.compare_exchange_strong(none, State::missed);
@@ -65,7 +65,7 @@ class PictureRequests {
   std::atomic<State> state_{State::asked};
 };
 
-/// One stream's end of a source: its pace, its pictures, what they still lack.
+/// One stream of a source: its pace, its pictures, and the changes not yet delivered.
 ///
 /// *Queue*: the capture's thread.
 class CaptureOutlet {
@@ -79,17 +79,18 @@ class CaptureOutlet {
 
   void setSettings(const CaptureSettings& settings);
 
-  /// A picture may be delivered now: it was asked for, the interval has passed and one is free.
+  /// True when a picture may be delivered: it was requested, the interval has passed and the pool has one
+  /// free.
   bool isOpen(SteadyTime now);
   SteadyTime nextTurn() const { return nextTurn_; }
 
-  /// Notes changes of the source, in the source's image.
+  /// Adds changes, in the coordinates of the source's image.
   void sourceChanged(const DirtyRegion& changed) { pending_.add(changed); }
-  /// Notes where the cursor is now; `area` is what the source shows of the root.
+  /// Adds a change of the cursor. `area` is the part of the root that the source shows.
   void cursorChanged(const CursorOverlay& cursor, const PixelRect& area);
 
   bool hasPending() const { return isFirst_ || !pending_.isEmpty(); }
-  /// Delivers the source as it is, once it has arrived. Only while open and pending.
+  /// Delivers the current source, once its pixels have arrived. Only while open and pending.
   void deliver(SharedImage& source, SteadyTime now);
 
  private:

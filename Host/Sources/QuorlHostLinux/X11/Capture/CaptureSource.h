@@ -12,31 +12,31 @@
 
 namespace quorl {
 
-/// What several streams may show at once: kept as one image, fetched once for all of them.
+/// A display or a window that streams show, kept as one image and fetched once for all of them.
 ///
 /// *Queue*: the connection's thread.
-/// *Lifetime*: ends before its connection. A failed operation means that what is shown has gone.
+/// *Lifetime*: ends before its connection. A failed operation means that the display or window has gone.
 class CaptureSource {
  public:
   virtual ~CaptureSource() = default;
 
-  /// Notes an event of the server, its own or another's.
+  /// Takes an event of the server, which may concern another source.
   virtual std::expected<void, PortError> handle(const void* event) = 0;
   virtual std::expected<void, PortError> monitorsChanged(const std::vector<Monitor>& monitors) = 0;
 
   virtual bool isDirty() const = 0;
-  /// Asks for what has changed and says what that is, in the image's coordinates. The pixels may still be on
-  /// their way: the image tells when its rows have arrived.
+  /// Requests the changed pixels and returns where they are, in the image's coordinates. The pixels may
+  /// arrive later: the image waits for its rows.
   virtual DirtyRegion refresh() = 0;
-  /// Waits until all of it has arrived.
+  /// Waits for all requested pixels.
   virtual std::expected<void, PortError> finish() = 0;
 
-  /// What the image shows of the root.
+  /// The part of the root that the image shows.
   virtual PixelRect area() const = 0;
   virtual SharedImage& image() = 0;
 };
 
-/// X has no picture of several windows together.
+/// The error for a filter that X cannot serve: it has no image of several windows together.
 PortError noApplicationCapture();
 
 std::expected<std::unique_ptr<CaptureSource>, PortError> makeDisplaySource(X11Connection& connection,

@@ -9,12 +9,12 @@
 
 namespace quorl {
 
-/// The pointer's image and place, which no grab of the screen contains.
+/// The pointer's image and position. Images of the screen do not contain it.
 ///
 /// *Queue*: the connection's thread.
 class CursorOverlay {
  public:
-  /// Notes an event that concerns the cursor; false for any other.
+  /// Takes an event that concerns the cursor. False for any other.
   bool handle(const void* event, const X11Connection& connection);
 
   /// Selects the events of new cursor images and of pointer motion, or removes the selection.
@@ -32,11 +32,11 @@ class CursorOverlay {
 
   /// Where the image lies on the root; empty when nothing of it can be seen.
   PixelRect bounds() const { return bounds_; }
-  /// Rises with every visible change.
+  /// Increases with every visible change.
   std::uint64_t generation() const { return generation_; }
 
-  /// Draws the image into the pixels of `area` of the root (blue, green, red, unused), keeping what was there
-  /// for `takeOff`.
+  /// Draws the image into the pixels of `area` of the root (blue, green, red, unused), and keeps the pixels
+  /// under it for `takeOff`.
   void putOn(std::uint8_t* pixels, std::size_t stride, const PixelRect& area);
   void takeOff();
 

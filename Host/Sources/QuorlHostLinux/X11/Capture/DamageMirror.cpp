@@ -11,16 +11,16 @@ namespace quorl {
 
 namespace {
 
-/// Up to this many pixels the rectangle around all changes is fetched as it is; above, asking for the exact
-/// rectangles first (one more round trip) costs less than the pixels between them.
+/// In pixels. Up to this size the rectangle around all changes is fetched. Above it, one more round trip for
+/// the exact rectangles costs less than the pixels between them.
 constexpr long worthAsking = 65'536;
 
 }  // namespace
 
 DamageMirror::DamageMirror(X11Connection& connection, std::uint32_t watched) : connection_(connection) {
   damage_ = xcb_generate_id(connection.xcb());
-  // The rectangle around all changes, reported as it grows: one event for a small change, with its place, and
-  // few for a flood of them.
+  // The server reports the rectangle around all changes as it grows: one event for a small change, few for a
+  // flood.
   xcb_damage_create(connection.xcb(), damage_, watched, XCB_DAMAGE_REPORT_LEVEL_BOUNDING_BOX);
   region_ = xcb_generate_id(connection.xcb());
   xcb_xfixes_create_region(connection.xcb(), region_, 0, nullptr);
@@ -55,7 +55,7 @@ bool DamageMirror::handle(const void* event) {
 }
 
 DirtyRegion DamageMirror::refresh() {
-  // The server forgets the damage before the pixels are read: what changes in between is reported again.
+  // The server clears the damage before the pixels are read, so a change in between is reported again.
   const DirtyRegion damaged = takeDamage();
   DirtyRegion dirty;
   for (const auto& rect : damaged.rects()) {

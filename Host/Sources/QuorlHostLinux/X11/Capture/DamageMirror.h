@@ -11,31 +11,31 @@
 
 namespace quorl {
 
-/// Keeps an image of an area of a drawable, fetching only what the server says has changed.
+/// Keeps an image of an area of a drawable, and fetches only what the server reports as changed.
 ///
 /// *Queue*: the connection's thread.
 /// *Ownership*: owns the server's damage object and region, and the image.
 /// *Lifetime*: ends before its connection.
 class DamageMirror {
  public:
-  /// Changes are watched on `watched`, a window.
+  /// Watches the window `watched` for changes.
   DamageMirror(X11Connection& connection, std::uint32_t watched);
   ~DamageMirror();
   DamageMirror(const DamageMirror&) = delete;
   DamageMirror& operator=(const DamageMirror&) = delete;
 
-  /// Reads from now on `area` of `drawable`, whose origin is that of the watched window; all of it is dirty.
+  /// Shows `area` of `drawable`, whose origin is that of the watched window. All of it becomes dirty.
   std::expected<void, PortError> show(std::uint32_t drawable, const PixelRect& area);
 
-  /// Notes a damage event; false when it is not about the watched window.
+  /// Takes a damage event. False for any other event or window.
   bool handle(const void* event);
 
   bool isDirty() const { return isWholeDirty_ || !reported_.isEmpty(); }
 
-  /// Asks for what has changed and says what that is, in the image's coordinates. The pixels may still be on
-  /// their way: the image tells when its rows have arrived.
+  /// Requests the changed pixels and returns where they are, in the image's coordinates. The pixels may
+  /// arrive later: the image waits for its rows.
   DirtyRegion refresh();
-  /// Waits until all of it has arrived.
+  /// Waits for all requested pixels.
   std::expected<void, PortError> finish();
 
   SharedImage& image() { return *image_; }

@@ -46,7 +46,7 @@ class DisplaySource final : public CaptureSource {
   }
 
   std::expected<void, PortError> show(Monitor monitor) {
-    // A monitor may reach beyond the root; what lies there cannot be read.
+    // A monitor may reach beyond the root, where no pixels can be read.
     const PixelSize root = connection_.rootSize();
     monitor.bounds = monitor.bounds.intersectionWith(PixelRect::of(root));
     if (monitor.bounds.isEmpty()) return std::unexpected(PortError{"the display shows nothing"});

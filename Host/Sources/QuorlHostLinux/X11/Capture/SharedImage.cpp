@@ -64,8 +64,7 @@ std::expected<void, PortError> SharedImage::allocate() {
     return {};
   }
   const std::uint32_t segment = xcb_generate_id(connection_.xcb());
-  // XCB takes the descriptor over and closes it once it is sent. A server that is not on this machine
-  // refuses.
+  // XCB owns the descriptor and closes it after sending. A server on another machine refuses.
   const XcbReply<xcb_generic_error_t> refused(xcb_request_check(
       connection_.xcb(), xcb_shm_attach_fd_checked(connection_.xcb(), segment, descriptor, 0)));
   if (!refused && connection_.isAlive()) segment_ = segment;
@@ -78,8 +77,8 @@ std::vector<SharedImage::Piece> SharedImage::layOut(std::span<const PixelRect> r
   for (const auto& rect : rects) {
     const std::size_t need =
         static_cast<std::size_t>(rect.width) * static_cast<std::size_t>(rect.height) * bytesPerPixel;
-    // The extension writes an image without gaps between its rows, so only whole rows land in place; past
-    // half of the width these are cheaper than a copy.
+    // The extension writes an image without gaps between its rows, so only whole rows arrive in place. Past
+    // half of the width they cost less than a copy.
     if (rect.width * 2 > size_.width || next + need > length_) {
       addBands(pieces, {0, rect.y, size_.width, rect.height});
     } else {
@@ -91,7 +90,7 @@ std::vector<SharedImage::Piece> SharedImage::layOut(std::span<const PixelRect> r
   return pieces;
 }
 
-// Each band is half of what is left: the next arrives while one is used, and the messages are few.
+// Each band is half of the rest: the next arrives while one is used, and there are few requests.
 void SharedImage::addBands(std::vector<Piece>& pieces, const PixelRect& rect) const {
   const int fewest = std::max(1, static_cast<int>(smallestBand / stride()));
   for (int top = 0; top < rect.height;) {
@@ -111,7 +110,7 @@ void SharedImage::request(std::uint32_t drawable, int x, int y, std::span<const 
   }
   arriving_ = layOut(rects);
   arrived_ = 0;
-  // Nobody may draw between two pieces, or a picture would be torn where they meet.
+  // No client may draw between two pieces, or the picture would be torn where they meet.
   const bool isInPieces = arriving_.size() > 1;
   if (isInPieces) xcb_grab_server(connection_.xcb());
   for (auto& piece : arriving_) {

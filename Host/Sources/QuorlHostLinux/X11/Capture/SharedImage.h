@@ -12,7 +12,7 @@
 namespace quorl {
 
 /// A copy of a drawable's pixels (blue, green, red, unused; rows from the top), filled rectangle by
-/// rectangle. The server writes straight into it where it can (MIT-SHM 1.2 with a memory descriptor), else
+/// rectangle. The server writes into it directly if it can (MIT-SHM 1.2 with a memory descriptor). Otherwise
 /// pixels come over the connection.
 ///
 /// Large rectangles arrive in bands from the top, so that the first can be used while the server copies the
@@ -29,17 +29,16 @@ class SharedImage {
   SharedImage(const SharedImage&) = delete;
   SharedImage& operator=(const SharedImage&) = delete;
 
-  /// Asks for `rects` of the image, whose origin lies at `x`, `y` of `drawable`. All must lie in the image
-  /// and in the drawable. What the server writes itself shows one moment of it. Nothing may be on its way
-  /// still.
+  /// Requests `rects` of the image, whose origin is at `x`, `y` of `drawable`. All must be inside the image
+  /// and the drawable. Through shared memory they show one moment. No earlier request may be pending.
   void request(std::uint32_t drawable, int x, int y, std::span<const PixelRect> rects);
-  /// Waits until nothing above the row `bottom` is on its way.
+  /// Waits for all requested rows above `bottom`.
   void awaitRows(int bottom);
-  /// Waits until all has arrived; the error tells that some never will.
+  /// Waits for everything requested. An error when a part of it could not be read.
   std::expected<void, PortError> awaitAll();
 
   PixelSize size() const { return size_; }
-  /// One row beyond the last may be read.
+  /// The memory holds one more row, which may be read.
   std::uint8_t* pixels() const { return memory_; }
   std::size_t stride() const { return static_cast<std::size_t>(size_.width) * bytesPerPixel; }
 
@@ -49,7 +48,7 @@ class SharedImage {
   struct Piece {
     PixelRect rect;
     std::size_t offset;  // in the segment
-    bool inPlace;        // whole rows land where they belong; others are copied there
+    bool inPlace;        // whole rows arrive in place; others are copied
     unsigned sequence = 0;
   };
 
@@ -65,11 +64,11 @@ class SharedImage {
   PixelSize size_;
   std::uint8_t* memory_ = nullptr;
   std::size_t length_ = 0;
-  std::size_t scratch_ = 0;    // where pieces that are copied land first
-  std::uint32_t segment_ = 0;  // the server's name for the memory; 0: not shared
+  std::size_t scratch_ = 0;    // offset where pieces that are copied arrive
+  std::uint32_t segment_ = 0;  // the server's ID of the memory; 0: not shared
 
   std::vector<Piece> arriving_;  // from the top
-  std::size_t arrived_ = 0;      // so many of these
+  std::size_t arrived_ = 0;      // how many of these have arrived
   bool isComplete_ = true;
 };
 

@@ -11,8 +11,8 @@ namespace quorl {
 
 namespace {
 
-/// One window with its frame, also where others cover it: the server draws it into a pixmap of its own
-/// (COMPOSITE, automatic redirection). Each mapping and each new size makes a new pixmap; while the window is
+/// One window with its frame, including parts that others cover: the server draws it into a pixmap
+/// (COMPOSITE, automatic redirection). Each mapping and each new size makes a new pixmap. While the window is
 /// not mapped, the last one stays.
 class WindowSource final : public CaptureSource {
  public:
@@ -102,11 +102,11 @@ class WindowSource final : public CaptureSource {
         xcb_request_check(connection_.xcb(),
                           xcb_composite_name_window_pixmap_checked(connection_.xcb(), place_.frame, pixmap)));
     if (refused) {
-      // Not mapped: the last picture stays, if there is one.
+      // Not mapped. The last picture stays, if there is one.
       if (pixmap_ != 0) return {};
       return std::unexpected(PortError{"the window is not shown on the screen", refused->error_code});
     }
-    // The pixmap is asked, not the last event: a newer size may be on its way to us.
+    // The size of the pixmap counts, not that of the last event: a newer event may be pending.
     const XcbReply<xcb_get_geometry_reply_t> size(
         xcb_get_geometry_reply(connection_.xcb(), xcb_get_geometry(connection_.xcb(), pixmap), nullptr));
     if (!size) return closed();

@@ -14,7 +14,7 @@ namespace quorl {
 
 namespace {
 
-/// Larger pictures are refused: no encoder takes them, and their memory is ours.
+/// In pixels. Larger pictures are refused: no encoder takes them, and they cost memory.
 constexpr int largestSide = 16'384;
 
 std::expected<void, PortError> checked(const CaptureSettings& settings) {
@@ -66,7 +66,7 @@ class X11CaptureStream final : public CaptureStream {
 
 }  // namespace
 
-/// Answers questions about what could be captured, on a thread and a connection apart from the captures'.
+/// Answers queries about content and geometry, on a thread and a connection of its own.
 class X11ScreenCapture::Contents final : public X11Loop::Client {
  public:
   explicit Contents(X11DisplayName displayName) {

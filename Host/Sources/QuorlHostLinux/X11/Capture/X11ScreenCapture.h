@@ -8,11 +8,11 @@
 
 namespace quorl {
 
-/// The screen of an X display. One that is absent at the start is looked for again with every question; one
-/// that goes away ends its streams with `stopped`, and the next question looks for it again.
+/// The screen of an X display. While there is no display, every query tries to connect. A display that goes
+/// away ends its streams with `stopped`.
 ///
-/// *Queue*: see `ScreenCapture`. Two threads of its own with a connection each: pictures do not wait for
-/// questions.
+/// *Queue*: see `ScreenCapture`. Owns two threads with a connection each, so that pictures do not wait for
+/// queries.
 /// *Lifetime*: streams may outlive it.
 class X11ScreenCapture final : public ScreenCapture {
  public:

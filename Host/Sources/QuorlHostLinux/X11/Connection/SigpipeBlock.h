@@ -5,7 +5,7 @@
 
 namespace quorl {
 
-/// Keeps a SIGPIPE that this thread causes from ending the process: XCB writes with writev, which signals
+/// Keeps a SIGPIPE of this thread from ending the process: XCB writes with writev, which raises the signal
 /// when the server has gone.
 ///
 /// *Queue*: one thread, in a scope.

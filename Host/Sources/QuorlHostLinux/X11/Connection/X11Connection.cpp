@@ -31,7 +31,7 @@ X11DisplayName displayNameFromEnvironment() {
 
 namespace {
 
-// One at a time: the library below looks the credentials up in a buffer that all threads share (XauFileName).
+// One at a time: libXau looks up the credentials in a buffer that all threads share (XauFileName).
 xcb_connection_t* connectTo(const std::string& display, int& screen) {
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
@@ -60,8 +60,8 @@ std::expected<std::unique_ptr<X11Connection>, PortError> X11Connection::open(con
 
 X11Connection::~X11Connection() {
   const SigpipeBlock noSignal;
-  // A server that finds its client gone while it has something to tell it drops the requests it has not read
-  // yet: a key let go last would stay down. An answer shows that all of them were carried out.
+  // If a server fails to write to a client that has gone, it drops the client's unread requests: a key
+  // released last would stay down. A reply shows that all requests were executed.
   const XcbReply<xcb_get_input_focus_reply_t> carriedOut(
       xcb_get_input_focus_reply(xcb_, xcb_get_input_focus(xcb_), nullptr));
   xcb_disconnect(xcb_);
@@ -142,8 +142,8 @@ void X11Connection::readExtensions() {
                  .xkb = {},
                  .xinput = find(xcb_input_id),
                  .resource = find(xcb_res_id)};
-  // Every extension wants its version asked before its first request; a missing one must not be asked, which
-  // would end the connection.
+  // Every extension requires a version query before its first request. A query to a missing extension would
+  // end the connection.
   const auto keepIf = [this](X11Extension& extension, auto query, auto readReply, auto suffices) {
     if (!extension.present) return;
     const auto cookie = query(xcb_);

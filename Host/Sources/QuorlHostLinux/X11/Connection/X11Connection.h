@@ -16,8 +16,8 @@ struct xcb_connection_t;
 
 namespace quorl {
 
-/// Names the display to use, asked at each attempt to connect, so that one that appears later is found.
-/// Nothing: there is none.
+/// Returns the name of the display, or nothing when there is none. Called for each attempt to connect, so
+/// that a display that appears later is found.
 using X11DisplayName = std::function<std::optional<std::string>()>;
 
 /// The display that the environment names in `DISPLAY`.
@@ -29,7 +29,7 @@ struct X11Extension {
   std::uint8_t majorOpcode = 0;
 };
 
-/// What the server offers; `present` says that the version we need is there, too.
+/// The extensions of the server. `present` includes the version we need.
 struct X11Extensions {
   X11Extension randr;      // 1.5: monitors
   X11Extension shm;        // 1.2: segments passed as descriptors
@@ -42,15 +42,15 @@ struct X11Extensions {
   X11Extension resource;   // 1.2: process ids
 };
 
-/// One connection to an X server, with what is asked once: extensions, the root, atoms.
+/// One connection to an X server, with its extensions, root and atoms, which are read once.
 ///
 /// *Queue*: one thread at a time.
 /// *Ownership*: owns the connection and its descriptor (close-on-exec).
-/// *Lifetime*: stays usable, without effect, after the server has gone: requests do nothing and replies are
-/// absent. It never comes back to life.
+/// *Lifetime*: may still be used after the server has gone: requests do nothing and replies are absent. It
+/// does not reconnect.
 class X11Connection {
  public:
-  /// Waits for the server's greeting and its extensions.
+  /// Waits for the server's setup and its extensions.
   static std::expected<std::unique_ptr<X11Connection>, PortError> open(const X11DisplayName& name);
   ~X11Connection();
   X11Connection(const X11Connection&) = delete;
@@ -70,7 +70,7 @@ class X11Connection {
   /// The size of the root now; 0 x 0 when the server has gone.
   PixelSize rootSize() const;
 
-  /// Interned once, then remembered; 0 when the server has gone.
+  /// Interned once. 0 when the server has gone.
   std::uint32_t atom(const std::string& name);
 
   /// True when 32-bit pixels of the root are stored as blue, green, red, unused.

@@ -47,7 +47,8 @@ void X11Loop::run() {
     dropIfDead();
     if (connection_) {
       xcb_flush(connection_->xcb());
-      // Replies read in the turn may have brought events along, for which the descriptor stays silent.
+      // Reading replies in the turn may have queued events, for which the descriptor does not become
+      // readable.
       XcbReply<xcb_generic_event_t> event(xcb_poll_for_queued_event(connection_->xcb()));
       if (event) {
         client_.handle(event.get());

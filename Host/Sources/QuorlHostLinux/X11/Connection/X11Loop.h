@@ -16,13 +16,12 @@ namespace quorl {
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
-/// A thread with a connection: waits for tasks, for the server's events and for one deadline, and sleeps
-/// otherwise.
+/// A thread with a connection. It waits for tasks, for events of the server and for one deadline.
 ///
 /// *Queue*: `post` from any thread; everything else, and every call to the client, on the loop's thread.
 /// *Ownership*: owns the thread and the connection.
-/// *Lifetime*: destruction waits for the piece of work that is running; tasks still pending are destroyed
-/// without running. The client outlives the loop.
+/// *Lifetime*: destruction waits for the task that is running. Pending tasks are destroyed without running.
+/// The client outlives the loop.
 class X11Loop {
  public:
   class Client {
@@ -31,7 +30,7 @@ class X11Loop {
     virtual void connected(X11Connection& connection) = 0;
     /// An event of the server; `event` points to an xcb_generic_event_t.
     virtual void handle(const void* event) = 0;
-    /// Comes after every batch of events and tasks; says when to come again without any.
+    /// Called after every batch of events and tasks. Returns when to call it again without any.
     virtual std::optional<SteadyTime> turn() = 0;
     /// The server has gone, or the loop ends. The connection is destroyed afterwards.
     virtual void lost() = 0;
@@ -46,7 +45,7 @@ class X11Loop {
   void post(Task task);
   std::shared_ptr<Waker> waker() const { return tasks_.waker(); }
 
-  /// Connects if there is no connection.
+  /// Connects if there is no connection, and waits for that.
   std::expected<X11Connection*, PortError> connection();
 
   /// How often the thread has woken up, for tests of idleness.

@@ -26,7 +26,7 @@ void appendKeySymMap(std::vector<std::uint8_t>& out, const KeySymbols& symbols) 
   const auto last = std::find_if(symbols.rbegin(), symbols.rend(), [](auto symbol) { return symbol != 0; });
   const std::size_t groups = static_cast<std::size_t>(symbols.rend() - last + 1) / 2;
   xcb_xkb_key_sym_map_t map{};
-  // The width has to be that of the widest type, and each group has as many places for symbols.
+  // The width must be that of the widest type. Each group has that many places for symbols.
   std::uint8_t width = groups == 0 ? 0 : 1;
   for (std::size_t group = 0; group < groups; ++group) {
     const bool hasTwo = symbols[group * 2 + 1] != 0;
@@ -45,7 +45,7 @@ void appendKeySymMap(std::vector<std::uint8_t>& out, const KeySymbols& symbols) 
   out.insert(out.end(), bytes, bytes + body.size() * sizeof(std::uint32_t));
 }
 
-/// The part of a map reply behind its head: with keysyms asked alone, a list of KEYSYMMAP.
+/// The part of a map reply after its header: a list of KEYSYMMAP, since only keysyms are requested.
 std::span<const std::uint8_t> bodyOf(const xcb_xkb_get_map_reply_t& reply) {
   const std::size_t total = 32 + std::size_t{reply.length} * 4;
   if (total < sizeof reply) return {};

@@ -11,10 +11,10 @@
 namespace quorl {
 
 // The requests of the X Keyboard Extension ("The X Keyboard Extension: Protocol Specification", version 1.0)
-// that XCB's generated header does not offer to C++: it names a field `explicit`. All of them are about the
-// core keyboard. Not through Xlib, whose answer to a lost server is to end the process.
+// that XCB's generated header does not offer to C++: it names a field `explicit`. All concern the core
+// keyboard. Xlib is no alternative: it ends the process when the server is lost.
 
-/// Asks for the extension; not present when the server lacks it.
+/// Initialises the extension. Not present when the server lacks it.
 X11Extension useXkb(xcb_connection_t* xcb);
 
 struct XkbState {
@@ -33,11 +33,11 @@ void lockXkbGroup(xcb_connection_t* xcb, std::uint8_t group);
 /// Keysyms of a key: for each of the four groups one without and one with Shift. All 0: the key has none.
 using KeySymbols = std::array<std::uint32_t, 8>;
 
-/// Changes the keysyms of several keys in one request, so that every client hears of one change. The keys in
-/// between keep theirs. Waits for the server; false when nothing was changed.
+/// Changes the keysyms of several keys in one request, so that clients receive one event. Keys in between
+/// keep theirs. Waits for the server. False when nothing was changed.
 bool setKeySyms(xcb_connection_t* xcb, const std::map<std::uint8_t, KeySymbols>& keys);
 
-/// Asks for the events that say that the keyboard or its map changed (`isXkbMapEvent`).
+/// Selects the events of changes of the keyboard or its map (`isXkbMapEvent`).
 void selectXkbMapEvents(xcb_connection_t* xcb);
 bool isXkbMapEvent(const void* event, const X11Extension& xkb);
 

@@ -26,7 +26,7 @@ std::vector<Monitor> rootAlone(X11Connection& connection) {
   return {{"screen", {0, 0, size.width, size.height}, true}};
 }
 
-// The end when there are no monitors.
+// Returns the end when there are no monitors.
 std::vector<Monitor>::const_iterator mainOf(const std::vector<Monitor>& monitors) {
   auto main = std::ranges::find_if(monitors, &Monitor::isPrimary);
   if (main == monitors.end()) {

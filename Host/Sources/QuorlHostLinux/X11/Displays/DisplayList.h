@@ -21,8 +21,8 @@ struct Monitor {
 /// The active monitors (RandR 1.5); without RandR the root alone, named "screen". Waits for the server.
 std::vector<Monitor> readMonitors(X11Connection& connection);
 
-/// The same number for the same name on every start: FNV-1a, 32 bits, never 0. The server's own numbers
-/// change with each of its runs.
+/// FNV-1a, 32 bits, never 0: the same number for a name on every start. The server's own numbers change when
+/// it restarts.
 std::uint32_t displayIDOf(std::string_view monitorName);
 
 /// A pixel of the root.
@@ -41,10 +41,10 @@ RootPosition originOf(const std::vector<Monitor>& monitors);
 /// pixels.
 PointRect pointsOf(const PixelRect& rect, RootPosition origin);
 
-/// Displays as the host shows them.
+/// The monitors in global points.
 std::vector<ShareableDisplay> displaysOf(const std::vector<Monitor>& monitors);
 
-/// Asks for the events that say that monitors may have changed (`isMonitorEvent`).
+/// Selects the events after which monitors may have changed (`isMonitorEvent`).
 void selectMonitorEvents(X11Connection& connection);
 bool isMonitorEvent(const void* event, const X11Connection& connection);
 

@@ -62,7 +62,7 @@ std::string latin1ToUTF8(const std::string& text) {
   return result;
 }
 
-/// WM_CLASS holds two texts, each with a zero behind it: instance and class.
+/// WM_CLASS contains two texts, instance and class, each terminated by a zero.
 std::string classOf(const std::string& wmClass) {
   const auto first = wmClass.find('\0');
   if (first == std::string::npos) return wmClass;
@@ -172,7 +172,7 @@ std::vector<CatalogWindow> readWindows(X11Connection& connection) {
 std::optional<WindowPlace> findPlace(X11Connection& connection, std::uint32_t window) {
   xcb_connection_t* xcb = connection.xcb();
   WindowPlace place{.frame = window};
-  // The tree of a hostile client may be deep; a window manager's is not.
+  // A hostile client may make a deep tree; a window manager does not.
   constexpr int deepest = 16;
   for (int depth = 0;; ++depth) {
     const XcbReply<xcb_query_tree_reply_t> tree(
@@ -187,7 +187,7 @@ std::optional<WindowPlace> findPlace(X11Connection& connection, std::uint32_t wi
       xcb_get_window_attributes_reply(xcb, attributesCookie, nullptr));
   const XcbReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(xcb, geometryCookie, nullptr));
   if (!attributes || !geometry) return std::nullopt;
-  // The frame is the root's child: its geometry is that of its outer corner.
+  // The frame is a child of the root, so its position is that of its outer corner on the root.
   place.borderWidth = geometry->border_width;
   place.bounds = {geometry->x, geometry->y, geometry->width + 2 * geometry->border_width,
                   geometry->height + 2 * geometry->border_width};

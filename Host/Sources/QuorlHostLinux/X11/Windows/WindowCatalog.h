@@ -21,16 +21,16 @@ struct WindowPlace {
 };
 
 struct CatalogWindow {
-  std::uint32_t window = 0;  // the client's own: it survives the window manager, the frame does not
+  std::uint32_t window = 0;  // the client's own; the frame ends with the window manager
   WindowPlace place;
   std::int32_t pid = 0;
   std::string title;       // valid UTF-8
   std::string className;   // WM_CLASS, second part
-  bool isRegular = false;  // an application's window, as a task bar would show it
+  bool isRegular = false;  // a window that a task bar would show
 };
 
-/// All windows under the window manager's care, front to back; without one, the root's own viewable windows.
-/// Waits for the server.
+/// All windows that the window manager manages, front to back. Without a window manager, the viewable
+/// children of the root. Waits for the server.
 std::vector<CatalogWindow> readWindows(X11Connection& connection);
 
 /// Nothing when the window is gone.
