@@ -36,7 +36,7 @@ struct Pipe {
   }
 };
 
-/// What is set up in the child before the program begins.
+/// The setup of the child before the program starts.
 class SpawnPlan {
  public:
   SpawnPlan(int output, int error) {
@@ -72,7 +72,7 @@ class SpawnPlan {
   posix_spawnattr_t attributes_;
 };
 
-/// Takes in what is there. The end of the file closes the descriptor.
+/// Reads what is available. Closes the descriptor at the end of the file.
 void drain(Descriptor& descriptor, std::string& text) {
   std::array<char, 65'536> buffer;
   const ssize_t count = read(descriptor.get(), buffer.data(), buffer.size());
@@ -85,7 +85,7 @@ void drain(Descriptor& descriptor, std::string& text) {
   text.append(buffer.data(), std::min(room, static_cast<std::size_t>(count)));
 }
 
-/// Collects both streams until they end and the program has; says whether that was in time.
+/// Reads both streams until they and the program end. Returns whether that was in time.
 bool collect(Descriptor& output, Descriptor& error, int process, ToolResult& result,
              Clock::time_point deadline) {
   bool hasEnded = process < 0;

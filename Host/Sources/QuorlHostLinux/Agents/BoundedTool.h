@@ -12,9 +12,9 @@ enum class ToolEnd : std::uint8_t { exited, timedOut, notStarted };
 
 struct ToolResult {
   ToolEnd end = ToolEnd::notStarted;
-  int exitStatus = -1;  // of a tool that exited by itself; -1 after a signal
+  int exitStatus = -1;  // of a tool that exited; -1 after a signal
   std::string output;   // the first 4 MiB
-  std::string error;    // likewise; why, of a tool that was not started
+  std::string error;    // likewise; the reason, for a tool that was not started
 };
 
 /// Runs a program without a shell and waits for it, for `limit` at most: then it is killed. The first

@@ -49,7 +49,8 @@ void fill(SessionFiles::Entry& entry, const struct stat& facts) {
   entry.fileID = facts.st_ino;
 }
 
-/// Where an open descriptor leads, whatever has happened to the path since (Linux manual, proc(5)).
+/// The current path of an open descriptor, even if the path it was opened by has changed (Linux manual,
+/// proc(5)).
 std::string pathOf(int descriptor) {
   return "/proc/self/fd/" + std::to_string(descriptor);
 }
@@ -80,7 +81,7 @@ std::expected<Bytes, PortError> readAt(int descriptor, std::uint64_t offset, std
 
 HomeSessionFiles::HomeSessionFiles(std::string home) : home_(std::move(home)) {}
 
-/// A file counts where it lies below its own folder or below the home directory, links resolved.
+/// A file is accepted if it is below its own folder or below the home directory, with links resolved.
 bool HomeSessionFiles::mayRead(const std::string& canonical, const std::string& directory) {
   const std::optional<std::string> folder = resolved(directory);
   if (folder && isBeneath(canonical, *folder)) return true;

@@ -7,8 +7,8 @@
 
 namespace quorl {
 
-/// Session files from the file system. A file is looked at before it is opened, and what was looked at is
-/// what is opened, so that neither a FIFO nor a device is ever opened and no link can be put in between.
+/// Session files from the file system. A file is checked before it is opened, and the checked file is the one
+/// opened, so that no FIFO or device is ever opened and no link can be swapped in.
 ///
 /// *Queue*: any, also several at once.
 class HomeSessionFiles final : public SessionFiles {

@@ -21,10 +21,10 @@ namespace quorl {
 
 namespace {
 
-/// An environment is read no further.
+/// The most bytes read of an environment.
 constexpr std::size_t environmentLimit = 256 * 1024;
 
-/// Generations between a kitty and the programs in its windows: it may have them started by a helper.
+/// Generations between kitty and the programs in its windows, which a helper may start.
 constexpr int generationLimit = 3;
 
 enum class Owner : std::uint8_t { thisUser, anybody };
@@ -71,7 +71,7 @@ bool descends(std::optional<ProcText::Stat> stat, pid_t ancestor) {
 
 KittyTerminals::KittyTerminals(Settings settings) : settings_(std::move(settings)), rests_(settings_.rest) {}
 
-// A known instance stays one, also when none of its children has the variable any more.
+// A known instance stays known even if none of its children has the variable any more.
 std::set<std::string> KittyTerminals::socketsOf(const Windows& known) const {
   std::set<std::string> sockets;
   for (const auto& [tty, window] : known) sockets.insert(window.socket);
@@ -86,7 +86,7 @@ void KittyTerminals::complain(const std::string& socket, std::string_view what, 
     const std::lock_guard lock(lock_);
     if (!complainedOf_.insert(socket).second) return;
   }
-  // Not as denied: what the core then shows the user is about another system's settings.
+  // Not reported as denied: the core's message then names settings of another system.
   report(
       {.denied = false, .description = fmt::format("kitty {} on {}", what, ProcText::commandLine(socket))});
 }
@@ -108,7 +108,7 @@ KittyTerminals::Asked KittyTerminals::ask(const std::string& socket, pid_t serve
               .description = fmt::format("kitty does not answer on {}", ProcText::commandLine(socket))});
       return {};
   }
-  // What was typed is answered so, and so is everything by an instance that ends meanwhile.
+  // Typed text has no answer, nor has a request to an instance that ends meanwhile.
   if (result.answer.empty()) return {.answer = Answer::done, .server = result.server};
   std::optional<KittyText::Reply> reply = KittyText::parseReply(result.answer);
   if (!reply) {
@@ -127,7 +127,7 @@ KittyTerminals::Windows KittyTerminals::windowsOn(const std::string& socket, con
   Asked asked;
   if (!rests_.holds(socket)) asked = ask(socket, 0, KittyText::listCommand(), report);
   if (rests_.holds(socket)) {
-    // Its tabs are not gone: they cannot be asked for.
+    // Its tabs still exist, but cannot be listed.
     for (const auto& [tty, window] : known)
       if (window.socket == socket) windows.emplace(tty, window);
     return windows;
@@ -183,7 +183,7 @@ std::optional<KittyTerminals::Window> KittyTerminals::windowOf(const std::string
     if (known == windows_.end()) return std::nullopt;
     window = known->second;
   }
-  // What is known may be old: the device may have become another window's.
+  // The list may be out of date: the device may belong to another window now.
   if (terminalOf(statOf(window.child)) != tty) return std::nullopt;
   return window;
 }

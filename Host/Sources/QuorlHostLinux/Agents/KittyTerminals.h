@@ -20,23 +20,22 @@
 
 namespace quorl {
 
-/// The windows of the user's kitty instances, each instance by the socket it takes remote control on. A
-/// window takes any bytes, so all are of the kind `iterm`.
+/// The windows of the user's kitty instances. The remote-control socket identifies an instance. A window
+/// takes any bytes, so all are of the kind `iterm`.
 ///
-/// The sockets are those that the environments of kitty's own child processes name. A child has its
-/// environment only once its kitty answers, which a command line or a folder of sockets would not say. The
-/// device of a window is that of the process in it, and that process must descend from the one that listens:
-/// what runs in another namespace counts by other numbers.
+/// The environments of kitty's child processes name the sockets. A child has its environment only once its
+/// kitty answers; a command line or a folder of sockets would not show that. The device of a window is that
+/// of its process, which must descend from the listening process: process numbers of another namespace mean
+/// other processes.
 ///
-/// Each exchange is bounded in time and size; an instance that did not answer rests for a while. An instance
-/// that refuses is told of once.
+/// Each exchange is bounded in time and size. An instance that did not answer is skipped for a while. A
+/// refusal is reported once per instance.
 ///
 /// *Queue*: any, also several at once; the lock is not held while an instance answers.
 class KittyTerminals final : public TerminalScripting {
  public:
   struct Settings {
-    /// The processes on terminals whose parents may be kitty; while there are none, nothing else is looked
-    /// at.
+    /// The processes on terminals whose parents may be kitty. While there are none, nothing else is read.
     std::function<std::vector<std::int32_t>()> children;
     std::chrono::milliseconds limit = std::chrono::seconds(1);
     std::chrono::milliseconds rest = std::chrono::seconds(30);

@@ -19,8 +19,8 @@ constexpr std::string_view closing = "\x1b\\";
 /// Bytes typed by one command: kitty drops commands of more than 64 KiB.
 constexpr std::size_t bytesPerCommand = 16'384;
 
-/// `rest`: more members, each with its leading comma. The version is the lowest that is needed; kitty refuses
-/// ones above its own.
+/// `rest`: more members, each with a leading comma. The version is the lowest that has these commands; kitty
+/// refuses versions above its own.
 std::string command(std::string_view name, std::string_view rest = {}) {
   return fmt::format(R"({}{{"cmd":"{}","version":[0,14,2]{}}}{})", opening, name, rest, closing);
 }
@@ -76,7 +76,7 @@ bool readWindow(JsonReader& reader, std::vector<Window>& windows) {
   return true;
 }
 
-/// The elements of the member `name` of each object in a list; all other members are passed over.
+/// The elements of the member `name` of each object in a list; all other members are skipped.
 template <typename Element>
 bool eachIn(JsonReader& reader, std::string_view name, const Element& element) {
   return eachElement(reader, [&] {
@@ -85,8 +85,8 @@ bool eachIn(JsonReader& reader, std::string_view name, const Element& element) {
   });
 }
 
-/// A byte that is no UTF-8, in the name of some program's folder, is written as half of a surrogate pair,
-/// which no strict reader takes. None of the texts is wanted, so whole pairs go too.
+/// kitty writes a byte that is no UTF-8, such as in a folder's name, as an unpaired surrogate, which no
+/// strict reader accepts. None of these texts is needed, so all surrogates are removed.
 std::string withoutSurrogates(std::string_view json) {
   std::string text(json);
   constexpr std::string_view halves = "89abcdefABCDEF";

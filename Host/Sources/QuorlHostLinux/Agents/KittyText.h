@@ -11,9 +11,8 @@
 
 namespace quorl {
 
-/// The texts that kitty is sent and answers (kitty's remote control protocol: JSON in a device control
-/// string, the listings JSON in that JSON again). Pure; the answers are as hostile as the process that gave
-/// them.
+/// Requests to kitty and its answers (kitty's remote control protocol: JSON in a device control string;
+/// listings are JSON in a string of that JSON). Pure. The answers may be hostile.
 namespace KittyText {
 
 /// The local socket that a process's environment, "NAME=value" each ended by a NUL, names for the kitty it
@@ -24,22 +23,22 @@ enum class Extent : std::uint8_t { screen, screenAndHistory };
 
 std::string listCommand();
 std::string textCommand(std::int64_t window, Extent extent);
-/// As many commands as it takes, in order. The bytes arrive unchanged; kitty answers nothing but refusals.
+/// The commands that type these bytes, in order. The bytes arrive unchanged. kitty answers refusals only.
 std::string typeCommands(std::int64_t window, ByteView bytes);
 
 struct Reply {
   bool isDone = false;
-  std::string data;   // of what was done
-  std::string error;  // of what was not
+  std::string data;   // of a success
+  std::string error;  // of a failure
 };
 
 /// The first answer in a text; nothing when it does not begin with one.
 std::optional<Reply> parseReply(std::string_view text);
-/// Whether the reason is that there is no such window.
+/// Whether the failure is a window that does not exist.
 bool saysWindowIsGone(std::string_view error);
 
 struct Window {
-  std::int64_t id = 0;   // given once by each kitty
+  std::int64_t id = 0;   // unique in one kitty
   std::int32_t pid = 0;  // of the program that the window was opened for
 };
 

@@ -12,10 +12,10 @@
 namespace quorl {
 
 enum class ExchangeEnd : std::uint8_t {
-  done,      // the other side has ended its answer, which may be empty
-  absent,    // nobody listens, or not who was expected
-  timedOut,  // not taken or not answered in time
-  tooLong,   // the answer has no end within the limit
+  done,      // the answer has ended; it may be empty
+  absent,    // nothing listens, or another process than expected
+  timedOut,  // not accepted or not answered in time
+  tooLong,   // the answer exceeds the limit
 };
 
 struct ExchangeBounds {

@@ -25,7 +25,7 @@ namespace quorl {
 
 namespace {
 
-/// A command line is read no further: some programs keep whole documents in it.
+/// The most bytes read of a command line: some programs put whole documents in it.
 constexpr std::size_t commandLineLimit = 65'536;
 constexpr std::size_t statLimit = 4096;
 
@@ -99,7 +99,8 @@ std::vector<ProcessRow> ProcProcessTable::processes() {
       row.tty = terminalName(stat->terminal);
       if (const auto arguments = folder.read("cmdline")) row.command = ProcText::commandLine(*arguments);
       row.executablePath = folder.link("exe");
-      // What has ended, and the kernel's own threads, have no command line; `ps` shows their names so.
+      // Processes that have ended and threads of the kernel have no command line. `ps` prints their names
+      // like this.
       if (row.command.empty()) {
         row.command = ProcText::commandLine("[" + stat->name + "]");
       } else {
@@ -127,7 +128,7 @@ std::vector<std::int32_t> ProcProcessTable::childrenOf(std::string_view word) {
   return children;
 }
 
-// A terminal of a rarer driver is called after its device, which the kernel lists by number.
+// Terminals of rarer drivers are named after their device, which the kernel lists by number.
 std::string ProcProcessTable::terminalName(std::uint32_t device) {
   if (std::optional<std::string> name = ProcText::terminalName(device)) return *name;
   const std::lock_guard lock(lock_);
@@ -158,7 +159,7 @@ std::int32_t ProcProcessTable::ownPID() {
   return getpid();
 }
 
-// A folder that cannot be read, as some machines hide those of others, leaves the number alone to decide.
+// If the folder cannot be read (some machines hide processes of others), the number alone decides.
 bool ProcProcessTable::isSameProcess(const ProcessIdentity& process) const {
   if (process.startTime == 0) return true;
   const Descriptor root(open(root_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -173,9 +174,9 @@ bool ProcProcessTable::exists(const ProcessIdentity& process) {
   return isSameProcess(process);
 }
 
-// The descriptor comes first: only then does it help to ask which process has the number.
+// The descriptor is opened first: only then does a check of the number hold.
 void ProcProcessTable::send(ProcessSignal signal, const ProcessIdentity& process) {
-  // 0 and below would mean whole groups of processes.
+  // 0 and negative numbers mean process groups.
   if (process.pid < 1) return;
   const int number = signal == ProcessSignal::interrupt ? SIGINT : SIGTERM;
   const Descriptor held = openProcess(process.pid);

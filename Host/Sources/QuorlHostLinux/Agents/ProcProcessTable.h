@@ -12,8 +12,8 @@
 
 namespace quorl {
 
-/// The process table from /proc: no child process, and only the first look at processes without a terminal.
-/// A process that goes away while it is read is left out.
+/// The process table from /proc, without a child process. Processes without a terminal are not read further.
+/// A process that ends while it is read is omitted.
 ///
 /// *Queue*: any, also several at once.
 class ProcProcessTable final : public ProcessTable {
@@ -27,8 +27,8 @@ class ProcProcessTable final : public ProcessTable {
   bool exists(const ProcessIdentity& process) override;
   void send(ProcessSignal signal, const ProcessIdentity& process) override;
 
-  /// The processes on a terminal whose parent's name holds `word`, as they were at the latest call of
-  /// `processes`: what that has read anyway, nothing more.
+  /// The processes on a terminal whose parent's name contains `word`, as of the last call of `processes`.
+  /// Reads nothing itself.
   std::vector<std::int32_t> childrenOf(std::string_view word);
 
  private:

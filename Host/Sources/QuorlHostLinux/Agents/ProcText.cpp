@@ -34,7 +34,7 @@ std::uint64_t unsignedNumber(std::string_view field) {
 
 }  // namespace
 
-// The name may hold anything, so its end is the last parenthesis of the text.
+// The name may contain anything, so it ends at the last parenthesis of the text.
 std::optional<Stat> parseStat(std::string_view text) {
   const std::size_t open = text.find('(');
   const std::size_t close = text.rfind(')');

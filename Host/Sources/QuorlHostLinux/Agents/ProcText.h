@@ -8,8 +8,7 @@
 
 namespace quorl {
 
-/// The texts of a process's folder under /proc (Linux manual, proc(5)). Pure; the texts are as hostile as the
-/// processes are.
+/// The texts of a process's folder under /proc (Linux manual, proc(5)). Pure. The texts may be hostile.
 namespace ProcText {
 
 struct Stat {
@@ -20,11 +19,11 @@ struct Stat {
   std::uint64_t startTime = 0;  // in clock ticks since the machine's start
 };
 
-/// "/proc/PID/stat": the name stands in parentheses as field 2, the state is field 3, the parent field 4, the
+/// "/proc/PID/stat": the name, in parentheses, is field 2, the state is field 3, the parent field 4, the
 /// terminal field 7, the start field 22.
 std::optional<Stat> parseStat(std::string_view text);
 
-/// The name that `ps` prints for a terminal, where the number alone says it: "pts/3", "tty1", "ttyS0".
+/// The name that `ps` prints for a terminal, if it follows from the number: "pts/3", "tty1", "ttyS0".
 std::optional<std::string> terminalName(std::uint32_t device);
 std::uint32_t majorNumber(std::uint32_t device);
 std::uint32_t minorNumber(std::uint32_t device);
@@ -33,7 +32,7 @@ std::uint32_t minorNumber(std::uint32_t device);
 /// "?", as `ps` prints them; valid UTF-8. Empty where the process has no arguments.
 std::string commandLine(std::string_view text);
 
-/// The target of a link into the file system, without the mark of a file that was removed since.
+/// The target of a link into the file system, without the suffix for a file that was removed.
 std::string linkTarget(std::string_view target);
 
 }  // namespace ProcText

@@ -8,8 +8,8 @@
 
 namespace quorl {
 
-/// The servers that did not answer in time. Each is left alone for a while, so that one that hangs does not
-/// hold up the others at every look.
+/// The servers that did not answer in time. Each is skipped for a while, so that one that hangs does not
+/// delay the others every time.
 ///
 /// *Queue*: any, also several at once.
 class RestList {

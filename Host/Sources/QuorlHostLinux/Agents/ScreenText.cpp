@@ -8,7 +8,7 @@ namespace quorl {
 std::string screenText(std::string_view captured, std::size_t lines) {
   const std::size_t end = captured.find_last_not_of(" \t\n");
   if (end == std::string_view::npos) return {};
-  // The blanks after the last word stay: a prompt is not a prompt without them.
+  // The blanks after the last word stay: a prompt ends in one.
   captured = captured.substr(0, captured.find('\n', end));
   std::size_t start = captured.size();
   for (std::size_t count = 0; count < lines; ++count) {

@@ -7,12 +7,11 @@
 
 namespace quorl {
 
-/// What of a tab's text is looked at, at most: more lines than this cannot be compared with a later look
-/// anyhow.
+/// The most lines of a tab's text that are read: more cannot be compared with a later reading.
 inline constexpr std::size_t screenLineLimit = 512;
 
-/// Captured text without the blank lines that fill the screen below the last one written, and of that the
-/// last `lines` lines; valid UTF-8. Pure.
+/// The last `lines` lines of captured text, without the blank lines below the last written one; valid UTF-8.
+/// Pure.
 std::string screenText(std::string_view captured, std::size_t lines);
 
 }  // namespace quorl

@@ -54,8 +54,8 @@ std::string findProgram(std::string_view name) {
   return {};
 }
 
-/// Whether somebody listens. A server that ended leaves its socket behind, and asking the tool about it would
-/// cost a process each time.
+/// Whether a server listens. A server that has ended leaves its socket, and a query by the tool would cost a
+/// process each time.
 bool isListening(const std::string& path) {
   sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
   if (path.size() >= sizeof(address.sun_path)) return false;
@@ -79,8 +79,8 @@ TmuxTerminals::Settings TmuxTerminals::Settings::ofThisUser() {
 
 TmuxTerminals::TmuxTerminals(Settings settings) : settings_(std::move(settings)), rests_(settings_.rest) {}
 
-// The folder stands where anybody may make one first, so it counts only when it is the user's own and nobody
-// else's to write in.
+// Any user may create the folder first, so it counts only if the user owns it and no one else may write in
+// it.
 std::vector<std::string> TmuxTerminals::liveSockets() {
   std::vector<std::string> sockets;
   struct stat facts{};
@@ -101,7 +101,7 @@ std::vector<std::string> TmuxTerminals::liveSockets() {
 
 TmuxTerminals::Answer TmuxTerminals::ask(const std::string& socket, std::vector<std::string> command,
                                          std::string& output, const Report& report) {
-  // -u: the text comes as UTF-8 whatever the host's locale is.
+  // -u: the text is UTF-8 in any locale of the host.
   command.insert(command.begin(), {settings_.program, "-u", "-S", socket});
   ToolResult result = runBoundedTool(command, settings_.limit);
   output = std::move(result.output);
@@ -109,7 +109,7 @@ TmuxTerminals::Answer TmuxTerminals::ask(const std::string& socket, std::vector<
     case ToolEnd::exited:
       if (result.exitStatus == 0) return Answer::done;
       if (result.error.find("can't find") != std::string::npos) return Answer::paneGone;
-      // The server has ended since it was looked for: its panes with it.
+      // The server has ended in the meantime, and its panes with it.
       if (result.error.find("no server running") != std::string::npos ||
           result.error.find("error connecting") != std::string::npos ||
           result.error.find("server exited") != std::string::npos)
@@ -156,8 +156,7 @@ std::optional<TmuxTerminals::Pane> TmuxTerminals::paneOf(const std::string& tty,
   return pane->second;
 }
 
-// What is known of a pane may be old: a pane that is not there, or has another terminal by now, is looked for
-// once more.
+// The list may be out of date: if the pane is absent or has another terminal, the panes are listed once more.
 std::optional<std::string> TmuxTerminals::readContents(const std::string& tty, TerminalKind kind,
                                                        const Report& report) {
   if (kind == TerminalKind::unknown) return std::nullopt;
@@ -199,7 +198,7 @@ TmuxTerminals::Answer TmuxTerminals::type(const Pane& pane, ByteView bytes, cons
   while (!bytes.empty()) {
     const ByteView piece = bytes.first(std::min(bytes.size(), bytesPerCall));
     bytes = bytes.subspan(piece.size());
-    // A pane that shows its history would take the keys for its own commands, so it is brought back first.
+    // A pane that shows its history would take keys as commands, so it leaves that mode first.
     std::vector<std::string> command{"if-shell",
                                      "-F",
                                      "-t",

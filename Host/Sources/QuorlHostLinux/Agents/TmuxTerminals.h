@@ -13,18 +13,17 @@
 
 namespace quorl {
 
-/// The panes of the user's tmux servers, each server by the socket it listens on. A pane takes any bytes, so
-/// all are of the kind `iterm`. While no server runs, nothing is started: the socket folder is only looked
-/// at.
+/// The panes of the user's tmux servers. The socket identifies a server. A pane takes any bytes, so all are
+/// of the kind `iterm`. While no server runs, only the socket folder is read and no program is started.
 ///
-/// Each call of the tool is bounded in time; a server that did not answer rests for a while.
+/// Each call of the tool is bounded in time. A server that did not answer is skipped for a while.
 ///
 /// *Queue*: any, also several at once; the lock is not held while a server answers.
 class TmuxTerminals final : public TerminalScripting {
  public:
   struct Settings {
     std::string program;       // absolute; empty where there is none
-    std::string socketFolder;  // one socket a server
+    std::string socketFolder;  // one socket per server
     std::chrono::milliseconds limit = std::chrono::seconds(1);
     std::chrono::milliseconds rest = std::chrono::seconds(30);
 
@@ -44,7 +43,7 @@ class TmuxTerminals final : public TerminalScripting {
  private:
   struct Pane {
     std::string socket;
-    std::string id;  // "%3"; tmux gives no number twice
+    std::string id;  // "%3"; tmux reuses no number
   };
   using Panes = std::map<std::string, Pane>;  // by terminal device
   enum class Lookup : std::uint8_t { known, fresh };

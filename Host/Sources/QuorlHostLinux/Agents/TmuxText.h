@@ -10,16 +10,16 @@
 
 namespace quorl {
 
-/// The texts that tmux is given and prints (tmux manual, tmux(1), version 3). Pure.
+/// Arguments for tmux and its output (tmux manual, tmux(1), version 3). Pure.
 namespace TmuxText {
 
 /// For `list-panes`: whether the pane is dead, its identity, its terminal.
 inline constexpr std::string_view paneFormat = "#{pane_dead} #{pane_id} #{pane_tty}";
 
-/// Device path to pane identity, of the panes that live.
+/// Device path to pane identity, for panes that are not dead.
 std::map<std::string, std::string> parsePanes(std::string_view output);
 
-/// As `send-keys -H` takes bytes: the one way that changes none of them.
+/// The bytes as arguments of `send-keys -H`, the only form that changes none of them.
 std::vector<std::string> hexArguments(ByteView bytes);
 
 }  // namespace TmuxText

@@ -36,7 +36,7 @@ void appendSet(Bytes& record, ByteView set) {
   record.insert(record.end(), set.begin(), set.end());
 }
 
-// Chroma format and bit depths, the first fields behind profile, flags and level (7.3.2.1.1).
+// Chroma format and bit depths, the first fields after profile, flags and level (7.3.2.1.1).
 std::optional<Bytes> chromaFields(ByteView sps) {
   const Bytes payload = withoutEmulationPrevention(sps);
   BitReader reader(payload);

@@ -20,10 +20,10 @@ constexpr unsigned grain = 16;    // levels
 constexpr std::uint8_t noColour = 128;
 constexpr std::chrono::microseconds interval{33'333};
 constexpr std::chrono::minutes memory{10};
-// The middle of what a client can ask for, at 30 pictures a second.
+// The middle of the rates a client can request, at 30 pictures per second.
 constexpr double bitsPerPixel = 0.11;
 
-// A part of a taller page, with grain that is new in each picture, as a video that plays has.
+// A part of a taller page, with new grain in each picture, like a video.
 class MovingPicture : public PictureBuffer {
  public:
   MovingPicture(const PictureBuffer& page, PixelSize part, int step) {

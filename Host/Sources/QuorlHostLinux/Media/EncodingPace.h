@@ -12,11 +12,12 @@
 
 namespace quorl {
 
-/// How long encoders take for a picture of a moving screen on this machine: a page of text that scrolls.
-/// Measured with an encoder of its own for a quarter of a full-HD screen, and remembered for ten minutes,
-/// since the other work of the machine changes.
+/// The time that an encoder takes on this machine for a picture of a moving screen, a scrolling page of text.
+/// Measured with a separate encoder for a quarter of a full-HD screen. The result is kept for ten minutes,
+/// because the other load of the machine changes.
 ///
-/// *Queue*: any; a question waits for a measurement that runs. *Blocking*: some 200 ms where it measures.
+/// *Queue*: any; a query waits for a running measurement.
+/// *Blocking*: some 200 ms where it measures.
 class EncodingPace {
  public:
   using Now = std::function<std::chrono::microseconds()>;
@@ -24,8 +25,8 @@ class EncodingPace {
   /// `now` is a monotonic clock.
   explicit EncodingPace(Now now) : now_(std::move(now)) {}
 
-  /// In proportion to the pixels. The quickest of the measured pictures counts, so that a moment of other
-  /// work does not. Nothing where no encoder of this kind can be made.
+  /// In proportion to the pixels. The fastest of the measured pictures counts, so that other load does not
+  /// distort it. Nothing if no encoder of this kind can be made.
   std::optional<std::chrono::microseconds> pictureTime(const VideoBackend& backend, PixelSize size);
 
  private:

@@ -32,7 +32,7 @@ std::vector<ByteView> unitsOfType(const std::vector<ByteView>& units, std::uint8
   return found;
 }
 
-// The levels of the temporal sub-layers (7.3.3), which nothing here needs.
+// Skips the levels of the temporal sub-layers (7.3.3).
 void skipSubLayers(BitReader& reader, std::uint32_t subLayers) {
   std::size_t bits = 0;
   for (std::uint32_t layer = 0; layer < subLayers; ++layer) {

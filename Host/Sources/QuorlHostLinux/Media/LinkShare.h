@@ -9,11 +9,12 @@
 
 namespace quorl {
 
-/// How many bits a link leaves to the next picture, so that pictures that miss their size fill it on average:
-/// what one leaves the next may use, up to a bit over half a picture, and what one takes too much the next
-/// goes without, down to four fifths of one. Whether there is room for a picture at all is not decided here.
+/// The bits that a link allows for the next picture, so that pictures which miss their size still fill the
+/// link on average. The next picture may use the bits that one left, up to 1.4 pictures in all, and pays for
+/// the bits that one took too many, down to four fifths of a picture. Whether a picture may be sent at all is
+/// decided elsewhere.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: that of its owner.
 class LinkShare {
  public:
   using Time = std::chrono::microseconds;
@@ -32,7 +33,7 @@ class LinkShare {
   void spend(double bits) {
     if (link_) credit_ = std::max(credit_ - bits, -picture());
   }
-  /// Nothing where the link is no limit.
+  /// Nothing if the link is no limit.
   std::optional<double> available() const {
     if (!link_) return std::nullopt;
     return std::max(credit_, leastShare * picture());

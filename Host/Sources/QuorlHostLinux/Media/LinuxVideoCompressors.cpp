@@ -18,7 +18,7 @@ class LinuxVideoCompressors final : public VideoCompressorFactory {
       if (backend.isThere()) present_.push_back(backend);
   }
 
-  // A device that is there may still be busy or know no pictures of this size: then the next one is tried.
+  // A present device may be busy or lack this size: then the next one is tried.
   std::expected<std::unique_ptr<VideoCompressor>, PortError> make(
       const CompressorSpecification& specification, VideoCompressor::Output output) override {
     PortError error{"no encoder for this codec", ENODEV};

@@ -10,13 +10,14 @@
 
 namespace quorl {
 
-/// The encoders of this machine. For each stream the first of its codec that can be made is used.
+/// The encoders of this machine. A stream uses the first encoder of its codec that can be made.
 ///
 /// *Queue*: `make` may be called from any thread. *Blocking*: may measure an encoder for some 200 ms.
-/// *Ownership*: shared. *Lifetime*: encoders outlive it freely.
+/// *Ownership*: shared.
+/// *Lifetime*: encoders may outlive it.
 std::shared_ptr<VideoCompressorFactory> makeLinuxVideoCompressors();
 
-/// The same of another table and clock.
+/// The same with another table and clock.
 std::shared_ptr<VideoCompressorFactory> makeVideoCompressors(std::span<const VideoBackend> backends,
                                                              EncodingPace::Now now);
 

@@ -9,16 +9,16 @@
 
 namespace quorl {
 
-/// The NAL units of a buffer in which each stands behind its 4-byte big-endian length (ISO/IEC 14496-15),
-/// without the lengths. A length that reaches beyond the buffer ends the list.
+/// The NAL units, without their lengths, of a buffer in which each follows its 4-byte big-endian length
+/// (ISO/IEC 14496-15). A length that exceeds the buffer ends the list.
 std::vector<ByteView> lengthPrefixedNalUnits(ByteView bytes);
 
 /// The payload without its emulation prevention bytes: 00 00 03 becomes 00 00 (ISO/IEC 14496-10, 7.4.1 and
 /// 23008-2, 7.4.2).
 Bytes withoutEmulationPrevention(ByteView nalUnit);
 
-/// Reads bits from the most significant one on, with the Exp-Golomb codes of both standards (clause 9).
-/// Past the end it reads zeros and `isExhausted` becomes true.
+/// Reads bits, the most significant first, with the Exp-Golomb codes of both standards (clause 9). Past the
+/// end it reads zeros and `isExhausted` becomes true.
 class BitReader {
  public:
   explicit BitReader(ByteView bytes) : bytes_(bytes) {}

@@ -10,9 +10,9 @@ namespace {
 
 constexpr int blockSide = 4;
 constexpr int macroblockArea = 256;
-// Of so many rows one is looked at, with the row below it.
+// Sample every Nth row, with the row below it.
 constexpr int rowStep = 16;
-// So many rows tell whether two pictures have anything in common.
+// Rows to compare to find whether two pictures have anything in common.
 constexpr int comparedRows = 16;
 // Found by encoding photographs with grain, noise and pages of text at quantisers of 18 to 50.
 constexpr double bitsPerOctave = 22;
@@ -24,9 +24,9 @@ double stepOf(int quantizer) {
   return std::exp2((quantizer - 4) / 6.0);
 }
 
-// Of the sum over a block's row.
+// For the sum over a block's row.
 constexpr int visibleDistance = 4 * blockSide;
-// So many pixels at a time, a fixed number that the compiler turns into vectors.
+// Pixels per step, a constant so that the compiler can vectorise.
 constexpr int chunk = 64;
 
 using RowCounts = std::array<std::uint32_t, 256>;

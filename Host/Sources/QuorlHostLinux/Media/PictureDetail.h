@@ -9,14 +9,14 @@
 
 namespace quorl {
 
-/// How much of a picture looks different from another of the same size, 0 to 1, from a sample of its luma.
+/// The share of a picture that differs from another of the same size, 0 to 1, from a sample of its luma.
 double differingShare(const PictureBuffer& first, const PictureBuffer& second);
 
-/// How much there is to encode in a picture or in parts of it, and so how many bits it takes as new content
-/// at any quantiser. Measured from the luma alone, from the strongest edge in each of a sample of 4x4 blocks:
-/// an edge below the quantiser's step vanishes, each doubling above it costs a block about the same again.
+/// The detail of a picture or of parts of it, from which the bits of new content follow for any quantiser.
+/// Measured from the luma alone, by the strongest edge in each of a sample of 4x4 blocks: an edge below the
+/// quantiser's step vanishes, and each doubling above it costs a block about the same number of bits.
 ///
-/// *Queue*: none of its own; a value.
+/// *Queue*: any; a value.
 class PictureDetail {
  public:
   PictureDetail() = default;
@@ -24,8 +24,8 @@ class PictureDetail {
   PictureDetail(const PictureBuffer& picture, std::span<const PixelRect> parts);
   static PictureDetail ofWhole(const PictureBuffer& picture);
 
-  /// The bits of an H.264 picture with this content where nothing like it was shown before; `quantizer` is 0
-  /// to 69. Within a third of the truth for text, photographs and noise.
+  /// The bits of an H.264 picture of this content if it is all new; `quantizer` is 0 to 69. Within a third of
+  /// the real size for text, photographs and noise.
   double bitsAt(int quantizer) const;
 
  private:
@@ -35,7 +35,8 @@ class PictureDetail {
   void sumUp(const Counts& counts);
 
   double macroblocks_ = 0;
-  // Over all blocks whose strongest edge is at least this strong: how many, and the sum of the logarithms.
+  // Over all blocks whose strongest edge is at least this strong: their number, and the sum of the
+  // logarithms.
   Counts blocksFrom_{};
   Counts octavesFrom_{};
 };

@@ -8,17 +8,17 @@ namespace quorl {
 
 namespace {
 
-// A change that costs more than so many pictures' share of the rate comes later than it need: the first one
-// after a pause, which somebody waits for, and one of a row, which had better be good.
+// Bit budget for one change, in pictures' shares of the rate: the first change after a pause, which should
+// arrive soon, and one of a series, which should look good.
 constexpr double firstShare = 0.5;
 constexpr double followingShare = 1.5;
 
-// What one picture may take of the bits at hand: changes go on coming, a key frame is alone.
+// The share of the available bits for one picture: changes continue, a key frame is alone.
 constexpr double shareForChange = 0.5;
 constexpr double shareForRepeat = 0.5;
 constexpr double shareForKey = 0.7;
 
-// A key frame may take the link for this many pictures' time: nothing in it can be predicted.
+// A key frame may occupy the link for the time of this many pictures: nothing in it is predicted.
 constexpr double keyFactor = 3;
 
 constexpr std::chrono::milliseconds motionMemory{150};
@@ -26,7 +26,7 @@ constexpr double leastMotion = 0.1;
 constexpr double mostMotion = 2;
 constexpr double motionLearning = 0.5;
 
-// The quantiser at the middle of the rates' range, and how many steps a doubling of the rate is worth.
+// The quantiser at the middle of the rates' range, and the steps for a doubling of the rate.
 constexpr double middleBitsPerPixel = 0.11;
 constexpr double middleQuantizer = 22;
 constexpr double stepsPerDoubling = 2;
@@ -64,7 +64,7 @@ void QuantizerControl::setRates(const CompressionRates& rates) {
 int QuantizerControl::choose(const Picture& picture) {
   const bool isFirst = !lastChange_ || picture.presentationTime - *lastChange_ > motionMemory;
   if (picture.kind == Kind::change) lastChange_ = picture.presentationTime;
-  // After a pause the next change is as likely as not to be something new.
+  // After a pause, about half of the next changes are new content.
   if (isFirst) motion_ = 1;
   bucket_.advance(picture.presentationTime);
   link_.advance(picture.presentationTime);
@@ -95,7 +95,7 @@ void QuantizerControl::encoded(std::int64_t bits) {
 double QuantizerControl::expectedBits(const Picture& picture, int quantizer) const {
   if (picture.kind == Kind::key) return picture.whole ? picture.whole->bitsAt(quantizer) : 0;
   double bits = picture.changed.bitsAt(quantizer) * motion_;
-  // What is not new is encoded again only where that makes it finer.
+  // Unchanged parts are encoded again only if that makes them finer.
   const auto restAt = [&picture](int at) { return picture.whole->bitsAt(at) - picture.changed.bitsAt(at); };
   if (quantizer < shown_ && picture.whole) bits += std::max(0.0, restAt(quantizer) - restAt(shown_));
   return bits;

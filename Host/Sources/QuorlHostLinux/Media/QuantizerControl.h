@@ -12,14 +12,14 @@
 
 namespace quorl {
 
-/// Chooses one quantiser for each picture before it is encoded: as fine as the quality asks where little
-/// changes; coarser, but still good to look at, for a large change, so that it is there at once; as coarse as
-/// the rates demand. What came out coarse is sharpened by repeats.
+/// Chooses one quantiser for each picture before it is encoded: as fine as the quality setting for small
+/// changes; coarser, but still good to look at, for a large change, so that it arrives at once; as coarse as
+/// the rates demand. Repeats sharpen coarse pictures.
 ///
-/// It knows what a picture of new content costs from its detail. What moves costs less than that, and how
-/// much less is learned from the pictures before, for as long as they follow each other closely.
+/// The cost of new content follows from its detail. Motion costs less; how much less is learned from earlier
+/// pictures, while they follow each other closely.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: that of its owner.
 class QuantizerControl {
  public:
   using Time = std::chrono::microseconds;
@@ -37,24 +37,23 @@ class QuantizerControl {
     std::optional<PictureDetail> whole{};  // needed while `sharpensAll`, and for a key frame
   };
 
-  /// The coarsest that looks good at a glance: a large change is not made coarser for the sake of its speed.
+  /// The coarsest quantiser that looks good at a glance. A large change is not made coarser for speed.
   static constexpr int pleasant = 28;
 
   /// `coarsest`: the encoder's coarsest quantiser; 51 in the standards.
   QuantizerControl(PixelSize size, int coarsest) : size_(size), coarsest_(coarsest), shown_(coarsest) {}
 
   void setRates(const CompressionRates& rates);
-  /// The quantiser that the rates ask for where there is nothing against it: 18 to 26, by their bits a pixel.
+  /// The quantiser for these rates without other limits: 18 to 26, by their bits per pixel.
   int finest() const { return finest_; }
 
   /// Whether the next picture may sharpen the whole screen.
   bool sharpensAll() const { return shown_ > finest_; }
 
   int choose(const Picture& picture);
-  /// Whether the picture that was chosen for last is a change after a pause that may cost what new content
-  /// costs.
+  /// Whether the last chosen picture is a change after a pause, which may cost as much as new content.
   bool isCheapAsNew() const { return choice_.isCheapAsNew; }
-  /// The picture that was chosen for last took this many bits.
+  /// The last chosen picture took this many bits.
   void encoded(std::int64_t bits);
 
  private:
@@ -68,8 +67,8 @@ class QuantizerControl {
   LinkShare link_;
   double bitsPerPicture_ = 2'000'000.0 / 60;
   int finest_ = 22;
-  int shown_;          // the coarsest that may still be seen; a finer picture encodes again what is not new
-  double motion_ = 1;  // what changes cost as a share of new content
+  int shown_;          // the coarsest on the screen; a finer picture encodes unchanged parts again
+  double motion_ = 1;  // cost of changes, as a share of new content
   std::optional<Time> lastChange_;
   struct Choice {
     Kind kind = Kind::key;

@@ -7,12 +7,12 @@
 
 namespace quorl {
 
-/// How many bits the next picture may take, so that the average rate and the limit of any second hold for
-/// pictures that come whenever something changes. A leaky bucket in presentation time: it fills at the
-/// average rate up to half a second's worth (a little less, for the pictures that miss their size), and each
-/// picture takes its bits out of it. A picture that takes too much leaves a debt.
+/// The bits that the next picture may take, so that the average rate and the limit for any second hold for
+/// pictures at irregular times. A leaky bucket in presentation time: it fills at the average rate up to half
+/// a second (a little less, for pictures that miss their size), and each picture takes its bits from it. A
+/// picture that takes too many leaves a debt.
 ///
-/// *Queue*: none of its own; a value of its owner's.
+/// *Queue*: that of its owner.
 class RateBucket {
  public:
   using Time = std::chrono::microseconds;
@@ -23,7 +23,7 @@ class RateBucket {
 
   /// Before the first picture the bucket is full.
   void setRate(std::int64_t bitsPerSecond);
-  /// A picture of this time comes next. A time before the last one changes nothing.
+  /// Sets the time of the next picture. A time before the last one changes nothing.
   void advance(Time presentationTime);
   /// The picture took this many bits.
   void spend(std::int64_t bits) { fill_ -= static_cast<double>(bits); }

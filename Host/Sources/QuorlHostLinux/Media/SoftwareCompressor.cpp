@@ -20,7 +20,7 @@ SoftwareCompressor::SoftwareCompressor(const CompressorSpecification& specificat
       control_(specification.size, coarsestQuantizer),
       keyFrames_(specification.maxKeyFrameIntervalDuration) {}
 
-// The first pictures of an encoder are up to ten times as slow as later ones.
+// The first pictures of an encoder take up to ten times as long as later ones.
 void SoftwareCompressor::prepare() {
   if (!isOpen()) return;
   for (std::uint32_t page = 0; page < warmUpPages; ++page)
@@ -33,7 +33,7 @@ void SoftwareCompressor::encode(const CompressionRequest& request) {
   const bool isKey = request.forceKeyFrame || keyFrames_.isDue(request.presentationTime);
   PictureType type = isKey ? PictureType::key : PictureType::predicted;
   const int quantizer = control_.choose(measured(request, type));
-  // Looking for what there was before, where there is nothing of it, takes half of the time and more bits.
+  // Motion search without a match takes half of the time and more bits.
   if (!isKey && control_.isCheapAsNew() && isAllDifferent(request)) type = PictureType::fresh;
   auto result = compress(request, type, quantizer);
   if (!result) return output_({});

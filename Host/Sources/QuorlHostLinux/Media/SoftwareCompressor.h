@@ -11,10 +11,10 @@
 
 namespace quorl {
 
-/// What the software encoders have in common: when a key frame is due, how fine each picture is, and the
-/// account of the bits.
+/// The common part of the software encoders: key frames by time, the quantiser of each picture, and the count
+/// of bits.
 ///
-/// *Queue*: the port's; a picture is put out before `encode` returns.
+/// *Queue*: that of the port; a picture is output before `encode` returns.
 class SoftwareCompressor : public VideoCompressor {
  public:
   void setRates(const CompressionRates& rates) final { control_.setRates(rates); }
@@ -24,7 +24,7 @@ class SoftwareCompressor : public VideoCompressor {
  protected:
   enum class PictureType : std::uint8_t {
     predicted,
-    fresh,  // predicted from nothing, since nothing like it was shown, but no place to begin decoding at
+    fresh,  // intra-coded, since nothing like it was shown, but no key frame
     key,
   };
 
@@ -34,7 +34,7 @@ class SoftwareCompressor : public VideoCompressor {
   const CompressorSpecification& specification() const { return specification_; }
 
   virtual bool isOpen() const = 0;
-  /// Encodes one picture of the right size; gives its data, type and configuration record.
+  /// Encodes one picture of the encoder's size. Returns its data, type and configuration record.
   virtual std::optional<CompressedPicture> compress(const CompressionRequest& request, PictureType type,
                                                     int quantizer) = 0;
 

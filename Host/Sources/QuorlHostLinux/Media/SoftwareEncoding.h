@@ -10,16 +10,16 @@
 
 namespace quorl {
 
-/// What x264 and x265 have in common here.
+/// Shared by the x264 and x265 encoders.
 
-/// The frame rate that the stream declares, whatever the pictures' own rate: a constant keeps the decoder
-/// configuration the same. The rate is kept in presentation time, by `QuantizerControl`.
+/// The frame rate that the stream declares, at any picture rate: a constant keeps the decoder configuration
+/// the same. `QuantizerControl` keeps the bit rate, in presentation time.
 inline constexpr int declaredFrameRate = 60;
 
 /// Threads for one picture.
 int encodingThreads();
 
-/// A made-up page of text to warm an encoder with: it touches the memory and starts the threads.
+/// A synthetic page of text that warms up an encoder: it touches the memory and starts the threads.
 class WarmUpPicture : public PictureBuffer {
  public:
   WarmUpPicture(PixelSize pictureSize, std::uint32_t page);
@@ -30,7 +30,7 @@ class WarmUpPicture : public PictureBuffer {
   std::vector<std::uint8_t> bytes_;
 };
 
-/// Says when a key frame is due by presentation time.
+/// Decides by presentation time when a key frame is due.
 class KeyFrameClock {
  public:
   explicit KeyFrameClock(std::chrono::microseconds longestInterval) : longestInterval_(longestInterval) {}

@@ -14,14 +14,14 @@ bool always() {
   return true;
 }
 
-// What clients ask for is 60 pictures a second; at 30 that leaves half of the machine to the programs that
-// draw them. Where HEVC takes longer, H.264 serves a person better: a fifth of the time for at most a third
-// more bits.
+// Clients ask for 60 pictures per second; at 30 this leaves half of the machine to the programs that draw
+// them. Where HEVC takes longer, H.264 is the better choice: a fifth of the time for at most a third more
+// bits.
 constexpr std::chrono::microseconds sixtiethOfASecond{16'667};
 
 }  // namespace
 
-// A hardware encoder goes in front of the software one of its codec, with a probe for its device.
+// A hardware encoder comes before the software encoder of its codec, with a probe for its device.
 std::span<const VideoBackend> videoBackends() {
   static const std::array<VideoBackend, 2> backends{{
       {"x265", VideoCodec::hevc, always, makeX265Compressor, sixtiethOfASecond},

@@ -19,9 +19,10 @@ struct VideoBackend {
 
   std::string_view name;
   VideoCodec codec = VideoCodec::h264;
-  bool (*isThere)() = nullptr;  // on this machine; asked once
+  bool (*isThere)() = nullptr;  // on this machine; called once
   Make make;
-  /// Refused for sizes at which a picture of a moving screen takes longer than this; 0: never measured.
+  /// The encoder is not used for sizes at which a picture of a moving screen takes longer than this. 0: not
+  /// measured.
   std::chrono::microseconds longestPictureTime{0};
 };
 

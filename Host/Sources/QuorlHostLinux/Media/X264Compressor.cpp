@@ -23,7 +23,7 @@ namespace {
 constexpr int macroblockSide = 16;
 // The library derives the range that a picture's quantiser may have from these: 29 and a factor of a
 // hundredth for key frames and for pictures between others make it 0 to 69. Above 51, the coarsest of the
-// standard, it also leaves the weaker part of a picture's detail away.
+// standard, it also drops the weaker detail of a picture.
 constexpr int rangeQuantizer = 29;
 constexpr float rangeFactor = 0.01F;
 constexpr int coarsestQuantizer = 69;
@@ -51,7 +51,7 @@ class X264Compressor final : public SoftwareCompressor {
   bool open() {
     encoder_.reset(x264_encoder_open(&parameters_));
     if (!encoder_) return false;
-    // What it made of them: a later change starts from these.
+    // As adjusted by the library: later changes start from these.
     x264_encoder_parameters(encoder_.get(), &parameters_);
     return readConfiguration();
   }
@@ -71,7 +71,7 @@ class X264Compressor final : public SoftwareCompressor {
     parameters_.i_level_idc = avcLevel(size_).value_or(62);
     parameters_.i_keyint_max = specification.maxKeyFrameInterval;
     parameters_.i_scenecut_threshold = 0;
-    parameters_.b_vfr_input = 0;  // 1 would hold each picture back until the next tells its length
+    parameters_.b_vfr_input = 0;  // 1 would delay each picture until the next gives its duration
     parameters_.b_annexb = 0;
     parameters_.b_repeat_headers = 0;
     parameters_.vui.b_fullrange = 0;
@@ -116,8 +116,8 @@ class X264Compressor final : public SoftwareCompressor {
     return picture;
   }
 
-  // Marks the macroblocks outside all changed parts; the library skips those that are sharp enough already.
-  // False when there is nothing to mark.
+  // Marks the macroblocks outside all changed parts. The library skips those that are sharp enough. False
+  // when there is nothing to mark.
   bool markUnchanged(const CompressionRequest& request) {
     const bool isAllNew = request.content == PictureContent::changed && request.changed.empty();
     if (isAllNew) return false;

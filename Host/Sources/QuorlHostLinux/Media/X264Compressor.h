@@ -10,8 +10,8 @@ namespace quorl {
 
 /// H.264 by x264, in software. Fails with EINVAL for a size it cannot encode and with ENOMEM otherwise.
 ///
-/// *Queue*: encodes on the caller's thread, with the slices of a picture on threads of its own, and puts the
-/// picture out before `encode` returns.
+/// *Queue*: encodes on the caller's thread, with the slices of a picture on threads of its own, and outputs
+/// the picture before `encode` returns.
 std::expected<std::unique_ptr<VideoCompressor>, PortError> makeX264Compressor(
     const CompressorSpecification& specification, VideoCompressor::Output output);
 

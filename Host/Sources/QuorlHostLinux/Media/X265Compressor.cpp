@@ -19,7 +19,7 @@ namespace quorl {
 
 namespace {
 
-constexpr int middleQuantizer = 26;  // of a range that has to be named
+constexpr int middleQuantizer = 26;  // of a range that the library requires
 constexpr int coarsestQuantizer = 51;
 constexpr int smallestSide = 64;  // no picture may be smaller than a coding tree unit
 // ISO/IEC 23008-2, annex E: matrix of BT.601, primaries and transfer of BT.709.
@@ -71,7 +71,7 @@ class X265Compressor final : public SoftwareCompressor {
     parameters.internalCsp = X265_CSP_I420;
     parameters.fpsNum = declaredFrameRate;
     parameters.fpsDenom = 1;
-    // Quicker for text and for what moves, by a fifth and by a half; slower for photographs.
+    // Faster for text by a fifth and for motion by a half; slower for photographs.
     parameters.rdLevel = 1;
     parameters.frameNumThreads = 1;
     x265_param_parse(&parameters, "pools", fmt::to_string(encodingThreads()).c_str());
@@ -92,8 +92,8 @@ class X265Compressor final : public SoftwareCompressor {
     parameters.vui.bEnableChromaLocInfoPresentFlag = 1;
     parameters.vui.chromaSampleLocTypeTopField = chromaInTheMiddle;
     parameters.vui.chromaSampleLocTypeBottomField = chromaInTheMiddle;
-    // Each picture's quantiser is chosen here; the library's own rate control counts pictures and not time.
-    // The library then finds the level by itself: it takes a given one for a promise about the rate.
+    // Each picture's quantiser is chosen here; the library's rate control counts pictures, not time. The
+    // library then derives the level: it treats a given one as a limit of the rate.
     parameters.rc.rateControlMode = X265_RC_CQP;
     parameters.rc.qp = middleQuantizer;
   }
