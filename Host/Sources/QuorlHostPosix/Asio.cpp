@@ -1,3 +1,2 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// The one place where Asio's own code is compiled.
+// SPDX-License-Identifier: GPL-3.0-or-later Compiles Asio, once for the program.
 #include <boost/asio/impl/src.hpp>

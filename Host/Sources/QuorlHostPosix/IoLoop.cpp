@@ -21,7 +21,7 @@ constexpr std::chrono::seconds reviewInterval{5};
 
 enum class Drained : std::uint8_t { waiting, ended };
 
-// Reads and forgets what has arrived, at most `allowance` bytes of it.
+// Reads and discards at most `allowance` bytes.
 Drained discardInput(int descriptor, std::size_t& allowance) {
   std::uint8_t scratch[16'384];
   while (allowance > 0) {
@@ -51,7 +51,7 @@ struct IoLoop::Lingering {
 
 IoLoop::IoLoop()
     : work_(boost::asio::make_work_guard(context_)), lingerTimer_(context_), reviewTimer_(context_) {
-  // Signals belong to the application loop's thread.
+  // Signals are handled on the application loop's thread.
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
@@ -99,7 +99,7 @@ void IoLoop::linger(Socket socket) {
     std::lock_guard lock(mutex_);
     lingering_.push_back(entry);
   }
-  // From here on the entry's socket is used on the loop's thread only.
+  // From now on only the loop's thread uses the entry's socket.
   boost::asio::post(context_, [this, weak = std::weak_ptr(entry)] {
     if (const auto strong = weak.lock()) drain(strong);
     closeExpired();
@@ -166,7 +166,7 @@ void IoLoop::runReviews() {
     std::lock_guard lock(mutex_);
     due.swap(reviews_);
   }
-  // Without the lock: a review takes that of its socket, under which new ones are handed in.
+  // Without the lock: a review takes the lock of its socket, under which new reviews are added.
   std::erase_if(due, [](Review& review) { return !review(); });
   std::lock_guard lock(mutex_);
   for (Review& review : due) reviews_.push_back(std::move(review));

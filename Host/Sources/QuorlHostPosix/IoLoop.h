@@ -18,8 +18,8 @@
 
 namespace quorl {
 
-/// The thread that watches the sockets, and what all sockets of a `SocketNetwork` share. Included by the
-/// adapter's own sources only.
+/// The thread that watches the sockets, and the state that all sockets of a `SocketNetwork` share. Internal
+/// to the adapter.
 ///
 /// *Queue*: every operation may be called from any thread. Handlers given to Asio run on the loop's thread
 /// and only ever hold their socket weakly, so that the loop owns no connection. *Ownership*: shared by the
@@ -30,7 +30,7 @@ class IoLoop {
   using Socket = boost::asio::ip::tcp::socket;
   using Buffer = std::unique_ptr<std::uint8_t[]>;
 
-  /// What one receive takes at most, whatever was asked for.
+  /// The most bytes of one receive.
   static constexpr std::size_t bufferSize = 524'288;
 
   IoLoop();
@@ -39,7 +39,7 @@ class IoLoop {
 
   boost::asio::io_context& context() { return context_; }
 
-  /// A buffer for the length of one receive; given back, a few are kept.
+  /// A buffer for one receive. A few returned buffers are kept.
   Buffer takeBuffer();
   void giveBack(Buffer buffer);
 
@@ -48,7 +48,7 @@ class IoLoop {
   /// which can destroy the last frame on its way to the peer.
   void linger(Socket socket);
 
-  /// Calls `review` every few seconds on the loop's thread, until it says false.
+  /// Calls `review` every few seconds on the loop's thread, until it returns false.
   using Review = std::move_only_function<bool()>;
   void reviewRegularly(Review review);
 

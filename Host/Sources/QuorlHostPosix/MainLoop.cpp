@@ -14,7 +14,7 @@ namespace quorl {
 
 namespace {
 
-// A signal handler has no other way to its object.
+// A signal handler can reach its object only through a global.
 std::atomic<int> signalPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
@@ -23,7 +23,7 @@ void onTermination(int) {
   const char byte = 1;
   const int descriptor = signalPipe.load();
   if (descriptor >= 0 && ::write(descriptor, &byte, 1) < 0) {
-    // The pipe is full: the loop has been told already.
+    // The pipe is full, so it is readable already.
   }
   errno = saved;
 }

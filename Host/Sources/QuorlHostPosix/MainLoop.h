@@ -9,12 +9,10 @@
 
 namespace quorl {
 
-/// SIGTERM and SIGINT as a readable descriptor. Handlers, not a blocked mask: a mask would be handed down to
-/// every child that is started later.
+/// SIGTERM and SIGINT as a readable descriptor. Handlers, not a blocked mask: children would inherit a mask.
 ///
 /// *Queue*: made and destroyed on one thread, before and after all others exist. One at a time.
-/// *Lifetime*: destruction gives the signals their former effect back, so that a second one ends a shutdown
-/// that hangs.
+/// *Lifetime*: destruction restores the default action, so that a second signal ends a shutdown that hangs.
 class TerminationSignals {
  public:
   TerminationSignals();
@@ -22,7 +20,7 @@ class TerminationSignals {
   TerminationSignals& operator=(const TerminationSignals&) = delete;
   ~TerminationSignals();
 
-  /// Readable once a signal has come; stays so.
+  /// Readable after a signal, permanently.
   int descriptor() const { return pipe_.readEnd.get(); }
 
  private:
@@ -41,7 +39,7 @@ class MainLoop final : public MainThread {
  public:
   void post(std::move_only_function<void()> work) override;
   void quit();
-  /// Runs posted work until `quit` or until `signals` has one.
+  /// Runs posted work until `quit` or a signal.
   void run(const TerminationSignals& signals);
 
  private:

@@ -7,8 +7,8 @@ namespace quorl {
 
 /// Private files by the calls of POSIX.1-2017.
 ///
-/// *Queue*: any thread, also several at once; it has no state. Two writers of one path leave one of the two
-/// contents whole.
+/// *Queue*: any thread, also several at once; it has no state. Of two writers of one path, one content
+/// remains, complete.
 class PosixFileStore final : public FileStore {
  public:
   std::expected<Bytes, PortError> read(const std::string& path, std::size_t limit) override;

@@ -25,11 +25,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t pieceSize = 65'536;
-// How long a terminal is left alone after a burst. Long enough for a piece of some tens of kilobytes at full
-// speed; much longer, and the 64 KiB that the kernel keeps are full and the program waits: at 300
-// microseconds a flood already slows down.
+// The pause after a burst. Long enough for a piece of some tens of kilobytes at full speed. If it were much
+// longer, the 64 KiB of the kernel's buffer would fill up and the program would wait: at 300 microseconds a
+// flood slows down.
 constexpr auto gatherTime = std::chrono::microseconds(120);
-// The end waits for the last killed children; one that hangs in the kernel is left to the system.
+// The wait for the last killed children. One that hangs in the kernel is left to the system.
 constexpr auto maxReapTime = std::chrono::seconds(2);
 
 }  // namespace
@@ -118,7 +118,7 @@ class PosixPseudoTerminals::Watcher {
     }
   }
 
-  // One piece of each, so that a flood on one terminal does not hold up the others.
+  // One piece of each, so that a flood on one terminal does not delay the others.
   void readWhatIsDue() {
     const auto now = Clock::now();
     std::vector<LaterRead> dueReads;

@@ -12,13 +12,14 @@ namespace quorl {
 
 /// Terminals of the system, with real children. One thread watches them all; it sleeps while nothing happens.
 ///
-/// *Queue*: any. *Ownership*: its terminals keep what they need of it alive.
-/// *Lifetime*: the thread ends with the last of this and its terminals; children that were killed by then are
-/// reaped, with a bound on the wait. Not destroyed from a terminal's callback of the last terminal.
+/// *Queue*: any.
+/// *Ownership*: its terminals keep the parts they need alive.
+/// *Lifetime*: the thread ends with the last of this and its terminals; killed children are reaped before,
+/// with a bound on the wait. Must not be destroyed in a callback of the last terminal.
 class PosixPseudoTerminals final : public PseudoTerminals {
  public:
-  /// `shell`: what runs the commands; by default chosen for the user. `descriptorLimit`: how many descriptors
-  /// a command may open unless it asks for more; by default as many as this process.
+  /// `shell`: runs the commands; by default chosen for the user. `descriptorLimit`: the soft limit of open
+  /// descriptors of a command; by default that of this process.
   explicit PosixPseudoTerminals(std::string shell = {}, std::optional<std::uint64_t> descriptorLimit = {});
   ~PosixPseudoTerminals() override;
 

@@ -13,7 +13,8 @@ namespace quorl {
 /// The work that other threads post to a loop, and the descriptor on which the loop waits for it.
 ///
 /// *Queue*: `run` on the loop's thread; the rest from any thread. No work runs or is destroyed under the
-/// lock. *Lifetime*: work that is pending at `close` or at the destruction is destroyed without running.
+/// lock.
+/// *Lifetime*: pending work at `close` or destruction is destroyed without running.
 class PostedWork {
  public:
   using Work = std::move_only_function<void()>;

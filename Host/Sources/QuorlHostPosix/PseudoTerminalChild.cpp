@@ -13,15 +13,15 @@ namespace quorl {
 
 namespace {
 
-// The largest paste that a program which does not read yet will get whole.
+// The largest paste that is kept for a program that does not read yet.
 constexpr std::size_t maxUnwritten = 64U << 20;
-// What has been written goes away when it is this much and half of all, so that a large paste is not moved
-// for every small write.
+// Written bytes are removed when they are this many and half of all, so that a large paste is not moved for
+// every small write.
 constexpr std::size_t worthMoving = 1U << 20;
 constexpr int maxPiecesInFlight = 4;
-// A read of at least this much is a burst that more will follow.
+// A read of at least this size is a burst, which more will follow.
 constexpr std::size_t burst = 2048;
-// What is still taken from a terminal that others keep printing to after the child has ended.
+// The most bytes read after the child has ended, from a terminal to which other processes keep printing.
 constexpr std::size_t maxLastOutput = 1U << 20;
 
 }  // namespace
@@ -60,7 +60,7 @@ void PseudoTerminalChild::writeLocked(ByteView bytes) {
   armLocked();
 }
 
-// How many bytes need no more care: those that were taken, or all when nobody will ever take them.
+// The number of bytes that are done: those taken, or all when nothing will take them.
 std::size_t PseudoTerminalChild::writeSomeLocked(ByteView bytes) {
   std::size_t done = 0;
   while (done < bytes.size()) {
@@ -91,7 +91,7 @@ void PseudoTerminalChild::resize(std::uint16_t columns, std::uint16_t rows) {
   ::ioctl(master_.get(), TIOCSWINSZ, &size);
 }
 
-// Under the lock that `reap` takes too: a process that was not waited for keeps its number.
+// Under the lock that `reap` takes too: a process keeps its number until it is waited for.
 void PseudoTerminalChild::send(int signal) {
   std::lock_guard lock(mutex_);
   if (!isReaped_) ::kill(pid_, signal);
@@ -145,7 +145,7 @@ PseudoTerminalChild::ReadResult PseudoTerminalChild::readInto(std::span<std::uin
       continue;
     } else {
       result.isDrained = true;
-      // Linux tells by EIO that nobody has the other side open any more, other systems by an empty read.
+      // The other side is closed: Linux reports EIO, other systems an empty read.
       result.isEnded = count == 0 || errno != EAGAIN;
       break;
     }
@@ -179,7 +179,7 @@ PseudoTerminalChild::Next PseudoTerminalChild::readPieceLocked(std::span<std::ui
   return Next::waitForEvent;
 }
 
-// A copy of just the size that was read: it costs what clearing a fresh large buffer would.
+// A copy of the size that was read costs no more than clearing a new large buffer.
 void PseudoTerminalChild::deliver(ByteView bytes) {
   ++piecesInFlight_;
   queue_->async([self = shared_from_this(), handlers = handlers_,
@@ -212,7 +212,7 @@ bool PseudoTerminalChild::reap(std::span<std::uint8_t> scratch) {
     poller_->watchProcess(process_.get(), token_);
     return false;
   }
-  if (result < 0) status = 0;  // somebody else has waited for it
+  if (result < 0) status = 0;  // waited for elsewhere
   isReaped_ = true;
   poller_->remove(process_.get());
   process_.reset();

@@ -16,11 +16,11 @@ namespace quorl {
 
 /// One child and its terminal, between the session that uses them and the thread that watches them.
 ///
-/// Output is gathered: after a burst the terminal is left alone for a moment, so that a flood comes in few
-/// large pieces and wakes nobody for each line, while single keystrokes pass at once.
+/// Output is gathered: after a burst the terminal is not read for a moment, so that a flood arrives in few
+/// large pieces and causes few wake-ups, while single keystrokes pass at once.
 ///
-/// *Queue*: any; a lock guards it, held for as long as one piece takes to read at most.
-/// *Ownership*: shared by the port's object and, until the process was reaped, by the watching thread.
+/// *Queue*: any; guarded by a lock, which is held while one piece is read.
+/// *Ownership*: shared by the port's object and, until the process is reaped, the watching thread.
 class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalChild> {
  public:
   /// What the watching thread does next with the terminal.
@@ -48,7 +48,7 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   // For the watching thread; `scratch` is where it reads to.
   Next handleTerminalEvent(std::span<std::uint8_t> scratch);
   Next readPiece(std::span<std::uint8_t> scratch);
-  /// After the process has ended: its last output, then the news. False when it was not the end after all.
+  /// After the process has ended: delivers its last output, then the end. False when it has not ended.
   bool reap(std::span<std::uint8_t> scratch);
 
  private:
@@ -81,10 +81,10 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   std::optional<SerialQueue> queue_;
   std::shared_ptr<PseudoTerminal::Handlers> handlers_;  // absent before the start and once abandoned
   Bytes unwritten_;
-  std::size_t unwrittenFrom_ = 0;  // what stands before it has been written
+  std::size_t unwrittenFrom_ = 0;  // everything before it has been written
   int piecesInFlight_ = 0;         // given to the queue and not yet taken
   bool wantsRead_ = false;
-  bool waitsForTaker_ = false;  // not read before a piece in flight has been taken
+  bool waitsForTaker_ = false;  // not read until a piece in flight has been taken
   bool hasEnded_ = false;
   bool isReaped_ = false;
 };

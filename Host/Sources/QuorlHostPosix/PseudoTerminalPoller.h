@@ -13,8 +13,8 @@
 
 namespace quorl {
 
-/// Waits for terminals and for the ends of processes. Each system has its own source of this class: Linux
-/// with epoll and process descriptors (epoll(7), pidfd_open(2)).
+/// Waits for terminals and for processes to end. Each system implements this class; Linux uses epoll and
+/// process descriptors (epoll(7), pidfd_open(2)).
 ///
 /// *Queue*: `wait` on one thread; the rest from any.
 class PseudoTerminalPoller {
@@ -31,20 +31,20 @@ class PseudoTerminalPoller {
 
   PseudoTerminalPoller();
 
-  /// A descriptor that becomes ready when the process, a child that nobody has waited for, ends. Not open
-  /// when the system refuses one.
+  /// A descriptor that becomes ready when the process ends. The process is a child not yet waited for. Not
+  /// open when the system refuses.
   static Descriptor openProcess(pid_t pid);
 
-  /// From then on an event with `token` tells once that the process has ended.
+  /// Reports the end of the process once, with `token`.
   void watchProcess(int process, std::uint64_t token);
   void addTerminal(int terminal, std::uint64_t token);
-  /// One event when any of the interest is met, or the other side has closed; then none until the next call.
+  /// Reports one event when an interest is met or the other side has closed, then none until the next call.
   void arm(int terminal, std::uint64_t token, Interest interest);
   void remove(int descriptor);
 
   /// Ends the current or the next `wait`.
   void wake();
-  /// Without a time limit waits for as long as it takes.
+  /// Without a limit, waits until there is an event.
   const std::vector<Event>& wait(std::optional<std::chrono::nanoseconds> limit);
 
  private:

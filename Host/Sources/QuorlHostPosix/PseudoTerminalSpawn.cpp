@@ -107,8 +107,8 @@ class SpawnPlan {
   posix_spawnattr_t attributes_{};
 };
 
-// posix_spawn sets no limits, and a limit of this process holds for all its threads; so a shell sets it and
-// becomes the one that was asked for, in the same process and with the same arguments as without it.
+// posix_spawn sets no limits, and a limit of this process applies to all its threads. So a shell sets the
+// limit and executes the requested shell, in the same process and with the same arguments.
 std::vector<std::string> shellArguments(const std::string& shell, const std::string& command,
                                         std::optional<std::uint64_t> descriptorLimit) {
   std::vector<std::string> arguments{shell, "-l", "-c", command};
@@ -143,8 +143,8 @@ std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(
   plan.changeDirectory(request.workingDirectory);
   plan.beSessionLeaderWithDefaultSignals();
   SpawnedTerminal spawned;
-  // This side's slave stays open until the child has opened its own: a terminal that nobody has open reads as
-  // one that has ended.
+  // This side's slave stays open until the child has opened its own: a terminal that no process has open
+  // reads as ended.
   const int result =
       plan.run(spawned.pid, shellArguments(shell, request.command, descriptorLimit),
                withUsableLocale(environmentWith(environ, request.environment), isLocaleInstalled));
@@ -158,7 +158,7 @@ std::string chooseShell(const std::string& accountShell,
                         const std::function<bool(const std::string&)>& isExecutable) {
   const std::string zsh = "/bin/zsh";
   if (isExecutable(zsh)) return zsh;
-  // The C shells take "-l" only alone, the others run nothing.
+  // The C shells accept "-l" only alone; the others run no commands.
   static const std::set<std::string_view> unsuitable = {"nologin", "false", "csh", "tcsh"};
   if (!accountShell.empty() && !unsuitable.contains(baseName(accountShell)) && isExecutable(accountShell))
     return accountShell;

@@ -16,21 +16,21 @@
 
 namespace quorl {
 
-/// A child that runs on a terminal of its own, seen from this side.
+/// A child on a terminal of its own, and this side of the terminal.
 struct SpawnedTerminal {
   Descriptor master;  // non-blocking
   std::string deviceName;
-  pid_t pid = -1;  // nobody has waited for it
+  pid_t pid = -1;  // not yet waited for
 };
 
 /// Opens a terminal and starts the request's command on it with `shell`. May be called from any thread.
-/// `descriptorLimit`: the soft limit of open descriptors that it starts with; by default this process's.
+/// `descriptorLimit`: its soft limit of open descriptors, by default that of this process.
 std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(
     const PseudoTerminalRequest& request, const std::string& shell,
     std::optional<std::uint64_t> descriptorLimit = {});
 
-/// The shell that agents are started with: zsh where it is installed, since its login files are where people
-/// who use it set their PATH; else the account's own shell where it is one that takes "-l -c"; else sh.
+/// The shell that agents are started with: zsh if it is installed, because its users set PATH in its login
+/// files; else the account's shell if it accepts "-l -c"; else sh.
 std::string chooseShell(const std::string& accountShell,
                         const std::function<bool(const std::string&)>& isExecutable);
 /// The same for the user that this process runs as.
@@ -40,8 +40,8 @@ std::string shellForAgents();
 std::vector<std::string> environmentWith(const char* const* inherited,
                                          const std::map<std::string, std::string>& additions);
 
-/// Where the language that programs are given is not installed, they would all fall back to the C locale,
-/// which knows no UTF-8: then LC_ALL says C.UTF-8, unless it says something already.
+/// If the configured locale is not installed, programs would fall back to the C locale, which lacks UTF-8.
+/// Then LC_ALL is set to C.UTF-8, unless it is set already.
 std::vector<std::string> withUsableLocale(std::vector<std::string> environment,
                                           const std::function<bool(const std::string&)>& isInstalled);
 bool isLocaleInstalled(const std::string& name);

@@ -46,7 +46,7 @@ std::expected<Descriptor, ListenError> listenOnIPv4(std::uint16_t port) {
   return bindAndListen(std::move(socket), reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
 
-// What bind and socket say on a machine whose IPv6 is switched off or not built in.
+// The errors of bind and socket on a machine without IPv6 or with IPv6 disabled.
 bool meansNoIPv6(const PortError& error) {
   return error.status == EAFNOSUPPORT || error.status == EADDRNOTAVAIL;
 }

@@ -11,7 +11,7 @@
 
 namespace quorl {
 
-/// An address of either family, as the socket calls take it.
+/// An address of either family, for the socket calls.
 struct SocketAddress {
   sockaddr_storage storage{};
   socklen_t size = 0;
@@ -23,12 +23,12 @@ struct SocketAddress {
 /// and the port.
 std::optional<HostPort> hostPortOf(const SocketAddress& address);
 
-/// Takes a numeric address; `resolve` also asks the resolver for a name, which blocks.
+/// Parses a numeric address. `resolve` also looks up names, which blocks.
 enum class NameLookup : std::uint8_t { numericOnly, resolve };
 std::optional<SocketAddress> socketAddressFor(const HostPort& peer, NameLookup lookup);
 
-/// A listening socket on all addresses of both families, or of IPv4 alone where the machine has no IPv6.
-/// The error tells whether a socket could not even be made (`made` false) or not be bound.
+/// A listening socket on all addresses of both families, or of IPv4 alone on a machine without IPv6. `made`
+/// is false in the error if the socket could not be created, true if it could not be bound.
 struct ListenError {
   PortError error;
   bool made = false;

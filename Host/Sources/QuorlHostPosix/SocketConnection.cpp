@@ -24,7 +24,7 @@ constexpr std::size_t maxPieces = 128;
 // After a read of this size more is probably waiting.
 constexpr std::size_t fullReadSize = 65'536;
 
-// The part of `bytes` behind `offset`, which is reduced by what was passed over.
+// The part of `bytes` after `offset`, which is reduced by the skipped bytes.
 void addPiece(std::array<iovec, maxPieces>& pieces, std::size_t& count, ByteView bytes, std::size_t& offset) {
   const std::size_t passed = std::min(offset, bytes.size());
   offset -= passed;

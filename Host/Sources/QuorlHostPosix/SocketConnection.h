@@ -14,9 +14,9 @@
 
 namespace quorl {
 
-/// One TCP socket. Sends that are given in one piece of a queue's work, or while earlier ones wait for room,
-/// leave in one gathered write at the end of what the queue has pending: a burst of small frames costs one
-/// system call, a single frame no change of thread.
+/// One TCP socket. Sends in one run of the queue, or while earlier ones wait for room, leave in one gathered
+/// write after the queue's pending work: a burst of small frames costs one system call, and a single frame no
+/// change of thread.
 ///
 /// *Queue*: any thread; reads, writes and callbacks on the queue given to `start`.
 /// *Ownership*: held by `SocketConnectionHandle` and by the work it has posted.
@@ -32,7 +32,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   TransportProgress progress();
   void limitUnsent(std::size_t bytes);
   std::optional<HostPort> local();
-  /// No callback at all after this.
+  /// No callback after this.
   void silence() { silent_ = true; }
   const std::optional<HostPort>& peer() const { return peer_; }
 
@@ -77,7 +77,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   std::optional<PortError> error_;
 
   std::deque<Outgoing> pending_;
-  std::size_t firstOffset_ = 0;  // bytes of the first pending frame that have left
+  std::size_t firstOffset_ = 0;  // bytes of the first pending frame already written
   std::uint64_t written_ = 0;    // bytes given to the kernel
   TransportProgress progress_;   // as last read
   bool flushScheduled_ = false;
@@ -86,11 +86,11 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
 
   NetworkConnection::Receive receive_;
   std::size_t receiveMaximum_ = 0;
-  bool moreExpected_ = false;  // the last read was so full that the next one is tried without waiting
+  bool moreExpected_ = false;  // after a full read the next one is tried without waiting
   bool peerFinished_ = false;
 };
 
-/// What the users of the port own: its end is the end of the socket.
+/// Owned by the users of the port. Its destruction closes the socket.
 class SocketConnectionHandle final : public NetworkConnection {
  public:
   explicit SocketConnectionHandle(std::shared_ptr<SocketConnection> connection)

@@ -20,7 +20,7 @@ SocketDatagramSender::SocketDatagramSender(std::shared_ptr<IoLoop> loop)
 void SocketDatagramSender::open(const SocketAddress& peer, const std::optional<SocketAddress>& local) {
   Descriptor socket(::socket(peer.storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket.isOpen()) return;
-  // An address of the other family says nothing about the way to this peer.
+  // An address of the other family cannot be used for this peer.
   if (local && local->storage.ss_family == peer.storage.ss_family &&
       ::bind(socket.get(), local->get(), local->size) != 0)
     return;

@@ -14,8 +14,8 @@
 
 namespace quorl {
 
-/// A connected UDP socket. What the kernel has no room for at once waits, a few megabytes of it at most, so
-/// that the fragments of a key frame are not lost on this side of the network.
+/// A connected UDP socket. Datagrams for which the kernel has no room wait, up to a few megabytes, so that
+/// fragments of a key frame are not lost on this machine.
 ///
 /// *Queue*: any thread. *Ownership*: held by `SocketDatagramHandle` and by the loop's pending wait, weakly.
 class SocketDatagramSender : public std::enable_shared_from_this<SocketDatagramSender> {
@@ -41,7 +41,7 @@ class SocketDatagramSender : public std::enable_shared_from_this<SocketDatagramS
   std::size_t waitingBytes_ = 0;
 };
 
-/// What the users of the port own.
+/// Owned by the users of the port.
 class SocketDatagramHandle final : public DatagramSender {
  public:
   explicit SocketDatagramHandle(std::shared_ptr<SocketDatagramSender> sender) : sender_(std::move(sender)) {}

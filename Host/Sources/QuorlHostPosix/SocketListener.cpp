@@ -17,7 +17,7 @@ namespace {
 constexpr int batchSize = 64;
 constexpr std::chrono::milliseconds shortagePause{100};
 
-// accept(2): the network's errors belong to one peer and are over with it.
+// accept(2): network errors concern one peer only.
 bool concernsOnePeer(int number) {
   switch (number) {
     case EINTR:
@@ -38,7 +38,7 @@ bool concernsOnePeer(int number) {
   }
 }
 
-// Descriptors or memory are used up; the peer stays in the backlog until there are some again.
+// Descriptors or memory are exhausted. The peer stays in the backlog until some are free.
 bool isShortage(int number) {
   return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM;
 }

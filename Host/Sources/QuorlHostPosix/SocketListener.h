@@ -13,8 +13,8 @@
 
 namespace quorl {
 
-/// One listening socket. A batch of connections is accepted on the loop's thread and handed over on the
-/// queue; the next batch is not accepted before that, so that a busy queue leaves the rest in the backlog.
+/// One listening socket. A batch of connections is accepted on the loop's thread and delivered on the queue.
+/// The next batch is not accepted before that, so that a busy queue leaves the rest in the backlog.
 ///
 /// *Queue*: any thread. *Ownership*: held by `SocketListenerHandle` and by the work it has posted.
 class SocketListener : public std::enable_shared_from_this<SocketListener> {
@@ -44,7 +44,7 @@ class SocketListener : public std::enable_shared_from_this<SocketListener> {
   std::shared_ptr<const Network::ListenerHandlers> handlers_;  // absent once cancelled
 };
 
-/// What the users of the port own: its end is the end of the listening.
+/// Owned by the users of the port. Its destruction ends the listening.
 class SocketListenerHandle final : public NetworkListener {
  public:
   explicit SocketListenerHandle(std::shared_ptr<SocketListener> listener) : listener_(std::move(listener)) {}

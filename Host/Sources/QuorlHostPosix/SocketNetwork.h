@@ -13,7 +13,8 @@ class IoLoop;
 /// Real sockets. One thread watches all of them; reading, writing and callbacks happen on the queue of the
 /// connection or listener. A connection that waits for bytes holds no buffer.
 ///
-/// *Queue*: any thread. *Ownership*: connections, listeners and senders may outlive it, but are silent then.
+/// *Queue*: any thread.
+/// *Ownership*: connections, listeners and senders may outlive it, but then do nothing.
 /// *Lifetime*: destruction closes the sockets that still linger and ends the thread; it must come before the
 /// end of every scheduler whose queues were used, and not on the thread of a callback.
 class SocketNetwork final : public Network {
@@ -28,7 +29,7 @@ class SocketNetwork final : public Network {
                                                      SerialQueue queue) override;
 
   /// Waits until every accepted connection has been cancelled, for `limit` at most: at the end of the process
-  /// the last frames are on their way then. Says whether it came to that.
+  /// the last frames have then left. Returns whether all were.
   bool waitUntilConnectionsEnd(std::chrono::milliseconds limit);
 
  private:

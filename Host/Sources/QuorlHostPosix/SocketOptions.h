@@ -9,26 +9,25 @@ namespace quorl {
 
 template <class Value>
 void setSocketOption(int descriptor, int level, int name, Value value) {
-  // A kernel that lacks one of these serves the session all the same.
+  // The session also works on a kernel that lacks one of these.
   ::setsockopt(descriptor, level, name, &value, sizeof value);
 }
 
-/// No delay of small frames, and a peer that has vanished is noticed within a minute.
+/// Sends small frames without delay, and detects a vanished peer within a minute.
 void configureSessionSocket(int descriptor);
 
-/// What the kernel knows of bytes that were given to it.
+/// The kernel's state of the bytes written to it.
 struct Unacknowledged {
-  std::size_t bytes = 0;           // neither acknowledged nor, maybe, sent
+  std::size_t bytes = 0;           // not acknowledged, and possibly not sent
   std::uint32_t inFlight = 0;      // segments sent and not acknowledged
-  std::uint32_t silentProbes = 0;  // questions for a larger window since the last answer
+  std::uint32_t silentProbes = 0;  // window probes since the last answer
 };
 
-/// How long the peer may leave what was sent to it without an answer, in milliseconds; 0: as long as the
-/// system's own rule allows.
+/// How long sent data may stay unacknowledged, in milliseconds; 0: the system's default.
 unsigned userTimeoutFor(const Unacknowledged& state);
 
-/// To be called every few seconds while bytes are on their way: lets a peer that does not read for a long
-/// time stay. Says whether any still are.
+/// Called every few seconds while bytes are unacknowledged. Keeps a peer that does not read for a long time.
+/// Returns whether any bytes are still unacknowledged.
 bool reviewUserTimeout(int descriptor);
 
 }  // namespace quorl

@@ -5,7 +5,7 @@
 
 namespace quorl {
 
-/// The system's own words for an errno value.
+/// The system's text for an errno value.
 PortError systemError(int number);
 
 }  // namespace quorl

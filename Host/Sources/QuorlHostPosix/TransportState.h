@@ -7,10 +7,10 @@
 
 namespace quorl {
 
-/// What the kernel knows of a TCP connection. Each system has its own source of these functions.
+/// The kernel's state of a TCP connection. Each system implements these functions.
 struct TransportState {
-  std::size_t unacknowledged = 0;                 // bytes given to the kernel and not confirmed by the peer's
-  std::chrono::microseconds shortestRoundTrip{};  // zero while none was measured
+  std::size_t unacknowledged = 0;                 // bytes written and not acknowledged by the peer
+  std::chrono::microseconds shortestRoundTrip{};  // zero until one is measured
 };
 
 /// Nothing for a socket that has ended.

@@ -10,7 +10,7 @@ namespace quorl {
 /// A variable of the environment, absent when it is not set.
 using Environment = std::function<std::optional<std::string>(const char* name)>;
 
-/// Where the user's own files are. All paths are absolute.
+/// The folders of the user's files. All paths are absolute.
 struct UserFolders {
   std::string home;
   std::string data;           // XDG Base Directory Specification: XDG_DATA_HOME
@@ -19,7 +19,7 @@ struct UserFolders {
   bool operator==(const UserFolders&) const = default;
 };
 
-/// `HOME` decides when it is set and absolute, else the password file's entry, else "/". A relative
+/// The home folder is `HOME` if it is set and absolute, else the password file's entry, else "/". A relative
 /// XDG variable is ignored, as its specification says.
 UserFolders userFolders(const Environment& environment, const std::string& passwordFileHome);
 
@@ -27,7 +27,7 @@ UserFolders userFolders(const Environment& environment, const std::string& passw
 UserFolders currentUserFolders();
 Environment processEnvironment();
 
-/// The name of the user this process runs as; the number in decimal where it has no name.
+/// The name of the user of this process, or the number in decimal if there is no name.
 std::string currentUserName();
 
 }  // namespace quorl

@@ -11,14 +11,15 @@ namespace quorl {
 /// A display system that the host can show and drive.
 struct Desktop {
   std::string_view name;
-  bool (*serves)(const Environment&);  // whether the session that this environment belongs to runs it
+  bool (*serves)(const Environment&);  // whether the session of this environment runs it
   void (*addTo)(Platform&);            // fills in `permissions`, `screen` and `events`
 };
 
-/// The first desktop of the table that serves the session. The last one serves any: it has no screen.
+/// The first desktop of the table that serves the session. The last one, without a screen, serves any
+/// session.
 const Desktop& desktopFor(const Environment& environment);
 
-/// The table's last row: an empty display list, no permission, and input that goes nowhere.
+/// The table's last row: an empty display list, no permissions, and input that is dropped.
 void addNoDesktop(Platform& platform);
 
 }  // namespace quorl

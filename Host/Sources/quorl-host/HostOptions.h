@@ -8,10 +8,10 @@
 
 namespace quorl {
 
-/// What the command line asks for. Unknown arguments are ignored.
+/// The options of the command line. Unknown arguments are ignored.
 struct HostOptions {
   bool verbose = false;            // --verbose, anywhere
-  std::optional<std::string> pin;  // the argument behind the first --pin, whatever it is
+  std::optional<std::string> pin;  // the argument after the first --pin
 
   bool operator==(const HostOptions&) const = default;
 };
@@ -19,11 +19,11 @@ struct HostOptions {
 /// `arguments` without the program's name.
 HostOptions parseHostOptions(const std::vector<std::string>& arguments);
 
-/// The line that tells where the PIN comes from.
+/// The line that names the source of the PIN.
 std::string pinAnnouncement(const HostOptions& options);
 
-/// The value of QUORL_HOST_PORT, the variable by which tests run hosts beside the one on the standard port.
-/// Absent unless it is a port number above 0.
+/// The value of QUORL_HOST_PORT, with which tests run hosts beside the one on the standard port. Absent
+/// unless it is a port number above 0.
 std::optional<std::uint16_t> parseTestPort(const std::optional<std::string>& value);
 
 }  // namespace quorl

@@ -22,8 +22,8 @@ namespace quorl {
 
 namespace {
 
-/// The kitty instances are found among what each look at the processes reads anyway: without one, kitty costs
-/// nothing.
+/// Kitty instances are found in the processes that are read anyway, so that they cost nothing while there is
+/// none.
 std::shared_ptr<TerminalScripting> makeTerminals(std::shared_ptr<ProcProcessTable> processes) {
   KittyTerminals::Settings kitty;
   kitty.children = [processes = std::move(processes)] { return processes->childrenOf("kitty"); };
@@ -37,7 +37,7 @@ std::shared_ptr<TerminalScripting> makeTerminals(std::shared_ptr<ProcProcessTabl
 HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
     : loop_(std::make_shared<MainLoop>()), network_(std::make_shared<SocketNetwork>()) {
   platform_.scheduler = &scheduler_;
-  // The generator has no state and no owner.
+  // The generator has no state and needs no owner.
   platform_.random = std::shared_ptr<SecureRandom>(&SystemSecureRandom::shared(), [](SecureRandom*) {});
   platform_.mainThread = loop_;
   platform_.network = network_;

@@ -12,20 +12,18 @@
 
 namespace quorl {
 
-/// The adapters of this system and what they run on.
+/// The adapters of this system and their threads.
 ///
 /// *Queue*: made and destroyed on the main thread.
-/// *Lifetime*: destroyed after the runtime; the adapters go first, then the threads that carry their
-/// callbacks.
+/// *Lifetime*: destroyed after the runtime; the adapters end first, then the threads of their callbacks.
 class HostPlatform {
  public:
-  /// `descriptorLimit`: what agents and applications are started with, where it is another than this
-  /// process's.
+  /// `descriptorLimit`: the limit for agents and applications, if it differs from that of this process.
   explicit HostPlatform(std::optional<std::uint64_t> descriptorLimit);
 
   const Platform& platform() const { return platform_; }
   MainLoop& loop() { return *loop_; }
-  /// Lets the last frames leave, for `limit` at most.
+  /// Waits until the last frames have left, for `limit` at most.
   void waitForConnections(std::chrono::milliseconds limit) { network_->waitUntilConnectionsEnd(limit); }
 
  private:

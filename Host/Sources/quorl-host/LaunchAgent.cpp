@@ -11,7 +11,7 @@ namespace quorl {
 
 namespace {
 
-// What the kernel puts behind the name of an executable that was replaced while it runs.
+// The kernel's suffix for a running executable that was replaced.
 constexpr std::string_view replacedMark = " (deleted)";
 
 }  // namespace

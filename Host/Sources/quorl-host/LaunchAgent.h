@@ -17,9 +17,9 @@ class LaunchAgent {
   LaunchAgent(std::shared_ptr<FileStore> files, StartAtLoginFile file)
       : files_(std::move(files)), file_(std::move(file)) {}
 
-  /// Whether any file is there, whatever it contains.
+  /// Whether the file exists, with any content.
   bool installed() const;
-  /// Replaces what is there. A failure is logged and reaches nobody.
+  /// Replaces an existing file. A failure is only logged.
   void install();
   void uninstall();
 

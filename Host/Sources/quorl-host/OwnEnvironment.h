@@ -5,12 +5,12 @@
 
 namespace quorl {
 
-/// Whether a variable says something of the terminal or the service that this process was started from, which
-/// is wrong for a program on a terminal of its own.
+/// Whether a variable describes the terminal or service that started this process. It would be wrong for a
+/// program on another terminal.
 bool belongsToOwnTerminal(std::string_view name);
 
-/// Takes those variables out of this process's environment, so that agents and applications do not inherit
-/// them. Before any other thread runs.
+/// Removes these variables from this process's environment, so that agents and applications do not inherit
+/// them. Called before any other thread runs.
 void forgetOwnTerminal();
 
 }  // namespace quorl

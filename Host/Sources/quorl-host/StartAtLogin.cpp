@@ -31,8 +31,8 @@ std::string xmlText(const std::string& text) {
   return result;
 }
 
-// "The Exec key" of the Desktop Entry Specification: a quoted argument, whose backslashes are then escaped
-// once more as those of any string value; a percent sign would begin a field code.
+// "The Exec key" of the Desktop Entry Specification: a quoted argument, whose backslashes are escaped again
+// as in any string value; a percent sign would begin a field code.
 std::string execArgument(const std::string& argument) {
   std::string result = "\"";
   for (const char character : argument) {

@@ -7,7 +7,7 @@
 
 namespace quorl {
 
-// What makes a session start the host, in the two forms that there are. Pure: paths and contents only.
+// The files that make a session start the host, in two forms. Pure: paths and contents only.
 
 /// One file that a login session reads.
 struct StartAtLoginFile {
@@ -23,8 +23,8 @@ StartAtLoginFile launchdPropertyList(const UserFolders& folders, const std::stri
 /// A desktop file in the autostart folder (Desktop Application Autostart Specification 0.5).
 StartAtLoginFile autostartEntry(const UserFolders& folders, const std::string& executable);
 
-/// The executable's absolute path: as the system tells it, else the command's own name, put behind the
-/// current directory when it is relative.
+/// The executable's absolute path: as the system reports it, else the command's name, relative to the current
+/// directory.
 std::string executablePathFrom(const std::string& toldBySystem, const std::string& command,
                                const std::string& currentDirectory);
 

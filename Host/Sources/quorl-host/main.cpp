@@ -21,12 +21,12 @@ namespace {
 
 using namespace quorl;
 
-// How long the last frames may take to leave at the end of the process.
+// Time for the last frames to leave at the end of the process.
 constexpr std::chrono::seconds farewell{1};
-// How long agents may take to end: what they are given before they are killed, and a moment to be reaped.
+// Time for agents to end: the time before they are killed, and a moment to reap them.
 constexpr std::chrono::seconds agentsFarewell{4};
 
-// Each client is a descriptor, and a shell's limit is made for less.
+// Each client needs a descriptor, and a shell's default limit is lower.
 constexpr std::uint64_t wantedDescriptors = 65'536;
 
 HostCoreConfig configurationFor(const HostOptions& options) {

@@ -18,10 +18,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Longer command lines are cut; a script's name stands near the beginning.
+// Longer command lines are cut; a script's name is near the beginning.
 constexpr std::size_t maxCommandLine = 4096;
 
-// Without their version: "python3.11" is "python".
+// Without the version: "python3.11" is "python".
 constexpr std::array<std::string_view, 15> interpreters = {"bash",   "dash",   "gjs",  "java", "lua",
                                                            "node",   "nodejs", "perl", "php",  "pypy",
                                                            "python", "ruby",   "sh",   "wish", "zsh"};
@@ -61,7 +61,7 @@ RunningProgram runningProgram(std::int32_t pid) {
 
 RunningProgram programOf(const std::string& executable, const std::vector<std::string>& arguments) {
   if (!isInterpreter(executable)) return {.name = executable};
-  // The first word after the options. "-m module" and "-c text" name no file; their next word is as good.
+  // The first word after the options. "-m module" and "-c text" name no file; their next word serves as well.
   const auto script = std::find_if(arguments.begin() + (arguments.empty() ? 0 : 1), arguments.end(),
                                    [](const auto& word) { return !word.empty() && word.front() != '-'; });
   if (script == arguments.end()) return {};

@@ -18,33 +18,33 @@ struct ApplicationIdentity {
   bool operator==(const ApplicationIdentity&) const = default;
 };
 
-/// What runs in a process: a program, or the script of an interpreter.
+/// The program of a process: an executable, or the script of an interpreter.
 struct RunningProgram {
   std::string name;       // file name of the executable; empty when unknown
   bool isScript = false;  // `name` is the script's; the executable only interprets it
 };
 
-/// The program of a command line. `arguments` is the one the process was started with, `executable` the file
-/// name of what it executes. An interpreter without a script is a program without a name.
+/// The program of a command line. `executable` is the file name of what the process executes. An interpreter
+/// without a script has no name.
 RunningProgram programOf(const std::string& executable, const std::vector<std::string>& arguments);
 
 /// Names the application of a window after its desktop file.
 ///
-/// A desktop file names a window by the window's class, or by the program that its command line starts. One
-/// that is hidden or runs in a terminal never does: its program is a tool of other applications. An
-/// interpreter is no application either: two Python programs are two applications.
+/// A desktop file matches a window by the window's class or by the program that its command line starts. A
+/// desktop file that is hidden or runs in a terminal matches none: its program is a tool of other
+/// applications. An interpreter matches none either: two Python programs are two applications.
 ///
 /// *Queue*: one thread at a time. *Blocking*: `refresh` reads files when a folder has changed, `identify`
 /// reads /proc.
 class ApplicationNames {
  public:
-  /// `dataFolders`: as `currentDataFolders` lists them; the first that has a name for a window wins.
+  /// `dataFolders`: as `currentDataFolders` lists them; the first with a match wins.
   explicit ApplicationNames(const std::vector<std::string>& dataFolders = currentDataFolders());
 
   /// Reads the folders again if one of them has changed.
   void refresh();
 
-  /// `pid` is 0 when the window does not say.
+  /// `pid` is 0 when unknown.
   ApplicationIdentity identify(const std::string& windowClass, std::int32_t pid) const;
   ApplicationIdentity identify(const std::string& windowClass, const RunningProgram& program) const;
 

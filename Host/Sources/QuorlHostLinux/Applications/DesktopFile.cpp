@@ -12,7 +12,7 @@ namespace quorl {
 
 namespace {
 
-// An id of a peer's with more hyphens than this is looked up in its plain form only.
+// The most hyphens of an id that are tried as folders. An id comes from a peer.
 constexpr std::size_t maxFolderDepth = 4;
 constexpr std::size_t maxFileSize = 1'048'576;
 
@@ -71,8 +71,8 @@ std::map<std::string, std::string> mainGroup(std::string_view text) {
   return values;
 }
 
-// Cuts the value of the Exec key (Desktop Entry Specification 1.5) into arguments. What a field code means in
-// a quoted part is left open there; it is kept as text, which is more likely meant.
+// Cuts the value of the Exec key (Desktop Entry Specification 1.5) into arguments. The specification leaves
+// open what a field code in a quoted part means; it is kept as text.
 class CommandLine {
  public:
   explicit CommandLine(const std::string& text) : text_(text) {}
@@ -117,7 +117,7 @@ class CommandLine {
     return false;
   }
 
-  // There is no file, icon or name to hand over, so every code but "%%" stands for nothing.
+  // There is no file, icon or name to pass, so every code except "%%" is removed.
   bool takeFieldCode() {
     if (at_ == text_.size()) return false;
     const char code = text_[at_++];
@@ -164,7 +164,7 @@ std::vector<std::string> desktopFileCandidates(const std::string& id) {
   std::string path = id;
   for (std::size_t depth = 0; depth < maxFolderDepth; ++depth) {
     const auto hyphen = path.find('-');
-    // A part that begins with a dot could be the folder above.
+    // A part that begins with a dot could name the parent folder.
     if (hyphen == std::string::npos || hyphen + 1 == path.size() || path[hyphen + 1] == '.') break;
     path[hyphen] = '/';
     candidates.push_back(path + ".desktop");

@@ -20,18 +20,18 @@ struct DesktopFile {
   bool operator==(const DesktopFile&) const = default;
 };
 
-/// Absent for anything but an application, and for a deleted one (`Hidden`).
+/// Absent for other types and for deleted applications (`Hidden`).
 std::optional<DesktopFile> parseDesktopFile(std::string_view text);
 
-/// The file of an absolute path. Absent also when it cannot be read or is larger than 1 MiB.
+/// Reads the file of an absolute path. Also absent when it cannot be read or exceeds 1 MiB.
 std::optional<DesktopFile> readDesktopFile(const std::string& path);
 
-/// The paths below an `applications` folder that a desktop-file id can mean, the plainest first: each "-" may
-/// also be a folder's end. Empty for an id that could lead elsewhere.
+/// The paths below an `applications` folder that a desktop-file id can mean, starting with the plain one:
+/// each "-" may also separate folders. Empty for an id that could leave the folder.
 std::vector<std::string> desktopFileCandidates(const std::string& id);
 
-/// The user's data folder and the system's, the most important first (XDG Base Directory Specification:
-/// XDG_DATA_HOME, XDG_DATA_DIRS). Desktop files are in their `applications` folders.
+/// The data folders of the user and of the system, the most important first (XDG Base Directory
+/// Specification: XDG_DATA_HOME, XDG_DATA_DIRS). Desktop files are in their `applications` folders.
 std::vector<std::string> currentDataFolders();
 
 }  // namespace quorl

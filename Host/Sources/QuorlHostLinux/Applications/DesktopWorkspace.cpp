@@ -35,7 +35,7 @@ void DesktopWorkspace::openApplication(const std::string& path) {
   }
   auto file = readDesktopFile(path);
   if (!file || file->arguments.empty()) return;
-  // Debian's name for whatever terminal is installed; the option is common to all of them.
+  // Debian's name for the installed terminal. All terminals have the option.
   if (file->needsTerminal) file->arguments.insert(file->arguments.begin(), {"x-terminal-emulator", "-e"});
   launchProgram(file->arguments, file->workingDirectory, descriptorLimit_);
 }

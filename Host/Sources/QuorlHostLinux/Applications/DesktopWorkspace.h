@@ -10,13 +10,13 @@
 
 namespace quorl {
 
-/// Applications are desktop files; an executable file is one too.
+/// Finds and opens applications, which are desktop files or executable files.
 ///
 /// *Queue*: the main thread.
 class DesktopWorkspace final : public Workspace {
  public:
-  /// `dataFolders`: as `currentDataFolders` lists them. `descriptorLimit`: how many descriptors the
-  /// applications may open, where it is another number than this process's.
+  /// `dataFolders`: as `currentDataFolders` lists them. `descriptorLimit`: the descriptors that applications
+  /// may open, if it differs from the limit of this process.
   explicit DesktopWorkspace(std::vector<std::string> dataFolders,
                             std::optional<std::uint64_t> descriptorLimit = {})
       : dataFolders_(std::move(dataFolders)), descriptorLimit_(descriptorLimit) {}

@@ -33,7 +33,7 @@ std::optional<rlimit> softDescriptorLimit(std::optional<std::uint64_t> wanted) {
   return limit;
 }
 
-// Between fork and exec only what signal-safety(7) allows.
+// Between fork and exec, only calls that signal-safety(7) allows.
 [[noreturn]] void becomeProgram(const Prepared& prepared) {
   ::setsid();
   for (int signal = 1; signal < NSIG; ++signal) ::signal(signal, SIG_DFL);
@@ -42,7 +42,7 @@ std::optional<rlimit> softDescriptorLimit(std::optional<std::uint64_t> wanted) {
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
   const int null = ::open("/dev/null", O_RDWR);
   for (int stream = 0; stream <= 2 && null >= 0; ++stream) ::dup2(null, stream);
-  // Also what a library opened without the flag; the report goes at the exec.
+  // Includes descriptors that a library opened without the flag. The report closes at the exec.
   ::syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC);
   if (prepared.descriptorLimit) ::setrlimit(RLIMIT_NOFILE, &*prepared.descriptorLimit);
   if (prepared.directory.empty() || ::chdir(prepared.directory.c_str()) != 0)

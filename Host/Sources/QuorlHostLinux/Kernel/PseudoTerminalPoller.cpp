@@ -14,7 +14,7 @@ namespace quorl {
 
 namespace {
 
-// What an event carries: the token, and in the lowest bit its source. Tokens count from 1, so 0 is free for
+// The data of an event: the token, and its source in the lowest bit. Tokens count from 1, so 0 is free for
 // the wake-up.
 constexpr std::uint64_t wakeUpData = 0;
 
@@ -50,7 +50,7 @@ void PseudoTerminalPoller::addTerminal(int terminal, std::uint64_t token) {
 }
 
 void PseudoTerminalPoller::arm(int terminal, std::uint64_t token, Interest interest) {
-  if (!interest.reading && !interest.writing) return;  // what was armed was one shot
+  if (!interest.reading && !interest.writing) return;  // the last arming was one shot
   const std::uint32_t events =
       EPOLLONESHOT | (interest.reading ? EPOLLIN : 0U) | (interest.writing ? EPOLLOUT : 0U);
   auto event = eventFor(events, token, Source::terminal);
@@ -74,8 +74,7 @@ const std::vector<PseudoTerminalPoller::Event>& PseudoTerminalPoller::wait(
     timeOut.tv_sec = seconds.count();
     timeOut.tv_nsec = (*limit - seconds).count();
   }
-  // epoll_pwait2(2): milliseconds are too coarse for gathering output. A kernel before 5.11 has nothing
-  // finer.
+  // epoll_pwait2(2): milliseconds are too coarse for gathering output. Kernels before 5.11 lack the call.
   int count = -1;
   if (hasFineWait_) {
     count = ::epoll_pwait2(epoll_.get(), ready.data(), static_cast<int>(ready.size()),

@@ -11,13 +11,13 @@ namespace quorl {
 namespace {
 
 // tcp(7): the first probe after 20 s of silence, then each 8 s; data or probes unanswered for 45 s end the
-// connection, so that a peer that has gone costs its place for less than a minute.
+// connection, so that a peer that has gone occupies its place for less than a minute.
 constexpr int keepAliveIdleSeconds = 20;
 constexpr int keepAliveIntervalSeconds = 8;
 constexpr int keepAliveProbes = 4;
 constexpr unsigned userTimeoutMilliseconds = 45'000;
 
-// A living peer answers each within a round trip.
+// A reachable peer answers each within a round trip.
 constexpr std::uint32_t silentProbesOfTheVanished = 4;
 
 }  // namespace
@@ -31,9 +31,9 @@ void configureSessionSocket(int descriptor) {
   setSocketOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, userTimeoutMilliseconds);
 }
 
-// Since Linux 5.11 the user time-out also counts how long the peer's window has been closed, though it
-// answers every probe: a client that its system has suspended would be ended after 45 seconds. So the
-// time-out is off while nothing is in flight and probes are answered.
+// Since Linux 5.11 the user time-out includes the time in which the peer's window is closed, even if it
+// answers every probe: a suspended client would lose its connection after 45 seconds. So the time-out is off
+// while nothing is in flight and probes are answered.
 unsigned userTimeoutFor(const Unacknowledged& state) {
   const bool waitsForWindow = state.bytes > 0 && state.inFlight == 0;
   return waitsForWindow && state.silentProbes < silentProbesOfTheVanished ? 0 : userTimeoutMilliseconds;

@@ -34,7 +34,7 @@ struct Call {
 MessagePointer newCall(sd_bus* bus, const char* path, const char* interface, const char* method) {
   sd_bus_message* message = nullptr;
   sd_bus_message_new_method_call(bus, &message, avahi, path, interface, method);
-  // Whether a responder runs is the machine's decision.
+  // The machine's configuration decides whether a responder runs.
   if (message) sd_bus_message_set_auto_start(message, 0);
   return MessagePointer(message);
 }
@@ -75,7 +75,7 @@ CallResult addService(sd_bus* bus, const std::string& group, const std::string& 
 
 }  // namespace
 
-/// Everything here but `add` and `remove` runs on the loop's thread.
+/// All members except `add` and `remove` run on the loop's thread.
 class AvahiAdvertiser::Registrar {
  public:
   using ID = std::uint64_t;
@@ -164,8 +164,8 @@ class AvahiAdvertiser::Registrar {
     for (auto& [id, service] : services_) publish(bus, service);
   }
 
-  // A daemon that went took its groups along; one that came tells its state by itself once it runs, but may
-  // have been running before its name was seen.
+  // The groups end with their daemon. A new daemon reports its state, but may have done so before its name
+  // was seen.
   static int onOwnerChanged(sd_bus_message* message, void* self, sd_bus_error*) {
     auto* registrar = static_cast<Registrar*>(self);
     registrar->disconnected();
@@ -187,7 +187,7 @@ class AvahiAdvertiser::Registrar {
       registrar->publishAll(bus);
       return 0;
     }
-    // The daemon is changing its own host name: services of the old one have to go.
+    // The daemon is changing its host name: services under the old name have to be removed.
     for (auto& [id, service] : registrar->services_) withdraw(bus, service);
     return 0;
   }
@@ -209,7 +209,7 @@ class AvahiAdvertiser::Registrar {
 
   std::atomic<ID> lastID_ = 0;
   std::map<ID, Service> services_;
-  // Last, so that its thread ends before what it uses.
+  // Last, so that its thread ends before the members it uses.
   BusLoop loop_{
       {.connected = [this](sd_bus* bus) { connected(bus); }, .disconnected = [this] { disconnected(); }}};
 };

@@ -8,9 +8,9 @@
 
 namespace quorl {
 
-/// DNS-SD (RFC 6763) by the Avahi daemon's D-Bus interface, org.freedesktop.Avahi.
+/// DNS-SD (RFC 6763) through the D-Bus interface of the Avahi daemon, org.freedesktop.Avahi.
 ///
-/// *Queue*: any thread; the work happens on a thread of the adapter's.
+/// *Queue*: any thread; the work runs on a thread of the adapter.
 /// *Lifetime*: registrations may outlive it.
 class AvahiAdvertiser final : public ServiceAdvertiser {
  public:

@@ -13,10 +13,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A machine that has no bus at start hardly ever gets one.
+// A machine without a bus at the start hardly ever gets one.
 constexpr std::chrono::seconds reconnectInterval{30};
 
-// After a bus that was there went away: it is being restarted.
+// For a bus that went away: it is probably restarting.
 constexpr std::chrono::seconds restartInterval{1};
 
 int millisecondsUntil(Clock::time_point when) {
@@ -69,7 +69,7 @@ void BusLoop::disconnect() {
   nextAttempt_ = Clock::now() + restartInterval;
 }
 
-// True when something was done and more may be waiting.
+// True when a message was handled and more may be pending.
 bool BusLoop::process() {
   if (!bus_) return false;
   const int result = sd_bus_process(bus_.get(), nullptr);

@@ -10,8 +10,8 @@
 
 namespace quorl {
 
-/// A connection to the system bus and the thread that listens to it. Without a bus it looks for one now and
-/// then.
+/// A connection to the system bus and the thread that listens to it. Without a bus it tries to connect at
+/// intervals.
 ///
 /// *Queue*: the handlers and all posted work run on the loop's thread; `post` may be called from any.
 /// *Lifetime*: destruction drops posted work, ends the connection and joins the thread; never on that thread.

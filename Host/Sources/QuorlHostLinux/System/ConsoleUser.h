@@ -6,9 +6,9 @@
 
 namespace quorl {
 
-/// What logind tells about the machine's seats, as far as it decides who holds the console.
+/// The facts of logind that decide which user holds the console.
 struct ConsoleFacts {
-  /// The session that a seat shows at the moment.
+  /// The active session of a seat.
   struct ActiveSession {
     std::string user;
     std::string sessionClass;  // "user", "greeter", "lock-screen", ... (sd-login(3))
@@ -19,9 +19,9 @@ struct ConsoleFacts {
   std::optional<ActiveSession> activeOnOwnSeat;
 };
 
-/// Where the host's own login session sits on a seat, the console is held by the user of that seat's active
-/// session: by nobody while there is none or a greeter asks for a name. A host without a seat (ssh, a virtual
-/// display, a container, no login manager) holds its own console, because nobody else can.
+/// If the host's login session is on a seat, the user of that seat's active session holds the console, or no
+/// user while there is none or a greeter is shown. Without a seat (ssh, a virtual display, a container, no
+/// login manager), the host's user holds the console, because no other user can.
 std::optional<std::string> consoleUserFor(const ConsoleFacts& facts);
 
 }  // namespace quorl

@@ -21,7 +21,7 @@ std::string trimmed(const std::string& text) {
   return text.substr(first, text.find_last_not_of(blank) - first + 1);
 }
 
-// What vendors leave in place of a model.
+// Placeholders that vendors leave instead of a model.
 bool isFiller(const std::string& model) {
   constexpr std::array<std::string_view, 6> fillers{"System Product Name",    "To Be Filled By O.E.M.",
                                                     "To be filled by O.E.M.", "Default string",
@@ -29,7 +29,7 @@ bool isFiller(const std::string& model) {
   return model.empty() || std::find(fillers.begin(), fillers.end(), model) != fillers.end();
 }
 
-// Inside double quotes a backslash keeps the character behind it; inside single quotes it is one itself.
+// Inside double quotes a backslash escapes the next character; inside single quotes it is a plain character.
 std::string unquoted(const std::string& value) {
   if (value.size() < 2 || (value.front() != '"' && value.front() != '\'') || value.back() != value.front())
     return value;

@@ -9,10 +9,10 @@ namespace quorl {
 
 /// From the files of the system: machine-info(5), os-release(5), the kernel's DMI and device tree entries.
 ///
-/// *Queue*: any thread; it has no state but its root.
+/// *Queue*: any thread; its only state is the root.
 class LinuxMachineFacts final : public MachineFacts {
  public:
-  /// `root` stands before every path; tests give a folder of their own.
+  /// `root` is the prefix of every path; tests use a folder of their own.
   explicit LinuxMachineFacts(std::string root = "") : root_(std::move(root)) {}
 
   std::string computerName() override;
@@ -26,8 +26,8 @@ class LinuxMachineFacts final : public MachineFacts {
   std::string root_;
 };
 
-/// The value of `name` in a file of shell-like assignments (os-release(5)): quotes and their escapes
-/// resolved. Empty when it is not there.
+/// The value of `name` in a file of shell-like assignments (os-release(5)): without quotes and escapes. Empty
+/// when absent.
 std::string assignmentValue(const std::string& text, const std::string& name);
 
 }  // namespace quorl

@@ -22,7 +22,7 @@ BusObject session(std::string path) {
   return {login1, std::move(path), "org.freedesktop.login1.Session"};
 }
 
-// A manager method that gives an object path.
+// A manager method that returns an object path.
 template <class... Arguments>
 std::optional<std::string> askForPath(sd_bus* bus, const char* method, const char* types,
                                       Arguments... arguments) {
@@ -38,7 +38,7 @@ std::optional<std::string> askForPath(sd_bus* bus, const char* method, const cha
   return path;
 }
 
-// The graphical session of the user: a host that the user's service manager started is in no session itself.
+// The graphical session of the user: a host started by the user's service manager has no session of its own.
 std::optional<std::string> displaySession(sd_bus* bus) {
   const auto user = askForPath(bus, "GetUser", "u", static_cast<std::uint32_t>(::geteuid()));
   if (!user) return std::nullopt;
@@ -48,7 +48,7 @@ std::optional<std::string> displaySession(sd_bus* bus) {
 }
 
 std::optional<std::string> ownSession(sd_bus* bus) {
-  // Process 0 means the one that asks.
+  // Process 0 is the caller.
   if (auto path = askForPath(bus, "GetSessionByPID", "u", std::uint32_t{0})) return path;
   if (const char* name = std::getenv("XDG_SESSION_ID"))
     if (auto path = askForPath(bus, "GetSession", "s", name)) return path;
@@ -66,7 +66,7 @@ ConsoleFacts readFacts() {
   if (!seat || seat->name.empty()) return facts;
   const auto active =
       readNamedObject(bus.get(), {login1, seat->path, "org.freedesktop.login1.Seat"}, "ActiveSession");
-  if (!active) return facts;  // the seat cannot be asked: as if there were none
+  if (!active) return facts;  // the seat cannot be read: treated as no seat
   facts.ownSessionHasSeat = true;
   if (active->name.empty()) return facts;
   facts.activeOnOwnSeat =
@@ -112,7 +112,7 @@ struct LogindSessions::Observation {
   // On the loop's thread.
   bool told = false;
   std::optional<std::string> last;
-  // Last, so that its thread ends before what it uses.
+  // Last, so that its thread ends before the members it uses.
   BusLoop loop{{.connected = [this](sd_bus* bus) { watch(bus); }, .disconnected = [this] { compare(); }}};
 };
 

@@ -8,10 +8,10 @@
 
 namespace quorl {
 
-/// The console by org.freedesktop.login1 (the D-Bus API of systemd-logind). Each question opens a short-lived
-/// connection of its own, so that it may be asked on any thread; without a bus the console is the own user's.
+/// The console by org.freedesktop.login1 (the D-Bus API of systemd-logind). Each query opens a short-lived
+/// connection, so that it may run on any thread. Without a bus, the host's user holds the console.
 ///
-/// *Queue*: any thread; `observeConsoleUser`'s callback on a thread of the adapter's.
+/// *Queue*: any thread; `observeConsoleUser` calls back on a thread of the adapter.
 /// *Lifetime*: destruction ends the observation and waits for a callback that is running.
 class LogindSessions final : public LoginSessions {
  public:
@@ -20,7 +20,7 @@ class LogindSessions final : public LoginSessions {
 
   std::optional<std::string> consoleUser() override;
   std::string ownUserName() override;
-  /// Calls once when the observation begins: whatever changed before it is not missed.
+  /// Calls once when the observation begins, so that no earlier change is missed.
   void observeConsoleUser(std::function<void()> changed) override;
 
  private:

@@ -5,8 +5,8 @@
 
 namespace quorl {
 
-/// The journal (systemd.journal-fields(7)) where it listens, else syslog(3). The journal's entries carry the
-/// fields QUORL_SUBSYSTEM and QUORL_CATEGORY.
+/// The journal (systemd.journal-fields(7)) if it is available, else syslog(3). The journal's entries carry
+/// the fields QUORL_SUBSYSTEM and QUORL_CATEGORY.
 ///
 /// *Queue*: any thread.
 class SystemLogSink final : public LogSink {

@@ -16,8 +16,10 @@ namespace quorl {
 ///
 /// *Queue*: any thread.
 /// *Blocking*: a query reads a cached answer while there is a connection. Without one, it waits for an
-/// attempt to connect, at most once a second. *Ownership*: owns a thread with an idle connection, which
-/// notices the end of the server. *Lifetime*: no query may run during the destruction.
+/// attempt to connect, at most once a second.
+/// *Ownership*: owns a thread with an idle connection, which
+/// notices the end of the server.
+/// *Lifetime*: no query may run during the destruction.
 class X11Permissions final : public Permissions, public X11Loop::Client {
  public:
   explicit X11Permissions(X11DisplayName displayName = displayNameFromEnvironment());
