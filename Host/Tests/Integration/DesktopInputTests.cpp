@@ -56,7 +56,7 @@ class DesktopInput : public ::testing::Test {
   std::unique_ptr<RawClient> client;
 };
 
-TEST_F(DesktopInput, typesAHeldKeyOnceAndLetsGoOfItWhenItsLinkBreaks) {
+TEST_F(DesktopInput, typesAHeldKeyOnceAndReleasesItWhenItsLinkBreaks) {
   server.run({"xset", "r", "rate", "60", "100"});
   server.run({"xdotool", "keydown", "b"});
   send(inputEvent::Key{.keyCode = letterA, .down = true, .modifiers = WireModifiers::capsLock});

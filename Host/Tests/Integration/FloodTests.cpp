@@ -60,7 +60,7 @@ class FloodTest : public ::testing::Test {
   std::atomic<bool> closed_{false};
 };
 
-TEST_F(FloodTest, isTakenInPiecesAndAnsweredWholeAndInOrder) {
+TEST_F(FloodTest, isReadInPiecesAndAnsweredCompletelyAndInOrder) {
   // More answers than the system's buffers hold.
   constexpr std::uint32_t count = 800'000;
   constexpr std::size_t most =

@@ -25,14 +25,14 @@ TEST(HostOptions, takeTheFirstOfTwoPINs) {
   EXPECT_EQ(parsed({"--pin", "111111", "--pin", "222222"}).pin, "111111");
 }
 
-TEST(HostOptions, takeAPINAsItStands) {
+TEST(HostOptions, takeAPINUnchanged) {
   EXPECT_EQ(parsed({"--pin", ""}).pin, "");
   EXPECT_EQ(parsed({"--pin", "geheim ü"}).pin, "geheim ü");
   EXPECT_EQ(parsed({"--pin", "--verbose"}), (HostOptions{true, "--verbose"}));
   EXPECT_EQ(parsed({"--pin", "--pin"}).pin, "--pin");
 }
 
-TEST(HostOptions, ignoreWhatTheyDoNotKnow) {
+TEST(HostOptions, ignoreUnknownArguments) {
   EXPECT_EQ(parsed({"-v", "--pin=1", "--help", "verbose"}), HostOptions());
 }
 

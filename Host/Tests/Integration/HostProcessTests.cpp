@@ -83,7 +83,7 @@ TEST_F(HostProcessTest, knowsAPairedClientAfterARestartWithoutAPIN) {
   EXPECT_FALSE(RawClient(port).pair("314159")) << "the old PIN was not kept";
 }
 
-TEST_F(HostProcessTest, forgetsEverybodyWithADamagedTrustFileAndStartsAllTheSame) {
+TEST_F(HostProcessTest, startsWithoutPairedClientsAfterADamagedTrustFile) {
   std::filesystem::create_directories(trustFile().parent_path());
   std::ofstream(trustFile()) << "{\"no list";
   HostProcess host(with({"--pin", "1"}));
@@ -187,7 +187,7 @@ TEST_F(HostProcessTest, killsAnAgentThatWillNotEnd) {
   EXPECT_NE(::kill(agent, 0), 0);
 }
 
-TEST_F(HostProcessTest, waitsForAPortThatSomebodyElseHolds) {
+TEST_F(HostProcessTest, waitsForAPortThatAnotherProcessHolds) {
   std::optional<ListeningHost> other;
   other.emplace();
   auto settings = with({"--pin", "1", "--verbose"});

@@ -59,7 +59,7 @@ TEST(StartAtLogin, quotesAnyExecutablePathSoThatADesktopReadsItBack) {
   }
 }
 
-TEST(StartAtLogin, putsARelativeCommandBehindTheCurrentDirectory) {
+TEST(StartAtLogin, resolvesARelativeCommandInTheCurrentDirectory) {
   EXPECT_EQ(executablePathFrom("/usr/bin/quorl_host", "x", "/tmp"), "/usr/bin/quorl_host");
   EXPECT_EQ(executablePathFrom("", "/opt/quorl_host", "/tmp"), "/opt/quorl_host");
   EXPECT_EQ(executablePathFrom("", "bin/quorl_host", "/tmp"), "/tmp/bin/quorl_host");
@@ -95,7 +95,7 @@ TEST_F(LaunchAgentTest, isInstalledByAnyFileAtItsPathAndReplacesIt) {
   EXPECT_EQ(files->read(file.path, 100), bytesOf("contents\n"));
 }
 
-TEST_F(LaunchAgentTest, keepsAFailureToItself) {
+TEST_F(LaunchAgentTest, onlyLogsAFailure) {
   std::ofstream(folder / "config") << "a file in the way";
   LaunchAgent agent(files, file);
   agent.install();

@@ -79,7 +79,7 @@ TEST_F(PortHandoffTest, thePortFollowsTheConsoleThereAndBack) {
   EXPECT_TRUE(nobodys.program().isRunning());
 }
 
-TEST_F(PortHandoffTest, nobodyListensWhileAGreeterHoldsTheConsole) {
+TEST_F(PortHandoffTest, noHostListensWhileAGreeterHoldsTheConsole) {
   HostProcess roots(rootsHost());
   HostProcess nobodys(nobodysHost());
   ASSERT_TRUE(becomesHostOf("111111"));

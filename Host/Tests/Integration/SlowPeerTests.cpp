@@ -72,7 +72,7 @@ class SlowPeerTest : public ::testing::Test {
   std::mt19937 random_{1};
 };
 
-TEST_F(SlowPeerTest, floodOfQuestionsCostsLittleAndNobodyElseNotices) {
+TEST_F(SlowPeerTest, floodOfRequestsCostsLittleAndDelaysNoOtherClient) {
   RawClient flooding(port_);
   useSmallBuffer(flooding);
   ASSERT_TRUE(flooding.pair("314159"));
@@ -97,7 +97,7 @@ TEST_F(SlowPeerTest, floodOfQuestionsCostsLittleAndNobodyElseNotices) {
   EXPECT_LE(memory(), before + 16 * mebibyte);
 }
 
-TEST_F(SlowPeerTest, oneThatReadsNoPictureCostsBoundedMemoryAndIsStillHeard) {
+TEST_F(SlowPeerTest, clientThatReadsNoPictureCostsBoundedMemoryAndIsStillServed) {
   RawClient other(port_);
   ASSERT_TRUE(other.pair("314159"));
   RawClient silent(port_);

@@ -104,7 +104,7 @@ class AgentFiles : public testing::Test {
   bool isMounted = false;
 };
 
-TEST_F(AgentFiles, areThereOnlyAfterAChangeAndForTheirOwnerAlone) {
+TEST_F(AgentFiles, existOnlyAfterAChangeAndOnlyForTheirOwner) {
   const auto list = catalog();
   const auto more = extras();
   EXPECT_THAT(list->all(), SizeIs(builtinCount));
@@ -131,7 +131,7 @@ TEST_F(AgentFiles, areReadAgainAtTheNextStart) {
   EXPECT_EQ(extras()->guiAgentBundles(), std::vector<std::string>{"one"});
 }
 
-TEST_F(AgentFiles, stayWholeOnAFullDiskAndAreWrittenWhenThereIsRoomAgain) {
+TEST_F(AgentFiles, stayCompleteOnAFullDiskAndAreWrittenWhenThereIsRoom) {
   if (!mountDisk("size=256k")) GTEST_SKIP() << "needs the right to mount";
   const auto list = catalog();
   const auto more = extras();

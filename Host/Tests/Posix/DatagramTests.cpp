@@ -59,7 +59,7 @@ TEST_F(DatagramTest, arriveWholeAndOnLoopbackInOrder) {
   for (std::uint32_t index = 0; index < 50; ++index) EXPECT_EQ(receiver.next(), pattern(1200 + index, index));
 }
 
-TEST_F(DatagramTest, areLostInSilenceWhileNobodyListensAndArriveOnceSomebodyDoes) {
+TEST_F(DatagramTest, areLostWithoutAReceiverAndArriveOnceThereIsOne) {
   const std::uint16_t port = freePort();
   const auto sender = network.openDatagramSender({"127.0.0.1", port}, std::nullopt, queue);
   for (int index = 0; index < 10; ++index) sender->send(pattern(100));

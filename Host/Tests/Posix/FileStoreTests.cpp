@@ -48,7 +48,7 @@ TEST_F(FileStoreTest, readsBackWhatItWrote) {
   EXPECT_EQ(names(), std::vector<std::string>{"trust.json"});
 }
 
-TEST_F(FileStoreTest, writesForItsOwnerAloneWhateverTheUmaskAndTheFormerMode) {
+TEST_F(FileStoreTest, writesForItsOwnerAloneWithAnyUmaskAndFormerMode) {
   for (const mode_t mask : {mode_t{0}, mode_t{0777}}) {
     const mode_t before = ::umask(mask);
     const auto written = store.writeAtomically(path, viewOf("secret"));
@@ -105,14 +105,14 @@ TEST_F(FileStoreTest, leavesTheOldFileAndNoTemporaryWhenTheDiskIsFull) {
   ::umount(folder.c_str());
 }
 
-TEST_F(FileStoreTest, failsWithoutATraceWhereTheFolderIsMissingOrTheTargetIsAFolder) {
+TEST_F(FileStoreTest, failsWithoutATraceIfTheFolderIsMissingOrTheTargetIsAFolder) {
   EXPECT_EQ(store.writeAtomically((folder / "no" / "file").string(), viewOf("x")).error().status, ENOENT);
   fs::create_directory(path);
   EXPECT_FALSE(store.writeAtomically(path, viewOf("x")));
   EXPECT_EQ(names(), std::vector<std::string>{"trust.json"});
 }
 
-TEST_F(FileStoreTest, aWriterKilledAtAnyInstantLeavesAWholeFile) {
+TEST_F(FileStoreTest, aWriterKilledAtAnyInstantLeavesACompleteFile) {
   const std::size_t size = 100'000;
   ASSERT_TRUE(store.writeAtomically(path, Bytes(size, 'a')));
   for (int round = 0; round < 30; ++round) {
@@ -142,7 +142,7 @@ TEST_F(FileStoreTest, aWriterKilledAtAnyInstantLeavesAWholeFile) {
   }
 }
 
-TEST_F(FileStoreTest, sweepsWhatAKilledWriterLeftLongAgoAndNothingElse) {
+TEST_F(FileStoreTest, removesOnlyOldTemporaryFilesOfKilledWriters) {
   const auto make = [&](const std::string& name, int hoursAgo) {
     std::ofstream(folder / name) << "x";
     fs::last_write_time(folder / name, fs::file_time_type::clock::now() - std::chrono::hours(hoursAgo));

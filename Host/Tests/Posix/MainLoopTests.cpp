@@ -47,7 +47,7 @@ TEST(MainLoop, endsOnEitherSignalAndDropsWhatIsPostedLater) {
   }
 }
 
-TEST(TerminationSignals, giveTheSignalsTheirEffectBack) {
+TEST(TerminationSignals, restoreTheDefaultActions) {
   const pid_t child = ::fork();
   if (child == 0) {
     {

@@ -24,7 +24,7 @@ TEST(SocketConnectionEnd, cancelDeliversTheLastFrameAndAnOrderlyEnd) {
   EXPECT_EQ(peer.end(), LoopbackPeer::End::finished);
 }
 
-TEST(SocketConnectionEnd, cancelDeliversTheLastFrameDespiteInputThatNobodyRead) {
+TEST(SocketConnectionEnd, cancelDeliversTheLastFrameDespiteUnreadInput) {
   // Closing a socket with unread input makes the kernel reset the connection, and the reset may overtake and
   // destroy the frame. Many rounds, because a lost frame is a matter of timing.
   for (int round = 0; round < 50; ++round) {
@@ -41,7 +41,7 @@ TEST(SocketConnectionEnd, cancelDeliversTheLastFrameDespiteInputThatNobodyRead) 
   }
 }
 
-TEST(SocketConnectionEnd, aPeerThatKeepsSendingAfterCancelIsCutOffInTheEnd) {
+TEST(SocketConnectionEnd, aPeerThatKeepsSendingAfterCancelIsDisconnectedLater) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();
@@ -62,7 +62,7 @@ TEST(SocketConnectionEnd, aPeerThatStaysSilentAfterCancelIsClosedAfterAWhile) {
   EXPECT_TRUE(eventually([&] { return !peer.write(pattern(1)); }));
 }
 
-TEST(SocketConnectionEnd, afterCancelNoCompletionRunsButTheStateHandlerHearsIt) {
+TEST(SocketConnectionEnd, afterCancelTheStateHandlerRunsAndNoCompletion) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();
@@ -160,7 +160,7 @@ TEST(SocketConnectionEnd, aSendToAPeerThatHasGoneFailsWithoutASignal) {
   host.queue().sync([] {});
 }
 
-TEST(SocketConnectionEnd, theNetworkTellsWhenAllConnectionsHaveEnded) {
+TEST(SocketConnectionEnd, theNetworkReportsWhenAllConnectionsHaveEnded) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();

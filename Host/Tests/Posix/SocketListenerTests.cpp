@@ -44,7 +44,7 @@ class SocketListenerTest : public ::testing::Test {
   Watched watched;
 };
 
-TEST_F(SocketListenerTest, tellsReadyWithItsPort) {
+TEST_F(SocketListenerTest, reportsReadyWithItsPort) {
   const std::uint16_t port = freePort();
   const auto listener = network.listen(port, queue, watched.handlers());
   ASSERT_TRUE(listener);
@@ -75,7 +75,7 @@ TEST_F(SocketListenerTest, leavesThePortToTheNextOneAtOnce) {
   for (const auto& state : watched.states) EXPECT_TRUE(std::holds_alternative<NetworkListener::Ready>(state));
 }
 
-TEST_F(SocketListenerTest, handsNothingOverOnceItIsCancelled) {
+TEST_F(SocketListenerTest, deliversNothingOnceCancelled) {
   const std::uint16_t port = freePort();
   std::atomic<int> handed = 0;
   Network::ListenerHandlers handlers;

@@ -55,7 +55,7 @@ class Collector {
   bool failed_ = false;
 };
 
-TEST(SocketConnection, deliversWhatThePeerSendsWholeAndInOrder) {
+TEST(SocketConnection, deliversInputCompleteAndInOrder) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();
@@ -71,7 +71,7 @@ TEST(SocketConnection, deliversWhatThePeerSendsWholeAndInOrder) {
   host.queue().sync([] {});
 }
 
-TEST(SocketConnection, neverGivesMoreThanTheReceiveAskedFor) {
+TEST(SocketConnection, deliversNoMoreThanTheReceiveRequested) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();
@@ -85,7 +85,7 @@ TEST(SocketConnection, neverGivesMoreThanTheReceiveAskedFor) {
   host.queue().sync([] {});
 }
 
-TEST(SocketConnection, tellsReadyOnItsQueueBeforeAnyBytes) {
+TEST(SocketConnection, reportsReadyOnItsQueueBeforeAnyBytes) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   ASSERT_TRUE(peer.write(pattern(10)));
@@ -103,7 +103,7 @@ TEST(SocketConnection, tellsReadyOnItsQueueBeforeAnyBytes) {
   EXPECT_EQ(events, (std::vector<std::string>{"ready", "bytes 10"}));
 }
 
-TEST(SocketConnection, tellsAnOrderlyEndOnceWithoutBytesOrError) {
+TEST(SocketConnection, reportsAnOrderlyEndOnceWithoutBytesOrError) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();
@@ -153,7 +153,7 @@ TEST(SocketConnection, writesPrefixAndBodyOfManyFramesInTheOrderOfTheCalls) {
   EXPECT_TRUE(eventually([&] { return completions == count; }));
 }
 
-TEST(SocketConnection, sendsWhatWasGivenBeforeItWasStarted) {
+TEST(SocketConnection, sendsFramesGivenBeforeItsStart) {
   ListeningHost host;
   LoopbackPeer peer(host.port());
   const auto connection = host.accept();

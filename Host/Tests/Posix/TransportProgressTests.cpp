@@ -32,7 +32,7 @@ class TransportProgressTest : public testing::Test {
   std::unique_ptr<NetworkConnection> connection_;
 };
 
-TEST_F(TransportProgressTest, isAllThatWasSentOnceThePeerHasIt) {
+TEST_F(TransportProgressTest, countsEverythingOnceThePeerHasIt) {
   connect();
   EXPECT_EQ(connection_->progress().acknowledged, 0U);
   send(10, 5'000);
@@ -42,7 +42,7 @@ TEST_F(TransportProgressTest, isAllThatWasSentOnceThePeerHasIt) {
   EXPECT_GT(connection_->progress().shortestRoundTrip.count(), 0);
 }
 
-TEST_F(TransportProgressTest, staysBehindWhatAPeerThatDoesNotReadWasSent) {
+TEST_F(TransportProgressTest, countsLessThanWasSentToAPeerThatDoesNotRead) {
   connect();
   constexpr std::size_t all = 2'000 * (16'384 + frameHeaderSize);
   send(2'000, 16'384);
@@ -53,7 +53,7 @@ TEST_F(TransportProgressTest, staysBehindWhatAPeerThatDoesNotReadWasSent) {
   EXPECT_TRUE(eventually([&] { return connection_->progress().acknowledged == all; }));
 }
 
-TEST_F(TransportProgressTest, leavesLittleInTheKernelWhereThatIsLimited) {
+TEST_F(TransportProgressTest, leavesLittleInTheKernelWithALimit) {
   connect();
   connection_->limitUnsent(65'536);
   constexpr std::size_t frame = 16'384 + frameHeaderSize;

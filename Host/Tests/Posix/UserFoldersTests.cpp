@@ -25,7 +25,7 @@ TEST(UserFolders, takeHomeFromTheEnvironmentBeforeThePasswordFile) {
   EXPECT_EQ(foldersWith({{"HOME", "relative"}}).home, "/home/pw");
 }
 
-TEST(UserFolders, followTheDesktopsVariablesWhereTheyAreAbsolute) {
+TEST(UserFolders, followTheDesktopsVariablesIfTheyAreAbsolute) {
   const auto folders = foldersWith({{"HOME", "/h"}, {"XDG_DATA_HOME", "/data"}, {"XDG_CONFIG_HOME", "here"}});
   EXPECT_EQ(folders, (UserFolders{"/h", "/data", "/h/.config"}));
 }

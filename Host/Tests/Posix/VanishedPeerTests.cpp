@@ -51,7 +51,7 @@ unsigned userTimeoutOf(int descriptor) {
   return timeout;
 }
 
-TEST(UserTimeout, isSetWhileAnswersAreDueAndOffWhileAPeerOnlyKeepsItsWindowClosed) {
+TEST(UserTimeout, isSetWhileAnswersAreDueAndOffWhileAPeerKeepsItsWindowClosed) {
   EXPECT_EQ(userTimeoutFor({}), 45'000U) << "probes of an idle connection";
   EXPECT_EQ(userTimeoutFor({.bytes = 100, .inFlight = 1}), 45'000U);
   EXPECT_EQ(userTimeoutFor({.bytes = 100, .inFlight = 0, .silentProbes = 0}), 0U);
@@ -80,7 +80,7 @@ TEST(UserTimeout, isLiftedFromAPeerThatDoesNotReadUntilItReadsAgain) {
   host.queue().sync([] {});
 }
 
-TEST(VanishedPeer, isNoticedWithinAMinuteWhetherWeSendOrNot) {
+TEST(VanishedPeer, isDetectedWithinAMinuteWithAndWithoutTraffic) {
   if (::unshare(CLONE_NEWNET) != 0 || !setLoopback(true))
     GTEST_SKIP() << "needs a network namespace of its own";
   ListeningHost host;

@@ -45,7 +45,7 @@ class SessionFilesOnDisk : public testing::Test {
   }
 };
 
-TEST_F(SessionFilesOnDisk, describeWhatIsThere) {
+TEST_F(SessionFilesOnDisk, areDescribedByTypeAndSize) {
   const std::string path = home.write("d/a.jsonl", "12345");
   home.write("d/sub/b", "");
   home.write("d/.hidden", "");
@@ -65,7 +65,7 @@ TEST_F(SessionFilesOnDisk, describeWhatIsThere) {
   EXPECT_TRUE(files->isDirectory(home.file("d")));
 }
 
-TEST_F(SessionFilesOnDisk, giveTheAskedPartOfAFile) {
+TEST_F(SessionFilesOnDisk, areReadInParts) {
   const std::string path = home.write("d/a", "0123456789");
   EXPECT_EQ(text(path, 2, 3), "234");
   EXPECT_EQ(text(path, 8, 100), "89");
@@ -99,7 +99,7 @@ TEST_F(SessionFilesOnDisk, followLinksOnlyWithinTheHome) {
   }
 }
 
-TEST_F(SessionFilesOnDisk, neverOpenWhatIsNoRegularFile) {
+TEST_F(SessionFilesOnDisk, areOnlyRegularFiles) {
   fs::create_directory(home.file("d"));
   const std::string fifo = home.file("d/fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
@@ -116,7 +116,7 @@ TEST_F(SessionFilesOnDisk, canonicalisePathsThatExist) {
   EXPECT_EQ(files->canonicalPath("/no/such/../path"), "/no/such/../path");
 }
 
-TEST_F(SessionFilesOnDisk, areScannedWhateverTheyHold) {
+TEST_F(SessionFilesOnDisk, areScannedWithAnyContent) {
   const std::string project = ".claude/projects/-srv-app/";
   home.write(project + sessionID + ".jsonl", "{\"type\":\"summary\",\"summary\":\"Fine\"}\n");
   home.write(project + "22222222-2222-4333-8444-555555555555.jsonl", std::string("\0\xff\n{", 4));

@@ -44,7 +44,7 @@ std::string contentOf(const std::string& file) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-TEST(KittyTerminals, withoutAKittyLooksAtNothing) {
+TEST(KittyTerminals, readNothingWithoutAKitty) {
   int looks = 0;
   KittyTerminals terminals({.children = [&] {
     ++looks;
@@ -175,7 +175,7 @@ TEST_F(Kitty, findsAnInstanceThatWasSetUpInItsConfiguration) {
   EXPECT_TRUE(std::filesystem::is_socket(path(fmt::format("kitty-{}", instances.front().pid()))));
 }
 
-TEST_F(Kitty, findsWindowsInFoldersWhoseNamesAreNoUnicode) {
+TEST_F(Kitty, findsWindowsInFoldersWhoseNamesAreNotUnicode) {
   const std::string tty = startKitty(fmt::format(
       R"sh(odd="{}$(printf '\377')"; mkdir "$odd"; cd "$odd"; echo there; exec sleep 1000)sh", path("")));
   KittyTerminals terminals(settings());
@@ -207,7 +207,7 @@ TEST_F(Kitty, givesTheLastLinesOfALongHistory) {
   EXPECT_TRUE(text.starts_with("489\n"));
 }
 
-TEST_F(Kitty, readsOnlyTheScreenWhereTheHistoryIsTooLong) {
+TEST_F(Kitty, readsOnlyTheScreenIfTheHistoryIsTooLong) {
   const std::string tty = startKitty("yes x$(seq -s- 1 20) | head -n 1000; echo end; exec sleep 1000");
   KittyTerminals::Settings small = settings();
   small.answerLimit = 20'000;
@@ -281,7 +281,7 @@ TEST_F(Kitty, losesTheTabsOfAnInstanceThatWasKilled) {
   EXPECT_THAT(reported, IsEmpty());
 }
 
-TEST_F(Kitty, findsNothingWhereRemoteControlIsOff) {
+TEST_F(Kitty, findsNothingWithoutRemoteControl) {
   startKitty("exec sleep 1000", "unix:" + path("s"), "no");
   ASSERT_TRUE(eventually([&] {
     const std::vector<std::int32_t> children = settings().children();
@@ -294,7 +294,7 @@ TEST_F(Kitty, findsNothingWhereRemoteControlIsOff) {
   EXPECT_THAT(reported, IsEmpty()) << "it does not even listen";
 }
 
-TEST_F(Kitty, tellsOnceOfAnInstanceThatRefuses) {
+TEST_F(Kitty, reportsAnInstanceThatRefusesOnce) {
   startKitty("exec sleep 1000", "unix:" + path("s"), "password");
   KittyTerminals terminals(settings());
   EXPECT_TRUE(eventually([&] { return maps(terminals, {}) && !reported.empty(); }));
@@ -302,7 +302,7 @@ TEST_F(Kitty, tellsOnceOfAnInstanceThatRefuses) {
   EXPECT_THAT(reported, ElementsAre("kitty refuses remote control on " + path("s")));
 }
 
-TEST_F(Kitty, leavesAnInstanceThatDoesNotAnswerAloneForAWhile) {
+TEST_F(Kitty, skipsAnInstanceThatDoesNotAnswerForAWhile) {
   const std::string stuck = startKitty(recorder(path("bytes")));
   const std::string good = startKitty("exec sleep 1000", "unix:" + path("good"));
   KittyTerminals::Settings patient = settings();
@@ -339,7 +339,7 @@ TEST_F(Kitty, typesNothingIntoTheWindowOfALaterInstanceOnTheSameSocket) {
   EXPECT_THAT(reported, IsEmpty());
 }
 
-TEST_F(Kitty, letsAScriptInAWindowBeFoundAdoptedReadAndTypedInto) {
+TEST_F(Kitty, findsAdoptsReadsAndTypesIntoAScriptInAWindow) {
   const std::string tty = startKitty("exec " + test::writeAskingAgent(folder));
   test::findAdoptAnswerAndEnd(tty, std::make_shared<KittyTerminals>(settings()));
 }

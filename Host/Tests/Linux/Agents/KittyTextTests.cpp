@@ -37,7 +37,7 @@ TEST(KittyText, findsTheSocketInAnEnvironment) {
   EXPECT_EQ(socketIn(""), "none");
 }
 
-TEST(KittyText, takesNoAddressThatIsNoLocalSocket) {
+TEST(KittyText, acceptsOnlyLocalSockets) {
   for (const char* address : {"tcp:localhost:1234", "unix:", "unix:@", "unix:/", "unix:kitty", "fd:5", ""})
     EXPECT_EQ(KittyText::socketIn("KITTY_LISTEN_ON=" + std::string(address)), std::nullopt) << address;
 }
@@ -60,14 +60,14 @@ TEST(KittyText, leavesOutWindowsWithoutAProcess) {
               ElementsAre(Pair(4, 6)));
 }
 
-TEST(KittyText, readsAListingWithTextsThatAreNoUnicode) {
+TEST(KittyText, readsAListingWithTextsThatAreNotUnicode) {
   EXPECT_THAT(windowsIn(
                   R"([{"tabs": [{"windows": [{"cmdline": ["\udcff", "\\udcff", "\\\udcff", "\ud83d\ude42"],
     "env": {"\uDCFF": "\udcff\\"}, "id": 4, "pid": 6}]}]}])"),
               ElementsAre(Pair(4, 6)));
 }
 
-TEST(KittyText, refusesWhatIsNoListing) {
+TEST(KittyText, refusesOtherTextsAsAListing) {
   for (const char* text : {"", "{}", "[1]", "[{\"tabs\": 1}]", "[{\"tabs\": [{\"windows\": [3]}]}]",
                            "[{\"tabs\": [{\"windows\": [{\"id\": \"1\"}]}]}]", "[] []", "[{\"a\":\"\\ud8\"}]",
                            "[{\"tabs\": [{\"windows\": [{\"id\": 1, \"pid\": 2}]}]}"})
@@ -91,7 +91,7 @@ TEST(KittyText, readsAnAnswer) {
   EXPECT_EQ(other->data, "");
 }
 
-TEST(KittyText, refusesWhatIsNoAnswer) {
+TEST(KittyText, refusesOtherTextsAsAnAnswer) {
   for (const std::string& text :
        {""s, "HTTP/1.1 400 Bad Request"s, "\x1bP@kitty-cmd{\"ok\": true}"s, answer("{"), answer("[]"),
         answer(R"({"ok": 1})"), answer("{} {}"), " " + answer(R"({"ok": true})"), "\x1bP\x1b\\"s})
@@ -109,7 +109,7 @@ TEST(KittyText, writesTheCommands) {
   EXPECT_EQ(KittyText::typeCommands(4, {}), "");
 }
 
-TEST(KittyText, typesALongTextInCommandsThatKittyTakes) {
+TEST(KittyText, typesALongTextInCommandsOfTheAllowedSize) {
   const std::string commands = KittyText::typeCommands(4, viewOf(std::string(100'000, 'x')));
   std::size_t count = 0;
   for (std::size_t at = 0; at < commands.size(); ++count) {

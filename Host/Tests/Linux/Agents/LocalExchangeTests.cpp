@@ -86,7 +86,7 @@ TEST(LocalExchange, reachesAnAbstractName) {
   EXPECT_EQ(exchangeLocally(name, "x", 0, roomy).answer, "<x>");
 }
 
-TEST(LocalExchange, tellsThatNobodyListens) {
+TEST(LocalExchange, reportsThatNothingListens) {
   const TemporaryFolder folder;
   {
     const Listener left(folder.file("dead"));
@@ -96,7 +96,7 @@ TEST(LocalExchange, tellsThatNobodyListens) {
     EXPECT_EQ(exchangeLocally(name, "x", 0, roomy).end, ExchangeEnd::absent) << name;
 }
 
-TEST(LocalExchange, sendsNothingToAnotherProcessThanTheOneMeant) {
+TEST(LocalExchange, sendsNothingToAProcessOtherThanTheExpectedOne) {
   const TemporaryFolder folder;
   std::string heard = "nothing yet";
   {
@@ -107,7 +107,7 @@ TEST(LocalExchange, sendsNothingToAnotherProcessThanTheOneMeant) {
   EXPECT_EQ(heard, "") << "joined";
 }
 
-TEST(LocalExchange, speaksToNoOtherUsersProcess) {
+TEST(LocalExchange, sendsNothingToProcessesOfOtherUsers) {
   if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
   const std::string name = "@test-stranger-" + std::to_string(getpid());
   std::array<int, 2> ready{};
@@ -133,7 +133,7 @@ TEST(LocalExchange, speaksToNoOtherUsersProcess) {
   waitpid(stranger, nullptr, 0);
 }
 
-TEST(LocalExchange, givesUpOnOneThatDoesNotAnswer) {
+TEST(LocalExchange, givesUpOnAProcessThatDoesNotAnswer) {
   const TemporaryFolder folder;
   const Listener listener(folder.file("s"), 0);
   const ExchangeBounds brief{.time = 100ms, .answerSize = 100};
@@ -143,7 +143,7 @@ TEST(LocalExchange, givesUpOnOneThatDoesNotAnswer) {
       << "nor takes what it is sent";
 }
 
-TEST(LocalExchange, givesUpAtOnceWhereTheQueueIsFull) {
+TEST(LocalExchange, givesUpAtOnceIfTheBacklogIsFull) {
   const TemporaryFolder folder;
   const Listener listener(folder.file("s"), 0);
   sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};

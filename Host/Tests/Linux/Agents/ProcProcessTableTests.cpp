@@ -44,7 +44,7 @@ std::optional<ProcessRow> rowWhenRunning(ProcProcessTable& table, std::int32_t p
   return row;
 }
 
-TEST(ProcText, readsAStatWhoseNameHoldsParenthesesAndBlanks) {
+TEST(ProcText, readsAStatWhoseNameContainsParenthesesAndBlanks) {
   const auto stat = ProcText::parseStat("42 (a) R 1) b) S 1 42 42 34819 42 4194304 0 0");
   ASSERT_TRUE(stat);
   EXPECT_EQ(stat->name, "a) R 1) b");
@@ -54,7 +54,7 @@ TEST(ProcText, readsAStatWhoseNameHoldsParenthesesAndBlanks) {
   EXPECT_EQ(ProcText::terminalName(stat->terminal), "pts/3");
 }
 
-TEST(ProcText, refusesWhatIsNoStat) {
+TEST(ProcText, refusesOtherTexts) {
   for (const char* text : {"", "42", "42 (a", "42 )a(", "42 (a) S 1 2", "42 (a) S 1 2 3 x 5",
                            "42 (a) S x 2 3 4 5", "42 (a) SS 1 2 3 0"})
     EXPECT_FALSE(ProcText::parseStat(text)) << text;
@@ -91,7 +91,7 @@ TEST(ProcProcessTable, showsARealChildOnARealTerminal) {
             (std::map<std::int32_t, std::string>{{child.pid(), folder.path()}}));
 }
 
-TEST(ProcProcessTable, tellsTheChildrenOnTerminalsByTheirParentsName) {
+TEST(ProcProcessTable, listsTheChildrenOnTerminalsByTheirParentsName) {
   ProcProcessTable table;
   EXPECT_THAT(table.childrenOf("Tests"), IsEmpty()) << "no look of its own";
   TerminalChild child({"/bin/sleep", "1000"});
@@ -150,7 +150,7 @@ TEST(ProcProcessTable, showsNoNameForAProcessThatHasEnded) {
   EXPECT_FALSE(rowOf(table.processes(), pid));
 }
 
-TEST(ProcProcessTable, sendsSignalsAndKnowsWhoIsThere) {
+TEST(ProcProcessTable, sendsSignalsAndReportsWhichProcessesExist) {
   ProcProcessTable table;
   TerminalChild child({"/bin/sleep", "1000"});
   const pid_t pid = child.pid();
@@ -202,7 +202,7 @@ TEST(ProcProcessTable, survivesProcessesThatComeAndGo) {
   isDone = true;
 }
 
-TEST(ProcProcessTable, passesOverFoldersThatAreNotWhole) {
+TEST(ProcProcessTable, skipsIncompleteFolders) {
   TemporaryFolder proc;
   proc.write("10/stat", "10 (ok) S 1 1 1 34816 1");
   proc.write("10/cmdline", std::string("codex\0x\0", 8));

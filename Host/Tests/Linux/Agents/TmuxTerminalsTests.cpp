@@ -35,7 +35,7 @@ using testing::Pair;
 
 constexpr TerminalKind iterm = TerminalKind::iterm;
 
-TEST(TmuxText, readsThePanesThatLive) {
+TEST(TmuxText, readsThePanesThatAreNotDead) {
   EXPECT_THAT(TmuxText::parsePanes("0 %0 /dev/pts/1\n1 %1 /dev/pts/2\n0 %2 \n0 %3\nx\n0 %14 /dev/pts/9"),
               ElementsAre(Pair("/dev/pts/1", "%0"), Pair("/dev/pts/9", "%14")));
 }
@@ -48,7 +48,7 @@ TEST(BoundedTool, collectsBothStreamsAndTheStatus) {
   EXPECT_EQ(result.error, "err\n");
 }
 
-TEST(BoundedTool, killsWhatTakesTooLong) {
+TEST(BoundedTool, killsAToolThatTakesTooLong) {
   const auto start = std::chrono::steady_clock::now();
   const ToolResult result = runBoundedTool({"/bin/sh", "-c", "echo out; exec sleep 1000"}, 200ms);
   EXPECT_EQ(result.end, ToolEnd::timedOut);
@@ -56,13 +56,13 @@ TEST(BoundedTool, killsWhatTakesTooLong) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
 }
 
-TEST(BoundedTool, saysWhyNothingWasStarted) {
+TEST(BoundedTool, reportsWhyNothingWasStarted) {
   const ToolResult result = runBoundedTool({"/no/such/tool"}, 1s);
   EXPECT_EQ(result.end, ToolEnd::notStarted);
   EXPECT_EQ(result.error, "No such file or directory");
 }
 
-TEST(BoundedTool, givesNoDescriptorAwayAndBoundsTheOutput) {
+TEST(BoundedTool, passesNoDescriptorAndBoundsTheOutput) {
   EXPECT_EQ(runBoundedTool({"/bin/sh", "-c", "ls /proc/self/fd | wc -l"}, 10s).output, "4\n")
       << "three streams and the folder that ls reads";
   const ToolResult flood = runBoundedTool({"/usr/bin/head", "-c", "9000000", "/dev/zero"}, 30s);
@@ -239,7 +239,7 @@ TEST_F(Tmux, givesAnEmptyTextForAPaneThatIsGone) {
   EXPECT_THAT(reported, IsEmpty());
 }
 
-TEST_F(Tmux, leavesAServerThatDoesNotAnswerAloneForAWhile) {
+TEST_F(Tmux, skipsAServerThatDoesNotAnswerForAWhile) {
   const std::string good = startPane("good", "sleep 1000");
   const std::string stuck = startPane("stuck", "sleep 1000");
   const pid_t server = std::stoi(tmux("stuck", {"display-message", "-p", "#{pid}"}));
@@ -255,7 +255,7 @@ TEST_F(Tmux, leavesAServerThatDoesNotAnswerAloneForAWhile) {
   ASSERT_EQ(kill(server, SIGCONT), 0);
 }
 
-TEST_F(Tmux, letsAScriptInAPaneBeFoundAdoptedReadAndTypedInto) {
+TEST_F(Tmux, findsAdoptsReadsAndTypesIntoAScriptInAPane) {
   const std::string tty = startPane("default", "exec " + test::writeAskingAgent(folder));
   test::findAdoptAnswerAndEnd(tty, std::make_shared<TmuxTerminals>(settings()));
 }

@@ -55,7 +55,7 @@ TEST_F(ApplicationNamesTest, neverComeFromAHiddenEntryOrATerminalProgram) {
   EXPECT_EQ(identify("Tk", {.name = "python3.11"}).bundleID, "x11.Tk");
 }
 
-TEST_F(ApplicationNamesTest, tellTwoPythonProgramsApart) {
+TEST_F(ApplicationNamesTest, distinguishTwoPythonPrograms) {
   install("counter", "Exec=python3 /opt/counter.py");
   const auto counter = programOf("python3.11", {"python3", "-u", "/opt/counter.py", "7"});
   const auto clock = programOf("python3.11", {"python3", "/opt/clock.py"});

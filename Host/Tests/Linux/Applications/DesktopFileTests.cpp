@@ -28,7 +28,7 @@ TEST(DesktopFile, resolvesQuotesAndBothLevelsOfEscapes) {
   EXPECT_EQ(argumentsOf("a\\sb"), (Arguments{"a", "b"}));
 }
 
-TEST(DesktopFile, isNoShell) {
+TEST(DesktopFile, expandsNothingLikeAShell) {
   EXPECT_EQ(argumentsOf("run $(id) `id` ; rm"), (Arguments{"run", "$(id)", "`id`", ";", "rm"}));
 }
 
@@ -40,7 +40,7 @@ TEST(DesktopFile, refusesBrokenCommandLines) {
   EXPECT_FALSE(argumentsOf("\"\" x"));
 }
 
-TEST(DesktopFile, takesTheMainGroupAlone) {
+TEST(DesktopFile, readsOnlyTheMainGroup) {
   const auto file = parseDesktopFile(
       "# a comment\n[Desktop Action New]\nExec=wrong\n[Desktop Entry]\nType=Application\nName=X\nName[de]=Y\n"
       "Exec = right \nPath=/tmp\nTerminal=true\nNoDisplay=true\nStartupWMClass=Class\n[Other]\nExec=wrong\n");
@@ -58,13 +58,13 @@ TEST(DesktopFile, refusesLinksAndDeletedEntries) {
   EXPECT_FALSE(parseDesktopFile(""));
 }
 
-TEST(DesktopFileCandidates, mayStandInSubfolders) {
+TEST(DesktopFileCandidates, mayBeInSubfolders) {
   EXPECT_EQ(desktopFileCandidates("org.gnome.Calculator"), (Arguments{"org.gnome.Calculator.desktop"}));
   EXPECT_EQ(desktopFileCandidates("kde-a-b"),
             (Arguments{"kde-a-b.desktop", "kde/a-b.desktop", "kde/a/b.desktop"}));
 }
 
-TEST(DesktopFileCandidates, neverLeadElsewhere) {
+TEST(DesktopFileCandidates, neverLeaveTheFolder) {
   EXPECT_TRUE(desktopFileCandidates("../evil").empty());
   EXPECT_TRUE(desktopFileCandidates("a/b").empty());
   EXPECT_TRUE(desktopFileCandidates("").empty());

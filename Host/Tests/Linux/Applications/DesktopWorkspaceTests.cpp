@@ -113,7 +113,7 @@ TEST_F(DesktopWorkspaceTest, doesNothingForUnknownAndBrokenPaths) {
   EXPECT_FALSE(fs::exists(report));
 }
 
-TEST(ProgramLauncher, tellsAProgramThatCannotBeExecuted) {
+TEST(ProgramLauncher, reportsAProgramThatCannotBeExecuted) {
   EXPECT_EQ(launchProgram({"/nonexistent/program"}, ""), LaunchResult::failed);
   EXPECT_EQ(launchProgram({}, ""), LaunchResult::failed);
   EXPECT_EQ(launchProgram({"true"}, "/nonexistent"), LaunchResult::started);

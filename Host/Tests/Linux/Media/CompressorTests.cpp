@@ -36,7 +36,7 @@ class RealCompressor : public testing::TestWithParam<VideoCodec> {};
 INSTANTIATE_TEST_SUITE_P(Codecs, RealCompressor, testing::Values(VideoCodec::h264, VideoCodec::hevc),
                          [](const auto& each) { return each.param == VideoCodec::h264 ? "h264" : "hevc"; });
 
-TEST_P(RealCompressor, decodesToThePicturesThatWentIn) {
+TEST_P(RealCompressor, decodesToTheInputPictures) {
   Recording recording(GetParam(), {1280, 720}, 60, 1.0);
   ASSERT_TRUE(recording.isOpen());
   SyntheticScreen screen({1280, 720});
@@ -58,7 +58,7 @@ TEST_P(RealCompressor, decodesToThePicturesThatWentIn) {
     EXPECT_GT(lumaPSNR(originals[index], decoded[index], {1280, 720}), 33) << "picture " << index;
 }
 
-TEST_P(RealCompressor, keepsWhatDidNotChangeAndDrawsWhatDid) {
+TEST_P(RealCompressor, keepsUnchangedPartsAndDrawsChangedOnes) {
   Recording marked(GetParam(), small, 60, 1.0);
   Recording plain(GetParam(), small, 60, 1.0);
   SyntheticScreen screen(small);
@@ -109,7 +109,7 @@ TEST_P(RealCompressor, writesTheRecordThatFFmpegsMuxerWrites) {
   }
 }
 
-TEST_P(RealCompressor, tellsTheDecoderItsColours) {
+TEST_P(RealCompressor, declaresItsColours) {
   Recording recording(GetParam(), small);
   recording.encode(SyntheticScreen(small).picture());
   const TemporaryFolder folder;
@@ -123,7 +123,7 @@ TEST_P(RealCompressor, tellsTheDecoderItsColours) {
     EXPECT_THAT(facts, HasSubstr(fact));
 }
 
-TEST_P(RealCompressor, putsOutEveryPictureAtOnceWithItsTime) {
+TEST_P(RealCompressor, outputsEveryPictureAtOnceWithItsTime) {
   Recording recording(GetParam(), small);
   const auto picture = SyntheticScreen(small).picture();
   for (std::size_t count = 1; count <= 5; ++count) {
@@ -240,7 +240,7 @@ TEST_P(RealCompressor, followsALowerRateWithinASecond) {
   EXPECT_EQ(complaints, "");
 }
 
-TEST_P(RealCompressor, drawsSomethingWhollyNewAfterAPauseWithoutAKeyFrame) {
+TEST_P(RealCompressor, drawsNewContentAfterAPauseWithoutAKeyFrame) {
   Recording recording(GetParam(), small, 60, 1.0);
   std::vector<std::vector<std::uint8_t>> originals;
   for (int count = 0; count < 8; ++count) {
@@ -268,7 +268,7 @@ std::string pictureTypes(const Recording& recording) {
                               format, folder.file("raw")));
 }
 
-TEST(RealCompressors, predictInH264WhatIsWhollyNewAfterAPauseFromNothing) {
+TEST(RealCompressors, codeNewH264ContentAfterAPauseIntra) {
   Recording recording(VideoCodec::h264, small, 60, 1.0);
   DrawnPicture picture(small);
   const auto encode = [&](const PixelRect& part, std::uint8_t luma, milliseconds pause) {
@@ -288,7 +288,7 @@ TEST(RealCompressors, predictInH264WhatIsWhollyNewAfterAPauseFromNothing) {
   EXPECT_THAT(recording.keyFrames(), ElementsAre(0));
 }
 
-TEST_P(RealCompressor, spendsLittleOnWhatHardlyChanges) {
+TEST_P(RealCompressor, spendsLittleOnSmallChanges) {
   Recording recording(GetParam(), small, 60, 1.0);
   SyntheticScreen screen(small);
   for (int count = 0; count < 180; ++count) {
@@ -331,7 +331,7 @@ TEST_P(RealCompressor, keepsItsRecordOverChangesOfRate) {
     EXPECT_EQ(compressed.configurationRecord, recording.pictures()[0].configurationRecord);
 }
 
-TEST_P(RealCompressor, dropsAPictureOfAnotherSizeAndAbsentOnesAndSaysSo) {
+TEST_P(RealCompressor, dropsPicturesOfAnotherSizeAndAbsentOnesAndReportsThem) {
   Recording recording(GetParam(), small);
   recording.encode(SyntheticScreen({320, 180}).picture());
   recording.encode(nullptr);
@@ -346,7 +346,7 @@ TEST_P(RealCompressor, dropsAPictureOfAnotherSizeAndAbsentOnesAndSaysSo) {
   EXPECT_EQ(recording.dropped(), 4U);
 }
 
-TEST_P(RealCompressor, takesChangedPartsThatLieOutsideThePicture) {
+TEST_P(RealCompressor, acceptsChangedPartsOutsideThePicture) {
   Recording recording(GetParam(), small);
   const auto picture = SyntheticScreen(small).picture();
   recording.encode(picture);
@@ -380,7 +380,7 @@ TEST(RealCompressors, encodeTheSmallestPictures) {
   }
 }
 
-TEST(RealCompressors, giveH264WhereHevcCannotGo) {
+TEST(RealCompressors, useH264ForSizesThatHevcLacks) {
   const auto factory = makeLinuxVideoCompressors();
   const auto encoder =
       VideoEncoder::create(*factory, {.size = {2, 2}, .codec = VideoCodec::hevc, .fps = 60, .quality = 0.5});

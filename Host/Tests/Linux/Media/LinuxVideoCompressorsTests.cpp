@@ -82,7 +82,7 @@ VideoCodec codecGiven(VideoCompressorFactory& factory) {
   return encoder ? (*encoder)->codec() : VideoCodec::hevc;
 }
 
-TEST(LinuxVideoCompressors, tryTheNextEncoderWhereOneCannotBeMadeNow) {
+TEST(LinuxVideoCompressors, tryTheNextEncoderIfOneCannotBeMade) {
   Machine machine;
   machine.add("busy device", VideoCodec::h264, milliseconds(1), false);
   machine.add("software", VideoCodec::h264, milliseconds(5));
@@ -93,7 +93,7 @@ TEST(LinuxVideoCompressors, tryTheNextEncoderWhereOneCannotBeMadeNow) {
   EXPECT_THAT(machine.opened, ElementsAre("busy device", "software", "busy device", "software"));
 }
 
-TEST(LinuxVideoCompressors, giveTheErrorOfTheLastEncoderWhereNoneCanBeMade) {
+TEST(LinuxVideoCompressors, returnTheErrorOfTheLastEncoderIfNoneCanBeMade) {
   Machine machine;
   machine.add("busy device", VideoCodec::h264, milliseconds(1), false);
   const auto made = machine.factory()->make({.size = small, .codec = VideoCodec::h264}, {});
@@ -101,7 +101,7 @@ TEST(LinuxVideoCompressors, giveTheErrorOfTheLastEncoderWhereNoneCanBeMade) {
   EXPECT_EQ(made.error().status, EBUSY);
 }
 
-TEST(LinuxVideoCompressors, neverAskForADeviceThatIsNotThere) {
+TEST(LinuxVideoCompressors, skipADeviceThatIsAbsent) {
   Machine machine;
   machine.add("absent device", VideoCodec::h264, milliseconds(1), true, [] { return false; });
   machine.add("software", VideoCodec::h264, milliseconds(5));
@@ -119,7 +119,7 @@ struct HevcCase {
 
 class HevcChoice : public testing::TestWithParam<HevcCase> {};
 
-TEST_P(HevcChoice, isHevcWhereItKeepsUpWithAMovingScreen) {
+TEST_P(HevcChoice, isHevcIfItKeepsUpWithAMovingScreen) {
   Machine machine;
   machine.hiccup = GetParam().hiccup;
   machine.add("HEVC", VideoCodec::hevc, GetParam().pictureTime);
@@ -134,9 +134,9 @@ INSTANTIATE_TEST_SUITE_P(
                     HevcCase{"fastEnough", milliseconds(20), milliseconds(0), VideoCodec::hevc},
                     HevcCase{"delayedOnceByOtherWork", milliseconds(20), milliseconds(500),
                              VideoCodec::hevc}),
-    [](const auto& info) { return std::string(info.param.what); });
+    [](const auto& each) { return std::string(each.param.what); });
 
-TEST(LinuxVideoCompressors, giveHevcForSmallPicturesWhereItIsTooSlowForLargeOnes) {
+TEST(LinuxVideoCompressors, useHevcForSmallPicturesIfItIsTooSlowForLargeOnes) {
   Machine machine;
   machine.add("HEVC", VideoCodec::hevc, milliseconds(12));  // for a quarter of a full-HD screen
   machine.limitLast(thirtieth);
@@ -145,7 +145,7 @@ TEST(LinuxVideoCompressors, giveHevcForSmallPicturesWhereItIsTooSlowForLargeOnes
   EXPECT_TRUE(factory->make({.size = {1280, 720}, .codec = VideoCodec::hevc}, {}));
 }
 
-TEST(LinuxVideoCompressors, measureAnEncoderAgainAfterTenMinutesOnly) {
+TEST(LinuxVideoCompressors, measureAnEncoderAgainOnlyAfterTenMinutes) {
   Machine machine;
   machine.add("HEVC", VideoCodec::hevc, milliseconds(5));
   machine.limitLast(thirtieth);

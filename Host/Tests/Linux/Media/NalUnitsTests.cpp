@@ -44,7 +44,7 @@ TEST(BitReader, readsExpGolombCodes) {
   EXPECT_FALSE(reader.isExhausted());
 }
 
-TEST(BitReader, readsZerosBehindTheEnd) {
+TEST(BitReader, readsZerosAfterTheEnd) {
   BitReader reader(Bytes{});
   EXPECT_EQ(reader.bits(32), 0U);
   EXPECT_TRUE(reader.isExhausted());
@@ -60,7 +60,7 @@ TEST(AvcConfigurationRecord, isBuiltByteByByte) {
             (Bytes{1, 66, 0xC0, 30, 0xFF, 0xE1, 0, 5, 0x67, 66, 0xC0, 30, 0xAA, 1, 0, 2, 0x68, 0xCE}));
 }
 
-TEST(AvcConfigurationRecord, tellsTheChromaOfAHighProfile) {
+TEST(AvcConfigurationRecord, containsTheChromaFormatOfAHighProfile) {
   // Behind the level: id 0 (1), chroma format 1 (010), depths 0 (1) and 0 (1).
   const Bytes sps{0x67, 100, 0, 30, 0b10101111};
   const auto record = avcConfigurationRecord({sps, Bytes{0x68}});

@@ -61,7 +61,7 @@ struct Sharp {
   }
 };
 
-TEST(PictureDetail, findsNothingInAFlatPictureButItsMacroblocks) {
+TEST(PictureDetail, costsOnlyMacroblocksForAFlatPicture) {
   DrawnPicture flat(size);
   flat.fill({0, 0, size.width, size.height}, 90, 100, 140);
   const auto detail = PictureDetail::ofWhole(flat);
@@ -70,13 +70,13 @@ TEST(PictureDetail, findsNothingInAFlatPictureButItsMacroblocks) {
   EXPECT_GT(detail.bitsAt(18), 30'000);
 }
 
-TEST(PictureDetail, costsLessTheCoarserItIs) {
+TEST(PictureDetail, costsLessAtCoarserQuantisers) {
   for (const auto& detail : {noiseDetail(), pageDetail()})
     for (int quantizer = 1; quantizer <= 51; ++quantizer)
       EXPECT_LE(detail.bitsAt(quantizer), detail.bitsAt(quantizer - 1)) << quantizer;
 }
 
-TEST(PictureDetail, takesPartsThatLieOutsideThePicture) {
+TEST(PictureDetail, acceptsPartsOutsideThePicture) {
   constexpr int far = 1'000'000'000;
   const std::vector<PixelRect> parts{
       {-far, -far, far, far}, {far, far, 5, 5}, {0, 0, -4, 9}, {1279, 719, far, far}, {0, 719, 3, 1}};
@@ -85,7 +85,7 @@ TEST(PictureDetail, takesPartsThatLieOutsideThePicture) {
   EXPECT_DOUBLE_EQ(PictureDetail(*SyntheticScreen(size).picture(), {}).bitsAt(0), 0);
 }
 
-TEST(PictureDetail, tellsHowMuchOfAPictureLooksDifferent) {
+TEST(PictureDetail, measuresTheShareOfAPictureThatDiffers) {
   DrawnPicture first(size);
   DrawnPicture second(size);
   EXPECT_DOUBLE_EQ(differingShare(first, second), 0);
@@ -95,7 +95,7 @@ TEST(PictureDetail, tellsHowMuchOfAPictureLooksDifferent) {
   EXPECT_DOUBLE_EQ(differingShare(first, second), 1);
 }
 
-TEST(QuantizerControl, knowsAChangeAfterAPauseThatIsCheapAsNew) {
+TEST(QuantizerControl, marksACheapChangeAfterAPauseAsNew) {
   Sharp sharp(40'000'000);
   DrawnPicture flat(size);
   const auto detail = PictureDetail::ofWhole(flat);
@@ -111,7 +111,7 @@ TEST(QuantizerControl, knowsAChangeAfterAPauseThatIsCheapAsNew) {
   EXPECT_FALSE(sharp.control.isCheapAsNew()) << "it costs too much";
 }
 
-TEST(QuantizerControl, takesNoRepeatForMotion) {
+TEST(QuantizerControl, doesNotLearnMotionFromRepeats) {
   Sharp sharp(40'000'000);
   const auto detail = PictureDetail::ofWhole(DrawnPicture(size));
   sharp.change(detail);
@@ -124,14 +124,14 @@ TEST(QuantizerControl, takesNoRepeatForMotion) {
   EXPECT_TRUE(sharp.control.isCheapAsNew());
 }
 
-TEST(QuantizerControl, drawsASmallChangeAsFineAsTheRatesAsk) {
+TEST(QuantizerControl, drawsASmallChangeAsFineAsTheRatesAllow) {
   for (const std::int64_t rate : {2'000'000, 8'000'000, 40'000'000}) {
     Sharp sharp(rate);
     EXPECT_EQ(sharp.change(smallDetail()), sharp.control.finest()) << rate;
   }
 }
 
-TEST(QuantizerControl, asksForFinerPicturesAtAHigherRate) {
+TEST(QuantizerControl, makesFinerPicturesAtAHigherRate) {
   QuantizerControl control(size, coarsest);
   control.setRates(ratesOf(2'000'000));
   const int low = control.finest();
@@ -139,7 +139,7 @@ TEST(QuantizerControl, asksForFinerPicturesAtAHigherRate) {
   EXPECT_LT(control.finest(), low);
 }
 
-TEST(QuantizerControl, makesALargeChangePromptBeforeItIsSharp) {
+TEST(QuantizerControl, prefersALargeChangePromptToSharp) {
   Sharp sharp(12'000'000);
   const int first = sharp.change(pageDetail());
   EXPECT_GT(first, sharp.control.finest());
@@ -152,12 +152,12 @@ TEST(QuantizerControl, makesALargeChangePromptBeforeItIsSharp) {
   EXPECT_LT(second, first);
 }
 
-TEST(QuantizerControl, getsCoarserThanPleasantOnlyForTheRate) {
+TEST(QuantizerControl, exceedsThePleasantQuantiserOnlyForTheRate) {
   Sharp sharp(2'000'000);
   EXPECT_GT(sharp.change(noiseDetail()), QuantizerControl::pleasant);
 }
 
-TEST(QuantizerControl, goesToTheCoarsestWhileThereIsADebt) {
+TEST(QuantizerControl, usesTheCoarsestQuantiserDuringADebt) {
   Sharp sharp(4'000'000);
   sharp.change(pageDetail());
   sharp.control.encoded(8'000'000);
@@ -165,7 +165,7 @@ TEST(QuantizerControl, goesToTheCoarsestWhileThereIsADebt) {
   EXPECT_EQ(sharp.change(pageDetail()), coarsest);
 }
 
-TEST(QuantizerControl, learnsThatWhatMovesIsCheapAndForgetsItAfterAPause) {
+TEST(QuantizerControl, learnsThatMotionIsCheapAndForgetsItAfterAPause) {
   Sharp sharp(12'000'000);
   const int first = sharp.change(pageDetail());
   for (int count = 0; count < 30; ++count) {
@@ -180,7 +180,7 @@ TEST(QuantizerControl, learnsThatWhatMovesIsCheapAndForgetsItAfterAPause) {
   EXPECT_GT(sharp.change(pageDetail()), moving);
 }
 
-TEST(QuantizerControl, knowsThatAFinerPictureSharpensTheWholeScreen) {
+TEST(QuantizerControl, chargesAFinerPictureForTheWholeScreen) {
   Sharp sharp(2'000'000);
   const int coarse = sharp.change(noiseDetail());
   sharp.control.encoded(100'000);

@@ -63,7 +63,7 @@ TEST(RateBucket, givesTheAverageRateInTheLongRun) {
   EXPECT_LT(total, rate * 10 * 106 / 100);
 }
 
-TEST(RateBucket, makesTheNextPicturesPayForOneThatTookTooMuch) {
+TEST(RateBucket, makesTheNextPicturesPayForALargeOne) {
   RateBucket bucket(1'000'000);
   bucket.advance(milliseconds(0));
   bucket.spend(650'000);
@@ -88,7 +88,7 @@ TEST(RateBucket, followsALowerRateAtOnce) {
   EXPECT_LE(bucket.available(), 2'000'000 / 2);
 }
 
-TEST(RateBucket, takesTimesThatStandStillOrRunBack) {
+TEST(RateBucket, acceptsTimesThatRepeatOrRunBackwards) {
   RateBucket bucket(2'000'000);
   bucket.advance(milliseconds(100));
   bucket.spend(500'000);

@@ -52,7 +52,7 @@ TEST_P(EachBackend, promisesThatNoPictureWaitsForAnother) {
   EXPECT_LE(promises_->latencyIncreasePlusOne, 1U);
 }
 
-TEST_P(EachBackend, promisesThatADecoderNeedsToHoldHardlyAnything) {
+TEST_P(EachBackend, promisesThatADecoderBuffersLittle) {
   constexpr std::uint32_t fewPictures = 2;  // the least that x265 declares
   EXPECT_LE(promises_->heldPictures, fewPictures);
   if (backend().codec == VideoCodec::h264) {
@@ -61,14 +61,14 @@ TEST_P(EachBackend, promisesThatADecoderNeedsToHoldHardlyAnything) {
 }
 
 // The converter averages four pixels, so the sample lies in their middle. Decoders assume the left edge.
-TEST_P(EachBackend, declaresWhereTheChromaSamplesLie) {
+TEST_P(EachBackend, declaresTheChromaSampleLocation) {
   constexpr std::uint32_t middleOfFour = 1;
   ASSERT_TRUE(promises_->chromaLocation);
   EXPECT_EQ(*promises_->chromaLocation, middleOfFour);
 }
 
 // What the parser makes of a stream whose pictures do wait: without this the checks above could not fail.
-TEST(StreamPromises, areSeenToBeOtherWhereASystemReordersPictures) {
+TEST(StreamPromises, differForAStreamWithReorderedPictures) {
   struct Sample {
     VideoCodec codec;
     const char* encoder;

@@ -73,7 +73,7 @@ TEST_F(AvahiAdvertiserTest, registersAndWithdrawsAService) {
   EXPECT_TRUE(eventually([&] { return !isSeen("Quorl\\032Test"); }, std::chrono::seconds(30)));
 }
 
-TEST_F(AvahiAdvertiserTest, takesAnAlternativeNameWhereTheNameIsTaken) {
+TEST_F(AvahiAdvertiserTest, takesAnAlternativeNameIfTheNameIsTaken) {
   AvahiDaemon daemon(folder);
   ASSERT_TRUE(daemon.started()) << daemon.output();
   AvahiAdvertiser first;

@@ -8,23 +8,23 @@ namespace {
 
 using Active = ConsoleFacts::ActiveSession;
 
-TEST(ConsoleUser, isTheUserOfTheActiveSessionOfTheOwnSeat) {
+TEST(ConsoleUser, isTheUserOfTheActiveSessionOfTheHostsSeat) {
   EXPECT_EQ(consoleUserFor({"ann", true, Active{"ann", "user"}}), "ann");
   EXPECT_EQ(consoleUserFor({"ann", true, Active{"bob", "user"}}), "bob");
 }
 
-TEST(ConsoleUser, isTheOwnUserForASessionWithoutASeatWhoeverElseIsSeated) {
+TEST(ConsoleUser, isTheHostsUserForASessionWithoutASeat) {
   EXPECT_EQ(consoleUserFor({"ann", false, std::nullopt}), "ann");
   EXPECT_EQ(consoleUserFor({"ann", false, Active{"bob", "user"}}), "ann");
 }
 
-TEST(ConsoleUser, isNobodyAtAGreeterAndOnASeatWithoutASession) {
+TEST(ConsoleUser, isAbsentAtAGreeterAndOnASeatWithoutASession) {
   EXPECT_EQ(consoleUserFor({"ann", true, Active{"gdm", "greeter"}}), std::nullopt);
   EXPECT_EQ(consoleUserFor({"ann", true, std::nullopt}), std::nullopt);
   EXPECT_EQ(consoleUserFor({"ann", true, Active{"", "user"}}), std::nullopt);
 }
 
-TEST(ConsoleUser, keepsTheConsoleBehindAScreenLock) {
+TEST(ConsoleUser, keepsTheConsoleDuringAScreenLock) {
   EXPECT_EQ(consoleUserFor({"ann", true, Active{"ann", "lock-screen"}}), "ann");
 }
 

@@ -33,7 +33,7 @@ class LogindSessionsTest : public ::testing::Test {
   PrivateBus bus;
 };
 
-TEST_F(LogindSessionsTest, followsTheActiveSessionOfTheOwnSeat) {
+TEST_F(LogindSessionsTest, followsTheActiveSessionOfTheHostsSeat) {
   LogindMock mock;
   seatTwo(mock);
   LogindSessions sessions;
@@ -57,7 +57,7 @@ TEST_F(LogindSessionsTest, leavesTheConsoleToASessionWithoutASeat) {
   EXPECT_EQ(sessions.consoleUser(), me);
 }
 
-TEST_F(LogindSessionsTest, takesItselfForSeatlessWhenItIsInNoSession) {
+TEST_F(LogindSessionsTest, hasNoSeatOutsideASession) {
   LogindMock mock;
   seatTwo(mock);
   ::setenv("XDG_SESSION_ID", "unknown", 1);
@@ -65,7 +65,7 @@ TEST_F(LogindSessionsTest, takesItselfForSeatlessWhenItIsInNoSession) {
   EXPECT_EQ(LogindSessions().consoleUser(), me);
 }
 
-TEST_F(LogindSessionsTest, tellsWhenTheConsoleChangesHandsAndOnlyThen) {
+TEST_F(LogindSessionsTest, reportsOnlyChangesOfTheConsoleUser) {
   LogindMock mock;
   seatTwo(mock);
   std::atomic<int> changes = 0;
@@ -81,7 +81,7 @@ TEST_F(LogindSessionsTest, tellsWhenTheConsoleChangesHandsAndOnlyThen) {
   EXPECT_EQ(sessions.consoleUser(), me);
 }
 
-TEST_F(LogindSessionsTest, givesTheConsoleToTheOwnUserWhenTheLoginManagerGoes) {
+TEST_F(LogindSessionsTest, givesTheConsoleToTheHostsUserWhenTheLoginManagerGoes) {
   auto mock = std::make_unique<LogindMock>();
   seatTwo(*mock);
   mock->activate("seat0", "c2");
@@ -94,7 +94,7 @@ TEST_F(LogindSessionsTest, givesTheConsoleToTheOwnUserWhenTheLoginManagerGoes) {
   EXPECT_EQ(sessions.consoleUser(), me);
 }
 
-TEST(LogindSessions, giveTheConsoleToTheOwnUserWithoutABus) {
+TEST(LogindSessions, giveTheConsoleToTheHostsUserWithoutABus) {
   ::setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   std::atomic<int> changes = 0;
   {

@@ -17,7 +17,7 @@ class MachineFactsTest : public ::testing::Test {
   std::string root = folder.path().string();
 };
 
-TEST_F(MachineFactsTest, nameTheComputerAsItsOwnerDid) {
+TEST_F(MachineFactsTest, nameTheComputerByItsPrettyHostName) {
   write("/etc/machine-info", "CHASSIS=laptop\nPRETTY_HOSTNAME=\"Küche \\\"Süd\\\"\"\n");
   EXPECT_EQ(LinuxMachineFacts(root).computerName(), "Küche \"Süd\"");
 }
@@ -29,7 +29,7 @@ TEST_F(MachineFactsTest, nameTheComputerByItsHostNameOtherwise) {
   EXPECT_EQ(LinuxMachineFacts(root).computerName(), host.substr(0, host.find('.')));
 }
 
-TEST_F(MachineFactsTest, takeTheModelAndPassOverFillers) {
+TEST_F(MachineFactsTest, takeTheModelAndSkipPlaceholders) {
   LinuxMachineFacts facts(root);
   EXPECT_EQ(facts.hardwareModel(), "");
   write("/proc/device-tree/model", std::string("Raspberry Pi 5 Model B Rev 1.0\0", 31));

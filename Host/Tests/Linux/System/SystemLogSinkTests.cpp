@@ -76,7 +76,7 @@ TEST(SystemLogSink, writesToTheJournalWithLevelAndCategory) {
   EXPECT_EQ(result, 0);
 }
 
-TEST(SystemLogSink, writesToSyslogWhereThereIsNoJournal) {
+TEST(SystemLogSink, writesToSyslogWithoutAJournal) {
   const int result = inChild([] {
     LogListener log("/dev", "log");
     if (!log.listening()) return cannotMount;

@@ -102,7 +102,7 @@ class SharedImages : public testing::Test {
   std::unique_ptr<X11Connection> connection;
 };
 
-TEST_F(SharedImages, tellWhatCannotBeReadAndGoOn) {
+TEST_F(SharedImages, reportAnUnreadableAreaAndContinue) {
   ASSERT_TRUE(connection);
   const auto image = makeImage();
   image->request(client.root(), 0, 0, std::span(&beyond, 1));
@@ -113,7 +113,7 @@ TEST_F(SharedImages, tellWhatCannotBeReadAndGoOn) {
   EXPECT_EQ((std::vector<int>{last[0], last[1], last[2]}), (std::vector{255, 0, 0}));
 }
 
-TEST_F(SharedImages, makeNoPictureOfWhatHasNotArrived) {
+TEST_F(SharedImages, makeNoPictureOfPixelsThatNeverArrive) {
   ASSERT_TRUE(connection);
   PoolScheduler scheduler;
   const SerialQueue queue(scheduler, "test.stream", QueueRank::stream);

@@ -7,7 +7,7 @@ namespace {
 
 class CursorCapture : public CaptureFixture {};
 
-TEST_F(CursorCapture, drawsTheCursorOnlyWhereAskedFor) {
+TEST_F(CursorCapture, drawsTheCursorOnlyIfRequested) {
   client.setBlockCursor(16, red);
   client.movePointer(300, 200);
   Deliveries without;
@@ -17,7 +17,7 @@ TEST_F(CursorCapture, drawsTheCursorOnlyWhereAskedFor) {
   EXPECT_LE(distance(colorAt(*without.all().back().image, 304, 204), 0), 4);
 }
 
-TEST_F(CursorCapture, followsThePointerAndPutsBackWhatItCovered) {
+TEST_F(CursorCapture, followsThePointerAndRestoresThePixelsUnderIt) {
   client.fillRoot({0, 0, 640, 480}, green);
   client.setBlockCursor(16, red);
   client.movePointer(300, 200);

@@ -38,7 +38,7 @@ TEST_F(DisplayCapture, listsTheOneDisplayAsTheMainOne) {
   EXPECT_EQ(content.displays[0].pixelScale, 1.0);
 }
 
-TEST_F(DisplayCapture, mergesWhatNobodyHasAskedForIntoTheNextPicture) {
+TEST_F(DisplayCapture, mergesChangesWithoutARequestIntoTheNextPicture) {
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
   // The last request that is answered of itself.
   client.fillRoot({0, 0, 16, 16}, white);
@@ -87,7 +87,7 @@ TEST_F(DisplayCapture, showsTheSamePixelsAsAScreenshot) {
   }));
 }
 
-TEST_F(DisplayCapture, deliversASmallChangeAsThatRectangleAlone) {
+TEST_F(DisplayCapture, deliversOnlyTheRectangleOfASmallChange) {
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
   client.fillRoot({100, 200, 16, 10}, red);
   const auto second = deliveries.waitForColor(104, 204, red, 1);
@@ -191,7 +191,7 @@ TEST_F(DisplayCapture, servesTwoStreamsOfOneSourceEachInItsSize) {
   }));
 }
 
-TEST_F(DisplayCapture, scalesAChangeAsItScalesTheWhole) {
+TEST_F(DisplayCapture, scalesAChangeLikeTheWholePicture) {
   Deliveries whole;
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(400, 300), deliveries);
   for (int i = 0; i < 10; ++i) {
@@ -224,7 +224,7 @@ TEST_F(DisplayCapture, scalesToAQuarterWithoutSkippingPixels) {
   }
 }
 
-TEST_F(DisplayCapture, cutsRatherThanBlursAnOddSide) {
+TEST_F(DisplayCapture, cutsAnOddSideInsteadOfBlurringIt) {
   const XServer odd{{.width = 641, .height = 481}};
   TestClient painter(odd.display());
   for (int x = 0; x < 641; x += 2) painter.fillRoot({x, 0, 1, 481}, white);
@@ -243,7 +243,7 @@ TEST_F(DisplayCapture, changesItsSizeWithNewSettings) {
   EXPECT_EQ(smaller->changed, (std::vector<PixelRect>{{0, 0, 320, 240}}));
 }
 
-TEST_F(DisplayCapture, saysNothingAfterStop) {
+TEST_F(DisplayCapture, callsNoHandlerAfterStop) {
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
   Deliveries marker;
   const auto other = harness.start(DisplayFilter{display()}, settingsOf(640, 480), marker);

@@ -82,7 +82,7 @@ TEST_F(FocusProbeTest, waitsUntilTheActiveProgramAnswers) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, FocusProbe::patience);
 }
 
-TEST_F(FocusProbeTest, takesTheAnswerToItsLastQuestionAlone) {
+TEST_F(FocusProbeTest, acceptsOnlyTheAnswerToItsLastPing) {
   answerPings();
   probe->ask();
   const auto first = nextMessage();

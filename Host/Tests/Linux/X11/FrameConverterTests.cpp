@@ -37,7 +37,7 @@ Chroma chromaOf(const std::array<std::uint32_t, 4>& quad) {
 
 // What the streams declare (chroma sample location 1): a sample in the middle of four pixels, of equal
 // weight.
-TEST(FrameConverter, putsChromaSamplesIntoTheMiddleOfFourPixels) {
+TEST(FrameConverter, centresChromaSamplesBetweenFourPixels) {
   const Chroma allRed = chromaOf({red, red, red, red});
   const Chroma allBlue = chromaOf({blue, blue, blue, blue});
   ASSERT_GT(allRed.redDifference, allBlue.redDifference + 100);

@@ -105,7 +105,7 @@ TEST(InputPlanner, holdsTheFlagsOfAClickUntilTheButtonIsUp) {
             (Actions{at(10, 20), release(1), keyUp(keyCode::shift)}));
 }
 
-TEST(InputPlanner, pressesNoModifierForMereMotion) {
+TEST(InputPlanner, pressesNoModifierForMotionAlone) {
   InputPlanner planner;
   EXPECT_EQ(planner.plan(mouse(moved, eventFlags::option)), (Actions{at(10, 20)}));
   EXPECT_EQ(planner.plan(mouse(leftDragged, eventFlags::option)), (Actions{at(10, 20)}));
@@ -160,7 +160,7 @@ TEST(InputPlanner, repeatsNeitherModifiersNorCapsLock) {
   EXPECT_EQ(planner.plan(key(keyCode::capsLock, true)), (Actions{}));
 }
 
-TEST(InputPlanner, followsTheCapsLockThatFlagsTell) {
+TEST(InputPlanner, followsTheCapsLockStateInTheFlags) {
   InputPlanner planner;
   EXPECT_EQ(planner.plan(key(keyCode::capsLock, true, eventFlags::capsLock)), (Actions{caps(true)}));
   EXPECT_EQ(planner.plan(key(keyCode::capsLock, false, eventFlags::capsLock)), (Actions{}));
@@ -177,7 +177,7 @@ TEST(InputPlanner, unlocksCapsLockOnAReleaseOfItsKeyWithoutTheFlag) {
   EXPECT_EQ(planner.plan(key(keyCode::capsLock, false, 0)), (Actions{}));
 }
 
-TEST(InputPlanner, sendsCapsLockAsAKeyToWhomFlagsTellNothing) {
+TEST(InputPlanner, sendsCapsLockAsAKeyForAClientWithoutItsFlag) {
   InputPlanner planner;
   EXPECT_EQ(planner.plan(key(keyCode::capsLock, true)), (Actions{keyDown(keyCode::capsLock)}));
   EXPECT_EQ(planner.plan(key(keyCode::capsLock, false)), (Actions{keyUp(keyCode::capsLock)}));
@@ -192,7 +192,7 @@ TEST(InputPlanner, makesWheelStepsOfLines) {
   EXPECT_EQ(planner.plan(back), (Actions{at(5, 6), press(5), release(5), press(6), release(6)}));
 }
 
-TEST(InputPlanner, boundsWhatAHostileScrollPosts) {
+TEST(InputPlanner, boundsTheStepsOfAHostileScroll) {
   InputPlanner planner;
   const ScrollEvent lines{.unit = ScrollUnit::line, .wheel1 = 2'147'483'647, .wheel2 = -2'147'483'647 - 1};
   EXPECT_EQ(planner.plan(lines).size(), 1U + 4U * ScrollAccumulator::mostSteps);
@@ -208,7 +208,7 @@ TEST(InputPlanner, gathersFineScrollsIntoSteps) {
   EXPECT_EQ(planner.plan(pixels(-10, 0)), (Actions{at(5, 6), press(5), release(5)}));
 }
 
-TEST(InputPlanner, zoomsWithControlWhereTheMacHasCommand) {
+TEST(InputPlanner, zoomsWithControlInsteadOfCommand) {
   InputPlanner planner;
   const ScrollEvent pinch{.unit = ScrollUnit::pixel,
                           .wheel1 = 12,
@@ -224,7 +224,7 @@ TEST(InputPlanner, pressesNoModifierForAScrollThatMakesNoStep) {
   EXPECT_EQ(planner.plan(pixels(1, 1, eventFlags::shift)), (Actions{at(5, 6)}));
 }
 
-TEST(InputPlanner, releasesAllThatIsHeld) {
+TEST(InputPlanner, releasesEverythingThatIsHeld) {
   InputPlanner planner;
   planner.plan(mouse(leftDown, eventFlags::option));
   planner.plan(key(keyCode::rightShift, true, eventFlags::shift | eventFlags::option));
@@ -289,7 +289,7 @@ TEST(InputPlanner, leavesNothingDownAfterAnySequence) {
   }
 }
 
-TEST(ScrollAccumulator, keepsTheRestUntilTheDirectionTurns) {
+TEST(ScrollAccumulator, keepsTheRemainderUntilTheDirectionChanges) {
   ScrollAccumulator accumulator(30);
   EXPECT_EQ(accumulator.add(29), 0);
   EXPECT_EQ(accumulator.add(2), 1);
@@ -300,7 +300,7 @@ TEST(ScrollAccumulator, keepsTheRestUntilTheDirectionTurns) {
   EXPECT_EQ(accumulator.add(90), 3);
 }
 
-TEST(ScrollAccumulator, ignoresWhatIsNoNumber) {
+TEST(ScrollAccumulator, ignoresDistancesThatAreNotNumbers) {
   ScrollAccumulator accumulator(30);
   EXPECT_EQ(accumulator.add(std::nan("")), 0);
   EXPECT_EQ(accumulator.add(std::numeric_limits<double>::infinity()), 0);
@@ -340,7 +340,7 @@ TEST(TextKeysyms, bindsCharactersByTheirCodePoints) {
   EXPECT_EQ(unicodeKeysymOf(0xFF0D), 0xFF0DU);
 }
 
-TEST(TextKeysyms, replacesHalvesOfSurrogatePairs) {
+TEST(TextKeysyms, replacesUnpairedSurrogates) {
   const std::u16string broken{0xD83D, u'a', 0xDE00};
   EXPECT_EQ(keysymsOf(broken), (std::vector<std::uint32_t>{0x100FFFD, 0x61, 0x100FFFD}));
 }
@@ -374,7 +374,7 @@ TEST_F(SpareKeysTest, putsEightSymbolsOnEachKeyInOneChange) {
   EXPECT_EQ(bind(all()).at(97), (KeySymbols{12, 14, 16, 18, 20, 22, 24, 26}));
 }
 
-TEST_F(SpareKeysTest, givesTheLeastRecentPlacesAwayAndNotTooSoon) {
+TEST_F(SpareKeysTest, reusesTheLeastRecentPlacesAndNotTooSoon) {
   spares.setKeycodes(std::vector<std::uint8_t>{93});
   EXPECT_EQ(spares.whenFree(8), SpareKeys::Time{});
   bind(all());

@@ -9,7 +9,7 @@ namespace {
 
 class Monitors : public CaptureFixture {};
 
-TEST_F(Monitors, showsTwoMonitorsEachForItself) {
+TEST_F(Monitors, capturesEachOfTwoMonitorsAlone) {
   server.run({"xrandr", "--setmonitor", "LEFT", "320/100x480/100+0+0", "screen"});
   server.run({"xrandr", "--setmonitor", "RIGHT", "320/100x480/100+320+0", "none"});
   const auto displays = harness.content().displays;
@@ -30,7 +30,7 @@ TEST_F(Monitors, showsTwoMonitorsEachForItself) {
   EXPECT_EQ(left.count(), 1U);
 }
 
-TEST_F(Monitors, followsAMonitorThatMovesAndSaysWhereItIs) {
+TEST_F(Monitors, followsAMonitorThatMovesAndReportsItsPlace) {
   client.setMonitor("LEFT", {0, 0, 320, 480});
   client.setMonitor("RIGHT", {320, 0, 320, 480});
   const auto displays = harness.content().displays;
@@ -44,7 +44,7 @@ TEST_F(Monitors, followsAMonitorThatMovesAndSaysWhereItIs) {
   EXPECT_TRUE(deliveries.waitForColor(10, 10, red, 1));
 }
 
-TEST_F(Monitors, goesOnAfterANewSizeOfItsMonitor) {
+TEST_F(Monitors, continuesAfterItsMonitorIsResized) {
   client.setMonitor("ONLY", {0, 0, 320, 480});
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(320, 480), deliveries);
   client.fillRoot({0, 0, 640, 480}, red);
@@ -57,7 +57,7 @@ TEST_F(Monitors, goesOnAfterANewSizeOfItsMonitor) {
   EXPECT_LE(distance(colorAt(*picture->image, 100, 100), red), 4);
 }
 
-TEST_F(Monitors, startsGlobalPointsAtTheCornerOfTheMainDisplay) {
+TEST_F(Monitors, countsGlobalPointsFromTheCornerOfTheMainDisplay) {
   client.setMonitor("LEFT", {0, 0, 320, 480});
   const auto window = client.makeWindow({400, 30, 100, 80}, TestClient::Managed::yes, "Notes");
   const auto frame = [&] {

@@ -73,7 +73,7 @@ TEST_F(Poster, sendsEachOfTheHundredAndTwentyKeysWithItsSymbol) {
   EXPECT_EQ(listener.lockedModifiers(), 0U);
 }
 
-TEST_F(Poster, sendsButtonsAndWheelStepsWhereTheyHappen) {
+TEST_F(Poster, sendsButtonsAndWheelStepsAtTheirPositions) {
   mouse(MouseEventType::leftDown, 100, 50);
   mouse(MouseEventType::leftUp, 100, 50);
   mouse(MouseEventType::rightDown, 100, 50);
@@ -130,7 +130,7 @@ TEST_F(Poster, zoomsWithControlAndTheWheel) {
   EXPECT_FALSE(listener.isAnythingDown());
 }
 
-TEST_F(Poster, typesAHeldKeyOnceWhileKeysOfOthersKeepRepeating) {
+TEST_F(Poster, typesAHeldKeyOnceWhileOtherKeysKeepRepeating) {
   server.run({"xset", "r", "rate", "60", "100"});
   const std::string before = server.run({"xset", "q"});
   server.run({"xdotool", "keydown", "b"});
@@ -159,7 +159,7 @@ TEST_F(Poster, pressesAHeldKeyAsOftenAsTheClientSendsIt) {
   EXPECT_TRUE(eventually([&] { return !listener.isAnythingDown(); }));
 }
 
-TEST_F(Poster, letsGoOfEverythingAtItsEnd) {
+TEST_F(Poster, releasesEverythingAtItsEnd) {
   mouse(MouseEventType::leftDown, 100, 50, eventFlags::option);
   key(keyCode::rightShift, true, eventFlags::shift | eventFlags::option);
   key(letterA, true, eventFlags::shift | eventFlags::option | eventFlags::capsLock);
@@ -194,7 +194,7 @@ TEST_F(Poster, typesCharactersThatTheKeyboardHasAndThoseItLacks) {
                                                XKB_KEY_Return, XKB_KEY_Escape}));
 }
 
-TEST_F(Poster, typesWithoutCapsLockAndHeldModifiersAndPutsThemBack) {
+TEST_F(Poster, typesWithoutCapsLockAndHeldModifiersAndRestoresThem) {
   key(keyCode::capsLock, true);
   key(keyCode::capsLock, false);
   key(keyCode::shift, true, eventFlags::shift);

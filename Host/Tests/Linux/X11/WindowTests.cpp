@@ -63,7 +63,7 @@ TEST_F(Windows, listsWindowsFrontToBackWithTheirProcessesAndFrames) {
   EXPECT_EQ(content.applications[0].pid, eyes.pid());
 }
 
-TEST_F(Windows, namesAWindowThatIsNoUTF8) {
+TEST_F(Windows, listsAWindowWhoseTitleIsNotUTF8) {
   client.makeWindow({50, 50, 100, 80}, TestClient::Managed::yes, "caf\xE9");
   EXPECT_TRUE(waitFor("café"));
 }
@@ -75,7 +75,7 @@ TEST_F(Windows, prefersTheUTF8Title) {
   EXPECT_TRUE(waitFor("Grüße 世界"));
 }
 
-TEST_F(Windows, capturesAWindowAlsoWhereAnotherCoversIt) {
+TEST_F(Windows, capturesThePartsOfAWindowThatAnotherCovers) {
   const auto window = client.makeWindow({100, 100, 200, 150}, TestClient::Managed::yes, "covered");
   const auto listed = waitFor("covered");
   ASSERT_TRUE(listed);
@@ -115,7 +115,7 @@ TEST_F(Windows, endsTheStreamOfAWindowThatIsClosed) {
   EXPECT_EQ(error->description, "the window was closed");
 }
 
-TEST_F(Windows, refusesAWindowThatIsNotThere) {
+TEST_F(Windows, refusesAWindowThatDoesNotExist) {
   EXPECT_FALSE(harness.startResult(WindowFilter{0x1FFFFFFF}, {.size = {100, 100}}, deliveries).has_value());
   EXPECT_FALSE(harness.geometry(WindowFilter{0x1FFFFFFF}).has_value());
 }

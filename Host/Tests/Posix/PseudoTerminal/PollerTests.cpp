@@ -49,7 +49,7 @@ int waitOnAnOldKernel() {
   return events.size() == 1 && events[0].token == 7 ? 0 : 6;
 }
 
-TEST(PseudoTerminalPoller, sleepsAndWakesOnAKernelWithoutTheFinerWait) {
+TEST(PseudoTerminalPoller, waitsOnAKernelWithoutTheFinerCall) {
   const pid_t child = ::fork();
   if (child == 0) ::_exit(waitOnAnOldKernel());
   int status = -1;

@@ -35,7 +35,7 @@ class PseudoTerminalTest : public testing::Test {
   PosixPseudoTerminals terminals;
 };
 
-TEST_F(PseudoTerminalTest, runsACommandAndTellsItsOutputBeforeItsExit) {
+TEST_F(PseudoTerminalTest, runsACommandAndReportsItsOutputBeforeItsExit) {
   TerminalWatcher child(pool, terminals, "printf 'one\\ntwo\\n'; exit 7");
   ASSERT_TRUE(child.waitForExit());
   EXPECT_EQ(child.output(), "one\r\ntwo\r\n");
@@ -66,7 +66,7 @@ TEST_F(PseudoTerminalTest, givesTheChildASessionWithAControllingTerminal) {
   EXPECT_EQ(session, pid);
 }
 
-TEST_F(PseudoTerminalTest, hasTheAskedSizeFromTheStartAndAnyNumbersLater) {
+TEST_F(PseudoTerminalTest, hasTheRequestedSizeFromTheStartAndAnySizeLater) {
   TerminalWatcher child(pool, terminals,
                         "old=; while :; do new=$(stty size); [ \"$new\" = \"$old\" ] || echo \"<$new>\";"
                         "old=$new; sleep 0.02; done");
@@ -79,7 +79,7 @@ TEST_F(PseudoTerminalTest, hasTheAskedSizeFromTheStartAndAnyNumbersLater) {
   EXPECT_TRUE(child.waitForText("<65535 0>"));
 }
 
-TEST_F(PseudoTerminalTest, givesTheChildTheHostsEnvironmentAndWhatWins) {
+TEST_F(PseudoTerminalTest, givesTheChildTheHostsEnvironmentAndItsOwnAdditions) {
   ::setenv("QUORL_TEST_INHERITED", "kept", 1);
   ::setenv("QUORL_TEST_REPLACED", "old", 1);
   TerminalWatcher child(pool, terminals,
@@ -88,7 +88,7 @@ TEST_F(PseudoTerminalTest, givesTheChildTheHostsEnvironmentAndWhatWins) {
   EXPECT_TRUE(child.waitForText("<kept new a b>"));
 }
 
-TEST_F(PseudoTerminalTest, givesProgramsUTF8WhateverLocalesAreInstalled) {
+TEST_F(PseudoTerminalTest, givesProgramsUTF8WithAnyInstalledLocales) {
   TerminalWatcher child(pool, terminals, "locale charmap; locale 2>&1 >/dev/null", {{"LANG", "en_US.UTF-8"}});
   ASSERT_TRUE(child.waitForExit());
   EXPECT_EQ(child.output(), "UTF-8\r\n") << "and no complaint";
@@ -112,7 +112,7 @@ TEST_F(PseudoTerminalTest, failsForADirectoryThatHasVanished) {
   EXPECT_EQ(unreapedChildren(), 0U);
 }
 
-TEST_F(PseudoTerminalTest, letsNoDescriptorOfTheHostThrough) {
+TEST_F(PseudoTerminalTest, passesNoDescriptorOfTheHost) {
   const int leaky = ::open("/dev/null", O_RDONLY);  // without close-on-exec
   ASSERT_GE(leaky, 0);
   const int high = ::fcntl(leaky, F_DUPFD, 200);
@@ -145,7 +145,7 @@ TEST_F(PseudoTerminalTest, typesToTheChild) {
   EXPECT_TRUE(child.waitForText("got <héllo wörld>"));
 }
 
-TEST_F(PseudoTerminalTest, keepsWhatTheChildDoesNotReadYetInOrder) {
+TEST_F(PseudoTerminalTest, keepsInputThatTheChildHasNotReadInOrder) {
   TerminalWatcher child(pool, terminals, "stty raw -echo; echo ready; head -c 300000 | cksum; echo done");
   ASSERT_TRUE(child.waitForText("ready"));
   std::string text;
@@ -188,7 +188,7 @@ TEST_F(PseudoTerminalTest, gathersAFloodIntoLargePieces) {
   EXPECT_LE(child.largestPiece(), 65'536U);
 }
 
-TEST_F(PseudoTerminalTest, readsNoFurtherAheadThanAFewPieces) {
+TEST_F(PseudoTerminalTest, readsAheadOnlyAFewPieces) {
   SerialQueue queue(pool, "test.stalled", QueueRank::service);
   PseudoTerminalRequest request;
   request.command = "yes | head -c 4000000; echo END";
@@ -235,7 +235,7 @@ TEST_F(PseudoTerminalTest, readsNoFurtherAheadThanAFewPieces) {
   queue.sync([&] { terminal->reset(); });
 }
 
-TEST_F(PseudoTerminalTest, tellsOfAChildThatClosesItsTerminalAndThenOfItsExit) {
+TEST_F(PseudoTerminalTest, reportsAChildThatClosesItsTerminalAndThenItsExit) {
   TerminalWatcher child(pool, terminals, "echo up; exec </dev/null >/dev/null 2>&1; sleep 0.3; exit 5", {},
                         "/");
   ASSERT_TRUE(child.waitForExit());
@@ -243,14 +243,14 @@ TEST_F(PseudoTerminalTest, tellsOfAChildThatClosesItsTerminalAndThenOfItsExit) {
   EXPECT_TRUE(child.waitForText("up"));
 }
 
-TEST_F(PseudoTerminalTest, tellsOfTheEndThoughAGrandchildKeepsTheTerminalOpen) {
+TEST_F(PseudoTerminalTest, reportsTheEndThoughAGrandchildKeepsTheTerminalOpen) {
   TerminalWatcher child(pool, terminals, "(trap '' HUP; exec sleep 5) & echo started; exit 3");
   ASSERT_TRUE(child.waitForExit());
   EXPECT_EQ(WEXITSTATUS(*child.exitStatus()), 3);
   EXPECT_NE(child.output().find("started"), std::string::npos);
 }
 
-TEST_F(PseudoTerminalTest, tellsOfTheEndThoughAGrandchildKeepsFlooding) {
+TEST_F(PseudoTerminalTest, reportsTheEndThoughAGrandchildKeepsFlooding) {
   TerminalWatcher child(pool, terminals, "trap '' HUP; yes flood & sleep 0.1; exit 3");
   ASSERT_TRUE(child.waitForExit());
   EXPECT_EQ(WEXITSTATUS(*child.exitStatus()), 3);
@@ -295,7 +295,7 @@ TEST_F(PseudoTerminalTest, killsTheChildOfATerminalThatWasNeverStarted) {
   EXPECT_TRUE(eventually([&] { return ::kill(pid, 0) == -1; }));
 }
 
-TEST(PseudoTerminals, haveReapedTheirChildrenWhenTheyAreGone) {
+TEST(PseudoTerminals, reapTheirChildrenBeforeTheyEnd) {
   PoolScheduler pool;
   std::vector<pid_t> pids;
   const std::size_t before = openDescriptors();

@@ -90,7 +90,7 @@ TEST_F(RealSession, withATildeRunsInTheHomeDirectoryAndTheCallersTermWins) {
   EXPECT_EQ(textOf(session->scrollback()), "/tmp\r\ndumb en_US.UTF-8\r\n");
 }
 
-TEST_F(RealSession, keepsBrokenUTF8AsItCame) {
+TEST_F(RealSession, keepsInvalidUTF8Unchanged) {
   spawn("printf '\\377\\376 caf\\303\\251\\303'");
   ASSERT_TRUE(exits());
   EXPECT_EQ(textOf(session->scrollback()), "\xff\xfe caf\xc3\xa9\xc3");
@@ -115,7 +115,7 @@ TEST_F(RealSession, survivesAMillionBells) {
   EXPECT_EQ(read(bodies), std::vector<std::string>{"waiting for input"});
 }
 
-TEST_F(RealSession, waitsTwoSecondsAfterItAskedAndIsRunningAgainWithTheAnswer) {
+TEST_F(RealSession, waitsTwoSecondsAfterAQuestionAndRunsAgainWithTheAnswer) {
   spawn("printf 'Overwrite? '; read -r x; echo \"got $x\"; read -r y");
   ASSERT_TRUE(eventually([this] { return session->status() == AgentStatus::waitingInput; }));
   EXPECT_EQ(read(bodies), std::vector<std::string>{"Overwrite?"});

@@ -12,7 +12,7 @@ std::string chosen(const std::string& accountShell, std::set<std::string> instal
   return chooseShell(accountShell, [&](const std::string& path) { return installed.contains(path); });
 }
 
-TEST(ChooseShell, takesZshWhereItIsInstalled) {
+TEST(ChooseShell, takesZshIfItIsInstalled) {
   EXPECT_EQ(chosen("/bin/bash", {"/bin/zsh", "/bin/bash"}), "/bin/zsh");
 }
 
@@ -41,7 +41,7 @@ std::vector<std::string> withLocales(std::vector<std::string> environment,
                           [&](const std::string& name) { return installed.contains(name); });
 }
 
-TEST(WithUsableLocale, namesOneWithUTF8WhereTheLanguageIsNotInstalled) {
+TEST(WithUsableLocale, namesOneWithUTF8IfTheLocaleIsNotInstalled) {
   using Environment = std::vector<std::string>;
   EXPECT_EQ(withLocales({"A=1", "LANG=en_US.UTF-8"}, {"C.UTF-8"}),
             (Environment{"A=1", "LANG=en_US.UTF-8", "LC_ALL=C.UTF-8"}));
