@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// The real program on a real X server, and what reaches the programs there.
+// SPDX-License-Identifier: GPL-3.0-or-later The real program on a real X server, and the input that programs
+// there receive.
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -62,7 +62,7 @@ TEST_F(DesktopInput, typesAHeldKeyOnceAndReleasesItWhenItsLinkBreaks) {
   send(inputEvent::Key{.keyCode = letterA, .down = true, .modifiers = WireModifiers::capsLock});
   ASSERT_TRUE(listener.listenUntil([&](const auto& all) { return countOf(all, 'A') >= 1; }));
   listener.inputs.clear();
-  // The repeats of the person's own key are the clock.
+  // The repeats of the locally held key serve as the clock.
   ASSERT_TRUE(listener.listenUntil([&](const auto& all) { return countOf(all, 'B') >= 20; }));
   EXPECT_EQ(countOf(listener.inputs, 'A'), 0);
   server.run({"xdotool", "keyup", "b"});

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// Whole connections over real sockets, whose peers ask more than they read.
+// SPDX-License-Identifier: GPL-3.0-or-later Complete connections over real sockets, with peers that request
+// more than they read.
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -53,7 +53,7 @@ class FloodTest : public ::testing::Test {
   std::size_t queuedAnswers() const { return connection_->outstandingBytes() / answerSize; }
 
   ListeningHost host_;
-  SimulatedScheduler simulation_;  // of the ports that no stranger reaches
+  SimulatedScheduler simulation_;  // for the ports that an unauthenticated peer does not reach
   FakePlatform fakes_{simulation_};
   std::shared_ptr<HostServices> services_ = std::make_shared<HostServices>();
   std::shared_ptr<ClientConnection> connection_;
@@ -61,7 +61,7 @@ class FloodTest : public ::testing::Test {
 };
 
 TEST_F(FloodTest, isReadInPiecesAndAnsweredCompletelyAndInOrder) {
-  // More answers than the system's buffers hold.
+  // More answers than fit into the system's buffers.
   constexpr std::uint32_t count = 800'000;
   constexpr std::size_t most =
       ClientConnection::unauthenticatedBacklog / (answerSize + ClientConnection::frameOverhead) + 1;

@@ -14,7 +14,7 @@ namespace quorl::test {
 /// The path of the program under test.
 std::string hostProgram();
 
-/// A real host process: without a display, with a home folder of the test's, on a port of the test's.
+/// A real host process: without a display, with a home folder and a port of the test.
 class HostProcess {
  public:
   struct Settings {
@@ -22,7 +22,7 @@ class HostProcess {
     std::filesystem::path home;
     std::vector<std::string> options;
     std::vector<std::string> environment;
-    std::vector<std::string> launcher;  // what is put before the program, to run it as somebody else
+    std::vector<std::string> launcher;  // arguments before the program, to run it as another user
     std::string program = hostProgram();
   };
 

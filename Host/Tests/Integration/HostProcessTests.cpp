@@ -97,7 +97,7 @@ TEST_F(HostProcessTest, deliversTheReasonBeforeItEndsAConnection) {
   for (int round = 0; round < 20; ++round) {
     RawClient client(port);
     client.sendHello(std::nullopt, 3);
-    // Input that the host will never read must not destroy its answer.
+    // Input that the host never reads must not destroy its answer.
     client.peer().write(Frame{FrameType::ping, pattern(50'000)}.encoded());
     const auto error = client.next<message::Error>();
     ASSERT_TRUE(error) << "round " << round;
@@ -115,7 +115,7 @@ TEST_F(HostProcessTest, endsInOrderOnASignal) {
     RawClient paired(port);
     ASSERT_TRUE(paired.pair("1"));
     RawClient unknown(port);
-    // An answer tells that the host has taken the connection out of the kernel's queue.
+    // An answer shows that the host has accepted the connection.
     unknown.peer().write(Frame{FrameType::ping, {}}.encoded());
     ASSERT_EQ(unknown.peer().read(frameHeaderSize), (Frame{FrameType::pong, {}}.encoded()));
     host.program().signal(signal);

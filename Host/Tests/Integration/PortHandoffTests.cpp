@@ -64,7 +64,7 @@ TEST_F(PortHandoffTest, thePortFollowsTheConsoleThereAndBack) {
   ASSERT_TRUE(becomesHostOf("111111")) << roots.program().output();
   RawClient client(port);
   ASSERT_TRUE(client.pair("111111"));
-  RawClient stranger(port);  // stays in the middle of its handshake
+  RawClient stranger(port);  // remains in its handshake
   stranger.sendHello();
   ASSERT_TRUE(stranger.next<message::HelloAck>());
 

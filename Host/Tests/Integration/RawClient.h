@@ -12,7 +12,7 @@
 
 namespace quorl::test {
 
-/// A client that speaks the protocol by hand, on the kit alone.
+/// A minimal client of the protocol, built on the kit alone.
 class RawClient {
  public:
   explicit RawClient(std::uint16_t port) : peer_(port) {}
@@ -23,8 +23,8 @@ class RawClient {
   void send(const ControlMessage& message);
   void sendHello(std::optional<Bytes> proof = std::nullopt, std::uint32_t version = 4);
 
-  /// The next control message of this kind; others before it are dropped. Absent when the stream ends or
-  /// nothing comes.
+  /// The next control message of this kind; earlier ones of other kinds are dropped. Absent when the stream
+  /// ends or nothing arrives.
   template <class Message>
   std::optional<Message> next() {
     while (auto message = nextMessage())
@@ -35,11 +35,11 @@ class RawClient {
   /// The next frame of this type; others before it are dropped. Absent when the stream ends or nothing comes.
   std::optional<Frame> nextFrame(FrameType type);
 
-  /// Says hello and pairs; gives the token.
+  /// Says hello and pairs. Returns the token.
   std::optional<Bytes> pair(const std::string& pin);
   /// Says hello twice and proves the token.
   bool authenticate(const Bytes& token);
-  /// Whether an echo comes back as it was.
+  /// Whether an echo returns unchanged.
   bool echoes();
 
  private:

@@ -30,7 +30,7 @@ class SlowPeerTest : public ::testing::Test {
     EXPECT_TRUE(host_->listens()) << host_->program().output();
   }
 
-  // Resident, of the host.
+  // The host's resident memory.
   std::size_t memory() {
     std::ifstream status("/proc/" + std::to_string(host_->program().pid()) + "/status");
     for (std::string word; status >> word;) {
@@ -51,7 +51,7 @@ class SlowPeerTest : public ::testing::Test {
     client.send(message::StartStream{request});
     EXPECT_TRUE(client.next<message::StreamStarted>());
   }
-  // Draws what no encoder compresses well.
+  // Draws content that no encoder compresses well.
   void draw(int pictures) {
     for (int picture = 0; picture < pictures; ++picture) {
       for (int block = 0; block < 200; ++block) {

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// The agents' stores on real disks, full and read-only ones too.
+// SPDX-License-Identifier: GPL-3.0-or-later The agents' stores on real disks, including full and read-only
+// ones.
 #include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 
@@ -43,7 +43,7 @@ class AgentFiles : public testing::Test {
     fs::remove_all(disk);
   }
 
-  // A disk of the test's own; false without the right to mount.
+  // Mounts a disk for the test. False without the right to mount.
   bool mountDisk(const char* options) {
     isMounted = ::unshare(CLONE_NEWNS) == 0 &&
                 ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
@@ -82,7 +82,7 @@ class AgentFiles : public testing::Test {
     EXPECT_EQ(::lstat(at.c_str(), &facts), 0) << at;
     return facts.st_mode & 07777U;
   }
-  // Changes both stores; they keep the change though it cannot be written.
+  // Changes both stores. They keep the change even if it cannot be written.
   void changeAll(AgentCatalog& list, HostExtrasStore& more) {
     EXPECT_THAT(list.upsert(entry("late", 2)), Contains(Field(&AgentCatalogEntry::name, "late")));
     more.addService(service("late", 2));
@@ -116,7 +116,7 @@ TEST_F(AgentFiles, existOnlyAfterAChangeAndOnlyForTheirOwner) {
               UnorderedElementsAre("agent-catalog.json", "custom-services.json", "gui-agent-bundles.json"));
   for (const auto& name : names()) EXPECT_EQ(mode(folder / name), 0600U) << name;
   EXPECT_EQ(mode(folder), 0700U);
-  // A later write sets the mode again, whatever somebody made of it.
+  // A later write restores a mode that was changed.
   ::chmod((folder / "agent-catalog.json").c_str(), 0666);
   list->upsert(entry("two", 2));
   EXPECT_EQ(mode(folder / "agent-catalog.json"), 0600U);

@@ -36,7 +36,7 @@ class Receiver {
     bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return bytes;
   }
-  /// Of the datagram read last.
+  /// The sender of the last datagram.
   const std::optional<HostPort>& source() const { return source_; }
 
  private:
@@ -85,7 +85,7 @@ TEST_F(DatagramTest, comeFromTheAddressThatTheyAreSentFrom) {
 TEST_F(DatagramTest, findAPeerByName) {
   Receiver receiver;
   const auto sender = network.openDatagramSender({"localhost", receiver.port()}, std::nullopt, queue);
-  // The name may stand for the IPv6 loopback first; then nothing arrives, and that is no error either.
+  // The name may resolve to the IPv6 loopback first. Then nothing arrives, which is no error.
   const auto address = socketAddressFor({"localhost", receiver.port()}, NameLookup::resolve);
   if (!address || address->storage.ss_family != AF_INET) GTEST_SKIP() << "localhost is not 127.0.0.1 here";
   EXPECT_TRUE(eventually([&] {

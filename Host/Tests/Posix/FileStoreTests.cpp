@@ -87,7 +87,7 @@ TEST_F(FileStoreTest, readsAFileOfTheLimitAndRefusesALargerOne) {
   ASSERT_TRUE(store.writeAtomically(path, viewOf("12345")));
   EXPECT_EQ(store.read(path, 5), bytesOf("12345"));
   EXPECT_EQ(store.read(path, 4).error().status, EFBIG);
-  // Files of the system say size 0 and are longer.
+  // Files of /proc report size 0 and are longer.
   EXPECT_TRUE(store.read("/proc/self/status", 100'000).value().size() > 100);
   EXPECT_EQ(store.read("/proc/self/status", 100).error().status, EFBIG);
 }
@@ -128,7 +128,7 @@ TEST_F(FileStoreTest, aWriterKilledAtAnyInstantLeavesACompleteFile) {
     ASSERT_EQ(::read(ready[0], &byte, 1), 1);
     ::close(ready[0]);
     ::close(ready[1]);
-    // A different number of looks at the file each round: the kill falls at another place of a write.
+    // A different number of reads each round, so that the kill hits another point of a write.
     for (int look = 0; look < round * 7; ++look) (void)store.read(path, size);
     ::kill(child, SIGKILL);
     int status = 0;

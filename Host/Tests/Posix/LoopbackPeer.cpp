@@ -94,7 +94,7 @@ ListeningHost::ListeningHost()
 
 ListeningHost::~ListeningHost() {
   listener_.reset();
-  queue_.sync([] {});  // no handler runs behind this
+  queue_.sync([] {});  // no handler runs after this
   accepted_.clear();
   network_.reset();
 }

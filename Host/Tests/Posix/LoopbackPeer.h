@@ -29,9 +29,9 @@ class LoopbackPeer {
 
   bool isConnected() const { return socket_.isOpen(); }
   int descriptor() const { return socket_.get(); }
-  /// Writes everything or says false.
+  /// Writes everything, or returns false.
   bool write(ByteView bytes);
-  /// Reads until `count` bytes are there, the stream ends or the patience does.
+  /// Reads until there are `count` bytes, the stream ends or the deadline passes.
   Bytes read(std::size_t count);
   /// Reads to the end of the stream.
   Bytes readAll();
@@ -46,7 +46,7 @@ class LoopbackPeer {
   End end_ = End::open;
 };
 
-/// A listener on a free port, its network and scheduler, and the connections it has handed over.
+/// A listener on a free port, its network and scheduler, and the connections it has accepted.
 class ListeningHost {
  public:
   ListeningHost();

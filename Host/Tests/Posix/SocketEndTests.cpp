@@ -58,7 +58,7 @@ TEST(SocketConnectionEnd, aPeerThatStaysSilentAfterCancelIsClosedAfterAWhile) {
   connection->start(host.queue(), {});
   connection->cancel();
   EXPECT_TRUE(peer.readAll().empty());
-  // The host's side is half closed now; once it is closed for good, writing is answered by a reset.
+  // The host's side is half closed now. Once it is closed, a write causes a reset.
   EXPECT_TRUE(eventually([&] { return !peer.write(pattern(1)); }));
 }
 

@@ -85,7 +85,7 @@ TEST_F(SocketListenerTest, deliversNothingOnceCancelled) {
   std::optional<LoopbackPeer> peer;
   queue.sync([&] {
     peer.emplace(port);
-    // The connection is accepted, yet its hand-over waits behind this piece of work.
+    // The connection is accepted, but its delivery waits for this work to end.
     (*listener)->cancel();
   });
   EXPECT_TRUE(peer->readAll().empty());

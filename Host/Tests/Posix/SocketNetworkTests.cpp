@@ -9,7 +9,7 @@
 namespace quorl::test {
 namespace {
 
-// Keeps a receive armed and collects what comes.
+// Keeps a receive pending and collects the input.
 class Collector {
  public:
   explicit Collector(NetworkConnection& connection, std::size_t maximum = 524'288)
@@ -139,7 +139,7 @@ TEST(SocketConnection, writesPrefixAndBodyOfManyFramesInTheOrderOfTheCalls) {
   std::atomic<int> completions = 0;
   constexpr int count = 3000;
   for (int index = 0; index < count; ++index) {
-    // Empty bodies, small ones, and now and then one larger than the socket's buffer.
+    // Empty bodies, small ones, and some larger than the socket's buffer.
     const std::size_t size = index % 500 == 7 ? 700'000 : static_cast<std::size_t>(index % 40);
     const auto frame = frameOf(pattern(size, static_cast<std::uint32_t>(index)));
     const Bytes bytes = frame.encoded();
@@ -173,7 +173,7 @@ TEST(SocketConnection, holdsCompletionsBackWhileThePeerDoesNotRead) {
   const auto frame = frameOf(pattern(1'048'576));
   for (int index = 0; index < count; ++index)
     connection->send(frame, [&](std::optional<PortError>) { ++completed; });
-  // More than any socket buffer of this system holds: without a reader not all of it can leave.
+  // More than any socket buffer of this system holds: without a reader, a part has to wait.
   host.queue().sync([] {});
   EXPECT_LT(completed, count);
   const Bytes all = peer.read(frame.size() * count);

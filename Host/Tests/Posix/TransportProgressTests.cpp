@@ -46,7 +46,7 @@ TEST_F(TransportProgressTest, countsLessThanWasSentToAPeerThatDoesNotRead) {
   connect();
   constexpr std::size_t all = 2'000 * (16'384 + frameHeaderSize);
   send(2'000, 16'384);
-  // More than both kernels keep.
+  // More than both kernels buffer.
   EXPECT_TRUE(eventually([&] { return connection_->progress().acknowledged > 0; }));
   EXPECT_LT(connection_->progress().acknowledged, all);
   EXPECT_EQ(peer_->read(all).size(), all);

@@ -9,12 +9,11 @@
 
 namespace quorl::test {
 
-/// A script named as a coding agent is, which asks one question; its path.
+/// Writes a script with the name of a coding agent, which asks one question. Returns its path.
 std::string writeAskingAgent(const TemporaryFolder& folder);
 
-/// Finds the asking agent that runs on this terminal in the process table, adopts its tab, waits until it
-/// calls for a human, answers it, reads the answer in the tab, and ends it. Fails the test where that does
-/// not go.
+/// Finds the agent on this terminal in the process table, adopts its tab, waits until it needs attention,
+/// answers its question, reads the answer in the tab, and ends it. Fails the test if a step fails.
 void findAdoptAnswerAndEnd(const std::string& tty, std::shared_ptr<TerminalScripting> terminals);
 
 }  // namespace quorl::test

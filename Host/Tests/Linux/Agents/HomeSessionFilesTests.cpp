@@ -93,7 +93,7 @@ TEST_F(SessionFilesOnDisk, followLinksOnlyWithinTheHome) {
   }
   EXPECT_EQ(text(home.file("d/in")), "inside");
   for (const char* name : {"out", "outFolder/secret", "loop", "dangling"}) {
-    // "outFolder/secret" lies in the folder it was asked for, as a home that is itself a link would.
+    // "outFolder/secret" is in the requested folder, like a home that is itself a link.
     const bool isBelowItsFolder = std::string_view(name) == "outFolder/secret";
     EXPECT_EQ(text(home.file(std::string("d/") + name)), isBelowItsFolder ? "secret" : "failed") << name;
   }

@@ -77,7 +77,7 @@ class Kitty : public testing::Test {
 
   std::string path(const std::string& name) const { return folder.file(name); }
 
-  /// Starts an instance whose one window runs `script`; gives the window's terminal once that runs.
+  /// Starts an instance with one window that runs `script`. Returns the window's terminal once it runs.
   std::string startKitty(const std::string& script, const std::string& listenOn,
                          const std::string& control = "socket-only") {
     const std::string note = path("tty-" + std::to_string(instances.size()));
@@ -104,7 +104,7 @@ class Kitty : public testing::Test {
     return tty;
   }
 
-  /// Opens one more window, or has a window closed, by remote control.
+  /// Opens or closes a window by remote control.
   std::string command(const std::string& name, const std::string& payload) const {
     const std::string request = fmt::format(
         "\x1bP@kitty-cmd{{\"cmd\":\"{}\",\"version\":[0,14,2],\"payload\":{}}}\x1b\\", name, payload);
@@ -114,7 +114,7 @@ class Kitty : public testing::Test {
     return result.answer;
   }
 
-  /// Of this test's instances only.
+  /// For the instances of this test only.
   KittyTerminals::Settings settings() {
     return {.children =
                 [this] {
@@ -131,13 +131,12 @@ class Kitty : public testing::Test {
     return stat && std::ranges::find(instances, stat->parent, &HelperProgram::pid) != instances.end();
   }
 
-  /// A process that is just becoming another program shows no environment for a moment, so that a look may
-  /// miss it.
+  /// During exec a process briefly shows no environment, so that one reading may miss it.
   bool maps(KittyTerminals& terminals, const std::map<std::string, TerminalKind>& expected) {
     return eventually([&] { return terminals.mapTerminals(report) == expected; });
   }
 
-  /// A program that writes every byte it is sent to a file, and shows "ready" once it does.
+  /// A program that writes every byte it receives to a file, and prints "ready" first.
   static std::string recorder(const std::string& file) {
     return "stty raw -echo; echo ready; exec cat > " + file;
   }
@@ -164,7 +163,7 @@ TEST_F(Kitty, mapsTheWindowsOfEveryInstance) {
   EXPECT_THAT(reported, IsEmpty());
 }
 
-// The two lines that the documentation tells.
+// The two lines of the documentation.
 TEST_F(Kitty, findsAnInstanceThatWasSetUpInItsConfiguration) {
   const std::string file = folder.write(
       "kitty.conf", "allow_remote_control socket-only\nlisten_on unix:${XDG_RUNTIME_DIR}/kitty\n");
@@ -324,7 +323,7 @@ TEST_F(Kitty, typesNothingIntoTheWindowOfALaterInstanceOnTheSameSocket) {
   const std::string tty = startKitty("exec sleep 1000");
   KittyTerminals terminals(settings());
   ASSERT_TRUE(maps(terminals, {{tty, iterm}}));
-  // Keeps the device's number from being given again.
+  // Keeps the device's number from being reused.
   const Descriptor held(open(tty.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
   ASSERT_TRUE(held.isOpen());
   instances.front().kill();

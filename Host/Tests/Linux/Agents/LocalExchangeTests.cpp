@@ -44,7 +44,7 @@ class Listener {
     EXPECT_EQ(listen(socket_.get(), backlog), 0);
   }
 
-  /// Takes one request to its end and answers it with what is made of it. Joined at the end.
+  /// Reads one request completely and answers it. Joined at the end.
   void answerOnce(std::function<std::string(std::string)> answer) {
     thread_ = std::jthread([this, answer = std::move(answer)] {
       const Descriptor peer(accept(socket_.get(), nullptr, nullptr));

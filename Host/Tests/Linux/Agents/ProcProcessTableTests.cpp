@@ -96,7 +96,7 @@ TEST(ProcProcessTable, listsTheChildrenOnTerminalsByTheirParentsName) {
   EXPECT_THAT(table.childrenOf("Tests"), IsEmpty()) << "no look of its own";
   TerminalChild child({"/bin/sleep", "1000"});
   ASSERT_TRUE(rowWhenRunning(table, child.pid(), "/sleep"));
-  // This program's name, as far as the kernel keeps it.
+  // This program's name, as the kernel truncates it.
   EXPECT_THAT(table.childrenOf("LinuxAgentsTest"), testing::Contains(child.pid()));
   EXPECT_THAT(table.childrenOf("sleep"), testing::Not(testing::Contains(child.pid())));
   EXPECT_THAT(table.childrenOf("no such name"), IsEmpty());
@@ -143,7 +143,7 @@ TEST(ProcProcessTable, showsNoNameForAProcessThatHasEnded) {
   std::optional<ProcessRow> row;
   EXPECT_TRUE(eventually([&] {
     row = rowOf(table.processes(), pid);
-    // Its path and its arguments go one after the other.
+    // Its path and its arguments disappear one after the other.
     return row && row->name.empty() && row->executablePath.empty();
   })) << "ended and not yet reaped";
   child.wait();
@@ -177,7 +177,7 @@ TEST(ProcProcessTable, signalsNoLaterProcessOfTheSameNumber) {
   EXPECT_TRUE(table.exists(same));
   EXPECT_FALSE(table.exists(earlier));
   table.send(ProcessSignal::terminate, earlier);
-  // The two signals differ, so the status says which of them arrived.
+  // The two signals differ, so the status shows which one arrived.
   table.send(ProcessSignal::interrupt, same);
   const int status = child.wait();
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;

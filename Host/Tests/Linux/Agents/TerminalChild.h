@@ -19,7 +19,7 @@ class TerminalChild {
 
   pid_t pid() const { return pid_; }
   const std::string& tty() const { return tty_; }
-  /// Waits for the end; the status as waitpid gives it.
+  /// Waits for the end. Returns the status of waitpid.
   int wait();
 
  private:

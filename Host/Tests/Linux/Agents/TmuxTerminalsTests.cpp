@@ -97,13 +97,13 @@ class Tmux : public testing::Test {
     return output;
   }
 
-  /// Starts a program in a pane of a server; gives the pane's terminal.
+  /// Starts a program in a pane of a server. Returns the pane's terminal.
   std::string startPane(const std::string& server, const std::string& command) {
     if (std::ranges::find(servers, server) == servers.end()) servers.push_back(server);
     return tmux(server, {"new-session", "-d", "-P", "-F", "#{pane_tty}", "-x", "100", "-y", "30", command});
   }
 
-  /// A pane that writes every byte it is sent to a file, and shows "ready" once it does.
+  /// A pane that writes every byte it receives to a file, and prints "ready" first.
   std::string startRecorder(const std::string& file, const std::string& server = "default") {
     return startPane(server, "stty raw -echo; echo ready; exec cat > " + file);
   }
@@ -117,7 +117,7 @@ class Tmux : public testing::Test {
     return {std::istreambuf_iterator<char>(in), {}};
   }
 
-  /// Types into a recorder and waits until as much has come; what came.
+  /// Types into a recorder, waits for that many bytes and returns them.
   std::string recorded(TmuxTerminals& terminals, const std::string& tty, const std::string& file,
                        const std::string& bytes) {
     EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "ready"; }));

@@ -159,7 +159,7 @@ TEST_P(RealCompressor, decodesFromAnyKeyFrameOn) {
   }
   const auto whole = recording.decoded();
   ASSERT_EQ(whole.size(), 20U);
-  // A client that lost all before the key frame sees the same.
+  // A client that lost everything before the key frame sees the same.
   Recording late(GetParam(), small);
   auto& kept = const_cast<std::vector<CompressedPicture>&>(late.pictures());
   kept.assign(recording.pictures().begin() + 10, recording.pictures().end());
@@ -192,7 +192,7 @@ TEST_P(RealCompressor, makesAKeyFrameEverySixHundredPicturesAtTheLatest) {
   for (std::size_t index = 1; index < keys.size(); ++index) EXPECT_LE(keys[index] - keys[index - 1], 600U);
 }
 
-// Noise everywhere, at full frame rate: the most an encoder can be asked for.
+// Noise everywhere at the full frame rate, the hardest input for an encoder.
 TEST_P(RealCompressor, holdsItsRatesUnderTheHardestPictures) {
   const bool isHEVC = GetParam() == VideoCodec::hevc;
   Recording recording(GetParam(), small);
@@ -210,7 +210,7 @@ TEST_P(RealCompressor, holdsItsRatesUnderTheHardestPictures) {
   const double length = static_cast<double>(count) / 60;
   const std::int64_t total = recording.bitsIn(microseconds(0), std::chrono::hours(1));
   EXPECT_LE(recording.mostBitsInASecond(), rate * 3 / 2);
-  // The average: over the whole run, less the half second that a full buffer may give at its start.
+  // The average over the whole run, without the half second that a full bucket allows at the start.
   EXPECT_LE(static_cast<double>(total), static_cast<double>(rate) * (length + 0.5));
   EXPECT_GT(static_cast<double>(total), static_cast<double>(rate) * length * 0.4)
       << "it is not starved either";
@@ -260,7 +260,7 @@ TEST_P(RealCompressor, drawsNewContentAfterAPauseWithoutAKeyFrame) {
     EXPECT_GT(lumaPSNR(originals[index], decoded[index], small), 38) << "picture " << index;
 }
 
-// The type of each picture, a letter a line, as the judge names them.
+// The type of each picture as ffprobe prints it, one letter per line.
 std::string pictureTypes(const Recording& recording) {
   const TemporaryFolder folder;
   const std::string format = recording.writeRaw(folder.file("raw"));
@@ -279,10 +279,10 @@ TEST(RealCompressors, codeNewH264ContentAfterAPauseIntra) {
   const PixelRect whole{0, 0, small.width, small.height};
   encode(whole, 40, seconds(0));
   encode(whole, 80, milliseconds(400));
-  encode(whole, 120, milliseconds(20));            // one of a row: it may be moving
+  encode(whole, 120, milliseconds(20));            // one of a series: it may be motion
   encode({0, 0, 64, 64}, 200, milliseconds(400));  // a part only
   recording.advance(milliseconds(400));
-  recording.encode(std::make_shared<DrawnPicture>(picture), {whole});  // told as new, and the same
+  recording.encode(std::make_shared<DrawnPicture>(picture), {whole});  // marked as new, but the same
   encode(whole, 160, milliseconds(400));
   EXPECT_EQ(pictureTypes(recording), "I\nI\nP\nP\nP\nI\n");
   EXPECT_THAT(recording.keyFrames(), ElementsAre(0));
@@ -300,7 +300,7 @@ TEST_P(RealCompressor, spendsLittleOnSmallChanges) {
   EXPECT_LT(lastSecond, recording.averageBitRate() / 4);
 }
 
-// HEVC's rate is kept by the count of pictures, so at the lowest rate a few repeats have nothing to spend.
+// HEVC keeps its rate per picture, so at the lowest rate a few repeats have no bits to spend.
 TEST_P(RealCompressor, becomesSharperWhenAPictureIsEncodedAgain) {
   Recording recording(GetParam(), {1280, 720}, 60, GetParam() == VideoCodec::hevc ? 0.5 : 0.0);
   SyntheticScreen screen({1280, 720});

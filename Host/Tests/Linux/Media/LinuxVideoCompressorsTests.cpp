@@ -19,7 +19,7 @@ using testing::ElementsAre;
 constexpr PixelSize small{640, 360};
 constexpr milliseconds thirtieth{33};
 
-/// A table of made-up encoders on a clock that only they move.
+/// A table of fake encoders on a clock that only they advance.
 class Machine {
  public:
   /// `pictureTime` for each picture; 0 with `canOpen` false for one that does not open.
@@ -47,7 +47,7 @@ class Machine {
 
   std::vector<std::string_view> opened;  // by name, in order
   int encoded = 0;
-  /// Other work of the machine during one of the pictures.
+  /// A delay by other load during one of the pictures.
   milliseconds hiccup{0};
 
  private:
@@ -89,7 +89,7 @@ TEST(LinuxVideoCompressors, tryTheNextEncoderIfOneCannotBeMade) {
   const auto factory = machine.factory();
   for (int stream = 0; stream < 2; ++stream)
     EXPECT_TRUE(factory->make({.size = small, .codec = VideoCodec::h264}, {}));
-  // The device may be free again later, so it is asked each time.
+  // The device may be free later, so it is tried each time.
   EXPECT_THAT(machine.opened, ElementsAre("busy device", "software", "busy device", "software"));
 }
 

@@ -61,7 +61,7 @@ TEST(AvcConfigurationRecord, isBuiltByteByByte) {
 }
 
 TEST(AvcConfigurationRecord, containsTheChromaFormatOfAHighProfile) {
-  // Behind the level: id 0 (1), chroma format 1 (010), depths 0 (1) and 0 (1).
+  // After the level: id 0 (1), chroma format 1 (010), depths 0 (1) and 0 (1).
   const Bytes sps{0x67, 100, 0, 30, 0b10101111};
   const auto record = avcConfigurationRecord({sps, Bytes{0x68}});
   ASSERT_TRUE(record);

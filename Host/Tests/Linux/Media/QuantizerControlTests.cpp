@@ -38,7 +38,7 @@ CompressionRates ratesOf(std::int64_t bits) {
   return rates;
 }
 
-// After its first key frame and what makes that sharp.
+// The state after the first key frame and the repeats that sharpen it.
 struct Sharp {
   QuantizerControl control{size, coarsest};
   microseconds time{0};
@@ -198,7 +198,7 @@ CompressionRates onALink(std::int64_t pictureBytes) {
   return rates;
 }
 
-// Full-screen noise at 30 pictures a second, each of them costing `cost` of what it was expected to.
+// Full-screen noise at 30 pictures a second, each at `cost` times its expected size.
 double averageBytes(QuantizerControl& control, const CompressionRates& rates, double cost) {
   control.setRates(rates);
   const PictureDetail noise = noiseDetail();

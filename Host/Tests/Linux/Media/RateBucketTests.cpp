@@ -29,7 +29,7 @@ std::int64_t mostInASecond(const std::vector<Spent>& pictures) {
   return most;
 }
 
-// An encoder that spends all there is, at any rhythm.
+// An encoder that spends all available bits, at irregular times.
 TEST(RateBucket, holdsEverySecondWhateverTheRhythm) {
   constexpr std::int64_t rate = 8'000'000;
   for (std::uint32_t seed = 1; seed <= 20; ++seed) {

@@ -29,7 +29,7 @@ std::size_t read16(const Bytes& bytes, std::size_t at) {
   return (static_cast<std::size_t>(bytes.at(at)) << 8) | bytes.at(at + 1);
 }
 
-// Reads `count` units, each behind its 16-bit length, from `at` on, which moves behind them.
+// Reads `count` units, each after its 16-bit length, from `at`, which advances past them.
 void appendSets(Bytes& stream, const Bytes& record, std::size_t& at, std::size_t count) {
   for (std::size_t index = 0; index < count; ++index) {
     const std::size_t length = read16(record, at);

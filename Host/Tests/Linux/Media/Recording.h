@@ -13,15 +13,15 @@
 
 namespace quorl::test {
 
-/// Runs a shell command; what it printed, both streams. A failing command gives its status in front.
+/// Runs a shell command. Returns the output of both streams, after the status of a failed command.
 std::string outputOf(const std::string& command);
 
 Bytes contentOf(const std::string& file);
 
-/// One real encoder with everything it put out.
+/// One real encoder and all its output.
 class Recording {
  public:
-  /// Of the software encoder of the codec, however slow it is here.
+  /// With the codec's software encoder, at any speed.
   Recording(VideoCodec codec, PixelSize size, int fps = 60, double quality = 0.5);
 
   bool isOpen() const { return compressor_ != nullptr; }
@@ -35,19 +35,19 @@ class Recording {
   void setRates(int fps, double quality);
 
   const std::vector<CompressedPicture>& pictures() const { return pictures_; }
-  /// How many came out without data.
+  /// The number of pictures without data.
   std::size_t dropped() const { return dropped_; }
   std::vector<std::size_t> keyFrames() const;
 
-  /// Parameter sets and pictures with start codes, as the raw formats want them.
+  /// Parameter sets and pictures with start codes, for the raw formats.
   Bytes annexB() const;
-  /// Writes the raw stream and gives FFmpeg's name for its format.
+  /// Writes the raw stream. Returns FFmpeg's name of its format.
   std::string writeRaw(const std::string& file) const;
-  /// Every decoded picture as packed NV12; `complaints` gets what the decoder printed.
+  /// Every decoded picture as packed NV12; `complaints` receives the decoder's messages.
   std::vector<std::vector<std::uint8_t>> decoded(std::string* complaints = nullptr) const;
 
   std::int64_t averageBitRate() const { return averageBitRate_; }
-  /// Bits of the pictures whose time lies in [from, from + length).
+  /// Bits of the pictures with times in [from, from + length).
   std::int64_t bitsIn(std::chrono::microseconds from, std::chrono::microseconds length) const;
   /// The most bits in any second that begins with a picture.
   std::int64_t mostBitsInASecond() const;

@@ -10,7 +10,7 @@
 
 namespace quorl::test {
 
-/// A picture in memory of its own that a test may draw into.
+/// A picture with its own memory, which a test may draw into.
 class DrawnPicture : public PictureBuffer {
  public:
   explicit DrawnPicture(PixelSize pictureSize);
@@ -20,7 +20,7 @@ class DrawnPicture : public PictureBuffer {
   void fill(const PixelRect& rect, std::uint8_t y, std::uint8_t cb, std::uint8_t cr);
   std::vector<std::uint8_t>& lumaBytes() { return lumaBytes_; }
   std::vector<std::uint8_t>& chromaBytes() { return chromaBytes_; }
-  /// Both planes behind each other, without padding.
+  /// Both planes, one after the other, without padding.
   std::vector<std::uint8_t> packed() const;
 
  private:
@@ -30,20 +30,21 @@ class DrawnPicture : public PictureBuffer {
   std::vector<std::uint8_t> chromaBytes_;
 };
 
-/// Draws what a desktop shows, the same for the same seed: windows, lines of text, a gradient, a photograph.
+/// Draws the content of a desktop, the same for the same seed: windows, lines of text, a gradient, a
+/// photograph.
 class SyntheticScreen {
  public:
   explicit SyntheticScreen(PixelSize size, std::uint32_t seed = 1);
 
   std::shared_ptr<const DrawnPicture> picture() const { return std::make_shared<DrawnPicture>(picture_); }
 
-  /// A character at the next place of a text, as a person types. Says what changed.
+  /// Draws the next character of a text, as typing does. Returns the changed rectangle.
   PixelRect typeCharacter();
-  /// Everything moves up by some lines, as a person scrolls.
+  /// Moves everything up by some lines, as scrolling does.
   void scroll(int lines);
   /// New content everywhere.
   void redraw();
-  /// Noise of one strength over the whole picture: what no encoder can make small.
+  /// Noise of one strength over the whole picture, which no encoder compresses well.
   void makeNoise();
 
  private:
@@ -56,7 +57,7 @@ class SyntheticScreen {
   int typed_ = 0;
 };
 
-/// The likeness of the luma of two pictures in decibels; 99 for equal ones.
+/// The similarity of the luma of two pictures in decibels; 99 for equal ones.
 double lumaPSNR(const std::vector<std::uint8_t>& first, const std::vector<std::uint8_t>& second,
                 PixelSize size);
 

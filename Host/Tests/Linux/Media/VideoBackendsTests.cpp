@@ -18,7 +18,7 @@ namespace {
 
 constexpr PixelSize small{640, 360};
 
-/// Every encoder of the table, also those to come.
+/// Every encoder of the table.
 class EachBackend : public testing::TestWithParam<std::size_t> {
  protected:
   void SetUp() override {
@@ -60,14 +60,15 @@ TEST_P(EachBackend, promisesThatADecoderBuffersLittle) {
   }
 }
 
-// The converter averages four pixels, so the sample lies in their middle. Decoders assume the left edge.
+// The converter averages four pixels, so the sample is centred between them. Decoders assume the left edge by
+// default.
 TEST_P(EachBackend, declaresTheChromaSampleLocation) {
   constexpr std::uint32_t middleOfFour = 1;
   ASSERT_TRUE(promises_->chromaLocation);
   EXPECT_EQ(*promises_->chromaLocation, middleOfFour);
 }
 
-// What the parser makes of a stream whose pictures do wait: without this the checks above could not fail.
+// The parser's result for a stream with delayed pictures, to prove that the checks above can fail.
 TEST(StreamPromises, differForAStreamWithReorderedPictures) {
   struct Sample {
     VideoCodec codec;

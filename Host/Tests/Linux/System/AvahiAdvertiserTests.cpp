@@ -51,7 +51,7 @@ class AvahiAdvertiserTest : public ::testing::Test {
   }
 
   static bool isSeen(const std::string& line) {
-    // -t ends after what is known, -p is for parsing, -r resolves.
+    // -t ends after the known services, -p prints for parsing, -r resolves.
     return outputOf({"avahi-browse", "-rpt", type}).find(line) != std::string::npos;
   }
   static bool becomesSeen(const std::string& line) {

@@ -16,7 +16,7 @@ namespace quorl::test {
 /// test dies. Its standard output and error are collected.
 class ChildProgram {
  public:
-  /// `environment` is put over the test's own; a name without "=" is removed. Programs are looked up in PATH.
+  /// `environment` is added to the test's own; a name without "=" is removed. Programs are looked up in PATH.
   explicit ChildProgram(const std::vector<std::string>& arguments,
                         const std::vector<std::string>& environment = {});
   ChildProgram(const ChildProgram&) = delete;
@@ -25,8 +25,7 @@ class ChildProgram {
 
   pid_t pid() const { return pid_; }
   void signal(int number);
-  /// The exit status, 128 and the signal's number for a violent end, absent when it still runs at the
-  /// deadline.
+  /// The exit status, 128 plus the signal's number after a signal, absent when it still runs at the deadline.
   std::optional<int> waitForExit(std::chrono::milliseconds limit = std::chrono::seconds(20));
   bool isRunning() { return !waitForExit(std::chrono::milliseconds(0)); }
 
@@ -43,7 +42,7 @@ class ChildProgram {
   std::optional<int> status_;
 };
 
-/// Runs a program to its end and gives what it printed.
+/// Runs a program to its end and returns its output.
 std::string outputOf(const std::vector<std::string>& arguments,
                      const std::vector<std::string>& environment = {});
 

@@ -10,8 +10,8 @@
 
 namespace quorl::test {
 
-/// A D-Bus daemon of the test's own that stands for the system bus: DBUS_SYSTEM_BUS_ADDRESS points to it as
-/// long as it lives. Every user of the machine may use it.
+/// A D-Bus daemon that replaces the system bus for a test: DBUS_SYSTEM_BUS_ADDRESS points to it while it
+/// exists. Every user of the machine may use it.
 class PrivateBus {
  public:
   PrivateBus();

@@ -17,7 +17,7 @@
 namespace quorl::test {
 namespace {
 
-// Both logs listen at fixed paths: each test runs in a process with mounts of its own.
+// Both logs listen at fixed paths, so each test runs in a process with its own mounts.
 class LogListener {
  public:
   LogListener(const std::string& folder, const std::string& name) {
@@ -45,7 +45,7 @@ class LogListener {
   bool listening_ = false;
 };
 
-// The namespace must not reach the other tests of this program.
+// The namespace must not affect other tests of this program.
 template <class Body>
 int inChild(Body body) {
   const pid_t child = ::fork();

@@ -6,7 +6,7 @@
 
 namespace quorl::test {
 
-/// What the 120 keys of the wire mean on the American layout of xkeyboard-config.
+/// The keysyms of the 120 wire keys on the American layout of xkeyboard-config.
 const std::map<std::uint16_t, std::uint32_t>& americanKeysyms();
 
 }  // namespace quorl::test

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// What is large arrives in bands, and is used while the last of them are on their way.
+// SPDX-License-Identifier: GPL-3.0-or-later Large rectangles arrive in bands, which are used before the last
+// of them have arrived.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -20,7 +20,7 @@ constexpr std::uint32_t red = 0xFF0000;
 constexpr std::uint32_t blue = 0x0000FF;
 
 // The server takes turns between its clients every few milliseconds: the screen is large enough for several
-// turns, and somebody draws on all of it without a pause.
+// turns, and another client draws on all of it without a pause.
 class LargeDisplayCapture : public testing::Test {
  protected:
   static constexpr int width = 3840;
@@ -92,7 +92,7 @@ class SharedImages : public testing::Test {
     if (opened) connection = std::move(*opened);
     client.fillRoot(screen, blue);
   }
-  // Larger than the screen, which a part can be asked of that the server does not have.
+  // Larger than the screen, so that a request may include pixels the server does not have.
   std::unique_ptr<SharedImage> makeImage() { return std::move(*SharedImage::make(*connection, {640, 1600})); }
 
   const PixelRect screen{0, 0, 640, 480};

@@ -14,20 +14,20 @@
 
 namespace quorl::test {
 
-/// 0xRRGGBB of one pixel of a picture, back from BT.601 limited range.
+/// The colour of one pixel of a picture as 0xRRGGBB, converted from BT.601 limited range.
 std::uint32_t colorAt(const PictureBuffer& picture, int x, int y);
 
 /// The largest difference of any colour channel.
 int distance(std::uint32_t a, std::uint32_t b);
 
-/// What a stream has delivered, to wait on.
+/// Records what a stream delivers, and waits for it.
 class Deliveries {
  public:
   CaptureStream::Handlers handlers();
-  /// Asks the stream for another picture after each; the stream ends before these deliveries.
+  /// Requests another picture after each. The stream ends before this object.
   void follow(CaptureStream* stream);
 
-  /// Waits until a picture beyond the first `seen` ones satisfies `condition`; that picture.
+  /// Waits for a picture after the first `seen` ones that satisfies `condition`, and returns it.
   std::optional<CapturedPicture> waitFor(const std::function<bool(const CapturedPicture&)>& condition,
                                          std::size_t seen = 0);
   std::optional<CapturedPicture> waitForColor(int x, int y, std::uint32_t color, std::size_t seen = 0);
@@ -36,7 +36,7 @@ class Deliveries {
   bool waitForPlace(const PointRect& rect);
   std::size_t count();
   std::vector<CapturedPicture> all();
-  /// Gives back the memory of all pictures.
+  /// Releases the memory of all pictures.
   void release();
 
  private:
@@ -48,7 +48,7 @@ class Deliveries {
   CaptureStream* stream_ = nullptr;
 };
 
-/// A capture of one display with what it needs.
+/// A capture of one display, with a scheduler and a queue.
 class CaptureHarness {
  public:
   explicit CaptureHarness(X11DisplayName name) : capture(std::move(name)) {}
@@ -60,7 +60,7 @@ class CaptureHarness {
   std::expected<std::unique_ptr<CaptureStream>, PortError> open(const CaptureFilter& filter,
                                                                 const CaptureSettings& settings,
                                                                 Deliveries& deliveries);
-  /// The result of the start of a capture that needs no picture.
+  /// Starts a capture, waits for the result and ends it.
   std::expected<void, PortError> startResult(const CaptureFilter& filter, const CaptureSettings& settings,
                                              Deliveries& deliveries);
   /// Opens, starts and follows, and waits for the first picture.

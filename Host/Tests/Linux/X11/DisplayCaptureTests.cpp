@@ -8,8 +8,8 @@
 namespace quorl::test {
 namespace {
 
-/// Says where two images differ by more than the conversion's rounding; chroma is shared by four pixels, so
-/// only the brightness is compared.
+/// The largest difference of luma between two images. Four pixels share a chroma sample, so chroma is not
+/// compared.
 int worstLumaDifference(const PictureBuffer& picture, const std::vector<std::uint32_t>& screen) {
   int worst = 0;
   for (int y = 0; y < picture.size.height; ++y) {
@@ -40,7 +40,7 @@ TEST_F(DisplayCapture, listsTheOneDisplayAsTheMainOne) {
 
 TEST_F(DisplayCapture, mergesChangesWithoutARequestIntoTheNextPicture) {
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
-  // The last request that is answered of itself.
+  // The answer to the last automatic request.
   client.fillRoot({0, 0, 16, 16}, white);
   ASSERT_TRUE(deliveries.waitForColor(8, 8, white));
   deliveries.follow(nullptr);
@@ -107,7 +107,7 @@ TEST_F(DisplayCapture, widensARectangleWithOddCornersToEvenOnes) {
 
 TEST_F(DisplayCapture, keepsEveryPictureOfThePoolUpToDate) {
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480), deliveries);
-  // More changes than the pool has pictures: each is filled from what it missed, not from the last change.
+  // More changes than the pool has pictures: each picture receives all changes it missed, not only the last.
   for (int i = 0; i < 24; ++i) {
     const std::size_t seen = deliveries.count();
     const std::uint32_t color = i % 2 == 0 ? red : blue;
@@ -126,7 +126,7 @@ TEST_F(DisplayCapture, deliversNothingWhileNothingChanges) {
   }));
   const std::size_t pictures = deliveries.count();
   const auto wakeups = harness.capture.captureWakeups();
-  // Time passes elsewhere: another server starts and draws.
+  // Time passes while another server starts and draws.
   const XServer other{{.width = 320, .height = 240}};
   TestClient elsewhere(other.display());
   elsewhere.fillRoot({0, 0, 10, 10}, red);
@@ -179,7 +179,7 @@ TEST_F(DisplayCapture, servesTwoStreamsOfOneSourceEachInItsSize) {
   ASSERT_TRUE(inSmall);
   EXPECT_EQ(inLarge->image->size, (PixelSize{640, 480}));
   EXPECT_EQ(inSmall->image->size, (PixelSize{320, 240}));
-  // Where both may deliver, one look at the screen serves both.
+  // When both may deliver, one image of the screen serves both.
   std::uint32_t color = 0;
   EXPECT_TRUE(eventually([&] {
     deliveries.release();

@@ -90,7 +90,7 @@ TEST_F(FocusProbeTest, acceptsOnlyTheAnswerToItsLastPing) {
   probe->ask();
   ASSERT_TRUE(nextMessage());
   answer(*first);
-  // The answer has reached the other connection when the server has answered there.
+  // After a reply of the server, the ping's answer has reached the other connection.
   XcbReply<xcb_get_input_focus_reply_t>(
       xcb_get_input_focus_reply(connection->xcb(), xcb_get_input_focus(connection->xcb()), nullptr));
   takeEvents();

@@ -19,7 +19,7 @@ constexpr std::uint32_t red = 0xFF0000;
 constexpr std::uint32_t blue = 0x0000FF;
 constexpr int side = 16;
 
-/// Of the 2x2 pixels in the middle of a picture: their chroma sample, when each has its own colour.
+/// The chroma sample of the 2x2 pixels in the middle of a picture, each with its own colour.
 Chroma chromaOf(const std::array<std::uint32_t, 4>& quad) {
   std::vector<std::uint32_t> pixels(side * side);
   for (int y = 0; y < side; ++y)
@@ -35,8 +35,8 @@ Chroma chromaOf(const std::array<std::uint32_t, 4>& quad) {
   return {chroma[middle], chroma[middle + 1]};
 }
 
-// What the streams declare (chroma sample location 1): a sample in the middle of four pixels, of equal
-// weight.
+// As the streams declare (chroma sample location 1): a sample in the middle of four pixels with equal
+// weights.
 TEST(FrameConverter, centresChromaSamplesBetweenFourPixels) {
   const Chroma allRed = chromaOf({red, red, red, red});
   const Chroma allBlue = chromaOf({blue, blue, blue, blue});

@@ -279,7 +279,7 @@ TEST(InputPlanner, leavesNothingDownAfterAnySequence) {
       }
     }
     if (seed % 2 == 0) {
-      // The client lets go of all it had: nothing may stay, without any help.
+      // The client releases everything it held: nothing may stay down.
       for (const auto code : codes) devices.apply(planner.plan(key(code, false, 0)));
       for (const auto type : {leftUp, rightUp, otherUp}) devices.apply(planner.plan(mouse(type, 0)));
     } else {
@@ -352,7 +352,7 @@ class SpareKeysTest : public testing::Test {
   using Symbols = std::vector<std::uint32_t>;
 
   std::map<std::uint8_t, KeySymbols> bind(const Symbols& symbols) { return spares.bind(symbols); }
-  /// As many different symbols as there are places.
+  /// As many symbols as there are places, all different.
   Symbols all() const {
     Symbols symbols(spares.capacity());
     std::iota(symbols.begin(), symbols.end(), 11U);

@@ -35,7 +35,7 @@ KeyListener::KeyListener(const std::string& display)
                           xcb_, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
                           XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &xkbEvent_, nullptr) == 1;
   if (!hasXkb) throw std::runtime_error("no XKB for the listener");
-  // A client of XKB hears of changes from XKB alone.
+  // A client of XKB receives changes through XKB only.
   selectXkbMapEvents(xcb_);
   root_ = xcb_setup_roots_iterator(xcb_get_setup(xcb_)).data->root;
   const std::uint32_t window = xcb_generate_id(xcb_);

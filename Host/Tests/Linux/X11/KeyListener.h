@@ -14,8 +14,8 @@ struct xkb_keymap;
 
 namespace quorl::test {
 
-/// A window with the keyboard focus that notes what arrives, reading keys as toolkits do: through the
-/// server's map as it is when the event is looked at.
+/// A window with the keyboard focus that records its input. It reads keys as toolkits do: with the server's
+/// map at the time the event is read.
 class KeyListener {
  public:
   explicit KeyListener(const std::string& display);
@@ -33,14 +33,14 @@ class KeyListener {
     bool isKeyDown() const { return kind == Kind::keyDown; }
   };
 
-  /// Takes in events until `done` says so; false at the deadline.
+  /// Reads events until `done` returns true. False at the deadline.
   bool listenUntil(const std::function<bool(const std::vector<Input>&)>& done);
-  /// The next key that goes down, but for `ignored`.
+  /// The next key that goes down, except `ignored`.
   std::optional<Input> nextKeyDown(std::uint32_t ignored = 0);
 
   std::vector<Input> inputs;
 
-  /// What the server itself holds now.
+  /// The keys and buttons that the server holds now.
   bool isAnythingDown();
   unsigned lockedModifiers();
   unsigned group();

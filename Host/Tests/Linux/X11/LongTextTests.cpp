@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// A long text of characters that the keyboard lacks, typed on a real server while others work.
+// SPDX-License-Identifier: GPL-3.0-or-later A long text of characters that the keyboard lacks, typed on a
+// real server during other input.
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
@@ -25,7 +25,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-/// Passes events on and notes when pointer events have been posted; their sequence number is their y.
+/// Forwards events and records when pointer events are posted. Their y is their sequence number.
 class WatchedPoster final : public EventPoster {
  public:
   explicit WatchedPoster(X11DisplayName name) : poster_(std::move(name)) {}
@@ -64,7 +64,7 @@ class LongText : public testing::Test {
     injector = std::make_unique<InputInjector>(platform, [] { return HostSettings{}; });
   }
   ~LongText() override {
-    // What still waits ends with the injector; then nothing posts any more.
+    // Waiting input ends with the injector. Nothing is posted afterwards.
     injector->drop(&ann);
     injector->queue().sync([] {});
   }

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// Captures of a screen that is split into monitors, which come, move, grow and go.
+// SPDX-License-Identifier: GPL-3.0-or-later Captures of a screen with several monitors, which are added,
+// moved, resized and removed.
 #include <algorithm>
 
 #include "CaptureFixture.h"

@@ -57,7 +57,7 @@ TEST_F(Poster, sendsEachOfTheHundredAndTwentyKeysWithItsSymbol) {
   ASSERT_EQ(americanKeysyms().size(), 120U);
   for (const auto& [code, keysym] : americanKeysyms()) {
     key(code, true);
-    // Where the layout lacks the underscore's own key, the character takes a Shift.
+    // If the layout has no key for the underscore alone, the character needs Shift.
     const auto seen = listener.nextKeyDown(code == 0x5E ? XKB_KEY_Shift_L : 0);
     key(code, false);
     ASSERT_TRUE(seen) << std::hex << code;
@@ -229,7 +229,7 @@ TEST_F(Poster, leavesTheKeyboardMapAsItWas) {
 
 TEST_F(Poster, findsItsSpareKeysAgainAfterOneThatWasKilled) {
   const std::string before = server.run({"xmodmap", "-pke"});
-  // What a killed run leaves: symbols on a spare keycode, and the note about it.
+  // The remains of a killed host: symbols on a spare keycode, and the list of its keycodes.
   server.run({"xmodmap", "-e", "keycode 93 = U4E16 U754C"});
   server.run({"xprop", "-root", "-f", "_QUORL_SPARE_KEYCODES", "8c", "-set", "_QUORL_SPARE_KEYCODES", "93"});
   std::u16string all;
@@ -263,7 +263,7 @@ TEST_F(Poster, typesInTheSecondLayoutAndLeavesItInEffect) {
   client.sync();
   std::u16string text = u"\u0436x";
   std::vector<std::uint32_t> expected{XKB_KEY_Cyrillic_zhe, 'x'};
-  // More than two groups of the spare keycodes hold.
+  // More than two groups of the spare keycodes can hold.
   for (char16_t c = 0x4E00; c < 0x4E00 + 90; ++c) {
     text.push_back(c);
     expected.push_back(0x1000000U + c);

@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// A text field of another toolkit: whatever is typed into it stands in the file named on the command line.
+// SPDX-License-Identifier: GPL-3.0-or-later A text field of another toolkit: its content is written to the
+// file named on the command line.
 #include <QApplication>
 #include <QFile>
 #include <QPlainTextEdit>

@@ -45,7 +45,7 @@ std::uint32_t TestClient::makeWindow(const PixelRect& bounds, Managed managed, c
   xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
                       static_cast<std::uint32_t>(title.size()), title.data());
   map(window);
-  // Exposed: it is on the screen, under a window manager's care or not.
+  // Exposed: the window is on the screen, managed or not.
   for (;;) {
     const auto event = owned(xcb_wait_for_event(xcb_));
     if (!event) throw std::runtime_error("the display went away");
@@ -107,7 +107,7 @@ void TestClient::setMonitor(const std::string& name, const PixelRect& bounds, bo
   monitor.info = {.name = atom->atom,
                   .primary = isPrimary,
                   .automatic = 0,
-                  // An output that no monitor has makes one of its own.
+                  // An output without a monitor would get an automatic one.
                   .nOutput = static_cast<std::uint16_t>(bounds.x == 0 ? 1 : 0),
                   .x = static_cast<std::int16_t>(bounds.x),
                   .y = static_cast<std::int16_t>(bounds.y),

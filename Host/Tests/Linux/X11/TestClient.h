@@ -12,8 +12,7 @@ struct xcb_connection_t;
 
 namespace quorl::test {
 
-/// A plain X client, independent of the code under test: draws, and looks at the screen without shared
-/// memory.
+/// A plain X client, independent of the code under test: draws, and reads the screen without shared memory.
 class TestClient {
  public:
   explicit TestClient(const std::string& display);
@@ -22,7 +21,7 @@ class TestClient {
   TestClient& operator=(const TestClient&) = delete;
 
   enum class Managed { no, yes };
-  /// A mapped black window that is seen by the server as drawn.
+  /// A mapped black window that the server has drawn.
   std::uint32_t makeWindow(const PixelRect& bounds, Managed managed = Managed::no,
                            const std::string& title = "");
   void moveResize(std::uint32_t window, const PixelRect& bounds);
@@ -33,14 +32,14 @@ class TestClient {
   /// `color` is 0xRRGGBB.
   void fill(std::uint32_t window, const PixelRect& rect, std::uint32_t color);
   void fillRoot(const PixelRect& rect, std::uint32_t color) { fill(root_, rect, color); }
-  /// Makes a monitor of a part of the root in place of one of the same name; in one step for everybody else,
-  /// as a change of the settings is. One at the left edge gets the server's output.
+  /// Makes a monitor of a part of the root, in place of one of the same name. Other clients see one step. A
+  /// monitor at the left edge gets the server's output.
   void setMonitor(const std::string& name, const PixelRect& bounds, bool isPrimary = false);
-  /// As a device would, not a warp.
+  /// Motion of a device, not a warp.
   void movePointer(int x, int y);
-  /// As a program does: no device has moved.
+  /// A warp by a program: no device moves.
   void warpPointer(int x, int y);
-  /// The window receives the pointer's motions, and its ancestors no longer do.
+  /// The window receives the pointer's motion, and its ancestors do not.
   void takeMotion(std::uint32_t window);
   std::pair<int, int> pointer();
   /// The root's cursor becomes a block of this colour, `side` pixels wide, the hot spot at its top left.

@@ -23,7 +23,7 @@ std::string contentOf(const std::string& path) {
 
 class ToolkitTyping : public testing::Test {
  protected:
-  /// The program whose window has the title holds the focus.
+  /// Whether the window of this title has the focus.
   bool isActive(const std::string& title) {
     return eventually(
         [&] {
@@ -57,7 +57,7 @@ TEST_F(ToolkitTyping, typesFiveHundredCharactersOfManyScriptsIntoATerminal) {
   ASSERT_TRUE(isActive("Typing terminal"));
   ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
   std::u16string text = randomText(2, count);
-  // The terminal's line discipline hands lines over.
+  // The terminal's line discipline delivers whole lines.
   text += u"\n";
   type(poster, text);
   EXPECT_TRUE(eventually([&] { return contentOf(path).size() >= utf8Of(text).size(); }));

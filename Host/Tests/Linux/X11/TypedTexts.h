@@ -9,8 +9,7 @@
 namespace quorl::test {
 
 /// Posts a text as an input service does: in pieces of at most 20 UTF-16 units, each as a press and a
-/// release, each
-/// of which is finished before the next.
+/// release, each finished before the next.
 void type(EventPoster& poster, const std::u16string& text);
 
 /// `count` characters of many scripts, drawn from a seed: Latin, Greek, Cyrillic, CJK, Hangul, mathematics,

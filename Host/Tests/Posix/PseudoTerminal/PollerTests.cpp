@@ -20,7 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// From now on the process is on a kernel that does not know the call.
+// Makes the call fail in this process as on an older kernel.
 bool loseSystemCall(unsigned number) {
   sock_filter filter[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -33,7 +33,7 @@ bool loseSystemCall(unsigned number) {
          ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
-// 0: all is well; else what is not.
+// 0, or the number of the failed step.
 int waitOnAnOldKernel() {
   if (!loseSystemCall(SYS_epoll_pwait2)) return 1;
   PseudoTerminalPoller poller;

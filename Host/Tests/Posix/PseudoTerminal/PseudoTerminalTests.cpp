@@ -118,7 +118,7 @@ TEST_F(PseudoTerminalTest, passesNoDescriptorOfTheHost) {
   const int high = ::fcntl(leaky, F_DUPFD, 200);
   TerminalWatcher child(pool, terminals, "ls /proc/$$/fd; echo done");
   ASSERT_TRUE(child.waitForExit());
-  // Shells keep the terminal once more, at 10 or 255; nothing else is open.
+  // Shells duplicate the terminal to 10 or 255; nothing else is open.
   EXPECT_EQ(child.output().find("\r\n" + std::to_string(leaky) + "\r\n"), std::string::npos)
       << child.output();
   EXPECT_EQ(child.output().find(std::to_string(high)), std::string::npos) << child.output();
@@ -215,7 +215,7 @@ TEST_F(PseudoTerminalTest, readsAheadOnlyAFewPieces) {
                                .exited = [](ProcessExit) {}});
   });
   first.get_future().wait();
-  // Four pieces and what the system itself keeps for a terminal; the rest is still in the child.
+  // Four pieces and the kernel's buffer of the terminal; the rest is still in the child.
   const auto isBlocked = [&] {
     std::ifstream file("/proc/" + std::to_string((*terminal)->pid()) + "/stat");
     std::string line;

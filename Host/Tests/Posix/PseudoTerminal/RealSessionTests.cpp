@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-// Supervised sessions once for real: real shells, real terminals, real time.
+// SPDX-License-Identifier: GPL-3.0-or-later Supervised sessions with real shells, real terminals and real
+// time.
 #include <QuorlHostCore/Agents/Terminals/PTYSession.h>
 
 #include <sys/wait.h>

@@ -13,7 +13,7 @@
 
 namespace quorl::test {
 
-/// A real terminal with a real child, and everything it has told so far.
+/// A real terminal with a real child, and everything it has reported.
 class TerminalWatcher {
  public:
   TerminalWatcher(PoolScheduler& pool, PosixPseudoTerminals& terminals, const std::string& command,
@@ -25,7 +25,7 @@ class TerminalWatcher {
   /// Destroys the terminal, and with it the child.
   void drop();
 
-  /// Each waits for its condition with a deadline, and says whether it came.
+  /// Each waits for its condition with a deadline, and returns whether it was met.
   bool waitForText(const std::string& text);
   bool waitForExit();
   bool waitForEndOfOutput();
