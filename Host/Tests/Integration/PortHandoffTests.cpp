@@ -69,7 +69,7 @@ TEST_F(PortHandoffTest, thePortFollowsTheConsoleThereAndBack) {
   ASSERT_TRUE(stranger.next<message::HelloAck>());
 
   mock->activate("seat0", "c2");
-  EXPECT_TRUE(client.next<message::Bye>()) << "its host gave the console away";
+  EXPECT_TRUE(client.next<message::Bye>()) << "its user lost the console";
   EXPECT_TRUE(stranger.next<message::Bye>());
   ASSERT_TRUE(becomesHostOf("222222")) << nobodys.program().output();
 

@@ -58,7 +58,7 @@ class Exchange {
     if (connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), static_cast<socklen_t>(length)) ==
         0)
       return std::nullopt;
-    // The listener's backlog is full: it accepts nobody.
+    // The listener's backlog is full: it accepts no connection.
     return errno == EAGAIN ? ExchangeEnd::timedOut : ExchangeEnd::absent;
   }
 

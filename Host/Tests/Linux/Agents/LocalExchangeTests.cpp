@@ -108,7 +108,7 @@ TEST(LocalExchange, sendsNothingToAProcessOtherThanTheExpectedOne) {
 }
 
 TEST(LocalExchange, sendsNothingToProcessesOfOtherUsers) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
   const std::string name = "@test-stranger-" + std::to_string(getpid());
   std::array<int, 2> ready{};
   ASSERT_EQ(pipe2(ready.data(), O_CLOEXEC), 0);
@@ -116,7 +116,7 @@ TEST(LocalExchange, sendsNothingToProcessesOfOtherUsers) {
   Descriptor tell(ready[1]);
   const pid_t stranger = fork();
   if (stranger == 0) {
-    // Nobody.
+    // The user "nobody".
     if (setresuid(65'534, 65'534, 65'534) != 0) _exit(1);
     const Listener listener(name);
     if (write(tell.get(), "x", 1) != 1) _exit(1);
@@ -140,7 +140,7 @@ TEST(LocalExchange, givesUpOnAProcessThatDoesNotAnswer) {
   EXPECT_EQ(exchangeLocally(folder.file("s"), "x", 0, brief).end, ExchangeEnd::timedOut);
   EXPECT_EQ(exchangeLocally(folder.file("s"), std::string(10'000'000, 'x'), 0, brief).end,
             ExchangeEnd::timedOut)
-      << "nor takes what it is sent";
+      << "and it does not read";
 }
 
 TEST(LocalExchange, givesUpAtOnceIfTheBacklogIsFull) {

@@ -93,7 +93,7 @@ TEST(ProcProcessTable, showsARealChildOnARealTerminal) {
 
 TEST(ProcProcessTable, listsTheChildrenOnTerminalsByTheirParentsName) {
   ProcProcessTable table;
-  EXPECT_THAT(table.childrenOf("Tests"), IsEmpty()) << "no look of its own";
+  EXPECT_THAT(table.childrenOf("Tests"), IsEmpty()) << "it reads nothing itself";
   TerminalChild child({"/bin/sleep", "1000"});
   ASSERT_TRUE(rowWhenRunning(table, child.pid(), "/sleep"));
   // This program's name, as the kernel truncates it.

@@ -74,7 +74,7 @@ TEST(AvcConfigurationRecord, needsBothSetsAndAReadableOne) {
   EXPECT_FALSE(avcConfigurationRecord({sps}));
   EXPECT_FALSE(avcConfigurationRecord({Bytes{0x68}}));
   EXPECT_FALSE(avcConfigurationRecord({Bytes{0x67, 66}, Bytes{0x68}}));
-  EXPECT_FALSE(avcConfigurationRecord({Bytes{0x67, 100, 0, 30}, Bytes{0x68}})) << "cut behind the level";
+  EXPECT_FALSE(avcConfigurationRecord({Bytes{0x67, 100, 0, 30}, Bytes{0x68}})) << "cut after the level";
 }
 
 TEST(HevcConfigurationRecord, needsAllSetsAndAReadableOne) {
@@ -85,7 +85,7 @@ TEST(HevcConfigurationRecord, needsAllSetsAndAReadableOne) {
   EXPECT_FALSE(hevcConfigurationRecord({vps, Bytes{0x42, 1, 0}, pps}));
   Bytes ones(40, 0xFF);
   ones[0] = 0x42;
-  EXPECT_FALSE(hevcConfigurationRecord({vps, Bytes(15, 0x42), pps})) << "cut behind the level";
+  EXPECT_FALSE(hevcConfigurationRecord({vps, Bytes(15, 0x42), pps})) << "cut after the level";
 }
 
 TEST(CodecLevel, growsWithThePicture) {

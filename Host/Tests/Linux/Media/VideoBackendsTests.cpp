@@ -22,7 +22,7 @@ constexpr PixelSize small{640, 360};
 class EachBackend : public testing::TestWithParam<std::size_t> {
  protected:
   void SetUp() override {
-    if (!backend().isThere()) GTEST_SKIP() << backend().name << " needs a device that is not here";
+    if (!backend().isThere()) GTEST_SKIP() << backend().name << " needs a device that this machine lacks";
     const auto made =
         backend().make({.size = small, .codec = backend().codec}, [this](CompressedPicture picture) {
           if (picture.configurationRecord) record_ = picture.configurationRecord;

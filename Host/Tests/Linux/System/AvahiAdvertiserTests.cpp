@@ -44,7 +44,7 @@ class AvahiDaemon {
 class AvahiAdvertiserTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (::geteuid() != 0) GTEST_SKIP() << "avahi-daemon wants to be started by root";
+    if (::geteuid() != 0) GTEST_SKIP() << "avahi-daemon must be started by root";
     if (!hasProgram("avahi-daemon") || !hasProgram("avahi-browse")) GTEST_SKIP() << "no avahi here";
     if (std::filesystem::exists("/run/avahi-daemon/pid")) GTEST_SKIP() << "the machine's own responder runs";
     ASSERT_TRUE(bus.isRunning());

@@ -71,7 +71,7 @@ TEST_F(LogindSessionsTest, reportsOnlyChangesOfTheConsoleUser) {
   std::atomic<int> changes = 0;
   LogindSessions sessions;
   sessions.observeConsoleUser([&] { ++changes; });
-  ASSERT_TRUE(eventually([&] { return changes == 1; })) << "the first look";
+  ASSERT_TRUE(eventually([&] { return changes == 1; })) << "the first report";
   mock.activate("seat0", "c2");
   ASSERT_TRUE(eventually([&] { return changes == 2; }));
   EXPECT_EQ(sessions.consoleUser(), "somebody");

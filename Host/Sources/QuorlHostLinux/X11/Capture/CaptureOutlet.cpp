@@ -89,7 +89,7 @@ void CaptureOutlet::prepare(PixelSize source) {
 void CaptureOutlet::deliver(SharedImage& source, SteadyTime now) {
   const PixelView view{source.pixels(), source.stride(), source.size()};
   prepare(view.size);
-  if (isFirst_) pending_ = DirtyRegion(PixelRect{0, 0, view.size.width, view.size.height});
+  if (isFirst_) pending_ = DirtyRegion(PixelRect::of(view.size));
   if (converter_->isScaling()) source.awaitRows(view.size.height);
   const DirtyRegion changed = converter_->update(view, pending_);
   pending_.clear();

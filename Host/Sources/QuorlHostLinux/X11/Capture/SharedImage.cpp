@@ -21,7 +21,7 @@ constexpr std::uint32_t allPlanes = ~0U;
 constexpr std::size_t smallestBand = std::size_t{1} << 20;  // in bytes
 
 PortError gone() {
-  return {.description = "what was captured cannot be read any more"};
+  return {.description = "the captured pixels can no longer be read"};
 }
 
 }  // namespace
