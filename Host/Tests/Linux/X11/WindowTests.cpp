@@ -147,7 +147,7 @@ TEST(DirtyRegion, coversWhatWasAddedWithFewRectangles) {
     for (int x = added.x; x < added.x + 10; ++x) {
       const PixelRect pixel{x, added.y, 1, 1};
       EXPECT_TRUE(
-          std::ranges::any_of(region.rects(), [&](const auto& rect) { return contains(rect, pixel); }));
+          std::ranges::any_of(region.rects(), [&](const auto& rect) { return rect.contains(pixel); }));
     }
   }
 }
