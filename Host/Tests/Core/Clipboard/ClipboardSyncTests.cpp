@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Clipboard/ClipboardSync.h>
+
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
+#include <Support/FakePasteboard.h>
+#include <Support/LogRecorder.h>
+
+namespace quorl::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+ClipboardPayload text(std::string value) {
+  return {clipboardContent::Text{std::move(value)}};
+}
+ClipboardPayload image(Bytes png) {
+  return {clipboardContent::Image{std::move(png)}};
+}
+
+class ClipboardSyncTest : public ::testing::Test {
+ protected:
+  ClipboardSyncTest() { pasteboard->copy({{PasteboardType::text, bytesOf("before")}}); }
+
+  void start() {
+    sync = std::make_shared<ClipboardSync>(
+        scheduler, pasteboard, images,
+        [this](const ClipboardPayload& payload) { pushed.push_back(payload); });
+    sync->start();
+    scheduler.advance(milliseconds(1));
+  }
+  ClipboardSync::Payload current() {
+    std::optional<ClipboardSync::Payload> answer;
+    sync->currentPayload([&](ClipboardSync::Payload payload) { answer = std::move(payload); });
+    scheduler.advance(milliseconds(1));
+    EXPECT_TRUE(answer);
+    return answer.value_or(std::nullopt);
+  }
+
+  SimulatedScheduler scheduler;
+  std::shared_ptr<FakePasteboard> pasteboard = std::make_shared<FakePasteboard>();
+  std::shared_ptr<FakeImageConverter> images = std::make_shared<FakeImageConverter>();
+  std::shared_ptr<ClipboardSync> sync;
+  std::vector<ClipboardPayload> pushed;
+};
+
+TEST_F(ClipboardSyncTest, contentFromBeforeTheStartIsNotPushedAndCanBeAskedFor) {
+  start();
+  scheduler.advance(seconds(5));
+  EXPECT_TRUE(pushed.empty());
+  EXPECT_EQ(current(), text("before"));
+}
+
+TEST_F(ClipboardSyncTest, aChangeIsPushedWithinASecond) {
+  const LogRecorder log;
+  start();
+  pasteboard->copy({{PasteboardType::text, bytesOf("héllo")}});
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed, std::vector{text("héllo")});
+  EXPECT_TRUE(log.has(LogLevel::info, "clipboard", "pushing local clipboard change #43"));
+  scheduler.advance(seconds(5));
+  EXPECT_EQ(pushed.size(), 1U);
+}
+
+TEST_F(ClipboardSyncTest, twoChangesWithinASecondArePushedOnceAsTheLatest) {
+  start();
+  pasteboard->copy({{PasteboardType::text, bytesOf("one")}});
+  scheduler.advance(milliseconds(300));
+  pasteboard->copy({{PasteboardType::text, bytesOf("two")}});
+  scheduler.advance(seconds(2));
+  EXPECT_EQ(pushed, std::vector{text("two")});
+}
+
+TEST_F(ClipboardSyncTest, textComesBeforeAnImage) {
+  start();
+  pasteboard->copy({{PasteboardType::text, bytesOf("t")}, {PasteboardType::png, bytesOf("png")}});
+  EXPECT_EQ(current(), text("t"));
+}
+
+TEST_F(ClipboardSyncTest, anEmptyTextBesideAnImageGivesTheImage) {
+  start();
+  pasteboard->copy({{PasteboardType::text, {}}, {PasteboardType::png, bytesOf("png")}});
+  EXPECT_EQ(current(), image(bytesOf("png")));
+}
+
+TEST_F(ClipboardSyncTest, anImageOfFiveMebibytesIsSentAndOneByteMoreIsNot) {
+  start();
+  pasteboard->copy({{PasteboardType::png, Bytes(5'242'880, 7)}});
+  scheduler.advance(seconds(1));
+  ASSERT_EQ(pushed.size(), 1U);
+  EXPECT_EQ(pushed[0], image(Bytes(5'242'880, 7)));
+  pasteboard->copy({{PasteboardType::png, Bytes(5'242'881, 7)}});
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed.size(), 1U);
+  EXPECT_EQ(current(), std::nullopt);
+}
+
+TEST_F(ClipboardSyncTest, aTIFFAloneBecomesAPNG) {
+  start();
+  images->png = bytesOf("converted");
+  pasteboard->copy({{PasteboardType::tiff, bytesOf("tiff")}});
+  EXPECT_EQ(current(), image(bytesOf("converted")));
+  EXPECT_EQ(images->converted, bytesOf("tiff"));
+  images->png.reset();
+  EXPECT_EQ(current(), std::nullopt);
+}
+
+TEST_F(ClipboardSyncTest, contentThatCannotBeReadIsNotTriedAgain) {
+  start();
+  pasteboard->copy({{PasteboardType::tiff, bytesOf("broken")}});
+  scheduler.advance(seconds(1));
+  const int reads = pasteboard->reads;
+  scheduler.advance(seconds(10));
+  EXPECT_EQ(pasteboard->reads, reads);
+  EXPECT_TRUE(pushed.empty());
+}
+
+TEST_F(ClipboardSyncTest, whatAClientSentIsAppliedAndNotSentBack) {
+  const LogRecorder log;
+  start();
+  sync->apply(text("from the sofa"));
+  scheduler.advance(seconds(5));
+  EXPECT_EQ(pasteboard->content, (FakePasteboard::Content{{PasteboardType::text, bytesOf("from the sofa")}}));
+  EXPECT_TRUE(pushed.empty());
+  EXPECT_TRUE(log.has(LogLevel::info, "clipboard", "applied remote clipboard"));
+  sync->apply(image(bytesOf("png")));
+  scheduler.advance(seconds(5));
+  EXPECT_EQ(pasteboard->content, (FakePasteboard::Content{{PasteboardType::png, bytesOf("png")}}));
+  EXPECT_TRUE(pushed.empty());
+}
+
+TEST_F(ClipboardSyncTest, aManagerThatTakesOverWhatAClientSentCausesNoEcho) {
+  start();
+  sync->apply(text("mine"));
+  scheduler.advance(milliseconds(10));
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(3));
+  EXPECT_TRUE(pushed.empty());
+  pasteboard->copy({{PasteboardType::text, bytesOf("other")}});
+  scheduler.advance(seconds(1));
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed, (std::vector{text("other"), text("mine")}));
+}
+
+TEST_F(ClipboardSyncTest, textThatIsNoUTF8IsRepaired) {
+  start();
+  pasteboard->copy({{PasteboardType::text, bytesOf("a\xff")}});
+  EXPECT_EQ(current(), text("a\xEF\xBF\xBD"));
+}
+
+TEST_F(ClipboardSyncTest, nothingIsReadAfterTheStop) {
+  start();
+  sync->stop();
+  pasteboard->copy({{PasteboardType::text, bytesOf("late")}});
+  scheduler.advance(seconds(5));
+  EXPECT_TRUE(pushed.empty());
+  EXPECT_EQ(pasteboard->reads, 0);
+}
+
+}  // namespace
+}  // namespace quorl::test
