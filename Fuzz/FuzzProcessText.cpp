@@ -11,7 +11,8 @@
 #include <QuorlHostMac/Agents/ProcessParsers.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
-// Command lines, process names and the output of tools about them are chosen by any user who starts a process.
+// Command lines, process names and the output of tools about them are chosen by any user who starts a
+// process.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace quorl;
   const ByteView bytes(data, size);

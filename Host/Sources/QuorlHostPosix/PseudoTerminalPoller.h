@@ -8,8 +8,8 @@
 #include <optional>
 #include <vector>
 
-#include <QuorlUnix/Descriptor.h>
 #include <QuorlHostPosix/Waker.h>
+#include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
 
