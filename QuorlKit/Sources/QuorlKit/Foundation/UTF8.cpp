@@ -2,8 +2,10 @@
 #include <QuorlKit/Foundation/UTF8.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include <unicode/utf8.h>
 
@@ -40,9 +42,10 @@ std::size_t utf8SequenceLength(std::string_view text) {
 
 std::size_t unfinishedUTF8Length(std::string_view text) {
   const ByteView bytes = viewOf(text);
-  std::size_t whole = bytes.size();
+  // Signed, because the macro looks at up to three bytes before the end by subtraction.
+  std::ptrdiff_t whole = std::ssize(bytes);
   U8_TRUNCATE_IF_INCOMPLETE(bytes.data(), 0, whole);
-  return bytes.size() - whole;
+  return static_cast<std::size_t>(std::ssize(bytes) - whole);
 }
 
 bool isValidUTF8(std::string_view text) {
