@@ -156,7 +156,7 @@ std::expected<SpawnedTerminal, PseudoTerminalError> spawnOnTerminal(
 
 std::string chooseShell(const std::string& accountShell,
                         const std::function<bool(const std::string&)>& isExecutable) {
-  const std::string zsh = "/bin/zsh";
+  std::string zsh = "/bin/zsh";
   if (isExecutable(zsh)) return zsh;
   // The C shells accept "-l" only alone; the others run no commands.
   static const std::set<std::string_view> unsuitable = {"nologin", "false", "csh", "tcsh"};

@@ -21,7 +21,7 @@ bool isRegularFile(const std::string& path) {
 std::optional<std::string> DesktopWorkspace::applicationPath(const std::string& bundleIdentifier) {
   for (const auto& folder : dataFolders_)
     for (const auto& candidate : desktopFileCandidates(bundleIdentifier)) {
-      const std::string path = folder + "/applications/" + candidate;
+      std::string path = folder + "/applications/" + candidate;
       if (isRegularFile(path)) return path;
     }
   return std::nullopt;
