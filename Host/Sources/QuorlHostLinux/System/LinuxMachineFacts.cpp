@@ -33,7 +33,7 @@ bool isFiller(const std::string& model) {
 std::string unquoted(const std::string& value) {
   if (value.size() < 2 || (value.front() != '"' && value.front() != '\'') || value.back() != value.front())
     return value;
-  const std::string inner = value.substr(1, value.size() - 2);
+  std::string inner = value.substr(1, value.size() - 2);
   if (value.front() == '\'') return inner;
   std::string result;
   for (std::size_t at = 0; at < inner.size(); ++at) {
