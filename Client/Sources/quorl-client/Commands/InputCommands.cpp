@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <thread>
 
 #include <fmt/format.h>
 
@@ -162,16 +163,24 @@ Outcome<std::string> readInput(CommandContext& context) {
   }
 }
 
+// How long the host may take to type a text. It stops typing when the client leaves, and confirms nothing. It
+// types 500 characters a second or more.
+std::chrono::milliseconds typingTime(const std::string& text) {
+  return std::chrono::milliseconds(100 + 4 * text.size());
+}
+
 Outcome<void> runType(const Arguments& arguments, CommandContext& context) {
   auto text =
       arguments.positional()[0] == "-" ? readInput(context) : Outcome<std::string>(arguments.positional()[0]);
   if (!text) return std::unexpected(text.error());
   auto session = openSession(arguments, context);
   if (!session) return std::unexpected(session.error());
+  const auto typing = typingTime(*text);
   if (auto sent = (*session)->send(ControlMessage(message::InsertText{std::move(*text)})); !sent) return sent;
   const auto deadline = answerDeadline(arguments);
   if (!deadline) return std::unexpected(deadline.error());
   auto settled = settle(**session, *deadline);
+  if (settled) std::this_thread::sleep_for(typing);
   if (settled) closeSession(**session);
   return settled;
 }
