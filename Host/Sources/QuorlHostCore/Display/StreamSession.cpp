@@ -178,8 +178,7 @@ void StreamSession::clearPreviousRun() {
   encoder_.reset();
 }
 
-// No port changes windows yet, so they are shown as they are. The client is told that its window was not
-// fitted.
+// No port changes windows yet, so the stream shows them as they are and reports an unfitted window.
 void StreamSession::applyFit(const ResolvedTarget& target) {
   queue_.assertCurrent();
   if (target.isWindowlessApp && fit_.autoFit) pushFitState(false);

@@ -38,8 +38,8 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
 
   /// Fails only if the server does; then nothing was started.
   std::expected<void, PortError> start();
-  /// Returns when every client was told. Agents get time to end; `agentsHaveEnded` is called once, on any
-  /// thread, when the last one has.
+  /// Returns after `bye` has gone out to every client. Agents get time to end; `agentsHaveEnded` is called
+  /// once, on any thread, after the last one has.
   void stop(std::function<void()> agentsHaveEnded = [] {});
 
   const HostCoreConfig& config() const { return config_; }

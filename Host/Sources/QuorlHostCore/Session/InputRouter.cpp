@@ -28,7 +28,7 @@ void InputRouter::insertText(const std::string& text) {
   if (isPermitted()) services_.injector->insertText(text, this);
 }
 
-// Each connection is told once. A later grant takes effect with the next event.
+// Each connection gets this error once. A later grant takes effect with the next event.
 bool InputRouter::isPermitted() {
   if (services_.platform.permissions->mayPostInput()) return true;
   if (!sentAccessibilityError_) {

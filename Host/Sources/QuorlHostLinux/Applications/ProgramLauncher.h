@@ -10,7 +10,7 @@ namespace quorl {
 
 enum class LaunchResult : std::uint8_t { started, failed };
 
-/// Starts a program that is no child of this process: in a session of its own, without our descriptors, with
+/// Starts a program detached from this process: in a session of its own, without our descriptors, with
 /// its standard streams at /dev/null and default signals. The first argument is a path or is looked up in
 /// PATH; no shell is involved. The working directory is the home folder if the given one is empty or cannot
 /// be entered. `descriptorLimit` is its soft limit of open descriptors, by default that of this process.
