@@ -14,12 +14,14 @@
 #include <Support/FakeMachineFacts.h>
 #include <Support/FakeMainThread.h>
 #include <Support/FakeNetwork.h>
+#include <Support/FakePasteboard.h>
 #include <Support/FakePermissions.h>
 #include <Support/FakeProcessTable.h>
 #include <Support/FakePseudoTerminals.h>
 #include <Support/FakeRandom.h>
 #include <Support/FakeScreenCapture.h>
 #include <Support/FakeSessionFiles.h>
+#include <Support/FakeSound.h>
 #include <Support/FakeTerminalScripting.h>
 #include <Support/FakeVideoCompressor.h>
 #include <Support/FakeWorkspace.h>
@@ -59,6 +61,10 @@ struct FakePlatform {
             .screen = screen,
             .compressors = compressors,
             .events = events,
+            .pasteboard = pasteboard,
+            .images = images,
+            .sound = sound,
+            .soundCompressors = soundCompressors,
             .pseudoTerminals = pseudoTerminals,
             .processes = processes,
             .terminals = terminals,
@@ -80,6 +86,10 @@ struct FakePlatform {
   std::shared_ptr<FakePermissions> permissions = std::make_shared<FakePermissions>();
   std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
   std::shared_ptr<FakeVideoCompressorFactory> compressors = std::make_shared<FakeVideoCompressorFactory>();
+  std::shared_ptr<FakePasteboard> pasteboard = std::make_shared<FakePasteboard>();
+  std::shared_ptr<FakeImageConverter> images = std::make_shared<FakeImageConverter>();
+  std::shared_ptr<FakeSoundCapture> sound = std::make_shared<FakeSoundCapture>();
+  std::shared_ptr<FakeSoundCompressors> soundCompressors = std::make_shared<FakeSoundCompressors>();
   std::shared_ptr<FakeEventPoster> events = std::make_shared<FakeEventPoster>();
   std::shared_ptr<FakePseudoTerminals> pseudoTerminals = std::make_shared<FakePseudoTerminals>();
   std::shared_ptr<FakeProcessTable> processes = std::make_shared<FakeProcessTable>();

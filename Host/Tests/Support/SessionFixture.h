@@ -6,10 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
 #include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Sound/AudioStreamer.h>
 #include <QuorlHostCore/Trust/PairingState.h>
 #include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlHostCore/Users/UserSessionManager.h>
@@ -31,6 +33,9 @@ class SessionFixture : public testing::Test {
     services_->users = std::make_shared<UserSessionManager>(simulation_, platform.loginSessions);
     services_->injector = std::make_shared<InputInjector>(
         platform, [store = services_->trustStore] { return store->settings(); });
+    services_->clipboard = std::make_shared<ClipboardSync>(simulation_, platform.pasteboard, platform.images);
+    services_->audio = std::make_shared<AudioStreamer>(simulation_, platform.screen, platform.sound,
+                                                       platform.soundCompressors);
     services_->platform = platform;
     services_->makeStream = [this](const StartStream& request, std::weak_ptr<StreamOutputSink> sink) {
       streams_.push_back(std::make_shared<RecordingStream>(request, std::move(sink)));

@@ -11,13 +11,18 @@
 namespace quorl {
 
 ClipboardSync::ClipboardSync(Scheduler& scheduler, std::shared_ptr<Pasteboard> pasteboard,
-                             std::shared_ptr<ImageConverter> images,
-                             std::function<void(const ClipboardPayload&)> broadcast)
+                             std::shared_ptr<ImageConverter> images)
     : queue_(scheduler, "quorl.clipboard", QueueRank::service),
       pasteboard_(std::move(pasteboard)),
       images_(std::move(images)),
-      broadcast_(std::move(broadcast)),
       lastChangeCount_(pasteboard_->changeCount()) {}
+
+void ClipboardSync::setBroadcast(Broadcast broadcast) {
+  queue_.async([self = shared_from_this(), broadcast = std::move(broadcast)]() mutable {
+    self->queue_.assertCurrent();
+    self->broadcast_ = std::move(broadcast);
+  });
+}
 
 void ClipboardSync::start() {
   queue_.async([self = shared_from_this()] {

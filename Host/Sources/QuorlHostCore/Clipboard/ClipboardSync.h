@@ -29,10 +29,14 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
 
   using Payload = std::optional<ClipboardPayload>;
 
-  /// Content that is there now is not pushed. `broadcast` runs on the queue.
+  using Broadcast = std::function<void(const ClipboardPayload&)>;
+
+  /// Content that is there now is not pushed.
   ClipboardSync(Scheduler& scheduler, std::shared_ptr<Pasteboard> pasteboard,
-                std::shared_ptr<ImageConverter> images,
-                std::function<void(const ClipboardPayload&)> broadcast);
+                std::shared_ptr<ImageConverter> images);
+
+  /// `broadcast` takes the changes made here, on the queue. Set before `start`.
+  void setBroadcast(Broadcast broadcast);
 
   void start();
   void stop();
@@ -49,7 +53,7 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   const SerialQueue queue_;
   const std::shared_ptr<Pasteboard> pasteboard_;
   const std::shared_ptr<ImageConverter> images_;
-  const std::function<void(const ClipboardPayload&)> broadcast_;
+  Broadcast broadcast_ QUORL_GUARDED_BY(queue_);
   Timer timer_ QUORL_GUARDED_BY(queue_);
   std::int64_t lastChangeCount_ QUORL_GUARDED_BY(queue_);
   Payload applied_ QUORL_GUARDED_BY(queue_);  // from a client, until something else is copied here

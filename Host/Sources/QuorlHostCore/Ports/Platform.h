@@ -5,20 +5,26 @@
 #include <string>
 
 #include <QuorlHostCore/Concurrency/Scheduler.h>
+#include <QuorlHostCore/Ports/DisplayCatalog.h>
 #include <QuorlHostCore/Ports/EventPoster.h>
 #include <QuorlHostCore/Ports/FileStore.h>
 #include <QuorlHostCore/Ports/LoginSessions.h>
 #include <QuorlHostCore/Ports/MachineFacts.h>
+#include <QuorlHostCore/Ports/MachineMetrics.h>
 #include <QuorlHostCore/Ports/MainThread.h>
 #include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostCore/Ports/Pasteboard.h>
 #include <QuorlHostCore/Ports/Permissions.h>
 #include <QuorlHostCore/Ports/ProcessTable.h>
 #include <QuorlHostCore/Ports/PseudoTerminal.h>
+#include <QuorlHostCore/Ports/RunningApplications.h>
 #include <QuorlHostCore/Ports/ScreenCapture.h>
 #include <QuorlHostCore/Ports/ServiceAdvertiser.h>
 #include <QuorlHostCore/Ports/SessionFiles.h>
+#include <QuorlHostCore/Ports/Sound.h>
 #include <QuorlHostCore/Ports/TerminalScripting.h>
 #include <QuorlHostCore/Ports/VideoCompressor.h>
+#include <QuorlHostCore/Ports/WindowControl.h>
 #include <QuorlHostCore/Ports/Workspace.h>
 #include <QuorlKit/Foundation/SecureRandom.h>
 
@@ -42,6 +48,15 @@ struct Platform {
   std::shared_ptr<ScreenCapture> screen;
   std::shared_ptr<VideoCompressorFactory> compressors;
   std::shared_ptr<EventPoster> events;
+  // Each of these may be absent; then the host does without.
+  std::shared_ptr<WindowControl> windows;
+  std::shared_ptr<RunningApplications> runningApplications;
+  std::shared_ptr<DisplayCatalog> displays;
+  std::shared_ptr<MachineMetrics> metrics;
+  std::shared_ptr<Pasteboard> pasteboard;
+  std::shared_ptr<ImageConverter> images;
+  std::shared_ptr<SoundCapture> sound;
+  std::shared_ptr<SoundCompressorFactory> soundCompressors;
   std::shared_ptr<PseudoTerminals> pseudoTerminals;
   std::shared_ptr<ProcessTable> processes;
   std::shared_ptr<TerminalScripting> terminals;

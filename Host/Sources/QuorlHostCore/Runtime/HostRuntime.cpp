@@ -9,12 +9,14 @@
 #include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Agents/Terminals/TerminalBridge.h>
+#include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/Display/StreamSession.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
 #include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Sound/AudioStreamer.h>
 #include <QuorlHostCore/Trust/PairingState.h>
 #include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlHostCore/Users/UserSessionManager.h>
@@ -53,6 +55,17 @@ std::shared_ptr<AgentRegistry> makeAgents(const HostCoreConfig& config, const Pl
   return AgentRegistry::make(platform, std::move(stores));
 }
 
+std::shared_ptr<ClipboardSync> makeClipboard(const Platform& platform) {
+  if (!platform.pasteboard || !platform.images) return nullptr;
+  return std::make_shared<ClipboardSync>(*platform.scheduler, platform.pasteboard, platform.images);
+}
+
+std::shared_ptr<AudioStreamer> makeAudio(const Platform& platform) {
+  if (!platform.sound || !platform.soundCompressors) return nullptr;
+  return std::make_shared<AudioStreamer>(*platform.scheduler, platform.screen, platform.sound,
+                                         platform.soundCompressors);
+}
+
 ClientStreamFactory streamFactory(const Platform& platform) {
   return [platform](const StartStream& request, std::weak_ptr<StreamOutputSink> sink) {
     return std::make_shared<StreamSession>(request, std::move(sink), platform);
@@ -78,12 +91,16 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
       agents_(
           makeAgents(config_, platform,
                      {.trustStore = trustStore_, .catalog = catalog_, .extras = extras_, .bridge = nullptr})),
+      clipboard_(makeClipboard(platform)),
+      audio_(makeAudio(platform)),
       injector_(
           std::make_shared<InputInjector>(platform, [store = trustStore_] { return store->settings(); })),
       users_(std::make_shared<UserSessionManager>(scheduler_, platform.loginSessions)),
       services_(std::make_shared<HostServices>(HostServices{.trustStore = trustStore_,
                                                             .pairing = pairing_,
                                                             .stateProvider = stateProvider_,
+                                                            .clipboard = clipboard_,
+                                                            .audio = audio_,
                                                             .injector = injector_,
                                                             .users = users_,
                                                             .agents = agents_,
@@ -106,11 +123,16 @@ void HostRuntime::wire() {
     if (const auto server = weak.lock()) server->broadcastControl(message);
   };
   if (agents_) agents_->setBroadcastControl(services_->broadcast);
+  if (clipboard_)
+    clipboard_->setBroadcast([broadcast = services_->broadcast](const ClipboardPayload& payload) {
+      broadcast(message::Clipboard{payload});
+    });
 }
 
 std::expected<void, PortError> HostRuntime::start() {
   if (auto started = server_->start(); !started) return started;
   if (config_.enableBackgroundServices && agents_) agents_->start();
+  if (config_.enableBackgroundServices && clipboard_) clipboard_->start();
   if (config_.multiUserPortHandoff) {
     users_->observeConsoleUser([weak = weak_from_this()](const std::optional<std::string>&) {
       const auto runtime = weak.lock();
@@ -142,6 +164,7 @@ void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   } else {
     agentsHaveEnded();
   }
+  if (clipboard_) clipboard_->stop();
   // The process may end right after this; `bye` must have left by then.
   server_->waitForClosing();
 }

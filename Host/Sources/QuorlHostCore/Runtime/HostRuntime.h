@@ -13,6 +13,8 @@ namespace quorl {
 
 class AgentCatalog;
 class AgentRegistry;
+class AudioStreamer;
+class ClipboardSync;
 class ConnectionServer;
 class HostExtrasStore;
 class HostStateProvider;
@@ -60,6 +62,8 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const std::shared_ptr<AgentCatalog> catalog_;  // these three are absent on a platform without terminals
   const std::shared_ptr<HostExtrasStore> extras_;
   const std::shared_ptr<AgentRegistry> agents_;
+  const std::shared_ptr<ClipboardSync> clipboard_;  // these two are absent on a platform without the service
+  const std::shared_ptr<AudioStreamer> audio_;
   const std::shared_ptr<InputInjector> injector_;
   const std::shared_ptr<UserSessionManager> users_;
   const std::shared_ptr<HostServices> services_;

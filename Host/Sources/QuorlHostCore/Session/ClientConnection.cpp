@@ -9,6 +9,7 @@
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Session/HostServices.h>
+#include <QuorlHostCore/Sound/AudioStreamer.h>
 
 namespace quorl {
 
@@ -347,10 +348,10 @@ void ClientConnection::answer(Question question, Answerer answerer) {
 }
 
 void ClientConnection::makeAnswer(Question question, Answerer answerer) {
-  answerer(services_, [weak = weak_from_this(), question, answerer](ControlMessage message) {
+  answerer(services_, [weak = weak_from_this(), question, answerer](std::optional<ControlMessage> message) {
     const auto self = weak.lock();
     if (!self) return;
-    self->sendControl(std::move(message));
+    if (message) self->sendControl(std::move(*message));
     self->queue_.async([self, question, answerer] {
       self->queue_.assertCurrent();
       if (self->questions_.answered(question) && !self->closed_) self->makeAnswer(question, answerer);
@@ -442,6 +443,7 @@ void ClientConnection::teardown() {
   input_.leave();
   streams_.stopAll();
   if (services_->agents) services_->agents->removeSink(this);
+  if (services_->audio) services_->audio->unsubscribe(shared_from_this(), AudioStreamer::Acknowledge::no);
   gate_->close();
   if (path_) path_->handOverAll();
   connection_->cancel();

@@ -15,6 +15,8 @@ namespace quorl {
 
 class AgentCatalog;
 class AgentRegistry;
+class AudioStreamer;
+class ClipboardSync;
 class HostExtrasStore;
 class HostStateProvider;
 class InputInjector;
@@ -30,6 +32,8 @@ struct HostServices {
   std::shared_ptr<TrustStore> trustStore;
   std::shared_ptr<PairingState> pairing;
   std::shared_ptr<HostStateProvider> stateProvider;
+  std::shared_ptr<ClipboardSync> clipboard;  // absent on a platform without a clipboard
+  std::shared_ptr<AudioStreamer> audio;      // absent on a platform without sound
   std::shared_ptr<InputInjector> injector;
   std::shared_ptr<UserSessionManager> users;
   std::shared_ptr<AgentRegistry> agents;  // these three are absent on a platform without terminals

@@ -10,10 +10,12 @@
 #include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
 #include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
+#include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Session/InputRouter.h>
 #include <QuorlHostCore/Session/StreamTable.h>
+#include <QuorlHostCore/Sound/AudioStreamer.h>
 
 namespace quorl {
 
@@ -66,6 +68,23 @@ void launchApp(RoutedSession& session, const LaunchApp& request) {
 void findHostState(const Services& services, RoutedSession::Answer answer) {
   services->stateProvider->buildState(
       [answer = std::move(answer)](HostState state) { answer(message::HostState{std::move(state)}); });
+}
+
+void findClipboard(const Services& services, RoutedSession::Answer answer) {
+  services->clipboard->currentPayload([answer = std::move(answer)](std::optional<ClipboardPayload> payload) {
+    answer(payload ? std::optional<ControlMessage>(message::Clipboard{std::move(*payload)}) : std::nullopt);
+  });
+}
+
+void controlAudio(RoutedSession& session, bool enabled) {
+  const auto& audio = session.services()->audio;
+  const auto sink = session.sink().lock();
+  // Nothing would end a subscription that begins after the end of the session.
+  if (!audio || !sink || session.isClosed()) return;
+  if (enabled)
+    audio->subscribe(sink);
+  else
+    audio->unsubscribe(sink, AudioStreamer::Acknowledge::yes);
 }
 
 // Not on the queue: reading the accounts may take seconds.
@@ -217,7 +236,21 @@ consteval RoutingTable streamRoutes(RoutingTable table) {
       });
 }
 
-constexpr RoutingTable routes = agentRoutes(streamRoutes(sessionRoutes(RoutingTable{})));
+consteval RoutingTable desktopRoutes(RoutingTable table) {
+  using Session = RoutedSession;
+  return table
+      .on<message::AudioControl>([](Session& session, const message::AudioControl& request) {
+        controlAudio(session, request.enabled);
+      })
+      .on<message::Clipboard>([](Session& session, const message::Clipboard& request) {
+        if (const auto& clipboard = session.services()->clipboard) clipboard->apply(request._0);
+      })
+      .on<message::RequestClipboard>([](Session& session, const auto&) {
+        if (session.services()->clipboard) session.answer(Question::clipboard, findClipboard);
+      });
+}
+
+constexpr RoutingTable routes = agentRoutes(desktopRoutes(streamRoutes(sessionRoutes(RoutingTable{}))));
 
 }  // namespace
 

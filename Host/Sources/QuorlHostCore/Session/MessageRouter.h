@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include <QuorlHostCore/Session/QuestionDesk.h>
 #include <QuorlHostCore/Shared/StreamOutputSink.h>
@@ -21,8 +22,8 @@ class StreamTable;
 /// *Blocking*: none.
 class RoutedSession {
  public:
-  /// Takes the answer, once, on any thread.
-  using Answer = std::function<void(ControlMessage)>;
+  /// Takes the answer, once, on any thread. Without a message nothing is sent.
+  using Answer = std::function<void(std::optional<ControlMessage>)>;
   /// Finds the answer, now or later.
   using Answerer = void (*)(const std::shared_ptr<HostServices>& services, Answer answer);
 

@@ -27,9 +27,8 @@ class ClipboardSyncTest : public ::testing::Test {
   ClipboardSyncTest() { pasteboard->copy({{PasteboardType::text, bytesOf("before")}}); }
 
   void start() {
-    sync = std::make_shared<ClipboardSync>(
-        scheduler, pasteboard, images,
-        [this](const ClipboardPayload& payload) { pushed.push_back(payload); });
+    sync = std::make_shared<ClipboardSync>(scheduler, pasteboard, images);
+    sync->setBroadcast([this](const ClipboardPayload& payload) { pushed.push_back(payload); });
     sync->start();
     scheduler.advance(milliseconds(1));
   }

@@ -234,6 +234,33 @@ TEST_F(HostRuntimeTest, sendsAdoptedTabsBothSignalsAndWaitsForThem) {
   EXPECT_TRUE(haveEnded) << "what does not end now is the user's";
 }
 
+TEST_F(HostRuntimeTest, pushesWhatIsCopiedHereToEveryClient) {
+  run();
+  FakeClient first = join();
+  ASSERT_TRUE(first.pair("123456"));
+  FakeClient second = join();
+  ASSERT_TRUE(second.pair("123456"));
+  platform_.pasteboard->copy({{PasteboardType::text, bytesOf("copied here")}});
+  simulation_.advance(std::chrono::seconds(1));
+  for (FakeClient* client : {&first, &second}) {
+    client->settle();
+    const auto pushed = client->last<message::Clipboard>();
+    ASSERT_TRUE(pushed);
+    EXPECT_EQ(pushed->_0, (ClipboardPayload{clipboardContent::Text{"copied here"}}));
+  }
+}
+
+TEST_F(HostRuntimeTest, pushesNoClipboardWithoutBackgroundServices) {
+  config_.enableBackgroundServices = false;
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  platform_.pasteboard->copy({{PasteboardType::text, bytesOf("copied here")}});
+  simulation_.advance(std::chrono::seconds(5));
+  client.settle();
+  EXPECT_FALSE(client.last<message::Clipboard>());
+}
+
 TEST_F(HostRuntimeTest, leavesNothing) {
   run();
   FakeClient client = join();

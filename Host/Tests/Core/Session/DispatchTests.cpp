@@ -75,6 +75,55 @@ TEST_F(DispatchTest, answersWhatCanBeStreamed) {
   EXPECT_EQ(state->_0.windows[0].title, "Editor");
 }
 
+TEST_F(DispatchTest, answersTheClipboard) {
+  platform_.pasteboard->content = {{PasteboardType::text, bytesOf("copied")}};
+  client_.send(message::RequestClipboard{});
+  const auto answer = client_.last<message::Clipboard>();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->_0, (ClipboardPayload{clipboardContent::Text{"copied"}}));
+}
+
+TEST_F(DispatchTest, sendsNothingForAnEmptyClipboardAndAnswersTheNextQuestion) {
+  client_.send(message::RequestClipboard{});
+  EXPECT_THAT(client_.names(), IsEmpty());
+  platform_.pasteboard->content = {{PasteboardType::text, bytesOf("later")}};
+  client_.send(message::RequestClipboard{});
+  EXPECT_THAT(client_.names(), ElementsAre("clipboard"));
+}
+
+TEST_F(DispatchTest, appliesAClientsClipboard) {
+  client_.send(message::Clipboard{{clipboardContent::Text{"from the tablet"}}});
+  EXPECT_EQ(platform_.pasteboard->content,
+            (FakePasteboard::Content{{PasteboardType::text, bytesOf("from the tablet")}}));
+  EXPECT_THAT(client_.names(), IsEmpty());
+}
+
+TEST_F(DispatchTest, startsAndStopsSoundForAClient) {
+  client_.send(message::AudioControl{true});
+  EXPECT_EQ(platform_.sound->running(), 1U);
+  EXPECT_EQ(client_.last<message::AudioControl>(), message::AudioControl{true});
+  client_.send(message::AudioControl{false});
+  EXPECT_EQ(platform_.sound->running(), 0U);
+  EXPECT_EQ(client_.last<message::AudioControl>(), message::AudioControl{false});
+}
+
+TEST_F(DispatchTest, theEndOfASessionEndsItsSound) {
+  client_.send(message::AudioControl{true});
+  ASSERT_EQ(platform_.sound->running(), 1U);
+  client_.send(message::Bye{});
+  EXPECT_EQ(platform_.sound->running(), 0U);
+}
+
+TEST_F(DispatchTest, ignoresSoundAndClipboardWhereThePlatformHasNone) {
+  services_->audio = nullptr;
+  services_->clipboard = nullptr;
+  client_.send(message::AudioControl{true});
+  client_.send(message::RequestClipboard{});
+  client_.send(message::Clipboard{{clipboardContent::Text{"lost"}}});
+  EXPECT_THAT(client_.names(), IsEmpty());
+  EXPECT_FALSE(client_.peer->isClosedByHost());
+}
+
 TEST_F(DispatchTest, answersEmptyListsForMissingServices) {
   client_.send(message::RequestAgentList{});
   client_.send(message::RequestServiceList{});
