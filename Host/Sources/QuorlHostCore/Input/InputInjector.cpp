@@ -109,6 +109,12 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
     if (!isScheduled_ && !pause_.isPending()) typeOn();
   }
 
+  void finish(const std::shared_ptr<const void>& from) {
+    queue.assertCurrent();
+    if (waiting_.waitingUnits(from.get()) > maximumFarewell) return drop(from.get());
+    inOrder(from.get(), WaitingInput::Kind::key, [from] {});
+  }
+
   void drop(InputSource from) {
     queue.assertCurrent();
     const bool hadPiece = waiting_.hasPiece();
@@ -245,6 +251,10 @@ void InputInjector::insertText(const std::string& text, InputSource from) {
   state_->queue.async([state = state_, chunks = TextChunks(text), from]() mutable {
     state->insertText(std::move(chunks), from);
   });
+}
+
+void InputInjector::finish(std::shared_ptr<const void> from) {
+  state_->queue.async([state = state_, from = std::move(from)] { state->finish(from); });
 }
 
 void InputInjector::drop(InputSource from) {

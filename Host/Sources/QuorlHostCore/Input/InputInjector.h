@@ -27,6 +27,9 @@ namespace quorl {
 /// cut off.
 class InputInjector {
  public:
+  /// About 20 seconds of typing.
+  static constexpr std::size_t maximumFarewell = 5'000;
+
   /// `settings` is called on the injector's queue for each magnify event.
   InputInjector(const Platform& platform, std::function<HostSettings()> settings);
   InputInjector(const InputInjector&) = delete;
@@ -42,7 +45,11 @@ class InputInjector {
   void key(std::uint16_t keyCode, bool down, WireModifiers modifiers, InputSource from = nullptr);
   /// UTF-8; invalid bytes are typed as U+FFFD.
   void insertText(const std::string& text, InputSource from = nullptr);
-  /// Drops what waits for a client that leaves: its text and the events after it.
+  /// For a client that has left in order: its waiting text is typed to its end, unless more than
+  /// `maximumFarewell` UTF-16 code units wait, which are dropped. Holds `from` until then, so that no other
+  /// client gets the same address.
+  void finish(std::shared_ptr<const void> from);
+  /// Drops what waits for a client that is gone: its text and the events after it.
   void drop(InputSource from);
 
   bool hasAccessibilityPermission() const;

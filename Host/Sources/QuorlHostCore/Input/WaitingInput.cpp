@@ -34,6 +34,11 @@ bool WaitingInput::addText(InputSource source, TextChunks text) {
   return true;
 }
 
+std::size_t WaitingInput::waitingUnits(InputSource source) const {
+  const auto found = lines_.find(source);
+  return found == lines_.end() ? 0 : found->second.units;
+}
+
 void WaitingInput::drop(InputSource source) {
   if (lines_.erase(source) == 0) return;
   if (turns_.front() == source) hasPiece_ = false;

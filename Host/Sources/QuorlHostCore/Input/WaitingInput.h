@@ -43,6 +43,9 @@ class WaitingInput {
   /// False if too much text waits already.
   bool addText(InputSource source, TextChunks text);
 
+  /// UTF-16 code units of a client's text that wait.
+  std::size_t waitingUnits(InputSource source) const;
+
   /// Drops everything of a client, including the rest of the current piece.
   void drop(InputSource source);
 

@@ -183,7 +183,7 @@ void ClientConnection::proceed(FrameReader::Next next) {
   if (next == FrameReader::Next::end) teardown();
   if (closed_) {
     // Frames after the one that ended the session may have pressed keys again.
-    input_.leave();
+    input_.leave(waitingText_);
     return;
   }
   if (next == FrameReader::Next::receive) armReceive();
@@ -429,18 +429,19 @@ void ClientConnection::openVideoChannel(std::uint16_t udpPort) {
 
 void ClientConnection::end() {
   queue_.assertCurrent();
-  teardown();
+  teardown(InputRouter::WaitingText::finish);
 }
 
-void ClientConnection::teardown() {
+void ClientConnection::teardown(InputRouter::WaitingText text) {
   if (closed_) return;
   closed_ = true;
+  waitingText_ = text;
   reader_.clear();
   if (handshake_.state() == AuthState::authenticated) {
     const auto& device = handshake_.clientDevice();
     Log::auth.event(fmt::format("client disconnected: {}", device ? device->name : "?"));
   }
-  input_.leave();
+  input_.leave(waitingText_);
   streams_.stopAll();
   if (services_->agents) services_->agents->removeSink(this);
   if (services_->audio) services_->audio->unsubscribe(shared_from_this(), AudioStreamer::Acknowledge::no);

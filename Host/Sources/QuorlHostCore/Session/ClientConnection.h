@@ -131,7 +131,7 @@ class ClientConnection final : public StreamOutputSink,
   void repairStreams() QUORL_REQUIRES(queue_);
   void transportProgressed(const std::optional<PortError>& error) QUORL_REQUIRES(queue_);
   void sendAllAgents() QUORL_REQUIRES(queue_);
-  void teardown() QUORL_REQUIRES(queue_);
+  void teardown(InputRouter::WaitingText text = InputRouter::WaitingText::drop) QUORL_REQUIRES(queue_);
   std::string hostText() const;
 
   const SerialQueue queue_;
@@ -152,6 +152,8 @@ class ClientConnection final : public StreamOutputSink,
   // Streams that need a key frame because a picture of theirs was dropped.
   std::set<std::uint32_t> brokenStreams_ QUORL_GUARDED_BY(queue_);
   bool closed_ QUORL_GUARDED_BY(queue_) = false;
+  // Of the client's text, once closed.
+  InputRouter::WaitingText waitingText_ QUORL_GUARDED_BY(queue_) = InputRouter::WaitingText::drop;
   Timer closing_ QUORL_GUARDED_BY(queue_);
   Callback onClose_ QUORL_GUARDED_BY(queue_);
   Callback onAuthenticated_ QUORL_GUARDED_BY(queue_);

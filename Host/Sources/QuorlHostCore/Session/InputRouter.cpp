@@ -25,7 +25,7 @@ void InputRouter::route(const InputEvent& event) {
 }
 
 void InputRouter::insertText(const std::string& text) {
-  if (isPermitted()) services_.injector->insertText(text, this);
+  if (isPermitted()) services_.injector->insertText(text, source_.get());
 }
 
 // Each connection gets this error once. A later grant takes effect with the next event.
@@ -55,7 +55,7 @@ void InputRouter::inject(const inputEvent::Pointer& event) {
   if (event.phase == PointerPhase::down) located->stream->raiseForInput();
   held_.pointer(event.phase, event.button, located->point, event.streamID);
   services_.injector->pointer(event.phase, event.button, located->point, event.clickCount, event.pressure,
-                              event.modifiers, this);
+                              event.modifiers, source_.get());
 }
 
 void InputRouter::inject(const inputEvent::Scroll& event) {
@@ -63,14 +63,14 @@ void InputRouter::inject(const inputEvent::Scroll& event) {
   if (!located) return;
   located->stream->raiseForInput();
   services_.injector->scroll(located->point, event.deltaX, event.deltaY, event.precise, event.momentumPhase,
-                             event.modifiers, this);
+                             event.modifiers, source_.get());
 }
 
 void InputRouter::inject(const inputEvent::Magnify& event) {
   const auto located = locate(event.streamID, event.x, event.y);
   if (!located) return;
   located->stream->raiseForInput();
-  services_.injector->magnify(located->point, event.magnification, event.phase, this);
+  services_.injector->magnify(located->point, event.magnification, event.phase, source_.get());
 }
 
 // A key has no coordinates. It belongs to the stream of the last pointer input.
@@ -79,12 +79,13 @@ void InputRouter::inject(const inputEvent::Key& event) {
     if (ClientStream* stream = streams_.find(*lastInputStreamID_)) stream->raiseForInput();
   }
   held_.key(event.keyCode, event.down, event.modifiers);
-  services_.injector->key(event.keyCode, event.down, event.modifiers, this);
+  services_.injector->key(event.keyCode, event.down, event.modifiers, source_.get());
 }
 
-void InputRouter::leave() {
-  services_.injector->drop(this);
+void InputRouter::leave(WaitingText text) {
+  if (text == WaitingText::drop) services_.injector->drop(source_.get());
   post(held_.releaseAll());
+  if (text == WaitingText::finish) services_.injector->finish(source_);
 }
 
 void InputRouter::streamEnds(std::uint32_t streamID) {
@@ -94,9 +95,10 @@ void InputRouter::streamEnds(std::uint32_t streamID) {
 
 void InputRouter::post(const HeldInput::Release& release) {
   for (const PointerButton button : release.buttons)
-    services_.injector->pointer(PointerPhase::up, button, release.location, 0, 0, WireModifiers{}, this);
+    services_.injector->pointer(PointerPhase::up, button, release.location, 0, 0, WireModifiers{},
+                                source_.get());
   for (const std::uint16_t keyCode : release.keyCodes)
-    services_.injector->key(keyCode, false, WireModifiers{}, this);
+    services_.injector->key(keyCode, false, WireModifiers{}, source_.get());
 }
 
 }  // namespace quorl

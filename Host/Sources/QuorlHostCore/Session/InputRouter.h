@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -31,8 +32,11 @@ class InputRouter {
   void route(const InputEvent& event);
   void insertText(const std::string& text);
 
-  /// The client has disconnected: drops its waiting text and releases the keys and buttons that it holds.
-  void leave();
+  /// What happens to text that is not typed yet.
+  enum class WaitingText : std::uint8_t { drop, finish };
+
+  /// The client has disconnected: releases the keys and buttons that it holds.
+  void leave(WaitingText text);
   /// Call before a stream is removed or replaced: events that name it can no longer release what is held in
   /// it. Keys belong to the stream of the last pointer input.
   void streamEnds(std::uint32_t streamID);
@@ -54,6 +58,7 @@ class InputRouter {
   const HostServices& services_;
   const StreamTable& streams_;
   const Reply reply_;
+  const std::shared_ptr<const void> source_ = std::make_shared<char>();  // of the injector's input
   HeldInput held_;
   std::optional<std::uint32_t> lastInputStreamID_;
   bool sentAccessibilityError_ = false;

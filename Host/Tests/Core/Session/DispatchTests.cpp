@@ -406,6 +406,38 @@ TEST_F(DispatchTest, stopsTypingForAClientThatLeavesAndKeepsItsKeysInOrderUntilT
   EXPECT_FALSE(std::get<KeyboardEvent>(posted()[2]).down) << "the release of a key that never went down";
 }
 
+TEST_F(DispatchTest, typesTheRestOfATextAfterAnOrderlyEndAndReleasesTheKeysThen) {
+  platform_.events->finishing = [ready = true](std::u16string_view) mutable -> Duration {
+    return ready = !ready, ready ? Duration::zero() : Duration(std::chrono::milliseconds(100));
+  };
+  client_.send(message::InsertText{std::string(100, 'x')});
+  client_.input(key(7, true));
+  client_.send(message::Bye{});
+  ASSERT_TRUE(client_.peer->isClosedByHost());
+  connection_.reset();
+  simulation_.advance(std::chrono::seconds(10));
+  std::u16string typed;
+  std::vector<bool> keys;
+  for (const SyntheticEvent& event : posted()) {
+    const auto& keyboard = std::get<KeyboardEvent>(event);
+    if (keyboard.unicode.empty())
+      keys.push_back(keyboard.down);
+    else if (keyboard.down)
+      typed += keyboard.unicode;
+  }
+  EXPECT_EQ(typed, std::u16string(100, u'x'));
+  EXPECT_THAT(keys, ElementsAre(true, false));
+}
+
+TEST_F(DispatchTest, cutsATextOffThatWouldTakeLongAfterAnOrderlyEnd) {
+  platform_.events->finishing = [](std::u16string_view) { return std::chrono::milliseconds(100); };
+  client_.send(message::InsertText{std::string(InputInjector::maximumFarewell + 100, 'x')});
+  ASSERT_EQ(posted().size(), 2U);
+  client_.send(message::Bye{});
+  simulation_.advance(std::chrono::seconds(3600));
+  EXPECT_EQ(posted().size(), 2U);
+}
+
 TEST_F(DispatchTest, releasesAKeyThatIsPressedAfterTheEnd) {
   Bytes both = Frame{FrameType::control, *ControlCoder::encode(message::Bye{})}.encoded();
   const Bytes next = Frame{FrameType::input, key(56, true).encoded()}.encoded();
