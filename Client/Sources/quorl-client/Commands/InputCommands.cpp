@@ -163,8 +163,8 @@ Outcome<std::string> readInput(CommandContext& context) {
   }
 }
 
-// How long the host may take to type a text. It stops typing when the client leaves, and confirms nothing. It
-// types 500 characters a second or more.
+// How long the host may take to type a text, which it does not confirm. It types 500 characters a second or
+// more. The command ends when the text has been typed; of a long text the host would drop the rest.
 std::chrono::milliseconds typingTime(const std::string& text) {
   return std::chrono::milliseconds(100 + 4 * text.size());
 }
