@@ -27,9 +27,9 @@ struct DisplayFacts {
 
 /// The displays of this session, apart from what can be captured.
 ///
-/// *Queue*: any thread. There are no callbacks.
-/// *Blocking*: none; the adapter keeps the facts and refreshes them when the platform reports a change.
-/// *Ownership*: returns copies.
+/// *Queue*: any thread, also where the platform's own calls belong to the main thread. There are no
+/// callbacks. *Blocking*: none; the adapter keeps the facts and refreshes them when the platform reports a
+/// change. The state that is sent after a time limit is made from them. *Ownership*: returns copies.
 /// *Lifetime*: no call may run during the destruction.
 class DisplayCatalog {
  public:

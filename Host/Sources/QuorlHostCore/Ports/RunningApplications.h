@@ -12,10 +12,9 @@ namespace quorl {
 
 /// The applications that have a user interface in this session.
 ///
-/// *Queue*: any thread. There are no callbacks.
-/// *Blocking*: may wait for the window server and read files; callers use `Scheduler::blocking`.
-/// *Ownership*: returns copies.
-/// *Lifetime*: no call may run during the destruction.
+/// *Queue*: any thread, also where the platform's own calls belong to the main thread. Calls may overlap.
+/// There are no callbacks. *Blocking*: may wait for the window server and read files; callers use
+/// `Scheduler::blocking`. *Ownership*: returns copies. *Lifetime*: no call may run during the destruction.
 class RunningApplications {
  public:
   virtual ~RunningApplications() = default;

@@ -34,6 +34,7 @@ struct ShareableWindow {
   std::string appName;
   PointRect frame;  // global, in points, with the window manager's decoration
   bool isOnScreen = false;
+  int layer = 0;  // 0 for ordinary windows; panels, docks and menus have others
 };
 
 struct ShareableApplication {
