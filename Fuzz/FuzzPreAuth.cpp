@@ -27,7 +27,7 @@ struct World {
     services->trustStore = std::make_shared<TrustStore>(platform, std::nullopt);
     services->trustStore->addDevice(UUID{{1}}, "Known");
     services->pairing = std::make_shared<PairingState>(simulation, platform.random);
-    services->stateProvider = std::make_shared<HostStateProvider>(simulation, platform.screen);
+    services->stateProvider = std::make_shared<HostStateProvider>(platform);
     services->users = std::make_shared<UserSessionManager>(simulation, platform.loginSessions);
     services->injector = std::make_shared<InputInjector>(
         platform, [store = services->trustStore] { return store->settings(); });

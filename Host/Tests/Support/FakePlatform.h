@@ -8,10 +8,12 @@
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
 #include <QuorlHostCore/Ports/Platform.h>
 #include <Support/FakeAdvertiser.h>
+#include <Support/FakeDisplayCatalog.h>
 #include <Support/FakeEventPoster.h>
 #include <Support/FakeFileStore.h>
 #include <Support/FakeLoginSessions.h>
 #include <Support/FakeMachineFacts.h>
+#include <Support/FakeMachineMetrics.h>
 #include <Support/FakeMainThread.h>
 #include <Support/FakeNetwork.h>
 #include <Support/FakePasteboard.h>
@@ -19,6 +21,7 @@
 #include <Support/FakeProcessTable.h>
 #include <Support/FakePseudoTerminals.h>
 #include <Support/FakeRandom.h>
+#include <Support/FakeRunningApplications.h>
 #include <Support/FakeScreenCapture.h>
 #include <Support/FakeSessionFiles.h>
 #include <Support/FakeSound.h>
@@ -61,6 +64,9 @@ struct FakePlatform {
             .screen = screen,
             .compressors = compressors,
             .events = events,
+            .runningApplications = runningApplications,
+            .displays = displays,
+            .metrics = metrics,
             .pasteboard = pasteboard,
             .images = images,
             .sound = sound,
@@ -86,6 +92,9 @@ struct FakePlatform {
   std::shared_ptr<FakePermissions> permissions = std::make_shared<FakePermissions>();
   std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
   std::shared_ptr<FakeVideoCompressorFactory> compressors = std::make_shared<FakeVideoCompressorFactory>();
+  std::shared_ptr<FakeRunningApplications> runningApplications = std::make_shared<FakeRunningApplications>();
+  std::shared_ptr<FakeDisplayCatalog> displays = std::make_shared<FakeDisplayCatalog>();
+  std::shared_ptr<FakeMachineMetrics> metrics = std::make_shared<FakeMachineMetrics>();
   std::shared_ptr<FakePasteboard> pasteboard = std::make_shared<FakePasteboard>();
   std::shared_ptr<FakeImageConverter> images = std::make_shared<FakeImageConverter>();
   std::shared_ptr<FakeSoundCapture> sound = std::make_shared<FakeSoundCapture>();

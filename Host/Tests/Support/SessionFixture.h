@@ -29,7 +29,7 @@ class SessionFixture : public testing::Test {
     const Platform platform = platform_.platform();
     services_->trustStore = std::make_shared<TrustStore>(platform, std::nullopt);
     services_->pairing = std::make_shared<PairingState>(simulation_, platform.random, "123456");
-    services_->stateProvider = std::make_shared<HostStateProvider>(simulation_, platform.screen);
+    services_->stateProvider = std::make_shared<HostStateProvider>(platform);
     services_->users = std::make_shared<UserSessionManager>(simulation_, platform.loginSessions);
     services_->injector = std::make_shared<InputInjector>(
         platform, [store = services_->trustStore] { return store->settings(); });

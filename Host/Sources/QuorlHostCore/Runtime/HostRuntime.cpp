@@ -85,7 +85,7 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
       scheduler_(*platform.scheduler),
       trustStore_(std::make_shared<TrustStore>(platform, config_.trustStoreDirectory)),
       pairing_(makePairing(config_, platform)),
-      stateProvider_(std::make_shared<HostStateProvider>(scheduler_, platform.screen)),
+      stateProvider_(std::make_shared<HostStateProvider>(platform)),
       catalog_(makeCatalog(platform, trustStore_->directory())),
       extras_(makeExtras(platform, trustStore_->directory())),
       agents_(
@@ -122,6 +122,16 @@ void HostRuntime::wire() {
   services_->broadcast = [weak = std::weak_ptr(server_)](const ControlMessage& message) {
     if (const auto server = weak.lock()) server->broadcastControl(message);
   };
+  stateProvider_->setBroadcastState([broadcast = services_->broadcast](HostState state) {
+    broadcast(message::HostState{std::move(state)});
+  });
+  stateProvider_->setBroadcastMetrics([broadcast = services_->broadcast](const SystemMetrics& metrics) {
+    broadcast(message::Metrics{metrics});
+  });
+  server_->onAudienceChanged([provider = stateProvider_](bool hasClients) {
+    provider->setAudience(hasClients ? HostStateProvider::Audience::present
+                                     : HostStateProvider::Audience::absent);
+  });
   if (agents_) agents_->setBroadcastControl(services_->broadcast);
   if (clipboard_)
     clipboard_->setBroadcast([broadcast = services_->broadcast](const ClipboardPayload& payload) {
@@ -131,6 +141,7 @@ void HostRuntime::wire() {
 
 std::expected<void, PortError> HostRuntime::start() {
   if (auto started = server_->start(); !started) return started;
+  if (config_.enableBackgroundServices) stateProvider_->start();
   if (config_.enableBackgroundServices && agents_) agents_->start();
   if (config_.enableBackgroundServices && clipboard_) clipboard_->start();
   if (config_.multiUserPortHandoff) {
@@ -159,6 +170,7 @@ void HostRuntime::broadcastUserList() {
 
 void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   server_->stop();
+  if (config_.enableBackgroundServices) stateProvider_->stop();
   if (agents_) {
     agents_->stop(std::move(agentsHaveEnded));
   } else {

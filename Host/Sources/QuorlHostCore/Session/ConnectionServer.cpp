@@ -43,6 +43,13 @@ void ConnectionServer::onOwnershipChanged(std::function<void(bool)> callback) {
   });
 }
 
+void ConnectionServer::onAudienceChanged(std::function<void(bool)> callback) {
+  queue_.sync([&] {
+    queue_.assertCurrent();
+    onAudienceChanged_ = std::move(callback);
+  });
+}
+
 std::expected<void, PortError> ConnectionServer::start() {
   if (!configuration_.portHandoff) {
     return queue_.sync([this] {
@@ -227,13 +234,16 @@ void ConnectionServer::enter(std::shared_ptr<ClientConnection> client) {
 }
 
 void ConnectionServer::noteAuthenticated(Identity client) {
+  const bool isFirst = authenticated_.empty();
   if (byID_.contains(client)) authenticated_.insert(client);
+  if (isFirst && !authenticated_.empty() && onAudienceChanged_) onAudienceChanged_(true);
   notifyClientsChanged();
 }
 
 void ConnectionServer::remove(Identity client) {
-  authenticated_.erase(client);
+  const bool wasAuthenticated = authenticated_.erase(client) > 0;
   byID_.erase(client);
+  if (wasAuthenticated && authenticated_.empty() && onAudienceChanged_) onAudienceChanged_(false);
   notifyClientsChanged();
 }
 

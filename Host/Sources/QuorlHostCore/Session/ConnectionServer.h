@@ -54,6 +54,8 @@ class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
   void onClientsChanged(std::function<void()> callback);
   void onReady(std::function<void(std::uint16_t port)> callback);
   void onOwnershipChanged(std::function<void(bool owns)> callback);
+  /// Called when the first client is authenticated and when the last one has gone.
+  void onAudienceChanged(std::function<void(bool hasClients)> callback);
 
   /// Fails only without handoff, if no listener can be created. With handoff it retries for ever.
   std::expected<void, PortError> start();
@@ -115,6 +117,7 @@ class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
   std::function<void()> onClientsChanged_ QUORL_GUARDED_BY(queue_);
   std::function<void(std::uint16_t)> onReady_ QUORL_GUARDED_BY(queue_);
   std::function<void(bool)> onOwnershipChanged_ QUORL_GUARDED_BY(queue_);
+  std::function<void(bool)> onAudienceChanged_ QUORL_GUARDED_BY(queue_);
 };
 
 }  // namespace quorl
