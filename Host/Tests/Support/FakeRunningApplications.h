@@ -24,7 +24,10 @@ class FakeRunningApplications : public RunningApplications {
     bool operator==(const Render&) const = default;
   };
 
-  std::set<std::int32_t> regularApplications() override { return regular; }
+  std::set<std::int32_t> regularApplications() override {
+    ++queries;
+    return regular;
+  }
   std::optional<Bytes> iconPNG(const std::string& bundleID, std::int32_t pid, int side) override {
     renders.push_back({bundleID, pid, side});
     const auto found = icons.find(bundleID);
@@ -34,6 +37,7 @@ class FakeRunningApplications : public RunningApplications {
   std::set<std::int32_t> regular{10};  // the process of most windows in tests
   std::map<std::string, Bytes> icons;
   std::vector<Render> renders;
+  int queries = 0;  // for the list
 };
 
 }  // namespace quorl::test
