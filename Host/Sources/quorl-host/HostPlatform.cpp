@@ -12,6 +12,7 @@
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
 #include <QuorlHostLinux/System/LinuxMachineFacts.h>
 #include <QuorlHostLinux/System/LogindSessions.h>
+#include <QuorlHostLinux/System/ProcMachineMetrics.h>
 #include <QuorlHostPosix/PosixFileStore.h>
 #include <QuorlHostPosix/PosixPseudoTerminals.h>
 #include <QuorlHostPosix/UserFolders.h>
@@ -45,6 +46,7 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.files = std::make_shared<PosixFileStore>();
   platform_.loginSessions = std::make_shared<LogindSessions>();
   platform_.machine = std::make_shared<LinuxMachineFacts>();
+  platform_.metrics = std::make_shared<ProcMachineMetrics>();
   platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders(), descriptorLimit);
   platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>(std::string(), descriptorLimit);
   const auto processes = std::make_shared<ProcProcessTable>();
