@@ -53,6 +53,7 @@ TEST_F(HostStateProviderTest, dropsContentThatArrivesAfterTheLimit) {
   simulation_.advance(seconds(5));
   EXPECT_EQ(answers_.size(), 1U);
   EXPECT_THAT(answers_[0].windows, IsEmpty());
+  EXPECT_EQ(platform_.runningApplications->queries, 0) << "late content costs no work";
 }
 
 TEST_F(HostStateProviderTest, hasDisplaysAndMetricsButNoWindowsAfterTheLimit) {
@@ -81,7 +82,8 @@ TEST_F(HostStateProviderTest, answersWithinTheLimitWhenTheListOfApplicationsIsSl
    private:
     SimulatedScheduler& scheduler_;
   };
-  platform_.runningApplications = std::make_shared<SlowList>(simulation_);
+  const auto slow = std::make_shared<SlowList>(simulation_);
+  platform_.runningApplications = slow;
   provider_ = std::make_shared<HostStateProvider>(platform_.platform());
   std::optional<MonotonicTime> answeredAt;
   const MonotonicTime begin = simulation_.now();
@@ -93,6 +95,7 @@ TEST_F(HostStateProviderTest, answersWithinTheLimitWhenTheListOfApplicationsIsSl
   simulation_.runReady();
   ASSERT_TRUE(answeredAt);
   EXPECT_EQ(*answeredAt - begin, Duration(HostStateProvider::enumerationLimit));
+  EXPECT_THAT(slow->renders, IsEmpty()) << "the late list costs no work";
 }
 
 TEST_F(HostStateProviderTest, answersOnceEvenIfTheLimitPassesLater) {
