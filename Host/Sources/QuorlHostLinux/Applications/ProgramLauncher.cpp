@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/Applications/ProgramLauncher.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 
@@ -57,7 +58,8 @@ std::optional<rlimit> softDescriptorLimit(std::optional<std::uint64_t> wanted) {
 
 LaunchResult launchProgram(const std::vector<std::string>& arguments, const std::string& workingDirectory,
                            std::optional<std::uint64_t> descriptorLimit) {
-  if (arguments.empty()) return LaunchResult::failed;
+  const auto hasZero = [](const std::string& text) { return text.find('\0') != std::string::npos; };
+  if (arguments.empty() || std::ranges::any_of(arguments, hasZero)) return LaunchResult::failed;
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return LaunchResult::failed;
   const Descriptor readEnd(ends[0]);

@@ -14,7 +14,7 @@ enum class LaunchResult : std::uint8_t { started, failed };
 /// its standard streams at /dev/null and default signals. The first argument is a path or is looked up in
 /// PATH; no shell is involved. The working directory is the home folder if the given one is empty or cannot
 /// be entered. `descriptorLimit` is its soft limit of open descriptors, by default that of this process.
-/// Returns whether the program was executed.
+/// Returns whether the program was executed; an argument with a zero byte cannot be passed.
 LaunchResult launchProgram(const std::vector<std::string>& arguments, const std::string& workingDirectory,
                            std::optional<std::uint64_t> descriptorLimit = {});
 

@@ -113,6 +113,25 @@ TEST_F(DesktopWorkspaceTest, doesNothingForUnknownAndBrokenPaths) {
   EXPECT_FALSE(fs::exists(report));
 }
 
+TEST_F(DesktopWorkspaceTest, findsNothingForAnIDThatIsNoFileName) {
+  install("user", "app.desktop", entryFor(script));
+  std::ofstream(folder / "user/outside.desktop") << entryFor(script);
+  DesktopWorkspace workspace({folder.file("user")});
+  for (const std::string& id :
+       {std::string(), std::string("."), std::string(".."), std::string("../outside"), std::string("./app"),
+        std::string("app/"), std::string("sub/app"), std::string("-..-outside"), std::string("..-outside"),
+        std::string("app.desktop"), std::string("app\n"), std::string("\x1b[2Japp"), std::string("app\0", 4),
+        std::string("\0app", 4), std::string("app ") + std::string(100'000, 'x')})
+    EXPECT_EQ(workspace.applicationPath(id), std::nullopt) << testing::PrintToString(id.substr(0, 20));
+  EXPECT_NE(workspace.applicationPath("app"), std::nullopt);
+}
+
+// The system would read the text up to the zero only, and execute another file.
+TEST(ProgramLauncher, refusesAnArgumentWithAZeroByte) {
+  EXPECT_EQ(launchProgram({std::string("/bin/true\0.desktop", 18)}, ""), LaunchResult::failed);
+  EXPECT_EQ(launchProgram({"/bin/true", std::string("a\0b", 3)}, ""), LaunchResult::failed);
+}
+
 TEST(ProgramLauncher, reportsAProgramThatCannotBeExecuted) {
   EXPECT_EQ(launchProgram({"/nonexistent/program"}, ""), LaunchResult::failed);
   EXPECT_EQ(launchProgram({}, ""), LaunchResult::failed);
