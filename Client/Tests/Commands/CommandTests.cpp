@@ -8,31 +8,15 @@
 
 #include "../Support/CommandRun.h"
 #include "../Support/FakeHost.h"
+#include "../Support/SampleState.h"
 
 namespace quorl::client {
 namespace {
 
 using test::CommandRun;
 using test::FakeHost;
-
-HostState sampleState() {
-  HostState state;
-  state.displays = {{1, "Built-in", 2560, 1600, 2, true}};
-  state.windows = {{77, "note\x1b[2J", "org.example.editor", "Editor", {{10, 20}, {300, 200}}, true}};
-  state.apps = {{"org.example.editor", "Editor", 321, 1, std::nullopt}};
-  state.metrics = {0.25, 1U << 30U, 1ULL << 32U, 3600, 0};
-  return state;
-}
-
-NetworkStatus sampleNetwork() {
-  NetworkStatus status;
-  status.overlay = OverlayKind::tailscale;
-  status.health = OverlayHealth::online;
-  status.overlayAddresses = {"100.64.0.1"};
-  status.sessionPort = 47900;
-  status.relayPort = 47901;
-  return status;
-}
+using test::sampleNetwork;
+using test::sampleState;
 
 class CommandTest : public testing::Test {
  protected:
@@ -160,36 +144,6 @@ TEST_F(CommandTest, listsAndForgetsHostsWithoutPrintingTokens) {
   EXPECT_EQ(run_({"forget", "Fake host"}).code, ExitCode::ok);
   EXPECT_EQ(run_({"hosts", "--json"}).out, "[]\n");
   EXPECT_EQ(run_({"forget", "Fake host"}).code, ExitCode::refused);
-}
-
-TEST_F(CommandTest, showsAHostAndEscapesItsTexts) {
-  FakeHost host({.hostState = sampleState(), .networkStatus = sampleNetwork()});
-  run_.addHost(host.pairedHost());
-  const auto result = run_({"info"});
-  EXPECT_EQ(result.code, ExitCode::ok);
-  EXPECT_TRUE(result.notes.empty()) << result.notes;
-  for (const auto* part : {"Fake host", "2560x1600 pixels, scale 2", "(main)", "300x200 at 10,20",
-                           "note\\x1b[2J", "org.example.editor", "processor 25 %", "1024 of 4096 MiB",
-                           "tailscale (online)", "100.64.0.1", "session port 47900, relay port 47901"})
-    EXPECT_NE(result.out.find(part), std::string::npos) << part;
-  EXPECT_EQ(result.out.find('\x1b'), std::string::npos);
-}
-
-TEST_F(CommandTest, reportsWhatTheHostDidNotSend) {
-  FakeHost host({.hostState = sampleState()});
-  run_.addHost(host.pairedHost());
-  const auto result = run_({"info", "--wait", "0.2", "--json"});
-  EXPECT_EQ(result.code, ExitCode::ok);
-  EXPECT_NE(result.notes.find("network status"), std::string::npos);
-  EXPECT_EQ(result.notes.find("displays"), std::string::npos);
-  EXPECT_NE(result.out.find("\"hostState\":{\"displays\":[{\"id\":1"), std::string::npos);
-  EXPECT_EQ(result.out.find("networkStatus"), std::string::npos);
-}
-
-TEST_F(CommandTest, failsIfTheHostSendsNothing) {
-  FakeHost host({});
-  run_.addHost(host.pairedHost());
-  EXPECT_EQ(run_({"info", "--wait", "0.2"}).code, ExitCode::timedOut);
 }
 
 TEST_F(CommandTest, measuresRoundTrips) {

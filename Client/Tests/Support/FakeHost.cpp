@@ -27,6 +27,7 @@ struct FakeHost::Client {
   bool isAuthenticated = false;
   int attempts = 0;
   bool toldInputError = false;
+  bool hasSentState = false;
 
   std::optional<std::uint32_t> stream;
   std::size_t nextPicture = 0;
@@ -249,13 +250,17 @@ bool FakeHost::handlePIN(Client& client, const PairRequest& request) {
 void FakeHost::acknowledge(Client& client, bool authenticated) {
   send(client, ControlMessage(message::HelloAck{
                    {client.behaviour.protocolVersion, device_, client.nonce, authenticated}}));
-  if (authenticated) send(client, ControlMessage(message::ServiceList{}));
+  if (!authenticated) return;
+  send(client, ControlMessage(message::ServiceList{}));
+  for (const auto& frame : client.behaviour.pushes) send(client, frame);
 }
 
 bool FakeHost::handleControl(Client& client, const ControlMessage& message) {
   const auto& behaviour = client.behaviour;
-  if (std::holds_alternative<message::RequestHostState>(message) && behaviour.hostState)
-    send(client, ControlMessage(message::HostState{*behaviour.hostState}));
+  if (std::holds_alternative<message::RequestHostState>(message) && behaviour.hostState) {
+    const bool isLater = std::exchange(client.hasSentState, true) && behaviour.laterState;
+    send(client, ControlMessage(message::HostState{isLater ? *behaviour.laterState : *behaviour.hostState}));
+  }
   if (std::holds_alternative<message::RequestNetworkStatus>(message) && behaviour.networkStatus)
     send(client, ControlMessage(message::NetworkStatus{*behaviour.networkStatus}));
   if (const auto* echo = std::get_if<message::EchoRequest>(&message);

@@ -35,6 +35,10 @@ struct HostBehaviour {
   /// Every PIN is refused with this.
   std::optional<WireError> lockOut;
   std::optional<HostState> hostState;
+  /// Answers the second request for the state and the later ones.
+  std::optional<HostState> laterState;
+  /// Sent to each client after it is authenticated.
+  std::vector<OutgoingFrame> pushes;
   std::optional<NetworkStatus> networkStatus;
   bool answersEchoes = true;
   /// Sent once when input or text arrives.

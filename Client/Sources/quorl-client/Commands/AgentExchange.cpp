@@ -96,8 +96,9 @@ Outcome<ChosenAgent> openAgent(const Arguments& arguments, CommandContext& conte
 }
 
 Outcome<void> followMessages(const Arguments& arguments, CommandContext& context,
-                             const std::function<void(const ControlMessage&)>& take) {
-  auto session = openSession(arguments, context);
+                             const std::function<void(const ControlMessage&)>& take,
+                             const std::string& positionalHost) {
+  auto session = openSession(arguments, context, positionalHost);
   if (!session) return std::unexpected(session.error());
   context.waiter.onSlow = nullptr;
   ReconnectBackoff backoff;
@@ -112,7 +113,7 @@ Outcome<void> followMessages(const Arguments& arguments, CommandContext& context
     context.output.note(fmt::format("quorl_client: {}; trying again", ended.error().what));
     do {
       if (const auto waited = context.waiter.wait({}, within(backoff.next())); !waited) return {};
-      session = openSession(arguments, context);
+      session = openSession(arguments, context, positionalHost);
     } while (!session && mayPass(session.error()));
     if (!session) return std::unexpected(session.error());
     context.output.note("quorl_client: connected again");

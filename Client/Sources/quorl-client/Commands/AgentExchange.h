@@ -33,6 +33,7 @@ Outcome<ChosenAgent> openAgent(const Arguments& arguments, CommandContext& conte
 /// For commands that listen until interrupted, which is their ordinary end. Passes every message to `take`,
 /// reconnects when the connection breaks, and reports that on the output.
 Outcome<void> followMessages(const Arguments& arguments, CommandContext& context,
-                             const std::function<void(const ControlMessage&)>& take);
+                             const std::function<void(const ControlMessage&)>& take,
+                             const std::string& positionalHost = {});
 
 }  // namespace quorl::client

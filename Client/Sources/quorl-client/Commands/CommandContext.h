@@ -34,7 +34,8 @@ std::span<const Command> commandTable();
 
 /// One file per group.
 std::vector<Command> hostCommands();         // discover, pair, hosts, forget
-std::vector<Command> sessionCommands();      // info, echo, send
+std::vector<Command> hostStateCommands();    // info, launch
+std::vector<Command> sessionCommands();      // echo, send
 std::vector<Command> videoCommands();        // shot, record, stats
 std::vector<Command> inputCommands();        // click, type, key, scroll
 std::vector<Command> agentCommands();        // agents, spawn, resume, prompt, kill

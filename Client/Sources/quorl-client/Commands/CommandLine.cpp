@@ -10,7 +10,7 @@ namespace {
 
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
-  for (auto group : {hostCommands(), sessionCommands(), videoCommands(), inputCommands(), agentCommands(),
+  for (auto group : {hostCommands(), hostStateCommands(), sessionCommands(), videoCommands(), inputCommands(), agentCommands(),
                      attachCommands(), agentSourceCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;

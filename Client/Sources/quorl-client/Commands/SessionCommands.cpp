@@ -9,13 +9,6 @@
 
 namespace quorl::client {
 
-struct InfoReport {
-  DeviceInfo host;
-  std::optional<HostState> hostState;
-  std::optional<NetworkStatus> networkStatus;
-};
-BOOST_DESCRIBE_STRUCT(InfoReport, (), (host, hostState, networkStatus))
-
 // Times in microseconds.
 struct EchoReport {
   std::int64_t sent = 0;
@@ -35,83 +28,6 @@ BOOST_DESCRIBE_STRUCT(EchoReport, (),
                        messagesPerSecond, megabytesPerSecond))
 
 namespace {
-
-void printState(Output& output, const HostState& state) {
-  output.line(fmt::format("displays: {}", state.displays.size()));
-  for (const auto& display : state.displays)
-    output.line(fmt::format("  {:>10}  {}x{} pixels, scale {:g}  {}{}", display.id, display.pixelWidth,
-                            display.pixelHeight, display.scale, printable(display.name),
-                            display.isMain ? "  (main)" : ""));
-  output.line(fmt::format("windows: {}", state.windows.size()));
-  for (const auto& window : state.windows)
-    output.line(fmt::format("  {:>10}  {:g}x{:g} at {:g},{:g}  {}: {}{}", window.id, window.frame.size.width,
-                            window.frame.size.height, window.frame.origin.x, window.frame.origin.y,
-                            printable(window.appName), printable(window.title),
-                            window.isOnScreen ? "" : "  (not on screen)"));
-  output.line(fmt::format("applications: {}", state.apps.size()));
-  for (const auto& app : state.apps)
-    output.line(fmt::format("  {:>10}  {} windows  {}  {}", app.pid, app.windowCount, printable(app.bundleID),
-                            printable(app.name)));
-  const auto& metrics = state.metrics;
-  output.line(fmt::format("metrics: processor {:.0f} %, memory {} of {} MiB, up {:.0f} s, thermal state {}",
-                          metrics.cpuUsage * 100, metrics.memoryUsedBytes >> 20U,
-                          metrics.memoryTotalBytes >> 20U, metrics.uptimeSeconds, metrics.thermalState));
-}
-
-void printNetwork(Output& output, const NetworkStatus& status) {
-  const auto joined = [](const std::vector<std::string>& texts) {
-    std::string result;
-    for (const auto& text : texts) result += (result.empty() ? "" : ", ") + printable(text);
-    return result.empty() ? std::string("none") : result;
-  };
-  output.line(fmt::format("network: overlay {} ({}), addresses {}; LAN addresses {}",
-                          rawValue(status.overlay), rawValue(status.health), joined(status.overlayAddresses),
-                          joined(status.lanAddresses)));
-  if (status.magicDNSName)
-    output.line(fmt::format("  name on the overlay: {}", printable(*status.magicDNSName)));
-  output.line(fmt::format("  session port {}, relay port {}", status.sessionPort, status.relayPort));
-  if (status.guidance) output.line(fmt::format("  {}", printable(*status.guidance)));
-}
-
-Outcome<void> runInfo(const Arguments& arguments, CommandContext& context) {
-  const auto patience = arguments.number("--wait", 3, 0.1, 600);
-  if (!patience) return std::unexpected(patience.error());
-  auto session = openSession(arguments, context,
-                             arguments.positional().empty() ? std::string() : arguments.positional()[0]);
-  if (!session) return std::unexpected(session.error());
-  InfoReport report{(*session)->hostDevice, {}, {}};
-  for (const auto& request :
-       {ControlMessage(message::RequestHostState{}), ControlMessage(message::RequestNetworkStatus{})})
-    if (auto sent = (*session)->send(request); !sent) return sent;
-  const auto deadline =
-      within(std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*patience)));
-  while (!report.hostState || !report.networkStatus) {
-    auto received = (*session)->nextControl(deadline);
-    if (!received) return std::unexpected(received.error());
-    if (!*received) break;
-    if (auto* state = std::get_if<message::HostState>(&**received)) report.hostState = std::move(state->_0);
-    if (auto* status = std::get_if<message::NetworkStatus>(&**received))
-      report.networkStatus = std::move(status->_0);
-  }
-  closeSession(**session);
-  auto& output = context.output;
-  if (arguments.has("--json")) {
-    printRecord(output, report);
-  } else {
-    output.line(fmt::format("{}  ({}, {})", printable(report.host.name), printable(report.host.model),
-                            printable(report.host.osVersion)));
-    if (report.hostState) printState(output, *report.hostState);
-    if (report.networkStatus) printNetwork(output, *report.networkStatus);
-  }
-  const auto note = [&](std::string_view what) {
-    output.note(fmt::format("The host did not send its {} within {:g} s.", what, *patience));
-  };
-  if (!report.hostState) note("displays, windows, applications and metrics");
-  if (!report.networkStatus) note("network status");
-  if (!report.hostState && !report.networkStatus)
-    return failed(ExitCode::timedOut, "the host sent nothing about itself", "Try a longer --wait.");
-  return {};
-}
 
 class EchoRun {
  public:
@@ -278,17 +194,6 @@ Outcome<void> runSend(const Arguments& arguments, CommandContext& context) {
 
 std::vector<Command> sessionCommands() {
   std::vector<Command> commands;
-  commands.push_back(
-      {.name = "info",
-       .arguments = "[HOST]",
-       .summary = "show a host's displays, windows, applications, network and metrics",
-       .details = "The number at the start of a line is the ID for --display or --window; --app takes an\n"
-                  "application's identifier. Standard error names what the host did not send in time.\n",
-       .options = {{"--wait", "SECONDS", "how long to wait for it (default 3)"},
-                   {"--json", "", "one JSON object"}},
-       .maximumPositional = 1,
-       .examples = {"info", "info desk.local --json"},
-       .run = runInfo});
   commands.push_back(
       {.name = "echo",
        .arguments = "[HOST]",
