@@ -92,9 +92,10 @@ TEST_F(IconFolderTest, skipsWhatIsNoPNGFile) {
 
 TEST_F(IconFolderTest, numbersNamesThatWouldBeTheSame) {
   auto folder = open();
-  state_.apps = {app("a/b", samplePNG(1)), app("a:b", samplePNG(2)), app("A_B", samplePNG(3))};
+  state_.apps = {app("a/b", samplePNG(1)), app("a:b", samplePNG(2)), app("A_B", samplePNG(3)),
+                 app("C", samplePNG(4)), app("c", samplePNG(5))};
   ASSERT_TRUE(folder.save(state_));
-  EXPECT_THAT(files(), ElementsAre("A_B-3.png", "a_b-2.png", "a_b.png"));
+  EXPECT_THAT(files(), ElementsAre("A_B-3.png", "C.png", "a_b-2.png", "a_b.png", "c-2.png"));
 }
 
 TEST_F(IconFolderTest, savesAnIconOnceAndAddsLaterOnes) {

@@ -37,9 +37,10 @@ TEST(ProcessorTicks, areReadWithoutALineEndAndWithGapsInTheNumbers) {
 
 TEST(ProcessorTicks, areAbsentWhenALineIsMalformed) {
   const std::string good = "cpu0 1 2 3 4 5 6 7 8 9 10\n";
-  for (const char* bad : {"cpu1", "cpu1 ", "cpu1 1 2 3", "cpu1 1 2 3 x", "cpu1 1 2 -3 4", "cpu1 1,2,3,4",
-                          "cpu1 1 2 3 4 5 6x", "cpu1 1 2 3 99999999999999999999999", "cpu1x 1 2 3 4",
-                          "cpu99999999999999999999999 1 2 3 4", "cpu1 1.5 2 3 4", "cpu1 0x10 2 3 4"}) {
+  for (const char* bad :
+       {"cpu1", "cpu1 ", "cpu1 1 2 3", "cpu1 1 2 3 x", "cpu1 1 2 -3 4", "cpu1 1,2,3,4", "cpu1 1 2 3 4 5 6x",
+        "cpu1 1 2 3 99999999999999999999999", "cpu1x 1 2 3 4", "cpu99999999999999999999999 1 2 3 4",
+        "cpu1 1.5 2 3 4", "cpu1 0x10 2 3 4", "cpu1 1 2 3 4 5 6 7x"}) {
     EXPECT_THAT(parseProcessorTicks(good + bad + "\n"), IsEmpty()) << bad;
     EXPECT_THAT(parseProcessorTicks(bad), IsEmpty()) << bad;
   }
@@ -80,9 +81,9 @@ TEST(Memory, isNeverUsedBeyondItsTotalOrBelowZero) {
 }
 
 TEST(Memory, isAbsentWithoutATotal) {
-  for (const char* text :
-       {"", "MemFree: 1 kB\n", "MemTotal:\n", "MemTotal: x kB\n", "MemTotal: -5 kB\n", "MemTotal 5 kB\n",
-        "MemTotal: 99999999999999999999999 kB\n", "MemTotal: 18446744073709551615 kB\n", "XMemTotal: 5 kB\n"})
+  for (const char* text : {"", "MemFree: 1 kB\n", "MemTotal:\n", "MemTotal: x kB\n", "MemTotal: -5 kB\n",
+                           "MemTotal 5 kB\n", "MemTotal: 5kB\n", "MemTotal: 99999999999999999999999 kB\n",
+                           "MemTotal: 18446744073709551615 kB\n", "XMemTotal: 5 kB\n"})
     EXPECT_EQ(parseMemory(text), std::nullopt) << text;
 }
 

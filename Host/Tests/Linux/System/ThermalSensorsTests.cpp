@@ -86,11 +86,13 @@ class ThermalSensorsTest : public testing::Test {
 TEST_F(ThermalSensorsTest, areTheZonesWithTripsInTheOrderOfTheirNames) {
   zone("thermal_zone1", "50000", {{"critical", "105000"}, {"passive", "95000"}});
   zone("thermal_zone0", "27800", {{"critical", "119000"}});
+  zone("thermal_zone3", "27800", {{"critical", "119000"}});
   zone("thermal_zone2", "20000", {});
   zone("cooling_device0", "20000", {{"critical", "100000"}});
   const auto sensors = found();
-  ASSERT_EQ(sensors.size(), 2U);
+  ASSERT_EQ(sensors.size(), 3U);
   EXPECT_EQ(sensors[0].temperatureFile, path("thermal/thermal_zone0/temp"));
+  EXPECT_EQ(sensors[2].temperatureFile, path("thermal/thermal_zone3/temp"));
   EXPECT_EQ(sensors[1], (ThermalSensor{path("thermal/thermal_zone1/temp"), {85'000, 95'000, 100'000}}));
 }
 
