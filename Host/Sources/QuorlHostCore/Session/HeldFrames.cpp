@@ -16,12 +16,21 @@ std::list<HeldFrames::Held> HeldFrames::push(Held held, const std::optional<Stat
     for (const StateKey& event : events) remove(event, removed);
     lostAgentEvents_ = true;
   }
+  const bool isSound = held.frame.type() == FrameType::audio;
+  if (isSound && sound_.size() == mostSoundPackets) removeOldestSound(removed);
   const auto entry = entries_.insert(entries_.end(), {std::move(held), key});
   if (key) {
     byKey_[*key] = entry;
     if (isAgentEvent(*key)) ++agentEvents_;
   }
+  if (isSound) sound_.push_back(entry);
   return removed;
+}
+
+void HeldFrames::removeOldestSound(std::list<Held>& removed) {
+  removed.push_back(std::move(sound_.front()->held));
+  entries_.erase(sound_.front());
+  sound_.pop_front();
 }
 
 void HeldFrames::remove(const StateKey& key, std::list<Held>& removed) {
@@ -35,6 +44,7 @@ void HeldFrames::remove(const StateKey& key, std::list<Held>& removed) {
 
 std::optional<HeldFrames::Held> HeldFrames::pop() {
   if (entries_.empty()) return std::nullopt;
+  if (!sound_.empty() && sound_.front() == entries_.begin()) sound_.pop_front();
   Entry entry = std::move(entries_.front());
   entries_.pop_front();
   if (entry.key) {

@@ -25,7 +25,7 @@ bool SendPath::send(OutgoingFrame frame, Droppable droppable, Purpose purpose,
     answerBytes_ += byteCount;
     ++answers_;
   }
-  if (held_.isEmpty() && atTransport_ < transportShare) {
+  if (held_.isEmpty() && transportHasRoom(frame)) {
     handOver({std::move(frame), purpose});
     return true;
   }
@@ -36,27 +36,33 @@ bool SendPath::send(OutgoingFrame frame, Droppable droppable, Purpose purpose,
   return true;
 }
 
+bool SendPath::transportHasRoom(const OutgoingFrame& frame) const {
+  if (frame.type() == FrameType::audio && soundAtTransport_ >= transportSoundPackets) return false;
+  return atTransport_ < transportShare;
+}
+
 void SendPath::handOver(HeldFrames::Held held) {
   const std::size_t byteCount = held.frame.size();
+  const FrameType type = held.frame.type();
   atTransport_ += byteCount;
-  transport_->send(std::move(held.frame), [weak = weak_from_this(), byteCount,
+  if (type == FrameType::audio) ++soundAtTransport_;
+  transport_->send(std::move(held.frame), [weak = weak_from_this(), byteCount, type,
                                            purpose = held.purpose](std::optional<PortError> error) {
     const auto self = weak.lock();
     if (!self) return;
     self->queue_.assertCurrent();
-    self->sent(byteCount, purpose, error);
+    self->sent(byteCount, type, purpose, error);
   });
 }
 
-void SendPath::sent(std::size_t byteCount, Purpose purpose, const std::optional<PortError>& error) {
+void SendPath::sent(std::size_t byteCount, FrameType type, Purpose purpose,
+                    const std::optional<PortError>& error) {
   atTransport_ -= byteCount;
+  if (type == FrameType::audio) --soundAtTransport_;
   uncount(byteCount, purpose);
   if (!error) {
-    while (atTransport_ < transportShare) {
-      auto next = held_.pop();
-      if (!next) break;
-      handOver(std::move(*next));
-    }
+    for (const OutgoingFrame* next = held_.front(); next && transportHasRoom(*next); next = held_.front())
+      handOver(std::move(*held_.pop()));
     gate_->progressed();
   }
   progress_(error);

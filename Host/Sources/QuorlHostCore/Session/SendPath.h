@@ -29,6 +29,8 @@ class SendPath : public std::enable_shared_from_this<SendPath> {
   static constexpr std::size_t frameOverhead = 256;
   /// Bytes that the transport holds at a time.
   static constexpr std::size_t transportShare = 262'144;
+  /// Packets of sound that the transport holds at a time: 171 ms. Its share of bytes would be 13 seconds.
+  static constexpr std::size_t transportSoundPackets = 8;
 
   /// Called after each completion, with the error if any.
   using Progress = std::function<void(const std::optional<PortError>&)>;
@@ -52,8 +54,9 @@ class SendPath : public std::enable_shared_from_this<SendPath> {
   bool takeLostAgentEvents();
 
  private:
+  bool transportHasRoom(const OutgoingFrame& frame) const QUORL_REQUIRES(queue_);
   void handOver(HeldFrames::Held held) QUORL_REQUIRES(queue_);
-  void sent(std::size_t byteCount, Purpose purpose, const std::optional<PortError>& error)
+  void sent(std::size_t byteCount, FrameType type, Purpose purpose, const std::optional<PortError>& error)
       QUORL_REQUIRES(queue_);
   void uncount(std::size_t byteCount, Purpose purpose) QUORL_REQUIRES(queue_);
 
@@ -64,7 +67,8 @@ class SendPath : public std::enable_shared_from_this<SendPath> {
 
   HeldFrames held_ QUORL_GUARDED_BY(queue_);
   std::size_t outstandingBytes_ QUORL_GUARDED_BY(queue_) = 0;
-  std::size_t atTransport_ QUORL_GUARDED_BY(queue_) = 0;  // bytes of these in the transport
+  std::size_t atTransport_ QUORL_GUARDED_BY(queue_) = 0;       // bytes of these in the transport
+  std::size_t soundAtTransport_ QUORL_GUARDED_BY(queue_) = 0;  // packets
   std::size_t answerBytes_ QUORL_GUARDED_BY(queue_) = 0;
   std::size_t answers_ QUORL_GUARDED_BY(queue_) = 0;
 };

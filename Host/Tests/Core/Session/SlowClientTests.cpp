@@ -32,6 +32,20 @@ class SlowClientTest : public SessionFixture {
     connection_->sendVideo(1, {}, 0, shareBytes(Bytes(size)), Droppable::yes);
   }
 
+  void playPacket(std::uint64_t number) {
+    connection_->sendFrame(OutgoingFrame::audio({.ptsMicros = number, .data = shareBytes(Bytes(400))}),
+                           Droppable::yes);
+  }
+  // The numbers of the packets of sound that have arrived, and 0 for each other frame.
+  static std::vector<std::uint64_t> arrived(const FakeClient& client) {
+    std::vector<std::uint64_t> numbers;
+    for (const Frame& frame : client.peer->takeFrames())
+      numbers.push_back(frame.type == FrameType::audio ? AudioPacket::decode(frame.payload).value().ptsMicros
+                                                       : 0);
+    return numbers;
+  }
+  static constexpr std::size_t mostSound = SendPath::transportSoundPackets + HeldFrames::mostSoundPackets;
+
   int opened_ = 0;
 };
 
@@ -71,6 +85,63 @@ TEST_F(SlowClientTest, keepsTheNewestOfEachStateOnly) {
   ASSERT_EQ(states.size(), 1U);
   EXPECT_EQ(states[0]._0.displays[0].id, 10'000U);
   EXPECT_EQ(client.all<message::ServiceList>().size(), 1U);
+}
+
+TEST_F(SlowClientTest, hearsTheNewestHalfSecondOfSound) {
+  FakeClient client = connectAuthenticated();
+  client.peer->setReading(false);
+  const std::size_t before = connection_->outstandingBytes();
+  for (std::uint64_t number = 1; number <= 28'125; ++number) playPacket(number);  // ten minutes
+  simulation_.runReady();
+  EXPECT_LE(connection_->outstandingBytes() - before, mostSound * 500);
+  client.peer->setReading(true);
+  simulation_.runReady();
+  const auto numbers = arrived(client);
+  ASSERT_EQ(numbers.size(), mostSound);
+  EXPECT_LE(mostSound * 1'024 * 1'000 / 48'000, 520U) << "milliseconds";
+  EXPECT_EQ(numbers.back(), 28'125U);
+  EXPECT_EQ(numbers[SendPath::transportSoundPackets], 28'126 - HeldFrames::mostSoundPackets);
+  EXPECT_TRUE(std::ranges::is_sorted(numbers));
+  EXPECT_EQ(connection_->outstandingBytes(), 0U);
+}
+
+TEST_F(SlowClientTest, losesNothingElseToSound) {
+  FakeClient client = connectAuthenticated();
+  client.peer->setReading(false);
+  std::uint64_t number = 0;
+  const auto playSecond = [&] {
+    for (int count = 0; count < 47; ++count) playPacket(++number);
+  };
+  playSecond();
+  connection_->sendControl(message::AudioConfig{});
+  playSecond();
+  connection_->sendFrame(frameOfSize(1'000), Droppable::no);
+  sendPicture(1'000);
+  playSecond();
+  simulation_.runReady();
+  client.peer->setReading(true);
+  simulation_.runReady();
+  const auto numbers = arrived(client);
+  EXPECT_EQ(std::ranges::count(numbers, 0U), 3);
+  EXPECT_EQ(numbers.size(), mostSound + 3);
+  EXPECT_EQ(numbers.back(), number);
+}
+
+TEST_F(SlowClientTest, getsAllSoundOnceItKeepsUp) {
+  FakeClient client = connectAuthenticated();
+  client.peer->setReading(false);
+  for (std::uint64_t number = 1; number <= 100; ++number) playPacket(number);
+  simulation_.runReady();
+  client.peer->setReading(true);
+  simulation_.runReady();
+  client.peer->takeFrames();
+  for (std::uint64_t number = 101; number <= 300; ++number) {
+    playPacket(number);
+    simulation_.runReady();
+  }
+  const auto numbers = arrived(client);
+  ASSERT_EQ(numbers.size(), 200U);
+  EXPECT_EQ(numbers.front(), 101U);
 }
 
 TEST_F(SlowClientTest, losesNoMessageThatCounts) {
@@ -216,6 +287,27 @@ TEST(HeldFrames, putNewerStateAfterWhatCameBetween) {
   EXPECT_EQ(held.pop()->frame.body().size(), 2U);
   EXPECT_EQ(held.pop()->frame.body().size(), 3U);
   EXPECT_FALSE(held.pop());
+}
+
+TEST(HeldFrames, keepTheNewestPacketsOfSoundInOrder) {
+  HeldFrames held;
+  const auto packet = [](std::size_t size) {
+    return HeldFrames::Held{OutgoingFrame::audio({.ptsMicros = 0, .data = shareBytes(Bytes(size))}),
+                            Purpose::other};
+  };
+  held.push({someFrame(), Purpose::other}, std::nullopt);
+  for (std::size_t size = 1; size <= HeldFrames::mostSoundPackets; ++size)
+    EXPECT_TRUE(held.push(packet(size), std::nullopt).empty());
+  const auto removed = held.push(packet(100), std::nullopt);
+  ASSERT_EQ(removed.size(), 1U);
+  EXPECT_EQ(removed.front().frame.body().size(), 1U) << "the oldest";
+  EXPECT_EQ(held.front()->type(), FrameType::control);
+  held.pop();
+  for (std::size_t size = 2; size <= HeldFrames::mostSoundPackets; ++size) {
+    EXPECT_EQ(held.pop()->frame.body().size(), size);
+    EXPECT_TRUE(held.push(packet(1), std::nullopt).empty()) << "popped packets leave room";
+  }
+  EXPECT_EQ(held.pop()->frame.body().size(), 100U);
 }
 
 TEST(HeldFrames, keepEventsOfDifferentAgentsApart) {
