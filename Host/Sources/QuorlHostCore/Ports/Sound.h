@@ -48,7 +48,8 @@ class SoundStream {
   using StartAnswer = std::move_only_function<void(std::optional<PortError>)>;
 
   virtual ~SoundStream() = default;
-  /// `answer` is called once, later: without an error when the capture runs.
+  /// `answer` is called at most once, later: without an error when the capture runs. A capture may wait for
+  /// its device first; its answer then comes with the device.
   virtual void start(StartAnswer answer) = 0;
   virtual void stop() = 0;
 };

@@ -121,6 +121,18 @@ TEST_F(AudioStreamerTest, timeStampsCountSamples) {
   EXPECT_EQ(packets[47].ptsMicros, 1'002'666U);
 }
 
+// Time stamps count encoded samples, so sound that is not encoded or not sent would come too early after it.
+TEST_F(AudioStreamerTest, silenceIsSentSoThatTimeStampsGoOn) {
+  const auto sink = subscribed();
+  play();
+  for (int count = 0; count < 100; ++count) sound->play({{}, Bytes(8'192)});
+  settle();
+  play();
+  const auto packets = packetsOf(*sink);
+  ASSERT_EQ(packets.size(), 102U);
+  EXPECT_EQ(packets.back().ptsMicros, 101U * 1'024 * 1'000'000 / 48'000);
+}
+
 TEST_F(AudioStreamerTest, aChangeOfFormatBeginsAgainWithTheConfiguration) {
   const auto first = subscribed();
   const auto second = subscribed();
