@@ -9,6 +9,8 @@
 #include <QuorlHostLinux/Applications/DesktopFile.h>
 #include <QuorlHostLinux/Applications/DesktopWorkspace.h>
 #include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
+#include <QuorlHostLinux/Sound/PulseSoundCapture.h>
+#include <QuorlHostLinux/SoundCoding/AACCompressor.h>
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
 #include <QuorlHostLinux/System/LinuxMachineFacts.h>
 #include <QuorlHostLinux/System/LogindSessions.h>
@@ -55,6 +57,8 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.sessionFiles = std::make_shared<HomeSessionFiles>(currentUserFolders().home);
   platform_.applicationSupportDirectory = currentUserFolders().data;
   platform_.compressors = makeLinuxVideoCompressors();
+  platform_.sound = std::make_shared<PulseSoundCapture>();
+  platform_.soundCompressors = makeAACCompressors();
   desktopFor(processEnvironment()).addTo(platform_);
 }
 

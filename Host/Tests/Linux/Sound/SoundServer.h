@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <Linux/System/ChildProgram.h>
+#include <Support/TemporaryFolder.h>
+
+namespace quorl::test {
+
+/// A PulseAudio server with null outputs, in a folder of its own. PULSE_SERVER of this process names it while
+/// the object exists, whether or not it runs.
+class SoundServer {
+ public:
+  SoundServer();
+  SoundServer(const SoundServer&) = delete;
+  SoundServer& operator=(const SoundServer&) = delete;
+  ~SoundServer();
+
+  /// Starts it and waits until it answers.
+  void start();
+  /// Ends it at once, like a crash.
+  void kill();
+  void pause() { server_->signal(SIGSTOP); }
+  void resume() { server_->signal(SIGCONT); }
+
+  void addOutput(const std::string& name);
+  void removeOutput(const std::string& name);
+  void setDefaultOutput(const std::string& name);
+  /// Plays a tone on both channels of an output, made by the server itself.
+  void playTone(int frequency, const std::string& output = "first");
+  /// The sources of all recordings, each with a line feed.
+  std::string recordedDevices() const;
+  /// Connected programs, without the one that asks.
+  std::size_t clients() const;
+
+  std::string environment() const;  // "PULSE_SERVER=..."
+  std::string folder() const { return folder_.path().string(); }
+
+ private:
+  std::string control(const std::vector<std::string>& words) const;
+  std::string address() const { return "unix:" + folder_.file("native"); }
+
+  TemporaryFolder folder_;
+  std::unique_ptr<ChildProgram> server_;
+};
+
+}  // namespace quorl::test
