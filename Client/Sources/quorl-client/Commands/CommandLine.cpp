@@ -10,8 +10,8 @@ namespace {
 
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
-  for (auto group : {hostCommands(), hostStateCommands(), sessionCommands(), videoCommands(), inputCommands(), agentCommands(),
-                     attachCommands(), agentSourceCommands()})
+  for (auto group : {hostCommands(), hostStateCommands(), sessionCommands(), videoCommands(), soundCommands(),
+                     inputCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }

@@ -6,8 +6,9 @@
 
 #include <quorl-client/Base/Printable.h>
 #include <quorl-client/Commands/StreamOptions.h>
-#include <quorl-client/Recording/Muxer.h>
 #include <quorl-client/Recording/PngWriter.h>
+#include <quorl-client/Recording/StreamRecording.h>
+#include <quorl-client/Sound/SoundReceiver.h>
 #include <quorl-client/Video/Decoder.h>
 #include <quorl-client/Video/StatsMeter.h>
 
@@ -94,68 +95,34 @@ Outcome<void> runShot(const Arguments& arguments, CommandContext& context) {
   return {};
 }
 
-// A recording: events from before the file could be started, and the file.
-class Recording {
- public:
-  explicit Recording(std::string path) : path_(std::move(path)) {}
-
-  enum class Verdict : std::uint8_t { goOn, formatChanged };
-
-  Outcome<Verdict> take(VideoEvent event) {
-    if (const auto* started = std::get_if<StreamStarted>(&event)) {
-      size_ = {static_cast<int>(started->pixelWidth), static_cast<int>(started->pixelHeight)};
-    } else if (auto* config = std::get_if<DecoderConfig>(&event)) {
-      if (config_ && muxer_ && config_->record != config->record) return Verdict::formatChanged;
-      config_ = std::move(*config);
-    } else if (auto* picture = std::get_if<EncodedPicture>(&event)) {
-      if (!held_.empty() || picture->isKeyframe || muxer_) held_.push_back(std::move(*picture));
-      if (!firstArrival_ && !held_.empty()) firstArrival_ = held_.front().arrival;
-    }
-    if (auto written = writeHeld(); !written) return std::unexpected(written.error());
-    return Verdict::goOn;
-  }
-
-  // When the recording of pictures started.
-  std::optional<Clock::time_point> firstArrival() const { return muxer_ ? firstArrival_ : std::nullopt; }
-  std::uint64_t bytes() const { return bytes_; }
-
-  Outcome<std::uint64_t> finish() {
-    if (auto finished = muxer_->finish(Clock::now() - *firstArrival_); !finished)
-      return std::unexpected(finished.error());
-    return muxer_->pictures();
-  }
-
- private:
-  Outcome<void> writeHeld() {
-    if (!size_ || !config_ || held_.empty()) return {};
-    if (!muxer_) {
-      auto created = Muxer::create(path_, *config_, *size_);
-      if (!created) return std::unexpected(created.error());
-      muxer_ = std::move(*created);
-    }
-    for (auto& picture : held_) {
-      bytes_ += picture.data.size();
-      if (auto written = muxer_->write(std::move(picture)); !written) return written;
-    }
-    held_.clear();
-    return {};
-  }
-
-  std::string path_;
-  std::optional<PixelSize> size_;
-  std::optional<DecoderConfig> config_;
-  std::vector<EncodedPicture> held_;
-  std::optional<Clock::time_point> firstArrival_;
-  std::unique_ptr<Muxer> muxer_;
-  std::uint64_t bytes_ = 0;
-};
-
 enum class RecordingEnd : std::uint8_t { complete, interrupted, formatChanged, connectionLost };
+
+Outcome<void> resultOf(RecordingEnd end) {
+  switch (end) {
+    case RecordingEnd::complete:
+    case RecordingEnd::interrupted:
+      return {};
+    case RecordingEnd::formatChanged:
+      return failed(ExitCode::failure, "the picture's format changed, which ends the recording",
+                    "The file is complete up to there; record again for the rest.");
+    case RecordingEnd::connectionLost:
+      return failed(ExitCode::failure, "the stream ended before the time was over",
+                    "The file is complete up to there.");
+  }
+  return {};
+}
+
+// The sound that came with the pictures.
+Outcome<void> takeSound(StreamRecording& recording, SoundReceiver& sound) {
+  while (auto event = sound.next())
+    if (auto taken = recording.take(std::move(*event)); !taken) return taken;
+  return recording.tick(Clock::now());
+}
 
 // Records until the time is over or something ends it. An end that leaves a usable file is not a failure
 // here.
-Outcome<RecordingEnd> record(Recording& recording, VideoReceiver& receiver, Deadline firstPicture,
-                             double seconds, Output& output) {
+Outcome<RecordingEnd> record(StreamRecording& recording, VideoReceiver& receiver, SoundReceiver& sound,
+                             Deadline firstPicture, double seconds, Output& output) {
   for (;;) {
     const auto begun = recording.firstArrival();
     const auto end = begun ? *begun + secondsOf(seconds) : firstPicture;
@@ -169,11 +136,20 @@ Outcome<RecordingEnd> record(Recording& recording, VideoReceiver& receiver, Dead
       output.progress(fmt::format("recorded {:.1f} of {:g} s, {} KiB",
                                   std::chrono::duration<double>(Clock::now() - *begun).count(), seconds,
                                   recording.bytes() >> 10U));
-    if (!*event) continue;
-    const auto verdict = recording.take(std::move(**event));
-    if (!verdict) return std::unexpected(verdict.error());
-    if (*verdict == Recording::Verdict::formatChanged) return RecordingEnd::formatChanged;
+    if (*event) {
+      const auto verdict = recording.take(std::move(**event));
+      if (!verdict) return std::unexpected(verdict.error());
+      if (*verdict == StreamRecording::Verdict::formatChanged) return RecordingEnd::formatChanged;
+    }
+    if (auto taken = takeSound(recording, sound); !taken) return std::unexpected(taken.error());
   }
+}
+
+// Lets the receiver of pictures pass on what is about sound, and asks for sound.
+Outcome<void> subscribe(SoundReceiver& sound, VideoReceiver& receiver) {
+  receiver.onFrame = [&sound](const Frame& frame) { sound.take(frame); };
+  receiver.onControl = [&sound](const ControlMessage& control) { sound.take(control); };
+  return sound.subscribe();
 }
 
 Outcome<void> runRecord(const Arguments& arguments, CommandContext& context) {
@@ -184,27 +160,22 @@ Outcome<void> runRecord(const Arguments& arguments, CommandContext& context) {
   const auto deadline = answerDeadline(arguments);
   if (!deadline) return std::unexpected(deadline.error());
   const auto& path = arguments.positional()[0];
-  Recording recording(path);
-  const auto end = record(recording, *stream->receiver, *deadline, *seconds, context.output);
+  const bool isMute = arguments.has("--no-sound");
+  StreamRecording recording(path, isMute ? StreamRecording::Sound::none : StreamRecording::Sound::wanted);
+  SoundReceiver sound(*stream->session);
+  if (!isMute)
+    if (auto subscribed = subscribe(sound, *stream->receiver); !subscribed)
+      return std::unexpected(subscribed.error());
+  const auto end = record(recording, *stream->receiver, sound, *deadline, *seconds, context.output);
   if (!end) return std::unexpected(end.error());
   if (!recording.firstArrival()) return noPicture(arguments);
   const auto length = std::chrono::duration<double>(Clock::now() - *recording.firstArrival()).count();
   const auto pictures = recording.finish();
   if (!pictures) return std::unexpected(pictures.error());
   if (*end != RecordingEnd::connectionLost) closeStream(*stream);
-  context.output.note(fmt::format("{}: {:.1f} s, {} pictures", path, length, *pictures));
-  switch (*end) {
-    case RecordingEnd::complete:
-    case RecordingEnd::interrupted:
-      return {};
-    case RecordingEnd::formatChanged:
-      return failed(ExitCode::failure, "the picture's format changed, which ends the recording",
-                    "The file is complete up to there; record again for the rest.");
-    case RecordingEnd::connectionLost:
-      return failed(ExitCode::failure, "the stream ended before the time was over",
-                    "The file is complete up to there.");
-  }
-  return {};
+  context.output.note(fmt::format("{}: {:.1f} s, {} pictures, {}", path, length, *pictures,
+                                  recording.hasSound() ? "with sound" : "no sound"));
+  return resultOf(*end);
 }
 
 void printInterval(Output& output, const StatsReport& report, bool asJSON) {
@@ -302,10 +273,12 @@ std::vector<Command> videoCommands() {
   commands.push_back(
       {.name = "record",
        .arguments = "OUT.mp4",
-       .summary = "record a stream to an MP4 file",
-       .details = "Pictures are stored as received, without encoding them again. The time starts with the\n"
-                  "first picture. Ctrl-C ends the recording early and leaves a complete file.\n",
-       .options = withStreamOptions({{"--seconds", "N", "how long (default 10)"}}),
+       .summary = "record a stream and the host's sound to an MP4 file",
+       .details = "Pictures and sound are stored as received, without encoding them again. The time starts\n"
+                  "with the first picture. Ctrl-C ends the recording early and leaves a complete file.\n"
+                  "The file has no sound if the host sends none within the first second.\n",
+       .options = withStreamOptions(
+           {{"--seconds", "N", "how long (default 10)"}, {"--no-sound", "", "record the pictures only"}}),
        .minimumPositional = 1,
        .maximumPositional = 1,
        .examples = {"record demo.mp4 --seconds 30", "record app.mp4 --app org.example.editor --codec hevc"},

@@ -76,6 +76,7 @@ Outcome<void> VideoReceiver::handleFrame(const Frame& frame) {
     return {};
   }
   if (const auto decoded = session_.decodeControl(frame)) return handleControl(*decoded);
+  if (frame.type != FrameType::control && onFrame) onFrame(frame);
   return {};
 }
 

@@ -62,6 +62,8 @@ class VideoReceiver {
 
   /// Control messages that are not about this stream.
   std::function<void(const ControlMessage&)> onControl;
+  /// Frames that carry neither pictures nor control messages.
+  std::function<void(const Frame&)> onFrame;
 
  private:
   VideoReceiver(Session& session, std::uint32_t streamID) : session_(session), streamID_(streamID) {}
