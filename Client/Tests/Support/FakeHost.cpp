@@ -35,6 +35,9 @@ struct FakeHost::Client {
   std::uint64_t ptsBase = 0;
   Clock::time_point nextPictureAt;
 
+  std::optional<Clock::time_point> nextSoundAt;  // while subscribed
+  std::size_t sentSound = 0;
+
   Descriptor datagrams;
   std::uint16_t datagramPort = 0;
   std::uint32_t frameCounter = 0;
@@ -155,16 +158,19 @@ void FakeHost::serve(Client& client) {
     if (!bytes->empty()) ::send(client.socket.get(), bytes->data(), bytes->size(), MSG_NOSIGNAL);
   for (;;) {
     std::array<pollfd, 2> watched{pollfd{stop_.get(), POLLIN, 0}, pollfd{client.socket.get(), POLLIN, 0}};
-    int timeout = -1;
+    std::optional<Clock::time_point> next = client.nextSoundAt;
     if (client.stream && client.behaviour.video != nullptr)
+      next = next ? std::min(*next, client.nextPictureAt) : client.nextPictureAt;
+    int timeout = -1;
+    if (next)
       timeout = static_cast<int>(std::clamp<std::int64_t>(
-          std::chrono::ceil<std::chrono::milliseconds>(client.nextPictureAt - Clock::now()).count(), 0,
-          1000));
+          std::chrono::ceil<std::chrono::milliseconds>(*next - Clock::now()).count(), 0, 1000));
     if (::poll(watched.data(), watched.size(), timeout) < 0) continue;
     if (watched[0].revents != 0) return;
     if (watched[1].revents != 0 && !receive(client)) return;
     if (client.stream && client.behaviour.video != nullptr && Clock::now() >= client.nextPictureAt)
       if (!sendPicture(client)) return;
+    if (client.nextSoundAt && Clock::now() >= *client.nextSoundAt) sendSound(client);
   }
 }
 
@@ -270,6 +276,8 @@ bool FakeHost::handleControl(Client& client, const ControlMessage& message) {
     send(client, ControlMessage(message::Error{*behaviour.inputError}));
   if (const auto* start = std::get_if<message::StartStream>(&message)) startStream(client, start->_0);
   if (std::holds_alternative<message::StopStream>(message)) client.stream.reset();
+  if (const auto* control = std::get_if<message::AudioControl>(&message))
+    controlSound(client, control->enabled);
   if (const auto* transport = std::get_if<message::VideoTransport>(&message)) {
     client.datagrams = Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     client.datagramPort = transport->udpPort;
@@ -315,6 +323,27 @@ bool FakeHost::sendPicture(Client& client) {
   ++client.sentPictures;
   record([&] { ++sentPictures_; });
   return !behaviour.closesAfterPictures || client.sentPictures < *behaviour.closesAfterPictures;
+}
+
+void FakeHost::controlSound(Client& client, bool enabled) {
+  const auto* const sound = client.behaviour.sound;
+  if (sound == nullptr) return;
+  send(client, ControlMessage(message::AudioControl{enabled}));
+  client.nextSoundAt.reset();
+  if (!enabled) return;
+  send(client, ControlMessage(message::AudioConfig{sound->config}));
+  client.nextSoundAt = Clock::now();
+}
+
+void FakeHost::sendSound(Client& client) {
+  const auto& behaviour = client.behaviour;
+  const auto& packets = behaviour.sound->packets;
+  const std::uint64_t samples = client.sentSound * 1'024;
+  send(client, OutgoingFrame::audio(
+                   {samples * 1'000'000 / 48'000, shareBytes(packets[client.sentSound % packets.size()])}));
+  *client.nextSoundAt += std::chrono::microseconds(21'333);
+  record([] {});
+  if (++client.sentSound == behaviour.pausesAfterPackets) *client.nextSoundAt += behaviour.pause;
 }
 
 void FakeHost::sendVideo(Client& client, VideoPacketFlags flags, std::uint64_t pts, const Bytes& data) {

@@ -18,6 +18,7 @@
 #include <QuorlUnix/Descriptor.h>
 #include <quorl-client/Hosts/HostBook.h>
 
+#include "SampleSound.h"
 #include "SampleVideo.h"
 
 namespace quorl::client::test {
@@ -48,6 +49,11 @@ struct HostBehaviour {
   const SampleVideo* video = nullptr;
   PointRect contentRect{{0, 0}, {320, 240}};
   std::chrono::milliseconds pictureInterval{10};
+  /// Sent in real time, over and over, to a client that subscribes to sound.
+  const SampleSound* sound = nullptr;
+  /// The number of packets of sound after which the host is silent for a while, without counting on.
+  std::optional<std::size_t> pausesAfterPackets;
+  std::chrono::milliseconds pause{1'000};
   /// The number of pictures after which the connection is closed.
   std::optional<std::size_t> closesAfterPictures;
   /// Sends this configuration instead of the video's from the second pass over the video on.
@@ -57,7 +63,7 @@ struct HostBehaviour {
 };
 
 /// A session host over loopback sockets with what the client's tests need: the whole handshake, echoes, one
-/// stream from a sample, and a record of everything received. One client at a time.
+/// stream and sound from samples, and a record of everything received. One client at a time.
 ///
 /// *Queue*: its own thread; the record is read under its lock. *Ownership*: the test's.
 class FakeHost {
@@ -107,6 +113,8 @@ class FakeHost {
   void acknowledge(Client& client, bool authenticated);
   void startStream(Client& client, const StartStream& request);
   bool sendPicture(Client& client);
+  void controlSound(Client& client, bool enabled);
+  void sendSound(Client& client);
   void sendVideo(Client& client, VideoPacketFlags flags, std::uint64_t pts, const Bytes& data);
   void send(Client& client, const OutgoingFrame& frame);
   void send(Client& client, const ControlMessage& message);

@@ -23,12 +23,16 @@ std::string nullOutput(const std::string& name) {
 }  // namespace
 
 SoundServer::SoundServer() {
+  if (const char* before = std::getenv("PULSE_SERVER")) before_ = before;
   ::setenv("PULSE_SERVER", address().c_str(), 1);
 }
 
 SoundServer::~SoundServer() {
   server_.reset();
-  ::unsetenv("PULSE_SERVER");
+  if (before_)
+    ::setenv("PULSE_SERVER", before_->c_str(), 1);
+  else
+    ::unsetenv("PULSE_SERVER");
 }
 
 std::string SoundServer::environment() const {
@@ -108,6 +112,10 @@ std::string SoundServer::recordedDevices() const {
     devices += sources[source] + "\n";
   }
   return devices;
+}
+
+std::size_t SoundServer::playbacks() const {
+  return static_cast<std::size_t>(std::ranges::count(control({"list", "short", "sink-inputs"}), '\n'));
 }
 
 std::size_t SoundServer::clients() const {

@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,8 @@ class SoundServer {
   void playTone(int frequency, const std::string& output = "first");
   /// The sources of all recordings, each with a line feed.
   std::string recordedDevices() const;
+  /// Programs that play.
+  std::size_t playbacks() const;
   /// Connected programs, without the one that asks.
   std::size_t clients() const;
 
@@ -45,6 +48,7 @@ class SoundServer {
   std::string address() const { return "unix:" + folder_.file("native"); }
 
   TemporaryFolder folder_;
+  std::optional<std::string> before_;  // the variable's former value
   std::unique_ptr<ChildProgram> server_;
 };
 
