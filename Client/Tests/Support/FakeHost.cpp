@@ -106,6 +106,11 @@ int FakeHost::connections() const {
   return connections_;
 }
 
+std::size_t FakeHost::sentSoundPackets() const {
+  const std::scoped_lock guard(lock_);
+  return sentSoundPackets_;
+}
+
 std::uint64_t FakeHost::keyframeRequests() const {
   const std::scoped_lock guard(lock_);
   return keyframeRequests_;
@@ -342,7 +347,7 @@ void FakeHost::sendSound(Client& client) {
   send(client, OutgoingFrame::audio(
                    {samples * 1'000'000 / 48'000, shareBytes(packets[client.sentSound % packets.size()])}));
   *client.nextSoundAt += std::chrono::microseconds(21'333);
-  record([] {});
+  record([&] { ++sentSoundPackets_; });
   if (++client.sentSound == behaviour.pausesAfterPackets) *client.nextSoundAt += behaviour.pause;
 }
 

@@ -86,6 +86,7 @@ class FakeHost {
   std::vector<Bytes> pongs() const;
   int connections() const;
   std::uint64_t keyframeRequests() const;
+  std::size_t sentSoundPackets() const;
 
   bool waitUntilSent(std::size_t pictures);
   /// Waits until the condition holds for what was recorded; false after ten seconds.
@@ -134,6 +135,7 @@ class FakeHost {
   std::vector<Bytes> pongs_;
   std::uint64_t keyframeRequests_ = 0;
   std::size_t sentPictures_ = 0;
+  std::size_t sentSoundPackets_ = 0;
   int connections_ = 0;
 
   std::thread thread_;
