@@ -27,75 +27,173 @@ void ClipboardSync::setBroadcast(Broadcast broadcast) {
 void ClipboardSync::start() {
   queue_.async([self = shared_from_this()] {
     self->queue_.assertCurrent();
-    self->timer_ = self->queue_.every(pollInterval, pollInterval, [weak = self->weak_from_this()] {
-      if (const auto sync = weak.lock()) sync->poll();
+    self->started_ = self->queue_.now();
+    const auto weak = self->weak_from_this();
+    const bool notifies = self->pasteboard_->setChangeHandler([weak] {
+      const auto sync = weak.lock();
+      if (!sync || sync->isCheckDue_.exchange(true)) return;
+      sync->queue_.async([sync] { sync->checkAtNextTick(); });
     });
+    if (notifies) {
+      // The content may have changed since the construction.
+      self->isCheckDue_ = true;
+      self->checkAtNextTick();
+    } else {
+      self->timer_ = self->queue_.every(pollInterval, pollInterval, [weak] {
+        if (const auto sync = weak.lock()) sync->poll();
+      });
+    }
   });
 }
 
 void ClipboardSync::stop() {
   queue_.async([self = shared_from_this()] {
     self->queue_.assertCurrent();
+    self->started_.reset();
     self->timer_.cancel();
+    self->pasteboard_->setChangeHandler({});
+  });
+}
+
+void ClipboardSync::checkAtNextTick() {
+  queue_.assertCurrent();
+  if (!started_) return;
+  const auto sinceTick = (queue_.now() - *started_) % pollInterval;
+  timer_ = queue_.after(pollInterval - sinceTick, [weak = weak_from_this()] {
+    if (const auto sync = weak.lock()) sync->poll();
   });
 }
 
 void ClipboardSync::apply(ClipboardPayload payload) {
-  queue_.async([self = shared_from_this(), payload = std::move(payload)] {
+  queue_.async([self = shared_from_this(), payload = std::move(payload)]() mutable {
     self->queue_.assertCurrent();
-    self->lastChangeCount_ = self->replace(payload.content);
-    self->applied_ = payload;
-    Log::clipboard.info("applied remote clipboard");
+    ++self->applying_;
+    // The client's content is newer than what is being read.
+    if (self->reading_) self->reading_->isPush = false;
+    self->applied_ = std::move(payload);
+    const auto& content = self->applied_->content;
+    const auto* text = std::get_if<clipboardContent::Text>(&content);
+    self->pasteboard_->replace(
+        text != nullptr ? PasteboardType::text : PasteboardType::png,
+        text != nullptr ? bytesOf(text->_0) : std::get<clipboardContent::Image>(content)._0,
+        [weak = self->weak_from_this(), queue = self->queue_](std::int64_t count) {
+          queue.async([weak, count] {
+            if (const auto sync = weak.lock()) sync->finishApply(count);
+          });
+        });
   });
 }
 
-std::int64_t ClipboardSync::replace(const ClipboardContent& content) {
-  std::int64_t count = 0;
-  queue_.scheduler().blocking([&] {
-    if (const auto* text = std::get_if<clipboardContent::Text>(&content))
-      count = pasteboard_->replace(PasteboardType::text, bytesOf(text->_0));
-    else
-      count = pasteboard_->replace(PasteboardType::png, std::get<clipboardContent::Image>(content)._0);
-  });
-  return count;
+void ClipboardSync::finishApply(std::int64_t count) {
+  queue_.assertCurrent();
+  --applying_;
+  lastChangeCount_ = count;
+  Log::clipboard.info("applied remote clipboard");
+  if (applying_ == 0 && std::exchange(isPollPostponed_, false)) poll();
 }
 
-void ClipboardSync::currentPayload(std::function<void(Payload)> completion) {
-  queue_.async(
-      [self = shared_from_this(), completion = std::move(completion)] { completion(self->readPayload()); });
+void ClipboardSync::currentPayload(Completion completion) {
+  queue_.async([self = shared_from_this(), completion = std::move(completion)]() mutable {
+    self->queue_.assertCurrent();
+    self->joinReading().completions.push_back(std::move(completion));
+  });
 }
 
 // The count is stored first: content that cannot be read or is too large is not tried again.
 void ClipboardSync::poll() {
   queue_.assertCurrent();
+  isCheckDue_ = false;
+  if (!started_) return;
+  if (applying_ > 0) {
+    // The change may be our own, whose count is not known yet.
+    isPollPostponed_ = true;
+    return;
+  }
   const std::int64_t count = pasteboard_->changeCount();
   if (count == lastChangeCount_) return;
   lastChangeCount_ = count;
-  const Payload payload = readPayload();
+  joinReading().isPush = true;
+}
+
+ClipboardSync::Reading& ClipboardSync::joinReading() {
+  queue_.assertCurrent();
+  if (!reading_) {
+    reading_ = Reading{.count = pasteboard_->changeCount()};
+    readText();
+  }
+  return *reading_;
+}
+
+void ClipboardSync::readText() {
+  pasteboard_->read(PasteboardType::text, maxTextSize,
+                    [weak = weak_from_this(), queue = queue_](ReadResult text) {
+                      queue.async([weak, text = std::move(text)] {
+                        const auto self = weak.lock();
+                        if (!self) return;
+                        if (text && !text->empty())
+                          return self->finishReading(
+                              ClipboardPayload{clipboardContent::Text{repairedUTF8(textViewOf(*text))}});
+                        if (!text && text.error() != PasteboardFailure::absent)
+                          return self->finishReading(std::nullopt);
+                        self->readImage(PasteboardType::png);
+                      });
+                    });
+}
+
+void ClipboardSync::readImage(PasteboardType type) {
+  const bool isPNG = type == PasteboardType::png;
+  pasteboard_->read(
+      type, isPNG ? maxImageSize : maxTIFFSize,
+      [weak = weak_from_this(), queue = queue_, isPNG](ReadResult image) {
+        queue.async([weak, isPNG, image = std::move(image)]() mutable {
+          const auto self = weak.lock();
+          if (!self) return;
+          if (image && !isPNG) return self->convertTIFF(std::move(*image));
+          if (image) return self->finishReading(ClipboardPayload{clipboardContent::Image{std::move(*image)}});
+          if (isPNG && image.error() == PasteboardFailure::absent)
+            return self->readImage(PasteboardType::tiff);
+          self->finishReading(std::nullopt);
+        });
+      });
+}
+
+// A large picture takes seconds, in which the queue must stay free to apply what clients send.
+void ClipboardSync::convertTIFF(Bytes tiff) {
+  queue_.scheduler().execute([self = shared_from_this(), tiff = std::move(tiff)] {
+    std::optional<Bytes> png;
+    self->queue_.scheduler().blocking([&] { png = self->images_->pngFromTIFF(tiff); });
+    Payload payload;
+    if (png && png->size() <= maxImageSize)
+      payload = ClipboardPayload{clipboardContent::Image{std::move(*png)}};
+    self->queue_.async(
+        [self, payload = std::move(payload)]() mutable { self->finishReading(std::move(payload)); });
+  });
+}
+
+void ClipboardSync::finishReading(Payload payload) {
+  queue_.assertCurrent();
+  // What a program copies meanwhile is read at once for those who asked, and at the next tick for a push.
+  constexpr int mostAttempts = 3;
+  const std::int64_t count = pasteboard_->changeCount();
+  const bool isCurrent = count == reading_->count;
+  if (!isCurrent) reading_->isPush = false;
+  if (!isCurrent && !reading_->completions.empty() && reading_->attempt < mostAttempts) {
+    reading_->count = count;
+    ++reading_->attempt;
+    return readText();
+  }
+  const Reading finished = *std::exchange(reading_, std::nullopt);
+  for (const auto& completion : finished.completions) completion(payload);
+  if (finished.isPush && payload && started_) push(*payload, finished.count);
+}
+
+void ClipboardSync::push(const ClipboardPayload& payload, std::int64_t count) {
+  queue_.assertCurrent();
   // A clipboard manager that takes over what a client sent changes the count, not the content.
-  if (!payload || payload == applied_) return;
+  if (payload == applied_) return;
   applied_.reset();
   Log::clipboard.info(fmt::format("pushing local clipboard change #{}", count));
-  if (broadcast_) broadcast_(*payload);
-}
-
-ClipboardSync::Payload ClipboardSync::readPayload() {
-  Payload payload;
-  queue_.scheduler().blocking([&] {
-    if (const auto text = pasteboard_->read(PasteboardType::text, maxTextSize); text && !text->empty())
-      payload = ClipboardPayload{clipboardContent::Text{repairedUTF8(textViewOf(*text))}};
-    else if (auto image = readImage(); image && image->size() <= maxImageSize)
-      payload = ClipboardPayload{clipboardContent::Image{std::move(*image)}};
-  });
-  return payload;
-}
-
-std::optional<Bytes> ClipboardSync::readImage() {
-  // A TIFF may be many times as large as its PNG.
-  constexpr std::size_t maxTIFFSize = 64 * std::size_t{1'048'576};
-  if (auto png = pasteboard_->read(PasteboardType::png, maxImageSize + 1)) return png;
-  const auto tiff = pasteboard_->read(PasteboardType::tiff, maxTIFFSize);
-  return tiff ? images_->pngFromTIFF(*tiff) : std::nullopt;
+  if (broadcast_) broadcast_(payload);
 }
 
 }  // namespace quorl

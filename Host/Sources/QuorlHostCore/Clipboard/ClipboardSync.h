@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Ports/Pasteboard.h>
@@ -15,10 +17,14 @@
 namespace quorl {
 
 /// Keeps this session's clipboard and the clients' in step. A change here goes to all clients; what a client
-/// sends becomes the content here and goes to nobody else.
+/// sends becomes the content here and goes to no other client.
+///
+/// Changes are pushed on the ticks of a one-second clock that begins with `start`, so that several changes
+/// between two ticks are one push. Where the platform notifies of changes, the queue runs only on ticks after
+/// a change.
 ///
 /// *Queue*: owns "quorl.clipboard" (rank `service`); every operation may be called from any thread.
-/// *Blocking*: none; the queue itself waits for the owner of the content.
+/// *Blocking*: none; the queue does not wait for the owner of the content either.
 /// *Ownership*: shared by the runtime and its connections. *Lifetime*: pending work holds it weakly.
 class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
  public:
@@ -26,9 +32,11 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   static constexpr std::size_t maxImageSize = 5'242'880;
   /// More than this cannot be a message, whose frame is limited too.
   static constexpr std::size_t maxTextSize = 16 * 1'048'576;
+  /// A TIFF may be many times as large as its PNG.
+  static constexpr std::size_t maxTIFFSize = 64 * std::size_t{1'048'576};
 
   using Payload = std::optional<ClipboardPayload>;
-
+  using Completion = std::function<void(Payload)>;
   using Broadcast = std::function<void(const ClipboardPayload&)>;
 
   /// Content that is there now is not pushed.
@@ -41,22 +49,42 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   void start();
   void stop();
   void apply(ClipboardPayload payload);
-  /// Calls `completion` once, on the queue, with what the clipboard holds: text first, else a picture as PNG.
-  void currentPayload(std::function<void(Payload)> completion);
+  /// Calls `completion` once, on the queue, with the content: text first, else a picture as PNG.
+  void currentPayload(Completion completion);
 
  private:
+  /// One read of the content. Requests that arrive meanwhile share it.
+  struct Reading {
+    std::int64_t count = 0;  // the change count before the read
+    int attempt = 1;
+    bool isPush = false;
+    std::vector<Completion> completions;
+  };
+  using ReadResult = std::expected<Bytes, PasteboardFailure>;
+
+  void checkAtNextTick();
   void poll();
-  std::int64_t replace(const ClipboardContent& content);
-  Payload readPayload();
-  std::optional<Bytes> readImage();
+  void finishApply(std::int64_t count);
+  Reading& joinReading();
+  void readText();
+  void readImage(PasteboardType type);
+  void convertTIFF(Bytes tiff);
+  void finishReading(Payload payload);
+  void push(const ClipboardPayload& payload, std::int64_t count);
 
   const SerialQueue queue_;
   const std::shared_ptr<Pasteboard> pasteboard_;
   const std::shared_ptr<ImageConverter> images_;
+  std::atomic<bool> isCheckDue_{false};  // a change was notified, and no tick has come since
+
   Broadcast broadcast_ QUORL_GUARDED_BY(queue_);
   Timer timer_ QUORL_GUARDED_BY(queue_);
+  std::optional<MonotonicTime> started_ QUORL_GUARDED_BY(queue_);  // absent: stopped
   std::int64_t lastChangeCount_ QUORL_GUARDED_BY(queue_);
   Payload applied_ QUORL_GUARDED_BY(queue_);  // from a client, until something else is copied here
+  int applying_ QUORL_GUARDED_BY(queue_) = 0;
+  bool isPollPostponed_ QUORL_GUARDED_BY(queue_) = false;  // until the content is applied
+  std::optional<Reading> reading_ QUORL_GUARDED_BY(queue_);
 };
 
 }  // namespace quorl

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <expected>
+#include <functional>
 #include <optional>
 
 #include <QuorlKit/Foundation/ByteView.h>
@@ -14,24 +17,40 @@ enum class PasteboardType : std::uint8_t {
   tiff,  // TIFF 6.0
 };
 
+enum class PasteboardFailure : std::uint8_t {
+  absent,      // there is no content in this form
+  tooLarge,    // more bytes than the caller's limit
+  unreadable,  // the owner did not answer in time, broke off, or was replaced meanwhile
+};
+
 /// The clipboard of this login session.
 ///
-/// *Queue*: any thread; calls may overlap. *Blocking*: `changeCount` returns a number that the adapter keeps.
-/// The others may wait for the program that owns the content, within a limit of the adapter's; callers use
-/// `Scheduler::blocking`. *Ownership*: shared. *Lifetime*: no call may run during the destruction.
+/// *Queue*: any thread; calls may overlap. Answers and the change handler are called on any thread, also
+/// during the call itself, and must not block.
+/// *Blocking*: never. The program that owns the content may be slow; the adapter limits how long it waits.
+/// *Ownership*: shared.
+/// *Lifetime*: no call may run during the destruction. Each answer is called once, except for answers that
+/// are pending at the destruction, which are destroyed.
 class Pasteboard {
  public:
+  using ChangeHandler = std::function<void()>;
+  using ReadAnswer = std::move_only_function<void(std::expected<Bytes, PasteboardFailure>)>;
+  using CountAnswer = std::move_only_function<void(std::int64_t)>;
+
   virtual ~Pasteboard() = default;
+
+  /// Calls `handler` after every change of the count. False where the platform has no notification: the
+  /// caller compares the count from time to time.
+  virtual bool setChangeHandler(ChangeHandler handler) = 0;
 
   /// Changes whenever the content does, also by `replace`.
   virtual std::int64_t changeCount() = 0;
 
-  /// The content in this form. Absent when the owner offers none, has more than `limit` bytes of it, or does
-  /// not answer in time.
-  virtual std::optional<Bytes> read(PasteboardType type, std::size_t limit) = 0;
+  /// The content in this form, at most `limit` bytes.
+  virtual void read(PasteboardType type, std::size_t limit, ReadAnswer answer) = 0;
 
-  /// Makes this the only content. Returns the change count that belongs to it.
-  virtual std::int64_t replace(PasteboardType type, Bytes content) = 0;
+  /// Makes this the only content. The answer is the change count that belongs to it.
+  virtual void replace(PasteboardType type, Bytes content, CountAnswer answer) = 0;
 };
 
 /// Conversion of pictures between file formats.
