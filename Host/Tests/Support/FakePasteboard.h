@@ -37,6 +37,7 @@ class FakePasteboard : public Pasteboard {
     answer(found->second);
   }
   void replace(PasteboardType type, Bytes bytes, CountAnswer answer) override {
+    if (serverHangs) return;
     copy({{type, std::move(bytes)}});
     if (replaceIsSlow) {
       replaced.push_back(std::move(answer));
@@ -67,7 +68,8 @@ class FakePasteboard : public Pasteboard {
   int counts = 0;        // how often the count was asked for
   bool notifies = true;  // before the handler is set
   bool ownerHangs = false;
-  bool replaceIsSlow = false;
+  bool replaceIsSlow = false;  // only its answer
+  bool serverHangs = false;    // nothing is replaced
   ChangeHandler changed;
   std::vector<ReadAnswer> pending;
   std::vector<CountAnswer> replaced;

@@ -260,7 +260,7 @@ TEST_F(ClipboardSyncTest, contentThatIsReadWhileAClientSendsNewerContentIsNotPus
   pasteboard->ownerHangs = true;
   pasteboard->copy({{PasteboardType::text, bytesOf("older")}});
   scheduler.advance(seconds(1));
-  pasteboard->replaceIsSlow = true;
+  pasteboard->serverHangs = true;
   sync->apply(text("newer"));
   scheduler.advance(milliseconds(1));
   pasteboard->ownerHangs = false;
