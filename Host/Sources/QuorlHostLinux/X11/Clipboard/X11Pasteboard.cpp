@@ -56,7 +56,10 @@ class X11Pasteboard::Impl final : public X11Loop::Client {
  public:
   Impl(X11DisplayName displayName, const ClipboardLimits& limits) : limits_(limits) {
     loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-clipboard", *this);
-    loop_->post([this] { connectAt_ = std::chrono::steady_clock::now(); });
+    loop_->post([this] {
+      connectAt_ = std::chrono::steady_clock::now();
+      reconnect();
+    });
   }
 
   void setChangeHandler(ChangeHandler handler) {
