@@ -64,6 +64,15 @@ TEST_F(RealProgramTest, aPictureOfFiveMebibytesArrivesFromXclipAndOneByteMoreDoe
   EXPECT_TRUE(pasted == textViewOf(larger)) << "the owner survives a read that was too large";
 }
 
+TEST_F(RealProgramTest, anOwnerSurvivesATransferThatIsGivenUp) {
+  const auto impatient = makePasteboard({.mostDiscarded = 2'000'000});
+  const Bytes picture = noise(fiveMebibytes);
+  const auto xclip = copyFileWithXclip("image/png", picture);
+  EXPECT_EQ(readNow(*impatient, PasteboardType::png, 100), std::unexpected(PasteboardFailure::tooLarge));
+  const auto pasted = server.run({"xclip", "-selection", "clipboard", "-t", "image/png", "-o"});
+  EXPECT_TRUE(pasted == textViewOf(picture));
+}
+
 TEST_F(RealProgramTest, aPictureOfFiveMebibytesGoesToXclip) {
   const Bytes picture = noise(fiveMebibytes);
   replaceNow(*pasteboard, PasteboardType::png, picture);

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
