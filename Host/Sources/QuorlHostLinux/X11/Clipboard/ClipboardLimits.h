@@ -11,9 +11,10 @@ struct ClipboardLimits {
   // Reading: how long an owner may take for a step (an answer, a part of the content) and for all steps.
   std::chrono::milliseconds readStep{2'000};
   std::chrono::milliseconds readTotal{10'000};
-  /// More than this of content that is too large is not fetched to its end.
-  std::size_t mostDiscarded = 64 * std::size_t{1'048'576};
-  /// Transfers of one owner that we have given up.
+  /// Bytes that are fetched without use, of content that is too large or late. A part counts as 64 KiB at
+  /// least.
+  std::size_t mostDiscarded = std::size_t{1} << 30;
+  /// Transfers of one owner that are given up.
   std::size_t mostAbandoned = 4;
 
   // Giving out: how long a requestor may take for a part and for all parts, and how many there may be.

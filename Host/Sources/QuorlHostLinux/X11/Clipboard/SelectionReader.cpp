@@ -19,6 +19,11 @@ using Property = XcbReply<xcb_get_property_reply_t>;
 /// Programs list some dozens. Later ones are not looked at.
 constexpr std::size_t mostTargets = 1'024;
 
+/// What discarding a part counts, so that many small ones come to an end too.
+std::size_t costOf(std::size_t size) {
+  return std::max(size, std::size_t{65'536});
+}
+
 SelectionReader::Time now() {
   return std::chrono::steady_clock::now();
 }
@@ -41,6 +46,7 @@ void SelectionReader::read(PasteboardType type, std::size_t limit, Pasteboard::R
 
 void SelectionReader::forgetOwner() {
   targets_.reset();
+  tooLarge_.clear();
   if (running_) finish(std::unexpected(PasteboardFailure::unreadable), Ending::abandoned);
   destroyWindows();
 }
@@ -59,15 +65,16 @@ std::optional<SelectionReader::Time> SelectionReader::turn() {
 
 void SelectionReader::take(const void* event) {
   const auto& generic = *static_cast<const xcb_generic_event_t*>(event);
-  if (!running_) return;
   if ((generic.response_type & 0x7F) == XCB_SELECTION_NOTIFY) {
     const auto& answer = *static_cast<const xcb_selection_notify_event_t*>(event);
-    if (answer.requestor == window_ && answer.selection == atoms_.clipboard)
+    if (running_ && answer.requestor == window_ && answer.selection == atoms_.clipboard)
       takeAnswer(answer.target, answer.property);
-  } else if ((generic.response_type & 0x7F) == XCB_PROPERTY_NOTIFY && running_->phase == Phase::parts) {
+  } else if ((generic.response_type & 0x7F) == XCB_PROPERTY_NOTIFY) {
     const auto& change = *static_cast<const xcb_property_notify_event_t*>(event);
-    if (change.window == window_ && change.atom == atoms_.property && change.state == XCB_PROPERTY_NEW_VALUE)
-      takePart();
+    if (change.atom != atoms_.property || change.state != XCB_PROPERTY_NEW_VALUE) return;
+    if (running_ && change.window == window_ && running_->phase == Phase::parts) return takePart();
+    const auto late = std::ranges::find(abandoned_, change.window, &Abandoned::window);
+    if (late != abandoned_.end()) discardPart(*late);
   }
 }
 
@@ -98,6 +105,9 @@ void SelectionReader::convert(std::uint32_t target, Phase phase) {
 void SelectionReader::askForContent() {
   const auto target = atoms_.targetFor(running_->request.type, *targets_);
   if (!target) return finish(std::unexpected(PasteboardFailure::absent), Ending::clean);
+  if (const auto known = tooLarge_.find(*target);
+      known != tooLarge_.end() && running_->request.limit <= known->second)
+    return finish(std::unexpected(PasteboardFailure::tooLarge), Ending::clean);
   convert(*target, Phase::content);
 }
 
@@ -115,37 +125,37 @@ void SelectionReader::takeAnswer(std::uint32_t target, std::uint32_t property) {
 }
 
 void SelectionReader::takeTargets() {
-  const Part part = measureProperty();
+  const Part part = measureProperty(window_);
   const bool isList = part.format == 32 && (part.type == XCB_ATOM_ATOM || part.type == atoms_.targets);
   if (!isList) return finish(std::unexpected(PasteboardFailure::unreadable), Ending::abandoned);
   const Bytes list = fetchProperty(std::min(part.size, mostTargets * sizeof(std::uint32_t)));
-  deleteProperty();
+  deleteProperty(window_);
   targets_.emplace(list.size() / sizeof(std::uint32_t));
   std::memcpy(targets_->data(), list.data(), targets_->size() * sizeof(std::uint32_t));
   askForContent();
 }
 
 void SelectionReader::takeContent() {
-  const Part part = measureProperty();
+  const Part part = measureProperty(window_);
   if (part.type == atoms_.incr) {
     // The announced size is a lower bound at best, so the parts are counted instead.
     running_->phase = Phase::parts;
     extendStep();
-    deleteProperty();  // asks for the first part
+    deleteProperty(window_);  // asks for the first part
     return;
   }
   const bool isGood = addPart(part);
-  deleteProperty();
+  deleteProperty(window_);
   if (!isGood) return finish(std::unexpected(PasteboardFailure::unreadable), Ending::clean);
   if (running_->discarded > 0) return finish(std::unexpected(PasteboardFailure::tooLarge), Ending::clean);
   finish(decoded(std::move(running_->received)), Ending::clean);
 }
 
 void SelectionReader::takePart() {
-  const Part part = measureProperty();
+  const Part part = measureProperty(window_);
   if (part.type == XCB_NONE) return;  // of an event before our deletion
   if (part.size == 0) {
-    deleteProperty();
+    deleteProperty(window_);
     if (running_->discarded > 0) return finish(std::unexpected(PasteboardFailure::tooLarge), Ending::clean);
     return finish(decoded(std::move(running_->received)), Ending::clean);
   }
@@ -154,7 +164,14 @@ void SelectionReader::takePart() {
   if (running_->discarded > limits_.mostDiscarded)
     return finish(std::unexpected(PasteboardFailure::tooLarge), Ending::abandoned);
   extendStep();
-  deleteProperty();  // asks for the next part
+  deleteProperty(window_);  // asks for the next part
+}
+
+// The deletion asks for the next part, until the limit.
+void SelectionReader::discardPart(Abandoned& transfer) const {
+  if (transfer.discarded > limits_.mostDiscarded) return;
+  transfer.discarded += costOf(measureProperty(transfer.window).size);
+  deleteProperty(transfer.window);
 }
 
 /// False for content of another type than the one asked for, or than the parts before.
@@ -168,7 +185,7 @@ bool SelectionReader::addPart(const Part& part) {
     running_->received.insert(running_->received.end(), content.begin(), content.end());
     return content.size() == part.size;
   }
-  running_->discarded += running_->received.size() + part.size;
+  running_->discarded += running_->received.size() + costOf(part.size);
   Bytes().swap(running_->received);
   return true;
 }
@@ -185,8 +202,8 @@ SelectionReader::Result SelectionReader::decoded(Bytes content) const {
   return text;
 }
 
-SelectionReader::Part SelectionReader::measureProperty() const {
-  const auto cookie = xcb_get_property(connection_.xcb(), 0, window_, atoms_.property, XCB_ATOM_ANY, 0, 0);
+SelectionReader::Part SelectionReader::measureProperty(std::uint32_t window) const {
+  const auto cookie = xcb_get_property(connection_.xcb(), 0, window, atoms_.property, XCB_ATOM_ANY, 0, 0);
   const Property reply(xcb_get_property_reply(connection_.xcb(), cookie, nullptr));
   if (!reply) return {};
   return {reply->type, reply->format, reply->bytes_after};
@@ -202,8 +219,8 @@ Bytes SelectionReader::fetchProperty(std::size_t size) const {
   return {first, first + xcb_get_property_value_length(reply.get())};
 }
 
-void SelectionReader::deleteProperty() const {
-  xcb_delete_property(connection_.xcb(), window_, atoms_.property);
+void SelectionReader::deleteProperty(std::uint32_t window) const {
+  xcb_delete_property(connection_.xcb(), window, atoms_.property);
 }
 
 void SelectionReader::extendStep() {
@@ -213,13 +230,19 @@ void SelectionReader::extendStep() {
 void SelectionReader::finish(Result result, Ending ending) {
   Running finished = std::move(*running_);
   running_.reset();
-  if (ending == Ending::abandoned && window_ != 0) abandoned_.push_back(std::exchange(window_, 0));
+  if (!result && result.error() == PasteboardFailure::tooLarge)
+    tooLarge_[finished.target] = finished.request.limit;
+  if (ending == Ending::abandoned && window_ != 0) {
+    abandoned_.push_back({std::exchange(window_, 0), finished.discarded});
+    // What was sent already causes no event any more.
+    discardPart(abandoned_.back());
+  }
   finished.request.answer(std::move(result));
 }
 
 void SelectionReader::destroyWindows() {
-  if (window_ != 0) abandoned_.push_back(std::exchange(window_, 0));
-  for (const auto window : abandoned_) xcb_destroy_window(connection_.xcb(), window);
+  if (window_ != 0) xcb_destroy_window(connection_.xcb(), std::exchange(window_, 0));
+  for (const auto& transfer : abandoned_) xcb_destroy_window(connection_.xcb(), transfer.window);
   abandoned_.clear();
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <expected>
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -18,8 +19,8 @@ namespace quorl {
 /// Fetches the CLIPBOARD selection from the program that owns it: its list of targets once, then one form at
 /// a time, whole or in parts (INCR). Each step has a time limit.
 ///
-/// A transfer that is given up keeps its window until the owner changes. Programs exist that end with an X
-/// error when the window of a transfer vanishes, and the content would be lost with them.
+/// A transfer that is given up is still fetched, without use, until the owner changes: there are programs
+/// that serve nobody else before its end, and that end with an X error when its window vanishes.
 ///
 /// *Queue*: one thread at a time; answers are called on it. Steps wait for the server, never for the owner.
 /// *Lifetime*: ends before its connection. Reads that are pending then fail as unreadable.
@@ -58,7 +59,12 @@ class SelectionReader {
     Time end;
     Bytes received;
     std::uint32_t type = 0;     // of the first part
-    std::size_t discarded = 0;  // bytes of content that is too large
+    std::size_t discarded = 0;  // of content that is too large
+  };
+  /// A transfer that was given up.
+  struct Abandoned {
+    std::uint32_t window;
+    std::size_t discarded;
   };
   struct Part {
     std::uint32_t type = 0;
@@ -73,12 +79,13 @@ class SelectionReader {
   void takeTargets();
   void takeContent();
   void takePart();
+  void discardPart(Abandoned& transfer) const;
   bool addPart(const Part& part);
   bool isText(std::uint32_t type) const;
   Result decoded(Bytes content) const;
-  Part measureProperty() const;
+  Part measureProperty(std::uint32_t window) const;
   Bytes fetchProperty(std::size_t size) const;
-  void deleteProperty() const;
+  void deleteProperty(std::uint32_t window) const;
   void extendStep();
   void finish(Result result, Ending ending);
   void destroyWindows();
@@ -90,7 +97,8 @@ class SelectionReader {
   std::optional<Running> running_;
   std::optional<std::vector<std::uint32_t>> targets_;  // of the present owner, once listed
   std::uint32_t window_ = 0;                           // receives the content; 0: none yet
-  std::vector<std::uint32_t> abandoned_;               // windows of transfers that were given up
+  std::map<std::uint32_t, std::size_t> tooLarge_;      // limits that the owner's content exceeds, by target
+  std::vector<Abandoned> abandoned_;
 };
 
 }  // namespace quorl
