@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <array>
 
+#include <QuorlHostLinux/Images/ImageFiles.h>
 #include <QuorlHostLinux/X11/Capture/X11ScreenCapture.h>
+#include <QuorlHostLinux/X11/Clipboard/X11Pasteboard.h>
 #include <QuorlHostLinux/X11/Connection/X11Permissions.h>
 #include <QuorlHostLinux/X11/Input/XTestPoster.h>
 
@@ -20,6 +22,8 @@ void addX11(Platform& platform) {
   platform.permissions = std::make_shared<X11Permissions>();
   platform.screen = std::make_shared<X11ScreenCapture>();
   platform.events = std::make_shared<XTestPoster>();
+  platform.pasteboard = std::make_shared<X11Pasteboard>();
+  platform.images = std::make_shared<ImageFiles>();
 }
 
 constexpr std::array<Desktop, 2> desktops{
