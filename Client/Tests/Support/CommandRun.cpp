@@ -6,9 +6,12 @@ namespace {
 
 class RecordingOutput final : public Output {
  public:
-  RecordingOutput(CommandResult& result, bool isIntact) : result_(result), isIntact_(isIntact) {}
+  RecordingOutput(CommandResult& result, const CommandRun& run)
+      : result_(result), isIntact_(run.outputIsIntact), isTerminal_(run.outputIsTerminal) {}
 
   void line(std::string_view text) override { (result_.out += text) += '\n'; }
+  void bytes(std::string_view data) override { result_.out += data; }
+  bool isTerminal() const override { return isTerminal_; }
   void note(std::string_view text) override { (result_.notes += text) += '\n'; }
   void progress(std::string_view) override {}
   bool isIntact() const override { return isIntact_; }
@@ -16,13 +19,14 @@ class RecordingOutput final : public Output {
  private:
   CommandResult& result_;
   bool isIntact_;
+  bool isTerminal_;
 };
 
 }  // namespace
 
 CommandResult CommandRun::operator()(const std::vector<std::string>& words) {
   CommandResult result;
-  RecordingOutput output(result, outputIsIntact);
+  RecordingOutput output(result, *this);
   Waiter waiter(interruptDescriptor);
   CommandContext context{output, book, waiter, inputDescriptor};
   const std::vector<std::string_view> views(words.begin(), words.end());

@@ -28,6 +28,7 @@ class CommandRun {
   int interruptDescriptor = -1;
   /// Whether writes to standard output succeed.
   bool outputIsIntact = true;
+  bool outputIsTerminal = false;
 
  private:
   quorl::test::TemporaryFolder folder_;

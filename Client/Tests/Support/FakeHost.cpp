@@ -279,6 +279,8 @@ bool FakeHost::handleControl(Client& client, const ControlMessage& message) {
     send(client, ControlMessage(message::EchoReply{echo->_0}));
   if (std::holds_alternative<message::InsertText>(message) && behaviour.inputError)
     send(client, ControlMessage(message::Error{*behaviour.inputError}));
+  if (std::holds_alternative<message::RequestClipboard>(message) && behaviour.clipboard)
+    send(client, ControlMessage(message::Clipboard{{*behaviour.clipboard}}));
   if (const auto* start = std::get_if<message::StartStream>(&message)) startStream(client, start->_0);
   if (std::holds_alternative<message::StopStream>(message)) client.stream.reset();
   if (const auto* control = std::get_if<message::AudioControl>(&message))

@@ -42,6 +42,7 @@ struct HostBehaviour {
   std::vector<OutgoingFrame> pushes;
   std::optional<NetworkStatus> networkStatus;
   bool answersEchoes = true;
+  std::optional<ClipboardContent> clipboard;
   /// Sent once when input or text arrives.
   std::optional<WireError> inputError;
   /// Answers startStream.

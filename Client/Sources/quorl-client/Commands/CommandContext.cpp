@@ -3,6 +3,12 @@
 
 #include <sys/utsname.h>
 
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
 #include <fmt/format.h>
 
 #include <quorl-client/Base/Printable.h>
@@ -87,6 +93,24 @@ Outcome<void> settle(Session& session, Deadline deadline) {
                                                    printable(error->_0.message), printable(error->_0.code)));
     if (const auto* reply = std::get_if<message::EchoReply>(&**received))
       if (reply->_0.seq == settleSequence) return {};
+  }
+}
+
+Outcome<std::string> readInput(CommandContext& context, std::size_t limit, const std::string& tooLong) {
+  if (context.inputDescriptor < 0) return failed(ExitCode::usage, "there is no standard input to read");
+  std::string text;
+  for (;;) {
+    pollfd descriptor{context.inputDescriptor, POLLIN, 0};
+    const auto ready = context.waiter.wait({&descriptor, 1}, within(std::chrono::hours(24)));
+    if (!ready) return std::unexpected(ready.error());
+    std::array<char, 65'536> chunk;
+    const auto count = ::read(context.inputDescriptor, chunk.data(), chunk.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0)
+      return failed(ExitCode::failure, std::string("standard input cannot be read: ") + std::strerror(errno));
+    if (count == 0) return text;
+    text.append(chunk.data(), static_cast<std::size_t>(count));
+    if (text.size() > limit) return failed(ExitCode::usage, tooLong);
   }
 }
 

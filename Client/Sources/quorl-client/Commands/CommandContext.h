@@ -39,6 +39,7 @@ std::vector<Command> sessionCommands();      // echo, send
 std::vector<Command> videoCommands();        // shot, record, stats
 std::vector<Command> soundCommands();        // listen
 std::vector<Command> inputCommands();        // click, type, key, scroll
+std::vector<Command> clipboardCommands();    // clipboard
 std::vector<Command> agentCommands();        // agents, spawn, resume, prompt, kill
 std::vector<Command> attachCommands();       // attach, notify
 std::vector<Command> agentSourceCommands();  // catalog, external, adopt
@@ -65,6 +66,9 @@ Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, Comman
 
 /// The variables of all --env options.
 Outcome<std::map<std::string, std::string>> environmentOf(const Arguments& arguments);
+
+/// Standard input to its end; fails with `tooLong` above `limit` bytes.
+Outcome<std::string> readInput(CommandContext& context, std::size_t limit, const std::string& tooLong);
 
 /// Waits with an echo until the host has handled everything sent so far. Fails with the first error that the
 /// host reports meanwhile.

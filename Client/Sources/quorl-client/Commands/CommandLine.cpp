@@ -11,7 +11,7 @@ namespace {
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
   for (auto group : {hostCommands(), hostStateCommands(), sessionCommands(), videoCommands(), soundCommands(),
-                     inputCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
+                     inputCommands(), clipboardCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }

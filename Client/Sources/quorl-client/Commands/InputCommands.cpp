@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <thread>
 
 #include <fmt/format.h>
@@ -144,25 +140,6 @@ Outcome<void> runScroll(const Arguments& arguments, CommandContext& context) {
   return finishInput(arguments, *stream);
 }
 
-Outcome<std::string> readInput(CommandContext& context) {
-  if (context.inputDescriptor < 0) return failed(ExitCode::usage, "there is no standard input to read");
-  std::string text;
-  for (;;) {
-    pollfd descriptor{context.inputDescriptor, POLLIN, 0};
-    const auto ready = context.waiter.wait({&descriptor, 1}, within(std::chrono::hours(24)));
-    if (!ready) return std::unexpected(ready.error());
-    std::array<char, 65'536> chunk;
-    const auto count = ::read(context.inputDescriptor, chunk.data(), chunk.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0)
-      return failed(ExitCode::failure, std::string("standard input cannot be read: ") + std::strerror(errno));
-    if (count == 0) return text;
-    text.append(chunk.data(), static_cast<std::size_t>(count));
-    if (text.size() > maxTypedText)
-      return failed(ExitCode::usage, "the text is too long to type (the limit is 8 MiB)");
-  }
-}
-
 // How long the host may take to type a text, which it does not confirm. It types 500 characters a second or
 // more. The command ends when the text has been typed; of a long text the host would drop the rest.
 std::chrono::milliseconds typingTime(const std::string& text) {
@@ -170,8 +147,9 @@ std::chrono::milliseconds typingTime(const std::string& text) {
 }
 
 Outcome<void> runType(const Arguments& arguments, CommandContext& context) {
-  auto text =
-      arguments.positional()[0] == "-" ? readInput(context) : Outcome<std::string>(arguments.positional()[0]);
+  auto text = arguments.positional()[0] == "-"
+                  ? readInput(context, maxTypedText, "the text is too long to type (the limit is 8 MiB)")
+                  : Outcome<std::string>(arguments.positional()[0]);
   if (!text) return std::unexpected(text.error());
   auto session = openSession(arguments, context);
   if (!session) return std::unexpected(session.error());

@@ -30,6 +30,15 @@ void StandardOutput::line(std::string_view text) {
   if (!writeAll(STDOUT_FILENO, std::string(text) + '\n')) isIntact_ = false;
 }
 
+void StandardOutput::bytes(std::string_view data) {
+  clearProgress();
+  if (!writeAll(STDOUT_FILENO, data)) isIntact_ = false;
+}
+
+bool StandardOutput::isTerminal() const {
+  return ::isatty(STDOUT_FILENO) == 1;
+}
+
 void StandardOutput::note(std::string_view text) {
   clearProgress();
   writeAll(STDERR_FILENO, std::string(text) + '\n');

@@ -15,6 +15,10 @@ class Output {
 
   /// One line of result.
   virtual void line(std::string_view text) = 0;
+  /// Result that is no line: nothing is added or escaped.
+  virtual void bytes(std::string_view data) = 0;
+  /// Whether a person reads the results on a terminal, which bytes could control.
+  virtual bool isTerminal() const = 0;
   /// One line for the person: what was done or what is wrong.
   virtual void note(std::string_view text) = 0;
   /// The current activity. Any later line replaces it. Shown only on a terminal.
@@ -30,6 +34,8 @@ class StandardOutput final : public Output {
   ~StandardOutput() override { clearProgress(); }
 
   void line(std::string_view text) override;
+  void bytes(std::string_view data) override;
+  bool isTerminal() const override;
   void note(std::string_view text) override;
   void progress(std::string_view text) override;
   bool isIntact() const override { return isIntact_; }
