@@ -149,7 +149,9 @@ std::optional<DesktopFile> parseDesktopFile(std::string_view text) {
                      .arguments = CommandLine(values["Exec"]).parse().value_or(std::vector<std::string>{}),
                      .workingDirectory = values["Path"],
                      .needsTerminal = values["Terminal"] == "true",
-                     .isHidden = values["NoDisplay"] == "true"};
+                     .isHidden = values["NoDisplay"] == "true",
+                     .isTerminalEmulator =
+                         (";" + values["Categories"] + ";").find(";TerminalEmulator;") != std::string::npos};
 }
 
 std::optional<DesktopFile> readDesktopFile(const std::string& path) {

@@ -15,7 +15,8 @@ struct DesktopFile {
   std::vector<std::string> arguments;  // Exec without its field codes; empty when absent or malformed
   std::string workingDirectory;        // Path; empty when absent
   bool needsTerminal = false;
-  bool isHidden = false;  // NoDisplay: in no menu
+  bool isHidden = false;            // NoDisplay: in no menu
+  bool isTerminalEmulator = false;  // by its Categories
 
   bool operator==(const DesktopFile&) const = default;
 };
