@@ -91,9 +91,9 @@ TEST(InputPlanner, staysWithinTheProtocolsCoordinates) {
 TEST(InputPlanner, holdsTheFlagsOfAShortcutAroundItsKey) {
   InputPlanner planner;
   EXPECT_EQ(planner.plan(key(letterC, true, eventFlags::command)),
-            (Actions{keyDown(keyCode::command), keyDown(letterC)}));
+            (Actions{keyDown(keyCode::control), keyDown(letterC)}));
   EXPECT_EQ(planner.plan(key(letterC, false, eventFlags::command)),
-            (Actions{keyUp(letterC), keyUp(keyCode::command)}));
+            (Actions{keyUp(letterC), keyUp(keyCode::control)}));
 }
 
 TEST(InputPlanner, holdsTheFlagsOfAClickUntilTheButtonIsUp) {
@@ -133,8 +133,8 @@ TEST(InputPlanner, takesAModifierKeysOwnFlagInEitherOrder) {
 
 TEST(InputPlanner, releasesAModifierKeyWhoseReleaseWasLost) {
   InputPlanner planner;
-  planner.plan(key(keyCode::command, true, eventFlags::command));
-  EXPECT_EQ(planner.plan(mouse(moved, 0)), (Actions{at(10, 20), keyUp(keyCode::command)}));
+  planner.plan(key(keyCode::control, true, eventFlags::control));
+  EXPECT_EQ(planner.plan(mouse(moved, 0)), (Actions{at(10, 20), keyUp(keyCode::control)}));
   EXPECT_TRUE(planner.heldModifierKeys().empty());
 }
 
@@ -255,8 +255,9 @@ struct Devices {
 };
 
 TEST(InputPlanner, leavesNothingDownAfterAnySequence) {
-  constexpr std::array codes{letterA,          letterC,         keyCode::shift,   keyCode::rightShift,
-                             keyCode::control, keyCode::option, keyCode::command, keyCode::rightCommand};
+  constexpr std::array codes{letterA,          letterC,         keyCode::shift,    keyCode::rightShift,
+                             keyCode::control, keyCode::option, keyCode::command,  keyCode::rightCommand,
+                             keyCode::tab,     keyCode::home,   keyCode::leftArrow};
   constexpr std::array flags{eventFlags::shift, eventFlags::control, eventFlags::option, eventFlags::command,
                              eventFlags::function};
   constexpr std::array types{leftDown, leftUp, rightDown, rightUp, moved, leftDragged, otherDown, otherUp};
@@ -269,7 +270,8 @@ TEST(InputPlanner, leavesNothingDownAfterAnySequence) {
       for (const auto flag : flags) some |= random() % 3 == 0 ? flag : 0;
       switch (random() % 3) {
         case 0:
-          devices.apply(planner.plan(key(codes[random() % codes.size()], random() % 2 == 0, some)));
+          devices.apply(planner.plan(key(codes[random() % codes.size()], random() % 2 == 0, some),
+                                     static_cast<FocusedProgram>(random() % 3)));
           break;
         case 1:
           devices.apply(planner.plan(mouse(types[random() % types.size()], some)));

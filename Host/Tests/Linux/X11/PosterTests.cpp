@@ -25,7 +25,6 @@ using Kind = KeyListener::Input::Kind;
 constexpr unsigned shiftMask = 0x01;
 constexpr unsigned lockMask = 0x02;
 constexpr unsigned controlMask = 0x04;
-constexpr unsigned superMask = 0x40;
 constexpr std::uint16_t letterA = 0x00;
 
 class Poster : public testing::Test {
@@ -56,10 +55,13 @@ class Poster : public testing::Test {
 TEST_F(Poster, sendsEachOfTheHundredAndTwentyKeysWithItsSymbol) {
   ASSERT_EQ(americanKeysyms().size(), 120U);
   for (const auto& [code, keysym] : americanKeysyms()) {
+    const bool isCommand = code == keyCode::command || code == keyCode::rightCommand;
     key(code, true);
+    // Alone it is pressed by its release.
+    if (isCommand) key(code, false);
     // If the layout has no key for the underscore alone, the character needs Shift.
     const auto seen = listener.nextKeyDown(code == 0x5E ? XKB_KEY_Shift_L : 0);
-    key(code, false);
+    if (!isCommand) key(code, false);
     ASSERT_TRUE(seen) << std::hex << code;
     EXPECT_EQ(seen->keysym, keysym) << std::hex << code;
     if (code == keyCode::capsLock || code == 0x47) {
@@ -111,7 +113,25 @@ TEST_F(Poster, holdsTheFlagsOfAKeyAroundIt) {
   const auto letter = std::ranges::find_if(
       listener.inputs, [](const auto& input) { return input.isKeyDown() && input.keysym == 'A'; });
   ASSERT_NE(letter, listener.inputs.end());
-  EXPECT_EQ(letter->modifiers, shiftMask | superMask);
+  EXPECT_EQ(letter->modifiers, shiftMask | controlMask);
+  EXPECT_FALSE(listener.isAnythingDown());
+}
+
+TEST_F(Poster, tapsSuperForACommandKeyThatIsUsedAlone) {
+  key(keyCode::command, true, eventFlags::command);
+  key(keyCode::command, false, 0);
+  key(keyCode::command, true, eventFlags::command);
+  key(letterA, true, eventFlags::command);
+  key(letterA, false, eventFlags::command);
+  key(keyCode::command, false, 0);
+  ASSERT_TRUE(listenToMarker());
+  std::vector<std::pair<std::uint32_t, unsigned>> downs;
+  for (const auto& input : listener.inputs)
+    if (input.isKeyDown()) downs.emplace_back(input.keysym, input.modifiers);
+  EXPECT_EQ(
+      downs,
+      (std::vector<std::pair<std::uint32_t, unsigned>>{
+          {XKB_KEY_Super_L, 0}, {XKB_KEY_Control_L, 0}, {XKB_KEY_a, controlMask}, {XKB_KEY_Escape, 0}}));
   EXPECT_FALSE(listener.isAnythingDown());
 }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/XTestPoster.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
@@ -36,6 +37,20 @@ class ToolkitTyping : public testing::Test {
         std::chrono::seconds(30));
   }
 
+  /// A shortcut as a tablet with a keyboard sends it.
+  void press(std::uint16_t code, std::uint64_t flags, std::uint16_t modifierKey = keyCode::command) {
+    const auto send = [this](std::uint16_t key, bool down, std::uint64_t held) {
+      poster.post(KeyboardEvent{.keyCode = key, .down = down, .flags = held});
+    };
+    send(modifierKey, true, flags);
+    send(code, true, flags);
+    send(code, false, flags);
+    send(modifierKey, false, 0);
+  }
+  bool holds(const std::string& text, const std::string& file) {
+    return eventually([&] { return contentOf(file) == text; }, std::chrono::seconds(30));
+  }
+
   XServer server{{.width = 800, .height = 600, .windowManager = XServer::WindowManager::openbox}};
   XTestPoster poster{[name = server.display()] { return name; }};
   std::string path = server.folder() + "/typed";
@@ -62,6 +77,53 @@ TEST_F(ToolkitTyping, typesFiveHundredCharactersOfManyScriptsIntoATerminal) {
   type(poster, text);
   EXPECT_TRUE(eventually([&] { return contentOf(path).size() >= utf8Of(text).size(); }));
   EXPECT_EQ(contentOf(path), utf8Of(text));
+}
+
+TEST_F(ToolkitTyping, copiesPastesAndUndoesWithCommandInQt) {
+  constexpr std::uint16_t letterA = 0x00;
+  constexpr std::uint16_t letterZ = 0x06;
+  constexpr std::uint16_t letterC = 0x08;
+  const auto target = server.start({QUORL_QT_TYPING_TARGET, path});
+  ASSERT_TRUE(isActive("Typing target"));
+  type(poster, u"one two");
+  ASSERT_TRUE(holds("one two", path));
+  press(letterA, eventFlags::command);
+  press(letterC, eventFlags::command);
+  EXPECT_TRUE(eventually([&] { return server.run({"xclip", "-selection", "clipboard", "-o"}) == "one two"; },
+                         std::chrono::seconds(30)));
+  press(keyCode::rightArrow, eventFlags::command);
+  press(keyCode::letterV, eventFlags::command);
+  EXPECT_TRUE(holds("one twoone two", path));
+  press(letterZ, eventFlags::command);
+  EXPECT_TRUE(holds("one two", path));
+  // To the start of the line, over a word, and a word deleted.
+  press(keyCode::leftArrow, eventFlags::command);
+  press(keyCode::rightArrow, eventFlags::option, keyCode::option);
+  press(keyCode::backspace, eventFlags::option, keyCode::option);
+  EXPECT_TRUE(holds("two", path));
+}
+
+TEST_F(ToolkitTyping, pastesWithCommandInXtermAndInterruptsOnlyWithControl) {
+  constexpr std::uint16_t letterC = 0x08;
+  const auto signalled = server.folder() + "/signalled";
+  const auto terminal =
+      server.start({"xterm", "-T", "Typing terminal", "-e", "sh", "-c",
+                    "trap 'echo INT > " + signalled + "' INT; cat > " + path + "; sleep 9"});
+  ASSERT_TRUE(isActive("Typing terminal"));
+  ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
+  const auto selection =
+      server.start({"sh", "-c", "printf 'pasted\\n' | exec xclip -quiet -selection primary -i"});
+  ASSERT_TRUE(eventually([&] { return server.run({"xclip", "-selection", "primary", "-o"}) == "pasted\n"; }));
+  press(letterC, eventFlags::command);
+  press(0x06, eventFlags::command);
+  press(0x02, eventFlags::command);
+  type(poster, u"alive\n");
+  EXPECT_TRUE(holds("alive\n", path)) << "interrupted, stopped or ended";
+  press(keyCode::letterV, eventFlags::command);
+  EXPECT_TRUE(holds("alive\npasted\n", path));
+  EXPECT_FALSE(std::filesystem::exists(signalled));
+  press(letterC, eventFlags::control, keyCode::control);
+  EXPECT_TRUE(holds("INT\n", signalled)) << "Control stays Control";
 }
 
 }  // namespace

@@ -26,6 +26,10 @@ constexpr std::array modifiers{
     Modifier{eventFlags::command, keyCode::command, keyCode::rightCommand},
 };
 
+bool isCommandKey(std::uint16_t code) {
+  return code == keyCode::command || code == keyCode::rightCommand;
+}
+
 // Buttons of the X protocol's core pointer; 4 to 7 are the wheel, by convention.
 constexpr std::uint16_t leftButton = 1;
 constexpr std::uint16_t middleButton = 2;
@@ -95,18 +99,24 @@ std::vector<InputAction> InputPlanner::plan(const MouseEvent& event) {
   const auto [change, number] = changeOf(event.type);
   switch (change) {
     case Change::down:
-      syncModifiers(actions, event.flags, Pressing::allowed);
+      useCommand(event.flags, pointerFlagsFor(event.flags));
+      syncModifiers(actions, pointerFlagsFor(event.flags), Pressing::allowed);
       if (buttons_.insert(number).second) actions.push_back(button(number, true));
       break;
     case Change::up:
       if (buttons_.erase(number) != 0) actions.push_back(button(number, false));
-      syncModifiers(actions, event.flags, Pressing::forbidden);
+      syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden);
       break;
     case Change::drag:
-      syncModifiers(actions, event.flags, buttons_.empty() ? Pressing::forbidden : Pressing::allowed);
+      if (buttons_.empty()) {
+        syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden);
+      } else {
+        useCommand(event.flags, pointerFlagsFor(event.flags));
+        syncModifiers(actions, pointerFlagsFor(event.flags), Pressing::allowed);
+      }
       break;
     case Change::none:
-      syncModifiers(actions, event.flags, Pressing::forbidden);
+      syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden);
       break;
   }
   letGoWhenIdle(actions);
@@ -127,13 +137,12 @@ std::vector<InputAction> InputPlanner::plan(const ScrollEvent& event) {
   move(actions, event.location);
   const int up = stepsOf(event, true);
   const int left = stepsOf(event, false);
-  std::uint64_t flags = event.flags;
-  if ((flags & eventFlags::command) != 0) {
-    // The Mac zooms with the command key, programs here with control.
-    flags = (flags & ~eventFlags::command) | eventFlags::control;
+  if (up != 0 || left != 0) {
+    useCommand(event.flags, pointerFlagsFor(event.flags));
+    syncModifiers(actions, pointerFlagsFor(event.flags), Pressing::allowed);
+  } else {
+    syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden);
   }
-  const bool hasSteps = up != 0 || left != 0;
-  syncModifiers(actions, flags, hasSteps ? Pressing::allowed : Pressing::forbidden);
   const auto turn = [&](int steps, std::uint16_t positive, std::uint16_t negative) {
     const std::uint16_t number = steps > 0 ? positive : negative;
     for (int i = 0; i < std::abs(steps); ++i) {
@@ -147,32 +156,85 @@ std::vector<InputAction> InputPlanner::plan(const ScrollEvent& event) {
   return actions;
 }
 
-std::vector<InputAction> InputPlanner::plan(const KeyboardEvent& event) {
+bool InputPlanner::dependsOnProgram(const KeyboardEvent& event) {
+  return event.down && (event.flags & (eventFlags::command | eventFlags::option)) != 0 &&
+         modifierFlagOf(event.keyCode) == 0;
+}
+
+std::vector<InputAction> InputPlanner::plan(const KeyboardEvent& event, FocusedProgram program) {
   Actions actions;
   if (event.keyCode == keyCode::capsLock) {
     planCapsLockKey(actions, event);
-    return actions;
-  }
-  if (const auto flag = modifierFlagOf(event.keyCode); flag != 0) {
+  } else if (isCommandKey(event.keyCode)) {
+    planCommandKey(actions, event);
+  } else if (const auto flag = modifierFlagOf(event.keyCode); flag != 0) {
     planModifierKey(actions, event, flag);
-    return actions;
+  } else if (event.down) {
+    pressKey(actions, event, program);
+  } else {
+    if (const auto held = keys_.extract(event.keyCode)) actions.push_back(key(held.mapped(), false));
+    syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden);
+    letGoWhenIdle(actions);
   }
-  if (event.down) {
-    syncCapsLock(actions, event.flags);
-    syncModifiers(actions, event.flags, Pressing::allowed);
-    // Repeats come from the client. Each is another press.
-    if (!keys_.insert(event.keyCode).second) actions.push_back(key(event.keyCode, false));
-    actions.push_back(key(event.keyCode, true));
-    return actions;
-  }
-  if (keys_.erase(event.keyCode) != 0) actions.push_back(key(event.keyCode, false));
-  syncModifiers(actions, event.flags, Pressing::forbidden);
-  letGoWhenIdle(actions);
   return actions;
 }
 
+void InputPlanner::pressKey(Actions& actions, const KeyboardEvent& event, FocusedProgram program) {
+  const auto shortcut = shortcutFor(event.keyCode, event.flags, program);
+  useCommand(event.flags, shortcut ? shortcut->flags : 0);
+  syncCapsLock(actions, event.flags);
+  // Repeats come from the client. Each is another press.
+  if (const auto held = keys_.extract(event.keyCode)) actions.push_back(key(held.mapped(), false));
+  if (!shortcut) return;
+  syncModifiers(actions, shortcut->flags, Pressing::allowed);
+  // Another key of the client may mean the same one.
+  std::erase_if(keys_, [&](const auto& held) {
+    if (held.second != shortcut->keyCode) return false;
+    actions.push_back(key(held.second, false));
+    return true;
+  });
+  keys_.emplace(event.keyCode, shortcut->keyCode);
+  actions.push_back(key(shortcut->keyCode, true));
+}
+
+void InputPlanner::planCommandKey(Actions& actions, const KeyboardEvent& event) {
+  if (event.down) {
+    syncModifiers(actions, keptFlags(event.flags | eventFlags::command), Pressing::forbidden);
+    if (commandKeys_.empty()) isCommandUsed_ = false;
+    commandKeys_.insert(event.keyCode);
+    return;
+  }
+  const bool wasHeld = commandKeys_.erase(event.keyCode) != 0;
+  if (!commandKeys_.empty()) return;
+  syncModifiers(actions, keptFlags(event.flags & ~eventFlags::command), Pressing::forbidden);
+  letGoWhenIdle(actions);
+  if (wasHeld && !isCommandUsed_) {
+    actions.push_back(key(event.keyCode, true));
+    actions.push_back(key(event.keyCode, false));
+  }
+}
+
+/// A key, a button or the wheel is used with these flags, which mean others.
+void InputPlanner::useCommand(std::uint64_t flags, std::uint64_t meant) {
+  if ((flags & eventFlags::command) == 0) {
+    keptFlags(flags);
+    return;
+  }
+  isCommandUsed_ = true;
+  standIns_ = meant & ~flags;
+}
+
+/// The flags whose keys stay down at an event that presses nothing. Without Command in its flags the client
+/// holds no Command key, even if its release was lost.
+std::uint64_t InputPlanner::keptFlags(std::uint64_t flags) {
+  if ((flags & eventFlags::command) != 0) return (flags & ~eventFlags::command) | standIns_;
+  commandKeys_.clear();
+  standIns_ = 0;
+  return flags;
+}
+
 void InputPlanner::planModifierKey(Actions& actions, const KeyboardEvent& event, std::uint64_t flag) {
-  syncModifiers(actions, event.flags, Pressing::forbidden, flag);
+  syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden, flag);
   if (event.down) {
     const bool wasPressed = flagKeys_.erase(event.keyCode) != 0;
     if (ownKeys_.insert(event.keyCode).second && !wasPressed) actions.push_back(key(event.keyCode, true));
@@ -194,7 +256,7 @@ void InputPlanner::planCapsLockKey(Actions& actions, const KeyboardEvent& event)
   // not, the key acts as a plain key.
   if ((event.flags & eventFlags::capsLock) != 0 || isCapsLockOn_) {
     syncCapsLock(actions, event.flags);
-  } else if (event.down && keys_.insert(event.keyCode).second) {
+  } else if (event.down && keys_.emplace(event.keyCode, event.keyCode).second) {
     actions.push_back(key(event.keyCode, true));
   }
 }
@@ -202,10 +264,11 @@ void InputPlanner::planCapsLockKey(Actions& actions, const KeyboardEvent& event)
 std::vector<InputAction> InputPlanner::releaseAll() {
   Actions actions;
   for (const auto number : buttons_) actions.push_back(button(number, false));
-  for (const auto code : keys_) actions.push_back(key(code, false));
+  for (const auto& [wireKey, code] : keys_) actions.push_back(key(code, false));
   buttons_.clear();
   keys_.clear();
   for (const auto& modifier : modifiers) releaseModifiers(actions, modifier.flag);
+  keptFlags(0);
   syncCapsLock(actions, 0);
   vertical_.reset();
   horizontal_.reset();
@@ -252,7 +315,7 @@ void InputPlanner::releaseModifiers(Actions& actions, std::uint64_t flag) {
 }
 
 void InputPlanner::letGoWhenIdle(Actions& actions) {
-  if (!keys_.empty() || !buttons_.empty()) return;
+  if (!keys_.empty() || !buttons_.empty() || !commandKeys_.empty()) return;
   for (const auto code : flagKeys_) actions.push_back(key(code, false));
   flagKeys_.clear();
 }

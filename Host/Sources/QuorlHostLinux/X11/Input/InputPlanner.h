@@ -2,12 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <vector>
 
 #include <QuorlHostCore/Ports/EventPoster.h>
 #include <QuorlHostLinux/X11/Input/ScrollAccumulator.h>
+#include <QuorlHostLinux/X11/Input/Shortcuts.h>
 
 namespace quorl {
 
@@ -30,13 +32,21 @@ struct InputAction {
 /// press, a button press or a scroll, but not for motion, and is released when no key and no button is held.
 /// A modifier that came as a key stays down until its release or until an event's flags lack it.
 ///
+/// Command means another modifier beside a key, a button or the wheel (`shortcutFor`). Until then its key is
+/// not pressed: the meaning is not known, and desktops open a menu when Super was pressed alone. A Command
+/// key that is released unused taps Super. While it is held, the modifiers that it meant stay down.
+///
 /// *Queue*: pure; one thread at a time.
 class InputPlanner {
  public:
   std::vector<InputAction> plan(const MouseEvent& event);
   std::vector<InputAction> plan(const ScrollEvent& event);
   /// For key events without text.
-  std::vector<InputAction> plan(const KeyboardEvent& event);
+  std::vector<InputAction> plan(const KeyboardEvent& event,
+                                FocusedProgram program = FocusedProgram::ordinary);
+
+  /// Whether `plan` needs the focused program for this event.
+  static bool dependsOnProgram(const KeyboardEvent& event);
 
   /// Releases everything that is held.
   std::vector<InputAction> releaseAll();
@@ -53,6 +63,10 @@ class InputPlanner {
   void releaseModifiers(Actions& actions, std::uint64_t flag);
   void letGoWhenIdle(Actions& actions);
   void syncCapsLock(Actions& actions, std::uint64_t flags);
+  void pressKey(Actions& actions, const KeyboardEvent& event, FocusedProgram program);
+  void planCommandKey(Actions& actions, const KeyboardEvent& event);
+  void useCommand(std::uint64_t flags, std::uint64_t meant);
+  std::uint64_t keptFlags(std::uint64_t flags);
   void planModifierKey(Actions& actions, const KeyboardEvent& event, std::uint64_t flag);
   void planCapsLockKey(Actions& actions, const KeyboardEvent& event);
   int stepsOf(const ScrollEvent& event, bool isVertical);
@@ -62,11 +76,14 @@ class InputPlanner {
   // A pinch that doubles the size arrives as 60. Six steps of a usual zoom come close to that.
   static constexpr double zoomPerStep = 10;
 
-  std::set<std::uint16_t> buttons_;   // X button numbers
-  std::set<std::uint16_t> keys_;      // other than modifiers
-  std::set<std::uint16_t> ownKeys_;   // modifiers that came as keys
-  std::set<std::uint16_t> flagKeys_;  // modifiers pressed for flags
-  bool isCapsLockOn_ = false;         // by us, for flags
+  std::set<std::uint16_t> buttons_;              // X button numbers
+  std::map<std::uint16_t, std::uint16_t> keys_;  // other than modifiers: the key that is down, by wire key
+  std::set<std::uint16_t> ownKeys_;              // modifiers that came as keys
+  std::set<std::uint16_t> flagKeys_;             // modifiers pressed for flags
+  std::set<std::uint16_t> commandKeys_;          // Command keys that the client holds; never down themselves
+  bool isCommandUsed_ = false;                   // since the first of them
+  std::uint64_t standIns_ = 0;                   // flags that Command meant last
+  bool isCapsLockOn_ = false;                    // by us, for flags
   ScrollAccumulator vertical_{pointsPerStep};
   ScrollAccumulator horizontal_{pointsPerStep};
   ScrollAccumulator zoom_{zoomPerStep};

@@ -36,6 +36,14 @@ inline constexpr std::uint16_t tab = 0x30;
 inline constexpr std::uint16_t backspace = 0x33;
 inline constexpr std::uint16_t escape = 0x35;
 inline constexpr std::uint16_t forwardDelete = 0x75;
+inline constexpr std::uint16_t letterV = 0x09;
+inline constexpr std::uint16_t insert = 0x72;  // Help on a Mac
+inline constexpr std::uint16_t home = 0x73;
+inline constexpr std::uint16_t end = 0x77;
+inline constexpr std::uint16_t leftArrow = 0x7B;
+inline constexpr std::uint16_t rightArrow = 0x7C;
+inline constexpr std::uint16_t downArrow = 0x7D;
+inline constexpr std::uint16_t upArrow = 0x7E;
 }  // namespace keyCode
 
 }  // namespace quorl

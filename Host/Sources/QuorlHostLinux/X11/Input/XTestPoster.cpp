@@ -18,6 +18,7 @@
 #include <QuorlHostLinux/X11/Input/InputPlanner.h>
 #include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/Keyboard.h>
+#include <QuorlHostLinux/X11/Input/ProgramFocus.h>
 #include <QuorlHostLinux/X11/Input/TextKeysyms.h>
 #include <QuorlHostLinux/X11/Input/TextTyper.h>
 
@@ -40,7 +41,7 @@ std::u16string_view meaningOfBlankKey(std::uint16_t wireCode) {
 class XTestPoster::Session {
  public:
   explicit Session(std::unique_ptr<X11Connection> connection)
-      : connection_(std::move(connection)), typer_(*connection_) {
+      : connection_(std::move(connection)), typer_(*connection_), focus_(*connection_) {
     selectMonitorEvents(*connection_);
     if (connection_->extensions().xkb.present) selectXkbMapEvents(connection_->xcb());
   }
@@ -57,13 +58,18 @@ class XTestPoster::Session {
       if (isXkbMapEvent(event.get(), connection_->extensions().xkb)) isMapStale_ = true;
       if (isMonitorEvent(event.get(), *connection_)) origin_.reset();
       typer_.take(event.get());
+      focus_.take(event.get());
     }
   }
 
   void post(const MouseEvent& event) { carryOut(planner_.plan(event)); }
   void post(const ScrollEvent& event) { carryOut(planner_.plan(event)); }
   void post(const KeyboardEvent& event) {
-    if (event.unicode.empty()) return carryOut(planner_.plan(event));
+    if (event.unicode.empty()) {
+      const auto program =
+          InputPlanner::dependsOnProgram(event) ? focus_.current() : FocusedProgram::ordinary;
+      return carryOut(planner_.plan(event, program));
+    }
     // A text arrives with a press and with its release. The press types it.
     if (event.down) untyped_ = keysymsOf(event.unicode);
   }
@@ -203,6 +209,7 @@ class XTestPoster::Session {
 
   std::unique_ptr<X11Connection> connection_;
   TextTyper typer_;
+  ProgramFocus focus_;
   InputPlanner planner_;
   std::unique_ptr<Keyboard> keyboard_;
   std::vector<std::uint32_t> untyped_;  // keysyms of the text posted last
