@@ -6,6 +6,7 @@
 #include <memory>
 
 #include <QuorlHostLinux/Pictures/DirtyRegion.h>
+#include <QuorlHostLinux/X11/Capture/DamageWatch.h>
 #include <QuorlHostLinux/X11/Capture/SharedImage.h>
 #include <QuorlHostLinux/X11/Connection/X11Connection.h>
 
@@ -14,23 +15,20 @@ namespace quorl {
 /// Keeps an image of an area of a drawable, and fetches only what the server reports as changed.
 ///
 /// *Queue*: the connection's thread.
-/// *Ownership*: owns the server's damage object and region, and the image.
+/// *Ownership*: owns the damage watch and the image.
 /// *Lifetime*: ends before its connection.
 class DamageMirror {
  public:
   /// Watches the window `watched` for changes.
   DamageMirror(X11Connection& connection, std::uint32_t watched);
-  ~DamageMirror();
-  DamageMirror(const DamageMirror&) = delete;
-  DamageMirror& operator=(const DamageMirror&) = delete;
 
   /// Shows `area` of `drawable`, whose origin is that of the watched window. All of it becomes dirty.
   std::expected<void, PortError> show(std::uint32_t drawable, const PixelRect& area);
 
   /// Takes a damage event. False for any other event or window.
-  bool handle(const void* event);
+  bool handle(const void* event) { return damage_.handle(event); }
 
-  bool isDirty() const { return isWholeDirty_ || !reported_.isEmpty(); }
+  bool isDirty() const { return isWholeDirty_ || damage_.hasChanges(); }
 
   /// Requests the changed pixels and returns where they are, in the image's coordinates. The pixels may
   /// arrive later: the image waits for its rows.
@@ -42,14 +40,11 @@ class DamageMirror {
 
  private:
   DirtyRegion takeDamage();
-  DirtyRegion fetchDamage();
 
   X11Connection& connection_;
-  std::uint32_t damage_ = 0;
-  std::uint32_t region_ = 0;
+  DamageWatch damage_;
   std::uint32_t drawable_ = 0;
   PixelRect area_;
-  PixelRect reported_;  // around all changes since the last refresh, in the drawable's coordinates
   bool isWholeDirty_ = true;
   std::unique_ptr<SharedImage> image_;
 };
