@@ -259,7 +259,6 @@ TEST_F(DisplayCapture, refusesAnUnknownDisplayAndOddPictures) {
   EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(641, 480), deliveries).has_value());
   EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(0, 0), deliveries).has_value());
   EXPECT_FALSE(harness.open(DisplayFilter{display()}, settingsOf(20'000, 480), deliveries).has_value());
-  EXPECT_FALSE(harness.open(ApplicationFilter{display(), 1}, settingsOf(640, 480), deliveries).has_value());
 }
 
 TEST_F(DisplayCapture, waitsForNoAnswerOfTheServer) {

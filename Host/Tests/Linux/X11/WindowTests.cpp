@@ -80,7 +80,8 @@ TEST_F(Windows, capturesThePartsOfAWindowThatAnotherCovers) {
   const auto listed = waitFor("covered");
   ASSERT_TRUE(listed);
   EXPECT_EQ(listed->windowID, window);
-  client.makeWindow({0, 0, 800, 600});
+  client.makeWindow({0, 0, 800, 600}, TestClient::Managed::yes, "cover");
+  ASSERT_TRUE(waitFor("cover"));
   const auto stream = harness.start(WindowFilter{window}, settingsOf(*listed), deliveries);
   client.fill(window, {0, 0, 200, 150}, red);
   const int x = settingsOf(*listed).size.width / 2;

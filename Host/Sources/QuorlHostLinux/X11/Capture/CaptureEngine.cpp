@@ -14,6 +14,9 @@ namespace {
 /// removed.
 constexpr std::chrono::milliseconds returnTime{1'000};
 
+/// A window that was just brought back is mapped within this time.
+constexpr std::chrono::milliseconds mapTime{2'000};
+
 bool isSame(const CaptureFilter& a, const CaptureFilter& b) {
   if (a.index() != b.index()) return false;
   if (const auto* display = std::get_if<DisplayFilter>(&a)) {
@@ -22,7 +25,14 @@ bool isSame(const CaptureFilter& a, const CaptureFilter& b) {
   if (const auto* window = std::get_if<WindowFilter>(&a)) {
     return window->windowID == std::get<WindowFilter>(b).windowID;
   }
-  return false;
+  const auto& application = std::get<ApplicationFilter>(a);
+  const auto& other = std::get<ApplicationFilter>(b);
+  return application.displayID == other.displayID && application.pid == other.pid;
+}
+
+std::optional<SteadyTime> earlier(std::optional<SteadyTime> a, std::optional<SteadyTime> b) {
+  if (!a) return b;
+  return b ? std::min(*a, *b) : a;
 }
 
 /// Where a display is, in global points; empty for other filters.
@@ -34,22 +44,7 @@ PointRect placeOf(const CaptureFilter& filter, const std::vector<Monitor>& monit
   return {};
 }
 
-std::expected<std::unique_ptr<CaptureSource>, PortError> makeSource(X11Connection& connection,
-                                                                    const CaptureFilter& filter) {
-  if (const auto* display = std::get_if<DisplayFilter>(&filter)) {
-    return makeDisplaySource(connection, display->displayID);
-  }
-  if (const auto* window = std::get_if<WindowFilter>(&filter)) {
-    return makeWindowSource(connection, window->windowID);
-  }
-  return std::unexpected(noApplicationCapture());
-}
-
 }  // namespace
-
-PortError noApplicationCapture() {
-  return {"an application's windows cannot be captured together on this display"};
-}
 
 CaptureEngine::CaptureEngine(X11DisplayName displayName) {
   loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-capture", *this);
@@ -67,10 +62,12 @@ void CaptureEngine::add(std::uint64_t id, const CaptureFilter& filter, const Cap
                completion = std::move(completion)]() mutable {
     auto shown = shownFor(filter);
     if (!shown) return callbacks->complete(std::move(completion), std::unexpected(shown.error()));
-    callbacks->complete(std::move(completion), {});
-    if (!(*shown)->place.isEmpty()) callbacks->placed((*shown)->place);
-    (*shown)->outlets.push_back(std::make_unique<CaptureOutlet>(id, settings, std::move(callbacks),
-                                                                std::move(requests), loop_->waker()));
+    auto& outlets = (*shown)->outlets;
+    outlets.push_back(std::make_unique<CaptureOutlet>(id, settings, std::move(callbacks), std::move(requests),
+                                                      loop_->waker()));
+    const SteadyTime now = std::chrono::steady_clock::now();
+    (*shown)->starts.push_back({outlets.back().get(), std::move(completion), now + mapTime});
+    answerStarts(**shown, now);
     selectCursor();
   });
 }
@@ -96,6 +93,7 @@ void CaptureEngine::update(std::uint64_t id, const CaptureSettings& settings,
 void CaptureEngine::remove(std::uint64_t id) {
   loop_->post([this, id] {
     for (auto& shown : shown_) {
+      std::erase_if(shown->starts, [id](const auto& start) { return start.outlet->id() == id; });
       std::erase_if(shown->outlets, [id](const auto& outlet) { return outlet->id() == id; });
     }
     dropUnused();
@@ -114,6 +112,7 @@ void CaptureEngine::handle(const void* event) {
     return;
   }
   if (cursor_.handle(event, *connection_)) return;
+  if (const auto scene = scene_.lock()) scene->windows.handle(event);
   for (auto& shown : shown_) {
     if (auto handled = shown->source->handle(event); !handled) end(*shown, handled.error());
   }
@@ -138,27 +137,58 @@ std::optional<SteadyTime> CaptureEngine::turn() {
   if (shown_.empty()) return std::nullopt;
   if (std::exchange(monitorsMayHaveChanged_, false)) monitorsChanged();
   const SteadyTime now = std::chrono::steady_clock::now();
+  settle(now);
   fetch(now);
   std::optional<SteadyTime> next;
-  for (auto& shown : shown_) {
-    if (shown->lost) {
-      if (shown->lost->end <= now) {
-        end(*shown, shown->lost->error);
-      } else if (!next || shown->lost->end < *next) {
-        next = shown->lost->end;
-      }
-      continue;
-    }
-    if (auto served = serve(*shown, now); !served) {
-      // When the server has gone, the loop reports that.
-      if (connection_->isAlive()) end(*shown, served.error());
-      continue;
-    }
-    const auto wanted = nextTurn(*shown, now);
-    if (wanted && (!next || *wanted < *next)) next = wanted;
-  }
+  for (auto& shown : shown_) next = earlier(next, turnOf(*shown, now));
   dropUnused();
   return next;
+}
+
+void CaptureEngine::settle(SteadyTime now) {
+  for (auto& shown : shown_) {
+    auto settled = shown->source->settle();
+    // When the server has gone, the loop reports that.
+    if (!settled && connection_->isAlive()) end(*shown, settled.error());
+    if (settled) answerStarts(*shown, now);
+  }
+  dropUnused();
+}
+
+std::optional<SteadyTime> CaptureEngine::answerStarts(Shown& shown, SteadyTime now) {
+  std::optional<SteadyTime> next;
+  auto starts = std::exchange(shown.starts, {});
+  for (auto& start : starts) {
+    CaptureOutlet* outlet = start.outlet;
+    if (shown.source->isShowing()) {
+      outlet->callbacks().complete(std::move(start.completion), {});
+      if (!shown.place.isEmpty()) outlet->callbacks().placed(shown.place);
+    } else if (start.end <= now) {
+      outlet->callbacks().complete(
+          std::move(start.completion),
+          std::unexpected(PortError{.description = "the window is not shown on the screen"}));
+      std::erase_if(shown.outlets, [outlet](const auto& each) { return each.get() == outlet; });
+    } else {
+      next = earlier(next, start.end);
+      shown.starts.push_back(std::move(start));
+    }
+  }
+  return next;
+}
+
+std::optional<SteadyTime> CaptureEngine::turnOf(Shown& shown, SteadyTime now) {
+  if (shown.lost) {
+    if (shown.lost->end > now) return shown.lost->end;
+    end(shown, shown.lost->error);
+    return std::nullopt;
+  }
+  if (!shown.source->isShowing()) return answerStarts(shown, now);
+  if (auto served = serve(shown, now); !served) {
+    // When the server has gone, the loop reports that.
+    if (connection_->isAlive()) end(shown, served.error());
+    return std::nullopt;
+  }
+  return nextTurn(shown, now);
 }
 
 void CaptureEngine::lost() {
@@ -166,6 +196,27 @@ void CaptureEngine::lost() {
   shown_.clear();
   cursor_ = {};
   connection_ = nullptr;
+}
+
+std::shared_ptr<Scene> CaptureEngine::scene() {
+  auto scene = scene_.lock();
+  if (!scene) scene_ = scene = std::make_shared<Scene>(*connection_);
+  return scene;
+}
+
+std::expected<std::unique_ptr<CaptureSource>, PortError> CaptureEngine::makeSource(
+    X11Connection& connection, const CaptureFilter& filter) {
+  if (const auto* display = std::get_if<DisplayFilter>(&filter)) {
+    return makeDisplaySource(connection, display->displayID);
+  }
+  const auto shared = scene();
+  if (!connection.extensions().composite.present || !shared->formats.isPresent()) {
+    return std::unexpected(PortError{"the display cannot show a window alone (no COMPOSITE or no RENDER)"});
+  }
+  if (const auto* window = std::get_if<WindowFilter>(&filter)) {
+    return makeWindowSource(connection, shared, window->windowID);
+  }
+  return makeApplicationSource(connection, shared, std::get<ApplicationFilter>(filter));
 }
 
 std::expected<CaptureEngine::Shown*, PortError> CaptureEngine::shownFor(const CaptureFilter& filter) {
@@ -180,8 +231,10 @@ std::expected<CaptureEngine::Shown*, PortError> CaptureEngine::shownFor(const Ca
   }
   auto source = makeSource(**connection, filter);
   if (!source) return std::unexpected(source.error());
-  shown_.push_back(std::make_unique<Shown>(
-      Shown{filter, std::move(*source), {}, {}, placeOf(filter, readMonitors(**connection))}));
+  shown_.push_back(std::make_unique<Shown>(Shown{.filter = filter,
+                                                 .source = std::move(*source),
+                                                 .outlets = {},
+                                                 .place = placeOf(filter, readMonitors(**connection))}));
   return shown_.back().get();
 }
 
@@ -199,7 +252,7 @@ CaptureOutlet* CaptureEngine::find(std::uint64_t id) {
 void CaptureEngine::fetch(SteadyTime now) {
   for (auto& shown : shown_) {
     shown->open.clear();
-    if (shown->lost) continue;
+    if (shown->lost || !shown->source->isShowing()) continue;
     for (auto& outlet : shown->outlets) {
       if (outlet->isOpen(now)) shown->open.push_back(outlet.get());
     }
@@ -210,11 +263,13 @@ void CaptureEngine::fetch(SteadyTime now) {
   if (isCursorNeeded) cursor_.request(*connection_);
   for (auto& shown : shown_) {
     if (shown->open.empty() || !shown->source->isDirty()) continue;
+    ++grabs_;
     const DirtyRegion changed = shown->source->refresh();
     for (auto& outlet : shown->outlets) outlet->sourceChanged(changed);
   }
   cursor_.receive(*connection_);
   for (auto& shown : shown_) {
+    if (!shown->source->isShowing()) continue;
     for (auto& outlet : shown->outlets) outlet->cursorChanged(cursor_, shown->source->area());
   }
 }
@@ -272,6 +327,12 @@ void CaptureEngine::selectCursor() {
 }
 
 void CaptureEngine::end(Shown& shown, const PortError& error) {
+  for (auto& start : shown.starts) {
+    CaptureOutlet* outlet = start.outlet;
+    outlet->callbacks().complete(std::move(start.completion), std::unexpected(error));
+    std::erase_if(shown.outlets, [outlet](const auto& each) { return each.get() == outlet; });
+  }
+  shown.starts.clear();
   for (auto& outlet : shown.outlets) outlet->callbacks().stopped(error);
   shown.outlets.clear();
 }

@@ -31,6 +31,7 @@ class CaptureEngine final : public X11Loop::Client {
   void remove(std::uint64_t id);
 
   std::uint64_t wakeups() const { return loop_->wakeups(); }
+  std::uint64_t grabs() const { return grabs_; }
 
  private:
   struct Shown {
@@ -44,6 +45,13 @@ class CaptureEngine final : public X11Loop::Client {
       SteadyTime end;  // when the capture ends
     };
     std::optional<Lost> lost{};  // for a display that is not there now
+    /// An outlet whose start is not answered, because there is nothing to show yet.
+    struct Start {
+      CaptureOutlet* outlet;
+      CaptureStream::Completion completion;
+      SteadyTime end;  // when it fails
+    };
+    std::vector<Start> starts{};
   };
 
   void connected(X11Connection& connection) override;
@@ -52,6 +60,12 @@ class CaptureEngine final : public X11Loop::Client {
   void lost() override;
 
   std::expected<Shown*, PortError> shownFor(const CaptureFilter& filter);
+  std::expected<std::unique_ptr<CaptureSource>, PortError> makeSource(X11Connection& connection,
+                                                                      const CaptureFilter& filter);
+  std::shared_ptr<Scene> scene();
+  void settle(SteadyTime now);
+  std::optional<SteadyTime> answerStarts(Shown& shown, SteadyTime now);
+  std::optional<SteadyTime> turnOf(Shown& shown, SteadyTime now);
   CaptureOutlet* find(std::uint64_t id);
   void fetch(SteadyTime now);
   bool needsCursor(const Shown& shown) const;
@@ -63,8 +77,10 @@ class CaptureEngine final : public X11Loop::Client {
   void monitorsChanged();
 
   std::atomic<std::uint64_t> lastID_{0};
+  std::atomic<std::uint64_t> grabs_{0};
   // The engine's thread:
   X11Connection* connection_ = nullptr;
+  std::weak_ptr<Scene> scene_;  // while a source needs it
   std::vector<std::unique_ptr<Shown>> shown_;
   CursorOverlay cursor_;
   bool isCursorSelected_ = false;

@@ -7,6 +7,7 @@
 
 #include <QuorlHostLinux/Applications/ApplicationNames.h>
 #include <QuorlHostLinux/X11/Capture/CaptureEngine.h>
+#include <QuorlHostLinux/X11/Capture/FrameTrim.h>
 #include <QuorlHostLinux/X11/Displays/DisplayList.h>
 #include <QuorlHostLinux/X11/Windows/WindowCatalog.h>
 
@@ -115,18 +116,19 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
   std::expected<FilterGeometry, PortError> geometryOf(const CaptureFilter& filter) {
     const auto connection = loop_->connection();
     if (!connection) return std::unexpected(connection.error());
-    if (const auto* display = std::get_if<DisplayFilter>(&filter)) {
-      for (const auto& known : displaysOf(readMonitors(**connection))) {
-        if (known.displayID == display->displayID) return FilterGeometry{known.bounds.size, known.pixelScale};
-      }
-      return std::unexpected(PortError{fmt::format("there is no display {}", display->displayID)});
-    }
     if (const auto* window = std::get_if<WindowFilter>(&filter)) {
       const auto place = findPlace(**connection, window->windowID);
-      if (place) return FilterGeometry{pointsOf(place->bounds, {}).size, 1.0};
-      return std::unexpected(PortError{fmt::format("there is no window {}", window->windowID)});
+      if (!place) return std::unexpected(PortError{fmt::format("there is no window {}", window->windowID)});
+      const auto trim = readFrameTrim(**connection, window->windowID, place->frame);
+      return FilterGeometry{pointsOf(trimmed(place->bounds, trim), {}).size, 1.0};
     }
-    return std::unexpected(noApplicationCapture());
+    const auto* application = std::get_if<ApplicationFilter>(&filter);
+    const auto displayID =
+        application != nullptr ? application->displayID : std::get<DisplayFilter>(filter).displayID;
+    for (const auto& known : displaysOf(readMonitors(**connection))) {
+      if (known.displayID == displayID) return FilterGeometry{known.bounds.size, known.pixelScale};
+    }
+    return std::unexpected(PortError{fmt::format("there is no display {}", displayID)});
   }
 
   ApplicationNames names_;
@@ -151,13 +153,16 @@ std::expected<std::unique_ptr<CaptureStream>, PortError> X11ScreenCapture::makeS
     const CaptureFilter& filter, const CaptureSettings& settings, SerialQueue queue,
     CaptureStream::Handlers handlers) {
   if (auto good = checked(settings); !good) return std::unexpected(good.error());
-  if (std::holds_alternative<ApplicationFilter>(filter)) return std::unexpected(noApplicationCapture());
   return std::make_unique<X11CaptureStream>(
       engine_, filter, settings, std::make_shared<StreamCallbacks>(std::move(queue), std::move(handlers)));
 }
 
 std::uint64_t X11ScreenCapture::captureWakeups() const {
   return engine_->wakeups();
+}
+
+std::uint64_t X11ScreenCapture::captureGrabs() const {
+  return engine_->grabs();
 }
 
 }  // namespace quorl

@@ -27,6 +27,8 @@ class X11ScreenCapture final : public ScreenCapture {
 
   /// How often the capturing thread has woken up since the start.
   std::uint64_t captureWakeups() const;
+  /// How often changed pixels were fetched since the start. One fetch serves all streams of a source.
+  std::uint64_t captureGrabs() const;
 
  private:
   class Contents;

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QuorlHostLinux/X11/Capture/RenderFormats.h>
+#include <QuorlHostLinux/X11/Capture/TopLevels.h>
+
+namespace quorl {
+
+/// What the sources of windows share: the windows of the display, and the formats of their pixels.
+///
+/// *Queue*: the connection's thread.
+/// *Lifetime*: exists while a source needs it; ends before its connection.
+struct Scene {
+  explicit Scene(X11Connection& connection) : windows(connection), formats(connection) {}
+
+  TopLevels windows;
+  RenderFormats formats;
+};
+
+}  // namespace quorl
