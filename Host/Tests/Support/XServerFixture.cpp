@@ -138,12 +138,16 @@ XServer::~XServer() {
   server_->terminate();
 }
 
-void XServer::startWindowManager() {
+void XServer::restartWindowManager() {
   const std::string configuration = folder() + "/openbox.xml";
   std::ofstream(configuration) << "<openbox_config xmlns=\"http://openbox.org/3.4/rc\">"
                                   "<theme><name>Clearlooks</name><animateIconify>no</animateIconify></theme>"
                                   "<desktops><number>1</number></desktops></openbox_config>";
   windowManager_.emplace(start({"openbox", "--sm-disable", "--config-file", configuration}));
+}
+
+void XServer::startWindowManager() {
+  restartWindowManager();
   // openbox announces itself before it reads events, and misses windows that are mapped in between. It is
   // ready once it has managed one.
   const auto manages = [this](bool any) {
@@ -184,6 +188,10 @@ void XServer::resume() const {
 
 void XServer::kill() {
   server_->kill();
+}
+
+void XServer::killWindowManager() {
+  windowManager_.reset();
 }
 
 }  // namespace quorl::test

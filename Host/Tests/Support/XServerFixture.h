@@ -67,6 +67,10 @@ class XServer {
   std::string run(const std::vector<std::string>& command) const;
   /// Ends the server at once, like a crash.
   void kill();
+  /// Ends the window manager at once, like a crash.
+  void killWindowManager();
+  /// Starts it again, and does not wait until it manages the windows.
+  void restartWindowManager();
   /// Between these the server runs no request.
   void pause() const;
   void resume() const;

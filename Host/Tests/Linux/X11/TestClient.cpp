@@ -3,11 +3,13 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
+#include <xcb/xfixes.h>
 #include <xcb/xtest.h>
 
 namespace quorl::test {
@@ -78,6 +80,85 @@ void TestClient::map(std::uint32_t window) {
 
 void TestClient::destroy(std::uint32_t window) {
   xcb_destroy_window(xcb_, window);
+  sync();
+}
+
+void TestClient::raise(std::uint32_t window) {
+  const std::uint32_t mode = XCB_STACK_MODE_ABOVE;
+  xcb_configure_window(xcb_, window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+  sync();
+}
+
+void TestClient::lower(std::uint32_t window) {
+  const std::uint32_t mode = XCB_STACK_MODE_BELOW;
+  xcb_configure_window(xcb_, window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+  sync();
+}
+
+std::uint32_t TestClient::makeTransparentWindow(const PixelRect& bounds, std::uint32_t color) {
+  std::uint32_t visual = 0;
+  const xcb_screen_t& screen = *xcb_setup_roots_iterator(xcb_get_setup(xcb_)).data;
+  for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem > 0; xcb_depth_next(&depth)) {
+    if (depth.data->depth == 32) visual = xcb_depth_visuals_iterator(depth.data).data->visual_id;
+  }
+  const std::uint32_t colors = xcb_generate_id(xcb_);
+  xcb_create_colormap(xcb_, XCB_COLORMAP_ALLOC_NONE, colors, root_, visual);
+  const std::uint32_t window = xcb_generate_id(xcb_);
+  const std::array<std::uint32_t, 4> values{color, 0, 1, colors};
+  xcb_create_window(xcb_, 32, window, root_, static_cast<std::int16_t>(bounds.x),
+                    static_cast<std::int16_t>(bounds.y), static_cast<std::uint16_t>(bounds.width),
+                    static_cast<std::uint16_t>(bounds.height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
+                    XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP,
+                    values.data());
+  map(window);
+  return window;
+}
+
+void TestClient::setBorder(std::uint32_t window, int width, std::uint32_t color) {
+  const auto thickness = static_cast<std::uint32_t>(width);
+  xcb_change_window_attributes(xcb_, window, XCB_CW_BORDER_PIXEL, &color);
+  xcb_configure_window(xcb_, window, XCB_CONFIG_WINDOW_BORDER_WIDTH, &thickness);
+  sync();
+}
+
+void TestClient::setShape(std::uint32_t window, const PixelRect& rect) {
+  const xcb_rectangle_t part{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+                             static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)};
+  owned(xcb_xfixes_query_version_reply(xcb_, xcb_xfixes_query_version(xcb_, 5, 0), nullptr));
+  const std::uint32_t region = xcb_generate_id(xcb_);
+  xcb_xfixes_create_region(xcb_, region, 1, &part);
+  xcb_xfixes_set_window_shape_region(xcb_, window, XCB_SHAPE_SK_BOUNDING, 0, 0, region);
+  xcb_xfixes_destroy_region(xcb_, region);
+  sync();
+}
+
+void TestClient::setNumbers(std::uint32_t window, const std::string& property, std::uint32_t type,
+                            const std::vector<std::uint32_t>& numbers) {
+  const auto length = static_cast<std::uint16_t>(property.size());
+  const auto atom =
+      owned(xcb_intern_atom_reply(xcb_, xcb_intern_atom(xcb_, 0, length, property.data()), nullptr));
+  xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, atom->atom, type, 32,
+                      static_cast<std::uint32_t>(numbers.size()), numbers.data());
+  sync();
+}
+
+void TestClient::claimUnmapped(std::uint32_t window) {
+  std::array<char, 32> bytes{};
+  const xcb_unmap_notify_event_t event{.response_type = XCB_UNMAP_NOTIFY,
+                                       .pad0 = 0,
+                                       .sequence = 0,
+                                       .event = root_,
+                                       .window = window,
+                                       .from_configure = 0,
+                                       .pad1 = {}};
+  std::memcpy(bytes.data(), &event, sizeof event);
+  xcb_send_event(xcb_, 0, root_, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY, bytes.data());
+  sync();
+}
+
+void TestClient::setBackground(std::uint32_t window, std::uint32_t color) {
+  xcb_change_window_attributes(xcb_, window, XCB_CW_BACK_PIXEL, &color);
+  xcb_clear_area(xcb_, 0, window, 0, 0, 0, 0);
   sync();
 }
 

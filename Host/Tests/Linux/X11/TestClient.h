@@ -28,7 +28,21 @@ class TestClient {
   void unmap(std::uint32_t window);
   void map(std::uint32_t window);
   void destroy(std::uint32_t window);
+  void raise(std::uint32_t window);
+  void lower(std::uint32_t window);
+  /// A mapped window of 32 bits a pixel, filled with this colour (0xAARRGGBB, premultiplied).
+  std::uint32_t makeTransparentWindow(const PixelRect& bounds, std::uint32_t color);
+  void setBorder(std::uint32_t window, int width, std::uint32_t color);
+  /// Limits the window to a rectangle of it.
+  void setShape(std::uint32_t window, const PixelRect& rect);
+  /// Sets a property of 32-bit numbers.
+  void setNumbers(std::uint32_t window, const std::string& property, std::uint32_t type,
+                  const std::vector<std::uint32_t>& numbers);
+  /// Sends the root an event that says that the window was unmapped.
+  void claimUnmapped(std::uint32_t window);
 
+  /// The server fills the window with this colour, now and whenever a part of it appears.
+  void setBackground(std::uint32_t window, std::uint32_t color);
   /// `color` is 0xRRGGBB.
   void fill(std::uint32_t window, const PixelRect& rect, std::uint32_t color);
   void fillRoot(const PixelRect& rect, std::uint32_t color) { fill(root_, rect, color); }
