@@ -162,6 +162,12 @@ void TestClient::setBackground(std::uint32_t window, std::uint32_t color) {
   sync();
 }
 
+void TestClient::setNoBackground(std::uint32_t window) {
+  const std::uint32_t none = XCB_BACK_PIXMAP_NONE;
+  xcb_change_window_attributes(xcb_, window, XCB_CW_BACK_PIXMAP, &none);
+  sync();
+}
+
 void TestClient::fill(std::uint32_t window, const PixelRect& rect, std::uint32_t color) {
   xcb_change_gc(xcb_, context_, XCB_GC_FOREGROUND, &color);
   const xcb_rectangle_t area{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),

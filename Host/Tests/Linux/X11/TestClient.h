@@ -43,6 +43,8 @@ class TestClient {
 
   /// The server fills the window with this colour, now and whenever a part of it appears.
   void setBackground(std::uint32_t window, std::uint32_t color);
+  /// The server leaves the window to its program.
+  void setNoBackground(std::uint32_t window);
   /// `color` is 0xRRGGBB.
   void fill(std::uint32_t window, const PixelRect& rect, std::uint32_t color);
   void fillRoot(const PixelRect& rect, std::uint32_t color) { fill(root_, rect, color); }

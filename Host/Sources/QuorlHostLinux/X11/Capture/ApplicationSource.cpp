@@ -33,10 +33,7 @@ bool isConnected(X11Connection& connection, std::int32_t pid) {
 class ApplicationSource final : public CaptureSource {
  public:
   ApplicationSource(X11Connection& connection, std::shared_ptr<Scene> scene, const ApplicationFilter& filter)
-      : connection_(connection),
-        scene_(std::move(scene)),
-        filter_(filter),
-        stack_(connection, scene_->formats) {}
+      : connection_(connection), scene_(std::move(scene)), filter_(filter), stack_(connection, *scene_) {}
 
   std::expected<void, PortError> open() {
     if (auto found = monitorsChanged(readMonitors(connection_)); !found) return found;

@@ -45,9 +45,19 @@ bool DamageWatch::handle(const void* event) {
 
 DirtyRegion DamageWatch::take() {
   const PixelRect reported = std::exchange(reported_, {});
-  if (static_cast<long>(reported.width) * reported.height > worthAsking) return fetch();
+  if (static_cast<long>(reported.width) * reported.height > worthAsking) {
+    xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, region_);
+    return fetch();
+  }
   xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, XCB_NONE);
   return DirtyRegion(reported);
+}
+
+DirtyRegion DamageWatch::takeFrom(std::uint32_t region) {
+  reported_ = {};
+  xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, region_);
+  xcb_xfixes_subtract_region(connection_.xcb(), region, region_, region);
+  return fetch();
 }
 
 void DamageWatch::skip() {
@@ -58,7 +68,6 @@ void DamageWatch::skip() {
 DirtyRegion DamageWatch::fetch() {
   // The largest window that the protocol knows.
   constexpr PixelRect everything{-32'768, -32'768, 65'535, 65'535};
-  xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, region_);
   const XcbReply<xcb_xfixes_fetch_region_reply_t> reply(xcb_xfixes_fetch_region_reply(
       connection_.xcb(), xcb_xfixes_fetch_region(connection_.xcb(), region_), nullptr));
   if (!reply) return DirtyRegion(everything);

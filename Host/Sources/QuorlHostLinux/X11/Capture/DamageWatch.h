@@ -28,6 +28,8 @@ class DamageWatch {
   /// follows is reported again, so pixels requested later miss none. Waits for the server if the changes are
   /// large.
   DirtyRegion take();
+  /// As `take`, and removes the changes from an XFIXES region too.
+  DirtyRegion takeFrom(std::uint32_t region);
   /// Clears the changes.
   void skip();
 

@@ -67,8 +67,8 @@ LayerStack::Placed LayerStack::placed(const Wanted& wanted) {
       layers_, [&](const Placed& each) { return each.layer && each.layer->window() == window.window; });
   Placed result;
   if (known == layers_.end()) {
-    result.layer =
-        std::make_unique<WindowLayer>(connection_, window.window, formats_.ofVisual(wanted.visual));
+    result.layer = std::make_unique<WindowLayer>(connection_, window, scene_.formats.ofVisual(wanted.visual),
+                                                 scene_.windows.covers(window.window));
   } else {
     result = std::move(*known);
   }
@@ -97,7 +97,7 @@ std::expected<void, PortError> LayerStack::resize(PixelSize size) {
 }
 
 bool LayerStack::handle(const void* event) {
-  return std::ranges::any_of(layers_, [event](auto& each) { return each.layer->damage().handle(event); });
+  return std::ranges::any_of(layers_, [event](auto& each) { return each.layer->handle(event); });
 }
 
 bool LayerStack::hasPixels() const {
@@ -106,7 +106,7 @@ bool LayerStack::hasPixels() const {
 
 bool LayerStack::isDirty() const {
   return !dirty_.isEmpty() ||
-         std::ranges::any_of(layers_, [](const auto& each) { return each.layer->damage().hasChanges(); });
+         std::ranges::any_of(layers_, [](const auto& each) { return each.layer->isDamaged(); });
 }
 
 DirtyRegion LayerStack::refresh() {
@@ -134,8 +134,8 @@ DirtyRegion LayerStack::takeDirt() {
   DirtyRegion result;
   for (const auto& rect : marked.rects()) result.add(rect.intersectionWith(whole));
   for (auto& [layer, place, pixmap] : layers_) {
-    if (!layer->damage().hasChanges()) continue;
-    const DirtyRegion damaged = layer->damage().take();
+    if (!layer->isDamaged()) continue;
+    const DirtyRegion damaged = layer->takeDamage();
     const PixelRect seen = place.intersectionWith(whole);
     // Damage does not count the border.
     const int x = place.x + layer->borderWidth();
@@ -150,7 +150,7 @@ bool LayerStack::isDirect() const {
   if (layers_.size() != 1) return false;
   const auto& [layer, place, pixmap] = layers_.front();
   if (layer->pixmap() == 0 || !place.contains(PixelRect::of(image_->size()))) return false;
-  return !layer->isShaped() && layer->format().isBGR;
+  return !layer->isShaped() && layer->foreign() == 0 && layer->format().isBGR;
 }
 
 // The pictures of several windows show one moment: no client draws between the first and the last request.
@@ -160,43 +160,55 @@ void LayerStack::paint(const DirtyRegion& dirty) {
   if (canvas_ == 0) {
     const PixelSize size = image_->size();
     canvas_ = xcb_generate_id(xcb);
-    xcb_create_pixmap(xcb, formats_.rootDepth(), canvas_, connection_.root(),
+    xcb_create_pixmap(xcb, scene_.formats.rootDepth(), canvas_, connection_.root(),
                       static_cast<std::uint16_t>(size.width), static_cast<std::uint16_t>(size.height));
     canvasPicture_ = xcb_generate_id(xcb);
-    xcb_render_create_picture(xcb, canvasPicture_, canvas_, formats_.ofRoot().id, 0, nullptr);
+    xcb_render_create_picture(xcb, canvasPicture_, canvas_, scene_.formats.ofRoot().id, 0, nullptr);
     stale = DirtyRegion(PixelRect::of(size));
   }
-  std::vector<xcb_rectangle_t> rects;
-  std::ranges::transform(stale.rects(), std::back_inserter(rects), asX);
   xcb_grab_server(xcb);
-  xcb_render_fill_rectangles(xcb, XCB_RENDER_PICT_OP_SRC, canvasPicture_, {0, 0, 0, 0xFFFF},
-                             static_cast<std::uint32_t>(rects.size()), rects.data());
-  for (const auto& each : layers_) paintLayer(each, stale);
+  blacken(stale);
+  for (const auto& each : layers_) {
+    if (each.layer->isShaped()) limitTo(each.layer->shape(), each);
+    paintLayer(each, stale);
+    if (each.layer->isShaped()) limitTo(XCB_NONE, each);
+    if (each.layer->foreign() == 0) continue;
+    limitTo(each.layer->foreign(), each);
+    blacken(stale);
+    limitTo(XCB_NONE, each);
+  }
   xcb_ungrab_server(xcb);
 }
 
 void LayerStack::paintLayer(const Placed& each, const DirtyRegion& dirty) {
-  xcb_connection_t* xcb = connection_.xcb();
   WindowLayer& layer = *each.layer;
   const std::uint32_t source = layer.picture();
   if (source == 0) return;
   const PixelRect& place = each.place;
   const auto operation = layer.format().hasAlpha ? XCB_RENDER_PICT_OP_OVER : XCB_RENDER_PICT_OP_SRC;
-  if (layer.isShaped()) {
-    xcb_xfixes_set_picture_clip_region(xcb, canvasPicture_, layer.shape(),
-                                       static_cast<std::int16_t>(place.x + layer.borderWidth()),
-                                       static_cast<std::int16_t>(place.y + layer.borderWidth()));
-  }
   for (const auto& rect : dirty.rects()) {
     const PixelRect part = rect.intersectionWith(place);
     if (part.isEmpty()) continue;
-    xcb_render_composite(xcb, static_cast<std::uint8_t>(operation), source, XCB_NONE, canvasPicture_,
-                         static_cast<std::int16_t>(part.x - place.x),
-                         static_cast<std::int16_t>(part.y - place.y), 0, 0, static_cast<std::int16_t>(part.x),
-                         static_cast<std::int16_t>(part.y), static_cast<std::uint16_t>(part.width),
-                         static_cast<std::uint16_t>(part.height));
+    const xcb_rectangle_t to = asX(part);
+    xcb_render_composite(connection_.xcb(), static_cast<std::uint8_t>(operation), source, XCB_NONE,
+                         canvasPicture_, static_cast<std::int16_t>(part.x - place.x),
+                         static_cast<std::int16_t>(part.y - place.y), 0, 0, to.x, to.y, to.width, to.height);
   }
-  if (layer.isShaped()) xcb_xfixes_set_picture_clip_region(xcb, canvasPicture_, XCB_NONE, 0, 0);
+}
+
+void LayerStack::blacken(const DirtyRegion& dirty) {
+  std::vector<xcb_rectangle_t> rects;
+  std::ranges::transform(dirty.rects(), std::back_inserter(rects), asX);
+  xcb_render_fill_rectangles(connection_.xcb(), XCB_RENDER_PICT_OP_SRC, canvasPicture_, {0, 0, 0, 0xFFFF},
+                             static_cast<std::uint32_t>(rects.size()), rects.data());
+}
+
+// Windows' regions do not count the border; pixmaps do.
+void LayerStack::limitTo(std::uint32_t region, const Placed& each) {
+  const int border = each.layer->borderWidth();
+  xcb_xfixes_set_picture_clip_region(connection_.xcb(), canvasPicture_, region,
+                                     static_cast<std::int16_t>(each.place.x + border),
+                                     static_cast<std::int16_t>(each.place.y + border));
 }
 
 void LayerStack::dropCanvas() {

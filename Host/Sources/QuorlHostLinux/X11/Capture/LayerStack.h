@@ -8,9 +8,8 @@
 #include <vector>
 
 #include <QuorlHostLinux/Pictures/DirtyRegion.h>
-#include <QuorlHostLinux/X11/Capture/RenderFormats.h>
+#include <QuorlHostLinux/X11/Capture/Scene.h>
 #include <QuorlHostLinux/X11/Capture/SharedImage.h>
-#include <QuorlHostLinux/X11/Capture/TopLevels.h>
 #include <QuorlHostLinux/X11/Capture/WindowLayer.h>
 
 namespace quorl {
@@ -20,11 +19,10 @@ namespace quorl {
 ///
 /// *Queue*: the connection's thread.
 /// *Ownership*: owns the layers, the server's pixmap and the image.
-/// *Lifetime*: ends before its connection and its formats.
+/// *Lifetime*: ends before its connection and the scene.
 class LayerStack {
  public:
-  LayerStack(X11Connection& connection, const RenderFormats& formats)
-      : connection_(connection), formats_(formats) {}
+  LayerStack(X11Connection& connection, Scene& scene) : connection_(connection), scene_(scene) {}
   ~LayerStack();
   LayerStack(const LayerStack&) = delete;
   LayerStack& operator=(const LayerStack&) = delete;
@@ -68,10 +66,12 @@ class LayerStack {
   bool isDirect() const;
   void paint(const DirtyRegion& dirty);
   void paintLayer(const Placed& each, const DirtyRegion& dirty);
+  void blacken(const DirtyRegion& dirty);
+  void limitTo(std::uint32_t region, const Placed& each);
   void dropCanvas();
 
   X11Connection& connection_;
-  const RenderFormats& formats_;
+  Scene& scene_;
   PixelRect area_;
   std::vector<Placed> layers_;  // bottom to top
   DirtyRegion dirty_;           // by other causes than damage

@@ -139,6 +139,18 @@ const WindowOwner* TopLevels::owner(std::uint32_t window) {
   return &owners_.emplace(window, *owner).first->second;
 }
 
+std::vector<TopLevel> TopLevels::covers(std::uint32_t window) {
+  std::vector<TopLevel> result;
+  const auto covered = position(window);
+  if (covered == stack_.end()) return result;
+  for (auto above = covered + 1; above != stack_.end(); ++above) {
+    if (!above->isMapped || above->bounds.intersectionWith(covered->bounds).isEmpty()) continue;
+    const WindowOwner* drawing = owner(above->window);
+    if (drawing != nullptr && drawing->isDrawn) result.push_back(*above);
+  }
+  return result;
+}
+
 const ClientWindow* TopLevels::findClient(std::uint32_t client) const {
   for (const auto& [window, owner] : owners_) {
     if (owner.client.window == client) return &owner.client;

@@ -40,6 +40,8 @@ class TopLevels {
   const TopLevel* find(std::uint32_t window) const;
   /// Waits for the server at the first call after a map. Null when the window is gone.
   const WindowOwner* owner(std::uint32_t window);
+  /// The mapped windows over this one that hide parts of it, bottom to top. Waits for the server as `owner`.
+  std::vector<TopLevel> covers(std::uint32_t window);
   /// Among the windows whose owner was read; else null.
   const ClientWindow* findClient(std::uint32_t client) const;
 

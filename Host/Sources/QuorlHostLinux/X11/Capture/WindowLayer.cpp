@@ -12,15 +12,78 @@
 
 namespace quorl {
 
-// The damage watch comes first: the redirection draws what was covered, and that is reported too.
-WindowLayer::WindowLayer(X11Connection& connection, std::uint32_t window, RenderFormats::Format format)
-    : connection_(connection), window_(window), format_(format), damage_(connection, window) {
-  xcb_composite_redirect_window(connection_.xcb(), window_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+namespace {
+
+PixelRect innerOrigin(const TopLevel& window) {
+  return {window.bounds.x + window.borderWidth, window.bounds.y + window.borderWidth, 0, 0};
+}
+
+/// The parts of a window under the covers, as a region in the window's coordinates.
+std::uint32_t makeCoveredRegion(xcb_connection_t* xcb, const TopLevel& window,
+                                std::span<const TopLevel> covers) {
+  const std::uint32_t result = xcb_generate_id(xcb);
+  const std::uint32_t form = xcb_generate_id(xcb);
+  xcb_xfixes_create_region(xcb, result, 0, nullptr);
+  const PixelRect origin = innerOrigin(window);
+  for (const auto& cover : covers) {
+    const std::uint32_t part = xcb_generate_id(xcb);
+    const PixelRect other = innerOrigin(cover);
+    xcb_xfixes_create_region_from_window(xcb, part, cover.window, XCB_SHAPE_SK_BOUNDING);
+    xcb_xfixes_translate_region(xcb, part, static_cast<std::int16_t>(other.x - origin.x),
+                                static_cast<std::int16_t>(other.y - origin.y));
+    xcb_xfixes_union_region(xcb, result, part, result);
+    xcb_xfixes_destroy_region(xcb, part);
+  }
+  xcb_xfixes_create_region_from_window(xcb, form, window.window, XCB_SHAPE_SK_BOUNDING);
+  xcb_xfixes_intersect_region(xcb, result, form, result);
+  xcb_xfixes_destroy_region(xcb, form);
+  return result;
+}
+
+}  // namespace
+
+WindowLayer::WindowLayer(X11Connection& connection, const TopLevel& window, RenderFormats::Format format,
+                         std::span<const TopLevel> covers)
+    : connection_(connection), window_(window.window), format_(format), damage_(connection, window.window) {
+  redirect(window, covers);
+}
+
+// The server gives the new pixmap the pixels of the screen, also where other windows are. Then it has the
+// window draw what was covered, but a program may take its time. Those pixels are foreign until the damage
+// watch, which comes first, has seen the window draw there.
+void WindowLayer::redirect(const TopLevel& window, std::span<const TopLevel> covers) {
+  xcb_connection_t* xcb = connection_.xcb();
+  xcb_grab_server(xcb);
+  // A window that is redirected already, for a compositor or another stream, has a pixmap of its own.
+  const std::uint32_t probe = xcb_generate_id(xcb);
+  const XcbReply<xcb_generic_error_t> hasNone(
+      xcb_request_check(xcb, xcb_composite_name_window_pixmap_checked(xcb, window_, probe)));
+  damage_.skip();
+  if (!hasNone) {
+    xcb_free_pixmap(xcb, probe);
+  } else if (!covers.empty()) {
+    foreign_ = makeCoveredRegion(xcb, window, covers);
+  }
+  xcb_composite_redirect_window(xcb, window_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+  xcb_ungrab_server(xcb);
 }
 
 WindowLayer::~WindowLayer() {
   release();
+  if (foreign_ != 0) xcb_xfixes_destroy_region(connection_.xcb(), foreign_);
   xcb_composite_unredirect_window(connection_.xcb(), window_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+}
+
+DirtyRegion WindowLayer::takeDamage() {
+  if (foreign_ == 0) return damage_.take();
+  xcb_connection_t* xcb = connection_.xcb();
+  DirtyRegion taken = damage_.takeFrom(foreign_);
+  const XcbReply<xcb_xfixes_fetch_region_reply_t> rest(
+      xcb_xfixes_fetch_region_reply(xcb, xcb_xfixes_fetch_region(xcb, foreign_), nullptr));
+  if (!rest || xcb_xfixes_fetch_region_rectangles_length(rest.get()) == 0) {
+    xcb_xfixes_destroy_region(xcb, std::exchange(foreign_, 0));
+  }
+  return taken;
 }
 
 bool WindowLayer::renew(int borderWidth) {

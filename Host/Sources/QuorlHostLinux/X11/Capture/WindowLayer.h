@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include <QuorlHostLinux/X11/Capture/DamageWatch.h>
 #include <QuorlHostLinux/X11/Capture/RenderFormats.h>
@@ -18,13 +19,20 @@ namespace quorl {
 /// *Lifetime*: ends before its connection; may outlive the window.
 class WindowLayer {
  public:
-  WindowLayer(X11Connection& connection, std::uint32_t window, RenderFormats::Format format);
+  /// `covers` are the windows that lie over it now.
+  WindowLayer(X11Connection& connection, const TopLevel& window, RenderFormats::Format format,
+              std::span<const TopLevel> covers);
   ~WindowLayer();
   WindowLayer(const WindowLayer&) = delete;
   WindowLayer& operator=(const WindowLayer&) = delete;
 
   std::uint32_t window() const { return window_; }
-  DamageWatch& damage() { return damage_; }
+
+  /// Takes a damage event. False for any other event or window.
+  bool handle(const void* event) { return damage_.handle(event); }
+  bool isDamaged() const { return damage_.hasChanges(); }
+  /// As `DamageWatch::take`.
+  DirtyRegion takeDamage();
 
   /// Takes the pixmap that the window has now. Waits for the server. False when it has none: the last stays.
   bool renew(int borderWidth);
@@ -39,10 +47,14 @@ class WindowLayer {
   bool isShaped() const { return isShaped_; }
   /// The window's form as an XFIXES region, in the window's coordinates.
   std::uint32_t shape() const { return shape_; }
+  /// Where the window has not drawn since the redirection: an XFIXES region in the window's coordinates, or 0
+  /// when there is none. There the pixmap has the pixels of the windows that covered it.
+  std::uint32_t foreign() const { return foreign_; }
   /// The pixmap as a source for RENDER.
   std::uint32_t picture();
 
  private:
+  void redirect(const TopLevel& window, std::span<const TopLevel> covers);
   void release();
 
   X11Connection& connection_;
@@ -53,6 +65,7 @@ class WindowLayer {
   std::uint32_t picture_ = 0;
   std::uint32_t shape_ = 0;
   bool isShaped_ = false;
+  std::uint32_t foreign_ = 0;
   PixelSize size_;
   int borderWidth_ = 0;
 };

@@ -19,10 +19,7 @@ namespace {
 class WindowSource final : public CaptureSource {
  public:
   WindowSource(X11Connection& connection, std::shared_ptr<Scene> scene, std::uint32_t window)
-      : connection_(connection),
-        scene_(std::move(scene)),
-        window_(window),
-        stack_(connection, scene_->formats) {}
+      : connection_(connection), scene_(std::move(scene)), window_(window), stack_(connection, *scene_) {}
   ~WindowSource() override { watch(XCB_EVENT_MASK_NO_EVENT); }
   WindowSource(const WindowSource&) = delete;
   WindowSource& operator=(const WindowSource&) = delete;
