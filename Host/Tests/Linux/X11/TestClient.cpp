@@ -114,6 +114,11 @@ std::uint32_t TestClient::makeTransparentWindow(const PixelRect& bounds, std::ui
   return window;
 }
 
+void TestClient::reparent(std::uint32_t window, std::uint32_t parent, int x, int y) {
+  xcb_reparent_window(xcb_, window, parent, static_cast<std::int16_t>(x), static_cast<std::int16_t>(y));
+  sync();
+}
+
 void TestClient::setBorder(std::uint32_t window, int width, std::uint32_t color) {
   const auto thickness = static_cast<std::uint32_t>(width);
   xcb_change_window_attributes(xcb_, window, XCB_CW_BORDER_PIXEL, &color);

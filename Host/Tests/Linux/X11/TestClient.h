@@ -32,6 +32,8 @@ class TestClient {
   void lower(std::uint32_t window);
   /// A mapped window of 32 bits a pixel, filled with this colour (0xAARRGGBB, premultiplied).
   std::uint32_t makeTransparentWindow(const PixelRect& bounds, std::uint32_t color);
+  /// Makes it a child of another window, or of the root.
+  void reparent(std::uint32_t window, std::uint32_t parent, int x, int y);
   void setBorder(std::uint32_t window, int width, std::uint32_t color);
   /// Limits the window to a rectangle of it.
   void setShape(std::uint32_t window, const PixelRect& rect);
