@@ -49,7 +49,12 @@ DirtyRegion DamageWatch::take() {
     xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, region_);
     return fetch();
   }
-  xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, XCB_NONE);
+  // Only what is fetched: a change whose event is still on its way stays, and is reported again.
+  const xcb_rectangle_t rect{static_cast<std::int16_t>(reported.x), static_cast<std::int16_t>(reported.y),
+                             static_cast<std::uint16_t>(reported.width),
+                             static_cast<std::uint16_t>(reported.height)};
+  xcb_xfixes_set_region(connection_.xcb(), region_, 1, &rect);
+  xcb_damage_subtract(connection_.xcb(), damage_, region_, XCB_NONE);
   return DirtyRegion(reported);
 }
 
