@@ -115,7 +115,8 @@ class CaptureStream {
   struct Handlers {
     std::function<void(CapturedPicture)> picture;
     /// The place of a captured display in global points: once after the start, and again when it is moved or
-    /// resized. Pictures of a resized display are scaled to the size in the settings.
+    /// resized. Pictures of a resized source are scaled to the size in the settings. Captures of windows and
+    /// applications do not report it: the stream reads their place from `WindowControl`.
     std::function<void(const PointRect&)> placed;
     /// The capture ended because its source is gone.
     std::function<void(const PortError&)> stopped;

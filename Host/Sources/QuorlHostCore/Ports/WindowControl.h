@@ -78,8 +78,9 @@ class WindowControl {
 
   /// The application that has the keyboard. Absent when unknown.
   virtual std::optional<std::int32_t> frontmostApplication() = 0;
-  /// Brings the application to the front. Does nothing when it is gone.
-  virtual void activate(std::int32_t pid) = 0;
+  /// Brings the application to the front and gives it the keyboard: its window `windowID` if that is still
+  /// one of its windows, else the one that was last in front. Does nothing when the application is gone.
+  virtual void activate(std::int32_t pid, std::optional<std::uint32_t> windowID) = 0;
 };
 
 }  // namespace quorl
