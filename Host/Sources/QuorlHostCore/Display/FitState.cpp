@@ -18,6 +18,7 @@ constexpr double fullScale = 0.999;  // from here on a scale changes nothing
 FitState::Change FitState::takeAspect(double pointsWide, double pointsHigh) {
   if (!(pointsWide > 0 && pointsHigh > 0)) return Change::no;
   const double aspect = pointsWide / pointsHigh;
+  if (!std::isfinite(pointsHigh) || !std::isfinite(aspect)) return Change::no;
   if (!(std::abs(aspect - clientAspect.value_or(0)) > leastChange)) return Change::no;
   clientAspect = aspect;
   return Change::yes;
