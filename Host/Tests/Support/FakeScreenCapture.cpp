@@ -78,6 +78,7 @@ FakeScreenCapture::FakeScreenCapture(Scheduler& scheduler)
 
 void FakeScreenCapture::shareableContent(ContentAnswer answer) {
   ++contentQueries_;
+  refreshContent();
   if (holdsContentAnswers) {
     held_.push_back(std::move(answer));
     return;
@@ -86,11 +87,17 @@ void FakeScreenCapture::shareableContent(ContentAnswer answer) {
 }
 
 void FakeScreenCapture::releaseContentAnswers() {
+  refreshContent();
   for (ContentAnswer& answer : std::exchange(held_, {}))
     scheduler_.execute([answer = std::move(answer), found = content]() mutable { answer(std::move(found)); });
 }
 
+void FakeScreenCapture::refreshContent() {
+  if (refresh && content) refresh(*content);
+}
+
 void FakeScreenCapture::geometry(const CaptureFilter& filter, GeometryAnswer answer) {
+  refreshContent();
   auto give = [answer = std::move(answer), found = geometryOf(filter)]() mutable { answer(found); };
   if (holdsGeometryAnswers) {
     heldGeometry_.emplace_back(std::move(give));

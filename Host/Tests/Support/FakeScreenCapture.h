@@ -58,6 +58,8 @@ class FakeScreenCapture : public ScreenCapture {
   std::optional<PortError> makeError;
   std::optional<PortError> startError;
   std::optional<PortError> updateError;
+  /// Brings `content` up to date before it is read.
+  std::function<void(ShareableContent&)> refresh;
   bool holdsContentAnswers = false;
   bool holdsGeometryAnswers = false;
 
@@ -85,6 +87,7 @@ class FakeScreenCapture : public ScreenCapture {
 
  private:
   std::expected<FilterGeometry, PortError> geometryOf(const CaptureFilter& filter) const;
+  void refreshContent();
 
   Scheduler& scheduler_;
   std::vector<std::shared_ptr<Stream>> streams_;

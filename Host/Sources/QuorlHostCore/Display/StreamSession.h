@@ -12,7 +12,10 @@
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Concurrency/Timer.h>
 #include <QuorlHostCore/Display/FitState.h>
-#include <QuorlHostCore/Display/PictureFeed.h>
+#include <QuorlHostCore/Display/OriginalFrames.h>
+#include <QuorlHostCore/Display/StreamClient.h>
+#include <QuorlHostCore/Display/StreamEncoder.h>
+#include <QuorlHostCore/Display/StreamWindow.h>
 #include <QuorlHostCore/Display/TargetResolution.h>
 #include <QuorlHostCore/Ports/Platform.h>
 #include <QuorlHostCore/Shared/ClientStream.h>
@@ -22,20 +25,21 @@
 
 namespace quorl {
 
-class VideoEncoder;
-
-/// One picture stream to one client: resolves the target, runs capture and encoder, keeps the content
-/// rectangle current and passes the pictures to the client's sink.
+/// One picture stream to one client: resolves the target, fits its window, runs capture and encoder, keeps
+/// the content rectangle current and passes the pictures to the client's sink.
 ///
 /// *Queue*: owns "quorl.stream.<id>" (rank `stream`), where the operations of `ClientStream` do their work.
-/// *Blocking*: `fitState` waits for the queue. The queue waits for the encoder as blocking work.
+/// *Blocking*: `fitState` waits for the queue. The queue waits for the encoder, the window server and the
+/// window's application as blocking work.
 /// *Ownership*: made with std::make_shared and held by the connection. Holds its sink weakly; an expired one
 /// counts as unsubscribed.
 /// *Lifetime*: pending work holds it weakly, except `stop`, which always runs. Destruction without `stop`
-/// ends the capture and the encoder as well.
+/// ends the capture and the encoder and gives the window back as well.
 class StreamSession final : public ClientStream, public std::enable_shared_from_this<StreamSession> {
  public:
-  StreamSession(StartStream request, std::weak_ptr<StreamOutputSink> sink, const Platform& platform);
+  /// `originals` is shared by all streams of the host.
+  StreamSession(StartStream request, std::weak_ptr<StreamOutputSink> sink, const Platform& platform,
+                std::shared_ptr<OriginalFrames> originals);
   StreamSession(const StreamSession&) = delete;
   StreamSession& operator=(const StreamSession&) = delete;
   ~StreamSession() override;
@@ -60,55 +64,69 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   enum class Notify : std::uint8_t { no, yes };
   using Content = std::expected<ShareableContent, PortError>;
   using Geometry = std::expected<FilterGeometry, PortError>;
+  using Started = std::expected<void, PortError>;
 
   // Runs a step on the queue unless the session was destroyed before.
   template <class Step>
   void onQueue(Step step);
+  template <class Step>
+  Timer afterDelay(Duration delay, Step step);
+  template <class Result>
+  auto inThisRun(void (StreamSession::*step)(const Result&));
 
+  // Starting
   void beginStart();
-  void handleContent(std::uint64_t epoch, const Content& content);
+  void handleContent(const Content& content);
   void setUpCapture(const ShareableContent& content);
-  void handleGeometry(std::uint64_t epoch, const ResolvedTarget& target, const Geometry& geometry);
-  void clearPreviousRun();
-  void applyFit(const ResolvedTarget& target);
+  FrontWindowLookup frontWindowLookup();
+  void handleGeometry(const Geometry& geometry);
   bool makeEncoder();
-  PictureFeed::Surroundings feedSurroundings();
-  void makeCapture(const CaptureFilter& filter);
-  void startCapture();
-  void handleStarted(std::uint64_t epoch, const std::expected<void, PortError>& result);
+  void makeCapture();
+  void handleStarted(const Started& result);
   void announceStarted();
+
+  // Running
   void handlePicture(CapturedPicture picture);
   void handlePlaced(const PointRect& rect);
-  void handleCaptureStopped(std::uint64_t epoch, const PortError& error);
+  void trackRect();
+  void takePlace(const PointRect& rect);
+  void scheduleVerification(std::optional<Duration> delay);
+  void handleCaptureStopped(const PortError& error);
   void applyUpdate(const StreamConfig& config);
+  void applyAutoFit(bool enabled);
   void scheduleRefit();
+
+  // Ending
   void restart();
   void restartForFit();
+  void failTarget(const WireError& error);
+  void fail(const WireError& error);
   void stopLocked(Notify notify);
-  void fail(const std::string& code, const std::string& text);
-  void pushFitState(bool fitted);
-  void send(ControlMessage message) const;
+  void clearPreviousRun();
+
   void setContentRect(const PointRect& rect);
   bool showsWindow() const;
-  CaptureSettings captureSettings() const;
-  Duration frameInterval() const;
 
   const SerialQueue queue_;
   const StartStream request_;
-  const std::weak_ptr<StreamOutputSink> sink_;
+  const StreamClient client_;
   const std::shared_ptr<ScreenCapture> screen_;
   const std::shared_ptr<VideoCompressorFactory> compressors_;
 
+  CaptureFilter filter_ QUORL_GUARDED_BY(queue_);
   std::unique_ptr<CaptureStream> scStream_ QUORL_GUARDED_BY(queue_);
-  std::shared_ptr<VideoEncoder> encoder_ QUORL_GUARDED_BY(queue_);
-  std::shared_ptr<PictureFeed> feed_ QUORL_GUARDED_BY(queue_);
+  StreamEncoder encoder_ QUORL_GUARDED_BY(queue_);
   StreamConfig config_ QUORL_GUARDED_BY(queue_);
   PixelSize encodedSize_ QUORL_GUARDED_BY(queue_);
   bool stopped_ QUORL_GUARDED_BY(queue_) = false;
   bool announced_ QUORL_GUARDED_BY(queue_) = false;
   std::uint64_t epoch_ QUORL_GUARDED_BY(queue_) = 0;  // results of older epochs are ignored
-  FitState fit_ QUORL_GUARDED_BY(queue_);
+  StreamWindow window_ QUORL_GUARDED_BY(queue_);
+  Timer rectTimer_ QUORL_GUARDED_BY(queue_);
+  Timer verification_ QUORL_GUARDED_BY(queue_);
   Timer refitWork_ QUORL_GUARDED_BY(queue_);
+  std::optional<MonotonicTime> startedAt_ QUORL_GUARDED_BY(queue_);  // of this run
+  int lostTargets_ QUORL_GUARDED_BY(queue_) = 0;                     // consecutive, each soon after its start
 
   mutable std::mutex contentRectLock_;
   PointRect contentRect_;  // written on the queue, under contentRectLock_

@@ -29,7 +29,7 @@ ResolvedTarget wholeDisplay(const ShareableDisplay& display) {
 
 ResolvedTarget singleWindow(const ShareableWindow& window) {
   ResolvedTarget resolved{.filter = WindowFilter{window.windowID}, .contentRect = window.frame};
-  resolved.fitCandidate = ResolvedTarget::FitCandidate{window.windowID, window.pid, window.title};
+  resolved.window = ResolvedTarget::Window{window.windowID, window.pid, window.title, window.isOnScreen};
   if (window.pid > 0) resolved.inputPID = window.pid;
   return resolved;
 }
@@ -41,8 +41,14 @@ PointRect unionOfWindows(const std::vector<ShareableWindow>& windows, std::int32
   return all;
 }
 
+const ShareableWindow* windowWithID(const std::vector<ShareableWindow>& windows, std::uint32_t windowID) {
+  const auto found = std::ranges::find(windows, windowID, &ShareableWindow::windowID);
+  return found == windows.end() ? nullptr : &*found;
+}
+
 struct Resolver {
   const ShareableContent& content;
+  const FrontWindowLookup& lookUpFront;
 
   Result operator()(const streamTarget::Display& target) const {
     const auto found = std::ranges::find(content.displays, target.id, &ShareableDisplay::displayID);
@@ -57,8 +63,8 @@ struct Resolver {
   }
 
   Result operator()(const streamTarget::Window& target) const {
-    const auto found = std::ranges::find(content.windows, target.id, &ShareableWindow::windowID);
-    if (found == content.windows.end()) return notFound(target);
+    const ShareableWindow* found = windowWithID(content.windows, target.id);
+    if (!found) return notFound(target);
     return singleWindow(*found);
   }
 
@@ -66,13 +72,19 @@ struct Resolver {
     const auto found =
         std::ranges::find(content.applications, target.bundleID, &ShareableApplication::bundleID);
     if (found == content.applications.end()) return notFound(target);
-    if (const ShareableWindow* front = frontWindow(content.windows, found->pid)) {
+    if (const ShareableWindow* front = frontWindowOf(found->pid)) {
       ResolvedTarget resolved = singleWindow(*front);
       resolved.appPIDs = {found->pid};
       resolved.inputPID = found->pid;
       return resolved;
     }
     return windowlessApp(*found);
+  }
+
+  const ShareableWindow* frontWindowOf(std::int32_t pid) const {
+    if (!lookUpFront) return frontWindow(content.windows, pid);
+    const auto windowID = lookUpFront(pid);
+    return windowID ? windowWithID(content.windows, *windowID) : nullptr;
   }
 
   Result windowlessApp(const ShareableApplication& application) const {
@@ -108,8 +120,9 @@ WireError targetNotFound(const StreamTarget& target) {
 }
 
 std::expected<ResolvedTarget, WireError> resolveTarget(const StreamTarget& target,
-                                                       const ShareableContent& content) {
-  return std::visit(Resolver{content}, target);
+                                                       const ShareableContent& content,
+                                                       const FrontWindowLookup& lookUpFront) {
+  return std::visit(Resolver{content, lookUpFront}, target);
 }
 
 const ShareableWindow* frontWindow(const std::vector<ShareableWindow>& windows, std::int32_t pid) {

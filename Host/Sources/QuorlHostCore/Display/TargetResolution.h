@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <expected>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,25 +17,30 @@ namespace quorl {
 
 /// A stream's target, resolved in the content that can be captured now.
 struct ResolvedTarget {
-  /// The window that a fit may change.
-  struct FitCandidate {
+  struct Window {
     std::uint32_t windowID = 0;
     std::int32_t pid = 0;
     std::string title;
+    bool isOnScreen = false;
   };
 
   CaptureFilter filter;
-  PointRect contentRect;  // global points
-  std::optional<FitCandidate> fitCandidate;
+  PointRect contentRect;                 // global points
+  std::optional<Window> window;          // the only one in the picture
   std::optional<std::int32_t> inputPID;  // the process that input raises
   std::vector<std::int32_t> appPIDs;     // of an `app` target
   /// An application with no window to show, which cannot be fitted.
   bool isWindowlessApp = false;
 };
 
-/// Fails with "stream.target" and the client's text.
+/// Returns the ID of a process's front window.
+using FrontWindowLookup = std::function<std::optional<std::uint32_t>(std::int32_t pid)>;
+
+/// Fails with "stream.target" and the client's text. `lookUpFront` finds the front window of an application;
+/// without it, `content` does.
 std::expected<ResolvedTarget, WireError> resolveTarget(const StreamTarget& target,
-                                                       const ShareableContent& content);
+                                                       const ShareableContent& content,
+                                                       const FrontWindowLookup& lookUpFront = nullptr);
 
 /// The error for a target that is missing or gone.
 WireError targetNotFound(const StreamTarget& target);

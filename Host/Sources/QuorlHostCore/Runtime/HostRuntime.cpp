@@ -67,8 +67,9 @@ std::shared_ptr<AudioStreamer> makeAudio(const Platform& platform) {
 }
 
 ClientStreamFactory streamFactory(const Platform& platform) {
-  return [platform](const StartStream& request, std::weak_ptr<StreamOutputSink> sink) {
-    return std::make_shared<StreamSession>(request, std::move(sink), platform);
+  return [platform, originals = std::make_shared<OriginalFrames>()](const StartStream& request,
+                                                                    std::weak_ptr<StreamOutputSink> sink) {
+    return std::make_shared<StreamSession>(request, std::move(sink), platform, originals);
   };
 }
 

@@ -10,6 +10,7 @@
 
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
 #include <QuorlHostCore/Display/StreamSession.h>
+#include <Support/FakeMainThread.h>
 #include <Support/FakeScreenCapture.h>
 #include <Support/FakeVideoCompressor.h>
 #include <Support/RecordingSink.h>
@@ -23,6 +24,7 @@ class StreamSessionFixture : public testing::Test {
     platform_.scheduler = &scheduler_;
     platform_.screen = screen_;
     platform_.compressors = compressors_;
+    platform_.mainThread = mainThread_;
     screen_->content = oneDisplay({1920, 1080}, 5);
     request_.streamID = 7;
     request_.target = streamTarget::Unified{};
@@ -30,7 +32,7 @@ class StreamSessionFixture : public testing::Test {
         .maxDimension = 4096, .maxFPS = 60, .codec = VideoCodec::h264, .quality = 0.5, .showsCursor = true};
   }
 
-  void make() { session_ = std::make_shared<StreamSession>(request_, sink_, platform_); }
+  void make() { session_ = std::make_shared<StreamSession>(request_, sink_, platform_, originals_); }
   void start() {
     if (!session_) make();
     session_->start();
@@ -73,6 +75,8 @@ class StreamSessionFixture : public testing::Test {
   std::shared_ptr<FakeScreenCapture> screen_ = std::make_shared<FakeScreenCapture>(scheduler_);
   std::shared_ptr<FakeVideoCompressorFactory> compressors_ = std::make_shared<FakeVideoCompressorFactory>();
   std::shared_ptr<RecordingSink> sink_ = std::make_shared<RecordingSink>();
+  std::shared_ptr<FakeMainThread> mainThread_ = std::make_shared<FakeMainThread>();
+  std::shared_ptr<OriginalFrames> originals_ = std::make_shared<OriginalFrames>();
   Platform platform_;
   StartStream request_;
   std::shared_ptr<StreamSession> session_;

@@ -256,7 +256,7 @@ TEST_F(StreamSessionTest, startsNoSecondCaptureWhenStopFollowsStartAtOnce) {
     Platform platform = platform_;
     platform.scheduler = &scheduler;
     platform.screen = screen;
-    auto session = std::make_shared<StreamSession>(request_, sink_, platform);
+    auto session = std::make_shared<StreamSession>(request_, sink_, platform, originals_);
     session->start();
     for (std::uint64_t count = 0; count < seed % 7; ++count) scheduler.step();
     session->stop();

@@ -58,7 +58,7 @@ TEST(TargetResolution, showsOneWindowAndItsProcess) {
   EXPECT_EQ(std::get<WindowFilter>(resolved->filter).windowID, 4U);
   EXPECT_EQ(resolved->contentRect, (PointRect{{20, 30}, {300, 200}}));
   EXPECT_EQ(resolved->inputPID, 42);
-  EXPECT_EQ(resolved->fitCandidate->title, "w4");
+  EXPECT_EQ(resolved->window->title, "w4");
   EXPECT_FALSE(resolveTarget(streamTarget::Window{3}, content)->inputPID) << "no process is known";
 }
 

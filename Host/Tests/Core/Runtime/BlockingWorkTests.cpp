@@ -230,7 +230,8 @@ TEST_F(BlockingWorkTest, createsAndEndsAnEncoder) {
   const auto sink = std::make_shared<RecordingSink>();
   StartStream request;
   request.target = streamTarget::Unified{};
-  const auto stream = std::make_shared<StreamSession>(request, sink, platform_);
+  const auto stream =
+      std::make_shared<StreamSession>(request, sink, platform_, std::make_shared<OriginalFrames>());
   stream->start();
   simulation_.runReady();
   stream->stop();

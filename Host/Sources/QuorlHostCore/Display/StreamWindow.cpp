@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Display/StreamWindow.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include <QuorlHostCore/Display/RectText.h>
+#include <QuorlHostCore/Log/Log.h>
+
+namespace quorl {
+
+namespace {
+
+constexpr Duration raiseInterval = std::chrono::seconds(1);
+
+double aspectOf(const PointSize& size) {
+  return size.height > 0 ? size.width / size.height : 1.0;
+}
+
+bool isOneOf(const std::vector<std::int32_t>& pids, std::int32_t pid) {
+  return std::ranges::find(pids, pid) != pids.end();
+}
+
+}  // namespace
+
+StreamWindow::StreamWindow(SerialQueue queue, const Platform& platform,
+                           std::shared_ptr<OriginalFrames> originals, WindowFit fit)
+    : queue_(std::move(queue)),
+      windows_(platform.windows),
+      raiser_(queue_.scheduler(), platform.windows, platform.mainThread),
+      originals_(std::move(originals)),
+      fit_(std::move(fit)) {}
+
+// The owner was released, so nothing else uses the object. This may be on another thread than the queue's.
+StreamWindow::~StreamWindow() {
+  if (held_) queue_.scheduler().blocking([this] { giveBackNow(); });
+}
+
+WindowFit& StreamWindow::fit() {
+  queue_.assertCurrent();
+  return fit_;
+}
+
+const WindowFit& StreamWindow::fit() const {
+  queue_.assertCurrent();
+  return fit_;
+}
+
+// Setting up
+
+std::optional<std::uint32_t> StreamWindow::frontWindowOf(std::int32_t pid) {
+  queue_.assertCurrent();
+  if (pid > 0) raiser_.activate(pid, std::nullopt);
+  std::optional<WindowFitter::FrontWindow> front;
+  queue_.scheduler().blocking([&] { front = WindowFitter(*windows_).frontWindow(pid); });
+  return front ? std::optional(front->windowID) : std::nullopt;
+}
+
+StreamWindow::Prepared StreamWindow::prepare(const ResolvedTarget& target) {
+  queue_.assertCurrent();
+  tracked_ = target.window;
+  appPIDs_ = target.appPIDs;
+  inputPID_ = target.inputPID;
+  Prepared prepared{.contentRect = target.contentRect, .fitState = std::nullopt};
+  if (!target.window) {
+    if (target.isWindowlessApp && fit_.wishes().autoFit) prepared.fitState = false;
+    if (const auto all = unionOfWindows()) prepared.contentRect = *all;
+    return prepared;
+  }
+  if (windows_) bringForward(target);
+  if (const auto plan = fit_.plan(); plan && target.window->pid > 0) {
+    const auto frame = apply(*target.window, *plan);
+    if (plan->mode == FitState::Mode::aspect) prepared.fitState = frame.has_value();
+    if (frame) prepared.contentRect = *frame;
+  }
+  if (!appPIDs_.empty() && windows_)
+    prepared.contentRect = frameOf(target.window->windowID).value_or(target.contentRect);
+  return prepared;
+}
+
+// An application was activated before its front window was looked up.
+void StreamWindow::bringForward(const ResolvedTarget& target) {
+  queue_.assertCurrent();
+  const ResolvedTarget::Window& window = *target.window;
+  if (window.pid < 1) return;
+  const bool isApp = !target.appPIDs.empty();
+  if (!isApp || !window.isOnScreen) raiser_.unminimize(window.pid, window.title);
+  if (!isApp) raiser_.activate(window.pid, window.windowID);
+}
+
+// Fitting
+
+std::optional<PointRect> StreamWindow::apply(const ResolvedTarget::Window& window,
+                                             const WindowFit::Plan& plan) {
+  queue_.assertCurrent();
+  if (const auto& kept = fit_.keptWindow(); kept && kept->windowID != window.windowID) giveBack();
+  std::optional<PointRect> frame;
+  if (windows_)
+    queue_.scheduler().blocking([&] { frame = applyNow({window.windowID, window.pid, window.title}, plan); });
+  if (frame)
+    Log::stream.info(
+        fmt::format("fit window {} → {} scale {}", window.windowID, described(*frame), plan.scale));
+  else
+    Log::stream.info(fmt::format("fit skipped (window {} pid {}) — no AX window? (Accessibility granted?)",
+                                 window.windowID, window.pid));
+  return frame;
+}
+
+// A window without a frame is gone. A match by title would then change another window of the application.
+std::optional<PointRect> StreamWindow::applyNow(const WindowFit::Window& window,
+                                                const WindowFit::Plan& plan) {
+  queue_.assertCurrent();
+  const auto record = originals_->of(window.windowID);
+  const auto lock = record->lock();
+  const WindowFitter fitter(*windows_);
+  const auto current = fitter.windowFrame(window.windowID);
+  if (!current) return std::nullopt;
+  const auto accessible = fitter.findAXWindow(window.pid, window.title, current);
+  if (!accessible) return std::nullopt;
+  const double aspect = plan.aspect.value_or(aspectOf(current->size));
+  const auto frame = fitter.fit(*accessible, *current, aspect, plan.scale);
+  if (!frame) return std::nullopt;
+  const PointRect original = held_ ? *current : record->hold(*current);
+  held_ = record;
+  fit_.fitted(window, original, *frame, aspect, queue_.now());
+  return frame;
+}
+
+std::optional<PointSize> StreamWindow::fittedSize() const {
+  queue_.assertCurrent();
+  const auto& kept = fit_.keptWindow();
+  const auto& frame = fit_.lastFittedRect();
+  if (!frame || !kept || !tracked_ || kept->windowID != tracked_->windowID) return std::nullopt;
+  return frame->size;
+}
+
+std::optional<Duration> StreamWindow::verify() {
+  queue_.assertCurrent();
+  const auto window = fit_.keptWindow();
+  if (!window) return std::nullopt;
+  const auto frame = frameOf(window->windowID);
+  if (!frame) return std::nullopt;
+  const auto retry = fit_.verify(*frame, queue_.now());
+  if (!retry) return std::nullopt;
+  Log::stream.info(fmt::format("fit settle retry #{} (drift {}) window {}", retry->number, retry->drift,
+                               window->windowID));
+  if (retry->plan) {
+    std::optional<PointRect> again;
+    queue_.scheduler().blocking([&] { again = applyAgain(*window, *frame, *retry->plan); });
+    if (again) fit_.refitted(*again);
+  }
+  return fit_.nextVerification();
+}
+
+std::optional<PointRect> StreamWindow::applyAgain(const WindowFit::Window& window, const PointRect& current,
+                                                  const WindowFit::Plan& plan) {
+  queue_.assertCurrent();
+  const auto lock = held_->lock();
+  const WindowFitter fitter(*windows_);
+  const auto accessible = fitter.findAXWindow(window.pid, window.title, current);
+  if (!accessible) return std::nullopt;
+  return fitter.fit(*accessible, current, plan.aspect.value_or(aspectOf(current.size)), plan.scale);
+}
+
+void StreamWindow::giveBack() {
+  queue_.assertCurrent();
+  if (held_) queue_.scheduler().blocking([this] { giveBackNow(); });
+}
+
+void StreamWindow::giveBackNow() {
+  const auto record = std::exchange(held_, nullptr);
+  const auto lock = record->lock();
+  if (!record->release()) return fit_.forgetWindow();
+  const WindowFitter fitter(*windows_);
+  const auto current = fitter.windowFrame(fit_.keptWindow()->windowID);
+  const auto back = fit_.giveBack(current, queue_.now());
+  if (!back) return;
+  if (const auto accessible = fitter.findAXWindow(back->window.pid, back->window.title, current))
+    fitter.setFrame(*accessible, back->frame);
+}
+
+// Following
+
+std::optional<PointRect> StreamWindow::frameOf(std::uint32_t windowID) const {
+  queue_.assertCurrent();
+  std::optional<PointRect> frame;
+  queue_.scheduler().blocking([&] { frame = WindowFitter(*windows_).windowFrame(windowID); });
+  return frame;
+}
+
+std::optional<StreamWindow::Place> StreamWindow::place() const {
+  queue_.assertCurrent();
+  if (!windows_) return std::nullopt;
+  if (tracked_)
+    if (const auto frame = frameOf(tracked_->windowID)) return Place{*frame, WindowFit::Source::window};
+  if (const auto all = unionOfWindows()) return Place{*all, WindowFit::Source::severalWindows};
+  return std::nullopt;
+}
+
+std::optional<PointRect> StreamWindow::unionOfWindows() const {
+  queue_.assertCurrent();
+  if (!windows_ || appPIDs_.empty()) return std::nullopt;
+  std::vector<ListedWindow> windows;
+  queue_.scheduler().blocking([&] { windows = windows_->windowList(WindowScope::onScreen); });
+  PointRect all;
+  for (const ListedWindow& window : windows)
+    if (window.layer == 0 && isOneOf(appPIDs_, window.pid)) all = all.unionWith(window.bounds);
+  return all.isEmpty() ? std::nullopt : std::optional(all);
+}
+
+WindowFit::Moved StreamWindow::moved(const PointRect& before, const Place& after) {
+  queue_.assertCurrent();
+  const WindowFit::Moved moved = fit_.moved(before, after.rect, after.source, queue_.now());
+  if (moved.isTakenOverByUser && held_) {
+    const auto record = std::exchange(held_, nullptr);
+    queue_.scheduler().blocking([&] {
+      const auto lock = record->lock();
+      record->release();
+    });
+  }
+  return moved;
+}
+
+// Raising
+
+void StreamWindow::raiseForInput() {
+  queue_.assertCurrent();
+  const MonotonicTime now = queue_.now();
+  if (!windows_ || !inputPID_ || (lastRaise_ && now - *lastRaise_ <= raiseInterval)) return;
+  lastRaise_ = now;
+  if (*inputPID_ < 1) return;
+  std::optional<WindowRaiser::Window> window;
+  if (tracked_) window = WindowRaiser::Window{tracked_->windowID, tracked_->title};
+  raiser_.raise(*inputPID_, std::move(window));
+}
+
+}  // namespace quorl
