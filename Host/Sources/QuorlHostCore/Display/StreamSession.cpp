@@ -100,9 +100,9 @@ void StreamSession::updateAspect(double pointsWide, double pointsHigh) {
   onQueue([=](StreamSession& self) {
     self.queue_.assertCurrent();
     if (self.stopped_) return;
-    WindowFit& fit = self.window_.fit();
-    const auto change = fit.takeAspect(pointsWide, pointsHigh);
-    if (change == FitState::Change::yes && self.showsWindow() && fit.wishes().autoFit) self.scheduleRefit();
+    const auto change = self.window_.takeAspect(pointsWide, pointsHigh);
+    if (change == FitState::Change::yes && self.showsWindow() && self.window_.wishes().autoFit)
+      self.scheduleRefit();
   });
 }
 
@@ -113,7 +113,7 @@ void StreamSession::setAutoFit(bool enabled) {
 void StreamSession::setWindowScale(double scale) {
   onQueue([=](StreamSession& self) {
     self.queue_.assertCurrent();
-    if (self.stopped_ || self.window_.fit().takeScale(scale) == FitState::Change::no) return;
+    if (self.stopped_ || self.window_.takeScale(scale) == FitState::Change::no) return;
     if (self.showsWindow()) self.scheduleRefit();
   });
 }
@@ -134,7 +134,7 @@ PointRect StreamSession::currentContentRect() const {
 FitState StreamSession::fitState() const {
   return queue_.sync([this] {
     queue_.assertCurrent();
-    return window_.fit().wishes();
+    return window_.wishes();
   });
 }
 
@@ -229,7 +229,7 @@ void StreamSession::handleStarted(const Started& result) {
     rectTimer_ = queue_.every(rectInterval, rectInterval, [weak = weak_from_this()] {
       if (auto self = weak.lock()) self->trackRect();
     });
-  scheduleVerification(window_.fit().beginVerification());
+  scheduleVerification(window_.beginVerification());
   Log::stream.info(fmt::format("stream {} started {}x{} rect={}", request_.streamID, encodedSize_.width,
                                encodedSize_.height, described(currentContentRect())));
 }
@@ -311,11 +311,8 @@ void StreamSession::applyUpdate(const StreamConfig& config) {
 
 void StreamSession::applyAutoFit(bool enabled) {
   queue_.assertCurrent();
-  if (stopped_ || window_.fit().takeAutoFit(enabled) == FitState::Change::no || !showsWindow()) return;
-  if (!enabled) {
-    window_.fit().resetScale();
-    window_.giveBack();
-  }
+  if (stopped_ || window_.takeAutoFit(enabled) == FitState::Change::no || !showsWindow()) return;
+  if (!enabled) window_.endFit();
   restartForFit();
 }
 
@@ -344,7 +341,7 @@ void StreamSession::restart() {
 
 void StreamSession::restartForFit() {
   queue_.assertCurrent();
-  window_.fit().forgetLastFit();
+  window_.forgetLastFit();
   restart();
 }
 

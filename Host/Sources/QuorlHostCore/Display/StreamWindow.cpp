@@ -39,14 +39,31 @@ StreamWindow::~StreamWindow() {
   if (held_) queue_.scheduler().blocking([this] { giveBackNow(); });
 }
 
-WindowFit& StreamWindow::fit() {
+// The client's wishes
+
+FitState StreamWindow::wishes() const {
   queue_.assertCurrent();
-  return fit_;
+  return fit_.wishes();
 }
 
-const WindowFit& StreamWindow::fit() const {
+FitState::Change StreamWindow::takeAspect(double pointsWide, double pointsHigh) {
   queue_.assertCurrent();
-  return fit_;
+  return fit_.takeAspect(pointsWide, pointsHigh);
+}
+
+FitState::Change StreamWindow::takeAutoFit(bool enabled) {
+  queue_.assertCurrent();
+  return fit_.takeAutoFit(enabled);
+}
+
+FitState::Change StreamWindow::takeScale(double scale) {
+  queue_.assertCurrent();
+  return fit_.takeScale(scale);
+}
+
+void StreamWindow::forgetLastFit() {
+  queue_.assertCurrent();
+  fit_.forgetLastFit();
 }
 
 // Setting up
@@ -137,6 +154,11 @@ std::optional<PointSize> StreamWindow::fittedSize() const {
   return frame->size;
 }
 
+std::optional<Duration> StreamWindow::beginVerification() {
+  queue_.assertCurrent();
+  return fit_.beginVerification();
+}
+
 std::optional<Duration> StreamWindow::verify() {
   queue_.assertCurrent();
   const auto window = fit_.keptWindow();
@@ -168,6 +190,12 @@ std::optional<PointRect> StreamWindow::applyAgain(const WindowFit::Window& windo
 void StreamWindow::giveBack() {
   queue_.assertCurrent();
   if (held_) queue_.scheduler().blocking([this] { giveBackNow(); });
+}
+
+void StreamWindow::endFit() {
+  queue_.assertCurrent();
+  fit_.resetScale();
+  giveBack();
 }
 
 void StreamWindow::giveBackNow() {

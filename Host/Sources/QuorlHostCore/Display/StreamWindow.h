@@ -45,9 +45,11 @@ class StreamWindow {
 
   /// Whether there is a port for windows.
   bool isControlled() const { return windows_ != nullptr; }
-  /// The client's wishes and the state of the fit.
-  WindowFit& fit();
-  const WindowFit& fit() const;
+  /// The client's wishes, as in `FitState`.
+  FitState wishes() const;
+  FitState::Change takeAspect(double pointsWide, double pointsHigh);
+  FitState::Change takeAutoFit(bool enabled);
+  FitState::Change takeScale(double scale);
 
   /// Brings an application to the front and returns its front window.
   std::optional<std::uint32_t> frontWindowOf(std::int32_t pid);
@@ -55,6 +57,10 @@ class StreamWindow {
   Prepared prepare(const ResolvedTarget& target);
   /// The size that the captured window was asked to take.
   std::optional<PointSize> fittedSize() const;
+  /// The next fit is done afresh, not verified against the last one.
+  void forgetLastFit();
+  /// The delay of the first verification, after the start of the capture. Absent without a fit.
+  std::optional<Duration> beginVerification();
   /// Compares the window with its fit and fits it again if it has not settled. Returns the delay of the next
   /// verification.
   std::optional<Duration> verify();
@@ -64,6 +70,8 @@ class StreamWindow {
   WindowFit::Moved moved(const PointRect& before, const Place& after);
   /// Gives the window its original frame back unless the user has resized it or another stream fits it.
   void giveBack();
+  /// The client wants no fit: ends the scale and gives the window back.
+  void endFit();
   /// Raises the target's process, at most once a second.
   void raiseForInput();
 

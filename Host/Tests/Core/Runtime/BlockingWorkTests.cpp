@@ -14,6 +14,7 @@
 #include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlHostCore/Users/UserSessionManager.h>
 #include <Support/FakePlatform.h>
+#include <Support/FakeWindowControl.h>
 #include <Support/RecordingSink.h>
 
 // Port calls that wait for a disk, another process or another thread run as blocking work, so that the pool
@@ -236,6 +237,42 @@ TEST_F(BlockingWorkTest, createsAndEndsAnEncoder) {
   simulation_.runReady();
   stream->stop();
   expectAnnounced(3);  // make, prepare, completeAndInvalidate
+}
+
+TEST_F(BlockingWorkTest, controlsWindows) {
+  const auto windows = std::make_shared<FakeWindowControl>();
+  FakeWindowControl::Entry entry;
+  entry.windowID = 77;
+  entry.pid = 42;
+  entry.title = "Notes";
+  entry.frame = {{100, 50}, {640, 480}};
+  windows->entries.push_back(entry);
+  windows->beforeCall = [this](const std::string& call) { watched_.noteCall(call); };
+  platform_.windows = windows;
+  for (const StreamTarget& target :
+       {StreamTarget(streamTarget::Window{77}), StreamTarget(streamTarget::App{"notes"})}) {
+    fakes_.screen->content->windows = {{.windowID = 77, .pid = 42, .title = "Notes", .frame = entry.frame}};
+    fakes_.screen->content->applications = {{"notes", "Notes", 42}};
+    StartStream request;
+    request.target = target;
+    request.clientPointWidth = 1500;
+    request.clientPointHeight = 1000;
+    const auto stream = std::make_shared<StreamSession>(request, std::make_shared<RecordingSink>(), platform_,
+                                                        std::make_shared<OriginalFrames>());
+    stream->start();
+    simulation_.runReady();
+    windows->entries[0].frame.size = {500, 400};  // does not settle
+    stream->raiseForInput();
+    simulation_.advance(std::chrono::seconds(4));
+    fakes_.mainThread->runPending();
+    stream->stop();
+    simulation_.runReady();
+    windows->entries[0] = entry;
+  }
+  EXPECT_EQ(watched_.unannounced, std::vector<std::string>());
+  for (const char* call : {"windowBounds", "windowList", "accessibleWindows", "screens", "setSize",
+                           "setPosition", "setMinimized", "frontmostApplication", "activate"})
+    EXPECT_FALSE(windows->callsOf(call).empty()) << call;
 }
 
 TEST_F(BlockingWorkTest, spawnsACommand) {
