@@ -268,11 +268,12 @@ void StreamSession::handlePlaced(const PointRect& rect) {
 void StreamSession::trackRect() {
   queue_.assertCurrent();
   if (stopped_) return;
-  const auto place = window_.place();
+  const StreamWindow::Place place = window_.place();
+  if (place.isLost) return failTarget({"stream.capture", "the window was closed"});
   const PointRect before = currentContentRect();
-  if (!place || place->rect.isEmpty() || place->rect == before) return;
-  takePlace(place->rect);
-  const WindowFit::Moved moved = window_.moved(before, *place);
+  if (!place.rect || place.rect->isEmpty() || *place.rect == before) return;
+  takePlace(*place.rect);
+  const WindowFit::Moved moved = window_.moved(before, *place.rect, place.source);
   if (moved.tellsNotFitted) client_.sendFitState(false);
   if (moved.needsRestart) scheduleRefit();
 }

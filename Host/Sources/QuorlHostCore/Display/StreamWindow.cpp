@@ -219,29 +219,39 @@ std::optional<PointRect> StreamWindow::frameOf(std::uint32_t windowID) const {
   return frame;
 }
 
-std::optional<StreamWindow::Place> StreamWindow::place() const {
+// A closed window may still exist, hidden; but it is no longer listed. A stream of that window alone shows it
+// until it is destroyed; an application's stream goes on with another one.
+StreamWindow::Place StreamWindow::place() const {
   queue_.assertCurrent();
-  if (!windows_) return std::nullopt;
-  if (tracked_)
-    if (const auto frame = frameOf(tracked_->windowID)) return Place{*frame, WindowFit::Source::window};
-  if (const auto all = unionOfWindows()) return Place{*all, WindowFit::Source::severalWindows};
-  return std::nullopt;
+  if (!windows_) return {};
+  if (!tracked_) return {.rect = unionOfWindows(), .source = WindowFit::Source::severalWindows};
+  if (appPIDs_.empty()) return {.rect = frameOf(tracked_->windowID)};
+  const std::vector<ListedWindow> windows = windowList(WindowScope::all);
+  const auto found = std::ranges::find(windows, tracked_->windowID, &ListedWindow::windowID);
+  if (found == windows.end()) return {.isLost = true};
+  return {.rect = found->bounds};
+}
+
+std::vector<ListedWindow> StreamWindow::windowList(WindowScope scope) const {
+  queue_.assertCurrent();
+  std::vector<ListedWindow> windows;
+  queue_.scheduler().blocking([&] { windows = windows_->windowList(scope); });
+  return windows;
 }
 
 std::optional<PointRect> StreamWindow::unionOfWindows() const {
   queue_.assertCurrent();
   if (!windows_ || appPIDs_.empty()) return std::nullopt;
-  std::vector<ListedWindow> windows;
-  queue_.scheduler().blocking([&] { windows = windows_->windowList(WindowScope::onScreen); });
   PointRect all;
-  for (const ListedWindow& window : windows)
+  for (const ListedWindow& window : windowList(WindowScope::onScreen))
     if (window.layer == 0 && isOneOf(appPIDs_, window.pid)) all = all.unionWith(window.bounds);
   return all.isEmpty() ? std::nullopt : std::optional(all);
 }
 
-WindowFit::Moved StreamWindow::moved(const PointRect& before, const Place& after) {
+WindowFit::Moved StreamWindow::moved(const PointRect& before, const PointRect& after,
+                                     WindowFit::Source source) {
   queue_.assertCurrent();
-  const WindowFit::Moved moved = fit_.moved(before, after.rect, after.source, queue_.now());
+  const WindowFit::Moved moved = fit_.moved(before, after, source, queue_.now());
   if (moved.isTakenOverByUser && held_) {
     const auto record = std::exchange(held_, nullptr);
     queue_.scheduler().blocking([&] {

@@ -33,8 +33,9 @@ class StreamWindow {
   };
   /// The place of the picture.
   struct Place {
-    PointRect rect;
+    std::optional<PointRect> rect;  // absent when nothing of the target is left
     WindowFit::Source source = WindowFit::Source::window;
+    bool isLost = false;  // the application has closed or hidden the captured window
   };
 
   StreamWindow(SerialQueue queue, const Platform& platform, std::shared_ptr<OriginalFrames> originals,
@@ -64,10 +65,10 @@ class StreamWindow {
   /// Compares the window with its fit and fits it again if it has not settled. Returns the delay of the next
   /// verification.
   std::optional<Duration> verify();
-  /// Where the picture is now. Absent when nothing of the target is left.
-  std::optional<Place> place() const;
+  /// Where the picture is now.
+  Place place() const;
   /// The picture has moved from `before` to `after`.
-  WindowFit::Moved moved(const PointRect& before, const Place& after);
+  WindowFit::Moved moved(const PointRect& before, const PointRect& after, WindowFit::Source source);
   /// Gives the window its original frame back unless the user has resized it or another stream fits it.
   void giveBack();
   /// The client wants no fit: ends the scale and gives the window back.
@@ -83,6 +84,7 @@ class StreamWindow {
                                       const WindowFit::Plan& plan);
   void giveBackNow() QUORL_NO_ANALYSIS;  // on the queue, or in the destructor
   std::optional<PointRect> frameOf(std::uint32_t windowID) const;
+  std::vector<ListedWindow> windowList(WindowScope scope) const;
   std::optional<PointRect> unionOfWindows() const;
 
   const SerialQueue queue_;

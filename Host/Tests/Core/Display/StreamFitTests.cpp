@@ -236,6 +236,16 @@ TEST_F(StreamFitTest, keepsTheFitOverARestartForTheEncoder) {
   EXPECT_EQ(frameOf(77), original);
 }
 
+TEST_F(StreamFitTest, encodesTheWindowsOwnSizeWhenARefitIsSkipped) {
+  startFittedNotes();
+  windows_->find(77)->isAccessible = false;
+  resize(77, -300, -100);
+  session_->updateAspect(1000, 1000);
+  advance(milliseconds(300));
+  EXPECT_THAT(fitStates(), ElementsAre(true, false));
+  EXPECT_EQ(started().back(), (StreamStarted{7, 900, 700, {{0, 32}, {900, 700}}}));
+}
+
 TEST_F(StreamFitTest, doesNotGiveTheWindowBackOnAFailureButOnTheStopAfterIt) {
   startFittedNotes();
   endCapture();

@@ -210,6 +210,29 @@ TEST_F(StreamWindowTest, goesOnWithTheNextWindowWhenTheCapturedOneCloses) {
   EXPECT_EQ(frameOf(77), (PointRect{{100, 50}, {640, 480}})) << "each window gets its own frame back";
 }
 
+TEST_F(StreamWindowTest, goesOnWithTheNextWindowWhenTheCapturedOneIsOnlyHidden) {
+  setClientView();
+  addWindow(78, 42, "Save?", {{300, 300}, {800, 500}});
+  addNotes();
+  startApp();
+  windows_->destroy(78);  // the capture reports nothing
+  advance(milliseconds(1'300));
+  EXPECT_EQ(std::get<WindowFilter>(screen_->lastStream().filter).windowID, 77U);
+  EXPECT_EQ(screen_->runningStreams(), 1U);
+  EXPECT_TRUE(session_->fitState().autoFit) << "the user has resized nothing";
+  EXPECT_THAT(fitStates(), ElementsAre(true, true));
+  EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(StreamWindowTest, showsTheDisplayWhenAnApplicationHidesItsOnlyWindow) {
+  addNotes();
+  startApp();
+  windows_->destroy(77);
+  advance(milliseconds(1'300));
+  EXPECT_EQ(std::get<ApplicationFilter>(screen_->lastStream().filter).pid, 42);
+  EXPECT_EQ(started().back().contentRect, (PointRect{{0, 0}, {1440, 832}}));
+}
+
 TEST_F(StreamWindowTest, givesAWindowItsFrameBackWhenTheStreamGoesToAnother) {
   setClientView();
   addNotes();
