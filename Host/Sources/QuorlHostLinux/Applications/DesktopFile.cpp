@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/Applications/DesktopFile.h>
 
+#include <filesystem>
 #include <map>
 #include <sstream>
 
@@ -148,6 +149,7 @@ std::optional<DesktopFile> parseDesktopFile(std::string_view text) {
                      .windowClass = values["StartupWMClass"],
                      .arguments = CommandLine(values["Exec"]).parse().value_or(std::vector<std::string>{}),
                      .workingDirectory = values["Path"],
+                     .icon = values["Icon"],
                      .needsTerminal = values["Terminal"] == "true",
                      .isHidden = values["NoDisplay"] == "true",
                      .isTerminalEmulator =
@@ -172,6 +174,17 @@ std::vector<std::string> desktopFileCandidates(const std::string& id) {
     candidates.push_back(path + ".desktop");
   }
   return candidates;
+}
+
+std::optional<std::string> findDesktopFile(const std::vector<std::string>& dataFolders,
+                                           const std::string& id) {
+  for (const auto& folder : dataFolders)
+    for (const auto& candidate : desktopFileCandidates(id)) {
+      std::string path = folder + "/applications/" + candidate;
+      std::error_code error;
+      if (std::filesystem::is_regular_file(path, error)) return path;
+    }
+  return std::nullopt;
 }
 
 std::vector<std::string> currentDataFolders() {

@@ -19,12 +19,7 @@ bool isRegularFile(const std::string& path) {
 }  // namespace
 
 std::optional<std::string> DesktopWorkspace::applicationPath(const std::string& bundleIdentifier) {
-  for (const auto& folder : dataFolders_)
-    for (const auto& candidate : desktopFileCandidates(bundleIdentifier)) {
-      std::string path = folder + "/applications/" + candidate;
-      if (isRegularFile(path)) return path;
-    }
-  return std::nullopt;
+  return findDesktopFile(dataFolders_, bundleIdentifier);
 }
 
 void DesktopWorkspace::openApplication(const std::string& path) {

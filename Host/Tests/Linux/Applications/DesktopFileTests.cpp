@@ -43,12 +43,13 @@ TEST(DesktopFile, refusesBrokenCommandLines) {
 TEST(DesktopFile, readsOnlyTheMainGroup) {
   const auto file = parseDesktopFile(
       "# a comment\n[Desktop Action New]\nExec=wrong\n[Desktop Entry]\nType=Application\nName=X\nName[de]=Y\n"
-      "Exec = right \nPath=/tmp\nTerminal=true\nNoDisplay=true\nStartupWMClass=Class\n"
+      "Exec = right \nPath=/tmp\nIcon=x-icon\nTerminal=true\nNoDisplay=true\nStartupWMClass=Class\n"
       "Categories=System;TerminalEmulator;\n[Other]\nExec=wrong\n");
   EXPECT_EQ(file, (DesktopFile{.name = "X",
                                .windowClass = "Class",
                                .arguments = {"right"},
                                .workingDirectory = "/tmp",
+                               .icon = "x-icon",
                                .needsTerminal = true,
                                .isHidden = true,
                                .isTerminalEmulator = true}));
