@@ -96,17 +96,21 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
     content.displays = displaysOf(monitors);
     names_.refresh();
     for (const auto& window : readWindows(**connection)) {
-      const auto identity = names_.identify(window.className, window.pid);
+      if (window.kind != WindowKind::ordinary) continue;
+      const auto identity = names_.identify({.className = window.windowClass.name,
+                                             .instanceName = window.windowClass.instance,
+                                             .applicationID = window.applicationID},
+                                            window.pid);
       content.windows.push_back({.windowID = window.window,
                                  .pid = window.pid,
                                  .title = window.title,
                                  .bundleID = identity.bundleID,
                                  .appName = identity.name,
-                                 .frame = pointsOf(window.place.bounds, originOf(monitors)),
-                                 .isOnScreen = window.place.isViewable});
+                                 .frame = pointsOf(window.place.visible, originOf(monitors)),
+                                 .isOnScreen = window.place.isViewable && !window.isMinimized});
       const bool isKnown = std::ranges::any_of(content.applications,
                                                [&](const auto& known) { return known.pid == window.pid; });
-      if (window.isRegular && window.pid > 0 && !isKnown) {
+      if (window.isRegular() && window.pid > 0 && !isKnown) {
         content.applications.push_back({identity.bundleID, identity.name, window.pid});
       }
     }

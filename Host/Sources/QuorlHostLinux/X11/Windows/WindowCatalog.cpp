@@ -2,12 +2,12 @@
 #include <QuorlHostLinux/X11/Windows/WindowCatalog.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 
 #include <QuorlHostLinux/X11/Connection/XcbReply.h>
+#include <QuorlHostLinux/X11/Windows/WindowPlaces.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
 namespace quorl {
@@ -17,182 +17,181 @@ namespace {
 // Extended Window Manager Hints 1.5 and the Inter-Client Communication Conventions Manual 2.0 name the
 // properties read here.
 
-constexpr std::uint32_t longestProperty = 16'384;  // in 32-bit units; titles are cut there
+// The list is a property that any program can set.
+constexpr std::size_t mostWindows = 1'024;
 
-using Property = XcbReply<xcb_get_property_reply_t>;
+bool contains(const std::vector<std::uint32_t>& values, std::uint32_t value) {
+  return std::ranges::find(values, value) != values.end();
+}
 
-struct PropertyRequest {
-  xcb_get_property_cookie_t cookie;
-  Property take(xcb_connection_t* xcb) const {
-    return Property(xcb_get_property_reply(xcb, cookie, nullptr));
+class ProcessRequest {
+ public:
+  ProcessRequest(X11Connection& connection, std::uint32_t window) : xcb_(connection.xcb()) {
+    const xcb_res_client_id_spec_t which{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+    isAsked_ = connection.extensions().resource.present;
+    if (isAsked_) cookie_ = xcb_res_query_client_ids(xcb_, 1, &which);
   }
+
+  std::int32_t take() {
+    if (!isAsked_) return 0;
+    const XcbReply<xcb_res_query_client_ids_reply_t> reply(
+        xcb_res_query_client_ids_reply(xcb_, cookie_, nullptr));
+    if (!reply) return 0;
+    for (auto each = xcb_res_query_client_ids_ids_iterator(reply.get()); each.rem > 0;
+         xcb_res_client_id_value_next(&each)) {
+      if ((each.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) == 0) continue;
+      if (xcb_res_client_id_value_value_length(each.data) < 1) continue;
+      return static_cast<std::int32_t>(*xcb_res_client_id_value_value(each.data));
+    }
+    return 0;
+  }
+
+ private:
+  xcb_connection_t* xcb_;
+  bool isAsked_ = false;
+  xcb_res_query_client_ids_cookie_t cookie_{};
 };
 
-PropertyRequest ask(X11Connection& connection, std::uint32_t window, std::uint32_t property) {
-  return {
-      xcb_get_property(connection.xcb(), 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, longestProperty)};
+std::int32_t pidOf(const std::vector<std::uint32_t>& property) {
+  const auto pid = property.empty() ? 0 : static_cast<std::int32_t>(property.front());
+  return std::max(pid, 0);
 }
 
-std::string textOf(const Property& property) {
-  if (!property || property->format != 8) return {};
-  return {static_cast<const char*>(xcb_get_property_value(property.get())),
-          static_cast<std::size_t>(xcb_get_property_value_length(property.get()))};
-}
-
-std::vector<std::uint32_t> numbersOf(const Property& property) {
-  if (!property || property->format != 32) return {};
-  std::vector<std::uint32_t> numbers(static_cast<std::size_t>(xcb_get_property_value_length(property.get())) /
-                                     4);
-  if (!numbers.empty())
-    std::memcpy(numbers.data(), xcb_get_property_value(property.get()), numbers.size() * 4);
-  return numbers;
-}
-
-std::string latin1ToUTF8(const std::string& text) {
-  std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      result.push_back(c);
-    } else {
-      result.push_back(static_cast<char>(0xC0 | (byte >> 6)));
-      result.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
-    }
+std::vector<std::uint32_t> viewableChildrenOfRoot(X11Connection& connection) {
+  xcb_connection_t* xcb = connection.xcb();
+  const XcbReply<xcb_query_tree_reply_t> tree(
+      xcb_query_tree_reply(xcb, xcb_query_tree(xcb, connection.root()), nullptr));
+  if (!tree) return {};
+  const std::uint32_t* first = xcb_query_tree_children(tree.get());
+  const std::vector<std::uint32_t> children(first, first + xcb_query_tree_children_length(tree.get()));
+  std::vector<xcb_get_window_attributes_cookie_t> cookies;
+  for (const auto child : children) cookies.push_back(xcb_get_window_attributes(xcb, child));
+  std::vector<std::uint32_t> viewable;
+  for (std::size_t at = 0; at < children.size(); ++at) {
+    const XcbReply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(xcb, cookies[at], nullptr));
+    if (attributes && attributes->override_redirect == 0 && attributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+        attributes->_class != XCB_WINDOW_CLASS_INPUT_ONLY)
+      viewable.push_back(children[at]);
   }
-  return result;
+  return viewable;
 }
 
-/// WM_CLASS contains two texts, instance and class, each terminated by a zero.
-std::string classOf(const std::string& wmClass) {
-  const auto first = wmClass.find('\0');
-  if (first == std::string::npos) return wmClass;
-  return wmClass.substr(first + 1, wmClass.find('\0', first + 1) - first - 1);
-}
-
-std::int32_t pidFromResource(X11Connection& connection, std::uint32_t window) {
-  if (!connection.extensions().resource.present) return 0;
-  const xcb_res_client_id_spec_t which{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-  const XcbReply<xcb_res_query_client_ids_reply_t> reply(xcb_res_query_client_ids_reply(
-      connection.xcb(), xcb_res_query_client_ids(connection.xcb(), 1, &which), nullptr));
-  if (!reply) return 0;
-  for (auto each = xcb_res_query_client_ids_ids_iterator(reply.get()); each.rem > 0;
-       xcb_res_client_id_value_next(&each)) {
-    if ((each.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) == 0) continue;
-    if (xcb_res_client_id_value_value_length(each.data) < 1) continue;
-    return static_cast<std::int32_t>(*xcb_res_client_id_value_value(each.data));
+std::vector<std::uint32_t> managedWindows(X11Connection& connection) {
+  std::vector<std::uint32_t> windows;
+  if (hasWindowManager(connection)) {
+    windows = readNumbers(connection, connection.root(), "_NET_CLIENT_LIST_STACKING");
+    if (windows.empty()) windows = readNumbers(connection, connection.root(), "_NET_CLIENT_LIST");
+  } else {
+    windows = viewableChildrenOfRoot(connection);
   }
-  return 0;
+  std::ranges::reverse(windows);
+  if (windows.size() > mostWindows) windows.resize(mostWindows);
+  return windows;
 }
 
-class Reader {
+/// The requests for one window.
+class WindowRequest {
  public:
-  explicit Reader(X11Connection& connection) : connection_(connection) {}
+  WindowRequest(X11Connection& connection, std::uint32_t window)
+      : connection_(connection),
+        window_(window),
+        name_(text("_NET_WM_NAME")),
+        olderName_(text(XCB_ATOM_WM_NAME)),
+        windowClass_(text(XCB_ATOM_WM_CLASS)),
+        gtkApplication_(text("_GTK_APPLICATION_ID")),
+        kdeDesktopFile_(text("_KDE_NET_WM_DESKTOP_FILE")),
+        pid_(numbers("_NET_WM_PID")),
+        state_(numbers("_NET_WM_STATE")),
+        types_(numbers("_NET_WM_WINDOW_TYPE")) {}
 
-  std::vector<std::uint32_t> windows() {
-    auto listed = numbersOf(property(connection_.root(), "_NET_CLIENT_LIST_STACKING"));
-    if (!listed.empty()) {
-      std::ranges::reverse(listed);
-      return listed;
-    }
-    return rootChildren();
-  }
-
-  std::optional<CatalogWindow> read(std::uint32_t window) {
-    xcb_connection_t* xcb = connection_.xcb();
-    const auto name = ask(connection_, window, connection_.atom("_NET_WM_NAME"));
-    const auto oldName = ask(connection_, window, XCB_ATOM_WM_NAME);
-    const auto wmClass = ask(connection_, window, XCB_ATOM_WM_CLASS);
-    const auto pid = ask(connection_, window, connection_.atom("_NET_WM_PID"));
-    const auto state = ask(connection_, window, connection_.atom("_NET_WM_STATE"));
-    const auto types = ask(connection_, window, connection_.atom("_NET_WM_WINDOW_TYPE"));
+  CatalogWindow take() {
     CatalogWindow result;
-    result.window = window;
-    result.title = textOf(name.take(xcb));
-    const std::string oldTitle = textOf(oldName.take(xcb));
-    if (result.title.empty()) result.title = isValidUTF8(oldTitle) ? oldTitle : latin1ToUTF8(oldTitle);
-    result.title = repairedUTF8(result.title);
-    result.className = repairedUTF8(classOf(textOf(wmClass.take(xcb))));
-    const auto pids = numbersOf(pid.take(xcb));
-    result.isRegular = isRegular(numbersOf(state.take(xcb)), numbersOf(types.take(xcb)));
-    result.pid =
-        pids.empty() ? pidFromResource(connection_, window) : static_cast<std::int32_t>(pids.front());
-    const auto place = findPlace(connection_, window);
-    if (!place) return std::nullopt;
-    result.place = *place;
+    result.window = window_;
+    const std::string name = name_.takeText();
+    result.title = boundedTitle(name, olderName_.takeText());
+    result.windowClass = parseWindowClass(windowClass_.takeText());
+    result.applicationID = boundedTitle(gtkApplication_.takeText(), "");
+    const std::string kdeDesktopFile = boundedTitle(kdeDesktopFile_.takeText(), "");
+    if (result.applicationID.empty()) result.applicationID = kdeDesktopFile;
+    result.pid = pidOf(pid_.takeNumbers());
+    const auto states = state_.takeNumbers();
+    result.isMinimized = areStatesMinimized(connection_, states);
+    result.isInTaskBar = !contains(states, connection_.atom("_NET_WM_STATE_SKIP_TASKBAR"));
+    result.kind = windowKindOf(connection_, types_.takeNumbers());
     return result;
   }
 
  private:
-  Property property(std::uint32_t window, const char* name) {
-    return ask(connection_, window, connection_.atom(name)).take(connection_.xcb());
+  PropertyRequest text(std::uint32_t atom) {
+    return {connection_, window_, atom, PropertyRequest::longestText};
   }
-
-  std::vector<std::uint32_t> rootChildren() {
-    xcb_connection_t* xcb = connection_.xcb();
-    const XcbReply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(xcb, xcb_query_tree(xcb, connection_.root()), nullptr));
-    if (!tree) return {};
-    std::vector<std::uint32_t> children(
-        xcb_query_tree_children(tree.get()),
-        xcb_query_tree_children(tree.get()) + xcb_query_tree_children_length(tree.get()));
-    std::ranges::reverse(children);
-    std::erase_if(children, [&](std::uint32_t child) {
-      const XcbReply<xcb_get_window_attributes_reply_t> attributes(
-          xcb_get_window_attributes_reply(xcb, xcb_get_window_attributes(xcb, child), nullptr));
-      return !attributes || attributes->override_redirect != 0 ||
-             attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
-             attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
-    });
-    return children;
-  }
-
-  bool isRegular(const std::vector<std::uint32_t>& states, const std::vector<std::uint32_t>& types) {
-    const auto skipped = connection_.atom("_NET_WM_STATE_SKIP_TASKBAR");
-    if (std::ranges::find(states, skipped) != states.end()) return false;
-    return types.empty() || std::ranges::any_of(types, [&](std::uint32_t type) {
-             return type == connection_.atom("_NET_WM_WINDOW_TYPE_NORMAL") ||
-                    type == connection_.atom("_NET_WM_WINDOW_TYPE_DIALOG");
-           });
+  PropertyRequest text(const char* name) { return text(connection_.atom(name)); }
+  PropertyRequest numbers(const char* name) {
+    return {connection_, window_, connection_.atom(name), PropertyRequest::longestText};
   }
 
   X11Connection& connection_;
+  std::uint32_t window_;
+  PropertyRequest name_, olderName_, windowClass_, gtkApplication_, kdeDesktopFile_;
+  PropertyRequest pid_, state_, types_;
 };
+
+void findMissingProcesses(X11Connection& connection, std::vector<CatalogWindow>& windows) {
+  std::vector<std::pair<CatalogWindow*, ProcessRequest>> requests;
+  for (auto& window : windows)
+    if (window.pid == 0) requests.emplace_back(&window, ProcessRequest(connection, window.window));
+  for (auto& [window, request] : requests) window->pid = request.take();
+}
 
 }  // namespace
 
 std::vector<CatalogWindow> readWindows(X11Connection& connection) {
-  Reader reader(connection);
+  const auto windows = managedWindows(connection);
+  std::vector<WindowRequest> requests;
+  requests.reserve(windows.size());
+  for (const auto window : windows) requests.emplace_back(connection, window);
+  const auto places = findPlaces(connection, windows);
   std::vector<CatalogWindow> result;
-  for (const auto window : reader.windows()) {
-    if (auto entry = reader.read(window)) result.push_back(std::move(*entry));
+  for (std::size_t at = 0; at < windows.size(); ++at) {
+    CatalogWindow window = requests[at].take();
+    if (!places[at]) continue;
+    window.place = *places[at];
+    result.push_back(std::move(window));
   }
+  findMissingProcesses(connection, result);
   return result;
 }
 
+// WM_STATE does not show which windows are minimised: some window managers call those of other virtual
+// desktops iconic as well. Some hide shaded windows.
+bool areStatesMinimized(X11Connection& connection, const std::vector<std::uint32_t>& states) {
+  return contains(states, connection.atom("_NET_WM_STATE_HIDDEN")) &&
+         !contains(states, connection.atom("_NET_WM_STATE_SHADED"));
+}
+
 std::optional<WindowPlace> findPlace(X11Connection& connection, std::uint32_t window) {
-  xcb_connection_t* xcb = connection.xcb();
-  WindowPlace place{.frame = window};
-  // A hostile client may make a deep tree; a window manager does not.
-  constexpr int deepest = 16;
-  for (int depth = 0;; ++depth) {
-    const XcbReply<xcb_query_tree_reply_t> tree(
-        xcb_query_tree_reply(xcb, xcb_query_tree(xcb, place.frame), nullptr));
-    if (!tree || depth == deepest) return std::nullopt;
-    if (tree->parent == connection.root() || tree->parent == XCB_NONE) break;
-    place.frame = tree->parent;
-  }
-  const auto attributesCookie = xcb_get_window_attributes(xcb, window);
-  const auto geometryCookie = xcb_get_geometry(xcb, place.frame);
-  const XcbReply<xcb_get_window_attributes_reply_t> attributes(
-      xcb_get_window_attributes_reply(xcb, attributesCookie, nullptr));
-  const XcbReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(xcb, geometryCookie, nullptr));
-  if (!attributes || !geometry) return std::nullopt;
-  // The frame is a child of the root, so its position is that of its outer corner on the root.
-  place.borderWidth = geometry->border_width;
-  place.bounds = {geometry->x, geometry->y, geometry->width + 2 * geometry->border_width,
-                  geometry->height + 2 * geometry->border_width};
-  place.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-  return place;
+  return findPlaces(connection, {window}).front();
+}
+
+std::optional<std::string> readTitle(X11Connection& connection, std::uint32_t window) {
+  PropertyRequest name(connection, window, connection.atom("_NET_WM_NAME"), PropertyRequest::longestText);
+  PropertyRequest olderName(connection, window, XCB_ATOM_WM_NAME, PropertyRequest::longestText);
+  const auto attributes = xcb_get_window_attributes(connection.xcb(), window);
+  const std::string title = name.takeText();
+  const std::string olderTitle = olderName.takeText();
+  const XcbReply<xcb_get_window_attributes_reply_t> exists(
+      xcb_get_window_attributes_reply(connection.xcb(), attributes, nullptr));
+  if (!exists) return std::nullopt;
+  return boundedTitle(title, olderTitle);
+}
+
+std::int32_t findProcess(X11Connection& connection, std::uint32_t window) {
+  PropertyRequest property(connection, window, connection.atom("_NET_WM_PID"), 1);
+  ProcessRequest request(connection, window);
+  const std::int32_t pid = pidOf(property.takeNumbers());
+  const std::int32_t fromServer = request.take();
+  return pid > 0 ? pid : fromServer;
 }
 
 }  // namespace quorl

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include <QuorlKit/Foundation/Geometry.h>
+
+namespace quorl {
+
+/// Widths at the four sides of a window, in pixels.
+struct FrameExtents {
+  int left = 0;
+  int right = 0;
+  int top = 0;
+  int bottom = 0;
+
+  bool operator==(const FrameExtents&) const = default;
+};
+
+/// What a window server knows of one window. All rectangles are on the root.
+struct WindowShape {
+  PixelRect client;  // without border
+  PixelRect frame;   // the child of the root that holds the client, with its border
+  bool isFramed = false;
+  bool isViewable = false;
+  std::optional<FrameExtents> decoration;  // _NET_FRAME_EXTENTS: what the window manager adds to the client
+  std::optional<FrameExtents> shadow;      // _GTK_FRAME_EXTENTS: what the client draws around its window
+};
+
+struct WindowOutline {
+  PixelRect visible;       // the window as the person sees it: with its title bar, without shadows
+  FrameExtents padding;    // from the client to `visible`; negative where the client draws a shadow
+  PixelSize shadowOffset;  // from the frame's top left corner to that of `visible`
+
+  bool operator==(const WindowOutline&) const = default;
+};
+
+/// The property's value: left, right, top, bottom. Absent when it is absurd; any program can set it.
+std::optional<FrameExtents> frameExtentsOf(const std::vector<std::uint32_t>& property);
+
+/// A frame may be larger than what is visible of it (window managers add invisible borders), and while a
+/// window is minimised or restored it may have any size, because some window managers animate that. A shaded
+/// window's frame is smaller than its client.
+WindowOutline outlineOf(const WindowShape& shape);
+
+}  // namespace quorl
