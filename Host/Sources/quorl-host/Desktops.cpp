@@ -4,11 +4,15 @@
 #include <algorithm>
 #include <array>
 
+#include <QuorlHostLinux/Applications/DesktopFile.h>
 #include <QuorlHostLinux/Images/ImageFiles.h>
 #include <QuorlHostLinux/X11/Capture/X11ScreenCapture.h>
 #include <QuorlHostLinux/X11/Clipboard/X11Pasteboard.h>
 #include <QuorlHostLinux/X11/Connection/X11Permissions.h>
+#include <QuorlHostLinux/X11/Displays/X11DisplayCatalog.h>
 #include <QuorlHostLinux/X11/Input/XTestPoster.h>
+#include <QuorlHostLinux/X11/Windows/X11RunningApplications.h>
+#include <QuorlHostLinux/X11/Windows/X11WindowControl.h>
 
 namespace quorl {
 
@@ -24,6 +28,11 @@ void addX11(Platform& platform) {
   platform.events = std::make_shared<XTestPoster>();
   platform.pasteboard = std::make_shared<X11Pasteboard>();
   platform.images = std::make_shared<ImageFiles>();
+  const auto windows = std::make_shared<WindowSession>(displayNameFromEnvironment());
+  platform.windows = std::make_shared<X11WindowControl>(windows);
+  platform.runningApplications =
+      std::make_shared<X11RunningApplications>(windows, ApplicationIcons(currentDataFolders()));
+  platform.displays = std::make_shared<X11DisplayCatalog>();
 }
 
 constexpr std::array<Desktop, 2> desktops{

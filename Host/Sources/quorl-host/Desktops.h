@@ -12,7 +12,7 @@ namespace quorl {
 struct Desktop {
   std::string_view name;
   bool (*serves)(const Environment&);  // whether the session of this environment runs it
-  void (*addTo)(Platform&);            // fills in `permissions`, `screen` and `events`
+  void (*addTo)(Platform&);            // fills in the ports of the desktop
 };
 
 /// The first desktop of the table that serves the session. The last one, without a screen, serves any
