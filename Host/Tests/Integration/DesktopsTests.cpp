@@ -23,6 +23,18 @@ TEST(Desktops, aSessionWithoutAServerHasNoScreen) {
   EXPECT_EQ(desktopFor(with("")).name, "none");
 }
 
+TEST(Desktops, onlyX11HasWindowsApplicationsAndDisplays) {
+  SimulatedScheduler scheduler;
+  Platform x11;
+  x11.scheduler = &scheduler;
+  desktopFor(with(":0")).addTo(x11);
+  EXPECT_TRUE(x11.windows && x11.runningApplications && x11.displays);
+  Platform none;
+  none.scheduler = &scheduler;
+  desktopFor(with(std::nullopt)).addTo(none);
+  EXPECT_FALSE(none.windows || none.runningApplications || none.displays);
+}
+
 TEST(Desktops, withoutAScreenNothingIsPermitted) {
   SimulatedScheduler scheduler;
   Platform platform;

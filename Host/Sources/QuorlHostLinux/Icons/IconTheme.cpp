@@ -195,10 +195,13 @@ std::optional<std::string> IconTheme::findIn(const std::string& theme, const Ico
     const int toB = distance(b, side);
     return toA != toB ? toA < toB : a.largest > b.largest;
   });
+  std::vector<std::string> roots;
+  for (const auto& folder : folders_)
+    if (std::error_code error; fs::is_directory(folder + "/" + theme, error))
+      roots.push_back(folder + "/" + theme + "/");
   for (const auto& directory : directories)
-    for (const auto& folder : folders_)
-      if (std::string path = folder + "/" + theme + "/" + directory.path + "/" + file; isFile(path))
-        return path;
+    for (const auto& root : roots)
+      if (std::string path = root + directory.path + "/" + file; isFile(path)) return path;
   return std::nullopt;
 }
 

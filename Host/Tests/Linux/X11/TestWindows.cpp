@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -96,7 +97,30 @@ std::vector<std::string> openboxCommand(const XServer& server) {
 
 }  // namespace
 
-Openbox::Openbox(const XServer& server) : program_(server.start(openboxCommand(server))) {}
+// openbox announces itself before it reads events, and misses windows that are mapped in between. It is ready
+// once it has managed one.
+Openbox::Openbox(const XServer& server) : program_(server.start(openboxCommand(server))) {
+  const bool isReady = eventually(
+      [&] {
+        const HelperProgram probe = server.start({"xlogo"});
+        return eventually(
+            [&] {
+              return server.run({"xprop", "-root", "_NET_ACTIVE_WINDOW"}).find("0x") != std::string::npos &&
+                     server.run({"xprop", "-root", "_NET_CLIENT_LIST"}).find("0x") != std::string::npos;
+            },
+            std::chrono::seconds(2));
+      },
+      patience);
+  if (!isReady) throw std::runtime_error("openbox did not start");
+}
+
+void Openbox::pause() const {
+  ::kill(program_.pid(), SIGSTOP);
+}
+
+void Openbox::resume() const {
+  ::kill(program_.pid(), SIGCONT);
+}
 
 std::optional<ListedWindow> WindowFixture::find(const std::string& title, WindowScope scope) {
   for (auto& window : control.windowList(scope))

@@ -39,11 +39,16 @@ void addState(TestClient& client, std::uint32_t window, const std::string& state
 inline constexpr std::chrono::seconds patience{30};
 
 /// An openbox of the test's own, which it can kill.
+///
+/// *Lifetime*: ready when constructed.
 class Openbox {
  public:
   explicit Openbox(const XServer& server);
 
   void kill() { program_.kill(); }
+  /// Between these it does nothing.
+  void pause() const;
+  void resume() const;
 
  private:
   HelperProgram program_;

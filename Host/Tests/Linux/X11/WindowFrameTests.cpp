@@ -34,7 +34,29 @@ TEST(WindowOutline, leavesOutTheShadowThatAProgramDraws) {
   const auto outline = outlineOf({.client = client, .frame = client, .isViewable = true, .shadow = shadow});
   EXPECT_EQ(outline.visible, (PixelRect{111, 128, 178, 128}));
   EXPECT_EQ(outline.padding, (FrameExtents{-10, -12, -8, -14}));
-  EXPECT_EQ(outline.shadowOffset, (PixelSize{10, 8}));
+  EXPECT_EQ(outline.frameOffset, (PixelSize{10, 8}));
+}
+
+TEST(WindowOutline, leavesOutAFrameAroundAShadow) {
+  const auto outline = outlineOf({.client = client,
+                                  .frame = frame,
+                                  .isFramed = true,
+                                  .isViewable = true,
+                                  .decoration = decoration,
+                                  .shadow = FrameExtents{10, 10, 10, 10}});
+  EXPECT_EQ(outline.visible, (PixelRect{111, 130, 180, 130}));
+  EXPECT_EQ(outline.padding, (FrameExtents{-10, -10, -10, -10}));
+  EXPECT_EQ(outline.frameOffset, (PixelSize{11, 30}));
+}
+
+TEST(WindowOutline, keepsTheFrameOfAProgramThatReportsNoShadow) {
+  const auto outline = outlineOf({.client = client,
+                                  .frame = frame,
+                                  .isFramed = true,
+                                  .isViewable = true,
+                                  .decoration = decoration,
+                                  .shadow = FrameExtents{}});
+  EXPECT_EQ(outline, (WindowOutline{frame, decoration, {}}));
 }
 
 TEST(WindowOutline, isTheTitleBarOfAShadedWindow) {

@@ -99,6 +99,25 @@ TEST(WindowSession, givesUpWhenTheServerDoesNotAnswerAndContinuesWhenItDoes) {
       << "what was given up is not done later";
 }
 
+TEST(WindowSession, neverRunsAQuestionThatWasGivenUp) {
+  const XServer server;
+  WindowSession session([display = server.display()] { return std::optional(display); });
+  std::atomic<int> runs{0};
+  const auto count = [&runs](X11Connection& connection) {
+    ++runs;
+    return connection.rootSize();
+  };
+  ASSERT_TRUE(session.ask(count));
+  server.pause();
+  std::thread first([&] { EXPECT_FALSE(session.ask(count)); });
+  ASSERT_TRUE(eventually([&] { return runs == 2; }, patience)) << "it waits for the server";
+  EXPECT_FALSE(session.ask(count)) << "it waits for the first";
+  first.join();
+  server.resume();
+  EXPECT_TRUE(eventually([&] { return session.ask(count).has_value(); }, patience));
+  EXPECT_EQ(runs, 3);
+}
+
 TEST(WindowSession, endsWhileTheServerDoesNotAnswer) {
   const XServer server;
   const auto name = [display = server.display()] { return std::optional(display); };

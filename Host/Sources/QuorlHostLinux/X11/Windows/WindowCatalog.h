@@ -23,7 +23,7 @@ struct WindowPlace {
   bool isViewable = false;
   PixelRect visible;     // on the root: the window as the person sees it, inside `bounds`
   FrameExtents padding;  // from the client without its border to `visible`
-  PixelSize shadowOffset;
+  PixelSize frameOffset;
 };
 
 struct CatalogWindow {

@@ -22,8 +22,8 @@ FrameExtents between(const PixelRect& inner, const PixelRect& outer) {
   return {inner.x - outer.x, outer.maxX() - inner.maxX(), inner.y - outer.y, outer.maxY() - inner.maxY()};
 }
 
-FrameExtents difference(const FrameExtents& a, const FrameExtents& b) {
-  return {a.left - b.left, a.right - b.right, a.top - b.top, a.bottom - b.bottom};
+bool isShadow(const std::optional<FrameExtents>& extents) {
+  return extents && *extents != FrameExtents{};
 }
 
 }  // namespace
@@ -47,14 +47,12 @@ WindowOutline outlineOf(const WindowShape& shape) {
       decorated = common.isEmpty() ? shape.frame : common;
     }
   }
-  WindowOutline outline{.visible = decorated, .padding = decoration, .shadowOffset = {}};
-  if (!shape.shadow) return outline;
-  const PixelRect withoutShadow = shrunk(decorated, *shape.shadow);
-  if (withoutShadow.isEmpty()) return outline;
-  outline.visible = withoutShadow;
-  outline.padding = difference(decoration, *shape.shadow);
-  outline.shadowOffset = {shape.shadow->left, shape.shadow->top};
-  return outline;
+  const PixelRect withoutShadow = isShadow(shape.shadow) ? shrunk(shape.client, *shape.shadow) : PixelRect{};
+  if (withoutShadow.isEmpty()) return {.visible = decorated, .padding = decoration, .frameOffset = {}};
+  const FrameExtents& shadow = *shape.shadow;
+  return {.visible = withoutShadow,
+          .padding = {-shadow.left, -shadow.right, -shadow.top, -shadow.bottom},
+          .frameOffset = {decoration.left + shadow.left, decoration.top + shadow.top}};
 }
 
 }  // namespace quorl

@@ -30,9 +30,9 @@ struct WindowShape {
 };
 
 struct WindowOutline {
-  PixelRect visible;       // the window as the person sees it: with its title bar, without shadows
-  FrameExtents padding;    // from the client to `visible`; negative where the client draws a shadow
-  PixelSize shadowOffset;  // from the frame's top left corner to that of `visible`
+  PixelRect visible;      // the window as the person sees it: with its title bar, without shadows
+  FrameExtents padding;   // from the client to `visible`; negative where the client draws a shadow
+  PixelSize frameOffset;  // from the corner that a window manager places to that of `visible`
 
   bool operator==(const WindowOutline&) const = default;
 };
@@ -40,7 +40,8 @@ struct WindowOutline {
 /// The property's value: left, right, top, bottom. Absent when it is absurd; any program can set it.
 std::optional<FrameExtents> frameExtentsOf(const std::vector<std::uint32_t>& property);
 
-/// A frame may be larger than what is visible of it (window managers add invisible borders), and while a
+/// A program that draws a shadow draws the whole frame of its window. Else the frame is the window manager's.
+/// That may be larger than what is visible of it (window managers add invisible borders), and while a
 /// window is minimised or restored it may have any size, because some window managers animate that. A shaded
 /// window's frame is smaller than its client.
 WindowOutline outlineOf(const WindowShape& shape);

@@ -66,7 +66,7 @@ class PlaceSearch {
                    .shadow = shadow});
     place.visible = outline.visible;
     place.padding = outline.padding;
-    place.shadowOffset = outline.shadowOffset;
+    place.frameOffset = outline.frameOffset;
     return place;
   }
 

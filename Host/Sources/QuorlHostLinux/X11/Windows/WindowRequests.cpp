@@ -52,9 +52,9 @@ void WindowRequests::resize(std::uint32_t window, const WindowPlace& place, Pixe
 }
 
 void WindowRequests::move(std::uint32_t window, const WindowPlace& place, RootPosition corner) {
-  configure(window, {.corner = RootPosition{corner.x - place.shadowOffset.width,
-                                            corner.y - place.shadowOffset.height},
-                     .size = {}});
+  configure(window,
+            {.corner = RootPosition{corner.x - place.frameOffset.width, corner.y - place.frameOffset.height},
+             .size = {}});
 }
 
 void WindowRequests::configure(std::uint32_t window, const Geometry& geometry) {
