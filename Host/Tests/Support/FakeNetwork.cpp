@@ -336,6 +336,12 @@ void FakePeer::setReading(bool reading) {
   if (reading) link_->takeHeld();
 }
 
+std::vector<SharedBytes> FakePeer::heldBodies() const {
+  std::vector<SharedBytes> bodies;
+  for (const auto& held : link_->held) bodies.push_back(held.frame.sharedBody());
+  return bodies;
+}
+
 void FakePeer::setAcknowledging(bool acknowledging) {
   link_->acknowledging = acknowledging;
   if (acknowledging) link_->acknowledged = link_->taken;

@@ -56,6 +56,8 @@ class FakePeer {
   void fail(const std::string& why);  // the connection breaks
   /// If false, the transport takes nothing that the host sends.
   void setReading(bool reading);
+  /// The bodies of the frames that it has not taken, in order.
+  std::vector<SharedBytes> heldBodies() const;
   /// Sends are taken and reported as failed.
   void failSends(const std::string& why);
 

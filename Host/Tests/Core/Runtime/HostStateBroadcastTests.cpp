@@ -80,6 +80,7 @@ TEST_F(HostStateBroadcastTest, sendsEveryClientTheStateEvery5SecondsAndMetricsEv
     EXPECT_EQ(client->all<message::HostState>().size(), 4U);
     EXPECT_EQ(client->all<message::Metrics>().size(), 10U);
     const auto state = client->last<message::HostState>();
+    ASSERT_TRUE(state && !state->_0.apps.empty());
     EXPECT_EQ(state->_0.apps.at(0).iconPNG, bytesOf("png"));
   }
 }
@@ -164,7 +165,20 @@ TEST_F(HostStateBroadcastTest, keepsOnlyTheNewestStateForAClientThatReadsNothing
   const auto states = slow.all<message::HostState>();
   EXPECT_LE(states.size(), SendPath::transportShare / 4'000 + 2) << "what the transport took before";
   ASSERT_FALSE(states.empty());
-  EXPECT_EQ(states.back()._0.windows.at(0).title, "newest");
+  ASSERT_FALSE(states.back()._0.windows.empty());
+  EXPECT_EQ(states.back()._0.windows[0].title, "newest");
+}
+
+TEST_F(HostStateBroadcastTest, encodesAStateOnceForAllClients) {
+  run();
+  FakeClient first = join();
+  FakeClient second = join();
+  first.peer->setReading(false);
+  second.peer->setReading(false);
+  simulation_.advance(milliseconds(5'100));  // the state, and metrics twice
+  const auto bodies = first.peer->heldBodies();
+  EXPECT_EQ(bodies.size(), 3U);
+  EXPECT_EQ(bodies, second.peer->heldBodies()) << "the same memory, not the same bytes";
 }
 
 TEST_F(HostStateBroadcastTest, buildsFewStatesForAThousandRequestsOfOneClient) {
