@@ -23,7 +23,7 @@ namespace quorl {
 class IconCache : public std::enable_shared_from_this<IconCache> {
  public:
   static constexpr int iconSide = 48;  // pixels
-  /// Programs choose their own identifiers. This bounds what one that changes its identifier costs.
+  /// A program chooses its identifier and can change it at any time. Beyond this number no icon is rendered.
   static constexpr std::size_t maxIcons = 2048;
 
   /// Without a port there are no icons.

@@ -139,19 +139,18 @@ TEST_F(HostStateProviderTest, isBuiltBeforeTheStartAndAfterTheStop) {
   EXPECT_EQ(answers_.size(), 2U);
 }
 
-TEST_F(HostStateProviderTest, sharesOneEnumerationAmongThoseWhoAskAtTheSameMoment) {
+TEST_F(HostStateProviderTest, sharesOneEnumerationAmongRequestsOfTheSameMoment) {
   for (int count = 0; count < 8; ++count) ask();
   simulation_.runReady();
   EXPECT_EQ(answers_.size(), 8U);
   EXPECT_EQ(platform_.screen->contentQueries(), 1U);
 }
 
-TEST_F(HostStateProviderTest, enumeratesAgainForOneWhoAsksDuringAnEnumeration) {
+TEST_F(HostStateProviderTest, enumeratesAgainForARequestDuringAnEnumeration) {
   platform_.screen->holdsContentAnswers = true;
   askAndRun();
   askAndRun();
-  EXPECT_EQ(platform_.screen->contentQueries(), 2U)
-      << "the content may have changed since the first question";
+  EXPECT_EQ(platform_.screen->contentQueries(), 2U) << "the content may have changed since the first request";
   platform_.screen->releaseContentAnswers();
   simulation_.runReady();
   EXPECT_EQ(answers_.size(), 2U);

@@ -94,7 +94,7 @@ TEST_F(HostStateBroadcastTest, doesNoWorkWithoutAClient) {
   EXPECT_EQ(simulation_.pendingTimers(), timers);
 }
 
-TEST_F(HostStateBroadcastTest, doesNoWorkForOneWhoIsNotAuthenticated) {
+TEST_F(HostStateBroadcastTest, doesNoWorkForAClientThatIsNotAuthenticated) {
   run();
   FakeClient stranger = knock();
   simulation_.advance(hours(1));

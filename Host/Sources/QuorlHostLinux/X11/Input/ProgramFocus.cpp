@@ -15,7 +15,7 @@ namespace quorl {
 bool isTerminalByDesktopFile(const std::string& windowClass) {
   ApplicationNames names;
   names.refresh();
-  const std::string id = names.identify(windowClass, RunningProgram{}).bundleID;
+  const std::string id = names.identify({.className = windowClass}, RunningProgram{}).bundleID;
   for (const auto& folder : currentDataFolders()) {
     for (const auto& candidate : desktopFileCandidates(id)) {
       const auto file = readDesktopFile(folder + "/applications/" + candidate);
