@@ -116,6 +116,16 @@ TEST_F(WindowList, hasTheScreenWithThePanelLeftOut) {
       eventuallyHolds([&] { return control.screens().at(0).visibleFrame == PointRect{{0, 0}, {800, 600}}; }));
 }
 
+TEST_F(WindowList, followsMonitorsThatChange) {
+  const auto window = makeWindow({450, 60, 200, 150}, "window");
+  const double before = control.windowBounds(window)->origin.x;
+  ASSERT_EQ(control.screens().size(), 1U);
+  client.setMonitor("LEFT", {0, 0, 400, 600});
+  client.setMonitor("RIGHT", {400, 0, 400, 600}, true);
+  EXPECT_TRUE(eventuallyHolds([&] { return control.screens().size() == 2; }));
+  EXPECT_TRUE(eventuallyHolds([&] { return control.windowBounds(window)->origin.x == before - 400; }));
+}
+
 TEST_F(WindowList, hasThePanelOfOneMonitorOnThatMonitor) {
   client.setMonitor("LEFT", {0, 0, 400, 600});
   client.setMonitor("RIGHT", {400, 0, 400, 600}, true);

@@ -68,6 +68,13 @@ TEST(FreeArea, countsAllStruts) {
   EXPECT_EQ(freeArea(right, root, struts), (PixelRect{800, 24, 800, 876}));
 }
 
+TEST(FreeArea, keepsThePanelOfAMonitorThatAnotherOnesStrutCovers) {
+  auto struts = strutsOf({50, 0, 0, 0, 0, 899, 0, 0, 0, 0, 0, 0}, {});
+  for (const auto& strut : strutsOf({850, 0, 0, 0, 0, 899, 0, 0, 0, 0, 0, 0}, {})) struts.push_back(strut);
+  EXPECT_EQ(freeArea(left, root, struts), (PixelRect{50, 0, 750, 900}));
+  EXPECT_EQ(freeArea(right, root, struts), (PixelRect{850, 0, 750, 900}));
+}
+
 TEST(FreeArea, countsAStrutWithoutARangeOnTheWholeEdge) {
   const auto struts = strutsOf({}, {0, 0, 24, 0});
   EXPECT_EQ(freeArea(left, root, struts), (PixelRect{0, 24, 800, 876}));
