@@ -46,6 +46,7 @@ struct Painter::Impl {
   xcb_connection_t* connection = nullptr;
   xcb_screen_t* screen = nullptr;
   xcb_window_t window = 0;
+  xcb_window_t coverWindow = 0;
   xcb_gcontext_t context = 0;
   std::array<xcb_pixmap_t, pictureCount> pixmaps{};
   std::array<std::vector<std::uint32_t>, pictureCount> pictures;
@@ -90,11 +91,10 @@ Painter::Painter(const std::string& display) : impl_(std::make_unique<Impl>()) {
   if (xcb_connection_has_error(impl_->connection) != 0) throw std::runtime_error("no display " + display);
   impl_->screen = xcb_setup_roots_iterator(xcb_get_setup(impl_->connection)).data;
   impl_->window = xcb_generate_id(impl_->connection);
-  const std::array<std::uint32_t, 2> values{impl_->screen->black_pixel, 1};
+  const std::uint32_t black = impl_->screen->black_pixel;
   xcb_create_window(impl_->connection, XCB_COPY_FROM_PARENT, impl_->window, impl_->screen->root, 0, 0,
                     impl_->screen->width_in_pixels, impl_->screen->height_in_pixels, 0,
-                    XCB_WINDOW_CLASS_INPUT_OUTPUT, impl_->screen->root_visual,
-                    XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, impl_->screen->root_visual, XCB_CW_BACK_PIXEL, &black);
   xcb_map_window(impl_->connection, impl_->window);
   impl_->context = xcb_generate_id(impl_->connection);
   const std::uint32_t noExposures = 0;
@@ -112,6 +112,26 @@ int Painter::width() const {
 }
 int Painter::height() const {
   return impl_->screen->height_in_pixels;
+}
+
+std::uint32_t Painter::window() const {
+  return impl_->window;
+}
+
+// An ordinary window: the host takes one that no window manager frames for a menu.
+void Painter::cover() {
+  impl_->coverWindow = xcb_generate_id(impl_->connection);
+  const std::uint32_t grey = 0x808080;
+  xcb_create_window(impl_->connection, XCB_COPY_FROM_PARENT, impl_->coverWindow, impl_->screen->root, 0, 0,
+                    impl_->screen->width_in_pixels, impl_->screen->height_in_pixels, 0,
+                    XCB_WINDOW_CLASS_INPUT_OUTPUT, impl_->screen->root_visual, XCB_CW_BACK_PIXEL, &grey);
+  xcb_map_window(impl_->connection, impl_->coverWindow);
+  impl_->finish();
+}
+
+void Painter::uncover() {
+  xcb_destroy_window(impl_->connection, impl_->coverWindow);
+  impl_->finish();
 }
 
 std::vector<Probe> Painter::prepareBlock(int side) {

@@ -20,6 +20,11 @@ class Painter {
 
   int width() const;
   int height() const;
+  std::uint32_t window() const;
+
+  /// Hides the window under another one, or shows it again.
+  void cover();
+  void uncover();
 
   /// The probes that each draw will show; arm a viewer with them before `commit` sends the request.
   std::vector<Probe> prepareBlock(int side);

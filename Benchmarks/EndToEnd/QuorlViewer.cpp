@@ -29,7 +29,8 @@ class QuorlViewer final : public Viewer {
     if (session_) session_->finish(client::within(1s));
   }
 
-  client::Outcome<void> connect(std::uint16_t port, const std::string& pin, VideoCodec codec) {
+  client::Outcome<void> connect(std::uint16_t port, const std::string& pin, VideoCodec codec,
+                                const StreamTarget& target) {
     auto session = client::Session::connect({"127.0.0.1", port}, waiter_, client::within(1s));
     if (!session) return std::unexpected(session.error());
     session_ = std::move(*session);
@@ -39,8 +40,7 @@ class QuorlViewer final : public Viewer {
     const auto paired = client::provePIN(*session_, pin, *greeting, client::within(2s));
     if (!paired) return std::unexpected(paired.error());
     const StreamConfig config{8192, 60, codec, 0.8, false};
-    auto receiver =
-        client::VideoReceiver::start(*session_, streamTarget::Unified{}, config, client::VideoTransport::tcp);
+    auto receiver = client::VideoReceiver::start(*session_, target, config, client::VideoTransport::tcp);
     if (!receiver) return std::unexpected(receiver.error());
     receiver_ = std::move(*receiver);
     thread_ = std::thread([this] { run(); });
@@ -99,11 +99,11 @@ class QuorlViewer final : public Viewer {
 }  // namespace
 
 std::unique_ptr<Viewer> connectQuorlViewer(std::string name, std::uint16_t port, const std::string& pin,
-                                           VideoCodec codec) {
+                                           VideoCodec codec, const StreamTarget& target) {
   std::string why = "no answer";
   for (int attempt = 0; attempt < 50; ++attempt) {
     auto viewer = std::make_unique<QuorlViewer>(name);
-    const auto connected = viewer->connect(port, pin, codec);
+    const auto connected = viewer->connect(port, pin, codec, target);
     if (connected) return viewer;
     why = connected.error().what;
     std::this_thread::sleep_for(100ms);

@@ -11,9 +11,10 @@
 
 namespace quorl::bench {
 
-/// A client of the host's protocol: pairs with the PIN and watches the main display over TCP. Null if the
-/// host does not answer or refuses; the reason is printed on standard error.
+/// A client of the host's protocol: pairs with the PIN and watches a target over TCP. Null if the host does
+/// not answer or refuses; the reason is printed on standard error.
 std::unique_ptr<Viewer> connectQuorlViewer(std::string name, std::uint16_t port, const std::string& pin,
-                                           VideoCodec codec = VideoCodec::h264);
+                                           VideoCodec codec = VideoCodec::h264,
+                                           const StreamTarget& target = streamTarget::Unified{});
 
 }  // namespace quorl::bench

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Time from a change on an X display to its decoded pixel in a client, over loopback TCP, for this host and
 // two VNC servers in turn, in one run. Prints medians, 95th percentiles and the ratio to the better peer.
-//   usage: end_to_end_bench PATH_OF_quorl_host [rounds] [draws per round] [--alone] [--awake]
+//   usage: end_to_end_bench PATH_OF_quorl_host [rounds] [draws per round] [--alone] [--window] [--awake]
 //   --alone: without the peers, for a quick check
+//   --window: instead of the peers, a stream of the window that is drawn on, free and covered by another
 //   --awake: keeps the processors awake between draws
 #include <fmt/format.h>
 
@@ -32,6 +33,7 @@ struct Contender {
   std::string name;
   std::function<std::unique_ptr<Program>(std::uint16_t port)> start;
   std::function<std::unique_ptr<Viewer>(std::uint16_t port)> connect;
+  bool isCovered = false;
 };
 
 struct Row {
@@ -119,7 +121,8 @@ void measureIdle(Viewer& viewer, const Program& server) {
 
 int main(int argc, char** argv) {
   if (argc < 2) {
-    fmt::print(stderr, "usage: {} PATH_OF_quorl_host [rounds] [draws per round] [--alone] [--awake]\n",
+    fmt::print(stderr,
+               "usage: {} PATH_OF_quorl_host [rounds] [draws per round] [--alone] [--window] [--awake]\n",
                argv[0]);
     return 2;
   }
@@ -127,7 +130,8 @@ int main(int argc, char** argv) {
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
   const int draws = argc > 3 ? std::atoi(argv[3]) : 30;
   const std::vector<std::string_view> options(argv + std::min(argc, 4), argv + argc);
-  const bool isAlone = std::ranges::count(options, "--alone") > 0;
+  const bool isOfWindow = std::ranges::count(options, "--window") > 0;
+  const bool isAlone = isOfWindow || std::ranges::count(options, "--alone") > 0;
   const bool isAwake = std::ranges::count(options, "--awake") > 0;
 
   char folderTemplate[] = "/tmp/quorl-bench-XXXXXX";
@@ -168,6 +172,14 @@ int main(int argc, char** argv) {
   if (isAlone) contenders.resize(1);
 
   Painter painter(screen.display());
+  if (isOfWindow) {
+    const auto watchWindow = [&painter](std::uint16_t port) {
+      return connectQuorlViewer("window", port, "123456", quorl::VideoCodec::h264,
+                                quorl::streamTarget::Window{painter.window()});
+    };
+    contenders.push_back({"window", contenders.front().start, watchWindow});
+    contenders.push_back({"covered window", contenders.front().start, watchWindow, true});
+  }
   std::map<std::string, std::map<std::string, Samples>> samples;
   std::map<std::string, Sharpness> sharpness;
   std::map<std::string, Animation> animations;
@@ -175,6 +187,7 @@ int main(int argc, char** argv) {
     for (const auto& contender : contenders) {
       const std::uint16_t port = freePort();
       const auto server = contender.start(port);
+      if (contender.isCovered) painter.cover();
       auto viewer = contender.connect(port);
       if (!viewer) {
         fmt::print(stderr, "{} does not answer; see {}\n", contender.name, folder);
@@ -193,7 +206,8 @@ int main(int argc, char** argv) {
         fmt::print(stderr, "round {} {:12} {:22} {:.2f} ms\n", round + 1, contender.name, row.name,
                    percentile(samples[row.name][contender.name], 0.5));
       if (round == 0) animations[contender.name] = measureAnimation(painter, *viewer, *server);
-      if (round > 0 || contender.name != "quorl_host") continue;
+      if (contender.isCovered) painter.uncover();
+      if (round > 0 || isOfWindow || contender.name != "quorl_host") continue;
       measureIdle(*viewer, *server);
       viewer.reset();
       const auto hevc = connectQuorlViewer("HEVC", port, "123456", quorl::VideoCodec::hevc);
