@@ -212,7 +212,7 @@ const std::vector<Kinship> kinships = {
     {"itself", shownWindow, {true, true, 0, shownWindow}, false},
 };
 
-TEST(WindowKinship, tellsMenusAndDialogsOfAWindowFromOthers) {
+TEST(WindowKinship, distinguishesMenusAndDialogsOfAWindowFromOthers) {
   const std::vector<ClientWindow> known = {{.window = 30, .transientFor = 10},
                                            {.window = 40},
                                            {.window = 50, .transientFor = 51},

@@ -261,7 +261,7 @@ class ManagedWindowPictures : public testing::Test {
     client.setBackground(window, blue);
     return window;
   }
-  void tell(const std::vector<std::string>& command, std::uint32_t window) {
+  void xdotool(const std::vector<std::string>& command, std::uint32_t window) {
     auto whole = command;
     whole.insert(whole.begin(), "xdotool");
     whole.push_back(std::to_string(window));
@@ -285,13 +285,13 @@ TEST_F(ManagedWindowPictures, stayWhileTheWindowIsMinimisedAndResumeWhenItIsBack
   const auto window = makeWindow("iconic");
   const auto stream = harness.start(WindowFilter{window}, settings(), deliveries);
   ASSERT_TRUE(nowShows(blue));
-  tell({"windowminimize"}, window);
+  xdotool({"windowminimize"}, window);
   ASSERT_TRUE(eventually([&] { return !isViewable(window); }));
   Deliveries second;
   const auto another = harness.start(WindowFilter{window}, settings(), second);
   EXPECT_TRUE(second.waitForColor(100, 100, blue));
   client.setBackground(window, red);
-  tell({"windowmap"}, window);
+  xdotool({"windowmap"}, window);
   EXPECT_TRUE(nowShows(red));
   EXPECT_TRUE(second.waitForColor(100, 100, red));
 }
@@ -331,14 +331,14 @@ TEST_F(ManagedWindowPictures, continueWhenTheWindowManagerIsKilledWhileTheWindow
   const auto window = makeWindow("sleeper");
   const auto stream = harness.start(WindowFilter{window}, settings(), deliveries);
   ASSERT_TRUE(nowShows(blue));
-  tell({"windowminimize"}, window);
+  xdotool({"windowminimize"}, window);
   ASSERT_TRUE(eventually([&] { return !isViewable(window); }));
   server.killWindowManager();
   server.restartWindowManager();
   client.setBackground(window, red);
   ASSERT_TRUE(eventually(
       [&] {
-        tell({"windowmap"}, window);
+        xdotool({"windowmap"}, window);
         return isViewable(window);
       },
       std::chrono::seconds(30)));

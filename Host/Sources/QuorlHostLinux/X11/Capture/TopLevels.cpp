@@ -106,20 +106,7 @@ void TopLevels::handle(const void* event) {
     }
     case XCB_REPARENT_NOTIFY: {
       const auto& moved = as<xcb_reparent_notify_event_t>(event);
-      if (moved.event != root) return;
-      remove(moved.window);
-      if (moved.parent == root) {
-        const XcbReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(
-            connection_.xcb(), xcb_get_geometry(connection_.xcb(), moved.window), nullptr));
-        if (!geometry) return;
-        return add({.window = moved.window,
-                    .bounds = outerBounds(moved.x, moved.y, geometry->width, geometry->height,
-                                          geometry->border_width),
-                    .borderWidth = geometry->border_width});
-      }
-      // A frame has received its window; it may be a level further up than the new parent.
-      owners_.clear();
-      ++generation_;
+      if (moved.event == root) reparent(moved.window, moved.parent);
       return;
     }
     default:
@@ -175,6 +162,20 @@ void TopLevels::remove(std::uint32_t window) {
   if (found == stack_.end()) return;
   stack_.erase(found);
   ++generation_;
+}
+
+void TopLevels::reparent(std::uint32_t window, std::uint32_t parent) {
+  remove(window);
+  ++generation_;
+  // A frame has received its window; it may be a level further up than the new parent.
+  if (parent != connection_.root()) return owners_.clear();
+  const XcbReply<xcb_get_geometry_reply_t> geometry(
+      xcb_get_geometry_reply(connection_.xcb(), xcb_get_geometry(connection_.xcb(), window), nullptr));
+  if (!geometry) return;
+  add({.window = window,
+       .bounds =
+           outerBounds(geometry->x, geometry->y, geometry->width, geometry->height, geometry->border_width),
+       .borderWidth = geometry->border_width});
 }
 
 void TopLevels::setMapped(std::uint32_t window, bool isMapped) {

@@ -50,6 +50,7 @@ class TopLevels {
   void read();
   void add(TopLevel added);
   void remove(std::uint32_t window);
+  void reparent(std::uint32_t window, std::uint32_t parent);
   void setMapped(std::uint32_t window, bool isMapped);
   void configure(std::uint32_t window, const PixelRect& bounds, int borderWidth);
   void restack(std::uint32_t window, std::uint32_t below);
