@@ -47,7 +47,8 @@ TEST_F(HostSoundTest, aToneIsHeardAtItsPitch) {
   ASSERT_EQ(result.status, 0) << result.output;
   const auto sound = playedByTool(file("a.wav"));
   EXPECT_NEAR(sound.pitch(0.5, 2.5), 997, 1);
-  EXPECT_TRUE(eventually([this] { return server_.recordedDevices().empty(); })) << "captured for nobody";
+  EXPECT_TRUE(eventually([this] { return server_.recordedDevices().empty(); }))
+      << "a capture without a subscriber";
 }
 
 TEST_F(HostSoundTest, whatAProgramPlaysIsHeard) {

@@ -145,7 +145,7 @@ Outcome<RecordingEnd> record(StreamRecording& recording, VideoReceiver& receiver
   }
 }
 
-// Lets the receiver of pictures pass on what is about sound, and asks for sound.
+// Passes frames and messages about sound from the receiver of pictures, and asks for sound.
 Outcome<void> subscribe(SoundReceiver& sound, VideoReceiver& receiver) {
   receiver.onFrame = [&sound](const Frame& frame) { sound.take(frame); };
   receiver.onControl = [&sound](const ControlMessage& control) { sound.take(control); };

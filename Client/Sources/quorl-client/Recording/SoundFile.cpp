@@ -43,7 +43,8 @@ class M4AFile final : public SoundFile {
   Clock::duration end_{};
 };
 
-// RIFF WAVE with 16-bit linear PCM (Multimedia Programming Interface and Data Specifications 1.0, 1991).
+// RIFF WAVE with 16-bit linear PCM (Multimedia Programming Interface and Data Specifications 1.0, 1991). The
+// samples are written in the byte order of this machine, which is that of the format on every supported one.
 constexpr std::size_t headerSize = 44;
 constexpr std::uint32_t bytesPerSample = 2;
 constexpr std::uint64_t mostBytes = std::numeric_limits<std::uint32_t>::max() - headerSize;
@@ -122,7 +123,7 @@ class WavFile final : public SoundFile {
   }
 
  private:
-  // Silence up to a time. What is less than half a packet away follows directly.
+  // Writes silence up to a time, unless that is less than half a packet.
   Outcome<void> fillUntil(Clock::time_point time) {
     const double seconds = std::chrono::duration<double>(time - *start_).count();
     const double due = std::round(seconds * sampleRate_) * channels_;

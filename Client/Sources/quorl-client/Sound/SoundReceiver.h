@@ -31,7 +31,7 @@ class SoundReceiver {
   Outcome<void> subscribe();
   Outcome<void> unsubscribe();
 
-  /// For a session with further receivers: takes what is about sound and ignores the rest.
+  /// For a session with further receivers: handles packets and configurations of sound, ignores the rest.
   void take(const Frame& frame);
   void take(const ControlMessage& message);
   /// The next event that has arrived.

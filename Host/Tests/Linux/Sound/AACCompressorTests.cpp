@@ -54,13 +54,14 @@ class AACCompressorTest : public testing::Test {
     }
     return packets;
   }
-  // Compresses in pieces of so many bytes, which cut frames of the encoder anywhere.
+  // `piece`: bytes given at a time.
   static std::vector<Bytes> compress(SoundCompressor& compressor, const Bytes& samples, std::size_t piece) {
     std::vector<Bytes> packets;
     for (std::size_t at = 0; at < samples.size(); at += piece) {
       const auto sound =
           compressor.compress(ByteView(samples).subspan(at, std::min(piece, samples.size() - at)));
       EXPECT_TRUE(sound) << sound.error().description;
+      if (!sound) continue;
       for (Bytes& packet : packetsOf(*sound)) packets.push_back(std::move(packet));
     }
     return packets;
@@ -172,7 +173,7 @@ TEST_F(AACCompressorTest, refusesHalfAFrameAndGoesOn) {
   EXPECT_EQ(nothing->packetCount, 0U);
 }
 
-TEST_F(AACCompressorTest, survivesSamplesThatAreNoNumbers) {
+TEST_F(AACCompressorTest, survivesInfinityAndNaN) {
   const auto compressor = make({});
   Bytes samples;
   for (int frame = 0; frame < 9'600; ++frame) {
