@@ -147,8 +147,8 @@ TEST(ImageFiles, theCompressionsAndPixelFormatsOfOtherProgramsAreRead) {
     ASSERT_TRUE(png) << compression;
     EXPECT_EQ(pixelsOf(*png, "rgb24"), expected) << compression;
   }
-  for (const std::string format : {"rgb48le", "rgba", "gray", "gray16le", "pal8", "monob", "monow",
-                                   "ya8", "rgba64le", "yuv420p", "yuv444p"}) {
+  for (const std::string format : {"rgb48le", "rgba", "gray", "gray16le", "pal8", "monob", "monow", "ya8",
+                                   "rgba64le", "yuv420p", "yuv444p"}) {
     const auto png = ImageFiles().pngFromTIFF(tiffByProgram("-pix_fmt " + format));
     ASSERT_TRUE(png) << format;
     EXPECT_EQ(pixelsOf(*png, "rgb24").size(), expected.size()) << format;
