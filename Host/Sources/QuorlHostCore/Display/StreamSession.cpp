@@ -274,7 +274,7 @@ void StreamSession::trackRect() {
   if (!place.rect || place.rect->isEmpty() || *place.rect == before) return;
   takePlace(*place.rect);
   const WindowFit::Moved moved = window_.moved(before, *place.rect, place.source);
-  if (moved.tellsNotFitted) client_.sendFitState(false);
+  if (moved.pushesNotFitted) client_.sendFitState(false);
   if (moved.needsRestart) scheduleRefit();
 }
 

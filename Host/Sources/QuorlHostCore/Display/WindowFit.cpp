@@ -91,7 +91,7 @@ WindowFit::Moved WindowFit::moved(const PointRect& before, const PointRect& afte
   const bool wasAutoFit = std::exchange(wishes_.autoFit, false);
   resetScale();
   forgetWindow();
-  return {.needsRestart = true, .tellsNotFitted = wasAutoFit, .isTakenOverByUser = true};
+  return {.needsRestart = true, .pushesNotFitted = wasAutoFit, .isTakenOverByUser = true};
 }
 
 std::optional<WindowFit::GiveBack> WindowFit::giveBack(const std::optional<PointRect>& current,

@@ -41,8 +41,8 @@ class WindowFit {
   /// other reasons than a resize.
   enum class Source : std::uint8_t { window, severalWindows };
   struct Moved {
-    bool needsRestart = false;    // the encoder takes the new size
-    bool tellsNotFitted = false;  // the client believes that the window is fitted
+    bool needsRestart = false;     // the encoder takes the new size
+    bool pushesNotFitted = false;  // the client believes that the window is fitted
     bool isTakenOverByUser = false;
   };
 

@@ -86,7 +86,7 @@ TEST_F(StreamWindowTest, saysThatAWindowWithoutAccessibilityIsNotFitted) {
   EXPECT_EQ(log_.count("fit skipped (window 77 pid 42) — no AX window? (Accessibility granted?)"), 1U);
 }
 
-TEST_F(StreamWindowTest, saysNothingOfASkippedFitToAScale) {
+TEST_F(StreamWindowTest, reportsNoSkippedFitOfAScale) {
   startNotes();
   windows_->find(77)->isAccessible = false;
   session_->setWindowScale(0.5);

@@ -238,7 +238,7 @@ void expectNoSecondReturn(const World& world) {
     EXPECT_FALSE(positions[index] == back && positions[index - 1] == back) << "given back twice in a row";
 }
 
-TEST(Vanishing, leavesNothingBehindWhateverVanishes) {
+TEST(Vanishing, leavesNothingRunningWhateverVanishes) {
   std::size_t failures = 0;
   std::size_t pictures = 0;
   for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
@@ -257,7 +257,7 @@ TEST(Vanishing, leavesNothingBehindWhateverVanishes) {
   EXPECT_GT(pictures, seeds / 2) << "too few streams ran";
 }
 
-TEST(Vanishing, givesTheFrameBackWhenNobodyElseTouchesTheWindow) {
+TEST(Vanishing, givesTheFrameBackWhenNothingElseChangesTheWindow) {
   std::size_t fits = 0;
   for (std::uint64_t seed = 1; seed <= seeds; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);

@@ -118,7 +118,7 @@ TEST_F(WindowFitTest, yieldsToAResizeAfterTheSettlingTime) {
   const auto moved =
       fit_.moved(asked, resized(asked, 0, -9), Source::window, at(milliseconds(12'500)) + Duration(1));
   EXPECT_TRUE(moved.needsRestart);
-  EXPECT_TRUE(moved.tellsNotFitted);
+  EXPECT_TRUE(moved.pushesNotFitted);
   EXPECT_TRUE(moved.isTakenOverByUser);
   EXPECT_FALSE(fit_.wishes().autoFit);
   EXPECT_DOUBLE_EQ(fit_.wishes().fitScale, 1.0);
@@ -133,7 +133,7 @@ TEST_F(WindowFitTest, saysOnlyOnceThatTheUserHasTakenOver) {
   fit_.moved(asked, resized(asked, 50, 0), Source::window, at(seconds(20)));
   const auto again = fit_.moved(resized(asked, 50, 0), asked, Source::window, at(seconds(21)));
   EXPECT_TRUE(again.needsRestart);
-  EXPECT_FALSE(again.tellsNotFitted);
+  EXPECT_FALSE(again.pushesNotFitted);
 }
 
 TEST_F(WindowFitTest, takesEightPointsForNoResize) {
