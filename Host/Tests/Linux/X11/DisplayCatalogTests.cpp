@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <atomic>
+#include <memory>
 #include <optional>
 
 #include <gtest/gtest.h>
@@ -58,6 +59,18 @@ TEST_F(DisplayCatalogTest, isEmptyOnceTheServerIsGone) {
   server.kill();
   EXPECT_TRUE(becomes(0));
   EXPECT_TRUE(catalog.onlineDisplays(16).empty());
+}
+
+TEST(DisplayCatalog, mayEndWhileItConnects) {
+  const XServer server;
+  for (int round = 0; round < 200; ++round) {
+    std::atomic<bool> isAsked = false;
+    const auto catalog = std::make_unique<X11DisplayCatalog>([&]() -> std::optional<std::string> {
+      isAsked = true;
+      return server.display();
+    });
+    EXPECT_TRUE(round % 2 == 0 || eventually([&] { return isAsked.load(); }, patience));
+  }
 }
 
 TEST(DisplayCatalog, findsAServerThatComesLater) {

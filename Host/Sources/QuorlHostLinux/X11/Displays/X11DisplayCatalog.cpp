@@ -17,10 +17,9 @@ X11DisplayCatalog::X11DisplayCatalog(X11DisplayName displayName) {
   current();
 }
 
-// The thread ends first: it writes the facts.
+// The loop is the last member and ends first. It is not reset: an attempt to connect uses the pointer.
 X11DisplayCatalog::~X11DisplayCatalog() {
   cut_.cut();
-  loop_.reset();
 }
 
 std::vector<std::uint32_t> X11DisplayCatalog::activeDisplays(std::size_t limit) {

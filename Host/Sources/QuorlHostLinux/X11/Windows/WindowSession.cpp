@@ -31,11 +31,10 @@ WindowSession::WindowSession(X11DisplayName displayName) {
   loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-windows", *this);
 }
 
-// The thread ends first, because it uses all other members. Every change has been confirmed by a reply, so
-// the end of the connection loses none.
+// Every change has been confirmed by a reply, so the end of the connection loses none. The loop is the last
+// member and ends first. It is not reset: a question that still runs uses the pointer.
 WindowSession::~WindowSession() {
   cut_.cut();
-  loop_.reset();
 }
 
 void WindowSession::run(const std::shared_ptr<Wait>& wait,
