@@ -50,10 +50,8 @@ CaptureEngine::CaptureEngine(X11DisplayName displayName) {
   loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-capture", *this);
 }
 
-// The thread ends first, because it uses all other members.
-CaptureEngine::~CaptureEngine() {
-  loop_.reset();
-}
+// The loop is the last member and ends first. It is not reset: its thread uses the pointer to the end.
+CaptureEngine::~CaptureEngine() = default;
 
 void CaptureEngine::add(std::uint64_t id, const CaptureFilter& filter, const CaptureSettings& settings,
                         std::shared_ptr<StreamCallbacks> callbacks, std::shared_ptr<PictureRequests> requests,

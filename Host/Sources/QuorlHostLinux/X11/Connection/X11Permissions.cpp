@@ -16,10 +16,8 @@ X11Permissions::X11Permissions(X11DisplayName displayName) {
   loop_ = std::make_unique<X11Loop>(std::move(displayName), "quorl-permit", *this);
 }
 
-// The thread ends first: it writes the answers.
-X11Permissions::~X11Permissions() {
-  loop_.reset();
-}
+// The loop is the last member and ends first. It is not reset: its thread uses the pointer to the end.
+X11Permissions::~X11Permissions() = default;
 
 bool X11Permissions::mayPostInput() {
   return (current() & inputBit) != 0;
