@@ -37,6 +37,7 @@ std::vector<Command> hostCommands();         // discover, pair, hosts, forget
 std::vector<Command> hostStateCommands();    // info, launch
 std::vector<Command> sessionCommands();      // echo, send
 std::vector<Command> videoCommands();        // shot, record, stats
+std::vector<Command> fitCommands();          // fit
 std::vector<Command> soundCommands();        // listen
 std::vector<Command> inputCommands();        // click, type, key, scroll
 std::vector<Command> clipboardCommands();    // clipboard

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-client/Commands/StreamOptions.h>
 
+#include <charconv>
 #include <limits>
 
 #include <fmt/format.h>
@@ -16,6 +17,21 @@ Outcome<std::uint32_t> identifier(const Arguments& arguments, std::string_view o
 
 }  // namespace
 
+std::optional<PointSize> parseView(std::string_view text) {
+  constexpr double largestSide = 100'000;
+  const auto cross = text.find('x');
+  if (cross == std::string_view::npos) return std::nullopt;
+  const auto side = [](std::string_view digits) -> std::optional<double> {
+    double value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
+    return value >= 1 && value <= largestSide ? std::optional(value) : std::nullopt;
+  };
+  const auto width = side(text.substr(0, cross));
+  const auto height = side(text.substr(cross + 1));
+  return width && height ? std::optional(PointSize{*width, *height}) : std::nullopt;
+}
+
 std::vector<OptionSpec> targetOptionSpecs() {
   return {{"--display", "ID", "a display (default: the main one)"},
           {"--window", "ID", "a window"},
@@ -29,6 +45,7 @@ std::vector<OptionSpec> streamOptionSpecs() {
                                  {"--fps", "N", "maximum frame rate (default 60)"},
                                  {"--quality", "Q", "picture quality, 0 to 1 (default 0.8)"},
                                  {"--no-cursor", "", "do not draw the pointer"},
+                                 {"--view", "WxH", "fit the window to a view of this size"},
                                  {"--udp", "", "receive pictures as datagrams"}});
   return options;
 }
@@ -67,6 +84,10 @@ Outcome<StreamOptions> streamOptions(const Arguments& arguments) {
   StreamOptions options;
   options.target = std::move(*target);
   options.config = {*maximum, *rate, *codec, *quality, !arguments.has("--no-cursor")};
+  if (const auto text = arguments.text("--view")) {
+    options.view = parseView(*text);
+    if (!options.view) return failed(ExitCode::usage, "--view must be WIDTHxHEIGHT, such as 1024x768");
+  }
   options.transport = arguments.has("--udp") ? VideoTransport::udp : VideoTransport::tcp;
   return options;
 }

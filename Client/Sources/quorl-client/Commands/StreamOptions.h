@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <optional>
+#include <string_view>
 #include <vector>
 
 #include <quorl-client/Commands/CommandContext.h>
@@ -12,7 +14,11 @@ struct StreamOptions {
   StreamTarget target;
   StreamConfig config;
   VideoTransport transport = VideoTransport::tcp;
+  std::optional<PointSize> view;  // --view
 };
+
+/// "WIDTHxHEIGHT" in points, such as "1024x768". Absent for anything else or a side that is not positive.
+std::optional<PointSize> parseView(std::string_view text);
 
 /// Options of the commands that show a stream.
 std::vector<OptionSpec> streamOptionSpecs();

@@ -26,8 +26,8 @@ Outcome<OpenStream> openStream(const Arguments& arguments, CommandContext& conte
   auto session = openSession(arguments, context);
   if (!session) return std::unexpected(session.error());
   context.waiter.activity = "waiting for a picture";
-  auto receiver =
-      VideoReceiver::start(**session, std::move(options->target), options->config, options->transport);
+  auto receiver = VideoReceiver::start(**session, std::move(options->target), options->config,
+                                       options->transport, options->view);
   if (!receiver) return std::unexpected(receiver.error());
   return OpenStream{std::move(*session), std::move(*receiver)};
 }

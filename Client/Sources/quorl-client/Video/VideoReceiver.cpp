@@ -27,7 +27,8 @@ std::string adviceFor(const WireError& error) {
 
 Outcome<std::unique_ptr<VideoReceiver>> VideoReceiver::start(Session& session, StreamTarget target,
                                                              const StreamConfig& config,
-                                                             VideoTransport transport) {
+                                                             VideoTransport transport,
+                                                             const std::optional<PointSize>& view) {
   std::unique_ptr<VideoReceiver> receiver(new VideoReceiver(session, onlyStream));
   if (transport == VideoTransport::udp)
     if (auto opened = receiver->openDatagrams(); !opened) return std::unexpected(opened.error());
@@ -35,6 +36,10 @@ Outcome<std::unique_ptr<VideoReceiver>> VideoReceiver::start(Session& session, S
   request.streamID = onlyStream;
   request.target = std::move(target);
   request.config = config;
+  if (view) {
+    request.clientPointWidth = view->width;
+    request.clientPointHeight = view->height;
+  }
   if (auto sent = session.send(ControlMessage(message::StartStream{std::move(request)})); !sent)
     return std::unexpected(sent.error());
   return receiver;

@@ -8,6 +8,7 @@
 #include <optional>
 #include <variant>
 
+#include <QuorlKit/Foundation/Geometry.h>
 #include <QuorlKit/Models/Models.h>
 
 #include <quorl-client/Session/Session.h>
@@ -41,9 +42,11 @@ using VideoEvent = std::variant<StreamStarted, DecoderConfig, EncodedPicture>;
 /// *Queue*: the session's thread. *Ownership*: the command's. *Lifetime*: shorter than the session.
 class VideoReceiver {
  public:
-  /// Requests the stream; the first `next` returns the answer.
+  /// Requests the stream; the first `next` returns the answer. `view` is the size at which it is shown: the
+  /// host gives a window its shape. Without one, windows keep theirs.
   static Outcome<std::unique_ptr<VideoReceiver>> start(Session& session, StreamTarget target,
-                                                       const StreamConfig& config, VideoTransport transport);
+                                                       const StreamConfig& config, VideoTransport transport,
+                                                       const std::optional<PointSize>& view = std::nullopt);
 
   /// The next event; nothing at the deadline. Fails if the host reports a failure of the stream.
   Outcome<std::optional<VideoEvent>> next(Deadline deadline);
