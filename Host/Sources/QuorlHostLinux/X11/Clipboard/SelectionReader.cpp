@@ -131,7 +131,8 @@ void SelectionReader::takeTargets() {
   const Bytes list = fetchProperty(std::min(part.size, mostTargets * sizeof(std::uint32_t)));
   deleteProperty(window_);
   targets_.emplace(list.size() / sizeof(std::uint32_t));
-  std::memcpy(targets_->data(), list.data(), targets_->size() * sizeof(std::uint32_t));
+  if (!targets_->empty())
+    std::memcpy(targets_->data(), list.data(), targets_->size() * sizeof(std::uint32_t));
   askForContent();
 }
 
