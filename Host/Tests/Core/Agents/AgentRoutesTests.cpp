@@ -36,7 +36,9 @@ class BareSession final : public RoutedSession {
   bool isClosed() const override { return closed; }
   void reply(ControlMessage message) override { client->sendControl(std::move(message)); }
   void answer(Question, Answerer answerer) override {
-    answerer(services_, [this](ControlMessage message) { client->sendControl(std::move(message)); });
+    answerer(services_, [this](std::optional<ControlMessage> message) {
+      if (message) client->sendControl(std::move(*message));
+    });
   }
   void noteProbe() override {}
   void openVideoChannel(std::uint16_t) override {}
