@@ -105,13 +105,15 @@ TEST_F(SlowPeerTest, clientThatReadsNoPictureCostsBoundedMemoryAndIsStillServed)
   ASSERT_TRUE(silent.pair("314159"));
   watch(silent);
   draw(60);
+  // Each client gets the state of the host every five seconds; one of them is among what is measured.
+  ASSERT_TRUE(other.next<message::HostState>());
   const std::size_t before = memory();
   for (int round = 0; round < 200; ++round) {
     draw(4);
     silent.send(message::RequestKeyframe{.streamID = 1});
     ASSERT_TRUE(other.echoes());
   }
-  EXPECT_LE(memory(), before + 2 * mebibyte);
+  EXPECT_LE(memory(), before + 4 * mebibyte);
   silent.send(message::Bye{});
   EXPECT_TRUE(host_->program().waitForOutput("client disconnected: Test Pad"));
 }

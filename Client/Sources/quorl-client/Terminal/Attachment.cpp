@@ -117,8 +117,6 @@ Outcome<void> Attachment::askForRepaint() {
 Outcome<void> Attachment::takeFrames() {
   while (const auto frame = session_->takeFrame()) {
     if (auto taken = take(*frame); !taken) return taken;
-    // After the output was written: a slow terminal must not count as silence of the host.
-    link_.heard(Clock::now());
     // Keys must not wait for a flood of output that has already arrived.
     if (auto read = readKeys(); !read) return read;
     if (auto sent = sendKeys(); !sent) return sent;
@@ -131,9 +129,17 @@ Outcome<void> Attachment::take(const Frame& frame) {
     const auto payload = TerminalPayloadView::decode(frame.payload);
     if (!payload || payload->agentID != agent_.id) return {};
     if (end_) quietUntil_ = within(lastWords);
-    return output_.show(payload->data);
+    auto shown = output_.show(payload->data);
+    // After the output was written: a slow terminal must not count as silence of the host.
+    link_.heard(Clock::now());
+    return shown;
   }
-  if (const auto message = session_->decodeControl(frame)) take(*message);
+  const auto message = session_->decodeControl(frame);
+  if (message) take(*message);
+  // What the host sends unasked does not show that it hears this client.
+  const bool isUnasked = message && (std::holds_alternative<message::HostState>(*message) ||
+                                     std::holds_alternative<message::Metrics>(*message));
+  if (!isUnasked) link_.heard(Clock::now());
   return {};
 }
 

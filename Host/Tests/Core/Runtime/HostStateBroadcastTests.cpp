@@ -34,7 +34,7 @@ class HostStateBroadcastTest : public testing::Test {
   void run() {
     runtime_ = HostRuntime::make(config_, platform_.platform());
     ASSERT_TRUE(runtime_->start().has_value());
-    simulation_.runReady();
+    simulation_.advance(seconds(2));  // the services that look once after the start have done so
   }
   FakeClient knock() {
     FakeClient client(simulation_, platform_.network->connect(config_.port));

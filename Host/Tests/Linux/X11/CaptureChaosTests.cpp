@@ -93,7 +93,7 @@ class WindowCrowd {
 
   void add() {
     const auto window =
-        client_.makeWindow(anywhere(), below(2) == 0 ? TestClient::Managed::yes : TestClient::Managed::no);
+        client_.addWindow(anywhere(), below(2) == 0 ? TestClient::Managed::yes : TestClient::Managed::no);
     if (below(2) == 0) client_.setBackground(window, static_cast<std::uint32_t>(below(0x1000000)));
     if (!windows_.empty() && below(3) == 0) {
       client_.setNumbers(window, "WM_TRANSIENT_FOR", XCB_ATOM_WINDOW, {any()});

@@ -36,7 +36,7 @@ TestClient::~TestClient() {
   xcb_disconnect(xcb_);
 }
 
-std::uint32_t TestClient::makeWindow(const PixelRect& bounds, Managed managed, const std::string& title) {
+std::uint32_t TestClient::addWindow(const PixelRect& bounds, Managed managed, const std::string& title) {
   const std::uint32_t window = xcb_generate_id(xcb_);
   const std::array<std::uint32_t, 3> values{0, managed == Managed::no ? 1U : 0U, XCB_EVENT_MASK_EXPOSURE};
   xcb_create_window(xcb_, XCB_COPY_FROM_PARENT, window, root_, static_cast<std::int16_t>(bounds.x),
@@ -47,6 +47,11 @@ std::uint32_t TestClient::makeWindow(const PixelRect& bounds, Managed managed, c
   xcb_change_property(xcb_, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
                       static_cast<std::uint32_t>(title.size()), title.data());
   map(window);
+  return window;
+}
+
+std::uint32_t TestClient::makeWindow(const PixelRect& bounds, Managed managed, const std::string& title) {
+  const std::uint32_t window = addWindow(bounds, managed, title);
   // Exposed: the window is on the screen, managed or not.
   for (;;) {
     const auto event = owned(xcb_wait_for_event(xcb_));

@@ -21,6 +21,9 @@ class TestClient {
   TestClient& operator=(const TestClient&) = delete;
 
   enum class Managed { no, yes };
+  /// A black window that the server was asked to show. A window outside the screen is never drawn.
+  std::uint32_t addWindow(const PixelRect& bounds, Managed managed = Managed::no,
+                          const std::string& title = "");
   /// A mapped black window that the server has drawn.
   std::uint32_t makeWindow(const PixelRect& bounds, Managed managed = Managed::no,
                            const std::string& title = "");
