@@ -98,8 +98,18 @@ void HostStateProvider::broadcastStateSoon() {
     const auto self = weak.lock();
     if (!self) return;
     self->queue_.assertCurrent();
-    if (self->stateTimer_.isPending()) self->broadcastState_(std::move(state));
+    if (self->stateTimer_.isPending()) self->broadcastNow(std::move(state));
   });
+}
+
+void HostStateProvider::broadcastNow(HostState state) {
+  const SystemMetrics metrics = std::exchange(state.metrics, {});
+  if (contentNumber_ == 0 || state != broadcastContent_) {
+    broadcastContent_ = state;
+    ++contentNumber_;
+  }
+  state.metrics = metrics;
+  broadcastState_(std::move(state), contentNumber_);
 }
 
 // The state

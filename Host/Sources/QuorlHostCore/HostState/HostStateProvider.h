@@ -34,7 +34,8 @@ class HostStateProvider : public std::enable_shared_from_this<HostStateProvider>
   enum class Audience : std::uint8_t { absent, present };
 
   using Completion = std::function<void(HostState)>;
-  using BroadcastState = std::function<void(HostState)>;
+  /// `content` is a number from 1 that changes when anything but the metrics does.
+  using BroadcastState = std::function<void(HostState, std::uint64_t content)>;
   using BroadcastMetrics = std::function<void(const SystemMetrics&)>;
 
   explicit HostStateProvider(const Platform& platform);
@@ -61,6 +62,7 @@ class HostStateProvider : public std::enable_shared_from_this<HostStateProvider>
 
   void updateTimers() QUORL_REQUIRES(queue_);
   void broadcastStateSoon() QUORL_REQUIRES(queue_);
+  void broadcastNow(HostState state) QUORL_REQUIRES(queue_);
   void beginRequest() QUORL_REQUIRES(queue_);
   void receive(const std::shared_ptr<Request>& request, std::expected<ShareableContent, PortError> content)
       QUORL_REQUIRES(queue_);
@@ -77,6 +79,8 @@ class HostStateProvider : public std::enable_shared_from_this<HostStateProvider>
   SystemMetricsSampler sampler_ QUORL_GUARDED_BY(queue_);
   BroadcastState broadcastState_ QUORL_GUARDED_BY(queue_);
   BroadcastMetrics broadcastMetrics_ QUORL_GUARDED_BY(queue_);
+  HostState broadcastContent_ QUORL_GUARDED_BY(queue_);  // the last one, without metrics
+  std::uint64_t contentNumber_ QUORL_GUARDED_BY(queue_) = 0;
   bool isStarted_ QUORL_GUARDED_BY(queue_) = false;
   Audience audience_ QUORL_GUARDED_BY(queue_) = Audience::absent;
   Timer stateTimer_ QUORL_GUARDED_BY(queue_);

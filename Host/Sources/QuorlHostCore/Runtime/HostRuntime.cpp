@@ -123,8 +123,9 @@ void HostRuntime::wire() {
   services_->broadcast = [weak = std::weak_ptr(server_)](const ControlMessage& message) {
     if (const auto server = weak.lock()) server->broadcastControl(message);
   };
-  stateProvider_->setBroadcastState([broadcast = services_->broadcast](HostState state) {
-    broadcast(message::HostState{std::move(state)});
+  stateProvider_->setBroadcastState([weak = std::weak_ptr(server_)](HostState state, std::uint64_t content) {
+    if (const auto server = weak.lock())
+      server->broadcastControl(message::HostState{std::move(state)}, content);
   });
   stateProvider_->setBroadcastMetrics([broadcast = services_->broadcast](const SystemMetrics& metrics) {
     broadcast(message::Metrics{metrics});

@@ -321,8 +321,16 @@ void ClientConnection::sendControl(ControlMessage message) {
     post(std::move(*frame), Droppable::no, Purpose::answer, stateKeyOf(message));
 }
 
-void ClientConnection::sendState(OutgoingFrame frame, const std::optional<StateKey>& key) {
-  post(std::move(frame), Droppable::no, Purpose::other, key);
+void ClientConnection::sendState(OutgoingFrame frame, const std::optional<StateKey>& key,
+                                 RepeatedState::Version content) {
+  if (content == 0) return post(std::move(frame), Droppable::no, Purpose::other, key);
+  queue_.async([weak = weak_from_this(), frame = std::move(frame), key, content]() mutable {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    if (self->hostState_.isToBeSent(content, frame.size(), self->gate_->deliveredRate()->load()))
+      self->sendNow(std::move(frame), Purpose::other, key);
+  });
 }
 
 void ClientConnection::sendFrame(OutgoingFrame frame, Droppable droppable) {

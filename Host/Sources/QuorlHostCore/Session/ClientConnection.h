@@ -19,6 +19,7 @@
 #include <QuorlHostCore/Session/InputRouter.h>
 #include <QuorlHostCore/Session/MessageRouter.h>
 #include <QuorlHostCore/Session/QuestionDesk.h>
+#include <QuorlHostCore/Session/RepeatedState.h>
 #include <QuorlHostCore/Session/SendPath.h>
 #include <QuorlHostCore/Session/StateKey.h>
 #include <QuorlHostCore/Session/StreamTable.h>
@@ -84,8 +85,8 @@ class ClientConnection final : public StreamOutputSink,
   std::size_t outstandingBytes() const;
 
   /// Sends state that is encoded once for all clients. While this client does not keep up, a newer frame with
-  /// the same key replaces it. Any thread.
-  void sendState(OutgoingFrame frame, const std::optional<StateKey>& key);
+  /// the same key replaces it. On a slow link a content that this client has is left out. Any thread.
+  void sendState(OutgoingFrame frame, const std::optional<StateKey>& key, RepeatedState::Version content = 0);
 
   // StreamOutputSink
   void sendControl(ControlMessage message) override;
@@ -151,6 +152,7 @@ class ClientConnection final : public StreamOutputSink,
   QuestionDesk questions_ QUORL_GUARDED_BY(queue_);
   // Streams that need a key frame because a picture of theirs was dropped.
   std::set<std::uint32_t> brokenStreams_ QUORL_GUARDED_BY(queue_);
+  RepeatedState hostState_ QUORL_GUARDED_BY(queue_);
   bool closed_ QUORL_GUARDED_BY(queue_) = false;
   // Of the client's text, once closed.
   InputRouter::WaitingText waitingText_ QUORL_GUARDED_BY(queue_) = InputRouter::WaitingText::drop;

@@ -258,13 +258,13 @@ std::vector<std::shared_ptr<ClientConnection>> ConnectionServer::authenticatedCl
   return clients;
 }
 
-void ConnectionServer::broadcastControl(const ControlMessage& message) {
+void ConnectionServer::broadcastControl(const ControlMessage& message, RepeatedState::Version content) {
   // Encoded once, on the caller's thread; all clients share the bytes.
   auto frame = OutgoingFrame::control(message);
   if (!frame) return;
-  queue_.async([self = shared_from_this(), frame = std::move(*frame), key = stateKeyOf(message)] {
+  queue_.async([self = shared_from_this(), frame = std::move(*frame), key = stateKeyOf(message), content] {
     self->queue_.assertCurrent();
-    for (const auto& client : self->authenticatedClients()) client->sendState(frame, key);
+    for (const auto& client : self->authenticatedClients()) client->sendState(frame, key, content);
   });
 }
 

@@ -16,6 +16,7 @@
 #include <QuorlHostCore/Ports/Network.h>
 #include <QuorlHostCore/Ports/ServiceAdvertiser.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
+#include <QuorlHostCore/Session/RepeatedState.h>
 
 namespace quorl {
 
@@ -66,8 +67,9 @@ class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
 
   /// Decides anew about the port. Does nothing without handoff.
   void consoleUserChanged();
-  /// Sends to every authenticated client; encoded once.
-  void broadcastControl(const ControlMessage& message);
+  /// Sends to every authenticated client; encoded once. `content` is the number of a state's content, so that
+  /// slow links do not carry it again; 0 where there is none.
+  void broadcastControl(const ControlMessage& message, RepeatedState::Version content = 0);
 
   bool ownsPublicPort() const;
   std::optional<std::string> currentConsoleUser() const;

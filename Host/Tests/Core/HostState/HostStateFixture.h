@@ -24,7 +24,10 @@ class HostStateFixture : public testing::Test {
     platform_.screen->content->applications = {{"org.example.editor", "Editor", 10}};
     platform_.runningApplications->icons["org.example.editor"] = bytesOf("png");
     provider_ = std::make_shared<HostStateProvider>(platform_.platform());
-    provider_->setBroadcastState([this](HostState state) { states_.push_back(std::move(state)); });
+    provider_->setBroadcastState([this](HostState state, std::uint64_t content) {
+      states_.push_back(std::move(state));
+      contents_.push_back(content);
+    });
     provider_->setBroadcastMetrics([this](const SystemMetrics& metrics) { metrics_.push_back(metrics); });
   }
 
@@ -47,6 +50,7 @@ class HostStateFixture : public testing::Test {
   std::shared_ptr<HostStateProvider> provider_;
   std::vector<HostState> answers_;
   std::vector<HostState> states_;
+  std::vector<std::uint64_t> contents_;  // the numbers of the states' contents
   std::vector<SystemMetrics> metrics_;
 };
 

@@ -32,6 +32,21 @@ TEST_F(HostStateProviderTest, reportsDisplaysWindowsApplicationsAndMetrics) {
   EXPECT_EQ(state.metrics.thermalState, 1);
 }
 
+TEST_F(HostStateProviderTest, numbersContentsAnewWhenMoreThanTheMetricsChanges) {
+  startWithAudience();
+  simulation_.advance(seconds(10));  // the second state has the icon
+  platform_.metrics->memoryUsed += 1'000;
+  simulation_.advance(seconds(5));
+  platform_.screen->content->windows[0].title = "another document";
+  simulation_.advance(seconds(5));
+  ASSERT_EQ(contents_.size(), 4U);
+  EXPECT_EQ(contents_[0], 1U);
+  EXPECT_EQ(contents_[1], 2U);
+  EXPECT_EQ(contents_[2], 2U);
+  EXPECT_NE(states_[2].metrics, states_[1].metrics);
+  EXPECT_EQ(contents_[3], 3U);
+}
+
 TEST_F(HostStateProviderTest, asksForTheRegularApplicationsAtEachState) {
   platform_.runningApplications->regular.clear();
   askAndRun();
