@@ -37,7 +37,7 @@ ResolvedTarget singleWindow(const ShareableWindow& window) {
 PointRect unionOfWindows(const std::vector<ShareableWindow>& windows, std::int32_t pid) {
   PointRect all;
   for (const ShareableWindow& window : windows)
-    if (window.pid == pid && window.isOnScreen) all = all.unionWith(window.frame);
+    if (window.pid == pid && window.layer == 0 && window.isOnScreen) all = all.unionWith(window.frame);
   return all;
 }
 
@@ -132,8 +132,8 @@ const ShareableWindow* frontWindow(const std::vector<ShareableWindow>& windows, 
   };
   for (const ShareableWindow& window : windows) {
     const PointSize& size = window.frame.size;
-    if (window.pid != pid || size.width < minimumFrontWindow.width || size.height < minimumFrontWindow.height)
-      continue;
+    if (window.pid != pid || window.layer != 0) continue;
+    if (size.width < minimumFrontWindow.width || size.height < minimumFrontWindow.height) continue;
     const bool beats =
         !best || (window.isOnScreen != best->isOnScreen ? window.isOnScreen : area(window) > area(*best));
     if (beats) best = &window;

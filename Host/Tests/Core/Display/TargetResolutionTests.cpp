@@ -92,6 +92,19 @@ TEST(TargetResolution, showsAWindowlessApplicationOnTheMainDisplay) {
   EXPECT_EQ(resolveTarget(streamTarget::App{"a.b"}, content).error().message, "no displays available");
 }
 
+TEST(TargetResolution, countsNoPanelsAndMenusOfAnApplication) {
+  ShareableContent content = twoDisplays();
+  content.applications = {{"a.b", "B", 42}};
+  content.windows = {window(1, 42, {{0, 0}, {500, 30}}), window(2, 42, {{10, 100}, {50, 50}}),
+                     window(3, 42, {{0, 0}, {600, 400}})};
+  content.windows[0].layer = 2;
+  content.windows[2].layer = 3;
+  const auto resolved = resolveTarget(streamTarget::App{"a.b"}, content);
+  ASSERT_TRUE(resolved);
+  EXPECT_TRUE(resolved->isWindowlessApp);
+  EXPECT_EQ(resolved->contentRect, (PointRect{{10, 100}, {50, 50}}));
+}
+
 TEST(FrontWindow, prefersASmallOnScreenWindowToALargeHiddenOne) {
   const std::vector<ShareableWindow> windows = {window(1, 42, {{0, 0}, {2000, 1000}}, false),
                                                 window(2, 42, {{0, 0}, {100, 60}})};
