@@ -9,9 +9,13 @@
 
 namespace quorl::test {
 
-/// An 800 x 600 X server without a window manager. Windows of `client` belong to the test's process.
+/// An 800 x 600 X server, without a window manager unless the test names one. Windows of `client` belong to
+/// the test's process.
 class WindowCaptureFixture : public testing::Test {
  protected:
+  explicit WindowCaptureFixture(XServer::WindowManager manager = XServer::WindowManager::none)
+      : server({.width = 800, .height = 600, .windowManager = manager}) {}
+
   static constexpr PixelRect place{100, 100, 200, 150};
 
   /// A window that the server fills with this colour whenever a part of it appears.
@@ -44,7 +48,7 @@ class WindowCaptureFixture : public testing::Test {
     return true;
   }
 
-  XServer server{{.width = 800, .height = 600}};
+  XServer server;
   TestClient client{server.display()};
   Deliveries deliveries;
   CaptureHarness harness{server.display()};

@@ -36,16 +36,20 @@ class WindowContent : public WindowFixture {
   CaptureHarness harness{server.display()};
 };
 
-TEST_F(WindowContent, hasNoDesktopAndNoPanels) {
+TEST_F(WindowContent, hasNoDesktopAndGivesPanelsALayerOfTheirOwn) {
   makeTyped({0, 0, 800, 600}, "Desktop", "_NET_WM_WINDOW_TYPE_DESKTOP");
   makeTyped({0, 0, 800, 30}, "Panel", "_NET_WM_WINDOW_TYPE_DOCK");
   ASSERT_TRUE(isManaged(2));
-  EXPECT_TRUE(harness.content().windows.empty());
+  const auto panels = harness.content().windows;
+  ASSERT_EQ(panels.size(), 1U) << "without the desktop";
+  EXPECT_EQ(panels[0].title, "Panel");
+  EXPECT_EQ(panels[0].layer, 2) << "as in the list of windows";
   EXPECT_TRUE(harness.content().applications.empty()) << "their process is no application";
   const auto id = makeWindow({50, 60, 200, 150}, "window");
   const auto content = harness.content();
-  ASSERT_EQ(content.windows.size(), 1U);
-  EXPECT_EQ(content.windows[0].windowID, id);
+  ASSERT_TRUE(window("window"));
+  EXPECT_EQ(window("window")->windowID, id);
+  EXPECT_EQ(window("window")->layer, 0);
   ASSERT_EQ(content.applications.size(), 1U);
   EXPECT_EQ(content.applications[0].pid, ownPid());
 }

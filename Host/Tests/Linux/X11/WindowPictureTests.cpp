@@ -3,6 +3,8 @@
 #include <atomic>
 #include <future>
 
+#include <QuorlHostLinux/X11/Windows/X11WindowControl.h>
+
 #include "WindowCaptureFixture.h"
 
 namespace quorl::test {
@@ -20,6 +22,18 @@ class WindowPictures : public WindowCaptureFixture {
   }
   /// Another window over the whole screen, which is no menu of the first.
   void cover() { client.setBackground(client.makeWindow({0, 0, 800, 600}, TestClient::Managed::yes), red); }
+  /// A blue window of 184 x 120 with a green title bar 30 high, in a frame whose red edges are no part
+  /// of the decoration.
+  std::uint32_t makeFramedWindow() {
+    frame_ = client.makeWindow({100, 80, 200, 168}, TestClient::Managed::yes);
+    client.setBackground(frame_, red);
+    const auto titleBar = makeWindow({0, 0, 184, 30}, green);
+    client.reparent(titleBar, frame_, 8, 10);
+    const auto window = makeWindow({0, 0, 184, 120}, blue);
+    client.setNumbers(window, "_NET_FRAME_EXTENTS", XCB_ATOM_CARDINAL, {0, 0, 30, 0});
+    client.reparent(window, frame_, 8, 40);
+    return window;
+  }
   /// Returns when the capture has taken up all events sent so far.
   void settle() {
     const auto marker = harness.start(DisplayFilter{harness.content().displays.at(0).displayID},
@@ -27,6 +41,7 @@ class WindowPictures : public WindowCaptureFixture {
     marker->stop();
   }
 
+  std::uint32_t frame_ = 0;
   std::unique_ptr<CaptureStream> later;
   Deliveries elsewhere;
 };
@@ -66,6 +81,37 @@ TEST_F(WindowPictures, followAShadowThatAProgramRemoves) {
   client.setNumbers(window, "_GTK_FRAME_EXTENTS", XCB_ATOM_CARDINAL, {0xFFFFFFFF, 100'000, 3, 3});
   client.fill(window, {0, 0, 20, 20}, green);
   EXPECT_TRUE(nowShows(2, 2, green));
+}
+
+TEST_F(WindowPictures, leaveOutTheInvisibleBordersOfAFrame) {
+  const auto window = makeFramedWindow();
+  X11WindowControl control(
+      std::make_shared<WindowSession>(X11DisplayName([name = server.display()] { return name; })));
+  EXPECT_EQ(control.windowBounds(window), (PointRect{{108, 90}, {184, 150}}));
+  EXPECT_EQ(harness.geometry(WindowFilter{window})->contentSize, (PointSize{184, 150}));
+  const auto stream = harness.start(WindowFilter{window}, settingsOf(184, 150), deliveries);
+  EXPECT_TRUE(shows(4, 10, green)) << "the title bar";
+  EXPECT_TRUE(nowShows(180, 10, green));
+  EXPECT_TRUE(nowShows(4, 145, blue));
+  EXPECT_TRUE(nowShows(180, 145, blue));
+}
+
+TEST_F(WindowPictures, followADecorationThatTheWindowManagerChanges) {
+  const auto window = makeFramedWindow();
+  const auto stream = harness.start(WindowFilter{window}, settingsOf(184, 150), deliveries);
+  ASSERT_TRUE(shows(90, 10, green));
+  client.setNumbers(window, "_NET_FRAME_EXTENTS", XCB_ATOM_CARDINAL, {0, 0, 0, 0});
+  EXPECT_TRUE(nowShows(90, 2, blue));
+  EXPECT_TRUE(nowShows(90, 145, blue));
+}
+
+TEST_F(WindowPictures, ofAShadedWindowAreItsTitleBar) {
+  const auto window = makeFramedWindow();
+  const auto stream = harness.start(WindowFilter{window}, settingsOf(184, 30), deliveries);
+  ASSERT_TRUE(shows(90, 20, blue));
+  client.moveResize(frame_, {100, 80, 200, 40});
+  EXPECT_EQ(harness.geometry(WindowFilter{window})->contentSize, (PointSize{184, 30}));
+  EXPECT_TRUE(nowShows(90, 20, green));
 }
 
 TEST_F(WindowPictures, showNothingOutsideTheShapeOfAWindow) {

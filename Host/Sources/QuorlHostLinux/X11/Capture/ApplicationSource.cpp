@@ -7,6 +7,7 @@
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 
+#include <QuorlHostLinux/X11/Capture/ApplicationWindows.h>
 #include <QuorlHostLinux/X11/Capture/LayerStack.h>
 #include <QuorlHostLinux/X11/Connection/XcbReply.h>
 
@@ -29,11 +30,17 @@ bool isConnected(X11Connection& connection, std::int32_t pid) {
   return false;
 }
 
-/// The area of one display with the windows of one process on it, in their stacking order over black.
+/// The ordinary windows of one process, in their stacking order over black, with its menus and tooltips that
+/// lie among them. Before there is an ordinary window, all windows of the process on one display; after the
+/// last one has gone, the place where they were.
 class ApplicationSource final : public CaptureSource {
  public:
   ApplicationSource(X11Connection& connection, std::shared_ptr<Scene> scene, const ApplicationFilter& filter)
-      : connection_(connection), scene_(std::move(scene)), filter_(filter), stack_(connection, *scene_) {}
+      : connection_(connection),
+        scene_(std::move(scene)),
+        filter_(filter),
+        own_(connection, *scene_, filter.pid),
+        stack_(connection, *scene_) {}
 
   std::expected<void, PortError> open() {
     if (auto found = monitorsChanged(readMonitors(connection_)); !found) return found;
@@ -41,7 +48,7 @@ class ApplicationSource final : public CaptureSource {
   }
 
   std::expected<void, PortError> handle(const void* event) override {
-    stack_.handle(event);
+    if (!stack_.handle(event) && own_.handle(event)) settled_ = 0;
     return {};
   }
 
@@ -49,19 +56,23 @@ class ApplicationSource final : public CaptureSource {
     TopLevels& windows = scene_->windows;
     if (windows.generation() == settled_) return {};
     settled_ = windows.generation();
+    if (const PixelRect shown = own_.area(); !shown.isEmpty()) shown_ = shown;
+    const PixelRect area = shown_.isEmpty() ? display_ : shown_;
     std::vector<LayerStack::Wanted> wanted;
     bool hasWindows = false;
     for (const auto& window : windows.bottomToTop()) {
       if (!window.isMapped) continue;
       const WindowOwner* owner = windows.owner(window.window);
-      if (owner == nullptr || !owner->isDrawn || owner->client.pid != filter_.pid) continue;
+      if (owner == nullptr || !owner->isDrawn) continue;
+      // A program may name another process than the server does; the list of windows believes the program.
+      if (owner->client.pid != filter_.pid && !own_.contains(owner->client.window)) continue;
       hasWindows = true;
-      if (!window.bounds.intersectionWith(area_).isEmpty()) wanted.push_back({window, owner->visual});
+      if (!window.bounds.intersectionWith(area).isEmpty()) wanted.push_back({window, owner->visual});
     }
     if (!hasWindows && !isConnected(connection_, filter_.pid)) {
       return std::unexpected(PortError{"the application has ended"});
     }
-    return stack_.arrange(area_, wanted);
+    return stack_.arrange(area, wanted);
   }
 
   std::expected<void, PortError> monitorsChanged(const std::vector<Monitor>& monitors) override {
@@ -72,8 +83,8 @@ class ApplicationSource final : public CaptureSource {
     }
     const PixelRect area = found->bounds.intersectionWith(PixelRect::of(connection_.rootSize()));
     if (area.isEmpty()) return std::unexpected(PortError{"the display shows nothing"});
-    if (area != area_) settled_ = 0;
-    area_ = area;
+    if (area != display_) settled_ = 0;
+    display_ = area;
     return {};
   }
 
@@ -88,7 +99,9 @@ class ApplicationSource final : public CaptureSource {
   X11Connection& connection_;
   std::shared_ptr<Scene> scene_;
   ApplicationFilter filter_;
-  PixelRect area_;             // of the display, on the root
+  ApplicationWindows own_;
+  PixelRect display_;          // on the root
+  PixelRect shown_;            // the union of the ordinary windows, on the root; empty before the first
   std::uint64_t settled_ = 0;  // the generation of the windows that is shown; 0: none
   LayerStack stack_;
 };

@@ -11,6 +11,8 @@ namespace quorl {
 
 namespace {
 
+constexpr std::uint32_t rootEvents = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+
 template <class Event>
 const Event& as(const void* event) {
   return *static_cast<const Event*>(event);
@@ -23,12 +25,12 @@ PixelRect outerBounds(int x, int y, int width, int height, int border) {
 }  // namespace
 
 TopLevels::TopLevels(X11Connection& connection) : connection_(connection) {
-  connection_.selectRootEvents(XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+  connection_.selectRootEvents(rootEvents);
   read();
 }
 
 TopLevels::~TopLevels() {
-  connection_.unselectRootEvents(XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+  connection_.unselectRootEvents(rootEvents);
 }
 
 void TopLevels::read() {
@@ -109,6 +111,11 @@ void TopLevels::handle(const void* event) {
       if (moved.event == root) reparent(moved.window, moved.parent);
       return;
     }
+    case XCB_PROPERTY_NOTIFY: {
+      const auto& changed = as<xcb_property_notify_event_t>(event);
+      if (changed.window == root) rootPropertyChanged(changed.atom);
+      return;
+    }
     default:
       return;
   }
@@ -153,7 +160,7 @@ void TopLevels::add(TopLevel added) {
   if (position(added.window) != stack_.end()) return;
   added.pixmap = ++lastPixmap_;
   stack_.push_back(added);
-  ++generation_;
+  membershipChanged();
 }
 
 void TopLevels::remove(std::uint32_t window) {
@@ -161,12 +168,12 @@ void TopLevels::remove(std::uint32_t window) {
   const auto found = position(window);
   if (found == stack_.end()) return;
   stack_.erase(found);
-  ++generation_;
+  membershipChanged();
 }
 
 void TopLevels::reparent(std::uint32_t window, std::uint32_t parent) {
   remove(window);
-  ++generation_;
+  membershipChanged();
   // A frame has received its window; it may be a level further up than the new parent.
   if (parent != connection_.root()) return owners_.clear();
   const XcbReply<xcb_get_geometry_reply_t> geometry(
@@ -186,7 +193,7 @@ void TopLevels::setMapped(std::uint32_t window, bool isMapped) {
     found->pixmap = ++lastPixmap_;
     owners_.erase(window);
   }
-  ++generation_;
+  membershipChanged();
 }
 
 void TopLevels::configure(std::uint32_t window, const PixelRect& bounds, int borderWidth) {
@@ -220,6 +227,20 @@ void TopLevels::raiseOrLower(std::uint32_t window, bool isRaised) {
   const TopLevel moved = *found;
   stack_.erase(found);
   stack_.insert(isRaised ? stack_.end() : stack_.begin(), moved);
+  ++generation_;
+}
+
+// The list of windows follows a map, and ends or begins with the window manager (Extended Window Manager
+// Hints 1.5).
+void TopLevels::rootPropertyChanged(std::uint32_t property) {
+  if (property == connection_.atom("_NET_CLIENT_LIST") ||
+      property == connection_.atom("_NET_CLIENT_LIST_STACKING") ||
+      property == connection_.atom("_NET_SUPPORTING_WM_CHECK"))
+    membershipChanged();
+}
+
+void TopLevels::membershipChanged() {
+  ++membership_;
   ++generation_;
 }
 

@@ -36,6 +36,9 @@ class TopLevels {
 
   /// Increases with every change.
   std::uint64_t generation() const { return generation_; }
+  /// Increases when windows come, go, are mapped or unmapped, or when the window manager changes its list of
+  /// them; not when they move. Never 0.
+  std::uint64_t membership() const { return membership_; }
   const std::vector<TopLevel>& bottomToTop() const { return stack_; }
   const TopLevel* find(std::uint32_t window) const;
   /// Waits for the server at the first call after a map. Null when the window is gone.
@@ -55,12 +58,15 @@ class TopLevels {
   void configure(std::uint32_t window, const PixelRect& bounds, int borderWidth);
   void restack(std::uint32_t window, std::uint32_t below);
   void raiseOrLower(std::uint32_t window, bool isRaised);
+  void rootPropertyChanged(std::uint32_t property);
+  void membershipChanged();
 
   X11Connection& connection_;
   std::uint32_t firstEvent_ = 0;  // the sequence number from which events are news
   std::vector<TopLevel> stack_;
   std::map<std::uint32_t, WindowOwner> owners_;
   std::uint64_t generation_ = 1;
+  std::uint64_t membership_ = 1;
   std::uint64_t lastPixmap_ = 0;
 };
 

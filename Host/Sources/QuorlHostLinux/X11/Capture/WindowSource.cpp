@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include <xcb/xcb.h>
 
-#include <QuorlHostLinux/X11/Capture/FrameTrim.h>
 #include <QuorlHostLinux/X11/Capture/LayerStack.h>
 #include <QuorlHostLinux/X11/Windows/WindowCatalog.h>
 
@@ -14,18 +14,19 @@ namespace quorl {
 
 namespace {
 
-/// One window with its frame, and the menus, tooltips and dialogs that lie over it. While the window is not
-/// mapped, the last picture stays.
+/// One window as the person sees it (`WindowPlace::visible`), and the menus, tooltips and dialogs that lie
+/// over it. While the window is not mapped, the last picture stays.
 class WindowSource final : public CaptureSource {
  public:
   WindowSource(X11Connection& connection, std::shared_ptr<Scene> scene, std::uint32_t window)
-      : connection_(connection), scene_(std::move(scene)), window_(window), stack_(connection, *scene_) {}
-  ~WindowSource() override { watch(XCB_EVENT_MASK_NO_EVENT); }
+      : connection_(connection), scene_(std::move(scene)), window_(window), stack_(connection, *scene_) {
+    scene_->watch.add(window_);
+  }
+  ~WindowSource() override { scene_->watch.remove(window_); }
   WindowSource(const WindowSource&) = delete;
   WindowSource& operator=(const WindowSource&) = delete;
 
   std::expected<void, PortError> open() {
-    watch(XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
     const auto client = readClientWindow(connection_, window_);
     if (!client) return closed();
     client_ = *client;
@@ -41,11 +42,16 @@ class WindowSource final : public CaptureSource {
         if (static_cast<const xcb_destroy_notify_event_t*>(event)->window == window_) return closed();
         return {};
       case XCB_REPARENT_NOTIFY:
-        if (static_cast<const xcb_reparent_notify_event_t*>(event)->window != window_) return {};
-        frame_ = 0;
+        if (static_cast<const xcb_reparent_notify_event_t*>(event)->window == window_) place_.reset();
         return {};
       case XCB_CONFIGURE_NOTIFY:
-        if (static_cast<const xcb_configure_notify_event_t*>(event)->window == window_) forgetTrim();
+        if (static_cast<const xcb_configure_notify_event_t*>(event)->window == window_) place_.reset();
+        return {};
+      case XCB_MAP_NOTIFY:
+        if (static_cast<const xcb_map_notify_event_t*>(event)->window == window_) place_.reset();
+        return {};
+      case XCB_UNMAP_NOTIFY:
+        if (static_cast<const xcb_unmap_notify_event_t*>(event)->window == window_) place_.reset();
         return {};
       case XCB_PROPERTY_NOTIFY:
         handleProperty(*static_cast<const xcb_property_notify_event_t*>(event));
@@ -57,18 +63,20 @@ class WindowSource final : public CaptureSource {
 
   std::expected<void, PortError> settle() override {
     const std::uint64_t generation = scene_->windows.generation();
-    if (frame_ != 0 && generation == settled_) return {};
-    if (frame_ == 0) {
-      const auto place = findPlace(connection_, window_);
-      if (!place) return closed();
-      frame_ = place->frame;
-      forgetTrim();
+    if (place_ && generation == settled_) return {};
+    const TopLevel* frame = place_ ? scene_->windows.find(place_->frame) : nullptr;
+    // A window manager may resize its frame alone, for instance when it shades the window.
+    const bool isResized = frame != nullptr && (frame->bounds.width != place_->bounds.width ||
+                                                frame->bounds.height != place_->bounds.height);
+    if (!place_ || isResized) {
+      place_ = findPlace(connection_, window_);
+      // Either the window is gone, or its frame has just gone with its window manager. An event reports
+      // which.
+      if (!place_) return {};
+      frame = scene_->windows.find(place_->frame);
     }
     settled_ = generation;
-    const TopLevel* frame = scene_->windows.find(frame_);
     if (frame == nullptr || !frame->isMapped) return {};
-    if (!isTrimKnown_) trim_ = readFrameTrim(connection_, window_, frame_);
-    isTrimKnown_ = true;
     return show(*frame);
   }
 
@@ -86,18 +94,11 @@ class WindowSource final : public CaptureSource {
  private:
   std::unexpected<PortError> closed() const { return std::unexpected(PortError{"the window was closed"}); }
 
-  void watch(std::uint32_t events) {
-    xcb_change_window_attributes(connection_.xcb(), window_, XCB_CW_EVENT_MASK, &events);
-  }
-
-  void forgetTrim() {
-    isTrimKnown_ = false;
-    settled_ = 0;
-  }
-
   void handleProperty(const xcb_property_notify_event_t& event) {
     if (event.window != window_) return;
-    if (event.atom == connection_.atom("_GTK_FRAME_EXTENTS")) return forgetTrim();
+    if (event.atom == connection_.atom("_GTK_FRAME_EXTENTS") ||
+        event.atom == connection_.atom("_NET_FRAME_EXTENTS"))
+      return place_.reset();
     const std::array related{static_cast<std::uint32_t>(XCB_ATOM_WM_HINTS),
                              static_cast<std::uint32_t>(XCB_ATOM_WM_TRANSIENT_FOR),
                              connection_.atom("WM_CLIENT_LEADER")};
@@ -108,7 +109,8 @@ class WindowSource final : public CaptureSource {
 
   std::expected<void, PortError> show(const TopLevel& frame) {
     TopLevels& windows = scene_->windows;
-    const PixelRect area = trimmed(frame.bounds, trim_);
+    // The frame may have moved since the place was read.
+    const PixelRect area = shrunk(frame.bounds, between(place_->visible, place_->bounds));
     const auto find = [&windows](std::uint32_t window) { return windows.findClient(window); };
     std::vector<LayerStack::Wanted> wanted;
     bool isAbove = false;
@@ -131,10 +133,8 @@ class WindowSource final : public CaptureSource {
   std::shared_ptr<Scene> scene_;
   std::uint32_t window_;
   ClientWindow client_;
-  std::uint32_t frame_ = 0;    // 0: to be looked up
-  std::uint64_t settled_ = 0;  // the generation of the windows that is shown; 0: none
-  FrameTrim trim_;
-  bool isTrimKnown_ = false;
+  std::optional<WindowPlace> place_;  // absent: to be read
+  std::uint64_t settled_ = 0;         // the generation of the windows that is shown; 0: none
   LayerStack stack_;
 };
 

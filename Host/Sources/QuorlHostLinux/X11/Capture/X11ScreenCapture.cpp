@@ -7,7 +7,6 @@
 
 #include <QuorlHostLinux/Applications/ApplicationNames.h>
 #include <QuorlHostLinux/X11/Capture/CaptureEngine.h>
-#include <QuorlHostLinux/X11/Capture/FrameTrim.h>
 #include <QuorlHostLinux/X11/Displays/DisplayList.h>
 #include <QuorlHostLinux/X11/Windows/WindowCatalog.h>
 
@@ -96,7 +95,7 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
     content.displays = displaysOf(monitors);
     names_.refresh();
     for (const auto& window : readWindows(**connection)) {
-      if (window.kind != WindowKind::ordinary) continue;
+      if (window.kind == WindowKind::desktop) continue;
       const auto identity = names_.identify({.className = window.windowClass.name,
                                              .instanceName = window.windowClass.instance,
                                              .applicationID = window.applicationID},
@@ -107,7 +106,8 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
                                  .bundleID = identity.bundleID,
                                  .appName = identity.name,
                                  .frame = pointsOf(window.place.visible, originOf(monitors)),
-                                 .isOnScreen = window.place.isViewable && !window.isMinimized});
+                                 .isOnScreen = window.isOnScreen(),
+                                 .layer = layerOf(window.kind)});
       const bool isKnown = std::ranges::any_of(content.applications,
                                                [&](const auto& known) { return known.pid == window.pid; });
       if (window.isRegular() && window.pid > 0 && !isKnown) {
@@ -123,16 +123,21 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
     if (const auto* window = std::get_if<WindowFilter>(&filter)) {
       const auto place = findPlace(**connection, window->windowID);
       if (!place) return std::unexpected(PortError{fmt::format("there is no window {}", window->windowID)});
-      const auto trim = readFrameTrim(**connection, window->windowID, place->frame);
-      return FilterGeometry{pointsOf(trimmed(place->bounds, trim), {}).size, 1.0};
+      return FilterGeometry{pointsOf(place->visible, {}).size, 1.0};
     }
     const auto* application = std::get_if<ApplicationFilter>(&filter);
     const auto displayID =
         application != nullptr ? application->displayID : std::get<DisplayFilter>(filter).displayID;
-    for (const auto& known : displaysOf(readMonitors(**connection))) {
-      if (known.displayID == displayID) return FilterGeometry{known.bounds.size, known.pixelScale};
-    }
-    return std::unexpected(PortError{fmt::format("there is no display {}", displayID)});
+    const auto displays = displaysOf(readMonitors(**connection));
+    const auto display = std::ranges::find(displays, displayID, &ShareableDisplay::displayID);
+    if (display == displays.end())
+      return std::unexpected(PortError{fmt::format("there is no display {}", displayID)});
+    PixelRect windows;
+    if (application != nullptr)
+      for (const auto& window : readOrdinaryWindows(**connection, application->pid))
+        if (window.isOnScreen()) windows = windows.unionWith(window.place.visible);
+    return FilterGeometry{windows.isEmpty() ? display->bounds.size : pointsOf(windows, {}).size,
+                          display->pixelScale};
   }
 
   ApplicationNames names_;

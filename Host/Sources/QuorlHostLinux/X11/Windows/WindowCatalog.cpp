@@ -163,6 +163,14 @@ std::vector<CatalogWindow> readWindows(X11Connection& connection) {
   return result;
 }
 
+std::vector<CatalogWindow> readOrdinaryWindows(X11Connection& connection, std::int32_t pid) {
+  auto windows = readWindows(connection);
+  std::erase_if(windows, [pid](const auto& window) {
+    return window.pid != pid || window.kind != WindowKind::ordinary;
+  });
+  return windows;
+}
+
 // WM_STATE does not show which windows are minimised: some window managers call those of other virtual
 // desktops iconic as well. Some hide shaded windows.
 bool areStatesMinimized(X11Connection& connection, const std::vector<std::uint32_t>& states) {

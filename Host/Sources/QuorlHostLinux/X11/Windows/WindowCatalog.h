@@ -39,11 +39,15 @@ struct CatalogWindow {
 
   /// A window that makes its process an application.
   bool isRegular() const { return kind == WindowKind::ordinary && isInTaskBar; }
+  bool isOnScreen() const { return place.isViewable && !isMinimized; }
 };
 
 /// All windows that the window manager manages, front to back. Without a window manager, the viewable
 /// children of the root. Waits for the server, a few round trips for any number of windows.
 std::vector<CatalogWindow> readWindows(X11Connection& connection);
+
+/// Of these, the ordinary windows of one process.
+std::vector<CatalogWindow> readOrdinaryWindows(X11Connection& connection, std::int32_t pid);
 
 /// Whether the states of a window (_NET_WM_STATE) are those of a minimised one.
 bool areStatesMinimized(X11Connection& connection, const std::vector<std::uint32_t>& states);

@@ -14,6 +14,12 @@ PixelRect grown(const PixelRect& rect, const FrameExtents& by) {
           rect.height + by.top + by.bottom};
 }
 
+bool isShadow(const std::optional<FrameExtents>& extents) {
+  return extents && *extents != FrameExtents{};
+}
+
+}  // namespace
+
 PixelRect shrunk(const PixelRect& rect, const FrameExtents& by) {
   return grown(rect, {-by.left, -by.right, -by.top, -by.bottom});
 }
@@ -21,12 +27,6 @@ PixelRect shrunk(const PixelRect& rect, const FrameExtents& by) {
 FrameExtents between(const PixelRect& inner, const PixelRect& outer) {
   return {inner.x - outer.x, outer.maxX() - inner.maxX(), inner.y - outer.y, outer.maxY() - inner.maxY()};
 }
-
-bool isShadow(const std::optional<FrameExtents>& extents) {
-  return extents && *extents != FrameExtents{};
-}
-
-}  // namespace
 
 std::optional<FrameExtents> frameExtentsOf(const std::vector<std::uint32_t>& property) {
   if (property.size() != 4) return std::nullopt;

@@ -19,6 +19,11 @@ struct FrameExtents {
   bool operator==(const FrameExtents&) const = default;
 };
 
+/// Each side moved inwards by its extent; outwards where that is negative.
+PixelRect shrunk(const PixelRect& rect, const FrameExtents& by);
+/// From the sides of `inner` to those of `outer`; negative where `inner` reaches beyond.
+FrameExtents between(const PixelRect& inner, const PixelRect& outer);
+
 /// What a window server knows of one window. All rectangles are on the root.
 struct WindowShape {
   PixelRect client;  // without border

@@ -12,15 +12,6 @@ namespace quorl {
 
 namespace {
 
-/// The ordinary windows of a process, front to back.
-std::vector<CatalogWindow> windowsOf(X11Connection& connection, std::int32_t pid) {
-  auto windows = readWindows(connection);
-  std::erase_if(windows, [pid](const auto& window) {
-    return window.pid != pid || window.kind != WindowKind::ordinary;
-  });
-  return windows;
-}
-
 bool contains(const std::vector<CatalogWindow>& windows, std::uint32_t window) {
   return std::ranges::find(windows, window, &CatalogWindow::window) != windows.end();
 }
@@ -70,14 +61,14 @@ std::vector<ListedWindow> X11WindowControl::windowList(WindowScope scope) {
     const RootPosition origin = originOf(session->monitors(connection));
     std::vector<ListedWindow> list;
     for (auto& window : readWindows(connection)) {
-      const bool isOnScreen = window.place.isViewable && !window.isMinimized;
-      if (window.kind == WindowKind::desktop || (scope == WindowScope::onScreen && !isOnScreen)) continue;
+      if (window.kind == WindowKind::desktop) continue;
+      if (scope == WindowScope::onScreen && !window.isOnScreen()) continue;
       list.push_back({.windowID = window.window,
                       .pid = window.pid,
                       .layer = layerOf(window.kind),
                       .title = std::move(window.title),
                       .bounds = pointsOf(window.place.visible, origin),
-                      .isOnScreen = isOnScreen});
+                      .isOnScreen = window.isOnScreen()});
     }
     return list;
   });
@@ -85,7 +76,8 @@ std::vector<ListedWindow> X11WindowControl::windowList(WindowScope scope) {
 }
 
 std::vector<X11WindowControl::Window> X11WindowControl::accessibleWindows(std::int32_t pid) {
-  const auto answer = session_->ask([pid](X11Connection& connection) { return windowsOf(connection, pid); });
+  const auto answer =
+      session_->ask([pid](X11Connection& connection) { return readOrdinaryWindows(connection, pid); });
   std::vector<Window> windows;
   if (!answer) return windows;
   for (const auto& window : *answer)
@@ -95,7 +87,7 @@ std::vector<X11WindowControl::Window> X11WindowControl::accessibleWindows(std::i
 
 X11WindowControl::Window X11WindowControl::focusedWindow(std::int32_t pid) {
   const auto focused = session_->ask([pid](X11Connection& connection) {
-    const auto windows = windowsOf(connection, pid);
+    const auto windows = readOrdinaryWindows(connection, pid);
     const std::uint32_t active = activeOf(connection, windows);
     return contains(windows, active) ? active : 0;
   });
@@ -105,7 +97,7 @@ X11WindowControl::Window X11WindowControl::focusedWindow(std::int32_t pid) {
 
 X11WindowControl::Window X11WindowControl::mainWindow(std::int32_t pid) {
   const auto main = session_->ask([pid](X11Connection& connection) {
-    return windowToActivate(windowsOf(connection, pid), std::nullopt);
+    return windowToActivate(readOrdinaryWindows(connection, pid), std::nullopt);
   });
   if (main.value_or(0) == 0) return nullptr;
   return std::make_shared<X11AccessibleWindow>(session_, *main);
@@ -140,7 +132,7 @@ std::optional<std::int32_t> X11WindowControl::frontmostApplication() {
 
 void X11WindowControl::activate(std::int32_t pid, std::optional<std::uint32_t> windowID) {
   const auto window = session_->ask([pid, windowID](X11Connection& connection) {
-    return windowToActivate(windowsOf(connection, pid), windowID);
+    return windowToActivate(readOrdinaryWindows(connection, pid), windowID);
   });
   if (window.value_or(0) != 0) X11AccessibleWindow(session_, *window).bringForward();
 }
