@@ -32,9 +32,9 @@ struct ShareableWindow {
   std::string title;
   std::string bundleID;
   std::string appName;
-  PointRect frame;  // global, in points, with the window manager's decoration
+  PointRect frame;  // global, in points: the window as the person sees it, without shadows
   bool isOnScreen = false;
-  int layer = 0;  // 0 for ordinary windows; panels, docks and menus have others
+  int layer = 0;  // as `ListedWindow::layer`
 };
 
 struct ShareableApplication {
@@ -45,7 +45,7 @@ struct ShareableApplication {
 
 struct ShareableContent {
   std::vector<ShareableDisplay> displays;
-  std::vector<ShareableWindow> windows;  // front to back
+  std::vector<ShareableWindow> windows;  // front to back; without the desktop
   std::vector<ShareableApplication> applications;
 };
 
@@ -53,9 +53,13 @@ struct ShareableContent {
 struct DisplayFilter {
   std::uint32_t displayID = 0;
 };
+/// The window's frame, and the menus, tooltips and dialogs over it.
 struct WindowFilter {
   std::uint32_t windowID = 0;
 };
+/// The union of the frames of the process's on-screen windows of layer 0, and the menus and tooltips inside
+/// it; not clipped to the display. Before there is such a window, the display; after the last one has gone,
+/// the place where they were.
 struct ApplicationFilter {
   std::uint32_t displayID = 0;
   std::int32_t pid = 0;
@@ -124,6 +128,8 @@ class CaptureStream {
   using Completion = std::move_only_function<void(std::expected<void, PortError>)>;
 
   virtual ~CaptureStream() = default;
+  /// The start of a capture of a window that is not mapped waits for it, at most two seconds, and fails after
+  /// that.
   virtual void start(Completion completion) = 0;
   /// Two requests before a picture count as one.
   virtual void requestPicture() = 0;
