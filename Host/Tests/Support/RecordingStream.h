@@ -30,13 +30,18 @@ class RecordingStream : public ClientStream {
   }
   void setAutoFit(bool enabled) override { calls.push_back(fmt::format("fit {}", enabled)); }
   void setWindowScale(double scale) override { calls.push_back(fmt::format("scale {}", scale)); }
-  void raiseForInput() override { calls.emplace_back("raise"); }
+  void raiseForInput(const HoldInput& holdInput) override {
+    calls.emplace_back("raise");
+    if (isRaised) hold = holdInput();
+  }
   PointRect currentContentRect() const override { return contentRect; }
 
   const StartStream request;
   const std::weak_ptr<StreamOutputSink> sink;
   PointRect contentRect{{100, 200}, {400, 300}};
   std::vector<std::string> calls;
+  bool isRaised = false;  // by input, until the test releases `hold`
+  InputHold hold;
 };
 
 }  // namespace quorl::test

@@ -19,6 +19,7 @@ namespace {
 // Rapid changes of the client's view or of the scale cause one restart.
 constexpr Duration refitDelay = std::chrono::milliseconds(300);
 constexpr Duration rectInterval = std::chrono::seconds(1);
+constexpr Duration raiseInterval = std::chrono::seconds(1);
 // An application whose windows vanish as soon as they are captured ends its stream.
 constexpr int mostLostTargets = 10;
 constexpr Duration steadyRun = std::chrono::seconds(1);
@@ -38,6 +39,7 @@ StreamSession::StreamSession(StartStream request, std::weak_ptr<StreamOutputSink
       client_(std::move(sink), request_.streamID),
       screen_(platform.screen),
       compressors_(platform.compressors),
+      controlsWindows_(platform.windows != nullptr),
       config_(request_.config),
       window_(queue_, platform, std::move(originals), fitFor(request_)) {}
 
@@ -118,12 +120,21 @@ void StreamSession::setWindowScale(double scale) {
   });
 }
 
-void StreamSession::raiseForInput() {
-  if (!showsWindow()) return;
-  onQueue([](StreamSession& self) {
+// Input that needs no raise does not wait for the queue.
+void StreamSession::raiseForInput(const HoldInput& holdInput) {
+  if (!controlsWindows_ || !showsWindow() || !isRaiseDue()) return;
+  onQueue([hold = holdInput ? holdInput() : nullptr](StreamSession& self) mutable {
     self.queue_.assertCurrent();
-    if (!self.stopped_) self.window_.raiseForInput();
+    if (!self.stopped_) self.window_.raiseForInput(std::move(hold));
   });
+}
+
+bool StreamSession::isRaiseDue() {
+  const MonotonicTime now = queue_.now();
+  const std::scoped_lock lock(raiseLock_);
+  if (lastRaise_ && now - *lastRaise_ <= raiseInterval) return false;
+  lastRaise_ = now;
+  return true;
 }
 
 PointRect StreamSession::currentContentRect() const {

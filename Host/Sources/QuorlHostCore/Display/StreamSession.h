@@ -54,7 +54,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   void updateAspect(double pointsWide, double pointsHigh) override;
   void setAutoFit(bool enabled) override;
   void setWindowScale(double scale) override;
-  void raiseForInput() override;
+  void raiseForInput(const HoldInput& holdInput) override;
   PointRect currentContentRect() const override;
 
   /// The client's current wishes for the window.
@@ -105,6 +105,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   void clearPreviousRun();
 
   void setContentRect(const PointRect& rect);
+  bool isRaiseDue();
   bool showsWindow() const;
 
   const SerialQueue queue_;
@@ -112,6 +113,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   const StreamClient client_;
   const std::shared_ptr<ScreenCapture> screen_;
   const std::shared_ptr<VideoCompressorFactory> compressors_;
+  const bool controlsWindows_;  // there is a port for windows
 
   CaptureFilter filter_ QUORL_GUARDED_BY(queue_);
   std::unique_ptr<CaptureStream> scStream_ QUORL_GUARDED_BY(queue_);
@@ -130,6 +132,9 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
 
   mutable std::mutex contentRectLock_;
   PointRect contentRect_;  // written on the queue, under contentRectLock_
+
+  std::mutex raiseLock_;
+  std::optional<MonotonicTime> lastRaise_;  // under raiseLock_
 };
 
 }  // namespace quorl

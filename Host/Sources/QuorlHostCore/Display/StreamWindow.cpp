@@ -14,8 +14,6 @@ namespace quorl {
 
 namespace {
 
-constexpr Duration raiseInterval = std::chrono::seconds(1);
-
 double aspectOf(const PointSize& size) {
   return size.height > 0 ? size.width / size.height : 1.0;
 }
@@ -264,15 +262,12 @@ WindowFit::Moved StreamWindow::moved(const PointRect& before, const PointRect& a
 
 // Raising
 
-void StreamWindow::raiseForInput() {
+void StreamWindow::raiseForInput(InputHold hold) {
   queue_.assertCurrent();
-  const MonotonicTime now = queue_.now();
-  if (!windows_ || !inputPID_ || (lastRaise_ && now - *lastRaise_ <= raiseInterval)) return;
-  lastRaise_ = now;
-  if (*inputPID_ < 1) return;
+  if (!windows_ || inputPID_.value_or(0) < 1) return;
   std::optional<WindowRaiser::Window> window;
   if (tracked_) window = WindowRaiser::Window{tracked_->windowID, tracked_->title};
-  raiser_.raise(*inputPID_, std::move(window));
+  raiser_.raise(*inputPID_, std::move(window), std::move(hold));
 }
 
 }  // namespace quorl

@@ -14,6 +14,7 @@
 #include <QuorlHostCore/Display/WindowFitter.h>
 #include <QuorlHostCore/Display/WindowRaiser.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Shared/InputHold.h>
 
 namespace quorl {
 
@@ -73,8 +74,8 @@ class StreamWindow {
   void giveBack();
   /// The client wants no fit: ends the scale and gives the window back.
   void endFit();
-  /// Raises the target's process, at most once a second.
-  void raiseForInput();
+  /// Raises the target's process, and lets go of `hold` afterwards.
+  void raiseForInput(InputHold hold);
 
  private:
   void bringForward(const ResolvedTarget& target);
@@ -97,7 +98,6 @@ class StreamWindow {
   std::optional<ResolvedTarget::Window> tracked_ QUORL_GUARDED_BY(queue_);
   std::vector<std::int32_t> appPIDs_ QUORL_GUARDED_BY(queue_);  // empty unless the target is an application
   std::optional<std::int32_t> inputPID_ QUORL_GUARDED_BY(queue_);
-  std::optional<MonotonicTime> lastRaise_ QUORL_GUARDED_BY(queue_);
 };
 
 }  // namespace quorl

@@ -41,13 +41,15 @@ void WindowRaiser::unminimize(std::int32_t pid, const std::string& title) const 
   scheduler_.blocking([&] { showAgain(*windows_, pid, title); });
 }
 
-void WindowRaiser::raise(std::int32_t pid, std::optional<Window> window) const {
-  mainThread_->post([&scheduler = scheduler_, windows = windows_, pid, window = std::move(window)] {
+void WindowRaiser::raise(std::int32_t pid, std::optional<Window> window, InputHold hold) const {
+  mainThread_->post([&scheduler = scheduler_, windows = windows_, pid, window = std::move(window),
+                     hold = std::move(hold)]() mutable {
     scheduler.blocking([&] {
       if (windows->frontmostApplication() == pid) return;
       if (window) showAgain(*windows, pid, window->title);
       windows->activate(pid, window ? std::optional(window->windowID) : std::nullopt);
     });
+    hold.reset();
   });
 }
 

@@ -9,6 +9,7 @@
 #include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlHostCore/Ports/MainThread.h>
 #include <QuorlHostCore/Ports/WindowControl.h>
+#include <QuorlHostCore/Shared/InputHold.h>
 
 namespace quorl {
 
@@ -36,8 +37,9 @@ class WindowRaiser {
   /// windows of the application.
   void unminimize(std::int32_t pid, const std::string& title) const;
 
-  /// Shows `window` and activates the process, unless it is the frontmost application.
-  void raise(std::int32_t pid, std::optional<Window> window) const;
+  /// Shows `window` and activates the process, unless it is the frontmost application, and lets go of `hold`
+  /// afterwards.
+  void raise(std::int32_t pid, std::optional<Window> window, InputHold hold = nullptr) const;
 
  private:
   Scheduler& scheduler_;

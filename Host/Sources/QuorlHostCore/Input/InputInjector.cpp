@@ -2,11 +2,14 @@
 #include <QuorlHostCore/Input/InputInjector.h>
 
 #include <array>
+#include <atomic>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <set>
 
 #include <QuorlHostCore/Concurrency/Timer.h>
+#include <QuorlHostCore/Input/InputHolds.h>
 #include <QuorlHostCore/Input/TextChunks.h>
 #include <QuorlHostCore/Log/Log.h>
 
@@ -72,6 +75,27 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
 
   const SerialQueue queue;
   const std::shared_ptr<Permissions> permissions;
+  std::atomic<std::uint64_t> lastTicket{0};  // of holds
+
+  void beginHold(InputSource from, std::uint64_t ticket) {
+    queue.assertCurrent();
+    if (!holds_.begin(from, ticket)) return;
+    holdLimits_[from] = queue.after(longestHold, [weak = weak_from_this(), from] {
+      if (const auto self = weak.lock()) self->releaseHold(from);
+    });
+  }
+
+  void endHold(InputSource from, std::uint64_t ticket) {
+    queue.assertCurrent();
+    if (holds_.end(from, ticket)) releaseHold(from);
+  }
+
+  /// Runs `action` now, or when the client's hold ends.
+  void unlessHeld(InputSource from, InputHolds::Action action) {
+    queue.assertCurrent();
+    if (!holds_.isHeld(from)) return action();
+    if (!holds_.add(from, std::move(action))) releaseHold(from);
+  }
 
   void pointer(PointerPhase phase, MouseEvent event) {
     queue.assertCurrent();
@@ -118,6 +142,8 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   void drop(InputSource from) {
     queue.assertCurrent();
     const bool hadPiece = waiting_.hasPiece();
+    holds_.release(from);
+    holdLimits_.erase(from);
     waiting_.drop(from);
     // Other clients need not wait for the pause of a dropped text.
     if (hadPiece && !waiting_.hasPiece() && pause_.isPending()) {
@@ -127,6 +153,12 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   }
 
  private:
+  void releaseHold(InputSource from) {
+    queue.assertCurrent();
+    holdLimits_.erase(from);
+    for (auto& action : holds_.release(from)) action();
+  }
+
   // Types one piece at a time until the platform needs a pause. Between pieces the input of other clients is
   // posted.
   void typeOn() {
@@ -189,6 +221,8 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   const std::function<HostSettings()> settings_;
   std::set<PointerButton> buttonsDown_ QUORL_GUARDED_BY(queue);
   WaitingInput waiting_ QUORL_GUARDED_BY(queue);
+  InputHolds holds_ QUORL_GUARDED_BY(queue);
+  std::map<InputSource, Timer> holdLimits_ QUORL_GUARDED_BY(queue);
   bool isScheduled_ QUORL_GUARDED_BY(queue) = false;  // a run of `typeOn` is posted
   Timer pause_ QUORL_GUARDED_BY(queue);
 };
@@ -201,7 +235,9 @@ InputInjector::~InputInjector() = default;
 template <class Event>
 void InputInjector::postInOrder(InputSource from, WaitingInput::Kind kind, Event event) {
   state_->queue.async([state = state_, from, kind, event] {
-    state->inOrder(from, kind, [state = state.get(), event] { event(*state); });
+    state->unlessHeld(from, [state = state.get(), from, kind, event] {
+      state->inOrder(from, kind, [state, event] { event(*state); });
+    });
   });
 }
 
@@ -249,16 +285,29 @@ void InputInjector::key(std::uint16_t keyCode, bool down, WireModifiers modifier
 // The sender's thread converts a long text, so that no other client waits for it.
 void InputInjector::insertText(const std::string& text, InputSource from) {
   state_->queue.async([state = state_, chunks = TextChunks(text), from]() mutable {
-    state->insertText(std::move(chunks), from);
+    state->unlessHeld(from, [state = state.get(), chunks = std::move(chunks), from]() mutable {
+      state->insertText(std::move(chunks), from);
+    });
   });
 }
 
 void InputInjector::finish(std::shared_ptr<const void> from) {
-  state_->queue.async([state = state_, from = std::move(from)] { state->finish(from); });
+  state_->queue.async([state = state_, from = std::move(from)] {
+    state->unlessHeld(from.get(), [state = state.get(), from] { state->finish(from); });
+  });
 }
 
 void InputInjector::drop(InputSource from) {
   state_->queue.async([state = state_, from] { state->drop(from); });
+}
+
+InputHold InputInjector::hold(InputSource from) {
+  const std::uint64_t ticket = ++state_->lastTicket;
+  state_->queue.async([state = state_, from, ticket] { state->beginHold(from, ticket); });
+  return {nullptr, [weak = std::weak_ptr(state_), from, ticket](std::nullptr_t) {
+            const auto state = weak.lock();
+            if (state) state->queue.async([state, from, ticket] { state->endHold(from, ticket); });
+          }};
 }
 
 bool InputInjector::hasAccessibilityPermission() const {

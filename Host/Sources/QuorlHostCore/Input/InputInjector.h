@@ -10,6 +10,7 @@
 #include <QuorlHostCore/Input/WaitingInput.h>
 #include <QuorlHostCore/Ports/Platform.h>
 #include <QuorlHostCore/Shared/HostSettings.h>
+#include <QuorlHostCore/Shared/InputHold.h>
 #include <QuorlKit/Foundation/Geometry.h>
 #include <QuorlKit/Protocol/InputEvents.h>
 
@@ -24,11 +25,14 @@ namespace quorl {
 /// *Blocking*: no operation waits. The queue waits for the platform while text is typed, as blocking work.
 /// *Ownership*: the runtime's.
 /// *Lifetime*: accepted events are posted even after destruction; a text that is paused for the platform is
-/// cut off.
+/// cut off, and input that is held is dropped.
 class InputInjector {
  public:
   /// About 20 seconds of typing.
   static constexpr std::size_t maximumFarewell = 5'000;
+
+  /// A window that takes longer to come to the front does not make the client wait.
+  static constexpr Duration longestHold = std::chrono::milliseconds(300);
 
   /// `settings` is called on the injector's queue for each magnify event.
   InputInjector(const Platform& platform, std::function<HostSettings()> settings);
@@ -51,6 +55,11 @@ class InputInjector {
   void finish(std::shared_ptr<const void> from);
   /// Drops what waits for a client that is gone: its text and the events after it.
   void drop(InputSource from);
+
+  /// What the client sends after this waits until the result and its copies are gone, in its order. At most
+  /// `longestHold`, counted from the client's first hold. Other clients' input does not wait. The result may
+  /// be released on any thread and may outlive the injector.
+  InputHold hold(InputSource from);
 
   bool hasAccessibilityPermission() const;
   void requestAccessibilityPermission();

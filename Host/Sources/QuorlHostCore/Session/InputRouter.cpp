@@ -52,7 +52,7 @@ std::optional<InputRouter::Located> InputRouter::locate(std::uint32_t streamID, 
 void InputRouter::inject(const inputEvent::Pointer& event) {
   const auto located = locate(event.streamID, event.x, event.y);
   if (!located) return;
-  if (event.phase == PointerPhase::down) located->stream->raiseForInput();
+  if (event.phase == PointerPhase::down) raise(*located->stream);
   held_.pointer(event.phase, event.button, located->point, event.streamID);
   services_.injector->pointer(event.phase, event.button, located->point, event.clickCount, event.pressure,
                               event.modifiers, source_.get());
@@ -61,7 +61,7 @@ void InputRouter::inject(const inputEvent::Pointer& event) {
 void InputRouter::inject(const inputEvent::Scroll& event) {
   const auto located = locate(event.streamID, event.x, event.y);
   if (!located) return;
-  located->stream->raiseForInput();
+  raise(*located->stream);
   services_.injector->scroll(located->point, event.deltaX, event.deltaY, event.precise, event.momentumPhase,
                              event.modifiers, source_.get());
 }
@@ -69,14 +69,19 @@ void InputRouter::inject(const inputEvent::Scroll& event) {
 void InputRouter::inject(const inputEvent::Magnify& event) {
   const auto located = locate(event.streamID, event.x, event.y);
   if (!located) return;
-  located->stream->raiseForInput();
+  raise(*located->stream);
   services_.injector->magnify(located->point, event.magnification, event.phase, source_.get());
+}
+
+// The event that follows must not reach the window that is in front now.
+void InputRouter::raise(ClientStream& stream) {
+  stream.raiseForInput([this] { return services_.injector->hold(source_.get()); });
 }
 
 // A key has no coordinates. It belongs to the stream of the last pointer input.
 void InputRouter::inject(const inputEvent::Key& event) {
   if (event.down && lastInputStreamID_) {
-    if (ClientStream* stream = streams_.find(*lastInputStreamID_)) stream->raiseForInput();
+    if (ClientStream* stream = streams_.find(*lastInputStreamID_)) raise(*stream);
   }
   held_.key(event.keyCode, event.down, event.modifiers);
   services_.injector->key(event.keyCode, event.down, event.modifiers, source_.get());

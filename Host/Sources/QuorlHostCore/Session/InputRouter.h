@@ -53,6 +53,7 @@ class InputRouter {
   void inject(const inputEvent::Scroll& event);
   void inject(const inputEvent::Magnify& event);
   void inject(const inputEvent::Key& event);
+  void raise(ClientStream& stream);
   void post(const HeldInput::Release& release);
 
   const HostServices& services_;

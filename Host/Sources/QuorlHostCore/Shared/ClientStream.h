@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 
+#include <QuorlHostCore/Shared/InputHold.h>
 #include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Foundation/Geometry.h>
 #include <QuorlKit/Models/Models.h>
@@ -29,7 +30,10 @@ class ClientStream {
   virtual void updateAspect(double pointsWide, double pointsHigh) = 0;
   virtual void setAutoFit(bool enabled) = 0;
   virtual void setWindowScale(double scale) = 0;
-  virtual void raiseForInput() = 0;
+  /// Brings the window that the stream shows to the front, if that is not the case. At most once a second; in
+  /// between it does nothing. If it may have to, calls `holdInput` in place, unless it is empty, and lets go
+  /// of the result when the window is in front or nothing is to be done.
+  virtual void raiseForInput(const HoldInput& holdInput) = 0;
   /// The part of the desktop that the picture shows, in global points; empty before the first capture. Read
   /// in place, under a lock of its own.
   virtual PointRect currentContentRect() const = 0;

@@ -80,6 +80,13 @@ class StreamWindowFixture : public StreamSessionFixture {
     screen_->endCapture({"the window was closed", 0});
     settle();
   }
+  /// Records the hold and its release among the calls of the window control.
+  HoldInput holdInput() {
+    return [windows = windows_] {
+      windows->calls.emplace_back("hold");
+      return InputHold(nullptr, [windows](std::nullptr_t) { windows->calls.emplace_back("release"); });
+    };
+  }
   std::vector<std::string> sizesSet() const { return windows_->callsOf("setSize"); }
 
   std::shared_ptr<FakeWindowControl> windows_ = std::make_shared<FakeWindowControl>();
@@ -94,7 +101,8 @@ class StreamWindowFixture : public StreamSessionFixture {
                                  .pid = entry.pid,
                                  .title = entry.title,
                                  .frame = entry.frame,
-                                 .isOnScreen = entry.isOnScreen});
+                                 .isOnScreen = entry.isOnScreen,
+                                 .layer = entry.layer});
     content.applications.clear();
     for (const auto& [bundleID, pid] : applications_)
       content.applications.push_back({bundleID, bundleID, pid});

@@ -36,7 +36,7 @@ TEST_F(StreamWindowTest, leavesAWindowOfAnUnknownProcessAsItIs) {
   setClientView();
   start();
   settle();
-  session_->raiseForInput();
+  session_->raiseForInput({});
   settle();
   EXPECT_THAT(windows_->changes(), IsEmpty());
   EXPECT_THAT(fitStates(), IsEmpty());
@@ -324,7 +324,7 @@ TEST_F(StreamWindowTest, tracksNoDisplay) {
   request_.target = streamTarget::Unified{};
   start();
   settle();
-  session_->raiseForInput();
+  session_->raiseForInput({});
   advance(seconds(5));
   EXPECT_THAT(windows_->calls, IsEmpty());
 }
@@ -362,8 +362,8 @@ TEST_F(StreamWindowTest, raisesTheWindowForInputAtMostOnceASecond) {
   startNotes();
   windows_->frontmost = 7;
   windows_->calls.clear();
-  session_->raiseForInput();
-  session_->raiseForInput();
+  session_->raiseForInput({});
+  session_->raiseForInput({});
   scheduler_.runReady();
   EXPECT_THAT(windows_->calls, IsEmpty()) << "the main thread has not run";
   mainThread_->runPending();
@@ -371,11 +371,11 @@ TEST_F(StreamWindowTest, raisesTheWindowForInputAtMostOnceASecond) {
   windows_->calls.clear();
   windows_->frontmost = 7;
   advance(seconds(1));
-  session_->raiseForInput();
+  session_->raiseForInput({});
   settle();
   EXPECT_THAT(windows_->changes(), IsEmpty()) << "a second is not more than a second";
   advance(Duration(1));
-  session_->raiseForInput();
+  session_->raiseForInput({});
   settle();
   EXPECT_THAT(windows_->changes(), Contains("activate 42 77"));
 }
@@ -384,7 +384,7 @@ TEST_F(StreamWindowTest, raisesNothingInTheFrontmostApplication) {
   startNotes();
   windows_->frontmost = 42;
   windows_->calls.clear();
-  session_->raiseForInput();
+  session_->raiseForInput({});
   settle();
   EXPECT_THAT(windows_->calls, ElementsAre("frontmostApplication"));
 }
@@ -394,9 +394,47 @@ TEST_F(StreamWindowTest, raisesNothingAfterStop) {
   stop();
   windows_->frontmost = 7;
   windows_->calls.clear();
-  session_->raiseForInput();
+  session_->raiseForInput({});
   settle();
   EXPECT_THAT(windows_->calls, IsEmpty());
+}
+
+TEST_F(StreamWindowTest, holdsInputUntilTheWindowIsInFront) {
+  startNotes();
+  windows_->frontmost = 7;
+  windows_->calls.clear();
+  session_->raiseForInput(holdInput());
+  EXPECT_THAT(windows_->calls, ElementsAre("hold")) << "in place, before the click is passed on";
+  scheduler_.runReady();
+  EXPECT_THAT(windows_->calls, ElementsAre("hold")) << "the main thread has not run";
+  mainThread_->runPending();
+  EXPECT_THAT(windows_->changes(), ElementsAre("setMinimized 77 false", "activate 42 77"));
+  EXPECT_EQ(windows_->calls.back(), "release");
+}
+
+TEST_F(StreamWindowTest, holdsNoInputWithinASecondOfTheLastRaise) {
+  startNotes();
+  session_->raiseForInput({});
+  settle();
+  windows_->calls.clear();
+  session_->raiseForInput(holdInput());
+  settle();
+  EXPECT_THAT(windows_->calls, IsEmpty());
+}
+
+TEST_F(StreamWindowTest, releasesInputAtOnceInTheFrontmostApplicationAndAfterStop) {
+  startNotes();
+  windows_->frontmost = 42;
+  windows_->calls.clear();
+  session_->raiseForInput(holdInput());
+  settle();
+  EXPECT_THAT(windows_->calls, ElementsAre("hold", "frontmostApplication", "release"));
+  stop();
+  advance(seconds(2));
+  windows_->calls.clear();
+  session_->raiseForInput(holdInput());
+  settle();
+  EXPECT_THAT(windows_->calls, ElementsAre("hold", "release"));
 }
 
 TEST_F(StreamWindowTest, doesWithoutThePortForWindows) {
@@ -405,7 +443,7 @@ TEST_F(StreamWindowTest, doesWithoutThePortForWindows) {
   startNotes();
   EXPECT_THAT(fitStates(), ElementsAre(false));
   EXPECT_EQ(started().at(0), (StreamStarted{7, 640, 480, {{100, 50}, {640, 480}}}));
-  session_->raiseForInput();
+  session_->raiseForInput({});
   windows_->find(77)->frame.origin = {300, 200};
   advance(seconds(5));
   EXPECT_EQ(started().size(), 1U);

@@ -74,7 +74,7 @@ class World {
         return session->requestKeyframe();
       case 5:
       case 6:
-        return session->raiseForInput();
+        return session->raiseForInput({});
       case 7:
         if (!screen->streams().empty()) screen->deliverPicture(1, milliseconds(1));
         return;

@@ -262,7 +262,7 @@ TEST_F(BlockingWorkTest, controlsWindows) {
     stream->start();
     simulation_.runReady();
     windows->entries[0].frame.size = {500, 400};  // does not settle
-    stream->raiseForInput();
+    stream->raiseForInput({});
     simulation_.advance(std::chrono::seconds(4));
     fakes_.mainThread->runPending();
     stream->stop();

@@ -292,6 +292,35 @@ TEST_F(DispatchTest, raisesOnlyForADownAScrollAndAPinch) {
   EXPECT_THAT(streams_[0]->calls, ElementsAre("raise", "raise", "raise"));
 }
 
+TEST_F(DispatchTest, postsAClickAfterTheWindowIsRaised) {
+  start(1);
+  streams_[0]->isRaised = true;
+  client_.input(pointer(PointerPhase::down));
+  client_.input(pointer(PointerPhase::up));
+  client_.input(key(12, true));
+  EXPECT_THAT(posted(), IsEmpty());
+  streams_[0]->isRaised = false;
+  streams_[0]->hold.reset();
+  client_.settle();
+  ASSERT_EQ(posted().size(), 3U);
+  EXPECT_EQ(std::get<MouseEvent>(posted()[0]).type, MouseEventType::leftDown);
+  EXPECT_EQ(std::get<MouseEvent>(posted()[1]).type, MouseEventType::leftUp);
+  EXPECT_EQ(std::get<KeyboardEvent>(posted()[2]).keyCode, 12);
+}
+
+TEST_F(DispatchTest, releasesWhatAClientHoldsThatLeavesWhileItsInputWaits) {
+  start(1);
+  client_.input(key(12, true));
+  streams_[0]->isRaised = true;
+  client_.input(pointer(PointerPhase::down));
+  client_.peer->fail("Connection reset by peer");
+  client_.settle();
+  ASSERT_FALSE(posted().empty());
+  const auto* last = std::get_if<KeyboardEvent>(&posted().back());
+  ASSERT_NE(last, nullptr);
+  EXPECT_FALSE(last->down);
+}
+
 TEST_F(DispatchTest, raisesTheLastStreamPointedAtForAKeyGoingDown) {
   start(1);
   start(2);
