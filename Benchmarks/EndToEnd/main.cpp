@@ -187,7 +187,6 @@ int main(int argc, char** argv) {
     for (const auto& contender : contenders) {
       const std::uint16_t port = freePort();
       const auto server = contender.start(port);
-      if (contender.isCovered) painter.cover();
       auto viewer = contender.connect(port);
       if (!viewer) {
         fmt::print(stderr, "{} does not answer; see {}\n", contender.name, folder);
@@ -196,6 +195,8 @@ int main(int argc, char** argv) {
       Samples warmUp;
       Sharpness unused;
       for (const auto& row : rows) measureRow(painter, *viewer, row, 3, warmUp, unused);
+      // The start of a window's stream raises the window over any earlier cover.
+      if (contender.isCovered) painter.cover();
       std::optional<AwakeProcessors> awake;
       if (isAwake) awake.emplace();
       for (const auto& row : rows)
