@@ -24,17 +24,21 @@ std::optional<ControlMessage> RawClient::nextMessage() {
 }
 
 std::optional<Frame> RawClient::nextFrame(FrameType type) {
-  for (;;) {
-    while (!frames_.empty()) {
-      Frame frame = std::move(frames_.front());
-      frames_.pop_front();
-      if (frame.type == type) return frame;
-    }
+  while (auto frame = nextFrame())
+    if (frame->type == type) return frame;
+  return std::nullopt;
+}
+
+std::optional<Frame> RawClient::nextFrame() {
+  while (frames_.empty()) {
     const Bytes bytes = peer_.read(1);
     if (bytes.empty()) return std::nullopt;
     auto frames = deframer_.feed(bytes).value();
     std::move(frames.begin(), frames.end(), std::back_inserter(frames_));
   }
+  Frame frame = std::move(frames_.front());
+  frames_.pop_front();
+  return frame;
 }
 
 std::optional<Bytes> RawClient::pair(const std::string& pin) {

@@ -34,6 +34,8 @@ class RawClient {
 
   /// The next frame of this type; others before it are dropped. Absent when the stream ends or nothing comes.
   std::optional<Frame> nextFrame(FrameType type);
+  /// The next frame of any type.
+  std::optional<Frame> nextFrame();
 
   /// Says hello and pairs. Returns the token.
   std::optional<Bytes> pair(const std::string& pin);
