@@ -82,7 +82,8 @@ TEST_F(DesktopWindow, keepsTheFrameThatTheUserGivesIt) {
   bool isFitted = true;
   int width = 500;
   server.run({"xdotool", "windowsize", std::to_string(window), std::to_string(width), "300"});
-  while (isFitted) {
+  for (int tries = 0; isFitted; ++tries) {
+    ASSERT_LT(tries, 20) << "the host does not give in";
     const auto event = viewer->nextEvent();
     ASSERT_TRUE(event);
     if (const auto* fit = std::get_if<message::FitState>(&*event)) {
