@@ -10,6 +10,7 @@
 #include <QuorlHostCore/Runtime/HostRuntime.h>
 #include <QuorlHostLinux/System/SystemLogSink.h>
 #include <QuorlHostPosix/DescriptorLimit.h>
+#include <QuorlHostPosix/LargeBlocks.h>
 #include <QuorlHostPosix/MainLoop.h>
 #include <QuorlHostPosix/UserFolders.h>
 
@@ -63,6 +64,7 @@ int main(int argc, char** argv) {
   Log::verbose = options.verbose;
   forgetOwnTerminal();
   turnBrokenPipesIntoErrors();
+  returnLargeBlocksWhenFreed();
   const auto descriptorLimit = raiseDescriptorLimit(wantedDescriptors);
   Log::setSink(std::make_shared<SystemLogSink>());
   Log::auth.event(pinAnnouncement(options));
