@@ -130,6 +130,18 @@ TEST_F(DesktopWindow, endsItsStreamWhenItIsDestroyed) {
   EXPECT_TRUE(viewer->client().echoes());
 }
 
+TEST_F(DesktopWindow, endsItsStreamWhenTheServerDies) {
+  viewer->start(target(), landscape);
+  ASSERT_TRUE(viewer->nextStarted());
+  server.kill();
+  const auto error = viewer->nextError();
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, "stream.capture");
+  EXPECT_TRUE(viewer->client().echoes());
+  viewer->start(streamTarget::Unified{});
+  EXPECT_TRUE(viewer->nextError()) << "and starts nothing";
+}
+
 TEST_F(DesktopWindow, thatDoesNotExistIsRefused) {
   viewer->start(streamTarget::Window{999});
   EXPECT_EQ(viewer->nextError(), (WireError{"stream.target", "stream 3: window 999 not found"}));
