@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later The real program on a real X server, and the input that programs
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The real program on a real X server, and the input that programs
 // there receive.
 #include <algorithm>
 #include <chrono>

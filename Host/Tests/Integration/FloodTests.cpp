@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later Complete connections over real sockets, with peers that request
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Complete connections over real sockets, with peers that request
 // more than they read.
 #include <thread>
 

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later The agents' stores on real disks, including full and read-only
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The agents' stores on real disks, including full and read-only
 // ones.
 #include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>

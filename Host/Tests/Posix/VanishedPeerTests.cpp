@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later A peer that vanishes: the loopback is taken down in a network
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A peer that vanishes: the loopback is taken down in a network
 // namespace of the test. The test takes as long as the host takes to detect this.
 #include <atomic>
 #include <cstring>

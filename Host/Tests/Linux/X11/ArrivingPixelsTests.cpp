@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later Large rectangles arrive in bands, which are used before the last
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Large rectangles arrive in bands, which are used before the last
 // of them have arrived.
 #include <gtest/gtest.h>
 

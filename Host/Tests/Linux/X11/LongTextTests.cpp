@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later A long text of characters that the keyboard lacks, typed on a
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A long text of characters that the keyboard lacks, typed on a
 // real server during other input.
 #include <algorithm>
 #include <chrono>

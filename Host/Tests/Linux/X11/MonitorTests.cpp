@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later Captures of a screen with several monitors, which are added,
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Captures of a screen with several monitors, which are added,
 // moved, resized and removed.
 #include <algorithm>
 

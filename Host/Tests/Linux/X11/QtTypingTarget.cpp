@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later A text field of another toolkit: its content is written to the
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A text field of another toolkit: its content is written to the
 // file named on the command line.
 #include <QApplication>
 #include <QFile>

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later The windows and applications that can be captured.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The windows and applications that can be captured.
 #include <algorithm>
 
 #include <xcb/xcb.h>
@@ -74,6 +75,19 @@ TEST_F(WindowContent, namesTheApplicationByTheDesktopFileThatTheWindowClaims) {
   const auto id = makeWindow({50, 60, 200, 150}, "claims");
   setText(client, id, "_GTK_APPLICATION_ID", "debian-xterm");
   EXPECT_EQ(window("claims")->bundleID, "debian-xterm");
+}
+
+TEST_F(WindowContent, hasOneApplicationForTwoOfItsProcesses) {
+  const auto id = makeWindow({50, 60, 200, 150}, "claims");
+  setText(client, id, "_GTK_APPLICATION_ID", "debian-xterm");
+  const auto xterm = server.start({"xterm", "-title", "another process", "-e", "sleep", "60"});
+  ASSERT_TRUE(eventuallyHolds([&] { return window("another process").has_value(); }));
+  const auto content = harness.content();
+  ASSERT_EQ(window("another process")->bundleID, "debian-xterm");
+  ASSERT_NE(window("another process")->pid, window("claims")->pid);
+  ASSERT_EQ(content.applications.size(), 1U);
+  EXPECT_EQ(content.applications[0].bundleID, "debian-xterm");
+  EXPECT_EQ(content.applications[0].pid, content.windows.at(0).pid) << "the one in front";
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later Changes of windows, with openbox as the window manager.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Changes of windows, with openbox as the window manager.
 #include <cmath>
 #include <limits>
 

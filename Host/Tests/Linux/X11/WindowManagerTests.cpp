@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later Windows without a window manager, and with one that ends and
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Windows without a window manager, and with one that ends and
 // comes back.
 #include <optional>
 

@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later A server that dies, comes back, or does not answer.
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A server that dies, comes back, or does not answer.
 #include <atomic>
 #include <optional>
 #include <thread>

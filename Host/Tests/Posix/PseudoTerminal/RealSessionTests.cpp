@@ -1,4 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later Supervised sessions with real shells, real terminals and real
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Supervised sessions with real shells, real terminals and real
 // time.
 #include <QuorlHostCore/Agents/Terminals/PTYSession.h>
 

@@ -108,8 +108,9 @@ class X11ScreenCapture::Contents final : public X11Loop::Client {
                                  .frame = pointsOf(window.place.visible, originOf(monitors)),
                                  .isOnScreen = window.isOnScreen(),
                                  .layer = layerOf(window.kind)});
-      const bool isKnown = std::ranges::any_of(content.applications,
-                                               [&](const auto& known) { return known.pid == window.pid; });
+      // Of several processes of one application (two terminals) the one that is furthest in front.
+      const bool isKnown = std::ranges::any_of(
+          content.applications, [&](const auto& known) { return known.bundleID == identity.bundleID; });
       if (window.isRegular() && window.pid > 0 && !isKnown) {
         content.applications.push_back({identity.bundleID, identity.name, window.pid});
       }
