@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <gtest/gtest.h>
+
 #include <QuorlKit/Protocol/MediaPackets.h>
 
 namespace quorl::test {
@@ -51,12 +53,23 @@ std::optional<StreamViewer::Event> StreamViewer::eventIn(const Frame& frame) {
   return std::nullopt;
 }
 
+std::vector<client::DecodedPicture> StreamViewer::picturesIn(const Frame& frame) {
+  if (frame.type != FrameType::video) return {};
+  const auto packet = VideoPacketView::decode(frame.payload);
+  if (!packet || packet->streamID != streamID) return {};
+  if (!packet->flags.contains(VideoPacketFlags::codecConfig))
+    return decoder_.decode(packet->data, packet->ptsMicros);
+  EXPECT_TRUE(decoder_.configure(packet->data));
+  return {};
+}
+
 // The host's periodic pushes arrive for as long as the link lives, so the stream has a deadline of its own.
 std::optional<StreamViewer::Event> StreamViewer::nextEvent() {
   const auto end = std::chrono::steady_clock::now() + patience;
   while (std::chrono::steady_clock::now() < end) {
     const auto frame = client_.nextFrame();
     if (!frame) return std::nullopt;
+    picturesIn(*frame);  // later pictures build on it
     if (auto event = eventIn(*frame)) return event;
   }
   return std::nullopt;
@@ -89,14 +102,7 @@ bool StreamViewer::showsPicture(const std::function<bool(const client::DecodedPi
   while (std::chrono::steady_clock::now() < end) {
     const auto frame = client_.nextFrame();
     if (!frame) return false;
-    if (frame->type != FrameType::video) continue;
-    const auto packet = VideoPacketView::decode(frame->payload);
-    if (!packet || packet->streamID != streamID) continue;
-    if (packet->flags.contains(VideoPacketFlags::codecConfig)) {
-      if (!decoder_.configure(packet->data)) return false;
-      continue;
-    }
-    if (std::ranges::any_of(decoder_.decode(packet->data, packet->ptsMicros), condition)) return true;
+    if (std::ranges::any_of(picturesIn(*frame), condition)) return true;
   }
   return false;
 }

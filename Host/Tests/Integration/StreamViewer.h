@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include <Integration/RawClient.h>
 #include <QuorlKit/Models/Models.h>
@@ -29,7 +30,8 @@ class StreamViewer {
   void fitToScreen(bool enabled);
   void updateLongestSide(std::int64_t pixels);
 
-  /// The next announcement of the stream; pictures before it are dropped. Absent when none comes in time.
+  /// The next announcement of the stream; pictures before it are decoded and dropped. Absent when none comes
+  /// in time.
   std::optional<Event> nextEvent();
   /// The next start of a stream; absent when the stream fails instead.
   std::optional<StreamStarted> nextStarted();
@@ -43,8 +45,8 @@ class StreamViewer {
   static constexpr std::uint32_t streamID = 3;
 
  private:
-  std::optional<Frame> nextFrame();
   std::optional<Event> eventIn(const Frame& frame);
+  std::vector<client::DecodedPicture> picturesIn(const Frame& frame);
 
   RawClient client_;
   client::Decoder decoder_;
