@@ -113,8 +113,7 @@ TEST_F(InputHoldTest, keepsTheOrderOfOneClientsInput) {
   injector_->pointer(PointerPhase::moved, PointerButton::left, {1, 2}, 1, 0, {}, &one_);
   hold.reset();
   press(7, &one_);
-  EXPECT_THAT(posted(), ElementsAre(-1, 5, -2, -1, 6, 7))
-      << "only motion overtakes a text that is being typed";
+  EXPECT_THAT(posted(), ElementsAre(-1, 5, -2, 6, -1, 7));
 }
 
 TEST_F(InputHoldTest, dropsTheInputOfAClientThatIsGone) {
