@@ -97,7 +97,7 @@ WindowFit::Moved WindowFit::moved(const PointRect& before, const PointRect& afte
 std::optional<WindowFit::GiveBack> WindowFit::giveBack(const std::optional<PointRect>& current,
                                                        MonotonicTime now) {
   if (!keptWindow_) return std::nullopt;
-  const GiveBack back{*keptWindow_, originalFrame_};
+  GiveBack back{*keptWindow_, originalFrame_};
   keptWindow_.reset();
   if (!current) return std::nullopt;
   if (lastFittedRect_ && sizeDrift(*current, *lastFittedRect_) >= settledDrift) return std::nullopt;
