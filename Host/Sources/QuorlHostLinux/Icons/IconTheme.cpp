@@ -187,21 +187,24 @@ std::optional<IconThemeIndex> IconTheme::readIndex(const std::string& theme) con
 
 std::optional<std::string> IconTheme::findIn(const std::string& theme, const IconThemeIndex& index,
                                              const std::string& file, int side) const {
-  auto directories = index.directories;
-  std::ranges::stable_sort(directories, [side](const auto& a, const auto& b) {
-    const bool isSmall = a.largest < side;
-    if (isSmall != (b.largest < side)) return !isSmall;
-    const int toA = distance(a, side);
-    const int toB = distance(b, side);
-    return toA != toB ? toA < toB : a.largest > b.largest;
+  std::vector<const IconThemeIndex::Directory*> directories;
+  for (const auto& directory : index.directories) directories.push_back(&directory);
+  // The best first; of equals the one that the index names first.
+  std::ranges::sort(directories, [side](const auto* a, const auto* b) {
+    const bool isSmall = a->largest < side;
+    if (isSmall != (b->largest < side)) return !isSmall;
+    const int toA = distance(*a, side);
+    const int toB = distance(*b, side);
+    if (toA != toB) return toA < toB;
+    return a->largest != b->largest ? a->largest > b->largest : a < b;
   });
   std::vector<std::string> roots;
   for (const auto& folder : folders_)
     if (std::error_code error; fs::is_directory(folder + "/" + theme, error))
       roots.push_back(folder + "/" + theme + "/");
-  for (const auto& directory : directories)
+  for (const auto* directory : directories)
     for (const auto& root : roots)
-      if (std::string path = root + directory.path + "/" + file; isFile(path)) return path;
+      if (std::string path = root + directory->path + "/" + file; isFile(path)) return path;
   return std::nullopt;
 }
 

@@ -88,8 +88,8 @@ std::optional<MemoryAmounts> parseMemory(std::string_view procMeminfo) {
     const std::string_view name = line.substr(0, colon);
     const auto bytes = bytesOf(line.substr(colon + 1));
     if (!bytes) continue;
-    if (name == "MemTotal") total = *bytes;
-    if (name == "MemAvailable") available = *bytes;
+    if (name == "MemTotal") total = bytes;
+    if (name == "MemAvailable") available = bytes;
     if (name == "Shmem") shared = *bytes;
     if (name == "MemFree" || name == "Buffers" || name == "Cached" || name == "SReclaimable")
       reclaimable += std::min(*bytes, std::numeric_limits<std::uint64_t>::max() - reclaimable);

@@ -98,7 +98,7 @@ ThermalLimits limitsOfZone(const std::vector<TripPoint>& trips) {
 ThermalLimits limitsOfChip(std::optional<MilliCelsius> max, std::optional<MilliCelsius> crit) {
   ThermalLimits limits;
   if (crit && *crit > 0) {
-    limits.critical = *crit;
+    limits.critical = crit;
     limits.serious = *crit - 5 * degree;
     limits.fair = *crit - 20 * degree;
   }

@@ -126,8 +126,7 @@ std::optional<std::int32_t> X11WindowControl::frontmostApplication() {
     const std::uint32_t active = WindowRequests(connection).activeWindow();
     return active == 0 ? 0 : findProcess(connection, active);
   });
-  if (pid.value_or(0) <= 0) return std::nullopt;
-  return *pid;
+  return pid.value_or(0) > 0 ? pid : std::nullopt;
 }
 
 void X11WindowControl::activate(std::int32_t pid, std::optional<std::uint32_t> windowID) {
