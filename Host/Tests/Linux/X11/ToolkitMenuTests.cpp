@@ -56,7 +56,8 @@ class ToolkitMenus : public testing::Test {
       if (std::abs(a[i] - b[i]) > 20) ++count;
     return count;
   }
-  /// Waits until the newest picture is what the screen shows, and differs from `before` in so many pixels.
+  /// Waits until the newest picture is what the screen shows, and differs from `before` in at least that
+  /// number of pixels.
   bool showsTheScreen(const PixelRect& place, const std::vector<int>& before, std::size_t different) {
     return eventually(
         [&] {

@@ -20,7 +20,7 @@ class WindowPictures : public WindowCaptureFixture {
     later->start([promise](auto result) { promise->set_value(result); });
     return promise->get_future();
   }
-  /// Another window over the whole screen, which is no menu of the first.
+  /// Another window over the whole screen that is not a menu of the first.
   void cover() { client.setBackground(client.makeWindow({0, 0, 800, 600}, TestClient::Managed::yes), red); }
   /// A blue window of 184 x 120 with a green title bar 30 high, in a frame whose red edges are no part
   /// of the decoration.
