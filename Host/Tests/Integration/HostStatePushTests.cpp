@@ -45,7 +45,7 @@ TEST_F(HostStatePushTest, sendsTheStateAtOnceAndAgainWithoutARequest) {
   for (int count = 0; count < 2; ++count) {
     const auto pushed = client.next<message::HostState>();
     ASSERT_TRUE(pushed);
-    EXPECT_TRUE(pushed->_0.displays.empty()) << "there is no display here";
+    EXPECT_TRUE(pushed->_0.displays.empty()) << "the host runs without a display";
     EXPECT_GT(pushed->_0.metrics.memoryTotalBytes, 0U);
   }
 }

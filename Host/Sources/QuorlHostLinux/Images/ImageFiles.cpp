@@ -52,7 +52,7 @@ Frame decode(ByteView tiff) {
   Packet packet(av_packet_alloc());
   Frame frame(av_frame_alloc());
   if (!context || !packet || !frame || tiff.size() > INT32_MAX / 2) return nullptr;
-  // The packet has the zeroed bytes behind it that the decoder's reads need.
+  // av_new_packet zeroes the padding after the data, which the decoder may read.
   if (av_new_packet(packet.get(), static_cast<int>(tiff.size())) != 0) return nullptr;
   std::memcpy(packet->data, tiff.data(), tiff.size());
   if (avcodec_send_packet(context.get(), packet.get()) != 0) return nullptr;
