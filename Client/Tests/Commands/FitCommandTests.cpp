@@ -19,17 +19,11 @@ using test::FakeHost;
 using test::HostBehaviour;
 using test::SampleVideo;
 
-const SampleVideo& sample() {
-  static const SampleVideo video =
-      SampleVideo::encode(VideoCodec::h264, "testsrc2=size=320x240:rate=100", 30);
-  return video;
-}
-
 class FitCommandTest : public testing::Test {
  protected:
   void begin() {
-    host_ =
-        std::make_unique<FakeHost>(HostBehaviour{.video = &sample(), .contentRect = {{5, 6}, {320, 240}}});
+    host_ = std::make_unique<FakeHost>(
+        HostBehaviour{.video = &SampleVideo::shortClip(), .contentRect = {{5, 6}, {320, 240}}});
     run_.addHost(host_->pairedHost());
   }
   /// Makes `lines` the command's input, followed by the end of the input.

@@ -25,12 +25,6 @@ const SampleSound& tone() {
   return sound;
 }
 
-const SampleVideo& video() {
-  static const SampleVideo sample =
-      SampleVideo::encode(VideoCodec::h264, "testsrc2=size=320x240:rate=100", 30);
-  return sample;
-}
-
 class SoundCommandTest : public testing::Test {
  protected:
   void begin(HostBehaviour behaviour) {
@@ -129,7 +123,7 @@ TEST_F(SoundCommandTest, reportsAPathThatCannotBeWritten) {
 }
 
 TEST_F(SoundCommandTest, reportsAHostThatEndsAndKeepsTheFile) {
-  begin({.video = &video(), .sound = &tone(), .closesAfterPictures = 60});
+  begin({.video = &SampleVideo::shortClip(), .sound = &tone(), .closesAfterPictures = 60});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "60"});
   EXPECT_EQ(result.code, ExitCode::failure);
   EXPECT_NE(result.notes.find("complete up to there"), std::string::npos);
@@ -137,7 +131,7 @@ TEST_F(SoundCommandTest, reportsAHostThatEndsAndKeepsTheFile) {
 }
 
 TEST_F(SoundCommandTest, recordsSoundBesideThePictures) {
-  begin({.video = &video(), .sound = &tone()});
+  begin({.video = &SampleVideo::shortClip(), .sound = &tone()});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "3"});
   ASSERT_EQ(result.code, ExitCode::ok) << result.notes;
   EXPECT_NE(result.notes.find("with sound"), std::string::npos);
@@ -149,7 +143,7 @@ TEST_F(SoundCommandTest, recordsSoundBesideThePictures) {
 }
 
 TEST_F(SoundCommandTest, recordsPicturesAloneOnRequest) {
-  begin({.video = &video(), .sound = &tone()});
+  begin({.video = &SampleVideo::shortClip(), .sound = &tone()});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "1.5", "--no-sound"});
   ASSERT_EQ(result.code, ExitCode::ok) << result.notes;
   EXPECT_EQ(codecsOf(file("a.mp4")), "h264\n");
@@ -157,7 +151,7 @@ TEST_F(SoundCommandTest, recordsPicturesAloneOnRequest) {
 }
 
 TEST_F(SoundCommandTest, recordsAHostWithoutSound) {
-  begin({.video = &video()});
+  begin({.video = &SampleVideo::shortClip()});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "1.5"});
   ASSERT_EQ(result.code, ExitCode::ok) << result.notes;
   EXPECT_NE(result.notes.find("no sound"), std::string::npos);
@@ -165,7 +159,7 @@ TEST_F(SoundCommandTest, recordsAHostWithoutSound) {
 }
 
 TEST_F(SoundCommandTest, recordsAShortTimeWithSound) {
-  begin({.video = &video(), .sound = &tone()});
+  begin({.video = &SampleVideo::shortClip(), .sound = &tone()});
   ASSERT_EQ(run_({"record", file("a.mp4"), "--seconds", "0.4"}).code, ExitCode::ok);
   EXPECT_EQ(codecsOf(file("a.mp4")), "h264\naac\n");
 }

@@ -18,12 +18,6 @@ using test::FakeHost;
 using test::HostBehaviour;
 using test::SampleVideo;
 
-const SampleVideo& sample() {
-  static const SampleVideo video =
-      SampleVideo::encode(VideoCodec::h264, "testsrc2=size=320x240:rate=100", 30);
-  return video;
-}
-
 class VideoCommandTest : public testing::Test {
  protected:
   void begin(HostBehaviour behaviour) {
@@ -45,7 +39,7 @@ class VideoCommandTest : public testing::Test {
 };
 
 TEST_F(VideoCommandTest, savesTheFirstPicture) {
-  begin({.video = &sample()});
+  begin({.video = &SampleVideo::shortClip()});
   const auto result = run_({"shot", file("a.png")});
   ASSERT_EQ(result.code, ExitCode::ok) << result.notes;
   EXPECT_NE(result.notes.find("320x240 pixels"), std::string::npos);
@@ -58,7 +52,7 @@ TEST_F(VideoCommandTest, savesTheFirstPicture) {
 }
 
 TEST_F(VideoCommandTest, savesALaterPictureWithSettle) {
-  begin({.video = &sample()});
+  begin({.video = &SampleVideo::shortClip()});
   ASSERT_EQ(run_({"shot", file("first.png")}).code, ExitCode::ok);
   ASSERT_EQ(run_({"shot", file("later.png"), "--settle", "0.15", "--udp"}).code, ExitCode::ok);
   EXPECT_NE(test::decodedByTool(file("first.png")), test::decodedByTool(file("later.png")));
@@ -81,7 +75,7 @@ TEST_F(VideoCommandTest, reportsWhyTheHostCannotShowIt) {
 }
 
 TEST_F(VideoCommandTest, recordsForTheTimeAskedFor) {
-  begin({.video = &sample()});
+  begin({.video = &SampleVideo::shortClip()});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "1"});
   ASSERT_EQ(result.code, ExitCode::ok) << result.notes;
   EXPECT_NEAR(durationOf(file("a.mp4")), 1.0, 0.3);
@@ -91,7 +85,7 @@ TEST_F(VideoCommandTest, recordsForTheTimeAskedFor) {
 }
 
 TEST_F(VideoCommandTest, leavesACompleteFileWhenInterrupted) {
-  begin({.video = &sample()});
+  begin({.video = &SampleVideo::shortClip()});
   const Descriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   run_.interruptDescriptor = interruption.get();
   test::CommandResult result;
@@ -109,7 +103,7 @@ TEST_F(VideoCommandTest, leavesACompleteFileWhenInterrupted) {
 }
 
 TEST_F(VideoCommandTest, leavesACompleteFileWhenTheHostGoes) {
-  begin({.video = &sample(), .closesAfterPictures = 20});
+  begin({.video = &SampleVideo::shortClip(), .closesAfterPictures = 20});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "60"});
   EXPECT_EQ(result.code, ExitCode::failure);
   EXPECT_NE(result.notes.find("complete up to there"), std::string::npos);
@@ -118,7 +112,7 @@ TEST_F(VideoCommandTest, leavesACompleteFileWhenTheHostGoes) {
 
 TEST_F(VideoCommandTest, endsARecordingWhenTheFormatChanges) {
   static const auto other = SampleVideo::encode(VideoCodec::h264, "testsrc2=size=160x120:rate=100", 1);
-  begin({.video = &sample(), .otherConfig = other.config});
+  begin({.video = &SampleVideo::shortClip(), .otherConfig = other.config});
   const auto result = run_({"record", file("a.mp4"), "--seconds", "60"});
   EXPECT_EQ(result.code, ExitCode::failure);
   EXPECT_NE(result.notes.find("format changed"), std::string::npos);
@@ -126,7 +120,7 @@ TEST_F(VideoCommandTest, endsARecordingWhenTheFormatChanges) {
 }
 
 TEST_F(VideoCommandTest, recordsDatagramsToo) {
-  begin({.video = &sample(), .losesDatagram = [](std::uint32_t frameID, std::uint16_t index) {
+  begin({.video = &SampleVideo::shortClip(), .losesDatagram = [](std::uint32_t frameID, std::uint16_t index) {
            return frameID == 10 && index == 0;
          }});
   ASSERT_EQ(run_({"record", file("a.mp4"), "--seconds", "0.8", "--udp"}).code, ExitCode::ok);
@@ -136,7 +130,7 @@ TEST_F(VideoCommandTest, recordsDatagramsToo) {
 }
 
 TEST_F(VideoCommandTest, measuresAStream) {
-  begin({.video = &sample()});
+  begin({.video = &SampleVideo::shortClip()});
   const auto result = run_({"stats", "--seconds", "1.3", "--json"});
   ASSERT_EQ(result.code, ExitCode::ok) << result.notes;
   EXPECT_EQ(std::ranges::count(result.out, '\n'), 2);

@@ -29,6 +29,11 @@ Bytes decodedByTool(const std::string& path) {
       fmt::format("ffmpeg -v error -nostdin -i '{}' -frames:v 1 -f rawvideo -pix_fmt rgb24 -", path)));
 }
 
+const SampleVideo& SampleVideo::shortClip() {
+  static const SampleVideo video = encode(VideoCodec::h264, "testsrc2=size=320x240:rate=100", 30);
+  return video;
+}
+
 SampleVideo SampleVideo::encode(VideoCodec codec, const std::string& source, int count) {
   const quorl::test::TemporaryFolder folder;
   const auto file = folder.file("sample.mp4");

@@ -26,6 +26,9 @@ struct SampleVideo {
   /// `source` is a source of ffmpeg's "lavfi" with size and rate, such as "testsrc2=size=320x240:rate=30".
   /// Only the first picture is a key frame.
   static SampleVideo encode(VideoCodec codec, const std::string& source, int pictures);
+
+  /// 30 pictures of 320x240 as H.264, 10 ms apart; encoded once per program.
+  static const SampleVideo& shortClip();
 };
 
 /// The standard output of a tool. Aborts the program if the tool fails.
