@@ -8,6 +8,7 @@
 #include <QuorlKit/Models/Models.h>
 
 #include <quorl-client/Base/ClientError.h>
+#include <quorl-client/Codec/PacketDecoder.h>
 
 namespace quorl::client {
 
@@ -35,9 +36,12 @@ class SoundDecoder {
   std::uint64_t failedPackets() const { return failedPackets_; }
 
  private:
-  struct Context;
+  struct FrameCloser {
+    void operator()(AVFrame* frame) const;
+  };
 
-  std::unique_ptr<Context> context_;
+  std::unique_ptr<PacketDecoder> decoder_;
+  std::unique_ptr<AVFrame, FrameCloser> frame_;
   std::uint64_t failedPackets_ = 0;
 };
 

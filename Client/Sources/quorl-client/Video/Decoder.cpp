@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-client/Video/Decoder.h>
 
-#include <cstring>
 #include <utility>
 
 #include <quorl-client/Video/DecoderConfig.h>
@@ -73,64 +72,39 @@ Bytes DecodedPicture::rgb() const {
   return pixels;
 }
 
-struct Decoder::Context {
-  AVCodecContext* codec = nullptr;
-  AVPacket* packet = av_packet_alloc();
-
-  Context() = default;
-  Context(const Context&) = delete;
-  Context& operator=(const Context&) = delete;
-  ~Context() {
-    avcodec_free_context(&codec);
-    av_packet_free(&packet);
-  }
-};
-
 Decoder::Decoder() = default;
 Decoder::~Decoder() = default;
 
 Outcome<void> Decoder::configure(ByteView record) {
-  context_.reset();
+  decoder_.reset();
   const auto codec = codecOfConfigRecord(record);
   if (!codec) return failed(ExitCode::failure, "the host's decoder configuration cannot be read");
-  const AVCodec* const decoder =
-      avcodec_find_decoder(*codec == VideoCodec::hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264);
-  auto context = std::make_unique<Context>();
-  if (decoder == nullptr || (context->codec = avcodec_alloc_context3(decoder)) == nullptr)
-    return failed(ExitCode::failure, "this machine's media library has no decoder for the stream",
-                  "Install libavcodec with H.264 and HEVC.");
-  auto* const settings = context->codec;
-  settings->flags |= AV_CODEC_FLAG_LOW_DELAY;
-  // Frame threads would delay pictures; slice threads do not.
-  settings->thread_type = FF_THREAD_SLICE;
-  settings->thread_count = 2;
-  settings->pkt_timebase = {1, 1'000'000};
-  settings->extradata = static_cast<std::uint8_t*>(av_mallocz(record.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-  if (settings->extradata == nullptr) return failed(ExitCode::failure, "out of memory");
-  std::memcpy(settings->extradata, record.data(), record.size());
-  settings->extradata_size = static_cast<int>(record.size());
-  if (avcodec_open2(settings, decoder, nullptr) < 0)
-    return failed(ExitCode::failure, "the decoder refuses the host's configuration");
-  context_ = std::move(context);
+  auto opened = PacketDecoder::open(
+      avcodec_find_decoder(*codec == VideoCodec::hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264), record,
+      [](AVCodecContext& context) {
+        context.flags |= AV_CODEC_FLAG_LOW_DELAY;
+        // Frame threads would delay pictures; slice threads do not.
+        context.thread_type = FF_THREAD_SLICE;
+        context.thread_count = 2;
+        context.pkt_timebase = {1, 1'000'000};
+      },
+      {.missing = "this machine's media library has no decoder for the stream",
+       .missingAdvice = "Install libavcodec with H.264 and HEVC.",
+       .refused = "the decoder refuses the host's configuration"});
+  if (!opened) return std::unexpected(opened.error());
+  decoder_ = std::move(*opened);
   return {};
 }
 
 std::vector<DecodedPicture> Decoder::decode(ByteView unit, std::uint64_t ptsMicros) {
-  if (!context_ || unit.empty() || av_new_packet(context_->packet, static_cast<int>(unit.size())) < 0) {
-    ++failedUnits_;
-    return {};
-  }
-  std::memcpy(context_->packet->data, unit.data(), unit.size());
-  context_->packet->pts = static_cast<std::int64_t>(ptsMicros);
-  const int status = avcodec_send_packet(context_->codec, context_->packet);
-  av_packet_unref(context_->packet);
-  if (status < 0) ++failedUnits_;
-  return receive();
+  const bool isTaken = decoder_ && decoder_->send(unit, static_cast<std::int64_t>(ptsMicros));
+  if (!isTaken) ++failedUnits_;
+  return decoder_ ? receive() : std::vector<DecodedPicture>();
 }
 
 std::vector<DecodedPicture> Decoder::drain() {
-  if (!context_) return {};
-  avcodec_send_packet(context_->codec, nullptr);
+  if (!decoder_) return {};
+  decoder_->sendEnd();
   return receive();
 }
 
@@ -138,8 +112,7 @@ std::vector<DecodedPicture> Decoder::receive() {
   std::vector<DecodedPicture> pictures;
   for (;;) {
     auto planes = std::make_unique<DecodedPicture::Planes>();
-    if (planes->frame == nullptr || avcodec_receive_frame(context_->codec, planes->frame) < 0)
-      return pictures;
+    if (planes->frame == nullptr || !decoder_->receive(*planes->frame)) return pictures;
     // A picture with concealed errors is not shown.
     if ((planes->frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || planes->frame->decode_error_flags != 0) {
       ++failedUnits_;

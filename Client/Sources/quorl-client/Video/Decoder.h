@@ -9,6 +9,7 @@
 #include <QuorlKit/Foundation/Geometry.h>
 
 #include <quorl-client/Base/ClientError.h>
+#include <quorl-client/Codec/PacketDecoder.h>
 
 namespace quorl::client {
 
@@ -62,10 +63,9 @@ class Decoder {
   std::uint64_t failedUnits() const { return failedUnits_; }
 
  private:
-  struct Context;
   std::vector<DecodedPicture> receive();
 
-  std::unique_ptr<Context> context_;
+  std::unique_ptr<PacketDecoder> decoder_;
   std::uint64_t failedUnits_ = 0;
 };
 
