@@ -76,6 +76,45 @@ TEST_F(WindowChanges, endTheFullScreenStateFirst) {
   EXPECT_EQ(state.find("FULLSCREEN"), std::string::npos) << state;
 }
 
+// As the host gives a window back: size, position, size.
+void giveBack(AccessibleWindow& window, const PointRect& frame) {
+  EXPECT_EQ(window.setSize(frame.size), 0);
+  EXPECT_EQ(window.setPosition(frame.origin), 0);
+  EXPECT_EQ(window.setSize(frame.size), 0);
+}
+
+TEST_F(WindowChanges, backToTheFrameOfAStateRestoreTheState) {
+  for (const std::vector<const char*>& states :
+       {std::vector{"_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ"},
+        std::vector{"_NET_WM_STATE_FULLSCREEN"}, std::vector{"_NET_WM_STATE_MAXIMIZED_VERT"}}) {
+    SCOPED_TRACE(states.front());
+    const auto window = makeWindow({50, 60, 200, 150}, "state");
+    addState(client, window, states.front(), states.back());
+    ASSERT_TRUE(eventuallyHolds([&] { return frameOf(window).size.height >= 600; }));
+    const auto element = accessible(window);
+    const PointRect before = frameOf(window);
+    giveBack(*element, {{10, 20}, {400, 300}});
+    ASSERT_TRUE(eventuallyHolds([&] { return element->frame() == PointRect{{10, 20}, {400, 300}}; }));
+    giveBack(*element, before);
+    EXPECT_TRUE(eventuallyHolds([&] { return element->frame() == before; }));
+    const auto state = server.run({"xprop", "-id", std::to_string(window), "_NET_WM_STATE"});
+    for (const char* name : states) EXPECT_NE(state.find(name), std::string::npos) << state;
+    client.destroy(window);
+  }
+}
+
+TEST_F(WindowChanges, toAnotherFrameRestoreNoState) {
+  const auto window = makeWindow({50, 60, 200, 150}, "moved");
+  addState(client, window, "_NET_WM_STATE_MAXIMIZED_VERT", "_NET_WM_STATE_MAXIMIZED_HORZ");
+  ASSERT_TRUE(eventuallyHolds([&] { return frameOf(window).size.width >= 800; }));
+  const auto element = accessible(window);
+  const PointRect before = frameOf(window);
+  giveBack(*element, {{10, 20}, {400, 300}});
+  giveBack(*element, {before.origin, {500, 300}});
+  const auto state = server.run({"xprop", "-id", std::to_string(window), "_NET_WM_STATE"});
+  EXPECT_EQ(state.find("MAXIMIZED"), std::string::npos) << state;
+}
+
 TEST_F(WindowChanges, areRefusedByAWindowOfAFixedSizeWithoutAnError) {
   const auto window = makeWindow({50, 60, 200, 150}, "fixed");
   client.unmap(window);

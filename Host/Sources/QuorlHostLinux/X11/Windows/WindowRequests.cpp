@@ -16,6 +16,7 @@ namespace {
 constexpr std::uint32_t fromPager = 2;  // source indication
 constexpr std::uint32_t northWest = XCB_GRAVITY_NORTH_WEST;
 constexpr std::uint32_t removeState = 0;
+constexpr std::uint32_t addState = 1;
 constexpr std::uint32_t iconicState = 3;
 
 /// Positions are signed, and the protocol carries them as 32 bits without a sign.
@@ -28,13 +29,15 @@ std::uint32_t wire(int value) {
 WindowRequests::WindowRequests(X11Connection& connection)
     : connection_(connection), hasWindowManager_(quorl::hasWindowManager(connection)) {}
 
-bool WindowRequests::isConstrained(std::uint32_t window) {
+ConstrainedState WindowRequests::constrainedState(std::uint32_t window) {
   const auto states = readNumbers(connection_, window, "_NET_WM_STATE");
-  return std::ranges::any_of(states, [this](std::uint32_t state) {
-    return state != 0 && (state == connection_.atom("_NET_WM_STATE_FULLSCREEN") ||
-                          state == connection_.atom("_NET_WM_STATE_MAXIMIZED_HORZ") ||
-                          state == connection_.atom("_NET_WM_STATE_MAXIMIZED_VERT"));
-  });
+  const auto has = [&](const char* name) {
+    const std::uint32_t atom = connection_.atom(name);
+    return atom != 0 && std::ranges::find(states, atom) != states.end();
+  };
+  return {.isFullScreen = has("_NET_WM_STATE_FULLSCREEN"),
+          .isMaximisedHorizontally = has("_NET_WM_STATE_MAXIMIZED_HORZ"),
+          .isMaximisedVertically = has("_NET_WM_STATE_MAXIMIZED_VERT")};
 }
 
 void WindowRequests::release(std::uint32_t window) {
@@ -42,6 +45,19 @@ void WindowRequests::release(std::uint32_t window) {
   ask(window, "_NET_WM_STATE",
       {removeState, connection_.atom("_NET_WM_STATE_MAXIMIZED_HORZ"),
        connection_.atom("_NET_WM_STATE_MAXIMIZED_VERT"), fromPager, 0});
+}
+
+// Both directions in one message, because some window managers resize after each.
+void WindowRequests::constrain(std::uint32_t window, const ConstrainedState& state) {
+  const std::uint32_t horizontal =
+      state.isMaximisedHorizontally ? connection_.atom("_NET_WM_STATE_MAXIMIZED_HORZ") : 0;
+  const std::uint32_t vertical =
+      state.isMaximisedVertically ? connection_.atom("_NET_WM_STATE_MAXIMIZED_VERT") : 0;
+  if (horizontal != 0 || vertical != 0)
+    ask(window, "_NET_WM_STATE",
+        {addState, horizontal != 0 ? horizontal : vertical, horizontal != 0 ? vertical : 0, fromPager, 0});
+  if (state.isFullScreen)
+    ask(window, "_NET_WM_STATE", {addState, connection_.atom("_NET_WM_STATE_FULLSCREEN"), 0, fromPager, 0});
 }
 
 void WindowRequests::resize(std::uint32_t window, const WindowPlace& place, PixelSize size) {

@@ -10,6 +10,16 @@
 
 namespace quorl {
 
+/// The states in which the window manager decides a window's frame.
+struct ConstrainedState {
+  bool isFullScreen = false;
+  bool isMaximisedHorizontally = false;
+  bool isMaximisedVertically = false;
+
+  bool any() const { return isFullScreen || isMaximisedHorizontally || isMaximisedVertically; }
+  bool operator==(const ConstrainedState&) const = default;
+};
+
 /// Changes of a window, asked of the window manager (Extended Window Manager Hints 1.5, as a pager asks), or
 /// made directly without one. The window manager decides and may refuse; the calls do not wait for that.
 ///
@@ -20,10 +30,11 @@ class WindowRequests {
 
   bool hasWindowManager() const { return hasWindowManager_; }
 
-  /// Whether it is maximised in a direction or fills the screen.
-  bool isConstrained(std::uint32_t window);
-  /// Makes such a window an ordinary one.
+  ConstrainedState constrainedState(std::uint32_t window);
+  /// Makes a window in such a state an ordinary one.
   void release(std::uint32_t window);
+  /// Adds the states.
+  void constrain(std::uint32_t window, const ConstrainedState& state);
 
   /// `place` is the window's present one; the size and the corner are those of `WindowPlace::visible`.
   void resize(std::uint32_t window, const WindowPlace& place, PixelSize size);

@@ -13,6 +13,7 @@
 #include <QuorlHostLinux/X11/Connection/ConnectionCut.h>
 #include <QuorlHostLinux/X11/Connection/X11Loop.h>
 #include <QuorlHostLinux/X11/Displays/DisplayList.h>
+#include <QuorlHostLinux/X11/Windows/FormerStates.h>
 
 namespace quorl {
 
@@ -53,6 +54,8 @@ class WindowSession final : public X11Loop::Client {
   /// The monitors, kept until the server reports a change. On the session's thread, inside a question.
   const std::vector<Monitor>& monitors(X11Connection& connection);
 
+  FormerStates& formerStates() { return formerStates_; }
+
   /// The server's events that a question has selected, counted.
   std::uint64_t eventCount();
   /// Waits until there are more than `seen` events, or until `end`.
@@ -82,6 +85,8 @@ class WindowSession final : public X11Loop::Client {
 
   std::atomic<SteadyTime::rep> runningSince_{0};  // 0: no question runs
   ConnectionCut cut_;
+
+  FormerStates formerStates_;
 
   std::mutex eventMutex_;
   std::condition_variable eventArrived_;

@@ -66,32 +66,46 @@ AccessibilityStatus X11AccessibleWindow::setSize(PointSize size) {
   const auto height = pixelOf(size.height, 1);
   if (!width || !height) return badValue;
   const PixelSize wanted{*width, *height};
-  if (const auto status = release(); status != done) return status;
-  return change([window = window_, wanted](WindowRequests& requests,
-                                           const View& view) { requests.resize(window, view.place, wanted); },
-                [wanted](const View& view) {
-                  return view.place.visible.width == wanted.width &&
-                         view.place.visible.height == wanted.height;
-                },
-                changeLimit);
+  const auto isReached = [wanted](const View& view) {
+    return view.place.visible.width == wanted.width && view.place.visible.height == wanted.height;
+  };
+  const auto before = view();
+  if (!before) return noAnswer;
+  if (!*before) return badWindow;
+  if (!isReached(**before)) {
+    if (const auto status = release(**before); status != done) return status;
+    const auto status =
+        change([window = window_, wanted](WindowRequests& requests,
+                                          const View& view) { requests.resize(window, view.place, wanted); },
+               isReached, changeLimit);
+    if (status != done) return status;
+  }
+  return restore(session_->formerStates().requested(window_, wanted));
 }
 
 AccessibilityStatus X11AccessibleWindow::setPosition(PointXY position) {
   const auto x = pixelOf(position.x, -farthest);
   const auto y = pixelOf(position.y, -farthest);
   if (!x || !y) return badValue;
-  if (const auto status = release(); status != done) return status;
   const auto origin = session_->ask([session = session_.get()](X11Connection& connection) {
     return originOf(session->monitors(connection));
   });
-  if (!origin) return noAnswer;
+  const auto before = view();
+  if (!origin || !before) return noAnswer;
+  if (!*before) return badWindow;
   const RootPosition wanted{*x + origin->x, *y + origin->y};
-  return change([window = window_, wanted](WindowRequests& requests,
-                                           const View& view) { requests.move(window, view.place, wanted); },
-                [wanted](const View& view) {
-                  return view.place.visible.x == wanted.x && view.place.visible.y == wanted.y;
-                },
-                changeLimit);
+  const auto isReached = [wanted](const View& view) {
+    return view.place.visible.x == wanted.x && view.place.visible.y == wanted.y;
+  };
+  if (!isReached(**before)) {
+    if (const auto status = release(**before); status != done) return status;
+    const auto status =
+        change([window = window_, wanted](WindowRequests& requests,
+                                          const View& view) { requests.move(window, view.place, wanted); },
+               isReached, changeLimit);
+    if (status != done) return status;
+  }
+  return restore(session_->formerStates().requested(window_, wanted));
 }
 
 AccessibilityStatus X11AccessibleWindow::setMinimized(bool minimized) {
@@ -114,15 +128,26 @@ AccessibilityStatus X11AccessibleWindow::bringForward() {
                 changeLimit);
 }
 
-AccessibilityStatus X11AccessibleWindow::release() {
-  const auto isConstrained = session_->ask([window = window_](X11Connection& connection) {
-    return WindowRequests(connection).isConstrained(window);
-  });
-  if (!isConstrained) return noAnswer;
-  if (!*isConstrained) return done;
+AccessibilityStatus X11AccessibleWindow::release(const View& view) {
+  if (!view.constrained.any()) return done;
+  session_->formerStates().ended(window_, view.place.visible, view.constrained);
   // The state changes before the decoration and the size do, so reaching it is not the end of the wait.
   return change([window = window_](WindowRequests& requests, const View&) { requests.release(window); },
                 [](const View&) { return false; }, changeLimit);
+}
+
+AccessibilityStatus X11AccessibleWindow::restore(const std::optional<ConstrainedState>& state) {
+  if (!state) return done;
+  return change([window = window_, state = *state](WindowRequests& requests,
+                                                   const View&) { requests.constrain(window, state); },
+                [state = *state](const View& view) { return view.constrained == state; }, changeLimit);
+}
+
+std::optional<std::optional<X11AccessibleWindow::View>> X11AccessibleWindow::view() {
+  return session_->ask([window = window_](X11Connection& connection) {
+    WindowRequests requests(connection);
+    return look(connection, requests, window);
+  });
 }
 
 std::optional<X11AccessibleWindow::View> X11AccessibleWindow::look(X11Connection& connection,
@@ -131,7 +156,7 @@ std::optional<X11AccessibleWindow::View> X11AccessibleWindow::look(X11Connection
   const auto place = findPlace(connection, window);
   if (!place) return std::nullopt;
   return View{.place = *place,
-              .isConstrained = requests.isConstrained(window),
+              .constrained = requests.constrainedState(window),
               .isMinimized = requests.isMinimized(window),
               .isActive = requests.activeWindow() == window};
 }
@@ -149,10 +174,7 @@ AccessibilityStatus X11AccessibleWindow::change(Change change, const Goal& goal,
   });
   ChangeWait wait(std::chrono::steady_clock::now(), limit);
   for (;;) {
-    const auto now = session_->ask([window = window_](X11Connection& connection) {
-      WindowRequests requests(connection);
-      return look(connection, requests, window);
-    });
+    const auto now = this->view();
     if (!view || !now) return noAnswer;
     if (!*view || !*now) return badWindow;
     const auto compared = goal(**now)       ? ChangeWait::Seen::wanted

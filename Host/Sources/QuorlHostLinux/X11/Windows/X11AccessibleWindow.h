@@ -32,7 +32,8 @@ class X11AccessibleWindow final : public AccessibleWindow {
   std::optional<PointRect> frame() override;
   std::optional<std::string> title() override;
   std::optional<bool> isMinimized() override;
-  /// Ends the maximised and the full-screen state first.
+  /// A change of either ends the maximised and the full-screen state. A window that is asked to take the
+  /// frame again that it had in that state gets the state back.
   AccessibilityStatus setSize(PointSize size) override;
   AccessibilityStatus setPosition(PointXY position) override;
   /// With false, also raises the window and gives it the keyboard, minimised or not.
@@ -47,13 +48,13 @@ class X11AccessibleWindow final : public AccessibleWindow {
   /// What a wait looks at.
   struct View {
     WindowPlace place;
-    bool isConstrained = false;
+    ConstrainedState constrained;
     bool isMinimized = false;
     bool isActive = false;
 
     bool operator==(const View& other) const {
       return place.visible == other.place.visible && place.padding == other.place.padding &&
-             place.isViewable == other.place.isViewable && isConstrained == other.isConstrained &&
+             place.isViewable == other.place.isViewable && constrained == other.constrained &&
              isMinimized == other.isMinimized && isActive == other.isActive;
     }
   };
@@ -64,7 +65,9 @@ class X11AccessibleWindow final : public AccessibleWindow {
 
   /// Asks for the change and waits until the goal is reached, the window has settled or the limit has passed.
   AccessibilityStatus change(Change change, const Goal& goal, std::chrono::milliseconds limit);
-  AccessibilityStatus release();
+  AccessibilityStatus release(const View& view);
+  AccessibilityStatus restore(const std::optional<ConstrainedState>& state);
+  std::optional<std::optional<View>> view();
 
   std::shared_ptr<WindowSession> session_;
   std::uint32_t window_;
