@@ -45,6 +45,9 @@ std::vector<Command> agentCommands();        // agents, spawn, resume, prompt, k
 std::vector<Command> attachCommands();       // attach, notify
 std::vector<Command> agentSourceCommands();  // catalog, external, adopt
 
+/// Prints what the last word may become, for a shell.
+ExitCode printCompletion(std::span<const std::string_view> words, CommandContext& context);
+
 /// The text of `help` and `help COMMAND`.
 std::string overviewHelp(std::span<const Command> commands);
 std::string commandHelp(const Command& command);

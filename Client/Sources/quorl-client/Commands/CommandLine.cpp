@@ -55,6 +55,12 @@ ExitCode run(std::span<const std::string_view> words, CommandContext& context) {
     output.note(overviewHelp(commandTable()));
     return ExitCode::usage;
   }
+  if (words[0] == "--version") {
+    output.line("quorl_client " QUORL_VERSION);
+    return ExitCode::ok;
+  }
+  // For the shells' completion. Not in the help: people have no use for it.
+  if (words[0] == "--complete") return printCompletion(words.subspan(1), context);
   if (words[0] == "help" || words[0] == "--help" || words[0] == "-h") return help(words.subspan(1), output);
   const auto* command = findCommand(words[0]);
   if (command == nullptr) return unknownCommand(output, words[0]);
@@ -88,6 +94,7 @@ std::string overviewHelp(std::span<const Command> commands) {
       "\n"
       "usage: quorl_client COMMAND [arguments]\n"
       "       quorl_client help COMMAND      describes a command, with examples\n"
+      "       quorl_client --version\n"
       "\n"
       "commands:\n";
   for (const auto& command : commands) text += fmt::format("  {:<10} {}\n", command.name, command.summary);
