@@ -9,6 +9,7 @@
 #include <sys/uio.h>
 
 #include <QuorlHostPosix/SocketAddress.h>
+#include <QuorlHostPosix/SocketConnect.h>
 #include <QuorlHostPosix/SocketOptions.h>
 #include <QuorlHostPosix/SystemError.h>
 #include <QuorlHostPosix/TransportState.h>
@@ -39,9 +40,33 @@ bool wouldBlock(int number) {
 
 }  // namespace
 
+ByteView SocketConnection::Outgoing::prefix() const {
+  const auto* frame = std::get_if<OutgoingFrame>(&content);
+  return frame ? frame->prefix() : ByteView();
+}
+
+ByteView SocketConnection::Outgoing::body() const {
+  if (const auto* frame = std::get_if<OutgoingFrame>(&content)) return frame->body();
+  return *std::get<SharedBytes>(content);
+}
+
 SocketConnection::SocketConnection(std::shared_ptr<IoLoop> loop, Descriptor descriptor,
                                    std::optional<HostPort> peer)
     : loop_(std::move(loop)), peer_(std::move(peer)), socket_(loop_->context()) {
+  adopt(std::move(descriptor));
+  loop_->connectionBegan();
+}
+
+SocketConnection::SocketConnection(std::shared_ptr<IoLoop> loop, HostPort peer)
+    : loop_(std::move(loop)), peer_(std::move(peer)), socket_(loop_->context()) {
+  loop_->connectionBegan();
+}
+
+SocketConnection::~SocketConnection() {
+  QUORL_CHECK(phase_ == Phase::cancelled, "a socket connection was dropped without a cancel");
+}
+
+void SocketConnection::adopt(Descriptor descriptor) {
   boost::system::error_code error;
   socket_.assign(boost::asio::ip::tcp::v6(), descriptor.get(), error);
   if (!error) {
@@ -50,11 +75,6 @@ SocketConnection::SocketConnection(std::shared_ptr<IoLoop> loop, Descriptor desc
     // The descriptor closes itself; the connection fails as soon as it is used.
     error_ = PortError{error.message(), error.value()};
   }
-  loop_->connectionBegan();
-}
-
-SocketConnection::~SocketConnection() {
-  QUORL_CHECK(phase_ == Phase::cancelled, "a socket connection was dropped without a cancel");
 }
 
 void SocketConnection::start(SerialQueue queue, NetworkConnection::StateHandler handler) {
@@ -64,20 +84,66 @@ void SocketConnection::start(SerialQueue queue, NetworkConnection::StateHandler 
   queue_ = std::move(queue);
   handler_ = std::move(handler);
   phase_ = Phase::open;
+  if (!error_ && !socket_.is_open()) connect();
   if (error_) {
     queue_->async([self = shared_from_this(), error = *error_] { self->fail(error); });
     return;
   }
-  queue_->async([self = shared_from_this()] {
-    NetworkConnection::StateHandler ready;
-    {
-      std::lock_guard guard(self->mutex_);
-      if (self->phase_ == Phase::open) ready = self->handler_;
-    }
-    if (ready && !self->silent_) ready(NetworkConnection::State::ready, {});
-  });
+  if (phase_ == Phase::connecting) {
+    waitForPeer();
+    return;
+  }
+  queue_->async([self = shared_from_this()] { self->reportReady(); });
+  open();
+}
+
+// Leaves the connection connecting, open or with an error.
+void SocketConnection::connect() {
+  auto attempt = beginConnecting(*peer_);
+  if (!attempt) {
+    error_ = attempt.error();
+    return;
+  }
+  if (attempt->stage == ConnectAttempt::Stage::underWay) phase_ = Phase::connecting;
+  adopt(std::move(attempt->socket));
+}
+
+void SocketConnection::waitForPeer() {
+  socket_.async_wait(IoLoop::Socket::wait_write,
+                     [weak = weak_from_this(), queue = *queue_](const boost::system::error_code& error) {
+                       if (error == boost::asio::error::operation_aborted) return;
+                       if (auto self = weak.lock())
+                         queue.async([self = std::move(self)] { self->finishConnecting(); });
+                     });
+}
+
+void SocketConnection::finishConnecting() {
+  std::optional<PortError> failure;
+  {
+    std::lock_guard lock(mutex_);
+    if (phase_ != Phase::connecting) return;
+    phase_ = Phase::open;
+    failure = connectFailure(socket_.native_handle());
+    if (!failure) open();
+  }
+  if (failure)
+    fail(*failure);
+  else
+    reportReady();
+}
+
+void SocketConnection::open() {
   if (receive_) armReceive();
   if (!pending_.empty()) scheduleFlush();
+}
+
+void SocketConnection::reportReady() {
+  NetworkConnection::StateHandler handler;
+  {
+    std::lock_guard lock(mutex_);
+    if (phase_ == Phase::open) handler = handler_;
+  }
+  if (handler && !silent_) handler(NetworkConnection::State::ready, {});
 }
 
 void SocketConnection::receive(std::size_t maximum, NetworkConnection::Receive completion) {
@@ -144,15 +210,25 @@ void SocketConnection::tryReceive() {
 
 void SocketConnection::send(OutgoingFrame frame, NetworkConnection::Sent completion) {
   std::lock_guard lock(mutex_);
+  enqueue({std::move(frame), std::move(completion)});
+}
+
+void SocketConnection::sendBytes(SharedBytes bytes, NetworkConnection::Sent completion) {
+  std::lock_guard lock(mutex_);
+  enqueue({std::move(bytes), std::move(completion)});
+}
+
+void SocketConnection::enqueue(Outgoing outgoing) {
   if (phase_ == Phase::cancelled) return;
   if (phase_ == Phase::failed) {
-    if (!completion) return;
-    queue_->async([self = shared_from_this(), completion = std::move(completion), error = *error_]() mutable {
-      if (self->isIn(Phase::failed)) completion(std::move(error));
-    });
+    if (!outgoing.completion) return;
+    queue_->async(
+        [self = shared_from_this(), completion = std::move(outgoing.completion), error = *error_]() mutable {
+          if (self->isIn(Phase::failed)) completion(std::move(error));
+        });
     return;
   }
-  pending_.push_back({std::move(frame), std::move(completion)});
+  pending_.push_back(std::move(outgoing));
   if (phase_ == Phase::open) scheduleFlush();
 }
 
@@ -212,8 +288,8 @@ std::optional<PortError> SocketConnection::writePending(Completions& written) {
     std::size_t offset = firstOffset_;
     for (const Outgoing& outgoing : pending_) {
       if (count + 2 > maxPieces) break;
-      addPiece(pieces, count, outgoing.frame.prefix(), offset);
-      addPiece(pieces, count, outgoing.frame.body(), offset);
+      addPiece(pieces, count, outgoing.prefix(), offset);
+      addPiece(pieces, count, outgoing.body(), offset);
     }
     msghdr message{};
     message.msg_iov = pieces.data();
@@ -230,8 +306,8 @@ std::optional<PortError> SocketConnection::writePending(Completions& written) {
 void SocketConnection::advance(std::size_t count, Completions& written) {
   written_ += count;
   firstOffset_ += count;
-  while (!pending_.empty() && firstOffset_ >= pending_.front().frame.size()) {
-    firstOffset_ -= pending_.front().frame.size();
+  while (!pending_.empty() && firstOffset_ >= pending_.front().size()) {
+    firstOffset_ -= pending_.front().size();
     written.push_back(std::move(pending_.front().completion));
     pending_.pop_front();
   }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <variant>
 #include <vector>
 
 #include <QuorlHostCore/Ports/Network.h>
@@ -22,12 +23,16 @@ namespace quorl {
 /// *Ownership*: held by `SocketConnectionHandle` and by the work it has posted.
 class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
  public:
+  /// An accepted connection.
   SocketConnection(std::shared_ptr<IoLoop> loop, Descriptor descriptor, std::optional<HostPort> peer);
+  /// A connection to `peer`, which `start` begins.
+  SocketConnection(std::shared_ptr<IoLoop> loop, HostPort peer);
   ~SocketConnection();
 
   void start(SerialQueue queue, NetworkConnection::StateHandler handler);
   void receive(std::size_t maximum, NetworkConnection::Receive completion);
   void send(OutgoingFrame frame, NetworkConnection::Sent completion);
+  void sendBytes(SharedBytes bytes, NetworkConnection::Sent completion);
   void cancel();
   TransportProgress progress();
   void limitUnsent(std::size_t bytes);
@@ -37,15 +42,21 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   const std::optional<HostPort>& peer() const { return peer_; }
 
  private:
-  enum class Phase : std::uint8_t { idle, open, failed, cancelled };
+  enum class Phase : std::uint8_t { idle, connecting, open, failed, cancelled };
 
   struct Outgoing {
-    OutgoingFrame frame;
+    std::variant<OutgoingFrame, SharedBytes> content;
     NetworkConnection::Sent completion;
+
+    ByteView prefix() const;
+    ByteView body() const;
+    std::size_t size() const { return prefix().size() + body().size(); }
   };
   using Completions = std::vector<NetworkConnection::Sent>;
 
   // On the queue.
+  void finishConnecting();
+  void reportReady();
   void flush();
   void tryReceive();
   void fail(const PortError& error);
@@ -55,6 +66,11 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   void complete(Completions completions, const std::optional<PortError>& error, Phase during);
 
   // With `mutex_` held.
+  void adopt(Descriptor descriptor);
+  void connect();
+  void waitForPeer();
+  void open();
+  void enqueue(Outgoing outgoing);
   std::optional<PortError> writePending(Completions& written);
   void advance(std::size_t count, Completions& written);
   void scheduleFlush();
@@ -108,6 +124,9 @@ class SocketConnectionHandle final : public NetworkConnection {
   }
   void send(OutgoingFrame frame, Sent completion) override {
     connection_->send(std::move(frame), std::move(completion));
+  }
+  void sendBytes(SharedBytes bytes, Sent completion) override {
+    connection_->sendBytes(std::move(bytes), std::move(completion));
   }
   void cancel() override { connection_->cancel(); }
   std::optional<HostPort> remoteEndpoint() const override { return connection_->peer(); }

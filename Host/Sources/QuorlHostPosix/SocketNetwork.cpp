@@ -3,6 +3,7 @@
 
 #include <QuorlHostPosix/IoLoop.h>
 #include <QuorlHostPosix/SocketAddress.h>
+#include <QuorlHostPosix/SocketConnection.h>
 #include <QuorlHostPosix/SocketDatagramSender.h>
 #include <QuorlHostPosix/SocketListener.h>
 #include <QuorlKit/Foundation/Check.h>
@@ -27,6 +28,10 @@ std::expected<std::unique_ptr<NetworkListener>, PortError> SocketNetwork::listen
   else
     listener->reportFailure(socket.error().error);
   return std::make_unique<SocketListenerHandle>(std::move(listener));
+}
+
+std::unique_ptr<NetworkConnection> SocketNetwork::connect(const HostPort& peer) {
+  return std::make_unique<SocketConnectionHandle>(std::make_shared<SocketConnection>(loop_, peer));
 }
 
 std::unique_ptr<DatagramSender> SocketNetwork::openDatagramSender(const HostPort& peer,

@@ -24,11 +24,12 @@ class SocketNetwork final : public Network {
 
   std::expected<std::unique_ptr<NetworkListener>, PortError> listen(std::uint16_t port, SerialQueue queue,
                                                                     ListenerHandlers handlers) override;
+  std::unique_ptr<NetworkConnection> connect(const HostPort& peer) override;
   std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer,
                                                      const std::optional<std::string>& localHost,
                                                      SerialQueue queue) override;
 
-  /// Waits until every accepted connection has been cancelled, for `limit` at most: at the end of the process
+  /// Waits until every connection has been cancelled, for `limit` at most: at the end of the process
   /// the last frames have then left. Returns whether all were.
   bool waitUntilConnectionsEnd(std::chrono::milliseconds limit);
 

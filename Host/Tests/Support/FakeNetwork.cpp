@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <deque>
 #include <utility>
+#include <variant>
 
 #include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlKit/Foundation/Check.h>
@@ -15,8 +16,21 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
   explicit FakeLink(Scheduler& fakeScheduler) : scheduler(fakeScheduler) {}
 
   struct Held {
-    OutgoingFrame frame;
+    std::variant<OutgoingFrame, SharedBytes> content;
     NetworkConnection::Sent completion;
+
+    Bytes encoded() const {
+      const auto* frame = std::get_if<OutgoingFrame>(&content);
+      return frame ? frame->encoded() : *std::get<SharedBytes>(content);
+    }
+    SharedBytes body() const {
+      const auto* frame = std::get_if<OutgoingFrame>(&content);
+      return frame ? frame->sharedBody() : std::get<SharedBytes>(content);
+    }
+    std::size_t size() const {
+      const auto* frame = std::get_if<OutgoingFrame>(&content);
+      return frame ? frame->size() : std::get<SharedBytes>(content)->size();
+    }
   };
 
   Scheduler& scheduler;
@@ -29,6 +43,8 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
   NetworkConnection::Receive pendingReceive;
   std::size_t receiveMaximum = 0;
   std::size_t largestReceive = 0;
+  FakeAnswer answer = FakeAnswer::accepts;
+  bool established = false;
   bool cancelled = false;
   bool released = false;
   std::size_t sendsAfterCancel = 0;
@@ -68,6 +84,22 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
     });
   }
 
+  void begin() {
+    if (answer == FakeAnswer::accepts) {
+      established = true;
+      tellState(NetworkConnection::State::ready);
+      takeHeld();
+    } else if (answer == FakeAnswer::refuses) {
+      fail(PortError{"Connection refused", 111});
+    }
+  }
+
+  void fail(PortError error) {
+    failure = std::move(error);
+    tellState(NetworkConnection::State::failed, *failure);
+    offerReceive();
+  }
+
   void offerReceive() {
     if (!pendingReceive) return;
     deliver([self = shared_from_this()] { self->completeReceive(); });
@@ -86,20 +118,20 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
     completion(chunk, isLast && finished, isLast ? failure : std::nullopt);
   }
 
-  void send(OutgoingFrame frame, NetworkConnection::Sent completion) {
+  void send(Held sent) {
     if (cancelled || released) {
       ++sendsAfterCancel;
       return;
     }
-    held.push_back({std::move(frame), std::move(completion)});
-    if (reading) takeHeld();
+    held.push_back(std::move(sent));
+    takeHeld();
   }
 
   void takeHeld() {
-    while (!held.empty()) {
+    while (established && reading && !held.empty()) {
       Held sent = std::move(held.front());
       held.pop_front();
-      const Bytes bytes = sent.frame.encoded();
+      const Bytes bytes = sent.encoded();
       arrived.insert(arrived.end(), bytes.begin(), bytes.end());
       taken += bytes.size();
       if (acknowledging) acknowledged = taken;
@@ -111,7 +143,7 @@ struct FakeLink : std::enable_shared_from_this<FakeLink> {
 
   std::size_t heldBytes() const {
     std::size_t sum = 0;
-    for (const Held& sent : held) sum += sent.frame.size();
+    for (const Held& sent : held) sum += sent.size();
     return sum;
   }
 
@@ -140,7 +172,7 @@ class FakeConnection final : public NetworkConnection {
   void start(SerialQueue queue, StateHandler handler) override {
     link_->queue = std::move(queue);
     link_->handler = std::move(handler);
-    link_->tellState(State::ready);
+    link_->begin();
   }
   void receive(std::size_t maximum, Receive completion) override {
     QUORL_CHECK(!link_->pendingReceive, "one receive at a time");
@@ -150,7 +182,10 @@ class FakeConnection final : public NetworkConnection {
     link_->offerReceive();
   }
   void send(OutgoingFrame frame, Sent completion) override {
-    link_->send(std::move(frame), std::move(completion));
+    link_->send({std::move(frame), std::move(completion)});
+  }
+  void sendBytes(SharedBytes bytes, Sent completion) override {
+    link_->send({std::move(bytes), std::move(completion)});
   }
   void cancel() override { link_->cancel(); }
   std::optional<HostPort> remoteEndpoint() const override { return link_->remote; }
@@ -251,6 +286,14 @@ std::expected<std::unique_ptr<NetworkListener>, PortError> FakeNetwork::listen(s
   return std::make_unique<FakeListener>(machine_, port, std::move(queue), std::move(handlers));
 }
 
+std::unique_ptr<NetworkConnection> FakeNetwork::connect(const HostPort& peer) {
+  auto [connection, other] = makePair(peer);
+  const auto answer = answers_.find({peer.host, peer.port});
+  links_.back().lock()->answer = answer == answers_.end() ? FakeAnswer::refuses : answer->second;
+  opened.push_back({peer, std::move(other)});
+  return std::move(connection);
+}
+
 std::unique_ptr<DatagramSender> FakeNetwork::openDatagramSender(const HostPort& peer,
                                                                 const std::optional<std::string>& localHost,
                                                                 SerialQueue) {
@@ -326,19 +369,22 @@ void FakePeer::finish() {
 }
 
 void FakePeer::fail(const std::string& why) {
-  link_->failure = PortError{why, 104};
-  link_->tellState(NetworkConnection::State::failed, *link_->failure);
-  link_->offerReceive();
+  link_->fail(PortError{why, 104});
+}
+
+void FakePeer::accept() {
+  link_->answer = FakeAnswer::accepts;
+  link_->begin();
 }
 
 void FakePeer::setReading(bool reading) {
   link_->reading = reading;
-  if (reading) link_->takeHeld();
+  link_->takeHeld();
 }
 
 std::vector<SharedBytes> FakePeer::heldBodies() const {
   std::vector<SharedBytes> bodies;
-  for (const auto& held : link_->held) bodies.push_back(held.frame.sharedBody());
+  for (const auto& held : link_->held) bodies.push_back(held.body());
   return bodies;
 }
 
@@ -351,8 +397,12 @@ void FakePeer::failSends(const std::string& why) {
   link_->sendFailure = PortError{why, 32};
 }
 
+Bytes FakePeer::takeBytes() {
+  return std::exchange(link_->arrived, {});
+}
+
 std::vector<Frame> FakePeer::takeFrames() {
-  const Bytes bytes = std::exchange(link_->arrived, {});
+  const Bytes bytes = takeBytes();
   auto frames = deframer_.feed(bytes);
   QUORL_CHECK(frames.has_value(), "the host sent what is no frame");
   return std::move(*frames);

@@ -42,7 +42,10 @@ class FakeMachine {
   std::multimap<std::uint16_t, FakeListener*> listeners_;
 };
 
-/// The client's end of a connection to the host.
+/// What happens to a connection that the host opens.
+enum class FakeAnswer : std::uint8_t { accepts, refuses, hangs };
+
+/// The other end of a connection that the host has accepted or opened.
 ///
 /// *Queue*: the simulation's one thread. *Lifetime*: may outlive the host's end and the network.
 class FakePeer {
@@ -61,7 +64,11 @@ class FakePeer {
   /// Sends are taken and reported as failed.
   void failSends(const std::string& why);
 
-  /// The bytes that have arrived since the last call.
+  /// Establishes a connection that hangs.
+  void accept();
+
+  /// What has arrived since the last call.
+  Bytes takeBytes();
   std::vector<Frame> takeFrames();
   std::vector<ControlMessage> takeMessages();  // of the control frames; all others are dropped
 
@@ -88,9 +95,19 @@ class FakeNetwork : public Network {
 
   std::expected<std::unique_ptr<NetworkListener>, PortError> listen(std::uint16_t port, SerialQueue queue,
                                                                     ListenerHandlers handlers) override;
+  std::unique_ptr<NetworkConnection> connect(const HostPort& peer) override;
   std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer,
                                                      const std::optional<std::string>& localHost,
                                                      SerialQueue queue) override;
+
+  /// The answer at an address from now on. Without one a connection is refused.
+  void setAnswer(const HostPort& peer, FakeAnswer answer) { answers_[{peer.host, peer.port}] = answer; }
+  struct Opened {
+    HostPort address;
+    std::shared_ptr<FakePeer> peer;
+  };
+  /// The connections that the host has opened, in order.
+  std::vector<Opened> opened;
 
   /// Connects a client. Nothing if there is no listener.
   std::shared_ptr<FakePeer> connect(std::uint16_t port, HostPort from = {"10.0.0.2", 50'000});
@@ -125,6 +142,7 @@ class FakeNetwork : public Network {
   std::shared_ptr<Flakiness> flakiness_;
   std::vector<std::weak_ptr<FakeLink>> links_;
   std::size_t listenAttempts_ = 0;
+  std::map<std::pair<std::string, std::uint16_t>, FakeAnswer> answers_;
 };
 
 }  // namespace quorl::test

@@ -60,6 +60,9 @@ class NetworkConnection {
   /// when the transport has taken the bytes.
   virtual void send(OutgoingFrame frame, Sent completion) = 0;
 
+  /// The same for bytes of another protocol, without a frame around them.
+  virtual void sendBytes(SharedBytes bytes, Sent completion) = 0;
+
   /// Bytes that `send` has accepted still go to the transport if it takes them without waiting.
   virtual void cancel() = 0;
 
@@ -130,6 +133,10 @@ class Network {
   virtual std::expected<std::unique_ptr<NetworkListener>, PortError> listen(std::uint16_t port,
                                                                             SerialQueue queue,
                                                                             ListenerHandlers handlers) = 0;
+
+  /// A TCP connection to a numeric address, not begun before `start`. `ready` follows once it is established,
+  /// `failed` if it cannot be; what is sent before waits. There is no time limit but the system's.
+  virtual std::unique_ptr<NetworkConnection> connect(const HostPort& peer) = 0;
 
   /// `localHost`: the local address to send from, if it matters.
   virtual std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer,
