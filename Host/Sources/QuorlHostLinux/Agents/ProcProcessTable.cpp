@@ -18,7 +18,7 @@
 #include <fmt/format.h>
 
 #include <QuorlHostLinux/Agents/ProcText.h>
-#include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
+#include <QuorlHostPosix/ProcessDescriptor.h>
 #include <QuorlUnix/Descriptor.h>
 
 namespace quorl {

@@ -19,9 +19,9 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostLinux/Agents/BoundedTool.h>
 #include <QuorlHostLinux/Agents/ScreenText.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
+#include <QuorlHostPosix/BoundedTool.h>
 #include <QuorlUnix/Descriptor.h>
 
 namespace quorl {

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
+#include <QuorlHostPosix/ProcessDescriptor.h>
 
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace quorl {
 
-// Both by number: glibc 2.36 declares them without C linkage.
+// pidfd_open(2) and pidfd_send_signal(2), both by number: glibc 2.36 declares them without C linkage.
 
 Descriptor openProcess(pid_t pid) {
   return Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));

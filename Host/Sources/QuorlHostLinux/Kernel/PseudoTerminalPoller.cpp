@@ -7,7 +7,7 @@
 #include <array>
 #include <cerrno>
 
-#include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
+#include <QuorlHostPosix/ProcessDescriptor.h>
 #include <QuorlKit/Foundation/Check.h>
 
 namespace quorl {

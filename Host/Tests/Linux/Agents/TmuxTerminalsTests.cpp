@@ -14,9 +14,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QuorlHostLinux/Agents/BoundedTool.h>
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
+#include <QuorlHostPosix/BoundedTool.h>
 #include <Support/Eventually.h>
 #include <Support/TemporaryFolder.h>
 
@@ -38,36 +38,6 @@ constexpr TerminalKind iterm = TerminalKind::iterm;
 TEST(TmuxText, readsThePanesThatAreNotDead) {
   EXPECT_THAT(TmuxText::parsePanes("0 %0 /dev/pts/1\n1 %1 /dev/pts/2\n0 %2 \n0 %3\nx\n0 %14 /dev/pts/9"),
               ElementsAre(Pair("/dev/pts/1", "%0"), Pair("/dev/pts/9", "%14")));
-}
-
-TEST(BoundedTool, collectsBothStreamsAndTheStatus) {
-  const ToolResult result = runBoundedTool({"/bin/sh", "-c", "echo out; echo err >&2; exit 3"}, 10s);
-  EXPECT_EQ(result.end, ToolEnd::exited);
-  EXPECT_EQ(result.exitStatus, 3);
-  EXPECT_EQ(result.output, "out\n");
-  EXPECT_EQ(result.error, "err\n");
-}
-
-TEST(BoundedTool, killsAToolThatTakesTooLong) {
-  const auto start = std::chrono::steady_clock::now();
-  const ToolResult result = runBoundedTool({"/bin/sh", "-c", "echo out; exec sleep 1000"}, 200ms);
-  EXPECT_EQ(result.end, ToolEnd::timedOut);
-  EXPECT_EQ(result.output, "out\n");
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 20s);
-}
-
-TEST(BoundedTool, reportsWhyNothingWasStarted) {
-  const ToolResult result = runBoundedTool({"/no/such/tool"}, 1s);
-  EXPECT_EQ(result.end, ToolEnd::notStarted);
-  EXPECT_EQ(result.error, "No such file or directory");
-}
-
-TEST(BoundedTool, passesNoDescriptorAndBoundsTheOutput) {
-  EXPECT_EQ(runBoundedTool({"/bin/sh", "-c", "ls /proc/self/fd | wc -l"}, 10s).output, "4\n")
-      << "three streams and the folder that ls reads";
-  const ToolResult flood = runBoundedTool({"/usr/bin/head", "-c", "9000000", "/dev/zero"}, 30s);
-  EXPECT_EQ(flood.end, ToolEnd::exited);
-  EXPECT_EQ(flood.output.size(), 4U * 1024 * 1024);
 }
 
 class Tmux : public testing::Test {
