@@ -11,11 +11,13 @@
 #include <Support/FakeDisplayCatalog.h>
 #include <Support/FakeEventPoster.h>
 #include <Support/FakeFileStore.h>
+#include <Support/FakeListeningSockets.h>
 #include <Support/FakeLoginSessions.h>
 #include <Support/FakeMachineFacts.h>
 #include <Support/FakeMachineMetrics.h>
 #include <Support/FakeMainThread.h>
 #include <Support/FakeNetwork.h>
+#include <Support/FakeNetworkInterfaces.h>
 #include <Support/FakePasteboard.h>
 #include <Support/FakePermissions.h>
 #include <Support/FakeProcessTable.h>
@@ -26,6 +28,7 @@
 #include <Support/FakeSessionFiles.h>
 #include <Support/FakeSound.h>
 #include <Support/FakeTerminalScripting.h>
+#include <Support/FakeToolRunner.h>
 #include <Support/FakeVideoCompressor.h>
 #include <Support/FakeWorkspace.h>
 
@@ -75,6 +78,9 @@ struct FakePlatform {
             .processes = processes,
             .terminals = terminals,
             .sessionFiles = sessionFiles,
+            .listeningSockets = listeningSockets,
+            .interfaces = interfaces,
+            .tools = tools,
             .applicationSupportDirectory = "/home/" + user + "/data"};
   }
 
@@ -104,6 +110,9 @@ struct FakePlatform {
   std::shared_ptr<FakeProcessTable> processes = std::make_shared<FakeProcessTable>();
   std::shared_ptr<FakeTerminalScripting> terminals = std::make_shared<FakeTerminalScripting>();
   std::shared_ptr<FakeSessionFiles> sessionFiles = std::make_shared<FakeSessionFiles>();
+  std::shared_ptr<FakeListeningSockets> listeningSockets = std::make_shared<FakeListeningSockets>();
+  std::shared_ptr<FakeNetworkInterfaces> interfaces = std::make_shared<FakeNetworkInterfaces>();
+  std::shared_ptr<FakeToolRunner> tools = std::make_shared<FakeToolRunner>();
 };
 
 }  // namespace quorl::test

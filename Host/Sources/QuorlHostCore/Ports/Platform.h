@@ -8,11 +8,14 @@
 #include <QuorlHostCore/Ports/DisplayCatalog.h>
 #include <QuorlHostCore/Ports/EventPoster.h>
 #include <QuorlHostCore/Ports/FileStore.h>
+#include <QuorlHostCore/Ports/ListeningSockets.h>
 #include <QuorlHostCore/Ports/LoginSessions.h>
 #include <QuorlHostCore/Ports/MachineFacts.h>
 #include <QuorlHostCore/Ports/MachineMetrics.h>
 #include <QuorlHostCore/Ports/MainThread.h>
 #include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostCore/Ports/NetworkInterfaces.h>
+#include <QuorlHostCore/Ports/OverlayPlaces.h>
 #include <QuorlHostCore/Ports/Pasteboard.h>
 #include <QuorlHostCore/Ports/Permissions.h>
 #include <QuorlHostCore/Ports/ProcessTable.h>
@@ -23,6 +26,7 @@
 #include <QuorlHostCore/Ports/SessionFiles.h>
 #include <QuorlHostCore/Ports/Sound.h>
 #include <QuorlHostCore/Ports/TerminalScripting.h>
+#include <QuorlHostCore/Ports/ToolRunner.h>
 #include <QuorlHostCore/Ports/VideoCompressor.h>
 #include <QuorlHostCore/Ports/WindowControl.h>
 #include <QuorlHostCore/Ports/Workspace.h>
@@ -61,6 +65,10 @@ struct Platform {
   std::shared_ptr<ProcessTable> processes;
   std::shared_ptr<TerminalScripting> terminals;
   std::shared_ptr<SessionFiles> sessionFiles;
+  std::shared_ptr<ListeningSockets> listeningSockets;
+  std::shared_ptr<NetworkInterfaces> interfaces;
+  std::shared_ptr<ToolRunner> tools;
+  OverlayPlaces overlays;
   std::string applicationSupportDirectory;  // absolute; the host's own folder in it is "QuorlHost"
 };
 
