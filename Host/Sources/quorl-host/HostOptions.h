@@ -22,8 +22,8 @@ HostOptions parseHostOptions(const std::vector<std::string>& arguments);
 /// The line that names the source of the PIN.
 std::string pinAnnouncement(const HostOptions& options);
 
-/// The value of QUORL_HOST_PORT, with which tests run hosts beside the one on the standard port. Absent
-/// unless it is a port number above 0.
+/// The value of QUORL_HOST_PORT or QUORL_RELAY_PORT, with which tests run hosts beside the one on the
+/// standard ports. Absent unless it is a port number above 0.
 std::optional<std::uint16_t> parseTestPort(const std::optional<std::string>& value);
 
 }  // namespace quorl

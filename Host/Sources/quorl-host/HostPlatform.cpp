@@ -9,6 +9,9 @@
 #include <QuorlHostLinux/Applications/DesktopFile.h>
 #include <QuorlHostLinux/Applications/DesktopWorkspace.h>
 #include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
+#include <QuorlHostLinux/Network/LinuxNetworkInterfaces.h>
+#include <QuorlHostLinux/Network/LinuxOverlayPlaces.h>
+#include <QuorlHostLinux/Sockets/KernelListeningSockets.h>
 #include <QuorlHostLinux/Sound/PulseSoundCapture.h>
 #include <QuorlHostLinux/SoundCoding/AACCompressor.h>
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
@@ -17,6 +20,7 @@
 #include <QuorlHostLinux/System/ProcMachineMetrics.h>
 #include <QuorlHostPosix/PosixFileStore.h>
 #include <QuorlHostPosix/PosixPseudoTerminals.h>
+#include <QuorlHostPosix/PosixToolRunner.h>
 #include <QuorlHostPosix/UserFolders.h>
 
 #include "Desktops.h"
@@ -59,6 +63,10 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.compressors = makeLinuxVideoCompressors();
   platform_.sound = std::make_shared<PulseSoundCapture>();
   platform_.soundCompressors = makeAACCompressors();
+  platform_.listeningSockets = std::make_shared<KernelListeningSockets>();
+  platform_.interfaces = std::make_shared<LinuxNetworkInterfaces>();
+  platform_.tools = std::make_shared<PosixToolRunner>(processEnvironment()("PATH").value_or(""));
+  platform_.overlays = linuxOverlayPlaces();
   desktopFor(processEnvironment()).addTo(platform_);
 }
 

@@ -34,6 +34,7 @@ HostCoreConfig configurationFor(const HostOptions& options) {
   HostCoreConfig config = HostCoreConfig::menuBar;
   config.fixedPIN = options.pin;
   if (const auto port = parseTestPort(processEnvironment()("QUORL_HOST_PORT"))) config.port = *port;
+  if (const auto port = parseTestPort(processEnvironment()("QUORL_RELAY_PORT"))) config.relayPort = *port;
   return config;
 }
 

@@ -17,6 +17,7 @@ struct HostCoreConfig {
   bool enableBackgroundServices = false;
   bool multiUserPortHandoff = false;  // the session port follows the console user
   bool enableTerminalBridge = false;
+  std::uint16_t relayPort = 47'901;  // another one only for tests, which run several hosts
 
   /// The application's configuration.
   static const HostCoreConfig menuBar;

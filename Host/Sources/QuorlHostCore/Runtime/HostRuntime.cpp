@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Runtime/HostRuntime.h>
 
+#include <set>
 #include <utility>
 
 #include <fmt/format.h>
@@ -14,12 +15,15 @@
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Network/NetworkStatusProvider.h>
+#include <QuorlHostCore/Scanner/ServiceScanner.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Sound/AudioStreamer.h>
 #include <QuorlHostCore/Trust/PairingState.h>
 #include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlHostCore/Users/UserSessionManager.h>
+#include <QuorlKit/WireProtocol.h>
 
 namespace quorl {
 
@@ -53,6 +57,15 @@ std::shared_ptr<AgentRegistry> makeAgents(const HostCoreConfig& config, const Pl
       *platform.scheduler, platform.terminals,
       config.enableTerminalBridge ? TerminalBridgeUse::enabled : TerminalBridgeUse::disabled);
   return AgentRegistry::make(platform, std::move(stores));
+}
+
+// A host of another user has the standard ports.
+std::shared_ptr<ServiceScanner> makeScanner(const HostCoreConfig& config, const Platform& platform) {
+  if (!platform.listeningSockets) return nullptr;
+  const std::set<std::uint16_t> hostPorts{WireProtocol::defaultPort, HostCoreConfig::menuBar.relayPort,
+                                          config.port, config.relayPort};
+  return std::make_shared<ServiceScanner>(*platform.scheduler, platform.listeningSockets, platform.network,
+                                          hostPorts);
 }
 
 std::shared_ptr<ClipboardSync> makeClipboard(const Platform& platform) {
@@ -92,17 +105,22 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
       agents_(
           makeAgents(config_, platform,
                      {.trustStore = trustStore_, .catalog = catalog_, .extras = extras_, .bridge = nullptr})),
+      scanner_(makeScanner(config_, platform)),
       clipboard_(makeClipboard(platform)),
       audio_(makeAudio(platform)),
       injector_(
           std::make_shared<InputInjector>(platform, [store = trustStore_] { return store->settings(); })),
+      network_(std::make_shared<NetworkStatusProvider>(
+          platform, HostPorts{.session = config_.port, .relay = config_.relayPort})),
       users_(std::make_shared<UserSessionManager>(scheduler_, platform.loginSessions)),
       services_(std::make_shared<HostServices>(HostServices{.trustStore = trustStore_,
                                                             .pairing = pairing_,
                                                             .stateProvider = stateProvider_,
                                                             .clipboard = clipboard_,
                                                             .audio = audio_,
+                                                            .scanner = scanner_,
                                                             .injector = injector_,
+                                                            .network = network_,
                                                             .users = users_,
                                                             .agents = agents_,
                                                             .catalog = catalog_,
@@ -134,6 +152,10 @@ void HostRuntime::wire() {
     provider->setAudience(hasClients ? HostStateProvider::Audience::present
                                      : HostStateProvider::Audience::absent);
   });
+  if (scanner_) wireServiceList();
+  network_->setOnChange([broadcast = services_->broadcast](const NetworkStatus& status) {
+    broadcast(message::NetworkStatus{status});
+  });
   if (agents_) agents_->setBroadcastControl(services_->broadcast);
   if (clipboard_)
     clipboard_->setBroadcast([broadcast = services_->broadcast](const ClipboardPayload& payload) {
@@ -141,11 +163,20 @@ void HostRuntime::wire() {
     });
 }
 
+void HostRuntime::wireServiceList() {
+  scanner_->setOnChange([weak = std::weak_ptr(services_)](const ServiceScanner::Services& scanned) {
+    if (const auto services = weak.lock())
+      services->broadcast(message::ServiceList{services->withCustomServices(scanned)});
+  });
+}
+
 std::expected<void, PortError> HostRuntime::start() {
   if (auto started = server_->start(); !started) return started;
   if (config_.enableBackgroundServices) stateProvider_->start();
   if (config_.enableBackgroundServices && agents_) agents_->start();
+  if (config_.enableBackgroundServices && scanner_) scanner_->start();
   if (config_.enableBackgroundServices && clipboard_) clipboard_->start();
+  if (config_.enableBackgroundServices) network_->start();
   if (config_.multiUserPortHandoff) {
     users_->observeConsoleUser([weak = weak_from_this()](const std::optional<std::string>&) {
       const auto runtime = weak.lock();
@@ -178,7 +209,9 @@ void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   } else {
     agentsHaveEnded();
   }
+  if (scanner_) scanner_->stop();
   if (clipboard_) clipboard_->stop();
+  network_->stop();
   // The process may end right after this; `bye` must have left by then.
   server_->waitForClosing();
 }

@@ -19,7 +19,9 @@ class ConnectionServer;
 class HostExtrasStore;
 class HostStateProvider;
 class InputInjector;
+class NetworkStatusProvider;
 class PairingState;
+class ServiceScanner;
 class TrustStore;
 class UserSessionManager;
 struct HostServices;
@@ -47,11 +49,13 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const HostCoreConfig& config() const { return config_; }
   const std::shared_ptr<TrustStore>& trustStore() const { return trustStore_; }
   const std::shared_ptr<PairingState>& pairing() const { return pairing_; }
+  const std::shared_ptr<NetworkStatusProvider>& network() const { return network_; }
   const std::shared_ptr<ConnectionServer>& server() const { return server_; }
 
  private:
   HostRuntime(HostCoreConfig config, Platform platform);
   void wire();
+  void wireServiceList();
   void broadcastUserList();
 
   const HostCoreConfig config_;
@@ -62,9 +66,11 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const std::shared_ptr<AgentCatalog> catalog_;  // these three are absent on a platform without terminals
   const std::shared_ptr<HostExtrasStore> extras_;
   const std::shared_ptr<AgentRegistry> agents_;
-  const std::shared_ptr<ClipboardSync> clipboard_;  // these two are absent on a platform without the service
+  const std::shared_ptr<ServiceScanner> scanner_;  // these three are absent on a platform without the service
+  const std::shared_ptr<ClipboardSync> clipboard_;
   const std::shared_ptr<AudioStreamer> audio_;
   const std::shared_ptr<InputInjector> injector_;
+  const std::shared_ptr<NetworkStatusProvider> network_;
   const std::shared_ptr<UserSessionManager> users_;
   const std::shared_ptr<HostServices> services_;
   const std::shared_ptr<ConnectionServer> server_;

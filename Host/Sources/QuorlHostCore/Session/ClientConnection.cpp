@@ -8,6 +8,7 @@
 #include <QuorlHostCore/Agents/Registry/AgentRegistry.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Network/NetworkStatusProvider.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Sound/AudioStreamer.h>
 
@@ -288,6 +289,10 @@ void ClientConnection::pushInitialState() {
   services_->stateProvider->buildState([weak = weak_from_this()](HostState state) {
     if (const auto self = weak.lock()) self->sendControl(message::HostState{std::move(state)});
   });
+  if (services_->network)
+    services_->network->snapshot([weak = weak_from_this()](NetworkStatus status) {
+      if (const auto self = weak.lock()) self->sendControl(message::NetworkStatus{std::move(status)});
+    });
   if (services_->agents) {
     services_->agents->currentList([weak = weak_from_this()](std::vector<AgentDescriptor> list) {
       if (const auto self = weak.lock()) self->sendControl(message::AgentList{std::move(list)});

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Session/HostServices.h>
 
+#include <utility>
+
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
+#include <QuorlHostCore/Scanner/ServiceScanner.h>
 
 namespace quorl {
 
@@ -11,7 +14,14 @@ std::vector<UserAccount> HostServices::buildUserAccounts() const {
 }
 
 std::vector<ServiceDescriptor> HostServices::serviceList() const {
-  return extras ? extras->serviceDescriptors() : std::vector<ServiceDescriptor>();
+  return withCustomServices(scanner ? scanner->services() : std::vector<ServiceDescriptor>());
+}
+
+std::vector<ServiceDescriptor> HostServices::withCustomServices(
+    std::vector<ServiceDescriptor> scanned) const {
+  if (!extras) return scanned;
+  for (ServiceDescriptor& service : extras->serviceDescriptors()) scanned.push_back(std::move(service));
+  return scanned;
 }
 
 }  // namespace quorl

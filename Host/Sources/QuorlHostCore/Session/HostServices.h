@@ -20,7 +20,9 @@ class ClipboardSync;
 class HostExtrasStore;
 class HostStateProvider;
 class InputInjector;
+class NetworkStatusProvider;
 class PairingState;
+class ServiceScanner;
 class TrustStore;
 class UserSessionManager;
 
@@ -34,7 +36,9 @@ struct HostServices {
   std::shared_ptr<HostStateProvider> stateProvider;
   std::shared_ptr<ClipboardSync> clipboard;  // absent on a platform without a clipboard
   std::shared_ptr<AudioStreamer> audio;      // absent on a platform without sound
+  std::shared_ptr<ServiceScanner> scanner;   // absent on a platform that cannot list its sockets
   std::shared_ptr<InputInjector> injector;
+  std::shared_ptr<NetworkStatusProvider> network;
   std::shared_ptr<UserSessionManager> users;
   std::shared_ptr<AgentRegistry> agents;  // these three are absent on a platform without terminals
   std::shared_ptr<AgentCatalog> catalog;
@@ -45,8 +49,11 @@ struct HostServices {
 
   /// May wait for the platform; call it as blocking work.
   std::vector<UserAccount> buildUserAccounts() const;
-  /// The web services that clients are shown. Waits for the store.
+  /// The web services that clients are shown: those of the scanner, then the user's own. Waits for the
+  /// scanner and the store.
   std::vector<ServiceDescriptor> serviceList() const;
+  /// The same with this list of the scanner, for callers on its queue. Waits for the store.
+  std::vector<ServiceDescriptor> withCustomServices(std::vector<ServiceDescriptor> scanned) const;
 };
 
 }  // namespace quorl

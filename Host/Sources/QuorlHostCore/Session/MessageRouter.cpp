@@ -12,6 +12,7 @@
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
+#include <QuorlHostCore/Network/NetworkStatusProvider.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Session/InputRouter.h>
 #include <QuorlHostCore/Session/StreamTable.h>
@@ -68,6 +69,12 @@ void launchApp(RoutedSession& session, const LaunchApp& request) {
 void findHostState(const Services& services, RoutedSession::Answer answer) {
   services->stateProvider->buildState(
       [answer = std::move(answer)](HostState state) { answer(message::HostState{std::move(state)}); });
+}
+
+void findNetworkStatus(const Services& services, RoutedSession::Answer answer) {
+  services->network->snapshot([answer = std::move(answer)](NetworkStatus status) {
+    answer(message::NetworkStatus{std::move(status)});
+  });
 }
 
 void findClipboard(const Services& services, RoutedSession::Answer answer) {
@@ -201,6 +208,9 @@ consteval RoutingTable sessionRoutes(RoutingTable table) {
           [](Session& session, const message::LaunchApp& request) { launchApp(session, request._0); })
       .on<message::RequestHostState>(
           [](Session& session, const auto&) { session.answer(Question::hostState, findHostState); })
+      .on<message::RequestNetworkStatus>([](Session& session, const auto&) {
+        if (session.services()->network) session.answer(Question::networkStatus, findNetworkStatus);
+      })
       .on<message::RequestUserList>(
           [](Session& session, const auto&) { session.answer(Question::userList, findUserList); })
       .on<message::Bye>([](Session& session, const auto&) { session.end(); });

@@ -7,7 +7,14 @@
 namespace quorl {
 
 /// Questions that a service answers later, with its newest state.
-enum class Question : std::uint8_t { hostState, clipboard, agentList, externalAgents, userList };
+enum class Question : std::uint8_t {
+  hostState,
+  networkStatus,
+  clipboard,
+  agentList,
+  externalAgents,
+  userList,
+};
 
 /// Keeps one client's questions of one kind from piling up: questions that arrive while one is being answered
 /// share one further answer, because the state may have changed meanwhile.
