@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "FakeWeb.h"
+#include <Support/FakeWeb.h>
 
 namespace quorl::test {
 namespace {

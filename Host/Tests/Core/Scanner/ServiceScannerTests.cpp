@@ -7,7 +7,7 @@
 #include <Support/FakeListeningSockets.h>
 #include <Support/LogRecorder.h>
 
-#include "FakeWeb.h"
+#include <Support/FakeWeb.h>
 
 namespace quorl::test {
 namespace {
