@@ -262,7 +262,7 @@ void FakeHost::acknowledge(Client& client, bool authenticated) {
   send(client, ControlMessage(message::HelloAck{
                    {client.behaviour.protocolVersion, device_, client.nonce, authenticated}}));
   if (!authenticated) return;
-  send(client, ControlMessage(message::ServiceList{}));
+  send(client, ControlMessage(message::ServiceList{client.behaviour.services}));
   for (const auto& frame : client.behaviour.pushes) send(client, frame);
 }
 
@@ -274,6 +274,8 @@ bool FakeHost::handleControl(Client& client, const ControlMessage& message) {
   }
   if (std::holds_alternative<message::RequestNetworkStatus>(message) && behaviour.networkStatus)
     send(client, ControlMessage(message::NetworkStatus{*behaviour.networkStatus}));
+  if (std::holds_alternative<message::RequestServiceList>(message))
+    send(client, ControlMessage(message::ServiceList{behaviour.services}));
   if (const auto* echo = std::get_if<message::EchoRequest>(&message);
       echo != nullptr && behaviour.answersEchoes)
     send(client, ControlMessage(message::EchoReply{echo->_0}));

@@ -41,6 +41,8 @@ struct HostBehaviour {
   /// Sent to each client after it is authenticated.
   std::vector<OutgoingFrame> pushes;
   std::optional<NetworkStatus> networkStatus;
+  /// Also sent after the authentication.
+  std::vector<ServiceDescriptor> services;
   bool answersEchoes = true;
   std::optional<ClipboardContent> clipboard;
   /// Sent once when input or text arrives.

@@ -35,6 +35,7 @@ std::span<const Command> commandTable();
 /// One file per group.
 std::vector<Command> hostCommands();         // discover, pair, hosts, forget
 std::vector<Command> hostStateCommands();    // info, launch
+std::vector<Command> serviceCommands();      // services, open, network
 std::vector<Command> sessionCommands();      // echo, send
 std::vector<Command> videoCommands();        // shot, record, stats
 std::vector<Command> fitCommands();          // fit

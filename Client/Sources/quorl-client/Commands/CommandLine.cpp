@@ -10,9 +10,9 @@ namespace {
 
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
-  for (auto group : {hostCommands(), hostStateCommands(), sessionCommands(), videoCommands(), fitCommands(),
-                     soundCommands(), inputCommands(), clipboardCommands(), agentCommands(), attachCommands(),
-                     agentSourceCommands()})
+  for (auto group : {hostCommands(), hostStateCommands(), serviceCommands(), sessionCommands(),
+                     videoCommands(), fitCommands(), soundCommands(), inputCommands(), clipboardCommands(),
+                     agentCommands(), attachCommands(), agentSourceCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }

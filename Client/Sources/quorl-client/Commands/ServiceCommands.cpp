@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include <fmt/format.h>
+
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Commands/AgentExchange.h>
+#include <quorl-client/Commands/CommandContext.h>
+#include <quorl-client/Commands/HostStateText.h>
+#include <quorl-client/Commands/RelayURL.h>
+#include <quorl-client/Commands/TextTable.h>
+
+namespace quorl::client {
+namespace {
+
+using Services = std::vector<ServiceDescriptor>;
+
+std::string hostOf(const Arguments& arguments) {
+  return arguments.positional().empty() ? std::string() : arguments.positional()[0];
+}
+
+template <class Case>
+Outcome<decltype(Case::_0)> ask(Session& session, Deadline deadline, const ControlMessage& request,
+                                std::string_view tooLate) {
+  if (auto sent = session.send(request); !sent) return std::unexpected(sent.error());
+  decltype(Case::_0) answer;
+  const auto awaited = awaitMessage(session, deadline, "proto.", tooLate, [&](const ControlMessage& message) {
+    const auto* found = std::get_if<Case>(&message);
+    if (found != nullptr) answer = found->_0;
+    return found != nullptr;
+  });
+  if (!awaited) return std::unexpected(awaited.error());
+  return answer;
+}
+
+Outcome<Services> fetchServices(Session& session, Deadline deadline) {
+  return ask<message::ServiceList>(session, deadline, ControlMessage(message::RequestServiceList{}),
+                                   "the host did not list its web services in time");
+}
+
+Outcome<NetworkStatus> fetchNetworkStatus(Session& session, Deadline deadline) {
+  return ask<message::NetworkStatus>(session, deadline, ControlMessage(message::RequestNetworkStatus{}),
+                                     "the host did not send its network status in time");
+}
+
+// services
+
+void printServices(Output& output, const Services& services) {
+  if (services.empty()) return output.note("No web services.");
+  TextTable table({{"PORT", Column::right}, {"PID", Column::right}, {"PROCESS"}, {"REACH"}, {"TITLE"}});
+  for (const ServiceDescriptor& service : services)
+    table.add({std::to_string(service.port), service.pid == 0 ? "-" : std::to_string(service.pid),
+               printable(service.processName), service.loopbackOnly ? "host only" : "network",
+               printable(service.title.value_or(""))});
+  for (const std::string& line : table.lines()) output.line(line);
+}
+
+Outcome<void> runServices(const Arguments& arguments, CommandContext& context) {
+  const bool asJSON = arguments.has("--json");
+  const auto print = [&](const Services& services) {
+    if (!asJSON) return printServices(context.output, services);
+    printRecord(context.output, services);
+  };
+  if (arguments.has("--follow"))
+    return followMessages(
+        arguments, context,
+        [&](const ControlMessage& message) {
+          if (const auto* list = std::get_if<message::ServiceList>(&message)) print(list->_0);
+        },
+        hostOf(arguments));
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  const auto session = openSession(arguments, context, hostOf(arguments), *deadline);
+  if (!session) return std::unexpected(session.error());
+  const auto services = fetchServices(**session, *deadline);
+  if (!services) return std::unexpected(services.error());
+  closeSession(**session);
+  print(*services);
+  return {};
+}
+
+// network
+
+Outcome<void> runNetwork(const Arguments& arguments, CommandContext& context) {
+  const bool asJSON = arguments.has("--json");
+  const auto print = [&](const NetworkStatus& status) {
+    if (asJSON) return printRecord(context.output, status);
+    for (const std::string& line : networkLines(status)) context.output.line(line);
+    if (status.actionURL) context.output.line("  " + printable(status.actionURL->absolute));
+  };
+  if (arguments.has("--follow"))
+    return followMessages(
+        arguments, context,
+        [&](const ControlMessage& message) {
+          if (const auto* status = std::get_if<message::NetworkStatus>(&message)) print(status->_0);
+        },
+        hostOf(arguments));
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  const auto session = openSession(arguments, context, hostOf(arguments), *deadline);
+  if (!session) return std::unexpected(session.error());
+  const auto status = fetchNetworkStatus(**session, *deadline);
+  if (!status) return std::unexpected(status.error());
+  closeSession(**session);
+  print(*status);
+  return {};
+}
+
+// open
+
+Outcome<void> openInBrowser(const std::string& url) {
+  const std::array<const char*, 3> arguments{"xdg-open", url.c_str(), nullptr};
+  pid_t pid = -1;
+  const int error =
+      posix_spawnp(&pid, arguments[0], nullptr, nullptr, const_cast<char* const*>(arguments.data()), environ);
+  if (error != 0)
+    return failed(ExitCode::failure, fmt::format("xdg-open cannot be started: {}", std::strerror(error)),
+                  "Install the package xdg-utils, or open the URL that is printed without --browser.");
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    return failed(ExitCode::failure, "xdg-open found no browser",
+                  "Open the URL that is printed without --browser.");
+  return {};
+}
+
+Outcome<std::uint16_t> servicePort(const Arguments& arguments) {
+  const std::string& word = arguments.positional()[0];
+  const auto port = parseInteger(word);
+  if (!port || *port < 1 || *port > UINT16_MAX)
+    return failed(ExitCode::usage, fmt::format("'{}' is no port", printable(word)),
+                  "'quorl_client services' lists the ports.");
+  return static_cast<std::uint16_t>(*port);
+}
+
+Outcome<std::string> urlOfService(const Arguments& arguments, CommandContext& context, std::uint16_t port) {
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  const auto contents = context.book.load();
+  if (!contents) return std::unexpected(contents.error());
+  const auto host = chosenHost(arguments, *contents);
+  if (!host) return std::unexpected(host.error());
+  const auto session = openSession(arguments, context, {}, *deadline);
+  if (!session) return std::unexpected(session.error());
+  const auto services = fetchServices(**session, *deadline);
+  if (!services) return std::unexpected(services.error());
+  const auto status = fetchNetworkStatus(**session, *deadline);
+  if (!status) return std::unexpected(status.error());
+  closeSession(**session);
+  if (std::ranges::find(*services, port, &ServiceDescriptor::port) == services->end())
+    return failed(ExitCode::failure, fmt::format("the host has found no web service on port {}", port),
+                  "It looks every 20 seconds. 'quorl_client services' lists what it has found.");
+  const auto& words = arguments.positional();
+  return relayURL({.host = host->address,
+                   .relayPort = status->relayPort,
+                   .servicePort = port,
+                   .path = words.size() > 1 ? words[1] : "/"},
+                  host->token);
+}
+
+Outcome<void> runOpen(const Arguments& arguments, CommandContext& context) {
+  const auto port = servicePort(arguments);
+  if (!port) return std::unexpected(port.error());
+  const auto url = urlOfService(arguments, context, *port);
+  if (!url) return std::unexpected(url.error());
+  if (arguments.has("--browser")) return openInBrowser(*url);
+  context.output.line(*url);
+  context.output.note(
+      "The URL carries this client's token, which gives access to the host: keep it private.");
+  return {};
+}
+
+const OptionSpec json{"--json", "", "JSON, one line"};
+const OptionSpec follow{"--follow", "", "print every change until interrupted"};
+
+}  // namespace
+
+std::vector<Command> serviceCommands() {
+  std::vector<Command> commands;
+  commands.push_back(
+      {.name = "services",
+       .arguments = "[HOST]",
+       .summary = "list the web services of a host",
+       .details = "The host looks for them every 20 seconds. REACH says whether the service itself can be\n"
+                  "reached from the network; 'open' reaches all of them. Without a PID, the service is the\n"
+                  "user's own entry or a process of another user.\n",
+       .options = {follow, json},
+       .maximumPositional = 1,
+       .examples = {"services", "services desk.local --json", "services --follow"},
+       .run = runServices});
+  commands.push_back(
+      {.name = "open",
+       .arguments = "PORT [PATH]",
+       .summary = "print or open the URL of a web service of a host",
+       .details =
+           "The URL leads through the host's relay and carries this client's token, which gives access\n"
+           "to the host: keep it private. --browser passes it to xdg-open, where other users of this\n"
+           "machine can see it in the list of processes for a moment.\n",
+       .options = {{"--browser", "", "open it in the browser instead of printing it"}},
+       .minimumPositional = 1,
+       .maximumPositional = 2,
+       .examples = {"open 3000", "open 3000 /admin?tab=users", "open 3000 --browser"},
+       .run = runOpen});
+  commands.push_back({.name = "network",
+                      .arguments = "[HOST]",
+                      .summary = "show how a host can be reached",
+                      .details = "The overlay network, its names and addresses, the addresses in the LAN and "
+                                 "the ports.\n",
+                      .options = {follow, json},
+                      .maximumPositional = 1,
+                      .examples = {"network", "network desk.local --json", "network --follow"},
+                      .run = runNetwork});
+  return commands;
+}
+
+}  // namespace quorl::client
