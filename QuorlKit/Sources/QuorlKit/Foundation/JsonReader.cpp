@@ -8,6 +8,7 @@
 #include <optional>
 
 #include <QuorlKit/Foundation/JsonText.h>
+#include <QuorlKit/Foundation/SecretText.h>
 #include <QuorlKit/Foundation/UTF8.h>
 
 namespace quorl {
@@ -286,6 +287,11 @@ bool JsonReader::readString(std::string& value) {
   if (!readStringView(text)) return false;
   value.assign(text);
   return true;
+}
+
+void JsonReader::wipeScratch() {
+  overwrite(scratch_);
+  scratch_.clear();
 }
 
 // A string without escapes is a piece of the input; the first escape moves the work to `scratch_`.

@@ -65,6 +65,8 @@ class JsonReader {
   [[nodiscard]] bool readString(std::string& value);
   /// Valid until the next read.
   [[nodiscard]] bool readStringView(std::string_view& value);
+  /// Overwrites what a text with escapes left in the reader. Views of that text end.
+  void wipeScratch();
   [[nodiscard]] bool skipValue();
   /// True if only white space is left.
   [[nodiscard]] bool finish();

@@ -7,6 +7,7 @@
 
 #include <QuorlKit/Foundation/ByteView.h>
 #include <QuorlKit/Foundation/Record.h>
+#include <QuorlKit/Foundation/SecretText.h>
 
 namespace quorl {
 
@@ -31,7 +32,7 @@ BOOST_DESCRIBE_STRUCT(UserAccount, (), (uid, username, fullName, isLoggedIn, isA
 
 struct SwitchUserRequest {
   std::uint32_t uid = 0;
-  std::optional<std::string> unlockPassword;
+  std::optional<SecretText> unlockPassword;
 
   bool operator==(const SwitchUserRequest&) const = default;
 };
@@ -52,7 +53,7 @@ BOOST_DESCRIBE_STRUCT(UserSwitchResult, (), (uid, status, message, secureInputAc
 
 struct CredentialCheck {
   std::string username;
-  std::string password;
+  SecretText password;
 
   bool operator==(const CredentialCheck&) const = default;
 };

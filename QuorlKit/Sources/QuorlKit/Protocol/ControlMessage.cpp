@@ -39,6 +39,13 @@ bool ControlMessage::equals(const ControlMessage& other) const {
   return static_cast<const ControlMessageCases&>(*this) == static_cast<const ControlMessageCases&>(other);
 }
 
+bool holdsSecret(const ControlMessage& message) {
+  const auto* request = std::get_if<message::SwitchUser>(&message);
+  return std::holds_alternative<message::UnlockSession>(message) ||
+         std::holds_alternative<message::VerifyCredentials>(message) ||
+         (request != nullptr && request->_0.unlockPassword);
+}
+
 namespace ControlCoder {
 
 std::expected<Bytes, CodingError> encode(const ControlMessage& message) {

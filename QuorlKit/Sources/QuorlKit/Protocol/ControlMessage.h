@@ -221,7 +221,7 @@ using UserSwitchResult = UnlabelledCase<"userSwitchResult", quorl::UserSwitchRes
 // C
 struct UnlockSession {
   static constexpr std::string_view key = "unlockSession";
-  std::string password;
+  SecretText password;
 
   bool operator==(const UnlockSession&) const = default;
 };
@@ -293,6 +293,9 @@ class ControlMessage : public ControlMessageCases {
   ControlMessage(std::size_t index, void* message);
   bool equals(const ControlMessage& other) const;
 };
+
+/// Whether the message holds a `SecretText`, so that its bytes should be overwritten after use.
+bool holdsSecret(const ControlMessage& message);
 
 /// The JSON (RFC 8259) of control messages, in both directions:
 ///

@@ -137,6 +137,14 @@ bool decode(JsonReader& reader, std::string& value) {
   return reader.readStringView(text);
 }
 
+bool decode(JsonReader& reader, SecretText& value) {
+  std::string_view text;
+  const bool isText = reader.readStringView(text);
+  if (isText && reader.keepsValues()) value = SecretText(text);
+  reader.wipeScratch();
+  return isText;
+}
+
 bool decode(JsonReader& reader, Bytes& value) {
   std::string_view text;
   if (!reader.readStringView(text)) return false;
@@ -196,6 +204,11 @@ bool encode(JsonWriter& writer, const double& value) {
 
 bool encode(JsonWriter& writer, const std::string& value) {
   writer.writeString(value);
+  return true;
+}
+
+bool encode(JsonWriter& writer, const SecretText& value) {
+  writer.writeString(value.view());
   return true;
 }
 

@@ -25,6 +25,7 @@
 #include <QuorlKit/Foundation/JsonReader.h>
 #include <QuorlKit/Foundation/JsonWriter.h>
 #include <QuorlKit/Foundation/Record.h>
+#include <QuorlKit/Foundation/SecretText.h>
 #include <QuorlKit/Foundation/TaggedUnion.h>
 #include <QuorlKit/Foundation/URL.h>
 #include <QuorlKit/Foundation/UUID.h>
@@ -62,6 +63,7 @@ bool decodeCases(JsonReader& reader, void* variant, std::span<const CaseCodec> c
 bool decode(JsonReader& reader, bool& value);
 bool decode(JsonReader& reader, double& value);
 bool decode(JsonReader& reader, std::string& value);
+bool decode(JsonReader& reader, SecretText& value);
 bool decode(JsonReader& reader, Bytes& value);
 bool decode(JsonReader& reader, UUID& value);
 bool decode(JsonReader& reader, URL& value);
@@ -72,6 +74,7 @@ bool decode(JsonReader& reader, std::map<std::string, std::string>& value);
 bool encode(JsonWriter& writer, const bool& value);
 bool encode(JsonWriter& writer, const double& value);
 bool encode(JsonWriter& writer, const std::string& value);
+bool encode(JsonWriter& writer, const SecretText& value);
 bool encode(JsonWriter& writer, const Bytes& value);
 bool encode(JsonWriter& writer, const UUID& value);
 bool encode(JsonWriter& writer, const URL& value);
