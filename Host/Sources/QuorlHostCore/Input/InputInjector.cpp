@@ -4,12 +4,14 @@
 #include <array>
 #include <atomic>
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <map>
 #include <set>
 
 #include <QuorlHostCore/Concurrency/Timer.h>
 #include <QuorlHostCore/Input/InputHolds.h>
+#include <QuorlHostCore/Input/PasswordKeys.h>
 #include <QuorlHostCore/Input/TextChunks.h>
 #include <QuorlHostCore/Log/Log.h>
 
@@ -19,6 +21,9 @@ namespace {
 
 // Pixels of scrolling for a magnification of 1.
 constexpr double pixelsPerMagnification = 60;
+
+// Virtual key code of the Mac's ANSI keyboard.
+constexpr std::uint16_t returnKey = 36;
 
 struct ButtonTypes {
   MouseEventType down;
@@ -76,6 +81,7 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   const SerialQueue queue;
   const std::shared_ptr<Permissions> permissions;
   std::atomic<std::uint64_t> lastTicket{0};  // of holds
+  std::atomic<int> waitingPasswords{0};
 
   void beginHold(InputSource from, std::uint64_t ticket) {
     queue.assertCurrent();
@@ -133,6 +139,12 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
     if (!isScheduled_ && !pause_.isPending()) typeOn();
   }
 
+  void typePassword(PasswordKeys password) {
+    queue.assertCurrent();
+    passwords_.push_back(std::move(password));
+    if (!isScheduled_ && !pause_.isPending()) typeOn();
+  }
+
   void finish(const std::shared_ptr<const void>& from) {
     queue.assertCurrent();
     if (waiting_.waitingUnits(from.get()) > maximumFarewell) return drop(from.get());
@@ -163,15 +175,11 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   // posted.
   void typeOn() {
     queue.assertCurrent();
-    if (!waiting_.hasPiece()) {
-      const auto piece = waiting_.nextPiece();
-      if (!piece) return;
-      postText(*piece);
-    }
+    if (!waiting_.hasPiece() && !isPasswordPiece_ && !beginPiece()) return;
     Duration wait = Duration::zero();
     queue.scheduler().blocking([&] {
       queue.assertCurrent();
-      wait = source_->finishText(waiting_.following());
+      wait = source_->finishText(isPasswordPiece_ ? std::u16string_view() : waiting_.following());
     });
     if (wait > Duration::zero()) {
       pause_ = queue.after(wait, [weak = weak_from_this()] {
@@ -179,14 +187,31 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
       });
       return;
     }
-    for (const auto& post : waiting_.pieceTyped()) post();
-    if (waiting_.isEmpty()) return;
+    if (!std::exchange(isPasswordPiece_, false))
+      for (const auto& post : waiting_.pieceTyped()) post();
+    if (waiting_.isEmpty() && passwords_.empty()) return;
     isScheduled_ = true;
     queue.async([self = shared_from_this()] {
       self->queue.assertCurrent();
       self->isScheduled_ = false;
       self->typeOn();
     });
+  }
+
+  // Passwords first, so that no other text comes between their characters. False if nothing is left to type.
+  bool beginPiece() {
+    queue.assertCurrent();
+    for (; !passwords_.empty(); passwords_.pop_front(), --waitingPasswords) {
+      if (const auto unit = passwords_.front().next()) {
+        postText({*unit});
+        isPasswordPiece_ = true;
+        return true;
+      }
+      for (const bool down : {true, false}) post(KeyboardEvent{.keyCode = returnKey, .down = down});
+    }
+    const auto piece = waiting_.nextPiece();
+    if (piece) postText(*piece);
+    return piece.has_value();
   }
 
   void postText(const std::u16string& piece) {
@@ -221,6 +246,8 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   const std::function<HostSettings()> settings_;
   std::set<PointerButton> buttonsDown_ QUORL_GUARDED_BY(queue);
   WaitingInput waiting_ QUORL_GUARDED_BY(queue);
+  std::deque<PasswordKeys> passwords_ QUORL_GUARDED_BY(queue);
+  bool isPasswordPiece_ QUORL_GUARDED_BY(queue) = false;  // the piece being typed is of a password
   InputHolds holds_ QUORL_GUARDED_BY(queue);
   std::map<InputSource, Timer> holdLimits_ QUORL_GUARDED_BY(queue);
   bool isScheduled_ QUORL_GUARDED_BY(queue) = false;  // a run of `typeOn` is posted
@@ -289,6 +316,16 @@ void InputInjector::insertText(const std::string& text, InputSource from) {
       state->insertText(std::move(chunks), from);
     });
   });
+}
+
+bool InputInjector::typePassword(SecretText password) {
+  if (password.view().size() > longestPassword || state_->waitingPasswords >= mostWaitingPasswords)
+    return false;
+  ++state_->waitingPasswords;
+  state_->queue.async([state = state_, keys = PasswordKeys(std::move(password))]() mutable {
+    state->typePassword(std::move(keys));
+  });
+  return true;
 }
 
 void InputInjector::finish(std::shared_ptr<const void> from) {

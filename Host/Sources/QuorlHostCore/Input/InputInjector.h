@@ -12,6 +12,7 @@
 #include <QuorlHostCore/Shared/HostSettings.h>
 #include <QuorlHostCore/Shared/InputHold.h>
 #include <QuorlKit/Foundation/Geometry.h>
+#include <QuorlKit/Foundation/SecretText.h>
 #include <QuorlKit/Protocol/InputEvents.h>
 
 namespace quorl {
@@ -31,6 +32,9 @@ class InputInjector {
   /// About 20 seconds of typing.
   static constexpr std::size_t maximumFarewell = 5'000;
 
+  static constexpr std::size_t longestPassword = 4'096;
+  static constexpr int mostWaitingPasswords = 8;
+
   /// A window that takes longer to come to the front does not make the client wait.
   static constexpr Duration longestHold = std::chrono::milliseconds(300);
 
@@ -49,6 +53,10 @@ class InputInjector {
   void key(std::uint16_t keyCode, bool down, WireModifiers modifiers, InputSource from = nullptr);
   /// UTF-8; invalid bytes are typed as U+FFFD.
   void insertText(const std::string& text, InputSource from = nullptr);
+  /// Types a password, one character an event (`PasswordKeys`), and then Return. Other text waits meanwhile.
+  /// It is typed to its end even if its client leaves. False if the password is longer than `longestPassword`
+  /// bytes or `mostWaitingPasswords` wait.
+  bool typePassword(SecretText password);
   /// For a client that has left in order: its waiting text is typed to its end, unless more than
   /// `maximumFarewell` UTF-16 code units wait, which are dropped. Holds `from` until then, so that no other
   /// client gets the same address.
