@@ -34,7 +34,23 @@ class FakeLoginSessions : public LoginSessions {
 
   std::optional<std::string> consoleUser() override { return console_->user; }
   std::string ownUserName() override { return ownUser_; }
+  std::uint32_t ownUserID() override { return 501; }
   void observeConsoleUser(std::function<void()> changed) override;
+  std::set<std::string> loggedInUsers() override { return loggedIn; }
+  SwitchOutcome switchTo(std::uint32_t uid) override {
+    switches.push_back(uid);
+    return outcome;
+  }
+  bool inputReaches(std::uint32_t) override { return inputFollows; }
+  bool isScreenLocked() override { return isLocked; }
+  bool secureInputActive() override { return isSecureInput; }
+
+  std::set<std::string> loggedIn;
+  std::vector<std::uint32_t> switches;
+  SwitchOutcome outcome = switchOutcome::Switched{};
+  bool inputFollows = true;
+  bool isLocked = false;
+  bool isSecureInput = false;
 
  private:
   const std::string ownUser_;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/System/Bus.h>
 
-#include <cstdlib>
+#include <cstring>
 
 namespace quorl {
 
@@ -18,14 +18,35 @@ MessagePointer readProperty(sd_bus* bus, const BusObject& object, const char* pr
   return MessagePointer(reply);
 }
 
-}  // namespace
-
-BusPointer openSystemBus() {
+BusPointer open(int (*connect)(sd_bus**)) {
   sd_bus* bus = nullptr;
-  if (sd_bus_open_system(&bus) < 0) return nullptr;
+  if (connect(&bus) < 0) return nullptr;
   BusPointer owned(bus);
   sd_bus_set_method_call_timeout(bus, callTimeoutMicroseconds);
   return owned;
+}
+
+}  // namespace
+
+BusPointer openSystemBus() {
+  return open(sd_bus_open_system);
+}
+
+BusPointer openSessionBus() {
+  return open(sd_bus_open_user);
+}
+
+BusError takeError(sd_bus_error& error, int result) {
+  BusError taken{error.name ? error.name : "", error.message ? error.message : std::strerror(-result)};
+  sd_bus_error_free(&error);
+  return taken;
+}
+
+std::optional<bool> readBool(sd_bus* bus, const BusObject& object, const char* property) {
+  const auto reply = readProperty(bus, object, property, "b");
+  int value = 0;
+  if (!reply || sd_bus_message_read(reply.get(), "b", &value) < 0) return std::nullopt;
+  return value != 0;
 }
 
 std::optional<std::string> readString(sd_bus* bus, const BusObject& object, const char* property) {

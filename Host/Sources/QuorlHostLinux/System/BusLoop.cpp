@@ -26,7 +26,7 @@ int millisecondsUntil(Clock::time_point when) {
 
 }  // namespace
 
-BusLoop::BusLoop(Handlers handlers) : handlers_(std::move(handlers)) {
+BusLoop::BusLoop(Handlers handlers, BusPointer (*open)()) : handlers_(std::move(handlers)), open_(open) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
@@ -57,7 +57,7 @@ void BusLoop::run() {
 }
 
 void BusLoop::connect() {
-  bus_ = openSystemBus();
+  bus_ = open_();
   nextAttempt_ = Clock::now() + reconnectInterval;
   if (bus_) handlers_.connected(bus_.get());
 }

@@ -10,7 +10,7 @@
 
 namespace quorl {
 
-/// A connection to the system bus and the thread that listens to it. Without a bus it tries to connect at
+/// A connection to a bus and the thread that listens to it. Without a bus it tries to connect at
 /// intervals.
 ///
 /// *Queue*: the handlers and all posted work run on the loop's thread; `post` may be called from any.
@@ -22,7 +22,7 @@ class BusLoop {
     std::function<void()> disconnected;      // the bus went away
   };
 
-  explicit BusLoop(Handlers handlers);
+  explicit BusLoop(Handlers handlers, BusPointer (*open)() = openSystemBus);
   ~BusLoop();
 
   /// `work` gets the connection, or nullptr while there is none.
@@ -36,6 +36,7 @@ class BusLoop {
   void waitForInput();
 
   const Handlers handlers_;
+  BusPointer (*const open_)();
   PostedWork posted_;
   BusPointer bus_;  // the loop's thread
   std::chrono::steady_clock::time_point nextAttempt_;

@@ -6,72 +6,32 @@
 #include <unistd.h>
 
 #include <QuorlHostLinux/System/BusLoop.h>
+#include <QuorlHostLinux/System/Login1.h>
+#include <QuorlHostLinux/System/LoginRecords.h>
+#include <QuorlHostLinux/System/SessionChoice.h>
 #include <QuorlHostPosix/UserFolders.h>
 
 namespace quorl {
 
 namespace {
 
-constexpr const char* login1 = "org.freedesktop.login1";
-
-BusObject manager() {
-  return {login1, "/org/freedesktop/login1", "org.freedesktop.login1.Manager"};
-}
-
-BusObject session(std::string path) {
-  return {login1, std::move(path), "org.freedesktop.login1.Session"};
-}
-
-// A manager method that returns an object path.
-template <class... Arguments>
-std::optional<std::string> askForPath(sd_bus* bus, const char* method, const char* types,
-                                      Arguments... arguments) {
-  const BusObject object = manager();
-  sd_bus_error error = SD_BUS_ERROR_NULL;
-  sd_bus_message* reply = nullptr;
-  const int result = sd_bus_call_method(bus, object.service, object.path.c_str(), object.interface, method,
-                                        &error, &reply, types, arguments...);
-  const MessagePointer owned(reply);
-  sd_bus_error_free(&error);
-  const char* path = nullptr;
-  if (result < 0 || sd_bus_message_read(reply, "o", &path) < 0) return std::nullopt;
-  return path;
-}
-
-// The graphical session of the user: a host started by the user's service manager has no session of its own.
-std::optional<std::string> displaySession(sd_bus* bus) {
-  const auto user = askForPath(bus, "GetUser", "u", static_cast<std::uint32_t>(::geteuid()));
-  if (!user) return std::nullopt;
-  const auto display = readNamedObject(bus, {login1, *user, "org.freedesktop.login1.User"}, "Display");
-  if (!display || display->name.empty()) return std::nullopt;
-  return display->path;
-}
-
-std::optional<std::string> ownSession(sd_bus* bus) {
-  // Process 0 is the caller.
-  if (auto path = askForPath(bus, "GetSessionByPID", "u", std::uint32_t{0})) return path;
-  if (const char* name = std::getenv("XDG_SESSION_ID"))
-    if (auto path = askForPath(bus, "GetSession", "s", name)) return path;
-  return displaySession(bus);
-}
-
 ConsoleFacts readFacts() {
   ConsoleFacts facts;
   facts.ownUser = currentUserName();
   const auto bus = openSystemBus();
   if (!bus) return facts;
-  const auto own = ownSession(bus.get());
+  const auto own = login1::ownSession(bus.get());
   if (!own) return facts;
-  const auto seat = readNamedObject(bus.get(), session(*own), "Seat");
+  const auto seat = readNamedObject(bus.get(), login1::session(*own), "Seat");
   if (!seat || seat->name.empty()) return facts;
-  const auto active =
-      readNamedObject(bus.get(), {login1, seat->path, "org.freedesktop.login1.Seat"}, "ActiveSession");
+  const auto active = readNamedObject(bus.get(), {login1::service, seat->path, "org.freedesktop.login1.Seat"},
+                                      "ActiveSession");
   if (!active) return facts;  // the seat cannot be read: treated as no seat
   facts.ownSessionHasSeat = true;
   if (active->name.empty()) return facts;
   facts.activeOnOwnSeat =
-      ConsoleFacts::ActiveSession{readString(bus.get(), session(active->path), "Name").value_or(""),
-                                  readString(bus.get(), session(active->path), "Class").value_or("")};
+      ConsoleFacts::ActiveSession{readString(bus.get(), login1::session(active->path), "Name").value_or(""),
+                                  readString(bus.get(), login1::session(active->path), "Class").value_or("")};
   return facts;
 }
 
@@ -84,6 +44,30 @@ constexpr const char* matches[] = {
     "member='SessionRemoved'",
     "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
     "member='NameOwnerChanged',arg0='org.freedesktop.login1'"};
+
+SwitchCandidate candidateOf(sd_bus* bus, const login1::ListedSession& listed) {
+  const BusObject object = login1::session(listed.path);
+  return {.id = listed.id,
+          .seat = listed.seat,
+          .sessionClass = readString(bus, object, "Class").value_or(""),
+          .type = readString(bus, object, "Type").value_or(""),
+          .state = readString(bus, object, "State").value_or("")};
+}
+
+// Without a session of the user the login window is shown, where the display manager can do that.
+SwitchOutcome showGreeter(sd_bus* bus) {
+  const char* own = std::getenv("XDG_SEAT_PATH");
+  const BusObject seat{"org.freedesktop.DisplayManager",
+                       own != nullptr && own[0] == '/' ? own : "/org/freedesktop/DisplayManager/Seat0",
+                       "org.freedesktop.DisplayManager.Seat"};
+  const auto called = callMethod(bus, seat, "SwitchToGreeter", "");
+  if (called) return switchOutcome::Switched{};
+  for (const char* name :
+       {SD_BUS_ERROR_SERVICE_UNKNOWN, SD_BUS_ERROR_NAME_HAS_NO_OWNER, SD_BUS_ERROR_UNKNOWN_OBJECT,
+        SD_BUS_ERROR_UNKNOWN_METHOD, SD_BUS_ERROR_UNKNOWN_INTERFACE})
+    if (called.error().name == name) return switchOutcome::Unavailable{};
+  return switchOutcome::Failed{"SwitchToGreeter: " + called.error().text};
+}
 
 }  // namespace
 
@@ -129,6 +113,50 @@ std::string LogindSessions::ownUserName() {
 
 void LogindSessions::observeConsoleUser(std::function<void()> changed) {
   observation_ = std::make_unique<Observation>(std::move(changed));
+}
+
+std::uint32_t LogindSessions::ownUserID() {
+  return ::getuid();
+}
+
+std::set<std::string> LogindSessions::loggedInUsers() {
+  const auto bus = openSystemBus();
+  const auto sessions = bus ? login1::listSessions(bus.get()) : std::nullopt;
+  if (!sessions) return usersInLoginRecords();
+  std::set<std::string> users;
+  for (const auto& listed : *sessions)
+    if (login1::isOfAUser(readString(bus.get(), login1::session(listed.path), "Class").value_or("")))
+      users.insert(listed.user);
+  return users;
+}
+
+SwitchOutcome LogindSessions::switchTo(std::uint32_t uid) {
+  const auto bus = openSystemBus();
+  const auto sessions = bus ? login1::listSessions(bus.get()) : std::nullopt;
+  if (!sessions) return switchOutcome::Unavailable{};
+  std::vector<SwitchCandidate> candidates;
+  for (const auto& listed : *sessions)
+    if (listed.uid == uid) candidates.push_back(candidateOf(bus.get(), listed));
+  const auto id = sessionToActivate(candidates);
+  if (!id) return showGreeter(bus.get());
+  const auto called = callMethod(bus.get(), login1::manager(), "ActivateSession", "s", id->c_str());
+  if (called) return switchOutcome::Switched{};
+  return switchOutcome::Failed{"ActivateSession: " + called.error().text};
+}
+
+// Each session has a display server of its own, and this host drives that of its user.
+bool LogindSessions::inputReaches(std::uint32_t uid) {
+  return uid == ownUserID();
+}
+
+bool LogindSessions::isScreenLocked() {
+  const auto bus = openSystemBus();
+  const auto own = bus ? login1::ownSession(bus.get()) : std::nullopt;
+  return own && readBool(bus.get(), login1::session(*own), "LockedHint").value_or(false);
+}
+
+bool LogindSessions::secureInputActive() {
+  return false;
 }
 
 }  // namespace quorl

@@ -73,10 +73,12 @@ PrivateBus::PrivateBus() {
   if (!daemon_->waitForOutput("\n")) return;
   address_ = "unix:path=" + folder_.file("bus");
   ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address_.c_str(), 1);
+  ::setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
 }
 
 PrivateBus::~PrivateBus() {
   ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+  ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
   daemon_.reset();
 }
 
@@ -104,11 +106,64 @@ void LogindMock::activate(const std::string& seat, const std::string& id) {
 }
 
 void LogindMock::setSessionClass(const std::string& id, const std::string& sessionClass) {
+  setSession(id, "Class", sessionClass);
+}
+
+void LogindMock::setSession(const std::string& id, const std::string& property, const std::string& value) {
   const SystemBus connection;
   EXPECT_GE(
       sd_bus_set_property(connection.bus, login1, sessionPath(id).c_str(), "org.freedesktop.login1.Session",
-                          "Class", nullptr, "s", sessionClass.c_str()),
+                          property.c_str(), nullptr, "s", value.c_str()),
       0);
+}
+
+void LogindMock::setLocked(const std::string& id, bool isLocked) {
+  const SystemBus connection;
+  sd_bus_error error = SD_BUS_ERROR_NULL;
+  EXPECT_GE(
+      sd_bus_set_property(connection.bus, login1, sessionPath(id).c_str(), "org.freedesktop.login1.Session",
+                          "LockedHint", &error, "b", isLocked ? 1 : 0),
+      0)
+      << error.message;
+  sd_bus_error_free(&error);
+}
+
+std::vector<LogindMock::Inhibitor> LogindMock::inhibitors() const {
+  const SystemBus connection;
+  sd_bus_message* reply = nullptr;
+  std::vector<Inhibitor> found;
+  if (sd_bus_call_method(connection.bus, login1, "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
+                         "ListInhibitors", nullptr, &reply, "") >= 0 &&
+      sd_bus_message_enter_container(reply, 'a', "(ssssuu)") >= 0) {
+    const char* texts[4] = {};
+    unsigned uid = 0;
+    unsigned pid = 0;
+    while (sd_bus_message_read(reply, "(ssssuu)", &texts[0], &texts[1], &texts[2], &texts[3], &uid, &pid) > 0)
+      found.push_back({texts[0], texts[1], texts[2], texts[3]});
+  }
+  sd_bus_message_unref(reply);
+  return found;
+}
+
+ServiceMock::ServiceMock(std::string name, std::string path, std::string interface)
+    : name_(std::move(name)),
+      path_(std::move(path)),
+      interface_(std::move(interface)),
+      mock_(std::make_unique<ChildProgram>(std::vector<std::string>{"/usr/bin/python3", "-m", "dbusmock",
+                                                                    "--system", name_, path_, interface_})) {
+  running_ = eventually([this] { return nameIsOwned(name_.c_str()); }, std::chrono::seconds(30));
+}
+
+void ServiceMock::addMethod(const std::string& method, const std::string& in, const std::string& out,
+                            const std::string& code) {
+  const SystemBus connection;
+  sd_bus_error error = SD_BUS_ERROR_NULL;
+  EXPECT_GE(sd_bus_call_method(connection.bus, name_.c_str(), path_.c_str(), "org.freedesktop.DBus.Mock",
+                               "AddMethod", &error, nullptr, "sssss", interface_.c_str(), method.c_str(),
+                               in.c_str(), out.c_str(), code.c_str()),
+            0)
+      << error.message;
+  sd_bus_error_free(&error);
 }
 
 void LogindMock::setSeatOfSession(const std::string& id, const std::string& seat) {
