@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include <sys/socket.h>
 #include <sys/uio.h>
@@ -14,6 +15,7 @@
 #include <QuorlHostPosix/SystemError.h>
 #include <QuorlHostPosix/TransportState.h>
 #include <QuorlKit/Foundation/Check.h>
+#include <QuorlKit/Foundation/SecretText.h>
 
 namespace quorl {
 
@@ -204,6 +206,8 @@ void SocketConnection::tryReceive() {
   }
   if (completion)
     completion(ByteView(buffer.get(), static_cast<std::size_t>(count)), count == 0, std::nullopt);
+  if (std::exchange(forgetsReceived_, false))
+    overwrite({reinterpret_cast<char*>(buffer.get()), static_cast<std::size_t>(count)});
   loop_->giveBack(std::move(buffer));
   if (count < 0 && !wouldBlock(number)) fail(systemError(number));
 }

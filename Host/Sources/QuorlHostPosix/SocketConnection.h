@@ -31,6 +31,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
 
   void start(SerialQueue queue, NetworkConnection::StateHandler handler);
   void receive(std::size_t maximum, NetworkConnection::Receive completion);
+  void forgetReceived() { forgetsReceived_ = true; }
   void send(OutgoingFrame frame, NetworkConnection::Sent completion);
   void sendBytes(SharedBytes bytes, NetworkConnection::Sent completion);
   void cancel();
@@ -102,7 +103,8 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
 
   NetworkConnection::Receive receive_;
   std::size_t receiveMaximum_ = 0;
-  bool moreExpected_ = false;  // after a full read the next one is tried without waiting
+  bool forgetsReceived_ = false;  // set and read on the queue
+  bool moreExpected_ = false;     // after a full read the next one is tried without waiting
   bool peerFinished_ = false;
 };
 
@@ -122,6 +124,7 @@ class SocketConnectionHandle final : public NetworkConnection {
   void receive(std::size_t maximum, Receive completion) override {
     connection_->receive(maximum, std::move(completion));
   }
+  void forgetReceived() override { connection_->forgetReceived(); }
   void send(OutgoingFrame frame, Sent completion) override {
     connection_->send(std::move(frame), std::move(completion));
   }

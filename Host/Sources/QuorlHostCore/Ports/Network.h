@@ -55,6 +55,9 @@ class NetworkConnection {
   /// Completes when at least one byte is available, with at most `maximum` bytes. At most one receive is
   /// outstanding. A waiting receive holds no memory.
   virtual void receive(std::size_t maximum, Receive completion) = 0;
+  /// Called by a receive's completion: the received bytes are a secret, and the connection overwrites them
+  /// when the completion returns.
+  virtual void forgetReceived() {}
 
   /// Sends prefix and body as one, in the order of the calls, without copying the body. `completion` runs
   /// when the transport has taken the bytes.

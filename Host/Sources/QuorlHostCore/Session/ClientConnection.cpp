@@ -41,7 +41,7 @@ ClientConnection::ClientConnection(std::unique_ptr<NetworkConnection> connection
                      return closed_ || mayReceive();
                    },
                .dispatch =
-                   [this](const Frame& frame) {
+                   [this](Frame& frame) {
                      queue_.assertCurrent();
                      dispatch(frame);
                    }}),
@@ -190,7 +190,7 @@ void ClientConnection::proceed(FrameReader::Next next) {
   if (next == FrameReader::Next::receive) armReceive();
 }
 
-void ClientConnection::dispatch(const Frame& frame) {
+void ClientConnection::dispatch(Frame& frame) {
   switch (frame.type) {
     case FrameType::control:
       dispatchControl(frame);
@@ -212,14 +212,21 @@ void ClientConnection::dispatch(const Frame& frame) {
   }
 }
 
-void ClientConnection::dispatchControl(const Frame& frame) {
+void ClientConnection::dispatchControl(Frame& frame) {
   if (handshake_.state() != AuthState::authenticated) {
     dispatchHandshake(frame);
   } else if (const auto message = ControlCoder::decode(frame.payload)) {
     routeMessage(*this, *message);
+    if (holdsSecret(*message)) forget(frame);
   } else {
     refuseUndecodable();
   }
+}
+
+// The frame held a password.
+void ClientConnection::forget(Frame& frame) {
+  overwrite({reinterpret_cast<char*>(frame.payload.data()), frame.payload.size()});
+  connection_->forgetReceived();
 }
 
 // A message of an unauthenticated peer is checked first, and decoded only if its case belongs to the

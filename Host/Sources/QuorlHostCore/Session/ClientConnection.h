@@ -116,8 +116,9 @@ class ClientConnection final : public StreamOutputSink,
       QUORL_REQUIRES(queue_);
   void proceed(FrameReader::Next next) QUORL_REQUIRES(queue_);
   bool mayReceive() const QUORL_REQUIRES(queue_);
-  void dispatch(const Frame& frame) QUORL_REQUIRES(queue_);
-  void dispatchControl(const Frame& frame) QUORL_REQUIRES(queue_);
+  void dispatch(Frame& frame) QUORL_REQUIRES(queue_);
+  void dispatchControl(Frame& frame) QUORL_REQUIRES(queue_);
+  void forget(Frame& frame) QUORL_REQUIRES(queue_);
   void dispatchHandshake(const Frame& frame) QUORL_REQUIRES(queue_);
   void refuseUndecodable() QUORL_REQUIRES(queue_);
   void dispatchInput(const Frame& frame) QUORL_REQUIRES(queue_);

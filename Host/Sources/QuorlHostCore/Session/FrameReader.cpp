@@ -25,7 +25,7 @@ FrameReader::Next FrameReader::resume() {
 
 ByteView FrameReader::dispatchFrames(ByteView bytes) {
   while (!bytes.empty() && session_.mayDispatch())
-    if (const auto frame = deframer_.next(bytes)) session_.dispatch(*frame);
+    if (auto frame = deframer_.next(bytes)) session_.dispatch(*frame);
   return bytes;
 }
 

@@ -25,8 +25,8 @@ class FrameReader {
     /// Asked before each frame. Returns true after the session has ended: the frames after the one that ended
     /// it are dispatched too.
     std::function<bool()> mayDispatch;
-    /// May call `clear`.
-    std::function<void(const Frame&)> dispatch;
+    /// May call `clear` and change the frame.
+    std::function<void(Frame&)> dispatch;
   };
   enum class Next : std::uint8_t {
     receive,  // read more
