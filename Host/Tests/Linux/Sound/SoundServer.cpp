@@ -118,6 +118,29 @@ std::size_t SoundServer::playbacks() const {
   return static_cast<std::size_t>(std::ranges::count(control({"list", "short", "sink-inputs"}), '\n'));
 }
 
+std::string SoundServer::volumes(const std::string& output) const {
+  return control({"get-sink-volume", output});
+}
+
+std::string SoundServer::volume(const std::string& output) const {
+  const auto text = volumes(output);
+  const auto end = text.find('%');
+  const auto start = text.rfind(' ', end);
+  return end == std::string::npos ? "" : text.substr(start + 1, end - start);
+}
+
+bool SoundServer::isMuted(const std::string& output) const {
+  return control({"get-sink-mute", output}).find("yes") != std::string::npos;
+}
+
+void SoundServer::mute(const std::string& output) const {
+  control({"set-sink-mute", output, "1"});
+}
+
+void SoundServer::setVolumes(const std::string& left, const std::string& right) const {
+  control({"set-sink-volume", "first", left, right});
+}
+
 std::size_t SoundServer::clients() const {
   const auto lines =
       static_cast<std::size_t>(std::ranges::count(control({"list", "short", "clients"}), '\n'));

@@ -37,6 +37,13 @@ class SoundServer {
   std::string recordedDevices() const;
   /// Programs that play.
   std::size_t playbacks() const;
+  /// Like "44%", of the left channel or the only one.
+  std::string volume(const std::string& output = "first") const;
+  bool isMuted(const std::string& output = "first") const;
+  void mute(const std::string& output = "first") const;
+  void setVolumes(const std::string& left, const std::string& right) const;
+  /// As the server's own tool prints them.
+  std::string volumes(const std::string& output = "first") const;
   /// Connected programs, without the one that asks.
   std::size_t clients() const;
 
