@@ -28,9 +28,9 @@ struct World {
     services->trustStore->addDevice(UUID{{1}}, "Known");
     services->pairing = std::make_shared<PairingState>(simulation, platform.random);
     services->stateProvider = std::make_shared<HostStateProvider>(platform);
-    services->users = std::make_shared<UserSessionManager>(simulation, platform.loginSessions);
     services->injector = std::make_shared<InputInjector>(
         platform, [store = services->trustStore] { return store->settings(); });
+    services->users = std::make_shared<UserSessionManager>(platform, services->injector);
     services->makeStream = [](const StartStream&,
                               const std::weak_ptr<StreamOutputSink>&) -> std::shared_ptr<ClientStream> {
       QUORL_CHECK(false, "an unauthenticated peer started a stream");

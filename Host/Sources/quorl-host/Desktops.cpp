@@ -11,6 +11,7 @@
 #include <QuorlHostLinux/X11/Connection/X11Permissions.h>
 #include <QuorlHostLinux/X11/Displays/X11DisplayCatalog.h>
 #include <QuorlHostLinux/X11/Input/XTestPoster.h>
+#include <QuorlHostLinux/X11/Power/X11DisplayPower.h>
 #include <QuorlHostLinux/X11/Windows/X11RunningApplications.h>
 #include <QuorlHostLinux/X11/Windows/X11WindowControl.h>
 
@@ -33,6 +34,9 @@ void addX11(Platform& platform) {
   platform.runningApplications =
       std::make_shared<X11RunningApplications>(windows, ApplicationIcons(currentDataFolders()));
   platform.displays = std::make_shared<X11DisplayCatalog>();
+  const auto power = std::make_shared<X11DisplayPower>();
+  platform.displayPower = power;
+  platform.powerAssertions = power;
 }
 
 constexpr std::array<Desktop, 2> desktops{

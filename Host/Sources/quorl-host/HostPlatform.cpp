@@ -2,22 +2,30 @@
 #include "HostPlatform.h"
 
 #include <QuorlHostCore/Agents/Terminals/TerminalGroup.h>
+#include <QuorlHostCore/Power/PowerAssertionGroup.h>
 #include <QuorlHostLinux/Agents/HomeSessionFiles.h>
 #include <QuorlHostLinux/Agents/KittyTerminals.h>
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/TmuxTerminals.h>
 #include <QuorlHostLinux/Applications/DesktopFile.h>
 #include <QuorlHostLinux/Applications/DesktopWorkspace.h>
+#include <QuorlHostLinux/Applications/ProgramLauncher.h>
+#include <QuorlHostLinux/Images/ScaledPictures.h>
 #include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
 #include <QuorlHostLinux/Network/LinuxNetworkInterfaces.h>
 #include <QuorlHostLinux/Network/LinuxOverlayPlaces.h>
 #include <QuorlHostLinux/Sockets/KernelListeningSockets.h>
+#include <QuorlHostLinux/Power/BusAssertions.h>
+#include <QuorlHostLinux/Power/SessionScreenLock.h>
 #include <QuorlHostLinux/Sound/PulseSoundCapture.h>
+#include <QuorlHostLinux/Sound/PulseVolume.h>
 #include <QuorlHostLinux/SoundCoding/AACCompressor.h>
 #include <QuorlHostLinux/System/AvahiAdvertiser.h>
 #include <QuorlHostLinux/System/LinuxMachineFacts.h>
 #include <QuorlHostLinux/System/LogindSessions.h>
 #include <QuorlHostLinux/System/ProcMachineMetrics.h>
+#include <QuorlHostLinux/Users/PamCredentials.h>
+#include <QuorlHostLinux/Users/PasswdDirectory.h>
 #include <QuorlHostPosix/PosixFileStore.h>
 #include <QuorlHostPosix/PosixPseudoTerminals.h>
 #include <QuorlHostPosix/PosixToolRunner.h>
@@ -37,6 +45,17 @@ std::shared_ptr<TerminalScripting> makeTerminals(std::shared_ptr<ProcProcessTabl
   return std::make_shared<TerminalGroup>(
       TerminalGroup::Members{std::make_shared<TmuxTerminals>(TmuxTerminals::Settings::ofThisUser()),
                              std::make_shared<KittyTerminals>(std::move(kitty))});
+}
+
+bool startLocker(const std::vector<std::string>& arguments) {
+  return launchProgram(arguments, {}) == LaunchResult::started;
+}
+
+/// What the desktop can do and what the buses can do, as one.
+std::shared_ptr<PowerAssertions> withBuses(std::shared_ptr<PowerAssertions> desktop) {
+  PowerAssertionGroup::Members members{std::make_shared<BusAssertions>()};
+  if (desktop) members.push_back(std::move(desktop));
+  return std::make_shared<PowerAssertionGroup>(std::move(members));
 }
 
 }  // namespace
@@ -67,7 +86,13 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.interfaces = std::make_shared<LinuxNetworkInterfaces>();
   platform_.tools = std::make_shared<PosixToolRunner>(processEnvironment()("PATH").value_or(""));
   platform_.overlays = linuxOverlayPlaces();
+  platform_.volume = std::make_shared<PulseVolume>();
+  platform_.screenLock = std::make_shared<SessionScreenLock>(startLocker);
+  platform_.userDirectory = std::make_shared<PasswdDirectory>();
+  platform_.pictures = std::make_shared<ScaledPictures>();
+  platform_.credentials = std::make_shared<PamCredentials>();
   desktopFor(processEnvironment()).addTo(platform_);
+  platform_.powerAssertions = withBuses(std::move(platform_.powerAssertions));
 }
 
 }  // namespace quorl

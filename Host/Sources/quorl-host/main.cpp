@@ -13,6 +13,7 @@
 #include <QuorlHostPosix/LargeBlocks.h>
 #include <QuorlHostPosix/MainLoop.h>
 #include <QuorlHostPosix/UserFolders.h>
+#include <QuorlKit/Foundation/SecretText.h>
 
 #include "HostOptions.h"
 #include "HostPlatform.h"
@@ -65,6 +66,7 @@ int main(int argc, char** argv) {
   Log::verbose = options.verbose;
   forgetOwnTerminal();
   turnBrokenPipesIntoErrors();
+  protectSecrets();
   returnLargeBlocksWhenFreed();
   const auto descriptorLimit = raiseDescriptorLimit(wantedDescriptors);
   Log::setSink(std::make_shared<SystemLogSink>());

@@ -27,8 +27,10 @@
 #include <Support/FakeScreenCapture.h>
 #include <Support/FakeSessionFiles.h>
 #include <Support/FakeSound.h>
+#include <Support/FakeSystemPower.h>
 #include <Support/FakeTerminalScripting.h>
 #include <Support/FakeToolRunner.h>
+#include <Support/FakeUsers.h>
 #include <Support/FakeVideoCompressor.h>
 #include <Support/FakeWorkspace.h>
 
@@ -81,6 +83,13 @@ struct FakePlatform {
             .listeningSockets = listeningSockets,
             .interfaces = interfaces,
             .tools = tools,
+            .powerAssertions = power,
+            .displayPower = power,
+            .screenLock = power,
+            .volume = power,
+            .userDirectory = userDirectory,
+            .pictures = pictures,
+            .credentials = credentials,
             .applicationSupportDirectory = "/home/" + user + "/data"};
   }
 
@@ -109,6 +118,10 @@ struct FakePlatform {
   std::shared_ptr<FakePseudoTerminals> pseudoTerminals = std::make_shared<FakePseudoTerminals>();
   std::shared_ptr<FakeProcessTable> processes = std::make_shared<FakeProcessTable>();
   std::shared_ptr<FakeTerminalScripting> terminals = std::make_shared<FakeTerminalScripting>();
+  std::shared_ptr<FakeSystemPower> power = std::make_shared<FakeSystemPower>();
+  std::shared_ptr<FakeUserDirectory> userDirectory = std::make_shared<FakeUserDirectory>();
+  std::shared_ptr<FakePictureScaler> pictures = std::make_shared<FakePictureScaler>();
+  std::shared_ptr<FakeCredentials> credentials = std::make_shared<FakeCredentials>();
   std::shared_ptr<FakeSessionFiles> sessionFiles = std::make_shared<FakeSessionFiles>();
   std::shared_ptr<FakeListeningSockets> listeningSockets = std::make_shared<FakeListeningSockets>();
   std::shared_ptr<FakeNetworkInterfaces> interfaces = std::make_shared<FakeNetworkInterfaces>();

@@ -9,6 +9,7 @@
 #include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Input/InputInjector.h>
+#include <QuorlHostCore/Power/SystemControl.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Sound/AudioStreamer.h>
@@ -30,9 +31,10 @@ class SessionFixture : public testing::Test {
     services_->trustStore = std::make_shared<TrustStore>(platform, std::nullopt);
     services_->pairing = std::make_shared<PairingState>(simulation_, platform.random, "123456");
     services_->stateProvider = std::make_shared<HostStateProvider>(platform);
-    services_->users = std::make_shared<UserSessionManager>(simulation_, platform.loginSessions);
     services_->injector = std::make_shared<InputInjector>(
         platform, [store = services_->trustStore] { return store->settings(); });
+    services_->users = std::make_shared<UserSessionManager>(platform, services_->injector);
+    services_->system = std::make_shared<SystemControl>(platform);
     services_->clipboard = std::make_shared<ClipboardSync>(simulation_, platform.pasteboard, platform.images);
     services_->audio = std::make_shared<AudioStreamer>(simulation_, platform.screen, platform.sound,
                                                        platform.soundCompressors);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include <QuorlHostCore/Concurrency/Scheduler.h>
+#include <QuorlHostCore/Ports/CredentialAuthority.h>
 #include <QuorlHostCore/Ports/DisplayCatalog.h>
 #include <QuorlHostCore/Ports/EventPoster.h>
 #include <QuorlHostCore/Ports/FileStore.h>
@@ -18,6 +19,7 @@
 #include <QuorlHostCore/Ports/OverlayPlaces.h>
 #include <QuorlHostCore/Ports/Pasteboard.h>
 #include <QuorlHostCore/Ports/Permissions.h>
+#include <QuorlHostCore/Ports/PictureScaler.h>
 #include <QuorlHostCore/Ports/ProcessTable.h>
 #include <QuorlHostCore/Ports/PseudoTerminal.h>
 #include <QuorlHostCore/Ports/RunningApplications.h>
@@ -25,8 +27,10 @@
 #include <QuorlHostCore/Ports/ServiceAdvertiser.h>
 #include <QuorlHostCore/Ports/SessionFiles.h>
 #include <QuorlHostCore/Ports/Sound.h>
+#include <QuorlHostCore/Ports/SystemPower.h>
 #include <QuorlHostCore/Ports/TerminalScripting.h>
 #include <QuorlHostCore/Ports/ToolRunner.h>
+#include <QuorlHostCore/Ports/UserDirectory.h>
 #include <QuorlHostCore/Ports/VideoCompressor.h>
 #include <QuorlHostCore/Ports/WindowControl.h>
 #include <QuorlHostCore/Ports/Workspace.h>
@@ -69,6 +73,13 @@ struct Platform {
   std::shared_ptr<NetworkInterfaces> interfaces;
   std::shared_ptr<ToolRunner> tools;
   OverlayPlaces overlays;
+  std::shared_ptr<PowerAssertions> powerAssertions;
+  std::shared_ptr<DisplayPower> displayPower;
+  std::shared_ptr<ScreenLock> screenLock;
+  std::shared_ptr<OutputVolume> volume;
+  std::shared_ptr<UserDirectory> userDirectory;
+  std::shared_ptr<PictureScaler> pictures;
+  std::shared_ptr<CredentialAuthority> credentials;
   std::string applicationSupportDirectory;  // absolute; the host's own folder in it is "QuorlHost"
 };
 

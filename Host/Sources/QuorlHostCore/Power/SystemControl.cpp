@@ -40,6 +40,12 @@ int volumePercent(double value) {
 SystemControl::SystemControl(Scheduler& scheduler, Ports ports)
     : queue_(scheduler, "quorl.system", QueueRank::service), ports_(std::move(ports)) {}
 
+SystemControl::SystemControl(const Platform& platform)
+    : SystemControl(*platform.scheduler, {.assertions = platform.powerAssertions,
+                                          .displays = platform.displayPower,
+                                          .lock = platform.screenLock,
+                                          .volume = platform.volume}) {}
+
 void SystemControl::handle(const SystemCommand& command) {
   if (waiting_ >= mostWaiting)
     return Log::app.error("a system command was dropped: too many wait for the system");

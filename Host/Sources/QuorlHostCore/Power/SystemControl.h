@@ -5,7 +5,7 @@
 #include <memory>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
-#include <QuorlHostCore/Ports/SystemPower.h>
+#include <QuorlHostCore/Ports/Platform.h>
 #include <QuorlKit/Models/Models.h>
 
 namespace quorl {
@@ -34,6 +34,7 @@ class SystemControl : public std::enable_shared_from_this<SystemControl> {
   static constexpr int mostWaiting = 256;
 
   SystemControl(Scheduler& scheduler, Ports ports);
+  explicit SystemControl(const Platform& platform);
 
   void handle(const SystemCommand& command);
   /// Releases everything that is held.

@@ -17,6 +17,7 @@
 #include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Network/NetworkStatusProvider.h>
 #include <QuorlHostCore/Scanner/ServiceScanner.h>
+#include <QuorlHostCore/Power/SystemControl.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Sound/AudioStreamer.h>
@@ -112,7 +113,8 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
           std::make_shared<InputInjector>(platform, [store = trustStore_] { return store->settings(); })),
       network_(std::make_shared<NetworkStatusProvider>(
           platform, HostPorts{.session = config_.port, .relay = config_.relayPort})),
-      users_(std::make_shared<UserSessionManager>(scheduler_, platform.loginSessions)),
+      users_(std::make_shared<UserSessionManager>(platform, injector_)),
+      system_(std::make_shared<SystemControl>(platform)),
       services_(std::make_shared<HostServices>(HostServices{.trustStore = trustStore_,
                                                             .pairing = pairing_,
                                                             .stateProvider = stateProvider_,
@@ -122,6 +124,7 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
                                                             .injector = injector_,
                                                             .network = network_,
                                                             .users = users_,
+                                                            .system = system_,
                                                             .agents = agents_,
                                                             .catalog = catalog_,
                                                             .extras = extras_,
@@ -192,12 +195,10 @@ std::expected<void, PortError> HostRuntime::start() {
 
 // Reading the accounts may take seconds, so that it runs on no service's queue.
 void HostRuntime::broadcastUserList() {
-  scheduler_.execute([&scheduler = scheduler_, weak = std::weak_ptr(server_), services = services_] {
+  scheduler_.execute([weak = std::weak_ptr(server_), services = services_] {
     const auto server = weak.lock();
     if (!server) return;
-    std::vector<UserAccount> accounts;
-    scheduler.blocking([&] { accounts = services->buildUserAccounts(); });
-    server->broadcastControl(message::UserList{std::move(accounts)});
+    server->broadcastControl(message::UserList{services->buildUserAccounts()});
   });
 }
 
@@ -212,6 +213,7 @@ void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   if (scanner_) scanner_->stop();
   if (clipboard_) clipboard_->stop();
   network_->stop();
+  system_->releaseAll();
   // The process may end right after this; `bye` must have left by then.
   server_->waitForClosing();
 }

@@ -22,6 +22,7 @@ class InputInjector;
 class NetworkStatusProvider;
 class PairingState;
 class ServiceScanner;
+class SystemControl;
 class TrustStore;
 class UserSessionManager;
 struct HostServices;
@@ -51,6 +52,7 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const std::shared_ptr<PairingState>& pairing() const { return pairing_; }
   const std::shared_ptr<NetworkStatusProvider>& network() const { return network_; }
   const std::shared_ptr<ConnectionServer>& server() const { return server_; }
+  const std::shared_ptr<SystemControl>& system() const { return system_; }
 
  private:
   HostRuntime(HostCoreConfig config, Platform platform);
@@ -72,6 +74,7 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const std::shared_ptr<InputInjector> injector_;
   const std::shared_ptr<NetworkStatusProvider> network_;
   const std::shared_ptr<UserSessionManager> users_;
+  const std::shared_ptr<SystemControl> system_;
   const std::shared_ptr<HostServices> services_;
   const std::shared_ptr<ConnectionServer> server_;
 };

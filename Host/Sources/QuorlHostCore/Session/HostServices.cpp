@@ -5,12 +5,12 @@
 
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Scanner/ServiceScanner.h>
+#include <QuorlHostCore/Users/UserSessionManager.h>
 
 namespace quorl {
 
-// No port reads accounts yet.
 std::vector<UserAccount> HostServices::buildUserAccounts() const {
-  return {};
+  return users->userList();
 }
 
 std::vector<ServiceDescriptor> HostServices::serviceList() const {

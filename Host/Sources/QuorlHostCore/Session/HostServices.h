@@ -23,6 +23,7 @@ class InputInjector;
 class NetworkStatusProvider;
 class PairingState;
 class ServiceScanner;
+class SystemControl;
 class TrustStore;
 class UserSessionManager;
 
@@ -40,6 +41,7 @@ struct HostServices {
   std::shared_ptr<InputInjector> injector;
   std::shared_ptr<NetworkStatusProvider> network;
   std::shared_ptr<UserSessionManager> users;
+  std::shared_ptr<SystemControl> system;
   std::shared_ptr<AgentRegistry> agents;  // these three are absent on a platform without terminals
   std::shared_ptr<AgentCatalog> catalog;
   std::shared_ptr<HostExtrasStore> extras;
@@ -47,7 +49,7 @@ struct HostServices {
   ClientStreamFactory makeStream;
   std::function<void(const ControlMessage&)> broadcast;  // to all authenticated clients; set by the runtime
 
-  /// May wait for the platform; call it as blocking work.
+  /// May wait for the platform for seconds, as blocking work.
   std::vector<UserAccount> buildUserAccounts() const;
   /// The web services that clients are shown: those of the scanner, then the user's own. Waits for the
   /// scanner and the store.

@@ -13,9 +13,11 @@
 #include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Network/NetworkStatusProvider.h>
+#include <QuorlHostCore/Power/SystemControl.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Session/InputRouter.h>
 #include <QuorlHostCore/Session/StreamTable.h>
+#include <QuorlHostCore/Session/UserRequests.h>
 #include <QuorlHostCore/Sound/AudioStreamer.h>
 
 namespace quorl {
@@ -92,16 +94,6 @@ void controlAudio(RoutedSession& session, bool enabled) {
     audio->subscribe(sink);
   else
     audio->unsubscribe(sink, AudioStreamer::Acknowledge::yes);
-}
-
-// Not on the queue: reading the accounts may take seconds.
-void findUserList(const Services& services, RoutedSession::Answer answer) {
-  Scheduler& scheduler = *services->platform.scheduler;
-  scheduler.execute([&scheduler, services, answer = std::move(answer)] {
-    std::vector<UserAccount> accounts;
-    scheduler.blocking([&] { accounts = services->buildUserAccounts(); });
-    answer(message::UserList{std::move(accounts)});
-  });
 }
 
 void findAgentList(const Services& services, RoutedSession::Answer answer) {
@@ -211,8 +203,6 @@ consteval RoutingTable sessionRoutes(RoutingTable table) {
       .on<message::RequestNetworkStatus>([](Session& session, const auto&) {
         if (session.services()->network) session.answer(Question::networkStatus, findNetworkStatus);
       })
-      .on<message::RequestUserList>(
-          [](Session& session, const auto&) { session.answer(Question::userList, findUserList); })
       .on<message::Bye>([](Session& session, const auto&) { session.end(); });
 }
 
@@ -260,7 +250,26 @@ consteval RoutingTable desktopRoutes(RoutingTable table) {
       });
 }
 
-constexpr RoutingTable routes = agentRoutes(desktopRoutes(streamRoutes(sessionRoutes(RoutingTable{}))));
+consteval RoutingTable machineRoutes(RoutingTable table) {
+  using Session = RoutedSession;
+  return table
+      .on<message::SystemCommand>([](Session& session, const message::SystemCommand& request) {
+        session.services()->system->handle(request._0);
+      })
+      .on<message::RequestUserList>(
+          [](Session& session, const auto&) { session.answer(Question::userList, findUserList); })
+      .on<message::SwitchUser>(
+          [](Session& session, const message::SwitchUser& request) { switchUser(session, request._0); })
+      .on<message::UnlockSession>([](Session& session, const message::UnlockSession& request) {
+        unlockSession(session, request.password);
+      })
+      .on<message::VerifyCredentials>([](Session& session, const message::VerifyCredentials& request) {
+        verifyCredentials(session, request._0);
+      });
+}
+
+constexpr RoutingTable routes =
+    machineRoutes(agentRoutes(desktopRoutes(streamRoutes(sessionRoutes(RoutingTable{})))));
 
 }  // namespace
 

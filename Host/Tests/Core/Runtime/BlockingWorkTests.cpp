@@ -88,7 +88,25 @@ class WatchedLoginSessions final : public LoginSessions {
     scheduler_.noteCall("ownUserName");
     return "anna";
   }
+  std::uint32_t ownUserID() override { return 501; }
   void observeConsoleUser(std::function<void()>) override { scheduler_.noteCall("observeConsoleUser"); }
+  std::set<std::string> loggedInUsers() override {
+    scheduler_.noteCall("loggedInUsers");
+    return {};
+  }
+  SwitchOutcome switchTo(std::uint32_t) override {
+    scheduler_.noteCall("switchTo");
+    return switchOutcome::Switched{};
+  }
+  bool inputReaches(std::uint32_t) override { return true; }
+  bool isScreenLocked() override {
+    scheduler_.noteCall("isScreenLocked");
+    return false;
+  }
+  bool secureInputActive() override {
+    scheduler_.noteCall("secureInputActive");
+    return false;
+  }
 
  private:
   WatchedScheduler& scheduler_;
@@ -201,12 +219,23 @@ TEST_F(BlockingWorkTest, usesTheDiskInTheExtras) {
 }
 
 TEST_F(BlockingWorkTest, readsTheConsoleUser) {
-  const auto users =
-      std::make_shared<UserSessionManager>(watched_, std::make_shared<WatchedLoginSessions>(watched_));
+  const auto users = std::make_shared<UserSessionManager>(
+      watched_, UserSessionManager::Ports{.sessions = std::make_shared<WatchedLoginSessions>(watched_)});
   EXPECT_EQ(users->consoleUser(), "anna");
   EXPECT_EQ(users->ownUserName(), "anna");
   users->observeConsoleUser([](const auto&) {});
   expectAnnounced(3);
+}
+
+TEST_F(BlockingWorkTest, asksForUsersAndSwitches) {
+  const auto users = std::make_shared<UserSessionManager>(
+      watched_, UserSessionManager::Ports{.sessions = std::make_shared<WatchedLoginSessions>(watched_),
+                                          .directory = std::make_shared<FakeUserDirectory>()});
+  users->isScreenLocked();
+  users->secureInputActive();
+  users->switchTo(502);
+  users->accounts();
+  expectAnnounced(5);  // also the console user and the logged-in users
 }
 
 TEST_F(BlockingWorkTest, readsTheFactsInAHandshake) {
