@@ -283,6 +283,8 @@ bool FakeHost::handleControl(Client& client, const ControlMessage& message) {
     send(client, ControlMessage(message::Error{*behaviour.inputError}));
   if (std::holds_alternative<message::RequestClipboard>(message) && behaviour.clipboard)
     send(client, ControlMessage(message::Clipboard{{*behaviour.clipboard}}));
+  if (behaviour.answers)
+    for (const auto& answer : behaviour.answers(message)) send(client, answer);
   if (const auto* start = std::get_if<message::StartStream>(&message)) startStream(client, start->_0);
   if (std::holds_alternative<message::StopStream>(message)) client.stream.reset();
   if (const auto* control = std::get_if<message::AudioControl>(&message))

@@ -45,6 +45,8 @@ struct HostBehaviour {
   std::vector<ServiceDescriptor> services;
   bool answersEchoes = true;
   std::optional<ClipboardContent> clipboard;
+  /// Further answers to a message.
+  std::function<std::vector<ControlMessage>(const ControlMessage&)> answers;
   /// Sent once when input or text arrives.
   std::optional<WireError> inputError;
   /// Answers startStream.
