@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QuorlHostCore/Power/SystemControl.h>
 #include <QuorlHostCore/Runtime/HostRuntime.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
 #include <QuorlHostCore/Storage/HostSupportPaths.h>
@@ -131,6 +132,33 @@ TEST_F(HostRuntimeTest, followsTheConsoleAndBroadcastsTheUserListOncePerChange) 
   client.settle();
   EXPECT_FALSE(runtime_->server()->ownsPublicPort());
   EXPECT_TRUE(client.last<message::Bye>().has_value());
+}
+
+TEST_F(HostRuntimeTest, releasesWhatKeepsTheMachineAwakeAtTheEnd) {
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  client.send(message::SystemCommand{systemCommand::Caffeinate{true}});
+  client.send(message::SystemCommand{systemCommand::WakeDisplays{}});
+  EXPECT_EQ(platform_.power->held.size(), 3U);
+  EXPECT_TRUE(runtime_->system()->isCaffeinated());
+  runtime_->stop();
+  EXPECT_TRUE(platform_.power->held.empty());
+}
+
+TEST_F(HostRuntimeTest, broadcastsTheAccountsOnAConsoleChange) {
+  platform_.userDirectory->users = {{501, "anna", "Anna A."}, {502, "bea", ""}};
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  client.received.clear();
+  platform_.console->handTo("anna");
+  client.settle();
+  const auto list = client.last<message::UserList>();
+  ASSERT_TRUE(list);
+  ASSERT_EQ(list->_0.size(), 2U);
+  EXPECT_TRUE(list->_0[0].isActive);
+  EXPECT_EQ(list->_0[1].fullName, "bea");
 }
 
 TEST_F(HostRuntimeTest, doesNotObserveTheConsoleWithoutHandoff) {
