@@ -69,9 +69,9 @@ class UserCommandTest : public testing::Test {
 TEST_F(UserCommandTest, listsTheAccountsAndTheirStates) {
   const auto listed = run_({"users"});
   EXPECT_EQ(listed.code, ExitCode::ok) << listed.notes;
-  EXPECT_THAT(listed.out, HasSubstr("1000  anna      active      Anna A.\n"));
+  EXPECT_THAT(listed.out, HasSubstr("1000  anna     active      Anna A.\n"));
   EXPECT_THAT(listed.out, HasSubstr("1001  bea\\x1b  signed in   Bea\n"));
-  EXPECT_THAT(listed.out, HasSubstr("1002  carl      signed out  carl\n"));
+  EXPECT_THAT(listed.out, HasSubstr("1002  carl     signed out  carl\n"));
   EXPECT_THAT(run_({"users", "--json"}).out, HasSubstr("\"username\":\"anna\""));
 }
 

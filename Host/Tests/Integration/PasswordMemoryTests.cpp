@@ -13,6 +13,7 @@
 #include <Integration/HostProcess.h>
 #include <Integration/RawClient.h>
 #include <QuorlUnix/Descriptor.h>
+#include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 
 namespace quorl::test {
