@@ -58,9 +58,15 @@ TEST_F(PasswordMemoryTest, holdsNoPasswordAfterItsUse) {
   ASSERT_TRUE(host.listens()) << host.program().output();
   RawClient client(port);
   ASSERT_TRUE(client.pair("314159"));
-  // The quotation mark is an escape in JSON, so that the text is decoded to another place.
-  const std::string verified = "Verified-\"Zx7kQ2";
-  const std::string typed = "Typed-\"Mw4rT9";
+  // The quotation mark is an escape in JSON, so that the text is decoded to another place. The length keeps
+  // later messages from overwriting the marks.
+  const std::string verified = "\"" + std::string(400, 'v') + "Zx7kQ2";
+  const std::string typed = "\"" + std::string(300, 't') + "Mw4rT9";
+  const std::string unused = "\"" + std::string(60'000, 'u') + "Hb3nY6";
+  client.send(message::SwitchUser{{4242, SecretText(unused)}});
+  const auto switched = client.next<message::UserSwitchResult>();
+  ASSERT_TRUE(switched);
+  EXPECT_EQ(switched->_0.status, UserSwitchStatus::unavailable);
   client.send(message::VerifyCredentials{{"root", SecretText(verified)}});
   const auto checked = client.next<message::CredentialResult>();
   ASSERT_TRUE(checked);
@@ -74,7 +80,7 @@ TEST_F(PasswordMemoryTest, holdsNoPasswordAfterItsUse) {
   const auto known = placesOf("314159", host.program().pid());
   if (!known) GTEST_SKIP() << "the memory of another process may not be read here";
   EXPECT_FALSE(known->empty()) << "the search finds what is there";
-  for (const auto* part : {"Zx7kQ2", "Mw4rT9"})
+  for (const auto* part : {"Hb3nY6", "Zx7kQ2", "Mw4rT9"})
     EXPECT_TRUE(
         eventually([&] { return placesOf(part, host.program().pid())->empty(); }, std::chrono::seconds(30)))
         << part << " in " << placesOf(part, host.program().pid())->front();
