@@ -213,9 +213,9 @@ void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   if (scanner_) scanner_->stop();
   if (clipboard_) clipboard_->stop();
   network_->stop();
-  system_->releaseAll();
   // The process may end right after this; `bye` must have left by then.
   server_->waitForClosing();
+  system_->releaseAll();
 }
 
 }  // namespace quorl

@@ -15,7 +15,7 @@ namespace quorl::codec {
 
 namespace {
 
-/// What is wrong with a file is no matter for standard error. The level belongs to the whole process.
+/// Faults of files do not belong on standard error. The level is that of the whole process.
 void silenceLibrary() {
   static const bool isSilent = [] {
     av_log_set_level(AV_LOG_QUIET);

@@ -11,7 +11,6 @@
 #include <QuorlHostLinux/Power/ScreenSaver.h>
 #include <QuorlHostLinux/System/Login1.h>
 #include <QuorlUnix/Descriptor.h>
-#include <fmt/format.h>
 
 namespace quorl {
 
@@ -37,16 +36,15 @@ std::expected<Descriptor, BusError> inhibit(sd_bus* bus, const char* what, const
 BusInhibitor::Service sleepInhibitor(const std::string& name) {
   const auto held = std::make_shared<Descriptor>();
   const auto take = [held, name](sd_bus* bus) {
-    // A host without a seat may not prevent sleep itself, but that the machine counts as idle.
-    for (const char* what : {"idle:sleep", "idle"}) {
-      auto taken = inhibit(bus, what, name);
-      if (taken) {
-        *held = std::move(*taken);
-        return held->get() >= 0;
-      }
-      Log::app.info(fmt::format("the login manager refuses to inhibit {}: {}", what, taken.error().text));
+    auto taken = inhibit(bus, "idle:sleep", name);
+    if (!taken) {
+      // A host without a seat may have to be content with a machine that does not count as idle.
+      const std::string reason = taken.error().text;
+      taken = inhibit(bus, "idle", name);
+      if (taken) Log::app.info("sleep is inhibited only while the machine is idle: " + reason);
     }
-    return false;
+    *held = taken ? std::move(*taken) : Descriptor();
+    return held->isOpen();
   };
   return {.open = openSystemBus, .name = login1::service, .take = take, .drop = [held](sd_bus*) {
             *held = Descriptor();

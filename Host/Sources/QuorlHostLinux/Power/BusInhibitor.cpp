@@ -43,7 +43,10 @@ int BusInhibitor::onOwnerChanged(sd_bus_message* message, void* self, sd_bus_err
   const char* before = nullptr;
   const char* after = nullptr;
   if (sd_bus_message_read(message, "sss", &name, &before, &after) < 0) return 0;
-  inhibitor.isHeld_ = after[0] != '\0' && inhibitor.service_.take(sd_bus_message_get_bus(message));
+  // The call that took the inhibitor may itself have started the service.
+  const bool startedByUs = inhibitor.isHeld_ && before[0] == '\0';
+  if (!startedByUs)
+    inhibitor.isHeld_ = after[0] != '\0' && inhibitor.service_.take(sd_bus_message_get_bus(message));
   return 0;
 }
 

@@ -86,15 +86,15 @@ struct LogindSessions::Observation {
 
   void compare() {
     const auto now = consoleUserFor(readFacts());
-    if (told && now == last) return;
-    told = true;
+    if (isReported && now == last) return;
+    isReported = true;
     last = now;
     changed();
   }
 
   const std::function<void()> changed;
   // On the loop's thread.
-  bool told = false;
+  bool isReported = false;
   std::optional<std::string> last;
   // Last, so that its thread ends before the members it uses.
   BusLoop loop{{.connected = [this](sd_bus* bus) { watch(bus); }, .disconnected = [this] { compare(); }}};

@@ -31,7 +31,7 @@ char* copyOf(const SecretText& password) {
   return copy;
 }
 
-// Answers the question for the password; there is nobody to answer others.
+// Answers the question for the password. A module that asks anything else gets no answer.
 int converse(int count, const pam_message** messages, pam_response** answer, void* password) {
   if (count <= 0 || count > PAM_MAX_NUM_MSG) return PAM_CONV_ERR;
   auto* responses =

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/Power/BusAssertions.h>
 
+#include <atomic>
+#include <cstdlib>
 #include <optional>
 
 #include <gmock/gmock.h>
@@ -69,6 +71,41 @@ TEST_F(BusAssertionsTest, areTakenAgainAfterARestartOfTheLoginManager) {
   EXPECT_TRUE(eventually([&] { return logind->inhibitors().size() == 1; }, seconds(30)));
   assertions.release(held);
   EXPECT_TRUE(holdsNone(*logind));
+}
+
+TEST_F(BusAssertionsTest, fallBackToIdleWhereSleepMayNotBeInhibited) {
+  ServiceMock logind("org.freedesktop.login1", "/org/freedesktop/login1", "org.freedesktop.login1.Manager");
+  ASSERT_TRUE(logind.isRunning());
+  logind.addMethod("Inhibit", "ssss", "h",
+                   "import os\n"
+                   "if args[0] != 'idle': raise dbus.exceptions.DBusException('no', name='org.example.No')\n"
+                   "ret = dbus.types.UnixFd(os.open('/dev/null', os.O_RDONLY))");
+  EXPECT_NE(assertions.create(PowerAssertion::preventIdleSystemSleep, name), PowerAssertions::none)
+      << logind.program().output();
+  EXPECT_TRUE(logind.program().waitForOutput("Inhibit \"idle\"", seconds(30)));
+}
+
+// As when the bus starts the service for the call.
+TEST_F(BusAssertionsTest, areTakenOnceFromAServiceThatTheCallStarts) {
+  std::atomic<int> takes = 0;
+  std::optional<ServiceMock> service;
+  BusInhibitor inhibitor({.open = openSystemBus,
+                          .name = "org.example.Service",
+                          .take =
+                              [&](sd_bus*) {
+                                if (++takes == 1)
+                                  service.emplace("org.example.Service", "/o", "org.example.I");
+                                return true;
+                              },
+                          .drop = [](sd_bus*) {}});
+  EXPECT_TRUE(inhibitor.wasTaken());
+  service.reset();
+  service.emplace("org.example.Service", "/o", "org.example.I");
+  EXPECT_TRUE(eventually([&] { return takes >= 2; }, seconds(30)));
+  service.reset();
+  service.emplace("org.example.Service", "/o", "org.example.I");
+  EXPECT_TRUE(eventually([&] { return takes >= 3; }, seconds(30)));
+  EXPECT_EQ(takes, 3);
 }
 
 TEST_F(BusAssertionsTest, keepTheDisplaysAwakeThroughTheScreenSaver) {
