@@ -18,6 +18,7 @@
 #include <QuorlHostCore/Network/NetworkStatusProvider.h>
 #include <QuorlHostCore/Scanner/ServiceScanner.h>
 #include <QuorlHostCore/Power/SystemControl.h>
+#include <QuorlHostCore/Relay/HTTPRelay.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Sound/AudioStreamer.h>
@@ -80,6 +81,17 @@ std::shared_ptr<AudioStreamer> makeAudio(const Platform& platform) {
                                          platform.soundCompressors);
 }
 
+// The ports of the services that clients are shown.
+AllowedPorts allowedPorts(std::weak_ptr<const HostServices> weak) {
+  return [weak = std::move(weak)] {
+    std::set<std::uint16_t> ports;
+    const auto services = weak.lock();
+    if (!services) return ports;
+    for (const ServiceDescriptor& service : services->serviceList()) ports.insert(service.port);
+    return ports;
+  };
+}
+
 ClientStreamFactory streamFactory(const Platform& platform) {
   return [platform, originals = std::make_shared<OriginalFrames>()](const StartStream& request,
                                                                     std::weak_ptr<StreamOutputSink> sink) {
@@ -136,7 +148,9 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
           ConnectionServer::Configuration{.port = config_.port,
                                           .advertiseBonjour = config_.advertiseBonjour,
                                           .portHandoff = config_.multiUserPortHandoff},
-          users_)) {}
+          users_)),
+      relay_(std::make_shared<HTTPRelay>(platform, trustStore_, allowedPorts(services_), config_.relayPort)) {
+}
 
 HostRuntime::~HostRuntime() = default;
 
@@ -159,6 +173,7 @@ void HostRuntime::wire() {
   network_->setOnChange([broadcast = services_->broadcast](const NetworkStatus& status) {
     broadcast(message::NetworkStatus{status});
   });
+  if (config_.multiUserPortHandoff && config_.enableRelay) followPortOwnership();
   if (agents_) agents_->setBroadcastControl(services_->broadcast);
   if (clipboard_)
     clipboard_->setBroadcast([broadcast = services_->broadcast](const ClipboardPayload& payload) {
@@ -173,8 +188,20 @@ void HostRuntime::wireServiceList() {
   });
 }
 
+void HostRuntime::followPortOwnership() {
+  server_->onOwnershipChanged([weak = weak_from_this()](bool owns) {
+    const auto runtime = weak.lock();
+    if (!runtime) return;
+    if (owns)
+      runtime->relay_->start();
+    else
+      runtime->relay_->stop();
+  });
+}
+
 std::expected<void, PortError> HostRuntime::start() {
   if (auto started = server_->start(); !started) return started;
+  if (config_.enableRelay && !config_.multiUserPortHandoff) relay_->start();
   if (config_.enableBackgroundServices) stateProvider_->start();
   if (config_.enableBackgroundServices && agents_) agents_->start();
   if (config_.enableBackgroundServices && scanner_) scanner_->start();
@@ -204,6 +231,7 @@ void HostRuntime::broadcastUserList() {
 
 void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   server_->stop();
+  if (config_.enableRelay) relay_->stop();
   if (config_.enableBackgroundServices) stateProvider_->stop();
   if (agents_) {
     agents_->stop(std::move(agentsHaveEnded));

@@ -16,6 +16,7 @@ class AgentRegistry;
 class AudioStreamer;
 class ClipboardSync;
 class ConnectionServer;
+class HTTPRelay;
 class HostExtrasStore;
 class HostStateProvider;
 class InputInjector;
@@ -58,6 +59,7 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   HostRuntime(HostCoreConfig config, Platform platform);
   void wire();
   void wireServiceList();
+  void followPortOwnership();
   void broadcastUserList();
 
   const HostCoreConfig config_;
@@ -77,6 +79,7 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
   const std::shared_ptr<SystemControl> system_;
   const std::shared_ptr<HostServices> services_;
   const std::shared_ptr<ConnectionServer> server_;
+  const std::shared_ptr<HTTPRelay> relay_;
 };
 
 }  // namespace quorl
