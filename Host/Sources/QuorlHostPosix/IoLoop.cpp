@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostPosix/IoLoop.h>
 
-#include <csignal>
-
 #include <pthread.h>
 #include <sys/socket.h>
 #include <boost/asio/post.hpp>
+
+#include <QuorlHostPosix/InputDrain.h>
+#include <QuorlHostPosix/SignalMask.h>
 
 namespace quorl {
 
@@ -14,29 +15,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t keptBuffers = 4;
-constexpr std::chrono::seconds lingerTime{2};
-constexpr std::size_t lingerBytes = 4'194'304;
-constexpr std::size_t maxLingering = 512;
 constexpr std::chrono::seconds reviewInterval{5};
-
-enum class Drained : std::uint8_t { waiting, ended };
-
-// Reads and discards at most `allowance` bytes.
-Drained discardInput(int descriptor, std::size_t& allowance) {
-  std::uint8_t scratch[16'384];
-  while (allowance > 0) {
-    const ssize_t count = ::recv(descriptor, scratch, std::min(sizeof scratch, allowance), MSG_DONTWAIT);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return Drained::waiting;
-    if (count <= 0) return Drained::ended;
-    allowance -= static_cast<std::size_t>(count);
-  }
-  return Drained::ended;
-}
 
 void closeAfterDraining(IoLoop::Socket& socket, std::size_t allowance) {
   if (!socket.is_open()) return;
-  discardInput(socket.native_handle(), allowance);
+  InputDrain::discard(socket.native_handle(), allowance);
   boost::system::error_code ignored;
   socket.close(ignored);
 }
@@ -46,21 +29,16 @@ void closeAfterDraining(IoLoop::Socket& socket, std::size_t allowance) {
 struct IoLoop::Lingering {
   Socket socket;
   Clock::time_point deadline;
-  std::size_t allowance = lingerBytes;
+  std::size_t allowance = InputDrain::maxBytes;
 };
 
 IoLoop::IoLoop()
     : work_(boost::asio::make_work_guard(context_)), lingerTimer_(context_), reviewTimer_(context_) {
-  // Signals are handled on the application loop's thread.
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const WithoutSignals mask;
   thread_ = std::thread([this] {
     pthread_setname_np(pthread_self(), "quorl-sockets");
     context_.run();
   });
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 IoLoop::~IoLoop() {
@@ -68,6 +46,7 @@ IoLoop::~IoLoop() {
 }
 
 void IoLoop::stop() {
+  pipes_.stop();
   if (!thread_.joinable()) return;
   context_.stop();
   thread_.join();
@@ -93,8 +72,13 @@ void IoLoop::giveBack(Buffer buffer) {
   if (buffers_.size() < keptBuffers) buffers_.push_back(std::move(buffer));
 }
 
-void IoLoop::linger(Socket socket) {
-  auto entry = std::make_shared<Lingering>(std::move(socket), Clock::now() + lingerTime);
+void IoLoop::linger(Descriptor descriptor) {
+  Socket socket(context_);
+  boost::system::error_code error;
+  socket.assign(boost::asio::ip::tcp::v6(), descriptor.get(), error);
+  if (error) return;
+  descriptor.release();
+  auto entry = std::make_shared<Lingering>(std::move(socket), Clock::now() + InputDrain::maxTime);
   {
     std::lock_guard lock(mutex_);
     lingering_.push_back(entry);
@@ -108,7 +92,7 @@ void IoLoop::linger(Socket socket) {
 
 void IoLoop::drain(const std::shared_ptr<Lingering>& entry) {
   if (!entry->socket.is_open()) return;
-  if (discardInput(entry->socket.native_handle(), entry->allowance) == Drained::ended) {
+  if (InputDrain::discard(entry->socket.native_handle(), entry->allowance) == InputDrain::Outcome::ended) {
     boost::system::error_code ignored;
     entry->socket.close(ignored);
     return;
@@ -125,7 +109,7 @@ void IoLoop::closeExpired() {
   const auto now = Clock::now();
   while (!lingering_.empty()) {
     const auto& entry = lingering_.front();
-    const bool over = entry->deadline <= now || lingering_.size() > maxLingering;
+    const bool over = entry->deadline <= now || lingering_.size() > InputDrain::maxSockets;
     if (entry->socket.is_open() && !over) break;
     closeAfterDraining(entry->socket, entry->allowance);
     lingering_.pop_front();

@@ -16,6 +16,8 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <QuorlHostPosix/SocketPipes.h>
+
 namespace quorl {
 
 /// The thread that watches the sockets, and the state that all sockets of a `SocketNetwork` share. Internal
@@ -46,11 +48,14 @@ class IoLoop {
   /// Takes a socket whose sending side is shut down and closes it once the peer has closed too, or when its
   /// time or its bytes are used up. An immediate close with unread input would make the kernel send a reset,
   /// which can destroy the last frame on its way to the peer.
-  void linger(Socket socket);
+  void linger(Descriptor descriptor);
 
   /// Calls `review` every few seconds on the loop's thread, until it returns false.
   using Review = std::move_only_function<bool()>;
   void reviewRegularly(Review review);
+
+  /// Moves the bytes of joined sockets.
+  SocketPipes& pipes() { return pipes_; }
 
   void connectionBegan();
   void connectionEnded();
@@ -68,6 +73,7 @@ class IoLoop {
   boost::asio::io_context context_;
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
   std::thread thread_;
+  SocketPipes pipes_;
 
   std::mutex mutex_;  // guards all below
   std::condition_variable connectionsChanged_;

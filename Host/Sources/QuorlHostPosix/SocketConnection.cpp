@@ -54,8 +54,11 @@ ByteView SocketConnection::Outgoing::body() const {
 
 SocketConnection::SocketConnection(std::shared_ptr<IoLoop> loop, Descriptor descriptor,
                                    std::optional<HostPort> peer)
-    : loop_(std::move(loop)), peer_(std::move(peer)), socket_(loop_->context()) {
-  adopt(std::move(descriptor));
+    : loop_(std::move(loop)),
+      peer_(std::move(peer)),
+      descriptor_(std::move(descriptor)),
+      socket_(loop_->context()),
+      moreExpected_(true) {
   loop_->connectionBegan();
 }
 
@@ -68,15 +71,24 @@ SocketConnection::~SocketConnection() {
   QUORL_CHECK(phase_ == Phase::cancelled, "a socket connection was dropped without a cancel");
 }
 
-void SocketConnection::adopt(Descriptor descriptor) {
+int SocketConnection::descriptor() {
+  return descriptor_.isOpen() ? descriptor_.get() : socket_.native_handle();
+}
+
+// Passes the socket to the loop. Not earlier than needed, because a socket that never waits saves system
+// calls.
+bool SocketConnection::watch() {
+  if (!descriptor_.isOpen()) return true;
   boost::system::error_code error;
-  socket_.assign(boost::asio::ip::tcp::v6(), descriptor.get(), error);
-  if (!error) {
-    descriptor.release();
-  } else {
-    // The descriptor closes itself; the connection fails as soon as it is used.
-    error_ = PortError{error.message(), error.value()};
+  socket_.assign(boost::asio::ip::tcp::v6(), descriptor_.get(), error);
+  if (error) {
+    queue_->async([self = shared_from_this(), failure = PortError{error.message(), error.value()}] {
+      self->fail(failure);
+    });
+    return false;
   }
+  descriptor_.release();
+  return true;
 }
 
 void SocketConnection::start(SerialQueue queue, NetworkConnection::StateHandler handler) {
@@ -86,7 +98,7 @@ void SocketConnection::start(SerialQueue queue, NetworkConnection::StateHandler 
   queue_ = std::move(queue);
   handler_ = std::move(handler);
   phase_ = Phase::open;
-  if (!error_ && !socket_.is_open()) connect();
+  if (!descriptor_.isOpen()) connect();
   if (error_) {
     queue_->async([self = shared_from_this(), error = *error_] { self->fail(error); });
     return;
@@ -95,7 +107,7 @@ void SocketConnection::start(SerialQueue queue, NetworkConnection::StateHandler 
     waitForPeer();
     return;
   }
-  queue_->async([self = shared_from_this()] { self->reportReady(); });
+  if (handler_) queue_->async([self = shared_from_this()] { self->reportReady(); });
   open();
 }
 
@@ -107,10 +119,11 @@ void SocketConnection::connect() {
     return;
   }
   if (attempt->stage == ConnectAttempt::Stage::underWay) phase_ = Phase::connecting;
-  adopt(std::move(attempt->socket));
+  descriptor_ = std::move(attempt->socket);
 }
 
 void SocketConnection::waitForPeer() {
+  if (!watch()) return;
   socket_.async_wait(IoLoop::Socket::wait_write,
                      [weak = weak_from_this(), queue = *queue_](const boost::system::error_code& error) {
                        if (error == boost::asio::error::operation_aborted) return;
@@ -125,7 +138,7 @@ void SocketConnection::finishConnecting() {
     std::lock_guard lock(mutex_);
     if (phase_ != Phase::connecting) return;
     phase_ = Phase::open;
-    failure = connectFailure(socket_.native_handle());
+    failure = connectFailure(descriptor());
     if (!failure) open();
   }
   if (failure)
@@ -172,6 +185,7 @@ void SocketConnection::armReceive() {
 }
 
 void SocketConnection::waitForInput() {
+  if (!watch()) return;
   socket_.async_wait(IoLoop::Socket::wait_read,
                      [weak = weak_from_this(), queue = *queue_](const boost::system::error_code& error) {
                        if (error == boost::asio::error::operation_aborted) return;
@@ -190,7 +204,7 @@ void SocketConnection::tryReceive() {
     if (phase_ != Phase::open || !receive_) return;
     buffer = loop_->takeBuffer();
     do {
-      count = ::recv(socket_.native_handle(), buffer.get(), receiveMaximum_, MSG_DONTWAIT);
+      count = ::recv(descriptor(), buffer.get(), receiveMaximum_, MSG_DONTWAIT);
       number = errno;
     } while (count < 0 && number == EINTR);
     if (count < 0 && wouldBlock(number)) {
@@ -258,6 +272,7 @@ void SocketConnection::flush() {
 }
 
 void SocketConnection::waitForRoom() {
+  if (!watch()) return;
   waitingForRoom_ = true;
   socket_.async_wait(IoLoop::Socket::wait_write,
                      [weak = weak_from_this()](const boost::system::error_code& error) {
@@ -281,7 +296,7 @@ void SocketConnection::watchPeer() {
 
 bool SocketConnection::reviewPeer() {
   std::lock_guard lock(mutex_);
-  peerWatched_ = phase_ == Phase::open && reviewUserTimeout(socket_.native_handle());
+  peerWatched_ = phase_ == Phase::open && reviewUserTimeout(descriptor());
   return peerWatched_;
 }
 
@@ -298,7 +313,7 @@ std::optional<PortError> SocketConnection::writePending(Completions& written) {
     msghdr message{};
     message.msg_iov = pieces.data();
     message.msg_iovlen = count;
-    const ssize_t sent = ::sendmsg(socket_.native_handle(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    const ssize_t sent = ::sendmsg(descriptor(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0 && errno == EINTR) continue;
     if (sent < 0 && wouldBlock(errno)) return std::nullopt;
     if (sent < 0) return systemError(errno);
@@ -329,7 +344,7 @@ void SocketConnection::fail(const PortError& error) {
   Completions dropped;
   {
     std::lock_guard lock(mutex_);
-    if (phase_ != Phase::open) return;
+    if (phase_ != Phase::open && phase_ != Phase::connecting) return;
     phase_ = Phase::failed;
     error_ = error;
     receive = std::move(receive_);
@@ -342,35 +357,60 @@ void SocketConnection::fail(const PortError& error) {
   if (handler && isIn(Phase::failed)) handler(NetworkConnection::State::failed, error);
 }
 
+bool SocketConnection::canJoin() const {
+  return phase_ == Phase::open && !receive_ && pending_.empty();
+}
+
+Descriptor SocketConnection::takeDescriptor() {
+  if (descriptor_.isOpen() || !socket_.is_open()) return std::move(descriptor_);
+  boost::system::error_code ignored;
+  return Descriptor(socket_.release(ignored));
+}
+
+bool SocketConnection::join(SocketConnection& other, NetworkConnection::Filter filter,
+                            std::function<void()> ended) {
+  const std::scoped_lock lock(mutex_, other.mutex_);
+  if (!canJoin() || !other.canJoin()) return false;
+  phase_ = Phase::joined;
+  other.phase_ = Phase::joined;
+  pipe_ = loop_->pipes().join({.first = takeDescriptor(),
+                               .second = other.takeDescriptor(),
+                               .filter = std::move(filter),
+                               .queue = *queue_,
+                               .ended = std::move(ended)});
+  other.pipe_ = pipe_;
+  return true;
+}
+
 void SocketConnection::cancel() {
   std::deque<Outgoing> pending;
   NetworkConnection::Receive receive;
   NetworkConnection::StateHandler handler;
-  IoLoop::Socket socket(loop_->context());
+  Descriptor descriptor;
+  std::shared_ptr<SocketPipes::Handle> pipe;
   std::optional<SerialQueue> queue;
   Completions written;
   bool mayLinger = false;
   {
     std::lock_guard lock(mutex_);
     if (phase_ == Phase::cancelled) return;
-    mayLinger = phase_ == Phase::open && !peerFinished_ && socket_.is_open();
-    if (phase_ == Phase::open && socket_.is_open()) writePending(written);
+    mayLinger = phase_ == Phase::open && !peerFinished_;
+    if (phase_ == Phase::open) writePending(written);
     phase_ = Phase::cancelled;
     pending.swap(pending_);
     receive = std::move(receive_);
     handler = std::move(handler_);
     handler_ = nullptr;
     queue = queue_;
-    boost::system::error_code ignored;
-    if (socket_.is_open()) socket_.cancel(ignored);
-    socket = std::move(socket_);
+    descriptor = takeDescriptor();
+    pipe.swap(pipe_);
   }
-  if (mayLinger) {
-    ::shutdown(socket.native_handle(), SHUT_WR);
-    loop_->linger(std::move(socket));
+  if (pipe) pipe->cancel();
+  if (mayLinger && descriptor.isOpen()) {
+    ::shutdown(descriptor.get(), SHUT_WR);
+    loop_->linger(std::move(descriptor));
   } else {
-    boost::system::error_code ignored;
-    socket.close(ignored);
+    descriptor.reset();
   }
   loop_->connectionEnded();
   if (!queue || !handler || silent_) return;
@@ -381,8 +421,8 @@ void SocketConnection::cancel() {
 
 TransportProgress SocketConnection::progress() {
   std::lock_guard lock(mutex_);
-  if (phase_ != Phase::open || !socket_.is_open()) return progress_;
-  if (const auto state = readTransport(socket_.native_handle())) {
+  if (phase_ != Phase::open) return progress_;
+  if (const auto state = readTransport(descriptor())) {
     progress_.acknowledged = written_ - std::min<std::uint64_t>(written_, state->unacknowledged);
     progress_.shortestRoundTrip = state->shortestRoundTrip;
   }
@@ -391,15 +431,15 @@ TransportProgress SocketConnection::progress() {
 
 void SocketConnection::limitUnsent(std::size_t bytes) {
   std::lock_guard lock(mutex_);
-  if (socket_.is_open()) setUnsentLimit(socket_.native_handle(), bytes);
+  if (descriptor() >= 0) setUnsentLimit(descriptor(), bytes);
 }
 
 std::optional<HostPort> SocketConnection::local() {
   std::lock_guard lock(mutex_);
   SocketAddress address;
   address.size = sizeof address.storage;
-  if (!socket_.is_open() || ::getsockname(socket_.native_handle(),
-                                          reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0)
+  if (descriptor() < 0 ||
+      ::getsockname(descriptor(), reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0)
     return std::nullopt;
   return hostPortOf(address);
 }

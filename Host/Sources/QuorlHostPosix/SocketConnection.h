@@ -11,6 +11,7 @@
 
 #include <QuorlHostCore/Ports/Network.h>
 #include <QuorlHostPosix/IoLoop.h>
+#include <QuorlHostPosix/SocketPipes.h>
 #include <QuorlUnix/Descriptor.h>
 
 namespace quorl {
@@ -34,6 +35,8 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   void forgetReceived() { forgetsReceived_ = true; }
   void send(OutgoingFrame frame, NetworkConnection::Sent completion);
   void sendBytes(SharedBytes bytes, NetworkConnection::Sent completion);
+  /// `other`: not this one.
+  bool join(SocketConnection& other, NetworkConnection::Filter filter, std::function<void()> ended);
   void cancel();
   TransportProgress progress();
   void limitUnsent(std::size_t bytes);
@@ -43,7 +46,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   const std::optional<HostPort>& peer() const { return peer_; }
 
  private:
-  enum class Phase : std::uint8_t { idle, connecting, open, failed, cancelled };
+  enum class Phase : std::uint8_t { idle, connecting, open, joined, failed, cancelled };
 
   struct Outgoing {
     std::variant<OutgoingFrame, SharedBytes> content;
@@ -67,7 +70,10 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   void complete(Completions completions, const std::optional<PortError>& error, Phase during);
 
   // With `mutex_` held.
-  void adopt(Descriptor descriptor);
+  int descriptor();  // -1 if there is none
+  bool watch();
+  bool canJoin() const;
+  Descriptor takeDescriptor();
   void connect();
   void waitForPeer();
   void open();
@@ -88,7 +94,10 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
 
   std::mutex mutex_;  // guards all below
   Phase phase_ = Phase::idle;
+  // The socket moves from the descriptor to the loop when it is waited for, and to `pipe_` when it is joined.
+  Descriptor descriptor_;
   IoLoop::Socket socket_;
+  std::shared_ptr<SocketPipes::Handle> pipe_;
   std::optional<SerialQueue> queue_;
   NetworkConnection::StateHandler handler_;
   std::optional<PortError> error_;
@@ -130,6 +139,11 @@ class SocketConnectionHandle final : public NetworkConnection {
   }
   void sendBytes(SharedBytes bytes, Sent completion) override {
     connection_->sendBytes(std::move(bytes), std::move(completion));
+  }
+  bool join(NetworkConnection& other, Filter filter, std::function<void()> ended) override {
+    auto* const handle = dynamic_cast<SocketConnectionHandle*>(&other);
+    return handle && handle != this &&
+           connection_->join(*handle->connection_, std::move(filter), std::move(ended));
   }
   void cancel() override { connection_->cancel(); }
   std::optional<HostPort> remoteEndpoint() const override { return connection_->peer(); }

@@ -66,6 +66,24 @@ class NetworkConnection {
   /// The same for bytes of another protocol, without a frame around them.
   virtual void sendBytes(SharedBytes bytes, Sent completion) = 0;
 
+  /// Examines the input of a joined connection from its first byte: takes a piece and returns what is passed
+  /// on for all pieces so far, or nothing while it needs more. Runs on any thread, one call at a time, and
+  /// not again once it has returned bytes.
+  using Filter = std::move_only_function<std::optional<Bytes>(ByteView)>;
+
+  /// Passes all further input of each of two open connections to the other, reading on only when the last
+  /// piece is sent, until either ends or fails. Then both are cancelled, after what was read has been passed
+  /// on, and `ended` runs on this connection's queue. A cancel of either cancels both, without `ended`. The
+  /// caller has no receive or send outstanding and calls nothing afterwards but `cancel`. `filter`, if set,
+  /// examines the input of `other`. Returns false, with no effect, on a platform without this operation or if
+  /// a connection is not open.
+  virtual bool join(NetworkConnection& other, Filter filter, std::function<void()> ended) {
+    static_cast<void>(other);
+    static_cast<void>(filter);
+    static_cast<void>(ended);
+    return false;
+  }
+
   /// Bytes that `send` has accepted still go to the transport if it takes them without waiting.
   virtual void cancel() = 0;
 
