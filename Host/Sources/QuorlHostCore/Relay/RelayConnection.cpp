@@ -27,7 +27,7 @@ RelayConnection::RelayConnection(Scheduler& scheduler, std::unique_ptr<NetworkCo
       client_(std::move(client)) {}
 
 void RelayConnection::start() {
-  client_->start(queue_, [](NetworkConnection::State, const PortError&) {});  // its receives report an end
+  client_->start(queue_, nullptr);  // its receives report an end
   queue_.async([self = shared_from_this()] {
     self->queue_.assertCurrent();
     self->readHead();
@@ -136,6 +136,15 @@ void RelayConnection::connectBackend(RelayRequest request, ByteView remainder) {
 }
 
 void RelayConnection::startPipes() {
+  NetworkConnection::Filter filter;
+  if (responseHead_) filter = [head = *responseHead_](ByteView bytes) mutable { return head.append(bytes); };
+  const bool isJoined = client_->join(*backend_, std::move(filter), [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->queue_.assertCurrent();
+    self->shutdown();
+  });
+  if (isJoined) return;
   pipeClientToBackend();
   pipeBackendToClient();
 }
