@@ -16,8 +16,10 @@ HostProcess::HostProcess(const Settings& settings) : port_(settings.port) {
   std::vector<std::string> arguments = settings.launcher;
   arguments.push_back(settings.program);
   arguments.insert(arguments.end(), settings.options.begin(), settings.options.end());
+  const std::uint16_t relayPort = settings.relayPort != 0 ? settings.relayPort : freePort();
   std::vector<std::string> environment{"HOME=" + settings.home.string(),
                                        "QUORL_HOST_PORT=" + std::to_string(settings.port),
+                                       "QUORL_RELAY_PORT=" + std::to_string(relayPort),
                                        "DISPLAY",
                                        "WAYLAND_DISPLAY",
                                        "XDG_DATA_HOME",

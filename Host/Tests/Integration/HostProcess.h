@@ -19,6 +19,7 @@ class HostProcess {
  public:
   struct Settings {
     std::uint16_t port = 0;
+    std::uint16_t relayPort = 0;  // 0: any free one
     std::filesystem::path home;
     std::vector<std::string> options;
     std::vector<std::string> environment;

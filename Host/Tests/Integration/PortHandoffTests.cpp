@@ -36,10 +36,11 @@ class PortHandoffTest : public ::testing::Test {
   }
 
   HostProcess::Settings rootsHost() const {
-    return {port, rootsHome.path(), {"--pin", "111111"}, {"XDG_SESSION_ID=c1"}, {}, hostProgram()};
+    return {port, 0, rootsHome.path(), {"--pin", "111111"}, {"XDG_SESSION_ID=c1"}, {}, hostProgram()};
   }
   HostProcess::Settings nobodysHost() const {
     return {port,
+            0,
             nobodysHome.path(),
             {"--pin", "222222"},
             {"XDG_SESSION_ID=c2"},
