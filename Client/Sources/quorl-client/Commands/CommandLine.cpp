@@ -10,9 +10,10 @@ namespace {
 
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
-  for (auto group : {hostCommands(), hostStateCommands(), serviceCommands(), sessionCommands(),
-                     videoCommands(), fitCommands(), soundCommands(), inputCommands(), clipboardCommands(),
-                     systemCommands(), userCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
+  for (auto group :
+       {hostCommands(), hostStateCommands(), serviceCommands(), sessionCommands(), videoCommands(),
+        fitCommands(), soundCommands(), inputCommands(), clipboardCommands(), systemCommands(),
+        userCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }
