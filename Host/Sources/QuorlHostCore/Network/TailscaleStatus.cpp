@@ -2,6 +2,7 @@
 #include <QuorlHostCore/Network/TailscaleStatus.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <QuorlHostCore/Network/OverlayText.h>
@@ -25,6 +26,15 @@ void readSelf(JsonReader& reader, TailscaleStatus& status) {
   });
 }
 
+std::vector<std::string> withIPv4First(std::vector<std::string> addresses) {
+  std::vector<std::string> sorted;
+  std::vector<std::string> others;
+  for (std::string& address : addresses)
+    (address.starts_with("100.") ? sorted : others).push_back(std::move(address));
+  std::ranges::move(others, std::back_inserter(sorted));
+  return sorted;
+}
+
 }  // namespace
 
 std::optional<TailscaleStatus> TailscaleStatus::parse(ByteView output) {
@@ -42,8 +52,7 @@ std::optional<TailscaleStatus> TailscaleStatus::parse(ByteView output) {
   if (!isObject || !reader.finish()) return std::nullopt;
   if (status.dnsName && status.dnsName->ends_with('.')) status.dnsName->pop_back();
   if (status.dnsName && status.dnsName->empty()) status.dnsName.reset();
-  std::ranges::stable_partition(status.addresses,
-                                [](const std::string& address) { return address.starts_with("100."); });
+  status.addresses = withIPv4First(std::move(status.addresses));
   return status;
 }
 
