@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <ranges>
 
 namespace quorl {
 
@@ -25,6 +26,14 @@ std::optional<std::uint16_t> parseTestPort(const std::optional<std::string>& val
   const auto [rest, error] = std::from_chars(value->data(), end, port);
   if (error != std::errc() || rest != end || port == 0) return std::nullopt;
   return port;
+}
+
+std::optional<std::set<std::uint16_t>> parseTestPorts(const std::optional<std::string>& value) {
+  if (!value) return std::nullopt;
+  std::set<std::uint16_t> ports;
+  for (const auto part : std::views::split(*value, ','))
+    if (const auto port = parseTestPort(std::string(part.begin(), part.end()))) ports.insert(*port);
+  return ports;
 }
 
 }  // namespace quorl

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -25,5 +26,9 @@ std::string pinAnnouncement(const HostOptions& options);
 /// The value of QUORL_HOST_PORT or QUORL_RELAY_PORT, with which tests run hosts beside the one on the
 /// standard ports. Absent unless it is a port number above 0.
 std::optional<std::uint16_t> parseTestPort(const std::optional<std::string>& value);
+
+/// The value of QUORL_SCAN_PORTS: the only ports in which a test's host looks for web services, separated by
+/// commas. What is no port number is left out. Absent without the variable.
+std::optional<std::set<std::uint16_t>> parseTestPorts(const std::optional<std::string>& value);
 
 }  // namespace quorl

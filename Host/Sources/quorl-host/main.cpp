@@ -36,6 +36,7 @@ HostCoreConfig configurationFor(const HostOptions& options) {
   config.fixedPIN = options.pin;
   if (const auto port = parseTestPort(processEnvironment()("QUORL_HOST_PORT"))) config.port = *port;
   if (const auto port = parseTestPort(processEnvironment()("QUORL_RELAY_PORT"))) config.relayPort = *port;
+  config.scannedPorts = parseTestPorts(processEnvironment()("QUORL_SCAN_PORTS"));
   return config;
 }
 

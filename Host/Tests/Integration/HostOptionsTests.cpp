@@ -48,5 +48,13 @@ TEST(TestPort, isTakenOnlyWhenItIsAPortNumber) {
     EXPECT_EQ(parseTestPort(wrong), std::nullopt);
 }
 
+TEST(TestPorts, areSeparatedByCommas) {
+  using Ports = std::set<std::uint16_t>;
+  EXPECT_EQ(parseTestPorts(std::nullopt), std::nullopt);
+  EXPECT_EQ(parseTestPorts(""), Ports());
+  EXPECT_EQ(parseTestPorts("3000"), Ports({3000}));
+  EXPECT_EQ(parseTestPorts("3000,x,,4000,65536"), Ports({3000, 4000}));
+}
+
 }  // namespace
 }  // namespace quorl::test

@@ -20,6 +20,7 @@ HostProcess::HostProcess(const Settings& settings) : port_(settings.port) {
   std::vector<std::string> environment{"HOME=" + settings.home.string(),
                                        "QUORL_HOST_PORT=" + std::to_string(settings.port),
                                        "QUORL_RELAY_PORT=" + std::to_string(relayPort),
+                                       "QUORL_SCAN_PORTS=",
                                        "DISPLAY",
                                        "WAYLAND_DISPLAY",
                                        "XDG_DATA_HOME",

@@ -14,7 +14,8 @@ namespace quorl::test {
 /// The path of the program under test.
 std::string hostProgram();
 
-/// A real host process: without a display, with a home folder and a port of the test.
+/// A real host process: without a display, with a home folder and a port of the test. It looks for no web
+/// services, because its requests would reach the servers of other tests.
 class HostProcess {
  public:
   struct Settings {

@@ -64,7 +64,7 @@ class ReachabilityProcessTest : public testing::Test {
 TEST_F(ReachabilityProcessTest, findsAWebServiceWithItsTitleAndItsProcess) {
   WebServer server("<html><head><title> Bench notes </title></head></html>");
   ASSERT_TRUE(server.listens());
-  startHost();
+  startHost({"QUORL_SCAN_PORTS=" + std::to_string(server.port) + "," + std::to_string(port_)});
   RawClient client(port_);
   ASSERT_TRUE(client.pair("314159"));
   std::optional<ServiceDescriptor> found;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace quorl {
@@ -18,6 +19,8 @@ struct HostCoreConfig {
   bool multiUserPortHandoff = false;  // the session port follows the console user
   bool enableTerminalBridge = false;
   std::uint16_t relayPort = 47'901;  // another one only for tests, which run several hosts
+  // Present only for tests: a scan would disturb the servers of other tests.
+  std::optional<std::set<std::uint16_t>> scannedPorts;
 
   /// The application's configuration.
   static const HostCoreConfig menuBar;

@@ -66,8 +66,9 @@ std::shared_ptr<ServiceScanner> makeScanner(const HostCoreConfig& config, const 
   if (!platform.listeningSockets) return nullptr;
   const std::set<std::uint16_t> hostPorts{WireProtocol::defaultPort, HostCoreConfig::menuBar.relayPort,
                                           config.port, config.relayPort};
-  return std::make_shared<ServiceScanner>(*platform.scheduler, platform.listeningSockets, platform.network,
-                                          hostPorts);
+  return std::make_shared<ServiceScanner>(
+      *platform.scheduler, platform.listeningSockets, platform.network,
+      ServiceScanner::Ports{.own = hostPorts, .only = config.scannedPorts});
 }
 
 std::shared_ptr<ClipboardSync> makeClipboard(const Platform& platform) {

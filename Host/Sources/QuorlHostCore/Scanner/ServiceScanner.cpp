@@ -23,11 +23,11 @@ std::string namesOf(const ServiceScanner::Services& services) {
 }  // namespace
 
 ServiceScanner::ServiceScanner(Scheduler& scheduler, std::shared_ptr<ListeningSockets> sockets,
-                               std::shared_ptr<Network> network, std::set<std::uint16_t> ownPorts)
+                               std::shared_ptr<Network> network, Ports ports)
     : queue_(scheduler, "quorl.services", QueueRank::service),
       sockets_(std::move(sockets)),
       network_(std::move(network)),
-      ownPorts_(std::move(ownPorts)) {}
+      ports_(std::move(ports)) {}
 
 void ServiceScanner::setOnChange(OnChange onChange) {
   queue_.sync([&] {
@@ -99,7 +99,9 @@ void ServiceScanner::probeAll(Sockets sockets) {
 std::vector<Listener> ServiceScanner::foreignListeners(const Sockets& sockets) const {
   if (!sockets) return {};
   std::vector<Listener> listeners = listenersByPort(*sockets);
-  std::erase_if(listeners, [this](const Listener& listener) { return ownPorts_.contains(listener.port); });
+  std::erase_if(listeners, [this](const Listener& listener) {
+    return ports_.own.contains(listener.port) || (ports_.only && !ports_.only->contains(listener.port));
+  });
   return listeners;
 }
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <vector>
 
@@ -38,9 +39,14 @@ class ServiceScanner : public std::enable_shared_from_this<ServiceScanner> {
   using Services = std::vector<ServiceDescriptor>;
   using OnChange = std::function<void(const Services&)>;
 
-  /// `ownPorts`: the ports of this host, which are neither probed nor listed.
+  /// Which ports are probed and listed.
+  struct Ports {
+    std::set<std::uint16_t> own;                  // of this host: never
+    std::optional<std::set<std::uint16_t>> only;  // if present, no others
+  };
+
   ServiceScanner(Scheduler& scheduler, std::shared_ptr<ListeningSockets> sockets,
-                 std::shared_ptr<Network> network, std::set<std::uint16_t> ownPorts);
+                 std::shared_ptr<Network> network, Ports ports);
 
   /// Takes the list, on the queue, after each scan that has changed it. Set before `start`.
   void setOnChange(OnChange onChange);
@@ -61,12 +67,12 @@ class ServiceScanner : public std::enable_shared_from_this<ServiceScanner> {
   void probe(const Listener& listener) QUORL_REQUIRES(queue_);
   void probed(const Listener& listener, const ProbeResult& result) QUORL_REQUIRES(queue_);
   void finishScan() QUORL_REQUIRES(queue_);
-  std::vector<Listener> foreignListeners(const Sockets& sockets) const QUORL_REQUIRES(queue_);
+  std::vector<Listener> foreignListeners(const Sockets& sockets) const;
 
   const SerialQueue queue_;
   const std::shared_ptr<ListeningSockets> sockets_;
   const std::shared_ptr<Network> network_;
-  const std::set<std::uint16_t> ownPorts_;
+  const Ports ports_;
   Timer timer_ QUORL_GUARDED_BY(queue_);
   Services current_ QUORL_GUARDED_BY(queue_);
   OnChange onChange_ QUORL_GUARDED_BY(queue_);

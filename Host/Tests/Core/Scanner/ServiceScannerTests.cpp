@@ -57,7 +57,7 @@ class ServiceScannerTest : public testing::Test {
   FakeWeb web_{simulation_};
   std::shared_ptr<FakeListeningSockets> sockets_ = std::make_shared<FakeListeningSockets>();
   std::shared_ptr<ServiceScanner> scanner_ = std::make_shared<ServiceScanner>(
-      simulation_, sockets_, web_.network, std::set<std::uint16_t>{47'900, 47'901});
+      simulation_, sockets_, web_.network, ServiceScanner::Ports{.own = {47'900, 47'901}, .only = {}});
   std::vector<ServiceScanner::Services> changes_;
 };
 
@@ -98,6 +98,18 @@ TEST_F(ServiceScannerTest, neverProbesOrListsTheHostsOwnPorts) {
   startAndScan();
   EXPECT_THAT(scanner_->services(), IsEmpty());
   EXPECT_EQ(requests(), 0U);
+}
+
+TEST_F(ServiceScannerTest, probesOnlyTheGivenPortsIfThereAreAny) {
+  serve(3000, "A");
+  serve(4000, "B");
+  serve(47'900, "Session");
+  scanner_ = std::make_shared<ServiceScanner>(
+      simulation_, sockets_, web_.network,
+      ServiceScanner::Ports{.own = {47'900}, .only = std::set<std::uint16_t>{4000, 47'900}});
+  startAndScan();
+  EXPECT_THAT(scanner_->services(), ElementsAre(service(4000, "B")));
+  EXPECT_EQ(requests(), 1U);
 }
 
 TEST_F(ServiceScannerTest, listsAServiceThatAnswers404) {
