@@ -121,7 +121,7 @@ class Run {
     return true;
   }
 
-  /// Ends the tool and its children, kindly first, and keeps what they still write.
+  /// Ends the tool and its children, by SIGTERM and then by SIGKILL, and keeps what they still write.
   void end(ToolResult& result) {
     for (const int signal : {SIGTERM, SIGKILL}) {
       kill(-pid_, signal);
@@ -130,8 +130,7 @@ class Run {
     kill(-pid_, SIGKILL);
   }
 
-  /// The status for waitpid(2); absent for a process that does not even end by SIGKILL, which is left to a
-  /// thread.
+  /// The status of waitpid(2). Absent for a process that SIGKILL does not end; a thread waits for that one.
   std::optional<int> status() const {
     int status = 0;
     const bool mustWait = !process_.isOpen() || hasEnded_;
