@@ -126,13 +126,14 @@ double bodyRate(const Target& target) {
   const int socket = connectTo(target.port, Mode::blocking);
   sendText(socket, requestFor(target, "/big"));
   std::vector<char> buffer(1'048'576);
+  std::string head;
+  while (!head.ends_with("\r\n\r\n") && ::recv(socket, buffer.data(), 1, 0) == 1) head += buffer.front();
   std::uint64_t sum = 0;
   const auto start = Clock::now();
-  for (;;) {
+  while (sum < Backend::bigSize) {
     const ssize_t count = ::recv(socket, buffer.data(), buffer.size(), 0);
     if (count <= 0) break;
     sum += static_cast<std::uint64_t>(count);
-    if (sum >= Backend::bigSize + 50) break;
   }
   const double rate = perSecond(sum, start);
   ::close(socket);

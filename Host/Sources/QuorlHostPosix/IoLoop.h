@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <QuorlHostPosix/LoopScheduler.h>
 #include <QuorlHostPosix/SocketPipes.h>
 
 namespace quorl {
@@ -54,6 +56,11 @@ class IoLoop {
   using Review = std::move_only_function<bool()>;
   void reviewRegularly(Review review);
 
+  /// Runs work on the loop's thread, with the timers of `base`. Called once, before the loop is used.
+  void makeScheduler(Scheduler& base) { scheduler_.emplace(context_, base); }
+  /// Null if there is none.
+  LoopScheduler* scheduler() { return scheduler_ ? &*scheduler_ : nullptr; }
+
   /// Moves the bytes of joined sockets.
   SocketPipes& pipes() { return pipes_; }
 
@@ -74,6 +81,7 @@ class IoLoop {
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
   std::thread thread_;
   SocketPipes pipes_;
+  std::optional<LoopScheduler> scheduler_;  // set before the loop is used
 
   std::mutex mutex_;  // guards all below
   std::condition_variable connectionsChanged_;

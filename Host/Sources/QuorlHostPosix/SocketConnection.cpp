@@ -2,12 +2,10 @@
 #include <QuorlHostPosix/SocketConnection.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <utility>
 
 #include <sys/socket.h>
-#include <sys/uio.h>
 
 #include <QuorlHostPosix/SocketAddress.h>
 #include <QuorlHostPosix/SocketConnect.h>
@@ -21,36 +19,14 @@ namespace quorl {
 
 namespace {
 
-// Pieces of one gathered write; each frame is at most two.
-constexpr std::size_t maxPieces = 128;
-
 // After a read of this size more is probably waiting.
 constexpr std::size_t fullReadSize = 65'536;
-
-// The part of `bytes` after `offset`, which is reduced by the skipped bytes.
-void addPiece(std::array<iovec, maxPieces>& pieces, std::size_t& count, ByteView bytes, std::size_t& offset) {
-  const std::size_t passed = std::min(offset, bytes.size());
-  offset -= passed;
-  const ByteView rest = bytes.subspan(passed);
-  if (rest.empty()) return;
-  pieces[count++] = {const_cast<std::uint8_t*>(rest.data()), rest.size()};
-}
 
 bool wouldBlock(int number) {
   return number == EAGAIN || number == EWOULDBLOCK;
 }
 
 }  // namespace
-
-ByteView SocketConnection::Outgoing::prefix() const {
-  const auto* frame = std::get_if<OutgoingFrame>(&content);
-  return frame ? frame->prefix() : ByteView();
-}
-
-ByteView SocketConnection::Outgoing::body() const {
-  if (const auto* frame = std::get_if<OutgoingFrame>(&content)) return frame->body();
-  return *std::get<SharedBytes>(content);
-}
 
 SocketConnection::SocketConnection(std::shared_ptr<IoLoop> loop, Descriptor descriptor,
                                    std::optional<HostPort> peer)
@@ -149,7 +125,7 @@ void SocketConnection::finishConnecting() {
 
 void SocketConnection::open() {
   if (receive_) armReceive();
-  if (!pending_.empty()) scheduleFlush();
+  if (!pending_.isEmpty()) scheduleFlush();
 }
 
 void SocketConnection::reportReady() {
@@ -236,7 +212,7 @@ void SocketConnection::sendBytes(SharedBytes bytes, NetworkConnection::Sent comp
   enqueue({std::move(bytes), std::move(completion)});
 }
 
-void SocketConnection::enqueue(Outgoing outgoing) {
+void SocketConnection::enqueue(PendingSends::Item outgoing) {
   if (phase_ == Phase::cancelled) return;
   if (phase_ == Phase::failed) {
     if (!outgoing.completion) return;
@@ -246,7 +222,7 @@ void SocketConnection::enqueue(Outgoing outgoing) {
         });
     return;
   }
-  pending_.push_back(std::move(outgoing));
+  pending_.add(std::move(outgoing));
   if (phase_ == Phase::open) scheduleFlush();
 }
 
@@ -263,8 +239,8 @@ void SocketConnection::flush() {
     std::lock_guard lock(mutex_);
     flushScheduled_ = false;
     if (phase_ != Phase::open) return;
-    error = writePending(written);
-    if (!error && !pending_.empty()) waitForRoom();
+    error = pending_.write(descriptor(), written);
+    if (!error && !pending_.isEmpty()) waitForRoom();
     if (!error) watchPeer();
   }
   complete(std::move(written), std::nullopt, Phase::open);
@@ -300,38 +276,6 @@ bool SocketConnection::reviewPeer() {
   return peerWatched_;
 }
 
-std::optional<PortError> SocketConnection::writePending(Completions& written) {
-  while (!pending_.empty()) {
-    std::array<iovec, maxPieces> pieces;
-    std::size_t count = 0;
-    std::size_t offset = firstOffset_;
-    for (const Outgoing& outgoing : pending_) {
-      if (count + 2 > maxPieces) break;
-      addPiece(pieces, count, outgoing.prefix(), offset);
-      addPiece(pieces, count, outgoing.body(), offset);
-    }
-    msghdr message{};
-    message.msg_iov = pieces.data();
-    message.msg_iovlen = count;
-    const ssize_t sent = ::sendmsg(descriptor(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (sent < 0 && errno == EINTR) continue;
-    if (sent < 0 && wouldBlock(errno)) return std::nullopt;
-    if (sent < 0) return systemError(errno);
-    advance(static_cast<std::size_t>(sent), written);
-  }
-  return std::nullopt;
-}
-
-void SocketConnection::advance(std::size_t count, Completions& written) {
-  written_ += count;
-  firstOffset_ += count;
-  while (!pending_.empty() && firstOffset_ >= pending_.front().size()) {
-    firstOffset_ -= pending_.front().size();
-    written.push_back(std::move(pending_.front().completion));
-    pending_.pop_front();
-  }
-}
-
 void SocketConnection::complete(Completions completions, const std::optional<PortError>& error,
                                 Phase during) {
   for (auto& completion : completions)
@@ -349,8 +293,7 @@ void SocketConnection::fail(const PortError& error) {
     error_ = error;
     receive = std::move(receive_);
     handler = handler_;
-    for (auto& outgoing : pending_) dropped.push_back(std::move(outgoing.completion));
-    pending_.clear();
+    dropped = pending_.drop();
   }
   if (receive) receive({}, false, error);
   complete(std::move(dropped), error, Phase::failed);
@@ -358,7 +301,7 @@ void SocketConnection::fail(const PortError& error) {
 }
 
 bool SocketConnection::canJoin() const {
-  return phase_ == Phase::open && !receive_ && pending_.empty();
+  return phase_ == Phase::open && !receive_ && pending_.isEmpty();
 }
 
 Descriptor SocketConnection::takeDescriptor() {
@@ -383,10 +326,10 @@ bool SocketConnection::join(SocketConnection& other, NetworkConnection::Filter f
 }
 
 void SocketConnection::cancel() {
-  std::deque<Outgoing> pending;
+  PendingSends pending;
   NetworkConnection::Receive receive;
   NetworkConnection::StateHandler handler;
-  Descriptor descriptor;
+  Descriptor socket;
   std::shared_ptr<SocketPipes::Handle> pipe;
   std::optional<SerialQueue> queue;
   Completions written;
@@ -395,22 +338,22 @@ void SocketConnection::cancel() {
     std::lock_guard lock(mutex_);
     if (phase_ == Phase::cancelled) return;
     mayLinger = phase_ == Phase::open && !peerFinished_;
-    if (phase_ == Phase::open) writePending(written);
+    if (phase_ == Phase::open) pending_.write(descriptor(), written);
     phase_ = Phase::cancelled;
-    pending.swap(pending_);
+    std::swap(pending, pending_);
     receive = std::move(receive_);
     handler = std::move(handler_);
     handler_ = nullptr;
     queue = queue_;
-    descriptor = takeDescriptor();
+    socket = takeDescriptor();
     pipe.swap(pipe_);
   }
   if (pipe) pipe->cancel();
-  if (mayLinger && descriptor.isOpen()) {
-    ::shutdown(descriptor.get(), SHUT_WR);
-    loop_->linger(std::move(descriptor));
+  if (mayLinger && socket.isOpen()) {
+    ::shutdown(socket.get(), SHUT_WR);
+    loop_->linger(std::move(socket));
   } else {
-    descriptor.reset();
+    socket.reset();
   }
   loop_->connectionEnded();
   if (!queue || !handler || silent_) return;
@@ -423,7 +366,8 @@ TransportProgress SocketConnection::progress() {
   std::lock_guard lock(mutex_);
   if (phase_ != Phase::open) return progress_;
   if (const auto state = readTransport(descriptor())) {
-    progress_.acknowledged = written_ - std::min<std::uint64_t>(written_, state->unacknowledged);
+    progress_.acknowledged =
+        pending_.written() - std::min<std::uint64_t>(pending_.written(), state->unacknowledged);
     progress_.shortestRoundTrip = state->shortestRoundTrip;
   }
   return progress_;

@@ -2,15 +2,13 @@
 #pragma once
 
 #include <atomic>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <variant>
-#include <vector>
 
 #include <QuorlHostCore/Ports/Network.h>
 #include <QuorlHostPosix/IoLoop.h>
+#include <QuorlHostPosix/PendingSends.h>
 #include <QuorlHostPosix/SocketPipes.h>
 #include <QuorlUnix/Descriptor.h>
 
@@ -48,15 +46,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
  private:
   enum class Phase : std::uint8_t { idle, connecting, open, joined, failed, cancelled };
 
-  struct Outgoing {
-    std::variant<OutgoingFrame, SharedBytes> content;
-    NetworkConnection::Sent completion;
-
-    ByteView prefix() const;
-    ByteView body() const;
-    std::size_t size() const { return prefix().size() + body().size(); }
-  };
-  using Completions = std::vector<NetworkConnection::Sent>;
+  using Completions = PendingSends::Completions;
 
   // On the queue.
   void finishConnecting();
@@ -77,9 +67,7 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   void connect();
   void waitForPeer();
   void open();
-  void enqueue(Outgoing outgoing);
-  std::optional<PortError> writePending(Completions& written);
-  void advance(std::size_t count, Completions& written);
+  void enqueue(PendingSends::Item outgoing);
   void scheduleFlush();
   void waitForRoom();
   void watchPeer();
@@ -102,10 +90,8 @@ class SocketConnection : public std::enable_shared_from_this<SocketConnection> {
   NetworkConnection::StateHandler handler_;
   std::optional<PortError> error_;
 
-  std::deque<Outgoing> pending_;
-  std::size_t firstOffset_ = 0;  // bytes of the first pending frame already written
-  std::uint64_t written_ = 0;    // bytes given to the kernel
-  TransportProgress progress_;   // as last read
+  PendingSends pending_;
+  TransportProgress progress_;  // as last read
   bool flushScheduled_ = false;
   bool waitingForRoom_ = false;
   bool peerWatched_ = false;

@@ -61,6 +61,7 @@ void SocketListener::begin(Descriptor descriptor, std::uint16_t port) {
     report(NetworkListener::Failed{PortError{error.message(), error.value()}});
     return;
   }
+  configureSessionSocket(descriptor.get());  // accepted sockets inherit the options
   descriptor.release();
   report(NetworkListener::Ready{port});  // posted before any peer can be
   waitForPeers();
@@ -107,7 +108,6 @@ SocketListener::Next SocketListener::acceptBatch(Batch& batch) {
     Descriptor socket(::accept4(socket_.native_handle(), reinterpret_cast<sockaddr*>(&peer.storage),
                                 &peer.size, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (socket.isOpen()) {
-      configureSessionSocket(socket.get());
       batch.push_back(std::make_unique<SocketConnectionHandle>(
           std::make_shared<SocketConnection>(loop_, std::move(socket), hostPortOf(peer))));
       continue;

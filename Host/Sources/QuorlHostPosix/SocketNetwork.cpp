@@ -12,7 +12,19 @@ namespace quorl {
 
 SocketNetwork::SocketNetwork() : loop_(std::make_shared<IoLoop>()) {}
 
+SocketNetwork::SocketNetwork(Scheduler& base) : SocketNetwork() {
+  loop_->makeScheduler(base);
+}
+
+Scheduler* SocketNetwork::socketScheduler() {
+  return loop_->scheduler();
+}
+
 SocketNetwork::~SocketNetwork() {
+  stop();
+}
+
+void SocketNetwork::stop() {
   loop_->stop();
 }
 

@@ -20,14 +20,20 @@ class IoLoop;
 class SocketNetwork final : public Network {
  public:
   SocketNetwork();
+  /// With a scheduler on its own thread, which takes time and timers from `base`.
+  explicit SocketNetwork(Scheduler& base);
   ~SocketNetwork() override;
 
+  Scheduler* socketScheduler() override;
   std::expected<std::unique_ptr<NetworkListener>, PortError> listen(std::uint16_t port, SerialQueue queue,
                                                                     ListenerHandlers handlers) override;
   std::unique_ptr<NetworkConnection> connect(const HostPort& peer) override;
   std::unique_ptr<DatagramSender> openDatagramSender(const HostPort& peer,
                                                      const std::optional<std::string>& localHost,
                                                      SerialQueue queue) override;
+
+  /// Ends the thread early: nothing is watched any more, and work of `socketScheduler` is dropped.
+  void stop();
 
   /// Waits until every connection has been cancelled, for `limit` at most: at the end of the process
   /// the last frames have then left. Returns whether all were.

@@ -61,12 +61,15 @@ std::shared_ptr<PowerAssertions> withBuses(std::shared_ptr<PowerAssertions> desk
 }  // namespace
 
 HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
-    : loop_(std::make_shared<MainLoop>()), network_(std::make_shared<SocketNetwork>()) {
+    : loop_(std::make_shared<MainLoop>()),
+      network_(std::make_shared<SocketNetwork>()),
+      relayNetwork_(std::make_shared<SocketNetwork>(scheduler_)) {
   platform_.scheduler = &scheduler_;
   // The generator has no state and needs no owner.
   platform_.random = std::shared_ptr<SecureRandom>(&SystemSecureRandom::shared(), [](SecureRandom*) {});
   platform_.mainThread = loop_;
   platform_.network = network_;
+  platform_.relayNetwork = relayNetwork_;
   platform_.advertiser = std::make_shared<AvahiAdvertiser>();
   platform_.files = std::make_shared<PosixFileStore>();
   platform_.loginSessions = std::make_shared<LogindSessions>();

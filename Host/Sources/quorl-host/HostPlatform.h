@@ -20,6 +20,7 @@ class HostPlatform {
  public:
   /// `descriptorLimit`: the limit for agents and applications, if it differs from that of this process.
   explicit HostPlatform(std::optional<std::uint64_t> descriptorLimit);
+  ~HostPlatform() { relayNetwork_->stop(); }
 
   const Platform& platform() const { return platform_; }
   MainLoop& loop() { return *loop_; }
@@ -30,6 +31,7 @@ class HostPlatform {
   PoolScheduler scheduler_;
   std::shared_ptr<MainLoop> loop_;
   std::shared_ptr<SocketNetwork> network_;
+  std::shared_ptr<SocketNetwork> relayNetwork_;
   Platform platform_;
 };
 

@@ -147,6 +147,11 @@ class Network {
 
   virtual ~Network() = default;
 
+  /// Runs work on the thread that watches the sockets, so that callbacks on a queue made with it need no
+  /// other thread. Work on it delays all sockets of this network. Null if there is none. Ends with the
+  /// network.
+  virtual Scheduler* socketScheduler() { return nullptr; }
+
   /// Binds all addresses, IPv6 and IPv4, with local address reuse, and without sharing the port between
   /// processes. `port` 0 is a programming error. A port held by another process is reported as `Failed`
   /// through the state handler, as is any later failure; the call itself fails only if no socket can be

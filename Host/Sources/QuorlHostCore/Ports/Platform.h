@@ -57,6 +57,7 @@ struct Platform {
   std::shared_ptr<VideoCompressorFactory> compressors;
   std::shared_ptr<EventPoster> events;
   // Each of these may be absent; then the host does without.
+  std::shared_ptr<Network> relayNetwork;  // of the relay alone, so that its waits delay no session
   std::shared_ptr<WindowControl> windows;
   std::shared_ptr<RunningApplications> runningApplications;
   std::shared_ptr<DisplayCatalog> displays;

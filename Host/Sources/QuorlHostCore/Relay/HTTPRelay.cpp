@@ -9,11 +9,24 @@
 
 namespace quorl {
 
+namespace {
+
+std::shared_ptr<Network> networkOf(const Platform& platform) {
+  return platform.relayNetwork ? platform.relayNetwork : platform.network;
+}
+
+Scheduler& schedulerOf(const Platform& platform) {
+  Scheduler* const own = platform.relayNetwork ? platform.relayNetwork->socketScheduler() : nullptr;
+  return own ? *own : *platform.scheduler;
+}
+
+}  // namespace
+
 HTTPRelay::HTTPRelay(const Platform& platform, std::shared_ptr<TrustStore> trustStore,
                      AllowedPorts allowedPorts, std::uint16_t listenPort)
-    : queue_(*platform.scheduler, "quorl.relay", QueueRank::connection),
+    : queue_(schedulerOf(platform), "quorl.relay", QueueRank::connection),
       services_(
-          std::make_shared<const RelayServices>(RelayServices{.network = platform.network,
+          std::make_shared<const RelayServices>(RelayServices{.network = networkOf(platform),
                                                               .trustStore = std::move(trustStore),
                                                               .allowedPorts = std::move(allowedPorts)})),
       listenPort_(listenPort) {}
