@@ -50,7 +50,6 @@ void IoLoop::stop() {
   if (!thread_.joinable()) return;
   context_.stop();
   thread_.join();
-  if (scheduler_) scheduler_->stop();
   std::lock_guard lock(mutex_);
   for (const auto& entry : lingering_) closeAfterDraining(entry->socket, entry->allowance);
   lingering_.clear();

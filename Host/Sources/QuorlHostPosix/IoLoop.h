@@ -56,12 +56,12 @@ class IoLoop {
   using Review = std::move_only_function<bool()>;
   void reviewRegularly(Review review);
 
-  /// Runs work on the loop's thread, with the timers of `base`. Called once, before the loop is used.
-  void makeScheduler(Scheduler& base) { scheduler_.emplace(context_, base); }
+  /// Runs work on the thread of `pipes`, with the timers of `base`. Called once, before the loop is used.
+  void makeScheduler(Scheduler& base) { scheduler_.emplace(pipes_, base); }
   /// Null if there is none.
   LoopScheduler* scheduler() { return scheduler_ ? &*scheduler_ : nullptr; }
 
-  /// Moves the bytes of joined sockets.
+  /// Moves the bytes of joined sockets, on a thread of its own.
   SocketPipes& pipes() { return pipes_; }
 
   void connectionBegan();

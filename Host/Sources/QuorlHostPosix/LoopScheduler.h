@@ -1,30 +1,28 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <memory>
 #include <mutex>
-#include <vector>
-
-#include <boost/asio/io_context.hpp>
 
 #include <QuorlHostCore/Concurrency/Scheduler.h>
+#include <QuorlHostPosix/SocketPipes.h>
 
 namespace quorl {
 
-/// Runs work on the thread of a loop, in the order of the calls. Clock, timers and waits are those of another
-/// scheduler.
+/// Runs work on the thread of `SocketPipes`, in the order of the calls. Clock, timers and waits are those of
+/// another scheduler.
 ///
 /// *Queue*: every operation may be called from any thread.
-/// *Lifetime*: ends before `base` and `context`. `stop` drops pending work; it is called once the loop's
-/// thread has ended.
+/// *Lifetime*: ends before `base` and `pipes`.
 class LoopScheduler final : public Scheduler {
  public:
-  LoopScheduler(boost::asio::io_context& context, Scheduler& base) : context_(context), base_(base) {}
-  ~LoopScheduler() override { stop(); }
-  void stop();
+  LoopScheduler(SocketPipes& pipes, Scheduler& base)
+      : base_(base), target_(std::make_shared<Target>(&pipes)) {}
+  ~LoopScheduler() override;
 
   MonotonicTime now() const override { return base_.now(); }
   Date date() const override { return base_.date(); }
-  void execute(Work work) override;
+  void execute(Work work) override { target_->post(std::move(work)); }
   TimerID schedule(MonotonicTime when, Work work) override;
   void cancel(TimerID timer) override { base_.cancel(timer); }
   void wait(std::unique_lock<std::mutex>& lock, std::condition_variable& condition,
@@ -34,20 +32,17 @@ class LoopScheduler final : public Scheduler {
   void blocking(const std::function<void()>& work) override { base_.blocking(work); }
 
  private:
-  struct Pending {
-    std::mutex mutex;  // guards these
-    std::vector<Work> work;
-    bool isPosted = false;
-    bool isStopped = false;
+  // Shared with timers, which may outlive this object.
+  struct Target {
+    explicit Target(SocketPipes* socketPipes) : pipes(socketPipes) {}
+    void post(Work work);
+
+    std::mutex mutex;
+    SocketPipes* pipes;  // null once the scheduler has ended
   };
 
-  static void execute(boost::asio::io_context& context, const std::shared_ptr<Pending>& pending, Work work);
-  static void run(const std::shared_ptr<Pending>& pending);
-
-  boost::asio::io_context& context_;
   Scheduler& base_;
-  // Shared with timers, which may outlive this object.
-  const std::shared_ptr<Pending> pending_ = std::make_shared<Pending>();
+  const std::shared_ptr<Target> target_;
 };
 
 }  // namespace quorl

@@ -27,20 +27,19 @@ bool isLoopback(const SocketAddress& address) {
   return IN6_IS_ADDR_LOOPBACK(&six.sin6_addr);
 }
 
-using AddressCall = int (*)(int, sockaddr*, socklen_t*);
-
-bool readAddress(AddressCall call, int descriptor, SocketAddress& address) {
+std::optional<SocketAddress> addressOf(int descriptor, int (*read)(int, sockaddr*, socklen_t*)) {
+  SocketAddress address;
   address.size = sizeof address.storage;
-  return call(descriptor, reinterpret_cast<sockaddr*>(&address.storage), &address.size) == 0;
+  if (read(descriptor, reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0)
+    return std::nullopt;
+  return address;
 }
 
 // The kernel may choose the peer's port as this end's port. Without a listener the socket then connects to
 // itself (simultaneous open, RFC 9293, section 3.5).
-bool isConnectedToItself(int descriptor) {
-  SocketAddress own;
-  SocketAddress peer;
-  return readAddress(::getsockname, descriptor, own) && readAddress(::getpeername, descriptor, peer) &&
-         own.size == peer.size && std::memcmp(&own.storage, &peer.storage, own.size) == 0;
+bool isConnectedToItself(int descriptor, const SocketAddress& peer) {
+  const auto own = addressOf(descriptor, ::getsockname);
+  return own && own->size == peer.size && std::memcmp(&own->storage, &peer.storage, peer.size) == 0;
 }
 
 }  // namespace
@@ -63,7 +62,7 @@ std::expected<ConnectAttempt, PortError> beginConnecting(const HostPort& peer) {
   if (result != 0 && errno == EINPROGRESS) result = ::connect(descriptor, address->get(), address->size);
   if (result == 0 || errno == EISCONN) {
     attempt.stage = ConnectAttempt::Stage::established;
-    if (isConnectedToItself(descriptor)) return std::unexpected(systemError(ECONNREFUSED));
+    if (isConnectedToItself(descriptor, *address)) return std::unexpected(systemError(ECONNREFUSED));
   } else if (errno != EALREADY && errno != EINPROGRESS && errno != EINTR) {
     return std::unexpected(systemError(errno));
   }
@@ -74,7 +73,8 @@ std::optional<PortError> connectFailure(int descriptor) {
   int error = 0;
   socklen_t size = sizeof error;
   if (::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
-  if (error == 0 && isConnectedToItself(descriptor)) error = ECONNREFUSED;
+  const auto peer = error == 0 ? addressOf(descriptor, ::getpeername) : std::nullopt;
+  if (peer && isConnectedToItself(descriptor, *peer)) error = ECONNREFUSED;
   if (error == 0) return std::nullopt;
   return systemError(error);
 }

@@ -2,6 +2,7 @@
 #include <QuorlHostPosix/SocketListener.h>
 
 #include <cerrno>
+#include <utility>
 
 #include <sys/socket.h>
 
@@ -55,16 +56,32 @@ SocketListener::SocketListener(std::shared_ptr<IoLoop> loop, SerialQueue queue,
 
 void SocketListener::begin(Descriptor descriptor, std::uint16_t port) {
   std::lock_guard lock(mutex_);
+  configureSessionSocket(descriptor.get());  // accepted sockets inherit the options
   boost::system::error_code error;
-  socket_.assign(descriptor.get(), error);
+  if (loop_->scheduler()) {
+    acceptOnlyWithInput(descriptor.get());
+    descriptor_ = std::move(descriptor);
+  } else {
+    socket_.assign(descriptor.get(), error);
+    if (!error) descriptor.release();
+  }
   if (error) {
     report(NetworkListener::Failed{PortError{error.message(), error.value()}});
     return;
   }
-  configureSessionSocket(descriptor.get());  // accepted sockets inherit the options
-  descriptor.release();
   report(NetworkListener::Ready{port});  // posted before any peer can be
   waitForPeers();
+}
+
+int SocketListener::descriptor() {
+  return descriptor_.isOpen() ? descriptor_.get() : socket_.native_handle();
+}
+
+void SocketListener::close() {
+  loop_->pipes().unwatch(std::exchange(watch_, 0));
+  descriptor_.reset();
+  boost::system::error_code ignored;
+  socket_.close(ignored);
 }
 
 void SocketListener::report(const NetworkListener::State& state) {
@@ -84,6 +101,14 @@ std::shared_ptr<const Network::ListenerHandlers> SocketListener::handlers() {
 }
 
 void SocketListener::waitForPeers() {
+  const auto watched = [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->accept();
+  };
+  if (descriptor_.isOpen() && watch_ == 0) {
+    watch_ = loop_->pipes().watch(descriptor_.get(), watched);
+    if (watch_ == 0) report(NetworkListener::Failed{systemError(ENOSPC)});
+  }
+  if (descriptor_.isOpen()) return;
   socket_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
                      [weak = weak_from_this()](const boost::system::error_code& error) {
                        const auto self = weak.lock();
@@ -97,7 +122,7 @@ void SocketListener::pauseAccepting() {
     const auto self = weak.lock();
     if (!self || error) return;
     std::lock_guard lock(self->mutex_);
-    if (self->socket_.is_open()) self->waitForPeers();
+    if (self->isOpen()) self->proceed(Next::more);
   });
 }
 
@@ -105,8 +130,8 @@ SocketListener::Next SocketListener::acceptBatch(Batch& batch) {
   for (int tries = 0; tries < batchSize; ++tries) {
     SocketAddress peer;
     peer.size = sizeof peer.storage;
-    Descriptor socket(::accept4(socket_.native_handle(), reinterpret_cast<sockaddr*>(&peer.storage),
-                                &peer.size, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    Descriptor socket(::accept4(descriptor(), reinterpret_cast<sockaddr*>(&peer.storage), &peer.size,
+                                SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (socket.isOpen()) {
       batch.push_back(std::make_unique<SocketConnectionHandle>(
           std::make_shared<SocketConnection>(loop_, std::move(socket), hostPortOf(peer))));
@@ -116,7 +141,29 @@ SocketListener::Next SocketListener::acceptBatch(Batch& batch) {
     if (isShortage(errno)) return Next::pause;
     if (!concernsOnePeer(errno)) return Next::end;
   }
-  return Next::wait;
+  return Next::more;
+}
+
+void SocketListener::proceed(Next next) {
+  switch (next) {
+    case Next::wait:
+      waitForPeers();
+      break;
+    case Next::more:
+      // Where only changes are announced, the rest of the backlog is not.
+      if (descriptor_.isOpen())
+        loop_->scheduler()->execute([weak = weak_from_this()] {
+          if (const auto self = weak.lock()) self->accept();
+        });
+      else
+        waitForPeers();
+      break;
+    case Next::pause:
+      pauseAccepting();
+      break;
+    case Next::end:
+      break;
+  }
 }
 
 void SocketListener::accept() {
@@ -125,12 +172,11 @@ void SocketListener::accept() {
   PortError error;
   {
     std::lock_guard lock(mutex_);
-    if (!socket_.is_open()) return;
+    if (!isOpen()) return;
     next = acceptBatch(batch);
     if (next == Next::end) {
       error = systemError(errno);
-      boost::system::error_code ignored;
-      socket_.close(ignored);
+      close();
     }
   }
   queue_.async([self = shared_from_this(), batch = std::move(batch), next]() mutable {
@@ -139,9 +185,7 @@ void SocketListener::accept() {
       if (handlers && handlers->connection) handlers->connection(std::move(connection));
     }
     std::lock_guard lock(self->mutex_);
-    if (!self->socket_.is_open()) return;
-    if (next == Next::wait) self->waitForPeers();
-    if (next == Next::pause) self->pauseAccepting();
+    if (self->isOpen()) self->proceed(next);
   });
   if (next == Next::end) reportFailure(error);
 }
@@ -150,8 +194,7 @@ void SocketListener::cancel() {
   std::shared_ptr<const Network::ListenerHandlers> dropped;
   std::lock_guard lock(mutex_);
   dropped.swap(handlers_);
-  boost::system::error_code ignored;
-  socket_.close(ignored);
+  close();
   pause_.cancel();
 }
 

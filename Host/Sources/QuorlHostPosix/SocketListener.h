@@ -14,7 +14,9 @@
 namespace quorl {
 
 /// One listening socket. A batch of connections is accepted on the loop's thread and delivered on the queue.
-/// The next batch is not accepted before that, so that a busy queue leaves the rest in the backlog.
+/// The next batch is not accepted before that, so that a busy queue leaves the rest in the backlog. On a loop
+/// with a scheduler all of this happens on the scheduler's thread, and a connection is accepted with its
+/// first bytes.
 ///
 /// *Queue*: any thread. *Ownership*: held by `SocketListenerHandle` and by the work it has posted.
 class SocketListener : public std::enable_shared_from_this<SocketListener> {
@@ -27,8 +29,12 @@ class SocketListener : public std::enable_shared_from_this<SocketListener> {
 
  private:
   using Batch = std::vector<std::unique_ptr<NetworkConnection>>;
-  enum class Next : std::uint8_t { wait, pause, end };
+  enum class Next : std::uint8_t { wait, more, pause, end };
 
+  bool isOpen() const { return descriptor_.isOpen() || socket_.is_open(); }
+  int descriptor();                // with `mutex_` held
+  void close();                    // with `mutex_` held
+  void proceed(Next next);         // with `mutex_` held
   void waitForPeers();             // with `mutex_` held
   void pauseAccepting();           // with `mutex_` held
   Next acceptBatch(Batch& batch);  // with `mutex_` held
@@ -38,7 +44,9 @@ class SocketListener : public std::enable_shared_from_this<SocketListener> {
 
   const std::shared_ptr<IoLoop> loop_;
   const SerialQueue queue_;
-  std::mutex mutex_;  // guards all below
+  std::mutex mutex_;       // guards all below
+  Descriptor descriptor_;  // on a loop with a scheduler
+  std::uint64_t watch_ = 0;
   boost::asio::posix::stream_descriptor socket_;
   boost::asio::steady_timer pause_;
   std::shared_ptr<const Network::ListenerHandlers> handlers_;  // absent once cancelled

@@ -16,6 +16,10 @@ void setSocketOption(int descriptor, int level, int name, Value value) {
 /// Sends small frames without delay, and detects a vanished peer within a minute.
 void configureSessionSocket(int descriptor);
 
+/// Lets a listener accept a connection once its first bytes have come, or after about a second without any:
+/// for protocols in which the peer speaks first. Without effect on a system that cannot do this.
+void acceptOnlyWithInput(int listener);
+
 /// The kernel's state of the bytes written to it.
 struct Unacknowledged {
   std::size_t bytes = 0;           // not acknowledged, and possibly not sent

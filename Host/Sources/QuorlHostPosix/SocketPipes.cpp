@@ -22,7 +22,52 @@ void SocketPipes::requestEnd(std::uint64_t number, Report report) {
     if (isStopping_) return;
     endings_.emplace_back(number, report);
   }
-  poller_.wake();
+  wake();
+}
+
+void SocketPipes::post(Work work) {
+  bool isFirst = false;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (isStopping_) return;
+    isFirst = work_.empty();
+    work_.push_back(std::move(work));
+    nextNumber();
+  }
+  if (isFirst) wake();
+}
+
+std::uint64_t SocketPipes::watch(int socket, std::function<void()> changed) {
+  std::uint64_t number = 0;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (isStopping_) return 0;
+    number = nextNumber();
+    watches_.emplace_back(number, std::move(changed));
+  }
+  return poller_.add(socket, tokenOf(number, SocketPipe::Side::first)) ? number : 0;
+}
+
+void SocketPipes::unwatch(std::uint64_t number) {
+  {
+    const std::scoped_lock lock(mutex_);
+    if (isStopping_ || number == 0) return;
+    watches_.emplace_back(number, nullptr);
+  }
+  wake();
+}
+
+// The thread itself looks for requests before it waits.
+void SocketPipes::wake() {
+  if (threadID_ != std::this_thread::get_id()) poller_.wake();
+}
+
+std::uint64_t SocketPipes::nextNumber() {
+  if (!thread_.joinable()) {
+    const WithoutSignals mask;
+    thread_ = std::thread([this] { loop(); });
+  }
+  return ++lastNumber_;
 }
 
 void SocketPipes::stop() {
@@ -34,6 +79,10 @@ void SocketPipes::stop() {
   }
   poller_.wake();
   if (ending.joinable()) ending.join();
+  // Destroyed without the lock: objects in it may use this one.
+  std::vector<Work> dropped;
+  const std::scoped_lock lock(mutex_);
+  dropped.swap(work_);
 }
 
 std::shared_ptr<SocketPipes::Handle> SocketPipes::join(Request request) {
@@ -44,17 +93,13 @@ std::shared_ptr<SocketPipes::Handle> SocketPipes::join(Request request) {
   {
     const std::scoped_lock lock(mutex_);
     if (isStopping_) return nullptr;
-    number = ++lastNumber_;
+    number = nextNumber();
     handle = std::make_shared<Handle>(*this, number);
     arrived_.emplace_back(
         number, std::make_unique<Entry>(handle,
                                         SocketPipe(std::move(request.first), std::move(request.second),
                                                    std::move(request.filter)),
                                         std::move(request.queue), std::move(request.ended)));
-    if (!thread_.joinable()) {
-      const WithoutSignals mask;
-      thread_ = std::thread([this] { loop(); });
-    }
   }
   // The thread finds the entry when the first event comes. A socket that cannot be watched ends the pipe.
   const bool isWatched = poller_.add(first, tokenOf(number, SocketPipe::Side::first)) &&
@@ -65,40 +110,68 @@ std::shared_ptr<SocketPipes::Handle> SocketPipes::join(Request request) {
 
 void SocketPipes::loop() {
   pthread_setname_np(pthread_self(), "quorl-pipes");
+  threadID_ = std::this_thread::get_id();
   scratch_.resize(SocketPipe::pieceSize);
   for (;;) {
     const auto& events = poller_.wait(limit());
     if (!takeRequests()) break;
     for (const auto& event : events) handle(event);
-    for (const std::uint64_t number : std::exchange(busy_, {})) {
-      const auto entry = entries_.find(number);
-      if (entry == entries_.end()) continue;
-      entry->second->isQueued = false;
-      run(number, *entry->second);
-    }
+    runBusy();
+    runWork();
     closeExpired();
   }
   for (auto& [number, entry] : entries_) entry->handle->hasEnded_ = true;
   entries_.clear();
   lingering_.clear();
+  watched_.clear();
 }
 
 // False once the thread shall end.
 bool SocketPipes::takeRequests() {
   std::vector<std::pair<std::uint64_t, Report>> endings;
+  std::vector<std::pair<std::uint64_t, std::function<void()>>> watches;
   {
     const std::scoped_lock lock(mutex_);
     if (isStopping_) return false;
     for (auto& [number, entry] : arrived_) entries_.emplace(number, std::move(entry));
     arrived_.clear();
     endings.swap(endings_);
+    watches.swap(watches_);
   }
   for (const auto& [number, report] : endings) end(number, report);
+  for (auto& [number, changed] : watches) {
+    if (changed)
+      watched_.emplace(number, std::move(changed));
+    else
+      watched_.erase(number);
+  }
   return true;
 }
 
-std::optional<std::chrono::milliseconds> SocketPipes::limit() const {
+void SocketPipes::runWork() {
+  std::vector<Work> batch;
+  {
+    const std::scoped_lock lock(mutex_);
+    batch.swap(work_);
+  }
+  for (Work& work : batch) std::exchange(work, nullptr)();
+}
+
+void SocketPipes::runBusy() {
+  for (const std::uint64_t number : std::exchange(busy_, {})) {
+    const auto entry = entries_.find(number);
+    if (entry == entries_.end()) continue;
+    entry->second->isQueued = false;
+    run(number, *entry->second);
+  }
+}
+
+std::optional<std::chrono::milliseconds> SocketPipes::limit() {
   if (!busy_.empty()) return std::chrono::milliseconds(0);
+  {
+    const std::scoped_lock lock(mutex_);
+    if (!endings_.empty() || !watches_.empty() || !work_.empty()) return std::chrono::milliseconds(0);
+  }
   if (deadlines_.empty()) return std::nullopt;
   const auto left = deadlines_.front().when - Clock::now();
   return std::chrono::ceil<std::chrono::milliseconds>(std::max(left, Clock::duration::zero()));
@@ -108,7 +181,11 @@ void SocketPipes::handle(const SocketPoller::Event& event) {
   const std::uint64_t number = event.token >> 1;
   const auto entry = entries_.find(number);
   if (entry == entries_.end()) {
-    discardInput(event.token);
+    const auto watched = watched_.find(number);
+    if (watched != watched_.end())
+      watched->second();
+    else
+      discardInput(event.token);
     return;
   }
   entry->second->pipe.note(static_cast<SocketPipe::Side>(event.token & 1), event);

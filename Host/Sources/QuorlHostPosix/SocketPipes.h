@@ -16,11 +16,13 @@
 
 namespace quorl {
 
-/// The thread that moves the bytes of all joined sockets. Without joined sockets it does not exist.
+/// A thread that moves the bytes of all joined sockets, watches listeners and runs work. It does not exist
+/// before the first of these.
 ///
 /// *Queue*: every operation may be called from any thread.
 /// *Blocking*: `stop` waits for the thread.
-/// *Ownership*: owns the sockets. *Lifetime*: after `stop` all sockets are closed and nothing can be joined.
+/// *Ownership*: owns the joined sockets.
+/// *Lifetime*: after `stop` all joined sockets are closed, pending work is dropped, and nothing can be begun.
 class SocketPipes {
  public:
   /// Ends a pipe early. Does nothing once it has ended.
@@ -48,6 +50,16 @@ class SocketPipes {
   void stop();
   std::shared_ptr<Handle> join(Request request);
 
+  using Work = std::move_only_function<void()>;
+  /// Runs `work` on the thread, in the order of the calls.
+  void post(Work work);
+
+  /// Calls `changed` on the thread when a socket has become readable since the last call. Returns a number
+  /// for `unwatch`, or 0 if the system refuses.
+  std::uint64_t watch(int socket, std::function<void()> changed);
+  /// To be called before the socket is closed. A call may be under way on the thread.
+  void unwatch(std::uint64_t number);
+
  private:
   using Clock = std::chrono::steady_clock;
 
@@ -74,11 +86,15 @@ class SocketPipes {
   }
 
   void requestEnd(std::uint64_t number, Report report);
+  void wake();
+  std::uint64_t nextNumber();  // with `mutex_` held; begins the thread
 
   // On the thread.
   void loop();
   bool takeRequests();
-  std::optional<std::chrono::milliseconds> limit() const;
+  void runWork();
+  void runBusy();
+  std::optional<std::chrono::milliseconds> limit();
   void handle(const SocketPoller::Event& event);
   void run(std::uint64_t number, Entry& entry);
   void end(std::uint64_t number, Report report);
@@ -90,13 +106,17 @@ class SocketPipes {
 
   std::mutex mutex_;  // guards these
   std::thread thread_;
+  std::atomic<std::thread::id> threadID_;
   bool isStopping_ = false;
   std::uint64_t lastNumber_ = 0;
   std::vector<std::pair<std::uint64_t, std::unique_ptr<Entry>>> arrived_;
   std::vector<std::pair<std::uint64_t, Report>> endings_;
+  std::vector<std::pair<std::uint64_t, std::function<void()>>> watches_;  // none: ends
+  std::vector<Work> work_;
 
   // Of the thread.
   std::unordered_map<std::uint64_t, std::unique_ptr<Entry>> entries_;
+  std::unordered_map<std::uint64_t, std::function<void()>> watched_;
   std::vector<std::uint64_t> busy_;
   std::unordered_map<std::uint64_t, Lingering> lingering_;
   std::deque<Deadline> deadlines_;  // of `lingering_`, in order

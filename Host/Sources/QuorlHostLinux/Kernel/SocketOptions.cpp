@@ -31,6 +31,10 @@ void configureSessionSocket(int descriptor) {
   setSocketOption(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, userTimeoutMilliseconds);
 }
 
+void acceptOnlyWithInput(int listener) {
+  setSocketOption(listener, IPPROTO_TCP, TCP_DEFER_ACCEPT, 1);
+}
+
 // Since Linux 5.11 the user time-out includes the time in which the peer's window is closed, even if it
 // answers every probe: a suspended client would lose its connection after 45 seconds. So the time-out is off
 // while nothing is in flight and probes are answered.
