@@ -90,6 +90,7 @@ class CountingSink final : public StreamOutputSink {
     ++frames;
   }
   std::optional<PictureBudget> admitPicture(PictureRequest) override { return std::nullopt; }
+  FileTurn admitFile(std::function<void()>) override { return {.kind = FileTurn::Kind::ended}; }
   DeliveredRate deliveredRate() const override { return nullptr; }
   bool isBackpressured() const override { return false; }
 

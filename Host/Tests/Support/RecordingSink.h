@@ -45,6 +45,12 @@ class RecordingSink : public StreamOutputSink {
     waiting = std::move(request.whenOpen);
     return std::nullopt;
   }
+  FileTurn admitFile(std::function<void()> whenOpen) override {
+    if (hasEnded) return {.kind = FileTurn::Kind::ended};
+    if (isOpen) return {.kind = FileTurn::Kind::go, .bytes = filePiece};
+    waitingFiles.push_back(std::move(whenOpen));
+    return {.kind = FileTurn::Kind::wait};
+  }
   DeliveredRate deliveredRate() const override { return delivered; }
   bool isBackpressured() const override { return backpressured; }
 
@@ -52,6 +58,7 @@ class RecordingSink : public StreamOutputSink {
   void open() {
     isOpen = true;
     if (auto waker = std::exchange(waiting, nullptr)) waker();
+    for (const auto& waker : std::exchange(waitingFiles, {})) waker();
   }
 
   /// All messages of one case, in order.
@@ -73,6 +80,9 @@ class RecordingSink : public StreamOutputSink {
   double wantedRate = 0;
   std::shared_ptr<std::atomic<double>> delivered = std::make_shared<std::atomic<double>>(0);
   std::function<void()> waiting;
+  std::vector<std::function<void()>> waitingFiles;
+  std::size_t filePiece = 262'144;
+  bool hasEnded = false;
 };
 
 }  // namespace quorl::test

@@ -2,6 +2,7 @@
 #include <QuorlHostCore/Link/PictureGate.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace quorl {
@@ -16,6 +17,9 @@ constexpr Duration activity = std::chrono::seconds(1);
 constexpr Duration memory = std::chrono::seconds(10);
 // The interval of observations without any picture.
 constexpr Duration progressInterval = milliseconds(20);
+
+// The interval of observations for a file when the estimator needs none.
+constexpr Duration fileInterval = milliseconds(5);
 
 // What the system may hold beyond the bytes in flight: a tenth of a second of the link.
 constexpr double unsentSeconds = 0.1;
@@ -45,11 +49,40 @@ std::optional<PictureBudget> PictureGate::admit(PictureRequest request) {
   }
   if (isOpen()) {
     if (datagrams_ != Datagrams::unused) return PictureBudget{};
-    return PictureBudget{estimator_.pictureRate() / static_cast<double>(activeStreams(now))};
+    double rate = estimator_.pictureRate();
+    if (fileShare_.isActive(now) && estimator_.deliveredRate() > 0)
+      rate = std::min(rate, FileShare::rateForPictures(estimator_.deliveredRate()));
+    return PictureBudget{rate / static_cast<double>(activeStreams(now))};
   }
   stream.whenOpen = std::move(request.whenOpen);
   arm();
   return std::nullopt;
+}
+
+FileTurn PictureGate::admitFile(std::function<void()> whenOpen) {
+  const std::lock_guard lock(mutex_);
+  if (isClosed_) return {.kind = FileTurn::Kind::ended};
+  const MonotonicTime now = queue_.now();
+  forgetEndedStreams(now);
+  observe(now);
+  const FileShare::Link link = linkForFiles(now);
+  if (const std::size_t piece = fileShare_.pieceAt(now, link); piece > 0) {
+    fileShare_.admitted(now, piece, link);
+    return {.kind = FileTurn::Kind::go, .bytes = piece};
+  }
+  waitingFiles_.push_back(std::move(whenOpen));
+  arm();
+  return {.kind = FileTurn::Kind::wait};
+}
+
+FileShare::Link PictureGate::linkForFiles(MonotonicTime now) const {
+  double wanted = 0;
+  for (const auto& [streamID, stream] : streams_)
+    if (stream.whenOpen || now - stream.wantedAt < activity) wanted += stream.wantedRate;
+  return {.rate = estimator_.deliveredRate(),
+          .underWay = estimator_.underWay(),
+          .isOpen = estimator_.isOpen(),
+          .wantedByPictures = wanted};
 }
 
 void PictureGate::accepted(std::size_t bytes) {
@@ -68,7 +101,9 @@ void PictureGate::progressed() {
   {
     const std::lock_guard lock(mutex_);
     const MonotonicTime now = queue_.now();
-    if (isClosed_ || (observedAt_ && now - *observedAt_ < progressInterval)) return;
+    const bool wasJustObserved = observedAt_ && now - *observedAt_ < progressInterval;
+    // A file waits for the next bytes that leave: on a fast link the interval would leave the link idle.
+    if (isClosed_ || (wasJustObserved && waitingFiles_.empty())) return;
     observe(now);
     wakers = takeWakers();
   }
@@ -89,6 +124,7 @@ void PictureGate::close() {
   const std::lock_guard lock(mutex_);
   isClosed_ = true;
   streams_.clear();
+  waitingFiles_.clear();
 }
 
 double PictureGate::wantedRate() const {
@@ -136,7 +172,9 @@ bool PictureGate::isOpen() const {
 }
 
 bool PictureGate::isWatching() const {
-  if (isClosed_ || datagrams_ != Datagrams::unused || streams_.empty()) return false;
+  if (isClosed_) return false;
+  if (!waitingFiles_.empty()) return true;
+  if (datagrams_ != Datagrams::unused || streams_.empty()) return false;
   const bool hasWaiting =
       std::ranges::any_of(streams_, [](const auto& entry) { return entry.second.whenOpen != nullptr; });
   return (hasWaiting || estimator_.isOpen()) && estimator_.nextObservation().has_value();
@@ -144,9 +182,16 @@ bool PictureGate::isWatching() const {
 
 PictureGate::Wakers PictureGate::takeWakers() {
   Wakers wakers;
-  if (isClosed_ || !isOpen()) return wakers;
-  for (auto& [streamID, stream] : streams_)
-    if (stream.whenOpen) wakers.push_back(std::exchange(stream.whenOpen, nullptr));
+  if (isClosed_) return wakers;
+  if (isOpen()) {
+    for (auto& [streamID, stream] : streams_)
+      if (stream.whenOpen) wakers.push_back(std::exchange(stream.whenOpen, nullptr));
+  }
+  const MonotonicTime now = queue_.now();
+  if (!waitingFiles_.empty() && fileShare_.pieceAt(now, linkForFiles(now)) > 0) {
+    std::ranges::move(waitingFiles_, std::back_inserter(wakers));
+    waitingFiles_.clear();
+  }
   return wakers;
 }
 
@@ -155,7 +200,7 @@ void PictureGate::wake(const Wakers& wakers) {
 }
 
 void PictureGate::arm() {
-  if (isArmed_ || datagrams_ != Datagrams::unused) return;
+  if (isArmed_ || (datagrams_ != Datagrams::unused && waitingFiles_.empty())) return;
   isArmed_ = true;
   queue_.async([weak = weak_from_this()] {
     const auto self = weak.lock();
@@ -171,12 +216,20 @@ void PictureGate::armTimer() {
   {
     const std::lock_guard lock(mutex_);
     isArmed_ = isWatching();
-    if (isArmed_) wait = estimator_.nextObservation();
+    if (isArmed_) wait = nextLook(queue_.now());
   }
   if (!wait) return;
   timer_ = queue_.after(*wait, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->look();
   });
+}
+
+std::optional<Duration> PictureGate::nextLook(MonotonicTime now) const {
+  const auto observation = estimator_.nextObservation();
+  if (waitingFiles_.empty()) return observation;
+  // The gate is open: the file waits for its share, or for bytes that the transport has not taken.
+  if (const auto share = fileShare_.wait(now); share && estimator_.isOpen()) return *share;
+  return observation.value_or(fileInterval);
 }
 
 void PictureGate::look() {

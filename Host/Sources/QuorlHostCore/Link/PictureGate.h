@@ -9,6 +9,8 @@
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Link/DeliveredRate.h>
+#include <QuorlHostCore/Link/FileShare.h>
+#include <QuorlHostCore/Link/FileTurn.h>
 #include <QuorlHostCore/Link/LinkEstimator.h>
 #include <QuorlHostCore/Link/PictureBudget.h>
 #include <QuorlHostCore/Ports/Network.h>
@@ -16,9 +18,9 @@
 namespace quorl {
 
 /// Lets one client's streams make their next picture when the link has room for it, and divides the link's
-/// rate among them. It observes the transport when a picture is requested or was sent. While a stream waits,
-/// or a burst is being measured, it observes again after the time that the rate predicts. It sets no timer
-/// while the link is not the limit.
+/// rate among them. Files wait here too, by the rules of `FileShare`. It observes the transport when a
+/// picture is requested or was sent. While a stream waits, or a burst is being measured, it observes again
+/// after the time that the rate predicts. It sets no timer while the link is not the limit.
 ///
 /// *Queue*: operations on any thread. Timers run on the given queue; `whenOpen` runs on any thread, outside
 /// all locks.
@@ -32,6 +34,9 @@ class PictureGate : public std::enable_shared_from_this<PictureGate> {
   /// The budget of the next picture. Without one, `request.whenOpen` is called once, when there is room. A
   /// later request of the same stream replaces one that waits.
   std::optional<PictureBudget> admit(PictureRequest request);
+  /// The turn of the next piece of a file. `whenOpen` is called once if the turn is to wait. Each file asks
+  /// for itself.
+  FileTurn admitFile(std::function<void()> whenOpen);
   /// Bytes were accepted for the client.
   void accepted(std::size_t bytes);
   /// Accepted bytes will not reach the transport.
@@ -65,6 +70,8 @@ class PictureGate : public std::enable_shared_from_this<PictureGate> {
   std::size_t activeStreams(MonotonicTime now) const;
   bool isOpen() const;
   bool isWatching() const;
+  FileShare::Link linkForFiles(MonotonicTime now) const;
+  std::optional<Duration> nextLook(MonotonicTime now) const;
   Wakers takeWakers();
   void arm();
 
@@ -79,6 +86,8 @@ class PictureGate : public std::enable_shared_from_this<PictureGate> {
   mutable std::mutex mutex_;  // guards everything below
   LinkEstimator estimator_;
   std::map<std::uint32_t, Stream> streams_;
+  FileShare fileShare_;
+  Wakers waitingFiles_;
   Datagrams datagrams_ = Datagrams::unused;
   std::size_t unsentLimit_;
   std::optional<MonotonicTime> observedAt_;

@@ -31,6 +31,7 @@
 #include <QuorlHostCore/Ports/TerminalScripting.h>
 #include <QuorlHostCore/Ports/ToolRunner.h>
 #include <QuorlHostCore/Ports/UserDirectory.h>
+#include <QuorlHostCore/Ports/UserFiles.h>
 #include <QuorlHostCore/Ports/VideoCompressor.h>
 #include <QuorlHostCore/Ports/WindowControl.h>
 #include <QuorlHostCore/Ports/Workspace.h>
@@ -81,6 +82,7 @@ struct Platform {
   std::shared_ptr<UserDirectory> userDirectory;
   std::shared_ptr<PictureScaler> pictures;
   std::shared_ptr<CredentialAuthority> credentials;
+  std::shared_ptr<UserFiles> userFiles;
   std::string applicationSupportDirectory;  // absolute; the host's own folder in it is "QuorlHost"
 };
 

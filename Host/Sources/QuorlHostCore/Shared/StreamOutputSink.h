@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 
 #include <QuorlHostCore/Link/DeliveredRate.h>
+#include <QuorlHostCore/Link/FileTurn.h>
 #include <QuorlHostCore/Link/PictureBudget.h>
 #include <QuorlKit/Foundation/ByteView.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
@@ -46,6 +48,11 @@ class StreamOutputSink {
   /// picture is made now. Without one the link is still full: `request.whenOpen` runs once when there is
   /// room, on any thread, and may only post. It does not run after the session's end.
   virtual std::optional<PictureBudget> admitPicture(PictureRequest request) = 0;
+
+  /// Asks for permission to send the next piece of a file, or another large answer. If the turn is to wait,
+  /// `whenOpen` runs once when there is room, on any thread, and may only post. It does not run after the
+  /// session's end.
+  virtual FileTurn admitFile(std::function<void()> whenOpen) = 0;
 
   virtual DeliveredRate deliveredRate() const = 0;
 
