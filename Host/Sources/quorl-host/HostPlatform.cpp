@@ -11,6 +11,7 @@
 #include <QuorlHostLinux/Applications/DesktopWorkspace.h>
 #include <QuorlHostLinux/Applications/ProgramLauncher.h>
 #include <QuorlHostLinux/Images/ScaledPictures.h>
+#include <QuorlHostLinux/Files/HomeUserFiles.h>
 #include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
 #include <QuorlHostLinux/Network/LinuxNetworkInterfaces.h>
 #include <QuorlHostLinux/Network/LinuxOverlayPlaces.h>
@@ -81,6 +82,7 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.processes = processes;
   platform_.terminals = makeTerminals(processes);
   platform_.sessionFiles = std::make_shared<HomeSessionFiles>(currentUserFolders().home);
+  platform_.userFiles = std::make_shared<HomeUserFiles>(HomeUserFiles::currentPlaces());
   platform_.applicationSupportDirectory = currentUserFolders().data;
   platform_.compressors = makeLinuxVideoCompressors();
   platform_.sound = std::make_shared<PulseSoundCapture>();

@@ -12,6 +12,7 @@
 #include <QuorlHostCore/Agents/Terminals/TerminalBridge.h>
 #include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/Display/StreamSession.h>
+#include <QuorlHostCore/Files/FileArea.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Log/Log.h>
@@ -93,6 +94,10 @@ AllowedPorts allowedPorts(std::weak_ptr<const HostServices> weak) {
   };
 }
 
+std::shared_ptr<FileArea> makeFileArea(const Platform& platform) {
+  return platform.userFiles ? std::make_shared<FileArea>(platform.userFiles) : nullptr;
+}
+
 ClientStreamFactory streamFactory(const Platform& platform) {
   return [platform, originals = std::make_shared<OriginalFrames>()](const StartStream& request,
                                                                     std::weak_ptr<StreamOutputSink> sink) {
@@ -134,6 +139,7 @@ HostRuntime::HostRuntime(HostCoreConfig config, Platform platform)
                                                             .clipboard = clipboard_,
                                                             .audio = audio_,
                                                             .scanner = scanner_,
+                                                            .fileArea = makeFileArea(platform),
                                                             .injector = injector_,
                                                             .network = network_,
                                                             .users = users_,

@@ -47,7 +47,15 @@ ClientConnection::ClientConnection(std::unique_ptr<NetworkConnection> connection
                    }}),
       authority_(services_),
       handshake_(authority_, printed(connection_->remoteEndpoint())),
-      input_(*services_, streams_, [this](ControlMessage message) { reply(std::move(message)); }) {}
+      input_(*services_, streams_, [this](ControlMessage message) { reply(std::move(message)); }),
+      files_([this] {
+        queue_.async([weak = weak_from_this()] {
+          const auto self = weak.lock();
+          if (!self) return;
+          self->queue_.assertCurrent();
+          self->receiveAgain();
+        });
+      }) {}
 
 void ClientConnection::onClose(Callback callback) {
   queue_.sync([&] {
@@ -155,7 +163,11 @@ void ClientConnection::connectionStateChanged(NetworkConnection::State state, co
 bool ClientConnection::mayReceive() const {
   const std::size_t limit =
       handshake_.state() == AuthState::authenticated ? backpressureThreshold : unauthenticatedBacklog;
-  return path_->answerBacklog() <= limit;
+  return path_->answerBacklog() <= limit && files_.hasRoom();
+}
+
+void ClientConnection::receiveAgain() {
+  if (!closed_ && reader_.isWaiting() && mayReceive()) proceed(reader_.resume());
 }
 
 void ClientConnection::armReceive() {
@@ -197,13 +209,16 @@ void ClientConnection::dispatch(Frame& frame) {
       break;
     case FrameType::ping:
       lastProbeAt_ = queue_.scheduler().date();
-      sendNow(OutgoingFrame::raw(FrameType::pong, shareBytes(frame.payload)), Purpose::answer, std::nullopt);
+      sendNow(OutgoingFrame::raw(FrameType::pong, shareBytes(std::move(frame.payload))), Purpose::answer,
+              std::nullopt);
       break;
     case FrameType::input:
       dispatchInput(frame);
       break;
-    // No service receives file chunks yet. The other types are sent by hosts only.
     case FrameType::file:
+      if (handshake_.state() == AuthState::authenticated) files_.chunk(std::move(frame.payload));
+      break;
+    // These are sent by hosts only.
     case FrameType::pong:
     case FrameType::video:
     case FrameType::audio:
@@ -397,7 +412,7 @@ void ClientConnection::transportProgressed(const std::optional<PortError>& error
   if (closed_) return;
   repairStreams();
   if (path_->takeLostAgentEvents()) sendAllAgents();
-  if (reader_.isWaiting() && mayReceive()) proceed(reader_.resume());
+  receiveAgain();
 }
 
 // Replaces the events that a slow client has missed.
@@ -463,6 +478,7 @@ void ClientConnection::teardown(InputRouter::WaitingText text) {
   }
   input_.leave(waitingText_);
   streams_.stopAll();
+  files_.close();
   if (services_->agents) services_->agents->removeSink(this);
   if (services_->audio) services_->audio->unsubscribe(shared_from_this(), AudioStreamer::Acknowledge::no);
   gate_->close();

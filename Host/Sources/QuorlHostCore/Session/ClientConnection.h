@@ -13,6 +13,7 @@
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Link/PictureGate.h>
 #include <QuorlHostCore/Ports/Network.h>
+#include <QuorlHostCore/Session/FileDesk.h>
 #include <QuorlHostCore/Session/FrameReader.h>
 #include <QuorlHostCore/Session/HandshakeMachine.h>
 #include <QuorlHostCore/Session/HostHandshakeAuthority.h>
@@ -94,6 +95,9 @@ class ClientConnection final : public StreamOutputSink,
                  Droppable droppable) override;
   void sendFrame(OutgoingFrame frame, Droppable droppable) override;
   std::optional<PictureBudget> admitPicture(PictureRequest request) override;
+  FileTurn admitFile(std::function<void()> whenOpen) override {
+    return gate_->admitFile(std::move(whenOpen));
+  }
   DeliveredRate deliveredRate() const override { return gate_->deliveredRate(); }
   bool isBackpressured() const override;
 
@@ -102,6 +106,7 @@ class ClientConnection final : public StreamOutputSink,
   const std::shared_ptr<HostServices>& services() override { return services_; }
   StreamTable& streams() override QUORL_NO_ANALYSIS { return streams_; }
   InputRouter& input() override QUORL_NO_ANALYSIS { return input_; }
+  FileDesk& files() override QUORL_NO_ANALYSIS { return files_; }
   std::weak_ptr<StreamOutputSink> sink() override { return weak_from_this(); }
   bool isClosed() const override QUORL_NO_ANALYSIS { return closed_; }
   void reply(ControlMessage message) override;
@@ -119,6 +124,7 @@ class ClientConnection final : public StreamOutputSink,
   void dispatch(Frame& frame) QUORL_REQUIRES(queue_);
   void dispatchControl(Frame& frame) QUORL_REQUIRES(queue_);
   void forget(Frame& frame) QUORL_REQUIRES(queue_);
+  void receiveAgain() QUORL_REQUIRES(queue_);
   void dispatchHandshake(const Frame& frame) QUORL_REQUIRES(queue_);
   void refuseUndecodable() QUORL_REQUIRES(queue_);
   void dispatchInput(const Frame& frame) QUORL_REQUIRES(queue_);
@@ -149,6 +155,7 @@ class ClientConnection final : public StreamOutputSink,
   HandshakeMachine handshake_ QUORL_GUARDED_BY(queue_);
   StreamTable streams_ QUORL_GUARDED_BY(queue_);
   InputRouter input_ QUORL_GUARDED_BY(queue_);
+  FileDesk files_ QUORL_GUARDED_BY(queue_);
   std::optional<Date> lastProbeAt_ QUORL_GUARDED_BY(queue_);
   QuestionDesk questions_ QUORL_GUARDED_BY(queue_);
   // Streams that need a key frame because a picture of theirs was dropped.

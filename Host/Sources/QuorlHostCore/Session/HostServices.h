@@ -17,6 +17,7 @@ class AgentCatalog;
 class AgentRegistry;
 class AudioStreamer;
 class ClipboardSync;
+class FileArea;
 class HostExtrasStore;
 class HostStateProvider;
 class InputInjector;
@@ -38,6 +39,7 @@ struct HostServices {
   std::shared_ptr<ClipboardSync> clipboard;  // absent on a platform without a clipboard
   std::shared_ptr<AudioStreamer> audio;      // absent on a platform without sound
   std::shared_ptr<ServiceScanner> scanner;   // absent on a platform that cannot list its sockets
+  std::shared_ptr<FileArea> fileArea;        // absent on a platform without files
   std::shared_ptr<InputInjector> injector;
   std::shared_ptr<NetworkStatusProvider> network;
   std::shared_ptr<UserSessionManager> users;

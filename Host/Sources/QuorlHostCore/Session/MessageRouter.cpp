@@ -14,6 +14,7 @@
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Network/NetworkStatusProvider.h>
 #include <QuorlHostCore/Power/SystemControl.h>
+#include <QuorlHostCore/Session/FileDesk.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Session/InputRouter.h>
 #include <QuorlHostCore/Session/StreamTable.h>
@@ -268,8 +269,25 @@ consteval RoutingTable machineRoutes(RoutingTable table) {
       });
 }
 
+consteval RoutingTable fileRoutes(RoutingTable table) {
+  using Session = RoutedSession;
+  return table
+      .on<message::FileOffer>([](Session& session, const message::FileOffer& request) {
+        session.files().offer(*session.services(), request._0, session.sink());
+      })
+      .on<message::FileDone>([](Session& session, const message::FileDone& request) {
+        session.files().done(request._0, session.sink());
+      })
+      .on<message::RequestDirectory>([](Session& session, const message::RequestDirectory& request) {
+        session.files().requestDirectory(*session.services(), request.path, session.sink());
+      })
+      .on<message::RequestFile>([](Session& session, const message::RequestFile& request) {
+        session.files().requestFile(*session.services(), request.path, session.sink());
+      });
+}
+
 constexpr RoutingTable routes =
-    machineRoutes(agentRoutes(desktopRoutes(streamRoutes(sessionRoutes(RoutingTable{})))));
+    fileRoutes(machineRoutes(agentRoutes(desktopRoutes(streamRoutes(sessionRoutes(RoutingTable{}))))));
 
 }  // namespace
 

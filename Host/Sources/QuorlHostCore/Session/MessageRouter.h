@@ -13,6 +13,7 @@
 namespace quorl {
 
 struct HostServices;
+class FileDesk;
 class InputRouter;
 class StreamTable;
 
@@ -31,6 +32,7 @@ class RoutedSession {
   virtual const std::shared_ptr<HostServices>& services() = 0;
   virtual StreamTable& streams() = 0;
   virtual InputRouter& input() = 0;
+  virtual FileDesk& files() = 0;
   /// This client, for services that answer later.
   virtual std::weak_ptr<StreamOutputSink> sink() = 0;
   /// Also true for messages in the same read as the one that ended the session.
