@@ -44,6 +44,7 @@ std::vector<Command> inputCommands();        // click, type, key, scroll
 std::vector<Command> clipboardCommands();    // clipboard
 std::vector<Command> systemCommands();       // caffeinate, volume, displays, lock
 std::vector<Command> userCommands();         // users, switch, unlock, verify
+std::vector<Command> fileCommands();         // push, pull, ls
 std::vector<Command> agentCommands();        // agents, spawn, resume, prompt, kill
 std::vector<Command> attachCommands();       // attach, notify
 std::vector<Command> agentSourceCommands();  // catalog, external, adopt

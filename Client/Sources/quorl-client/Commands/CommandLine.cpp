@@ -12,8 +12,8 @@ std::vector<Command> allCommands() {
   std::vector<Command> commands;
   for (auto group :
        {hostCommands(), hostStateCommands(), serviceCommands(), sessionCommands(), videoCommands(),
-        fitCommands(), soundCommands(), inputCommands(), clipboardCommands(), systemCommands(),
-        userCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
+        fitCommands(), soundCommands(), inputCommands(), clipboardCommands(), fileCommands(),
+        systemCommands(), userCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }

@@ -66,6 +66,14 @@ Outcome<void> Session::send(const InputEvent& event) {
 }
 
 Outcome<Waiter::Ready> Session::wait(Deadline deadline, std::span<const int> alsoReadable) {
+  return waitFor(Until::arrival, deadline, alsoReadable);
+}
+
+Outcome<Waiter::Ready> Session::waitUntilSent(Deadline deadline) {
+  return waitFor(Until::sent, deadline, {});
+}
+
+Outcome<Waiter::Ready> Session::waitFor(Until until, Deadline deadline, std::span<const int> alsoReadable) {
   std::vector<pollfd> watched(1 + alsoReadable.size());
   for (;;) {
     if (!inbox_.empty()) return Waiter::Ready::yes;
@@ -80,6 +88,7 @@ Outcome<Waiter::Ready> Session::wait(Deadline deadline, std::span<const int> als
       if (auto wrote = writeSome(); !wrote) return std::unexpected(wrote.error());
     if ((watched[0].revents & ~POLLOUT) != 0)
       if (auto read = readSome(); !read) return std::unexpected(read.error());
+    if (until == Until::sent && unsentBytes() == 0) return Waiter::Ready::yes;
     for (std::size_t index = 1; index < watched.size(); ++index)
       if (watched[index].revents != 0) return Waiter::Ready::yes;
   }

@@ -38,6 +38,8 @@ class Session {
   /// Waits until a frame has arrived, a descriptor of `alsoReadable` is readable, or the deadline. Frames
   /// that arrived before the host closed the connection are delivered before the close is reported.
   Outcome<Waiter::Ready> wait(Deadline deadline, std::span<const int> alsoReadable = {});
+  /// As `wait`, but also returns when the socket has taken everything that was sent.
+  Outcome<Waiter::Ready> waitUntilSent(Deadline deadline);
   std::optional<Frame> takeFrame();
 
   /// The next control message; nothing at the deadline. Skips other frames and messages that cannot be
@@ -64,6 +66,8 @@ class Session {
  private:
   Session(const HostAddress& address, Descriptor socket, Waiter& waiter);
 
+  enum class Until : std::uint8_t { arrival, sent };
+  Outcome<Waiter::Ready> waitFor(Until until, Deadline deadline, std::span<const int> alsoReadable);
   Outcome<void> readSome();
   Outcome<void> writeSome();
   ClientError closedError() const;
