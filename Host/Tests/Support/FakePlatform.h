@@ -31,6 +31,7 @@
 #include <Support/FakeTerminalScripting.h>
 #include <Support/FakeToolRunner.h>
 #include <Support/FakeUsers.h>
+#include <Support/FakeUserFiles.h>
 #include <Support/FakeVideoCompressor.h>
 #include <Support/FakeWorkspace.h>
 
@@ -90,6 +91,7 @@ struct FakePlatform {
             .userDirectory = userDirectory,
             .pictures = pictures,
             .credentials = credentials,
+            .userFiles = userFiles,
             .applicationSupportDirectory = "/home/" + user + "/data"};
   }
 
@@ -126,6 +128,7 @@ struct FakePlatform {
   std::shared_ptr<FakeListeningSockets> listeningSockets = std::make_shared<FakeListeningSockets>();
   std::shared_ptr<FakeNetworkInterfaces> interfaces = std::make_shared<FakeNetworkInterfaces>();
   std::shared_ptr<FakeToolRunner> tools = std::make_shared<FakeToolRunner>();
+  std::shared_ptr<FakeUserFiles> userFiles = std::make_shared<FakeUserFiles>();
 };
 
 }  // namespace quorl::test

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostCore/Clipboard/ClipboardSync.h>
+#include <QuorlHostCore/Files/FileArea.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Power/SystemControl.h>
@@ -39,6 +40,7 @@ class SessionFixture : public testing::Test {
     services_->audio = std::make_shared<AudioStreamer>(simulation_, platform.screen, platform.sound,
                                                        platform.soundCompressors);
     services_->platform = platform;
+    services_->fileArea = std::make_shared<FileArea>(platform.userFiles);
     services_->makeStream = [this](const StartStream& request, std::weak_ptr<StreamOutputSink> sink) {
       streams_.push_back(std::make_shared<RecordingStream>(request, std::move(sink)));
       return streams_.back();
