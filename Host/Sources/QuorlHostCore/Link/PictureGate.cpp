@@ -20,6 +20,7 @@ constexpr Duration progressInterval = milliseconds(20);
 
 // The interval of observations for a file when the estimator needs none.
 constexpr Duration fileInterval = milliseconds(5);
+constexpr Duration shortestFileInterval = milliseconds(1);
 
 // What the system may hold beyond the bytes in flight: a tenth of a second of the link.
 constexpr double unsentSeconds = 0.1;
@@ -64,7 +65,8 @@ FileTurn PictureGate::admitFile(std::function<void()> whenOpen) {
   if (isClosed_) return {.kind = FileTurn::Kind::ended};
   const MonotonicTime now = queue_.now();
   forgetEndedStreams(now);
-  observe(now);
+  // Several pieces in a row are one burst. Observations without progress mean a link that stalls.
+  if (!observedAt_ || now - *observedAt_ >= shortestFileInterval) observe(now);
   const FileShare::Link link = linkForFiles(now);
   if (const std::size_t piece = fileShare_.pieceAt(now, link); piece > 0) {
     fileShare_.admitted(now, piece, link);
@@ -229,7 +231,10 @@ std::optional<Duration> PictureGate::nextLook(MonotonicTime now) const {
   if (waitingFiles_.empty()) return observation;
   // The gate is open: the file waits for its share, or for bytes that the transport has not taken.
   if (const auto share = fileShare_.wait(now); share && estimator_.isOpen()) return *share;
-  return observation.value_or(fileInterval);
+  // The prediction assumes the known rate. On a link that is faster the bytes arrive long before, and only an
+  // early look finds that out.
+  if (observation) return std::max(*observation / 4, shortestFileInterval);
+  return fileInterval;
 }
 
 void PictureGate::look() {
