@@ -10,14 +10,14 @@
 #include <QuorlHostLinux/Applications/DesktopFile.h>
 #include <QuorlHostLinux/Applications/DesktopWorkspace.h>
 #include <QuorlHostLinux/Applications/ProgramLauncher.h>
-#include <QuorlHostLinux/Images/ScaledPictures.h>
 #include <QuorlHostLinux/Files/HomeUserFiles.h>
+#include <QuorlHostLinux/Images/ScaledPictures.h>
 #include <QuorlHostLinux/Media/LinuxVideoCompressors.h>
 #include <QuorlHostLinux/Network/LinuxNetworkInterfaces.h>
 #include <QuorlHostLinux/Network/LinuxOverlayPlaces.h>
-#include <QuorlHostLinux/Sockets/KernelListeningSockets.h>
 #include <QuorlHostLinux/Power/BusAssertions.h>
 #include <QuorlHostLinux/Power/SessionScreenLock.h>
+#include <QuorlHostLinux/Sockets/KernelListeningSockets.h>
 #include <QuorlHostLinux/Sound/PulseSoundCapture.h>
 #include <QuorlHostLinux/Sound/PulseVolume.h>
 #include <QuorlHostLinux/SoundCoding/AACCompressor.h>

@@ -30,8 +30,8 @@
 #include <Support/FakeSystemPower.h>
 #include <Support/FakeTerminalScripting.h>
 #include <Support/FakeToolRunner.h>
-#include <Support/FakeUsers.h>
 #include <Support/FakeUserFiles.h>
+#include <Support/FakeUsers.h>
 #include <Support/FakeVideoCompressor.h>
 #include <Support/FakeWorkspace.h>
 

@@ -17,9 +17,9 @@
 #include <QuorlHostCore/Input/InputInjector.h>
 #include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Network/NetworkStatusProvider.h>
-#include <QuorlHostCore/Scanner/ServiceScanner.h>
 #include <QuorlHostCore/Power/SystemControl.h>
 #include <QuorlHostCore/Relay/HTTPRelay.h>
+#include <QuorlHostCore/Scanner/ServiceScanner.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Sound/AudioStreamer.h>

@@ -59,9 +59,7 @@ class ReachabilityTest : public testing::Test {
   static ServiceDescriptor found(std::uint16_t port, const std::string& title) {
     return {.port = port, .processName = "node", .pid = 42, .title = title, .loopbackOnly = true};
   }
-  static CustomService custom(std::uint16_t port) {
-    return {.id = UUID{{9}}, .name = "mine", .port = port};
-  }
+  static CustomService custom(std::uint16_t port) { return {.id = UUID{{9}}, .name = "mine", .port = port}; }
   static ServiceDescriptor customDescriptor(std::uint16_t port) {
     return {.port = port, .processName = "mine", .pid = 0, .title = {}, .loopbackOnly = true};
   }
