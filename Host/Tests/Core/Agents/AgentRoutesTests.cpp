@@ -32,6 +32,7 @@ class BareSession final : public RoutedSession {
   const std::shared_ptr<HostServices>& services() override { return services_; }
   StreamTable& streams() override { noSuchThing(); }
   InputRouter& input() override { noSuchThing(); }
+  FileDesk& files() override { noSuchThing(); }
   std::weak_ptr<StreamOutputSink> sink() override { return client; }
   bool isClosed() const override { return closed; }
   void reply(ControlMessage message) override { client->sendControl(std::move(message)); }

@@ -22,6 +22,7 @@ class LinkTransport final : public NetworkConnection {
   void start(SerialQueue, StateHandler) override {}
   void receive(std::size_t, Receive) override {}
   void send(OutgoingFrame, Sent) override {}
+  void sendBytes(SharedBytes, Sent) override {}
   void cancel() override {}
   std::optional<HostPort> remoteEndpoint() const override { return std::nullopt; }
   std::optional<HostPort> localEndpoint() const override { return std::nullopt; }
