@@ -37,8 +37,8 @@ std::string expected(const std::string& response) {
 
 }  // namespace
 
-// A response. Its first byte is the size of the pieces in which it arrives. The limit needs more bytes than
-// an input has; the second byte adds as many in front of the terminator.
+// A response. Its first byte is the size of the pieces in which it arrives. If the first two bytes are 255,
+// it is also tried after as many bytes as the limit has.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 2) return 0;
   const std::string response(reinterpret_cast<const char*>(data) + 2, size - 2);
