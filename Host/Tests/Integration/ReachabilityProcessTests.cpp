@@ -92,7 +92,9 @@ TEST_F(ReachabilityProcessTest, sendsWhatTheOverlaysToolSays) {
   startHost({"PATH=" + home_.file("bin") + ":" + ::getenv("PATH")});
   RawClient client(port_);
   ASSERT_TRUE(client.pair("314159"));
-  const auto status = client.next<message::NetworkStatus>();
+  // A busy machine may take longer to run the tool than the host waits; it is run again.
+  auto status = client.next<message::NetworkStatus>();
+  while (status && status->_0.overlay == OverlayKind::none) status = client.next<message::NetworkStatus>();
   ASSERT_TRUE(status);
   EXPECT_EQ(status->_0.overlay, OverlayKind::tailscale);
   EXPECT_EQ(status->_0.health, OverlayHealth::online);

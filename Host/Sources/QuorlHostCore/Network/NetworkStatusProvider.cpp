@@ -32,13 +32,14 @@ void NetworkStatusProvider::start() {
   });
 }
 
+// Waits, so that no notification arrives while the platform ends.
 void NetworkStatusProvider::stop() {
-  queue_.async([self = shared_from_this()] {
-    self->queue_.assertCurrent();
-    self->isStarted_ = false;
-    self->timer_.cancel();
-    self->changeTimer_.cancel();
-    if (self->interfaces_) self->interfaces_->setChangeHandler({});
+  queue_.sync([this] {
+    queue_.assertCurrent();
+    isStarted_ = false;
+    timer_.cancel();
+    changeTimer_.cancel();
+    if (interfaces_) interfaces_->setChangeHandler({});
   });
 }
 

@@ -18,7 +18,7 @@ namespace quorl {
 /// overlays do not report changes, and soon after the machine's addresses have changed.
 ///
 /// *Queue*: owns "quorl.network" (rank `service`); every operation may be called from any thread.
-/// *Blocking*: `current` waits for the queue, which itself never waits: tools run apart from it.
+/// *Blocking*: `current` and `stop` wait for the queue, which itself never waits: tools run apart from it.
 /// *Ownership*: shared by the runtime and its connections.
 /// *Lifetime*: the runtime's. Timers, notifications and pending work hold it weakly.
 class NetworkStatusProvider : public std::enable_shared_from_this<NetworkStatusProvider> {

@@ -34,13 +34,14 @@ std::optional<std::string> titleOf(const HTTPAnswer& answer) {
 
 }  // namespace
 
-ServiceProbe::ServiceProbe(SerialQueue queue, std::shared_ptr<Network> network, std::uint16_t port)
-    : queue_(std::move(queue)), network_(std::move(network)), port_(port) {}
+ServiceProbe::ServiceProbe(SerialQueue queue, std::shared_ptr<Network> network, std::uint16_t port,
+                           std::chrono::milliseconds limit)
+    : queue_(std::move(queue)), network_(std::move(network)), port_(port), limit_(limit) {}
 
 void ServiceProbe::start(Completion completion) {
   queue_.assertCurrent();
   completion_ = std::move(completion);
-  limit_ = queue_.after(timeLimit, [weak = weak_from_this()] {
+  timer_ = queue_.after(limit_, [weak = weak_from_this()] {
     const auto self = weak.lock();
     if (!self) return;
     self->queue_.assertCurrent();
@@ -104,7 +105,7 @@ void ServiceProbe::answered() {
 
 // Once the server has answered with a redirect it is a web server, whatever follows.
 void ServiceProbe::finish(ProbeResult::Answer answer) {
-  limit_.cancel();
+  timer_.cancel();
   connection_.reset();
   ProbeResult result{.answer = redirects_ > 0 ? ProbeResult::Answer::http : answer, .title = {}};
   if (answer_.hasHead()) result.title = titleOf(answer_);

@@ -37,14 +37,16 @@ struct ProbeResult {
 /// *Lifetime*: destruction ends the connection, and the completion is not called afterwards.
 class ServiceProbe : public std::enable_shared_from_this<ServiceProbe> {
  public:
-  static constexpr std::chrono::milliseconds timeLimit{700};  // for all of its requests together
+  static constexpr std::chrono::milliseconds timeLimit{700};
   static constexpr int maxRedirects = 4;
 
   using Completion = std::function<void(const ProbeResult&)>;
 
-  ServiceProbe(SerialQueue queue, std::shared_ptr<Network> network, std::uint16_t port);
+  /// `limit`: for all requests together.
+  ServiceProbe(SerialQueue queue, std::shared_ptr<Network> network, std::uint16_t port,
+               std::chrono::milliseconds limit = timeLimit);
 
-  /// Called once. `completion` is called exactly once, after `timeLimit` at the latest.
+  /// Called once. `completion` is called exactly once, after the limit at the latest.
   void start(Completion completion);
 
  private:
@@ -57,8 +59,9 @@ class ServiceProbe : public std::enable_shared_from_this<ServiceProbe> {
   const SerialQueue queue_;
   const std::shared_ptr<Network> network_;
   const std::uint16_t port_;
+  const std::chrono::milliseconds limit_;
   Completion completion_ QUORL_GUARDED_BY(queue_);
-  Timer limit_ QUORL_GUARDED_BY(queue_);
+  Timer timer_ QUORL_GUARDED_BY(queue_);
   std::unique_ptr<NetworkConnection> connection_ QUORL_GUARDED_BY(queue_);
   std::string path_ QUORL_GUARDED_BY(queue_);
   HTTPAnswer answer_ QUORL_GUARDED_BY(queue_);
