@@ -20,12 +20,14 @@ std::optional<std::string> nonEmpty(std::string text) {
 
 }  // namespace
 
-NetworkDetector::NetworkDetector(const Platform& platform, HostPorts ports)
+NetworkDetector::NetworkDetector(const Platform& platform, HostPorts ports,
+                                 std::chrono::milliseconds toolLimit)
     : interfaces_(platform.interfaces),
       tools_(platform.tools),
       machine_(platform.machine),
       places_(platform.overlays),
-      ports_(ports) {}
+      ports_(ports),
+      toolLimit_(toolLimit) {}
 
 std::vector<InterfaceAddress> NetworkDetector::addresses() const {
   return interfaces_ ? interfaces_->addresses() : std::vector<InterfaceAddress>();
@@ -94,7 +96,7 @@ std::optional<std::string> NetworkDetector::outputOf(const std::string& tool,
                                                      const Arguments& arguments) const {
   Arguments command{tool};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  ToolResult result = tools_->run(command, toolLimit);
+  ToolResult result = tools_->run(command, toolLimit_);
   return result.end == ToolEnd::notStarted ? std::nullopt : nonEmpty(std::move(result.output));
 }
 

@@ -26,9 +26,11 @@ struct HostPorts {
 /// *Ownership*: shares the ports of the platform. A value.
 class NetworkDetector {
  public:
-  static constexpr std::chrono::seconds toolLimit{2};
+  static constexpr std::chrono::milliseconds usualLimit{2000};
 
-  NetworkDetector(const Platform& platform, HostPorts ports);
+  /// `toolLimit`: for each command.
+  NetworkDetector(const Platform& platform, HostPorts ports,
+                  std::chrono::milliseconds toolLimit = usualLimit);
 
   std::vector<InterfaceAddress> addresses() const;
   /// Without an overlay's tool no program is started.
@@ -47,6 +49,7 @@ class NetworkDetector {
   std::shared_ptr<MachineFacts> machine_;
   OverlayPlaces places_;
   HostPorts ports_;
+  std::chrono::milliseconds toolLimit_;
 };
 
 }  // namespace quorl

@@ -66,7 +66,7 @@ TEST_F(NetworkDetectorTest, findsARunningTailscale) {
   expected.shortName = "desk";
   expected.overlayAddresses = {"100.101.1.2"};
   EXPECT_EQ(detect(), expected);
-  EXPECT_THAT(tools().limits, ElementsAre(std::chrono::seconds(2)));
+  EXPECT_THAT(tools().limits, ElementsAre(std::chrono::milliseconds(2000)));
 }
 
 TEST_F(NetworkDetectorTest, findsATailscaleThatIsLoggedOutWithItsAddresses) {
