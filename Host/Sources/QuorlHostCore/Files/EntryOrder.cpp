@@ -13,6 +13,7 @@ namespace quorl {
 void sortEntries(std::vector<RemoteFileEntry>& entries, const char* locale) {
   struct Keyed {
     std::string key;
+    std::size_t position = 0;  // before the sort, for entries with equal names
     RemoteFileEntry entry;
   };
   const NameOrder order(locale);
@@ -20,11 +21,11 @@ void sortEntries(std::vector<RemoteFileEntry>& entries, const char* locale) {
   keyed.reserve(entries.size());
   for (RemoteFileEntry& entry : entries) {
     std::string key = order.keyOf(entry.name);
-    keyed.push_back({std::move(key), std::move(entry)});
+    keyed.push_back({std::move(key), keyed.size(), std::move(entry)});
   }
-  std::ranges::stable_sort(keyed, [](const Keyed& left, const Keyed& right) {
-    return std::tuple(!left.entry.isDirectory, std::string_view(left.key)) <
-           std::tuple(!right.entry.isDirectory, std::string_view(right.key));
+  std::ranges::sort(keyed, [](const Keyed& left, const Keyed& right) {
+    return std::tuple(!left.entry.isDirectory, std::string_view(left.key), left.position) <
+           std::tuple(!right.entry.isDirectory, std::string_view(right.key), right.position);
   });
   entries.clear();
   for (Keyed& item : keyed) entries.push_back(std::move(item.entry));
