@@ -16,11 +16,11 @@ BackgroundDigest::~BackgroundDigest() {
   if (thread_.joinable()) thread_.join();
 }
 
-void BackgroundDigest::add(SharedBytes piece) {
+void BackgroundDigest::add(SharedBytes piece, ByteView part) {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [this] { return waitingBytes_ < mostWaiting; });
-  waitingBytes_ += piece->size();
-  waiting_.push_back(std::move(piece));
+  waitingBytes_ += part.size();
+  waiting_.push_back({std::move(piece), part});
   changed_.notify_all();
 }
 
@@ -39,14 +39,13 @@ void BackgroundDigest::run() {
   for (;;) {
     changed_.wait(lock, [this] { return !waiting_.empty() || isFinishing_ || isStopping_; });
     if (isStopping_ || waiting_.empty()) return;
-    SharedBytes piece = std::move(waiting_.front());
+    Waiting next = std::move(waiting_.front());
     waiting_.pop_front();
     lock.unlock();
-    digest_.update(*piece);
-    const std::size_t size = piece->size();
-    piece.reset();
+    digest_.update(next.part);
     lock.lock();
-    waitingBytes_ -= size;
+    waitingBytes_ -= next.part.size();
+    next.piece.reset();
     changed_.notify_all();
   }
 }

@@ -14,6 +14,8 @@ namespace quorl::client {
 
 /// The SHA-256 of pieces in order, computed on a thread of its own while the caller moves the next ones.
 ///
+/// A piece is released when it is hashed; a later call of the caller observes that.
+///
 /// *Queue*: one thread. *Blocking*: `add` while too much waits, `finish` until everything is hashed.
 /// *Lifetime*: destruction drops what waits and joins the thread.
 class BackgroundDigest {
@@ -25,7 +27,9 @@ class BackgroundDigest {
   BackgroundDigest& operator=(const BackgroundDigest&) = delete;
   ~BackgroundDigest();
 
-  void add(SharedBytes piece);
+  /// Hashes `part`, which belongs to `piece`.
+  void add(SharedBytes piece, ByteView part);
+  void add(const SharedBytes& piece) { add(piece, *piece); }
   /// Of everything added. Call it once, last.
   SHA256Digest finish();
 
@@ -34,7 +38,11 @@ class BackgroundDigest {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<SharedBytes> waiting_;  // these four are guarded by the mutex
+  struct Waiting {
+    SharedBytes piece;
+    ByteView part;
+  };
+  std::deque<Waiting> waiting_;  // these four are guarded by the mutex
   std::size_t waitingBytes_ = 0;
   bool isFinishing_ = false;
   bool isStopping_ = false;

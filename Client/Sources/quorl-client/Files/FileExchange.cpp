@@ -2,8 +2,10 @@
 #include <quorl-client/Files/FileExchange.h>
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -54,15 +56,29 @@ Outcome<Message> answerFor(Session& session, const UUID& transfer, Deadline dead
   }
 }
 
+/// Buffers that are used again once their pieces are sent and hashed, so that no piece costs fresh memory.
+class PieceBuffers {
+ public:
+  std::shared_ptr<Bytes> free() {
+    for (const auto& buffer : buffers_)
+      if (buffer.use_count() == 1) return buffer;
+    buffers_.push_back(std::make_shared<Bytes>());
+    return buffers_.back();
+  }
+
+ private:
+  std::vector<std::shared_ptr<Bytes>> buffers_;
+};
+
 Outcome<void> sendContent(Session& session, LocalSource& source, const UUID& id, BackgroundDigest& digest,
                           std::uint64_t& sent, const MoveLimits& limits, const MoveProgress& progress) {
+  PieceBuffers buffers;
   // More than was announced would be refused by the host; a growing file is sent as it was.
   while (sent < source.size()) {
-    auto bytes =
-        source.read(static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize, source.size() - sent)));
-    if (!bytes) return std::unexpected(bytes.error());
-    if (bytes->empty()) return {};
-    const SharedBytes piece = shareBytes(std::move(*bytes));
+    const auto piece = buffers.free();
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize, source.size() - sent));
+    if (auto read = source.read(*piece, size); !read) return read;
+    if (piece->empty()) return {};
     digest.add(piece);
     if (auto done = session.send(OutgoingFrame::file({id, sent, piece})); !done) return done;
     sent += piece->size();
@@ -95,10 +111,8 @@ Outcome<void> take(Arriving& file, Frame frame) {
     return failed(ExitCode::failure, "the host sent the pieces of the file in a wrong order");
   if (auto written = file.target.write(file.received, chunk->data); !written) return written;
   file.received += chunk->data.size();
-  // The fixed fields at the front are no part of the file.
-  frame.payload.erase(frame.payload.begin(),
-                      frame.payload.begin() + static_cast<std::ptrdiff_t>(FileChunkView::fixedSize));
-  file.digest.add(shareBytes(std::move(frame.payload)));
+  const SharedBytes payload = shareBytes(std::move(frame.payload));
+  file.digest.add(payload, ByteView(*payload).subspan(FileChunkView::fixedSize));
   return {};
 }
 

@@ -65,8 +65,8 @@ Outcome<LocalSource> LocalSource::open(const std::filesystem::path& path) {
   return LocalSource(path, std::move(file), static_cast<std::uint64_t>(facts.st_size));
 }
 
-Outcome<Bytes> LocalSource::read(std::size_t limit) {
-  Bytes bytes(limit);
+Outcome<void> LocalSource::read(Bytes& bytes, std::size_t limit) {
+  bytes.resize(limit);
   for (;;) {
     const auto count = ::read(file_.get(), bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;
@@ -74,7 +74,7 @@ Outcome<Bytes> LocalSource::read(std::size_t limit) {
       return failed(ExitCode::failure,
                     fmt::format("{} cannot be read: {}", printable(path_.string()), std::strerror(errno)));
     bytes.resize(static_cast<std::size_t>(count));
-    return bytes;
+    return {};
   }
 }
 

@@ -22,8 +22,8 @@ class LocalSource {
   const std::filesystem::path& path() const { return path_; }
   /// When it was opened.
   std::uint64_t size() const { return size_; }
-  /// The next bytes, at most `limit`; empty at the end.
-  Outcome<Bytes> read(std::size_t limit);
+  /// Reads the next bytes, at most `limit`, into `bytes`, whose size becomes their number: 0 at the end.
+  Outcome<void> read(Bytes& bytes, std::size_t limit);
 
  private:
   LocalSource(std::filesystem::path path, Descriptor file, std::uint64_t size);
