@@ -166,6 +166,7 @@ std::optional<std::string> FakeUserFiles::homeDirectoryOf(const std::string& use
 
 std::string FakeUserFiles::canonicalPath(const std::string& path) {
   if (path == "/home/anna") ++rootQuestions;
+  if (path.empty()) return {};
   std::string resolved;
   for (std::size_t start = 1; start <= path.size();) {
     const std::size_t end = std::min(path.find('/', start), path.size());

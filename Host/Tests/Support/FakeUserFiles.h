@@ -40,7 +40,7 @@ class FakeUserFiles final : public UserFiles {
   std::string homeDirectory() override { return "/home/anna"; }
   std::optional<std::string> homeDirectoryOf(const std::string& userName) override;
   std::vector<std::string> volumeDirectories() override { return {"/media"}; }
-  std::string temporaryDirectory() override { return "/tmp"; }
+  std::string temporaryDirectory() override { return temporary; }
   std::optional<std::string> downloadsDirectory() override { return downloads; }
   std::string canonicalPath(const std::string& path) override;
   std::expected<std::unique_ptr<UserPlace>, PortError> find(const std::string& path) override;
@@ -49,6 +49,7 @@ class FakeUserFiles final : public UserFiles {
 
   std::shared_ptr<Nodes> nodes = std::make_shared<Nodes>();
   std::optional<std::string> downloads;
+  std::string temporary = "/tmp";  // empty: it has no canonical path
   std::optional<PortError> createError;
   std::optional<PortError> readError;  // of files that are open for reading
   /// Writes fail once this many bytes are stored in arriving files.

@@ -17,6 +17,8 @@ std::vector<std::string> canonicalRoots(UserFiles& files) {
   std::ranges::move(files.volumeDirectories(), std::back_inserter(roots));
   roots.push_back(files.temporaryDirectory());
   for (std::string& root : roots) root = files.canonicalPath(root);
+  // A root that has no path would hold every path.
+  std::erase_if(roots, [](const std::string& root) { return !root.starts_with('/'); });
   return roots;
 }
 

@@ -47,15 +47,7 @@ ClientConnection::ClientConnection(std::unique_ptr<NetworkConnection> connection
                    }}),
       authority_(services_),
       handshake_(authority_, printed(connection_->remoteEndpoint())),
-      input_(*services_, streams_, [this](ControlMessage message) { reply(std::move(message)); }),
-      files_([this] {
-        queue_.async([weak = weak_from_this()] {
-          const auto self = weak.lock();
-          if (!self) return;
-          self->queue_.assertCurrent();
-          self->receiveAgain();
-        });
-      }) {}
+      input_(*services_, streams_, [this](ControlMessage message) { reply(std::move(message)); }) {}
 
 void ClientConnection::onClose(Callback callback) {
   queue_.sync([&] {
@@ -79,6 +71,14 @@ void ClientConnection::start() {
         [weak = self->weak_from_this()](const std::optional<PortError>& error) QUORL_NO_ANALYSIS {
           if (const auto connection = weak.lock()) connection->transportProgressed(error);
         });
+    self->files_.onRoom([queue = self->queue_, weak = self->weak_from_this()] {
+      queue.async([weak] {
+        const auto connection = weak.lock();
+        if (!connection) return;
+        connection->queue_.assertCurrent();
+        connection->receiveAgain();
+      });
+    });
     self->connection_->start(self->queue_, [weak = self->weak_from_this()](NetworkConnection::State state,
                                                                            const PortError& error) {
       if (const auto connection = weak.lock()) connection->connectionStateChanged(state, error);

@@ -23,8 +23,9 @@ struct HostServices;
 /// *Lifetime*: after `close` messages are dropped.
 class FileDesk {
  public:
-  /// `whenRoom` is called on any thread when `hasRoom` has become true again; it may only post.
-  explicit FileDesk(std::function<void()> whenRoom) : whenRoom_(std::move(whenRoom)) {}
+  /// Called on any thread when `hasRoom` has become true again, also after the end of the desk; it may only
+  /// post. Set before any other call.
+  void onRoom(std::function<void()> callback) { whenRoom_ = std::move(callback); }
 
   void offer(const HostServices& services, FileOffer offer, std::weak_ptr<StreamOutputSink> sink);
   void chunk(Bytes payload);
@@ -40,7 +41,7 @@ class FileDesk {
   FileTransfer* transfer(const HostServices& services);
   FileBrowser* browser(const HostServices& services);
 
-  const std::function<void()> whenRoom_;
+  std::function<void()> whenRoom_;
   std::shared_ptr<FileTransfer> transfer_;
   std::shared_ptr<FileBrowser> browser_;
   bool isClosed_ = false;

@@ -208,6 +208,12 @@ TEST_F(FileBrowserTest, hasNoRoomWhileTooManyRequestsWait) {
   EXPECT_EQ(rooms, 1);
 }
 
+TEST_F(FileBrowserTest, aRootWithoutAPathHoldsNothing) {
+  files_->temporary = "";
+  EXPECT_EQ(list("/etc").error, "Access denied: /etc is outside the browsable area");
+  EXPECT_EQ(list("").error, std::nullopt);
+}
+
 TEST_F(FileBrowserTest, theAreaIsDeterminedOnce) {
   list("/media");
   const auto before = files_->rootQuestions;

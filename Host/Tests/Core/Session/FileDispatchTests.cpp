@@ -139,6 +139,20 @@ TEST_F(FileDispatchTest, aDiskThatIsSlowerThanTheNetworkPausesReading) {
   EXPECT_EQ(client_.last<message::FileDone>()->_0.sha256, digestOf(std::string(1 << 20, '\0')));
 }
 
+TEST_F(FileDispatchTest, chunksMayOutliveTheConnection) {
+  client_.send(message::FileOffer{{transferID, "a", UINT64_MAX}});
+  const Bytes payload = FileChunk{transferID, 0, Bytes(1 << 20)}.encoded();
+  for (int number = 0; number < 64; ++number) client_.peer->writeFrame(FrameType::file, payload);
+  for (int step = 0; step < 20; ++step) ASSERT_TRUE(simulation_.step());
+  connection_->close();
+  const std::weak_ptr<ClientConnection> weak = connection_;
+  connection_.reset();
+  while (simulation_.step()) {
+  }
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(*files().open, 0U);
+}
+
 TEST_F(FileDispatchTest, nothingHappensOnAPlatformWithoutFiles) {
   services_->platform.userFiles = nullptr;
   services_->fileArea = nullptr;
