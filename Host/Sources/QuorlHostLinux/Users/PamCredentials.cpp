@@ -27,7 +27,7 @@ void forget(pam_response* responses, int count) {
 char* copyOf(const SecretText& password) {
   const auto text = password.view();
   auto* copy = static_cast<char*>(std::calloc(text.size() + 1, 1));
-  if (copy != nullptr) std::memcpy(copy, text.data(), text.size());
+  if (copy != nullptr) text.copy(copy, text.size());
   return copy;
 }
 
