@@ -12,7 +12,7 @@ Outcome<void> sendCommand(const Arguments& arguments, CommandContext& context, S
   if (!session) return std::unexpected(session.error());
   const auto deadline = answerDeadline(arguments);
   if (!deadline) return std::unexpected(deadline.error());
-  const ControlMessage request(message::SystemCommand{std::move(command)});
+  const ControlMessage request(message::SystemCommand{command});
   if (auto sent = (*session)->send(request); !sent) return sent;
   auto settled = settle(**session, *deadline);
   if (settled) closeSession(**session);

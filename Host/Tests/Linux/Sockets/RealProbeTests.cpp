@@ -29,6 +29,8 @@ class AnsweringServer {
   explicit AnsweringServer(std::map<std::string, std::string> answers) : answers_(std::move(answers)) {
     thread_ = std::thread([this] { run(); });
   }
+  AnsweringServer(const AnsweringServer&) = delete;
+  AnsweringServer& operator=(const AnsweringServer&) = delete;
   ~AnsweringServer() {
     shutdown(socket_.descriptor(), SHUT_RDWR);
     thread_.join();

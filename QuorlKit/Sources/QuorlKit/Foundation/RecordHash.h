@@ -16,6 +16,7 @@
 
 #include <QuorlKit/Foundation/Date.h>
 #include <QuorlKit/Foundation/Geometry.h>
+#include <QuorlKit/Foundation/SecretText.h>
 #include <QuorlKit/Foundation/URL.h>
 #include <QuorlKit/Foundation/UUID.h>
 
@@ -43,6 +44,9 @@ struct RecordHash {
   }
   static void mix(std::size_t& seed, const std::string& value) {
     combine(seed, std::hash<std::string>{}(value));
+  }
+  static void mix(std::size_t& seed, const SecretText& value) {
+    combine(seed, std::hash<std::string_view>{}(value.view()));
   }
   static void mix(std::size_t& seed, const UUID& value) { combine(seed, std::hash<UUID>{}(value)); }
   static void mix(std::size_t& seed, const URL& value) { mix(seed, value.absolute); }
