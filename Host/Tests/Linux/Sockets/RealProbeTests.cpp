@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Probes of real servers over real sockets.
-#include <poll.h>
-
 #include <array>
 #include <future>
 #include <map>
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -76,8 +75,8 @@ ProbeResult probe(std::uint16_t port, std::chrono::milliseconds limit = patience
   const auto network = std::make_shared<SocketNetwork>();
   const SerialQueue queue(scheduler, "test", QueueRank::service);
   std::promise<ProbeResult> result;
-  const auto probe = std::make_shared<ServiceProbe>(queue, network, port, limit);
-  queue.async([&] { probe->start([&](const ProbeResult& found) { result.set_value(found); }); });
+  const auto attempt = std::make_shared<ServiceProbe>(queue, network, port, limit);
+  queue.async([&] { attempt->start([&](const ProbeResult& found) { result.set_value(found); }); });
   ProbeResult found = result.get_future().get();
   queue.sync([] {});  // the probe has left its callback
   return found;
