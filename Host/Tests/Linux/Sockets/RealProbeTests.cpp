@@ -20,16 +20,15 @@ namespace quorl::test {
 namespace {
 
 using Answer = ProbeResult::Answer;
+using Answers = std::map<std::string, std::string>;  // by path
 
 /// Answers each connection by the path of its request, and closes it. Keeps a connection for another path
 /// open.
 class AnsweringServer {
  public:
-  explicit AnsweringServer(std::map<std::string, std::string> answers) : answers_(std::move(answers)) {
+  explicit AnsweringServer(Answers answers) : answers_(std::move(answers)) {
     thread_ = std::thread([this] { run(); });
   }
-  AnsweringServer(const AnsweringServer&) = delete;
-  AnsweringServer& operator=(const AnsweringServer&) = delete;
   ~AnsweringServer() {
     shutdown(socket_.descriptor(), SHUT_RDWR);
     thread_.join();
@@ -62,7 +61,7 @@ class AnsweringServer {
     return request.substr(start, request.find(' ', start) - start);
   }
 
-  const std::map<std::string, std::string> answers_;
+  const Answers answers_;
   const TestSocket socket_{"127.0.0.1"};
   std::thread thread_;  // last: it uses all the above
 };
@@ -83,7 +82,7 @@ ProbeResult probe(std::uint16_t port, std::chrono::milliseconds limit = patience
 }
 
 TEST(RealProbe, findsTheTitleOfAPage) {
-  const AnsweringServer server({{"/", "HTTP/1.0 200 OK\r\n\r\n<title>Up</title>"}});
+  const AnsweringServer server(Answers{{"/", "HTTP/1.0 200 OK\r\n\r\n<title>Up</title>"}});
   EXPECT_EQ(probe(server.port()), (ProbeResult{Answer::http, "Up"}));
 }
 
@@ -108,9 +107,9 @@ TEST(RealProbe, findsNothingAtARefusingOrSilentPort) {
 }
 
 TEST(RealProbe, distinguishesOtherProtocolsAndEmptyAnswers) {
-  const AnsweringServer ssh({{"/", "SSH-2.0-OpenSSH_9.2\r\n"}});
+  const AnsweringServer ssh(Answers{{"/", "SSH-2.0-OpenSSH_9.2\r\n"}});
   EXPECT_EQ(probe(ssh.port()), (ProbeResult{Answer::otherProtocol, {}}));
-  const AnsweringServer closing({{"/", ""}});
+  const AnsweringServer closing(Answers{{"/", ""}});
   EXPECT_EQ(probe(closing.port()), (ProbeResult{Answer::closed, {}}));
 }
 
