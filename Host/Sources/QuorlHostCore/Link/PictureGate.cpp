@@ -230,7 +230,7 @@ std::optional<Duration> PictureGate::nextLook(MonotonicTime now) const {
   const auto observation = estimator_.nextObservation();
   if (waitingFiles_.empty()) return observation;
   // The gate is open: the file waits for its share, or for bytes that the transport has not taken.
-  if (const auto share = fileShare_.wait(now); share && estimator_.isOpen()) return *share;
+  if (const auto share = fileShare_.wait(now); share && estimator_.isOpen()) return share;
   // The prediction assumes the known rate. On a link that is faster the bytes arrive long before, and only an
   // early look finds that out.
   if (observation) return std::max(*observation / 4, shortestFileInterval);
