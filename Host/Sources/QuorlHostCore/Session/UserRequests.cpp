@@ -62,7 +62,7 @@ void switchUser(RoutedSession& session, const SwitchUserRequest& request) {
 
 void unlockSession(RoutedSession& session, const SecretText& password) {
   session.services()->platform.scheduler->execute(
-      [weak = session.sink(), users = session.services()->users, password]() mutable {
+      [weak = session.sink(), users = session.services()->users, password = SecretText(password)]() mutable {
         const bool wasTyped = users->attemptUnlock(std::move(password));
         if (const auto sink = weak.lock())
           sink->sendControl(message::UserSwitchResult{unlockResult(*users, users->ownUserID(), wasTyped)});
