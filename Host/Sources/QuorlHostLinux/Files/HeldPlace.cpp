@@ -78,7 +78,7 @@ std::string resolvedMissing(const std::string& path, int& links) {
   const auto slash = path.rfind('/', end);
   const std::string name = path.substr(slash + 1, end - slash);
   const std::string above = path.substr(0, slash + 1);
-  const std::string folder = resolved(above, links);
+  std::string folder = resolved(above, links);
   const std::string prefix = folder == "/" ? folder : folder + "/";
   if (name == ".") return folder;
   if (name == "..")
