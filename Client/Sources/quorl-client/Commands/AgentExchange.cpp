@@ -10,20 +10,6 @@
 namespace quorl::client {
 namespace {
 
-template <class Case>
-Outcome<decltype(Case::_0)> ask(Session& session, Deadline deadline, const ControlMessage& request,
-                                std::string_view tooLate) {
-  if (auto sent = session.send(request); !sent) return std::unexpected(sent.error());
-  decltype(Case::_0) answer;
-  const auto awaited = awaitMessage(session, deadline, "proto.", tooLate, [&](const ControlMessage& message) {
-    const auto* found = std::get_if<Case>(&message);
-    if (found != nullptr) answer = found->_0;
-    return found != nullptr;
-  });
-  if (!awaited) return std::unexpected(awaited.error());
-  return answer;
-}
-
 Outcome<void> followSession(Session& session, const std::function<void(const ControlMessage&)>& take) {
   LinkWatch link(Clock::now());
   for (;;) {
@@ -50,22 +36,6 @@ bool mayPass(const ClientError& error) {
 }
 
 }  // namespace
-
-Outcome<void> awaitMessage(Session& session, Deadline deadline, std::string_view errorFamily,
-                           std::string_view tooLate, const std::function<bool(const ControlMessage&)>& take) {
-  for (;;) {
-    const auto received = session.nextControl(deadline);
-    if (!received) return std::unexpected(received.error());
-    if (!*received)
-      return failed(ExitCode::timedOut, std::string(tooLate),
-                    "The host may be busy; try a longer --timeout.");
-    const auto* error = std::get_if<message::Error>(&**received);
-    if (error != nullptr && error->_0.code.starts_with(errorFamily))
-      return failed(ExitCode::failure, fmt::format("the host refused: {} ({})", printable(error->_0.message),
-                                                   printable(error->_0.code)));
-    if (take(**received)) return {};
-  }
-}
 
 Outcome<std::vector<AgentDescriptor>> fetchAgents(Session& session, Deadline deadline) {
   return ask<message::AgentList>(session, deadline, ControlMessage(message::RequestAgentList{}),

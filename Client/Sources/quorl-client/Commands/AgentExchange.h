@@ -7,14 +7,10 @@
 
 #include <quorl-client/Commands/AgentRows.h>
 #include <quorl-client/Commands/CommandContext.h>
+#include <quorl-client/Commands/MessageExchange.h>
 
 /// Requests about agents that several commands share.
 namespace quorl::client {
-
-/// Waits until `take` returns true for a message. Fails on an `error` from the host whose code begins with
-/// `errorFamily`, and at the deadline with `tooLate`.
-Outcome<void> awaitMessage(Session& session, Deadline deadline, std::string_view errorFamily,
-                           std::string_view tooLate, const std::function<bool(const ControlMessage&)>& take);
 
 Outcome<std::vector<AgentDescriptor>> fetchAgents(Session& session, Deadline deadline);
 Outcome<std::vector<AgentCatalogEntry>> fetchCatalog(Session& session, Deadline deadline,

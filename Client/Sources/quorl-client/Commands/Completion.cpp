@@ -11,7 +11,7 @@
 namespace quorl::client {
 namespace {
 
-// What a name in capitals in a usage line means.
+// What a name in capitals in a usage line (a slot) means.
 enum class Kind : std::uint8_t { none, host, agent, file };
 
 struct NamedKind {
@@ -24,10 +24,10 @@ constexpr std::array kinds{
     NamedKind{"OUT.mp4", Kind::file},
 };
 
-Kind kindOf(std::string_view placeholder) {
-  while (placeholder.starts_with('[')) placeholder.remove_prefix(1);
-  while (placeholder.ends_with(']') || placeholder.ends_with('.')) placeholder.remove_suffix(1);
-  const auto found = std::ranges::find(kinds, placeholder, &NamedKind::name);
+Kind kindOf(std::string_view slot) {
+  while (slot.starts_with('[')) slot.remove_prefix(1);
+  while (slot.ends_with(']') || slot.ends_with('.')) slot.remove_suffix(1);
+  const auto found = std::ranges::find(kinds, slot, &NamedKind::name);
   return found == kinds.end() ? Kind::none : found->kind;
 }
 
@@ -104,7 +104,7 @@ class Completer {
   Completion result_;
 };
 
-// "[list | add NAME COMMAND | remove ENTRY]": forms that begin with a word, or one form of placeholders.
+// "[list | add NAME COMMAND | remove ENTRY]": forms that begin with a word, or one form of slots.
 void offerPositional(Completer& completer, const Command& command, const Words& words) {
   const std::size_t index = words.positional.size();
   if (index >= command.maximumPositional) return;

@@ -11,7 +11,7 @@
 
 namespace quorl::client {
 
-/// A word that may stand at the cursor, and what it means.
+/// A word for the place of the cursor, and its meaning.
 struct Candidate {
   std::string word;
   std::string meaning;

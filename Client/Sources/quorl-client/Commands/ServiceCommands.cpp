@@ -26,20 +26,6 @@ std::string hostOf(const Arguments& arguments) {
   return arguments.positional().empty() ? std::string() : arguments.positional()[0];
 }
 
-template <class Case>
-Outcome<decltype(Case::_0)> ask(Session& session, Deadline deadline, const ControlMessage& request,
-                                std::string_view tooLate) {
-  if (auto sent = session.send(request); !sent) return std::unexpected(sent.error());
-  decltype(Case::_0) answer;
-  const auto awaited = awaitMessage(session, deadline, "proto.", tooLate, [&](const ControlMessage& message) {
-    const auto* found = std::get_if<Case>(&message);
-    if (found != nullptr) answer = found->_0;
-    return found != nullptr;
-  });
-  if (!awaited) return std::unexpected(awaited.error());
-  return answer;
-}
-
 Outcome<Services> fetchServices(Session& session, Deadline deadline) {
   return ask<message::ServiceList>(session, deadline, ControlMessage(message::RequestServiceList{}),
                                    "the host did not list its web services in time");

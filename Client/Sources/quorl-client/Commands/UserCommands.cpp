@@ -6,30 +6,17 @@
 
 #include <QuorlUnix/AtomicFile.h>
 #include <quorl-client/Base/Printable.h>
-#include <quorl-client/Commands/AgentExchange.h>
 #include <quorl-client/Commands/CommandContext.h>
+#include <quorl-client/Commands/MessageExchange.h>
 #include <quorl-client/Commands/PasswordPrompt.h>
 #include <quorl-client/Commands/TextTable.h>
 
 namespace quorl::client {
 namespace {
 
-template <class Case>
-Outcome<decltype(Case::_0)> awaitCase(Session& session, Deadline deadline, std::string_view tooLate) {
-  decltype(Case::_0) answer;
-  const auto awaited = awaitMessage(session, deadline, "proto.", tooLate, [&](const ControlMessage& message) {
-    const auto* found = std::get_if<Case>(&message);
-    if (found != nullptr) answer = found->_0;
-    return found != nullptr;
-  });
-  if (!awaited) return std::unexpected(awaited.error());
-  return answer;
-}
-
 Outcome<std::vector<UserAccount>> fetchUsers(Session& session, Deadline deadline) {
-  if (auto sent = session.send(ControlMessage(message::RequestUserList{})); !sent)
-    return std::unexpected(sent.error());
-  return awaitCase<message::UserList>(session, deadline, "the host did not send its users in time");
+  return ask<message::UserList>(session, deadline, ControlMessage(message::RequestUserList{}),
+                                "the host did not send its users in time");
 }
 
 std::string_view stateText(const UserAccount& user) {
