@@ -40,6 +40,7 @@ struct Model {
       open.erase(entry);
       return;
     }
+    if (data.empty()) return;  // a write of nothing does not extend a file
     Bytes& content = entry->second.content;
     content.resize(std::max<std::size_t>(content.size(), static_cast<std::size_t>(end)));
     std::ranges::copy(data, content.begin() + static_cast<std::ptrdiff_t>(offset));
@@ -107,7 +108,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         world.done(id);
         break;
       default:
-        world.transfer->handleChunk(Bytes(*number & 31, 0));
+        // Never a chunk of an offered transfer, whose identities begin with 0 to 3.
+        world.transfer->handleChunk(Bytes(*number & 31, 0xFF));
     }
   }
   world.simulation.runReady();

@@ -108,6 +108,7 @@ class FakeIncoming final : public IncomingFile {
         open_(files.open) {}
   std::expected<void, PortError> write(std::uint64_t offset, ByteView bytes) override {
     if (*room_ < bytes.size()) return std::unexpected(PortError{"No space left on device"});
+    if (bytes.empty()) return {};  // does not extend a file
     *room_ -= bytes.size();
     content_.resize(std::max<std::size_t>(content_.size(), offset + bytes.size()));
     std::ranges::copy(bytes, content_.begin() + static_cast<std::ptrdiff_t>(offset));
