@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <sys/eventfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -144,26 +146,75 @@ TEST_F(ServiceCommandTest, refusesWhatIsNoPort) {
   EXPECT_EQ(run_({"open"}).code, ExitCode::usage);
 }
 
-TEST_F(ServiceCommandTest, opensTheURLInTheBrowser) {
-  const auto file = run_.folder().file("opened");
-  const auto program = run_.folder().write("bin/xdg-open", "#!/bin/sh\nprintf %s \"$1\" > " + file + "\n");
-  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
-  const std::string path = ::getenv("PATH");
-  ASSERT_EQ(::setenv("PATH", (run_.folder().file("bin") + ":" + path).c_str(), 1), 0);
+/// With a script in place of xdg-open.
+class BrowserTest : public ServiceCommandTest {
+ protected:
+  BrowserTest() : path_(::getenv("PATH")) {
+    ::setenv("PATH", (run_.folder().file("bin") + ":" + path_).c_str(), 1);
+  }
+  ~BrowserTest() override { ::setenv("PATH", path_.c_str(), 1); }
+
+  void setBrowser(const std::string& script) {
+    const auto program = run_.folder().write("bin/xdg-open", "#!/bin/sh\n" + script + "\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  }
+  std::string textOf(const std::string& file) {
+    std::ifstream stream(run_.folder().file(file));
+    return std::string(std::istreambuf_iterator<char>(stream), {});
+  }
+
+  const std::string path_;
+};
+
+TEST_F(BrowserTest, getsTheURL) {
+  setBrowser("printf %s \"$1\" > " + run_.folder().file("opened"));
   FakeHost host(behaviour());
   run_.addHost(host.pairedHost());
   const auto printed = run_({"open", "3000"});
   const auto result = run_({"open", "3000", "--browser"});
   EXPECT_EQ(result.code, ExitCode::ok) << result.notes;
   EXPECT_EQ(result.out, "") << "the token is not printed";
-  std::ifstream opened(file);
-  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(opened), {}) + "\n", printed.out);
+  EXPECT_EQ(textOf("opened") + "\n", printed.out);
 
-  run_.folder().write("bin/xdg-open", "#!/bin/sh\nexit 3\n");
+  setBrowser("exit 3");
   EXPECT_EQ(run_({"open", "3000", "--browser"}).code, ExitCode::failure);
   ASSERT_EQ(::setenv("PATH", run_.folder().file("empty").c_str(), 1), 0);
   EXPECT_EQ(run_({"open", "3000", "--browser"}).code, ExitCode::failure);
-  ASSERT_EQ(::setenv("PATH", path.c_str(), 1), 0);
+}
+
+// The client itself ignores them.
+TEST_F(BrowserTest, doesNotIgnoreBrokenPipes) {
+  setBrowser("sed -n 's/^SigIgn:.//p' /proc/self/status > " + run_.folder().file("ignored"));
+  FakeHost host(behaviour());
+  run_.addHost(host.pairedHost());
+  const auto before = std::signal(SIGPIPE, SIG_IGN);
+  const auto result = run_({"open", "3000", "--browser"});
+  std::signal(SIGPIPE, before);
+  EXPECT_EQ(result.code, ExitCode::ok) << result.notes;
+  const std::string ignored = textOf("ignored");
+  ASSERT_FALSE(ignored.empty());
+  EXPECT_EQ(std::stoull(ignored, nullptr, 16) >> (SIGPIPE - 1) & 1, 0U) << ignored;
+}
+
+// On some desktops xdg-open runs until the browser ends.
+TEST_F(BrowserTest, staysOpenWhenTheCommandIsInterrupted) {
+  const auto fifo = run_.folder().file("started");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  setBrowser("echo $$ > " + fifo + "\nexec sleep 100");
+  FakeHost host(behaviour());
+  run_.addHost(host.pairedHost());
+  const Descriptor interruption(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  run_.interruptDescriptor = interruption.get();
+  test::CommandResult result;
+  std::thread command([&] { result = run_({"open", "3000", "--browser"}); });
+  pid_t browser = 0;
+  std::ifstream(fifo) >> browser;
+  const std::uint64_t one = 1;
+  EXPECT_EQ(::write(interruption.get(), &one, sizeof one), static_cast<ssize_t>(sizeof one));
+  command.join();
+  EXPECT_EQ(result.code, ExitCode::interrupted) << result.notes;
+  ASSERT_GT(browser, 0);
+  EXPECT_EQ(::kill(browser, SIGKILL), 0) << "it should still run";
 }
 
 }  // namespace

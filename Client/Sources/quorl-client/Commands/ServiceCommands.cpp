@@ -1,17 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
 
 #include <fmt/format.h>
 
 #include <quorl-client/Base/Printable.h>
 #include <quorl-client/Commands/AgentExchange.h>
+#include <quorl-client/Commands/Browser.h>
 #include <quorl-client/Commands/CommandContext.h>
 #include <quorl-client/Commands/HostStateText.h>
 #include <quorl-client/Commands/RelayURL.h>
@@ -36,6 +30,31 @@ Outcome<NetworkStatus> fetchNetworkStatus(Session& session, Deadline deadline) {
                                      "the host did not send its network status in time");
 }
 
+/// Prints what the host answers, or with --follow what it pushes.
+template <class Case, class Fetch, class Print>
+Outcome<void> showOrFollow(const Arguments& arguments, CommandContext& context, Fetch fetch, Print print) {
+  const auto show = [&](const auto& value) {
+    if (arguments.has("--json")) return printRecord(context.output, value);
+    print(value);
+  };
+  if (arguments.has("--follow"))
+    return followMessages(
+        arguments, context,
+        [&](const ControlMessage& message) {
+          if (const auto* pushed = std::get_if<Case>(&message)) show(pushed->_0);
+        },
+        hostOf(arguments));
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
+  const auto session = openSession(arguments, context, hostOf(arguments), *deadline);
+  if (!session) return std::unexpected(session.error());
+  const auto answer = fetch(**session, *deadline);
+  if (!answer) return std::unexpected(answer.error());
+  closeSession(**session);
+  show(*answer);
+  return {};
+}
+
 // services
 
 void printServices(Output& output, const Services& services) {
@@ -49,74 +68,22 @@ void printServices(Output& output, const Services& services) {
 }
 
 Outcome<void> runServices(const Arguments& arguments, CommandContext& context) {
-  const bool asJSON = arguments.has("--json");
-  const auto print = [&](const Services& services) {
-    if (!asJSON) return printServices(context.output, services);
-    printRecord(context.output, services);
-  };
-  if (arguments.has("--follow"))
-    return followMessages(
-        arguments, context,
-        [&](const ControlMessage& message) {
-          if (const auto* list = std::get_if<message::ServiceList>(&message)) print(list->_0);
-        },
-        hostOf(arguments));
-  const auto deadline = answerDeadline(arguments);
-  if (!deadline) return std::unexpected(deadline.error());
-  const auto session = openSession(arguments, context, hostOf(arguments), *deadline);
-  if (!session) return std::unexpected(session.error());
-  const auto services = fetchServices(**session, *deadline);
-  if (!services) return std::unexpected(services.error());
-  closeSession(**session);
-  print(*services);
-  return {};
+  return showOrFollow<message::ServiceList>(
+      arguments, context, fetchServices,
+      [&context](const Services& services) { printServices(context.output, services); });
 }
 
 // network
 
 Outcome<void> runNetwork(const Arguments& arguments, CommandContext& context) {
-  const bool asJSON = arguments.has("--json");
-  const auto print = [&](const NetworkStatus& status) {
-    if (asJSON) return printRecord(context.output, status);
-    for (const std::string& line : networkLines(status)) context.output.line(line);
-    if (status.actionURL) context.output.line("  " + printable(status.actionURL->absolute));
-  };
-  if (arguments.has("--follow"))
-    return followMessages(
-        arguments, context,
-        [&](const ControlMessage& message) {
-          if (const auto* status = std::get_if<message::NetworkStatus>(&message)) print(status->_0);
-        },
-        hostOf(arguments));
-  const auto deadline = answerDeadline(arguments);
-  if (!deadline) return std::unexpected(deadline.error());
-  const auto session = openSession(arguments, context, hostOf(arguments), *deadline);
-  if (!session) return std::unexpected(session.error());
-  const auto status = fetchNetworkStatus(**session, *deadline);
-  if (!status) return std::unexpected(status.error());
-  closeSession(**session);
-  print(*status);
-  return {};
+  return showOrFollow<message::NetworkStatus>(
+      arguments, context, fetchNetworkStatus, [&context](const NetworkStatus& status) {
+        for (const std::string& line : networkLines(status)) context.output.line(line);
+        if (status.actionURL) context.output.line("  " + printable(status.actionURL->absolute));
+      });
 }
 
 // open
-
-Outcome<void> openInBrowser(const std::string& url) {
-  const std::array<const char*, 3> arguments{"xdg-open", url.c_str(), nullptr};
-  pid_t pid = -1;
-  const int error =
-      posix_spawnp(&pid, arguments[0], nullptr, nullptr, const_cast<char* const*>(arguments.data()), environ);
-  if (error != 0)
-    return failed(ExitCode::failure, fmt::format("xdg-open cannot be started: {}", std::strerror(error)),
-                  "Install the package xdg-utils, or open the URL that is printed without --browser.");
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
-    return failed(ExitCode::failure, "xdg-open found no browser",
-                  "Open the URL that is printed without --browser.");
-  return {};
-}
 
 Outcome<std::uint16_t> servicePort(const Arguments& arguments) {
   const std::string& word = arguments.positional()[0];
@@ -157,7 +124,7 @@ Outcome<void> runOpen(const Arguments& arguments, CommandContext& context) {
   if (!port) return std::unexpected(port.error());
   const auto url = urlOfService(arguments, context, *port);
   if (!url) return std::unexpected(url.error());
-  if (arguments.has("--browser")) return openInBrowser(*url);
+  if (arguments.has("--browser")) return openInBrowser(*url, context.waiter);
   context.output.line(*url);
   context.output.note(
       "The URL carries this client's token, which gives access to the host: keep it private.");
