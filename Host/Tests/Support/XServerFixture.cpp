@@ -169,8 +169,10 @@ HelperProgram XServer::start(const std::vector<std::string>& command) const {
 }
 
 std::string XServer::run(const std::vector<std::string>& command) const {
+  std::vector<std::string> limited{"timeout", "60"};
+  limited.insert(limited.end(), command.begin(), command.end());
   Pipe output;
-  HelperProgram program(command,
+  HelperProgram program(limited,
                         {.environment = {"DISPLAY=" + display_, "HOME=" + folder()}, .output = output.write});
   output.closeWrite();
   std::string text = output.readAll();

@@ -63,7 +63,7 @@ class XServer {
 
   /// Starts a program on this display.
   HelperProgram start(const std::vector<std::string>& command) const;
-  /// Runs a program on this display to its end and returns its standard output.
+  /// Runs a program on this display to its end, for a minute at most, and returns its standard output.
   std::string run(const std::vector<std::string>& command) const;
   /// Ends the server at once, like a crash.
   void kill();
