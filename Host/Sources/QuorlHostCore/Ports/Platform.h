@@ -4,43 +4,49 @@
 #include <memory>
 #include <string>
 
-#include <QuorlHostCore/Concurrency/Scheduler.h>
-#include <QuorlHostCore/Ports/CredentialAuthority.h>
-#include <QuorlHostCore/Ports/DisplayCatalog.h>
-#include <QuorlHostCore/Ports/EventPoster.h>
-#include <QuorlHostCore/Ports/FileStore.h>
-#include <QuorlHostCore/Ports/ListeningSockets.h>
-#include <QuorlHostCore/Ports/LoginSessions.h>
-#include <QuorlHostCore/Ports/MachineFacts.h>
-#include <QuorlHostCore/Ports/MachineMetrics.h>
-#include <QuorlHostCore/Ports/MainThread.h>
-#include <QuorlHostCore/Ports/Network.h>
-#include <QuorlHostCore/Ports/NetworkInterfaces.h>
 #include <QuorlHostCore/Ports/OverlayPlaces.h>
-#include <QuorlHostCore/Ports/Pasteboard.h>
-#include <QuorlHostCore/Ports/Permissions.h>
-#include <QuorlHostCore/Ports/PictureScaler.h>
-#include <QuorlHostCore/Ports/ProcessTable.h>
-#include <QuorlHostCore/Ports/PseudoTerminal.h>
-#include <QuorlHostCore/Ports/RunningApplications.h>
-#include <QuorlHostCore/Ports/ScreenCapture.h>
-#include <QuorlHostCore/Ports/ServiceAdvertiser.h>
-#include <QuorlHostCore/Ports/SessionFiles.h>
-#include <QuorlHostCore/Ports/Sound.h>
-#include <QuorlHostCore/Ports/SystemPower.h>
-#include <QuorlHostCore/Ports/TerminalScripting.h>
-#include <QuorlHostCore/Ports/ToolRunner.h>
-#include <QuorlHostCore/Ports/UserDirectory.h>
-#include <QuorlHostCore/Ports/UserFiles.h>
-#include <QuorlHostCore/Ports/VideoCompressor.h>
-#include <QuorlHostCore/Ports/WindowControl.h>
-#include <QuorlHostCore/Ports/Workspace.h>
-#include <QuorlKit/Foundation/SecureRandom.h>
 
 namespace quorl {
 
+class CredentialAuthority;
+class DisplayCatalog;
+class DisplayPower;
+class EventPoster;
+class FileStore;
+class ImageConverter;
+class ListeningSockets;
+class LoginSessions;
+class MachineFacts;
+class MachineMetrics;
+class MainThread;
+class Network;
+class NetworkInterfaces;
+class OutputVolume;
+class Pasteboard;
+class Permissions;
+class PictureScaler;
+class PowerAssertions;
+class ProcessTable;
+class PseudoTerminals;
+class RunningApplications;
+class Scheduler;
+class ScreenCapture;
+class ScreenLock;
+class SecureRandom;
+class ServiceAdvertiser;
+class SessionFiles;
+class SoundCapture;
+class SoundCompressorFactory;
+class TerminalScripting;
+class ToolRunner;
+class UserDirectory;
+class UserFiles;
+class VideoCompressorFactory;
+class WindowControl;
+class Workspace;
+
 /// The ports that the host needs, created by `main` and passed to `HostRuntime`. Each port's header documents
-/// its queue, blocking, ownership and lifetime.
+/// its queue, blocking, ownership and lifetime; a user of a port includes that header.
 ///
 /// *Ownership*: shared with every object that uses a port. The scheduler is borrowed and outlives them all.
 struct Platform {
