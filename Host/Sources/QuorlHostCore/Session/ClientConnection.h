@@ -25,6 +25,7 @@
 #include <QuorlHostCore/Session/StateKey.h>
 #include <QuorlHostCore/Session/StreamTable.h>
 #include <QuorlHostCore/Session/VideoChannel.h>
+#include <QuorlHostCore/Shared/ClientSummary.h>
 #include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Foundation/Date.h>
 #include <QuorlKit/Protocol/Frames.h>
@@ -32,16 +33,6 @@
 namespace quorl {
 
 struct HostServices;
-
-/// One client as the host's own windows list it.
-struct ClientSummary {
-  std::string name;
-  std::string endpoint;
-  Date since;
-  std::optional<Date> lastProbe;
-
-  bool operator==(const ClientSummary&) const = default;
-};
 
 /// One accepted session: its socket, the dispatch of each frame, sending with back-pressure, and the
 /// teardown. `FrameReader` cuts what is received into frames, `HandshakeMachine` decides the handshake,

@@ -17,6 +17,7 @@
 #include <QuorlHostCore/Ports/ServiceAdvertiser.h>
 #include <QuorlHostCore/Session/ClientConnection.h>
 #include <QuorlHostCore/Session/RepeatedState.h>
+#include <QuorlHostCore/Shared/ClientSummary.h>
 
 namespace quorl {
 
