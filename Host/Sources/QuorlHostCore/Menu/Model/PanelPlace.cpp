@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Menu/Model/PanelPlace.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace quorl {
+
+namespace {
+
+constexpr PointSize iconSize{30, 22};
+constexpr double iconFromRight = 100;
+constexpr double leftWithoutScreen = 700;
+constexpr double smallestSide = 10;
+constexpr double sideGap = 8;
+constexpr double barGap = 6;
+
+}  // namespace
+
+PointRect fallbackAnchor(const std::optional<PointRect>& screen, const std::optional<PointXY>& pointer) {
+  if (pointer) return {{pointer->x - iconSize.width / 2, pointer->y - iconSize.height / 2}, iconSize};
+  return {{screen ? screen->maxX() - iconFromRight : leftWithoutScreen, screen ? screen->minY() : 0},
+          iconSize};
+}
+
+std::optional<PointXY> panelPlace(PointSize panel, const PointRect& anchor, const PanelSurroundings& around) {
+  if (!(panel.width > smallestSide) || !(panel.height > smallestSide)) return std::nullopt;
+  const PointRect& visible = around.visible;
+  const double leftmost = visible.minX() + sideGap;
+  const double rightmost = std::max(leftmost, visible.maxX() - panel.width - sideGap);
+  const double x = std::clamp(anchor.midX() - panel.width / 2, leftmost, rightmost);
+  const bool isAtBottom = anchor.midY() > around.screen.midY();
+  const double bottomY = std::max(visible.minY(), visible.maxY() - panel.height - barGap);
+  return PointXY{std::round(x), std::round(isAtBottom ? bottomY : visible.minY() + barGap)};
+}
+
+}  // namespace quorl
