@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <string>
+
 namespace quorl {
 
 /// What the platform permits this process to do.
@@ -18,6 +20,14 @@ class Permissions {
   /// May show the platform's prompt.
   virtual void requestInput() = 0;
   virtual void requestScreenCapture() = 0;
+
+  /// Whether a request can show a prompt.
+  virtual bool hasPrompt() { return true; }
+  /// Why it is not permitted, as a sentence for a person. Empty if it is permitted or the cause is unknown.
+  virtual std::string inputObstacle() { return {}; }
+  virtual std::string screenCaptureObstacle() { return {}; }
+  /// What does not work even if both are permitted, as a sentence. Empty if nothing is known.
+  virtual std::string limitation() { return {}; }
 };
 
 }  // namespace quorl

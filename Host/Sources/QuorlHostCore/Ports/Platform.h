@@ -9,16 +9,19 @@
 namespace quorl {
 
 class CredentialAuthority;
+class DesktopNotifier;
 class DisplayCatalog;
 class DisplayPower;
 class EventPoster;
 class FileStore;
 class ImageConverter;
 class ListeningSockets;
+class LoginItem;
 class LoginSessions;
 class MachineFacts;
 class MachineMetrics;
 class MainThread;
+class MenuSurface;
 class Network;
 class NetworkInterfaces;
 class OutputVolume;
@@ -89,6 +92,9 @@ struct Platform {
   std::shared_ptr<PictureScaler> pictures;
   std::shared_ptr<CredentialAuthority> credentials;
   std::shared_ptr<UserFiles> userFiles;
+  std::shared_ptr<MenuSurface> menu;
+  std::shared_ptr<LoginItem> loginItem;
+  std::shared_ptr<DesktopNotifier> notifier;
   std::string applicationSupportDirectory;  // absolute; the host's own folder in it is "QuorlHost"
 };
 
