@@ -85,6 +85,12 @@ TEST(PanelPlace, risesFromAPanelAtTheBottom) {
   EXPECT_EQ(panelPlace({320, 400}, {{1100, 692}, {24, 24}}, bottomBar), (PointXY{952, 284}));
 }
 
+TEST(PanelPlace, doesNotCoverAnIconWithinTheVisiblePart) {
+  const PanelSurroundings noStruts{{{0, 0}, {1280, 720}}, {{0, 0}, {1280, 720}}};
+  EXPECT_EQ(panelPlace({320, 400}, {{600, 2}, {24, 24}}, noStruts), (PointXY{452, 32}));
+  EXPECT_EQ(panelPlace({320, 400}, {{600, 692}, {24, 24}}, noStruts), (PointXY{452, 286}));
+}
+
 TEST(PanelPlace, isAbsentForAPanelWithoutASize) {
   EXPECT_EQ(panelPlace({10, 400}, {{600, 0}, {24, 24}}, topBar), std::nullopt);
   EXPECT_EQ(panelPlace({400, 0}, {{600, 0}, {24, 24}}, topBar), std::nullopt);

@@ -30,8 +30,11 @@ std::optional<PointXY> panelPlace(PointSize panel, const PointRect& anchor, cons
   const double rightmost = std::max(leftmost, visible.maxX() - panel.width - sideGap);
   const double x = std::clamp(anchor.midX() - panel.width / 2, leftmost, rightmost);
   const bool isAtBottom = anchor.midY() > around.screen.midY();
-  const double bottomY = std::max(visible.minY(), visible.maxY() - panel.height - barGap);
-  return PointXY{std::round(x), std::round(isAtBottom ? bottomY : visible.minY() + barGap)};
+  // A desktop panel that covers windows instead of leaving them less room is within the visible part.
+  const double top = std::max(visible.minY(), std::min(anchor.maxY(), around.screen.midY()));
+  const double bottom = std::min(visible.maxY(), std::max(anchor.minY(), around.screen.midY()));
+  const double bottomY = std::max(visible.minY(), bottom - panel.height - barGap);
+  return PointXY{std::round(x), std::round(isAtBottom ? bottomY : top + barGap)};
 }
 
 }  // namespace quorl
