@@ -15,6 +15,9 @@ class NoPermissions final : public Permissions {
   bool mayCaptureScreen() override { return false; }
   void requestInput() override {}
   void requestScreenCapture() override {}
+  bool hasPrompt() override { return false; }
+  std::string inputObstacle() override { return "There is no display."; }
+  std::string screenCaptureObstacle() override { return "There is no display."; }
 };
 
 class NoScreen final : public ScreenCapture {

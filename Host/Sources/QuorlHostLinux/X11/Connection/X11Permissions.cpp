@@ -2,7 +2,9 @@
 #include <QuorlHostLinux/X11/Connection/X11Permissions.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <future>
+#include <string_view>
 
 namespace quorl {
 
@@ -27,11 +29,40 @@ bool X11Permissions::mayCaptureScreen() {
   return (current() & captureBit) != 0;
 }
 
+std::string X11Permissions::inputObstacle() {
+  return obstacle(inputBit, xtestBit, "XTEST", xkbBit, "XKEYBOARD");
+}
+
+std::string X11Permissions::screenCaptureObstacle() {
+  return obstacle(captureBit, damageBit, "DAMAGE", xfixesBit, "XFIXES");
+}
+
+std::string X11Permissions::limitation() {
+  const char* type = std::getenv("XDG_SESSION_TYPE");
+  if (type == nullptr || std::string_view(type) != "wayland") return {};
+  return "This is a Wayland session. Quorl shows and controls X11 applications only.";
+}
+
+std::string X11Permissions::obstacle(Answers permission, Answers first, const char* firstName, Answers second,
+                                     const char* secondName) {
+  const Answers answers = current();
+  if ((answers & permission) != 0) return {};
+  if ((answers & connectedBit) == 0) return "There is no display.";
+  std::string missing;
+  if ((answers & first) == 0) missing = firstName;
+  if ((answers & second) == 0) missing += (missing.empty() ? "" : " and ") + std::string(secondName);
+  return "The display lacks the extension " + missing + ".";
+}
+
 void X11Permissions::connected(X11Connection& connection) {
   const auto& offered = connection.extensions();
   Answers answers = connectedBit;
   if (offered.xtest.present && offered.xkb.present) answers |= inputBit;
   if (offered.damage.present && offered.xfixes.present) answers |= captureBit;
+  if (offered.xtest.present) answers |= xtestBit;
+  if (offered.xkb.present) answers |= xkbBit;
+  if (offered.damage.present) answers |= damageBit;
+  if (offered.xfixes.present) answers |= xfixesBit;
   answers_ = answers;
 }
 

@@ -29,6 +29,10 @@ class X11Permissions final : public Permissions, public X11Loop::Client {
   bool mayCaptureScreen() override;
   void requestInput() override {}
   void requestScreenCapture() override {}
+  bool hasPrompt() override { return false; }
+  std::string inputObstacle() override;
+  std::string screenCaptureObstacle() override;
+  std::string limitation() override;
 
  private:
   /// Bits of the cached answer.
@@ -36,6 +40,10 @@ class X11Permissions final : public Permissions, public X11Loop::Client {
   static constexpr Answers connectedBit = 1;
   static constexpr Answers inputBit = 2;
   static constexpr Answers captureBit = 4;
+  static constexpr Answers xtestBit = 8;
+  static constexpr Answers xkbBit = 16;
+  static constexpr Answers damageBit = 32;
+  static constexpr Answers xfixesBit = 64;
 
   void connected(X11Connection& connection) override;
   void handle(const void* /*event*/) override {}
@@ -44,6 +52,8 @@ class X11Permissions final : public Permissions, public X11Loop::Client {
 
   Answers current();
   void connect();
+  std::string obstacle(Answers permission, Answers first, const char* firstName, Answers second,
+                       const char* secondName);
 
   std::atomic<Answers> answers_{0};  // written on the loop's thread
 
