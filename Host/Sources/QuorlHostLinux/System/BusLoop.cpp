@@ -26,7 +26,7 @@ int millisecondsUntil(Clock::time_point when) {
 
 }  // namespace
 
-BusLoop::BusLoop(Handlers handlers, BusPointer (*open)()) : handlers_(std::move(handlers)), open_(open) {
+BusLoop::BusLoop(Handlers handlers, Opener open) : handlers_(std::move(handlers)), open_(open) {
   sigset_t all;
   sigset_t before;
   sigfillset(&all);

@@ -10,8 +10,8 @@
 
 namespace quorl {
 
-/// A connection to a bus and the thread that listens to it. Without a bus it tries to connect at
-/// intervals.
+/// A connection to a bus, by default the system's, and the thread that listens to it. Without a bus it tries
+/// to connect at intervals.
 ///
 /// *Queue*: the handlers and all posted work run on the loop's thread; `post` may be called from any.
 /// *Lifetime*: destruction drops posted work, ends the connection and joins the thread; never on that thread.
@@ -22,7 +22,8 @@ class BusLoop {
     std::function<void()> disconnected;      // the bus went away
   };
 
-  explicit BusLoop(Handlers handlers, BusPointer (*open)() = openSystemBus);
+  using Opener = BusPointer (*)();
+  explicit BusLoop(Handlers handlers, Opener open = openSystemBus);
   ~BusLoop();
 
   /// `work` gets the connection, or nullptr while there is none.
@@ -36,7 +37,7 @@ class BusLoop {
   void waitForInput();
 
   const Handlers handlers_;
-  BusPointer (*const open_)();
+  const Opener open_;
   PostedWork posted_;
   BusPointer bus_;  // the loop's thread
   std::chrono::steady_clock::time_point nextAttempt_;
