@@ -33,6 +33,8 @@
 #include <QuorlHostPosix/UserFolders.h>
 
 #include "Desktops.h"
+#include "HostMenu.h"
+#include "LaunchAgent.h"
 
 namespace quorl {
 
@@ -61,7 +63,7 @@ std::shared_ptr<PowerAssertions> withBuses(std::shared_ptr<PowerAssertions> desk
 
 }  // namespace
 
-HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
+HostPlatform::HostPlatform(Settings settings)
     : loop_(std::make_shared<MainLoop>()),
       network_(std::make_shared<SocketNetwork>()),
       relayNetwork_(std::make_shared<SocketNetwork>(scheduler_)) {
@@ -76,8 +78,8 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.loginSessions = std::make_shared<LogindSessions>();
   platform_.machine = std::make_shared<LinuxMachineFacts>();
   platform_.metrics = std::make_shared<ProcMachineMetrics>();
-  platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders(), descriptorLimit);
-  platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>(std::string(), descriptorLimit);
+  platform_.workspace = std::make_shared<DesktopWorkspace>(currentDataFolders(), settings.descriptorLimit);
+  platform_.pseudoTerminals = std::make_shared<PosixPseudoTerminals>(std::string(), settings.descriptorLimit);
   const auto processes = std::make_shared<ProcProcessTable>();
   platform_.processes = processes;
   platform_.terminals = makeTerminals(processes);
@@ -96,6 +98,10 @@ HostPlatform::HostPlatform(std::optional<std::uint64_t> descriptorLimit)
   platform_.userDirectory = std::make_shared<PasswdDirectory>();
   platform_.pictures = std::make_shared<ScaledPictures>();
   platform_.credentials = std::make_shared<PamCredentials>();
+  platform_.loginItem =
+      std::make_shared<LaunchAgent>(platform_.files, currentStartAtLoginFile(settings.command));
+  platform_.notifier = std::move(settings.notifier);
+  platform_.menu = makeMenuSurface(processEnvironment(), currentExecutable(settings.command));
   desktopFor(processEnvironment()).addTo(platform_);
   platform_.powerAssertions = withBuses(std::move(platform_.powerAssertions));
 }

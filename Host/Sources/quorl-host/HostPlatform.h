@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
 #include <QuorlHostCore/Ports/Platform.h>
@@ -18,8 +19,12 @@ namespace quorl {
 /// *Lifetime*: destroyed after the runtime; the adapters end first, then the threads of their callbacks.
 class HostPlatform {
  public:
-  /// `descriptorLimit`: the limit for agents and applications, if it differs from that of this process.
-  explicit HostPlatform(std::optional<std::uint64_t> descriptorLimit);
+  struct Settings {
+    std::optional<std::uint64_t> descriptorLimit;  // for agents and applications, if it differs from our own
+    std::string command;                           // the first element of the command line
+    std::shared_ptr<DesktopNotifier> notifier;
+  };
+  explicit HostPlatform(Settings settings);
   ~HostPlatform() { relayNetwork_->stop(); }
 
   const Platform& platform() const { return platform_; }

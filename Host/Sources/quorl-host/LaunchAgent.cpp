@@ -36,12 +36,16 @@ void LaunchAgent::uninstall() {
   std::filesystem::remove(file_.path, ignored);
 }
 
-StartAtLoginFile currentStartAtLoginFile(const std::string& command) {
+std::string currentExecutable(const std::string& command) {
   std::error_code ignored;
-  std::string told = std::filesystem::read_symlink("/proc/self/exe", ignored);
-  if (told.ends_with(replacedMark)) told.resize(told.size() - replacedMark.size());
+  std::string reported = std::filesystem::read_symlink("/proc/self/exe", ignored);
+  if (reported.ends_with(replacedMark)) reported.resize(reported.size() - replacedMark.size());
   const std::string here = std::filesystem::current_path(ignored);
-  return autostartEntry(currentUserFolders(), executablePathFrom(told, command, here));
+  return executablePathFrom(reported, command, here);
+}
+
+StartAtLoginFile currentStartAtLoginFile(const std::string& command) {
+  return autostartEntry(currentUserFolders(), currentExecutable(command));
 }
 
 }  // namespace quorl

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include <QuorlHostCore/Ports/FileStore.h>
+#include <QuorlHostCore/Ports/LoginItem.h>
 
 #include "StartAtLogin.h"
 
@@ -11,24 +13,28 @@ namespace quorl {
 
 /// Starts the host at login: writes and removes one file. Takes effect at the next login.
 ///
-/// *Queue*: the main thread.
-class LaunchAgent {
+/// *Queue*: any thread, one operation at a time.
+class LaunchAgent final : public LoginItem {
  public:
   LaunchAgent(std::shared_ptr<FileStore> files, StartAtLoginFile file)
       : files_(std::move(files)), file_(std::move(file)) {}
 
   /// Whether the file exists, with any content.
-  bool installed() const;
+  bool installed() const override;
   /// Replaces an existing file. A failure is only logged.
-  void install();
-  void uninstall();
+  void install() override;
+  void uninstall() override;
 
  private:
   std::shared_ptr<FileStore> files_;
   StartAtLoginFile file_;
 };
 
-/// This system's form, for this executable. `command` is the first element of the command line.
+/// The absolute path of this program's file, also if the file was replaced since. `command` is the first
+/// element of the command line.
+std::string currentExecutable(const std::string& command);
+
+/// This system's form, for this executable.
 StartAtLoginFile currentStartAtLoginFile(const std::string& command);
 
 }  // namespace quorl

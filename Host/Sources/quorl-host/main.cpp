@@ -8,6 +8,7 @@
 
 #include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Runtime/HostRuntime.h>
+#include <QuorlHostLinux/System/SessionPresence.h>
 #include <QuorlHostLinux/System/SystemLogSink.h>
 #include <QuorlHostPosix/DescriptorLimit.h>
 #include <QuorlHostPosix/LargeBlocks.h>
@@ -15,6 +16,7 @@
 #include <QuorlHostPosix/UserFolders.h>
 #include <QuorlKit/Foundation/SecretText.h>
 
+#include "HostMenu.h"
 #include "HostOptions.h"
 #include "HostPlatform.h"
 #include "OwnEnvironment.h"
@@ -40,17 +42,25 @@ HostCoreConfig configurationFor(const HostOptions& options) {
   return config;
 }
 
-int runHost(const HostOptions& options, std::optional<std::uint64_t> descriptorLimit) {
+int runHost(const HostCoreConfig& config, HostPlatform::Settings settings, SessionPresence& presence) {
   auto signals = std::make_unique<TerminationSignals>();
-  HostPlatform host(descriptorLimit);
-  const auto runtime = HostRuntime::make(configurationFor(options), host.platform());
+  HostPlatform host(std::move(settings));
+  const auto runtime = HostRuntime::make(config, host.platform());
+  const auto menu = makeHostMenu(*runtime, host.platform(), [&host] { host.loop().quit(); });
   if (const auto started = runtime->start(); !started) {
     fmt::print(stderr, "quorl-host: failed to start server: {}\n", started.error().description);
     return 1;
   }
+  if (menu) menu->start();
+  presence.onShow([menu] {
+    if (menu) menu->showPanel();
+    return menu != nullptr;
+  });
   if (!host.platform().permissions->mayCaptureScreen())
     Log::app.info("Screen Recording not yet granted — use the menu to request it");
   host.loop().run(*signals);
+  presence.onShow(nullptr);
+  if (menu) menu->stop();
   signals.reset();  // a second signal ends a shutdown that hangs
   const auto ended = std::make_shared<std::promise<void>>();
   const auto agentsEnd = ended->get_future();
@@ -58,6 +68,22 @@ int runHost(const HostOptions& options, std::optional<std::uint64_t> descriptorL
   host.waitForConnections(farewell);
   agentsEnd.wait_for(agentsFarewell);
   return 0;
+}
+
+/// Prints a line if there is one; its panel is open then.
+bool anotherHostRuns(SessionPresence& presence) {
+  switch (presence.claim()) {
+    case SessionPresence::Claim::first:
+    case SessionPresence::Claim::unavailable:
+      return false;
+    case SessionPresence::Claim::shownByOther:
+      fmt::print("quorl-host: already running; its panel is open\n");
+      return true;
+    case SessionPresence::Claim::heldByOther:
+      fmt::print("quorl-host: already running, without a desktop to show its panel on\n");
+      return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -71,6 +97,11 @@ int main(int argc, char** argv) {
   returnLargeBlocksWhenFreed();
   const auto descriptorLimit = raiseDescriptorLimit(wantedDescriptors);
   Log::setSink(std::make_shared<SystemLogSink>());
+  const HostCoreConfig config = configurationFor(options);
+  const auto presence = std::make_shared<SessionPresence>();
+  if (isOnlyHostOfItsSession(config) && anotherHostRuns(*presence)) return 0;
   Log::auth.event(pinAnnouncement(options));
-  return runHost(options, descriptorLimit);
+  return runHost(
+      config, {.descriptorLimit = descriptorLimit, .command = argc > 0 ? argv[0] : "", .notifier = presence},
+      *presence);
 }

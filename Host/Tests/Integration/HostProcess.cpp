@@ -21,6 +21,7 @@ HostProcess::HostProcess(const Settings& settings) : port_(settings.port) {
                                        "QUORL_HOST_PORT=" + std::to_string(settings.port),
                                        "QUORL_RELAY_PORT=" + std::to_string(relayPort),
                                        "QUORL_SCAN_PORTS=",
+                                       "QUORL_HOST_MENU=",  // no windows, unless the settings name a program
                                        "DISPLAY",
                                        "WAYLAND_DISPLAY",
                                        "XDG_DATA_HOME",
