@@ -119,9 +119,14 @@ XServer::XServer() : XServer(Options{}) {}
 XServer::XServer(const Options& options) {
   Pipe number;
   const std::string screen = std::to_string(options.width) + "x" + std::to_string(options.height) + "x24";
-  server_.emplace(std::vector<std::string>{"Xvfb", "-displayfd", std::to_string(passedNumber), "-screen", "0",
-                                           screen, "-nolisten", "tcp", "-noreset"},
-                  HelperProgram::Options{.passedDescriptor = number.write});
+  std::vector<std::string> command{"Xvfb",      "-displayfd", std::to_string(passedNumber),
+                                   "-screen",   "0",          screen,
+                                   "-nolisten", "tcp",        "-noreset"};
+  for (const auto& extension : options.withoutExtensions) {
+    command.emplace_back("-extension");
+    command.push_back(extension);
+  }
+  server_.emplace(command, HelperProgram::Options{.passedDescriptor = number.write});
   number.closeWrite();
   std::string text;
   char digit = 0;

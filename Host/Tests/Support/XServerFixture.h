@@ -49,6 +49,7 @@ class XServer {
     int width = 1280;
     int height = 720;
     WindowManager windowManager = WindowManager::none;
+    std::vector<std::string> withoutExtensions;  // by their X11 names
   };
 
   XServer();

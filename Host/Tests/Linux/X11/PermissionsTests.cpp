@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include <QuorlHostLinux/X11/Connection/X11Permissions.h>
@@ -60,6 +62,39 @@ TEST(Permissions, followADisplayThatAppearsAfterTheStart) {
   const XServer server{{.width = 320, .height = 240}};
   *name = server.display();
   EXPECT_TRUE(eventually([&] { return permissions.mayPostInput(); }));
+}
+
+TEST(Permissions, haveNoObstacleOnAnOrdinaryDisplay) {
+  const XServer server{{.width = 320, .height = 240}};
+  X11Permissions permissions([name = server.display()] { return name; });
+  EXPECT_EQ(permissions.inputObstacle(), "");
+  EXPECT_EQ(permissions.screenCaptureObstacle(), "");
+  EXPECT_FALSE(permissions.hasPrompt());
+}
+
+TEST(Permissions, nameTheExtensionThatIsMissing) {
+  const XServer server{{.width = 320, .height = 240, .withoutExtensions = {"XTEST", "DAMAGE", "XFIXES"}}};
+  X11Permissions permissions([name = server.display()] { return name; });
+  EXPECT_FALSE(permissions.mayPostInput());
+  EXPECT_EQ(permissions.inputObstacle(), "The display lacks the extension XTEST.");
+  EXPECT_FALSE(permissions.mayCaptureScreen());
+  EXPECT_EQ(permissions.screenCaptureObstacle(), "The display lacks the extensions DAMAGE and XFIXES.");
+}
+
+TEST(Permissions, sayThatThereIsNoDisplay) {
+  X11Permissions permissions(CountedName{});
+  EXPECT_EQ(permissions.inputObstacle(), "There is no display.");
+  EXPECT_EQ(permissions.screenCaptureObstacle(), "There is no display.");
+}
+
+TEST(Permissions, nameTheLimitsOfAWaylandSession) {
+  X11Permissions permissions(CountedName{});
+  ::setenv("XDG_SESSION_TYPE", "wayland", 1);
+  EXPECT_EQ(permissions.limitation(),
+            "This is a Wayland session. Quorl shows and controls X11 applications only.");
+  ::setenv("XDG_SESSION_TYPE", "x11", 1);
+  EXPECT_EQ(permissions.limitation(), "");
+  ::unsetenv("XDG_SESSION_TYPE");
 }
 
 }  // namespace

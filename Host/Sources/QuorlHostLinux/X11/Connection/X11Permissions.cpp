@@ -48,10 +48,11 @@ std::string X11Permissions::obstacle(Answers permission, Answers first, const ch
   const Answers answers = current();
   if ((answers & permission) != 0) return {};
   if ((answers & connectedBit) == 0) return "There is no display.";
-  std::string missing;
-  if ((answers & first) == 0) missing = firstName;
-  if ((answers & second) == 0) missing += (missing.empty() ? "" : " and ") + std::string(secondName);
-  return "The display lacks the extension " + missing + ".";
+  const bool lacksFirst = (answers & first) == 0;
+  const bool lacksSecond = (answers & second) == 0;
+  if (lacksFirst && lacksSecond)
+    return std::string("The display lacks the extensions ") + firstName + " and " + secondName + ".";
+  return std::string("The display lacks the extension ") + (lacksFirst ? firstName : secondName) + ".";
 }
 
 void X11Permissions::connected(X11Connection& connection) {
