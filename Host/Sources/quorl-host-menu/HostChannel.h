@@ -21,7 +21,7 @@ class HostChannel {
  public:
   struct Handlers {
     std::function<void(const MenuMessage&)> received;
-    std::function<void()> ended;  // the host has gone, or sends what is no message
+    std::function<void()> ended;  // the host has gone or sent an invalid message
   };
 
   HostChannel(int descriptor, Handlers handlers);

@@ -188,12 +188,12 @@ class MenuAppEnd : public MenuAppTest {
   }
 };
 
-TEST_F(MenuAppEnd, followsTheEndOfTheHost) {
+TEST_F(MenuAppEnd, endsWithTheHost) {
   host_.reset();
   EXPECT_TRUE(ends());
 }
 
-TEST_F(MenuAppEnd, followsAMessageThatItDoesNotKnow) {
+TEST_F(MenuAppEnd, endsOnAnUnknownMessage) {
   write("{\"format\":{}}\n");
   EXPECT_TRUE(ends());
 }

@@ -180,7 +180,7 @@ TEST_F(MenuServiceTest, listsClientsAsTheyComeAndGo) {
   EXPECT_THAT(surface_->popover()->clients, SizeIs(0));
 }
 
-TEST_F(MenuServiceTest, tellsClientsWhyTheyAreDisconnected) {
+TEST_F(MenuServiceTest, sendsClientsTheReasonOfTheirDisconnection) {
   startReady();
   say(menuAction::PanelOpened{});
   FakeClient client = pairedClient();
@@ -326,13 +326,13 @@ TEST_F(MenuServiceTest, givesUpAProgramThatKeepsFailingWithOneLine) {
   EXPECT_EQ(surface_->starts, 6) << "a person asks for it";
 }
 
-TEST_F(MenuServiceTest, survivesAProgramThatTalksNonsense) {
+TEST_F(MenuServiceTest, survivesAProgramThatSendsInvalidLines) {
   startReady();
   surface_->sayLine("\xff{[");
   simulation_.runReady();
   say(menuAction::PanelOpened{});
   EXPECT_TRUE(surface_->popover());
-  EXPECT_EQ(log_.count("the menu program sent a line that is no action"), 1U);
+  EXPECT_EQ(log_.count("the menu program sent an invalid line"), 1U);
 }
 
 TEST_F(MenuServiceTest, isSilentAfterItsEnd) {

@@ -143,13 +143,13 @@ void MenuService::ready() {
   });
 }
 
-// What the program says
+// Actions of the program
 
 void MenuService::received(const std::string& line) {
   if (const auto action = parseMenuAction(line))
     handle(*action);
   else
-    Log::app.error("the menu program sent a line that is no action");
+    Log::app.error("the menu program sent an invalid line");
 }
 
 void MenuService::handle(const MenuAction& action) {
