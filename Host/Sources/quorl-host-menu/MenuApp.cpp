@@ -39,7 +39,8 @@ MenuApp::MenuApp(const Settings& settings)
   tray_.setToolTip(QStringLiteral("Quorl Host"));
   QObject::connect(&tray_, &QSystemTrayIcon::activated, &tray_,
                    [this](QSystemTrayIcon::ActivationReason reason) {
-                     if (reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::Context)
+                     // The second of two quick clicks is only a double click.
+                     if (reason != QSystemTrayIcon::MiddleClick && reason != QSystemTrayIcon::Unknown)
                        togglePanel();
                    });
   tray_.show();

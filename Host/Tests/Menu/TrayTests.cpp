@@ -192,6 +192,22 @@ TEST_F(XEmbedTrayTest, closesThePanelOnASecondClickOnTheIcon) {
   EXPECT_FALSE(menu.receivedAlready(menuAction::PanelOpened{}));
 }
 
+TEST_F(XEmbedTrayTest, opensThePanelOnTheSecondOfTwoQuickClicks) {
+  Menu menu(desktop_);
+  ASSERT_TRUE(menu.receives(menuAction::Ready{}));
+  const auto place = icon();
+  ASSERT_TRUE(place);
+  desktop_.run(
+      {"xdotool", "mousemove", std::to_string(place->x + 8), std::to_string(place->y + 8), "click", "1"});
+  ASSERT_TRUE(menu.receives(menuAction::PanelOpened{}));
+  menu.show();
+  ASSERT_TRUE(panelOpens());
+  menu.forget();
+  desktop_.run({"xdotool", "key", "Escape", "click", "1"});
+  EXPECT_TRUE(menu.receives(menuAction::PanelClosed{}));
+  EXPECT_TRUE(menu.receives(menuAction::PanelOpened{}));
+}
+
 TEST_F(XEmbedTrayTest, closesThePanelOnEscape) {
   Menu menu(desktop_);
   open(menu);
