@@ -2,6 +2,8 @@
 #include "WindowFixture.h"
 
 #include <algorithm>
+#include <map>
+#include <tuple>
 
 #include <QApplication>
 #include <QLabel>
@@ -35,16 +37,14 @@ QString textOf(const QWidget* widget) {
 }  // namespace
 
 std::vector<std::string> visibleTexts(const QWidget& window) {
-  std::vector<const QWidget*> widgets;
-  for (const QWidget* widget : window.findChildren<QWidget*>())
-    if (widget->isVisibleTo(&window) && !textOf(widget).isEmpty()) widgets.push_back(widget);
-  const auto place = [&](const QWidget* widget) {
+  std::map<std::tuple<int, int, std::size_t>, const QWidget*> widgets;  // the order of equal places is kept
+  for (const QWidget* widget : window.findChildren<QWidget*>()) {
+    if (!widget->isVisibleTo(&window) || textOf(widget).isEmpty()) continue;
     const QPoint point = widget->mapTo(&window, QPoint());
-    return std::pair(point.y(), point.x());
-  };
-  std::ranges::stable_sort(widgets, {}, place);
+    widgets.emplace(std::tuple(point.y(), point.x(), widgets.size()), widget);
+  }
   std::vector<std::string> texts;
-  for (const QWidget* widget : widgets) texts.push_back(textOf(widget).toStdString());
+  for (const auto& [place, widget] : widgets) texts.push_back(textOf(widget).toStdString());
   return texts;
 }
 
