@@ -51,6 +51,28 @@ TEST(TerminalModes, endsASequenceThatWasCut) {
   EXPECT_EQ(restoringAfter("text\x1b]0;half a title"), "\x18\x1b[0m");
 }
 
+TEST(TerminalModes, areTheSameInAnotherValueThatFollowsTheRecreatingBytes) {
+  const std::string output =
+      "\x1b[?1049h\x1b[?7l\x1b[?25h\x1b[?2004h\x1b[2;20r\x1b[>1u\x1b[>5u\x1b[=3u\x1b[>4;2m\x1b[4h\x1b=\x1b[5 "
+      "q"
+      "\x1b(0\x1b)A\x0e\x1b]2;a title\x07\x1b[1;31m\x1b[4mtext\x1b[<1u\x1b]0;half a";
+  const std::string later = " title\x07\x1b[<1u\x1b[?1049l";
+  for (std::size_t size = 0; size <= output.size(); ++size) {
+    TerminalModes modes;
+    modes.follow(viewOf(std::string_view(output).substr(0, size)));
+    TerminalModes same;
+    same.follow(modes.recreating());
+    for (const std::string& rest : {std::string(), output.substr(size) + later}) {
+      modes.follow(viewOf(rest));
+      same.follow(viewOf(rest));
+      EXPECT_EQ(textOf(same.setting()), textOf(modes.setting())) << size;
+      EXPECT_EQ(textOf(same.restoring()), textOf(modes.restoring())) << size;
+      EXPECT_EQ(same.hasTitle(), modes.hasTitle()) << size;
+      EXPECT_EQ(same.unfinishedSize(), modes.unfinishedSize()) << size;
+    }
+  }
+}
+
 TEST(TerminalModes, forgetsEverythingOnAReset) {
   EXPECT_EQ(restoringAfter("\x1b[?1049h\x1b[?25l\x1b"
                            "c"),

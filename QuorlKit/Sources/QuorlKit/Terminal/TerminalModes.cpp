@@ -202,4 +202,19 @@ Bytes TerminalModes::setting() const {
   return bytesOf(text);
 }
 
+// In contrast to `setting`, includes modes that have their default, every level of the keyboard's stack
+// (`setting` pushes the last one), and the unfinished sequence.
+Bytes TerminalModes::recreating() const {
+  std::string text;
+  for (const auto& [mode, isSet] : privateModes_) text += fmt::format("\x1b[?{}{}", mode, isSet ? 'h' : 'l');
+  for (int level = 0; level + 1 < keyboardLevels_; ++level) text += fmt::format("\x1b[>{}u", keyboardFlags_);
+  if (hasKeyboardFlags_) text += "\x1b[=1u";
+  if (hasCharacterSet_) text += fmt::format("\x1b({}\x1b){}", characterSets_[0], characterSets_[1]);
+  Bytes bytes = bytesOf(text);
+  const Bytes rest = setting();
+  bytes.insert(bytes.end(), rest.begin(), rest.end());
+  bytes.insert(bytes.end(), cut_.begin(), cut_.end());
+  return bytes;
+}
+
 }  // namespace quorl

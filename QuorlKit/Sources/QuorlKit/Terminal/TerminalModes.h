@@ -30,6 +30,8 @@ class TerminalModes {
   /// The bytes that make all changes on a restored terminal; empty if there are none. Setting a scroll region
   /// moves the cursor, so these bytes go before the text.
   Bytes setting() const;
+  /// The bytes that bring a new value into the same state, an unfinished sequence included.
+  Bytes recreating() const;
 
   bool hasTitle() const { return title_.has_value(); }
   /// The number of bytes at the end of the output that begin an unfinished sequence.
