@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostPosix/PosixPseudoTerminals.h>
 
+#include <fcntl.h>
 #include <signal.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 
@@ -48,13 +51,20 @@ class PosixPseudoTerminals::Watcher {
     thread_.join();
   }
 
-  std::shared_ptr<PseudoTerminalChild> add(SpawnedTerminal spawned, Descriptor process) {
+  std::shared_ptr<PseudoTerminalChild> add(SpawnedTerminal spawned, Descriptor process,
+                                           Bytes unwritten = {}) {
     std::lock_guard lock(mutex_);
     const std::uint64_t token = ++lastToken_;
-    auto child =
-        std::make_shared<PseudoTerminalChild>(std::move(spawned), std::move(process), token, poller_);
+    auto child = std::make_shared<PseudoTerminalChild>(std::move(spawned), std::move(process), token, poller_,
+                                                       std::move(unwritten));
     children_.emplace(token, child);
     return child;
+  }
+
+  /// The child was released: it is not waited for here.
+  void forget(const PseudoTerminalChild& child) {
+    std::lock_guard lock(mutex_);
+    children_.erase(child.token());
   }
 
  private:
@@ -140,14 +150,12 @@ class PosixPseudoTerminals::Watcher {
   std::thread thread_;  // last: it uses all the above
 };
 
-namespace {
-
 // Keeps the watcher, so that a terminal may outlive the port that made it.
-class PosixPseudoTerminal final : public PseudoTerminal {
+class PosixPseudoTerminals::Terminal final : public PseudoTerminal {
  public:
-  PosixPseudoTerminal(std::shared_ptr<PseudoTerminalChild> child, std::shared_ptr<void> watcher)
+  Terminal(std::shared_ptr<PseudoTerminalChild> child, std::shared_ptr<Watcher> watcher)
       : watcher_(std::move(watcher)), child_(std::move(child)) {}
-  ~PosixPseudoTerminal() override { child_->abandon(); }
+  ~Terminal() override { child_->abandon(); }
 
   const std::string& deviceName() const override { return child_->deviceName(); }
   std::int32_t pid() const override { return child_->pid(); }
@@ -158,13 +166,16 @@ class PosixPseudoTerminal final : public PseudoTerminal {
   void resize(std::uint16_t columns, std::uint16_t rows) override { child_->resize(columns, rows); }
   void sendTerminate() override { child_->send(SIGTERM); }
   void sendKill() override { child_->send(SIGKILL); }
+  std::optional<ReleasedTerminal> release() override {
+    auto released = child_->release();
+    if (released) watcher_->forget(*child_);
+    return released;
+  }
 
  private:
-  const std::shared_ptr<void> watcher_;
+  const std::shared_ptr<Watcher> watcher_;
   const std::shared_ptr<PseudoTerminalChild> child_;
 };
-
-}  // namespace
 
 PosixPseudoTerminals::PosixPseudoTerminals(std::string shell, std::optional<std::uint64_t> descriptorLimit)
     : shell_(shell.empty() ? shellForAgents() : std::move(shell)),
@@ -185,7 +196,30 @@ std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> PosixPseudoT
     return std::unexpected(PseudoTerminalError{PseudoTerminalStep::spawn, systemError(error)});
   }
   auto child = watcher_->add(std::move(*spawned), std::move(process));
-  return std::make_unique<PosixPseudoTerminal>(std::move(child), watcher_);
+  return std::make_unique<Terminal>(std::move(child), watcher_);
+}
+
+// A descriptor that is no longer this terminal's, or a process that is no child, is refused: the numbers come
+// from outside this program image.
+std::expected<std::unique_ptr<PseudoTerminal>, PortError> PosixPseudoTerminals::adopt(
+    ReleasedTerminal released) {
+  Descriptor master(released.handle);
+  std::array<char, 128> name{};
+  if (::ptsname_r(master.get(), name.data(), name.size()) != 0 || released.deviceName != name.data()) {
+    master.release();
+    return std::unexpected(systemError(ENOTTY));
+  }
+  siginfo_t info{};
+  if (released.pid < 1 ||
+      ::waitid(P_PID, static_cast<id_t>(released.pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0)
+    return std::unexpected(systemError(ECHILD));
+  Descriptor process = PseudoTerminalPoller::openProcess(released.pid);
+  if (!process.isOpen()) return std::unexpected(systemError(errno));
+  ::fcntl(master.get(), F_SETFD, FD_CLOEXEC);
+  auto child = watcher_->add(
+      {.master = std::move(master), .deviceName = std::move(released.deviceName), .pid = released.pid},
+      std::move(process), std::move(released.unwritten));
+  return std::make_unique<Terminal>(std::move(child), watcher_);
 }
 
 }  // namespace quorl

@@ -25,9 +25,11 @@ class PosixPseudoTerminals final : public PseudoTerminals {
 
   std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> spawn(
       const PseudoTerminalRequest& request) override;
+  std::expected<std::unique_ptr<PseudoTerminal>, PortError> adopt(ReleasedTerminal released) override;
 
  private:
   class Watcher;
+  class Terminal;
 
   const std::string shell_;
   const std::optional<std::uint64_t> descriptorLimit_;

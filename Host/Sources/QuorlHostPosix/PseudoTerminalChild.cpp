@@ -27,13 +27,14 @@ constexpr std::size_t maxLastOutput = 1U << 20;
 }  // namespace
 
 PseudoTerminalChild::PseudoTerminalChild(SpawnedTerminal spawned, Descriptor process, std::uint64_t token,
-                                         std::shared_ptr<PseudoTerminalPoller> poller)
+                                         std::shared_ptr<PseudoTerminalPoller> poller, Bytes unwritten)
     : deviceName_(std::move(spawned.deviceName)),
       pid_(spawned.pid),
       token_(token),
       poller_(std::move(poller)),
       master_(std::move(spawned.master)),
-      process_(std::move(process)) {}
+      process_(std::move(process)),
+      unwritten_(std::move(unwritten)) {}
 
 void PseudoTerminalChild::start(SerialQueue queue, PseudoTerminal::Handlers handlers) {
   std::lock_guard lock(mutex_);
@@ -94,7 +95,7 @@ void PseudoTerminalChild::resize(std::uint16_t columns, std::uint16_t rows) {
 // Under the lock that `reap` takes too: a process keeps its number until it is waited for.
 void PseudoTerminalChild::send(int signal) {
   std::lock_guard lock(mutex_);
-  if (!isReaped_) ::kill(pid_, signal);
+  if (!isReaped_ && !isReleased_) ::kill(pid_, signal);
 }
 
 void PseudoTerminalChild::abandon() {
@@ -102,9 +103,26 @@ void PseudoTerminalChild::abandon() {
   const bool wasStarted = handlers_ != nullptr;
   handlers_.reset();
   closeTerminalLocked();
-  if (isReaped_) return;
+  if (isReaped_ || isReleased_) return;
   ::kill(pid_, SIGKILL);
   if (!wasStarted) poller_->watchProcess(process_.get(), token_);
+}
+
+// The terminal stays open across execve(2). A process descriptor is opened anew by the next owner.
+std::optional<ReleasedTerminal> PseudoTerminalChild::release() {
+  std::lock_guard lock(mutex_);
+  if (isReaped_ || isReleased_ || !master_.isOpen()) return std::nullopt;
+  isReleased_ = true;
+  hasEnded_ = true;
+  poller_->remove(process_.get());
+  process_.reset();
+  poller_->remove(master_.get());
+  unwritten_.erase(unwritten_.begin(), unwritten_.begin() + static_cast<std::ptrdiff_t>(unwrittenFrom_));
+  unwrittenFrom_ = 0;
+  return ReleasedTerminal{.pid = pid_,
+                          .deviceName = deviceName_,
+                          .handle = master_.release(),
+                          .unwritten = std::exchange(unwritten_, {})};
 }
 
 void PseudoTerminalChild::closeTerminalLocked() {
@@ -205,6 +223,7 @@ void PseudoTerminalChild::outputWasTaken() {
 
 bool PseudoTerminalChild::reap(std::span<std::uint8_t> scratch) {
   std::lock_guard lock(mutex_);
+  if (isReleased_) return false;
   std::int32_t status = 0;
   const pid_t result = ::waitpid(pid_, &status, WNOHANG);
   if (result == 0 || (result < 0 && errno == EINTR)) {

@@ -31,7 +31,7 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   };
 
   PseudoTerminalChild(SpawnedTerminal spawned, Descriptor process, std::uint64_t token,
-                      std::shared_ptr<PseudoTerminalPoller> poller);
+                      std::shared_ptr<PseudoTerminalPoller> poller, Bytes unwritten = {});
 
   const std::string& deviceName() const { return deviceName_; }
   pid_t pid() const { return pid_; }
@@ -44,6 +44,8 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   void send(int signal);
   /// No callback begins after this; the child is killed, and reaped by the watching thread.
   void abandon();
+  /// After it, nothing is read, written, signalled or waited for.
+  std::optional<ReleasedTerminal> release();
 
   // For the watching thread; `scratch` is where it reads to.
   Next handleTerminalEvent(std::span<std::uint8_t> scratch);
@@ -87,6 +89,7 @@ class PseudoTerminalChild : public std::enable_shared_from_this<PseudoTerminalCh
   bool waitsForTaker_ = false;  // not read until a piece in flight has been taken
   bool hasEnded_ = false;
   bool isReaped_ = false;
+  bool isReleased_ = false;
 };
 
 }  // namespace quorl

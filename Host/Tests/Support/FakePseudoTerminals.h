@@ -24,6 +24,11 @@ struct FakeChild {
   int kills = 0;
   bool isReleased = false;  // the host's side was destroyed
   bool exitsAtOnce = false;
+  bool hasExited = false;
+  std::string unwritten;   // given out with a released terminal
+  bool isGivenUp = false;  // released and not yet adopted and started
+  std::string printedMeanwhile;
+  std::optional<ReleasedTerminal> adoptedWith;
 
   /// Prints in pieces as the port specifies, on the session's queue, later.
   void print(std::string_view text);
@@ -41,6 +46,7 @@ class FakePseudoTerminals final : public PseudoTerminals {
  public:
   std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> spawn(
       const PseudoTerminalRequest& request) override;
+  std::expected<std::unique_ptr<PseudoTerminal>, PortError> adopt(ReleasedTerminal released) override;
 
   /// The error of the next spawn.
   std::optional<PseudoTerminalError> failure;

@@ -37,6 +37,17 @@ struct PseudoTerminalError {
   PortError error;
 };
 
+/// A child and its terminal that have no owner for the moment, because the program replaces itself: the next
+/// program image of this process adopts them.
+struct ReleasedTerminal {
+  std::int32_t pid = 0;
+  std::string deviceName;
+  std::int32_t handle = -1;  // the adapter's name for the terminal, valid in this process until adopted
+  Bytes unwritten;           // input that the terminal has not taken yet
+
+  bool operator==(const ReleasedTerminal&) const = default;
+};
+
 /// One child process that leads its own session on a pseudo-terminal (POSIX.1-2017, posix_openpt), which is
 /// its controlling terminal. All its signals have their default action, and it inherits no descriptor of the
 /// host.
@@ -71,6 +82,11 @@ class PseudoTerminal {
   /// Signals the child alone, and does nothing once it has been reaped.
   virtual void sendTerminate() = 0;
   virtual void sendKill() = 0;
+
+  /// Gives the child and the terminal up without ending either. Nothing is read afterwards; output that was
+  /// read before is already on the queue. Later operations do nothing, and neither does destruction. Nothing
+  /// if the process was reaped; then `exited` is already on the queue.
+  virtual std::optional<ReleasedTerminal> release() = 0;
 };
 
 /// Starts commands on pseudo-terminals.
@@ -84,6 +100,9 @@ class PseudoTerminals {
   virtual ~PseudoTerminals() = default;
   virtual std::expected<std::unique_ptr<PseudoTerminal>, PseudoTerminalError> spawn(
       const PseudoTerminalRequest& request) = 0;
+  /// The counterpart of `PseudoTerminal::release`. What the child printed and whether it ended in the
+  /// meantime is reported after `start`. On failure the terminal is closed, which ends most programs.
+  virtual std::expected<std::unique_ptr<PseudoTerminal>, PortError> adopt(ReleasedTerminal released) = 0;
 };
 
 }  // namespace quorl

@@ -172,6 +172,9 @@ class WatchedTerminals final : public PseudoTerminals {
     scheduler_.noteCall("spawn");
     return terminals_.spawn(request);
   }
+  std::expected<std::unique_ptr<PseudoTerminal>, PortError> adopt(ReleasedTerminal released) override {
+    return terminals_.adopt(std::move(released));
+  }
 
  private:
   WatchedScheduler& scheduler_;

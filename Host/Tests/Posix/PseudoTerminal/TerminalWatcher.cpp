@@ -27,7 +27,19 @@ TerminalWatcher::TerminalWatcher(PoolScheduler& pool, PosixPseudoTerminals& term
   auto spawned = terminals.spawn(request);
   EXPECT_TRUE(spawned.has_value()) << spawned.error().error.description;
   if (!spawned) return;
-  terminal_ = std::move(*spawned);
+  start(std::move(*spawned));
+}
+
+TerminalWatcher::TerminalWatcher(PoolScheduler& pool, PosixPseudoTerminals& terminals,
+                                 ReleasedTerminal released)
+    : queue_(pool, "test.terminal", QueueRank::service) {
+  auto adopted = terminals.adopt(std::move(released));
+  EXPECT_TRUE(adopted.has_value()) << adopted.error().description;
+  if (adopted) start(std::move(*adopted));
+}
+
+void TerminalWatcher::start(std::unique_ptr<PseudoTerminal> terminal) {
+  terminal_ = std::move(terminal);
   queue_.sync([this] {
     terminal_->start(queue_, {.output =
                                   [this](const SharedBytes& bytes) {
@@ -59,6 +71,12 @@ TerminalWatcher::~TerminalWatcher() {
 
 void TerminalWatcher::type(std::string_view text) {
   queue_.sync([&] { terminal_->write(viewOf(text)); });
+}
+
+std::optional<ReleasedTerminal> TerminalWatcher::release() {
+  auto released = queue_.sync([this] { return terminal_->release(); });
+  queue_.sync([] {});
+  return released;
 }
 
 void TerminalWatcher::drop() {

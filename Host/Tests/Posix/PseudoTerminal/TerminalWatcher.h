@@ -18,10 +18,14 @@ class TerminalWatcher {
  public:
   TerminalWatcher(PoolScheduler& pool, PosixPseudoTerminals& terminals, const std::string& command,
                   std::map<std::string, std::string> environment = {}, std::string directory = "/");
+  /// Adopts a released terminal.
+  TerminalWatcher(PoolScheduler& pool, PosixPseudoTerminals& terminals, ReleasedTerminal released);
   ~TerminalWatcher();
 
   PseudoTerminal& terminal() { return *terminal_; }
   void type(std::string_view text);
+  /// Nothing if the child was reaped. All output that was read has been recorded.
+  std::optional<ReleasedTerminal> release();
   /// Destroys the terminal, and with it the child.
   void drop();
 
@@ -31,12 +35,18 @@ class TerminalWatcher {
   bool waitForEndOfOutput();
   bool waitUntil(const std::function<bool(const TerminalWatcher&)>& condition);
 
+  /// For a condition of `waitUntil`.
+  std::size_t size() const { return output_.size(); }
+  bool endsWith(const std::string& text) const { return output_.ends_with(text); }
+
   std::string output() const;
   std::optional<std::int32_t> exitStatus() const;
   std::size_t largestPiece() const;
   bool heardAfterExit() const;
 
  private:
+  void start(std::unique_ptr<PseudoTerminal> terminal);
+
   const SerialQueue queue_;
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
