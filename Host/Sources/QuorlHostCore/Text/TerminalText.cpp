@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include <QuorlKit/Foundation/TextTools.h>
 #include <QuorlKit/Foundation/UTF8.h>
@@ -95,6 +96,12 @@ std::optional<std::string> terminalPreviewLine(ByteView output) {
   return std::string(*line);
 }
 
+AlternateScreenScanner::AlternateScreenScanner(bool isInAlternateScreen, ByteView output) {
+  const ByteView end = output.last(std::min(output.size(), carryLength));
+  carry_.assign(end.begin(), end.end());
+  isInAlternateScreen_ = isInAlternateScreen;
+}
+
 void AlternateScreenScanner::update(ByteView output) {
   constexpr std::array<std::string_view, 2> enters = {"\x1b[?1049h", "\x1b[?47h"};
   constexpr std::array<std::string_view, 2> leaves = {"\x1b[?1049l", "\x1b[?47l"};
@@ -121,6 +128,11 @@ void AlternateScreenScanner::update(ByteView output) {
     if (carry_.size() > carryLength)
       carry_.erase(carry_.begin(), carry_.end() - static_cast<std::ptrdiff_t>(carryLength));
   }
+}
+
+Scrollback::Scrollback(Bytes contents, TerminalModes modesAtBegin)
+    : storage_(std::move(contents)), modesAtBegin_(std::move(modesAtBegin)) {
+  trim();
 }
 
 void Scrollback::append(ByteView output) {

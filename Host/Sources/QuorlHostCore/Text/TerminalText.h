@@ -32,6 +32,10 @@ std::optional<std::string> terminalPreviewLine(ByteView output);
 /// *Queue*: the owner's; a value.
 class AlternateScreenScanner {
  public:
+  AlternateScreenScanner() = default;
+  /// Continues after `output`, the end of what another one has seen.
+  AlternateScreenScanner(bool isInAlternateScreen, ByteView output);
+
   void update(ByteView output);
   bool isInAlternateScreen() const { return isInAlternateScreen_; }
 
@@ -53,6 +57,10 @@ class Scrollback {
  public:
   static constexpr std::size_t limit = 262'144;
   static constexpr std::size_t boundarySearch = 4096;
+
+  Scrollback() = default;
+  /// Continues another one's contents, which are at most `limit` bytes.
+  Scrollback(Bytes contents, TerminalModes modesAtBegin);
 
   void append(ByteView output);
   /// Valid until the next change.

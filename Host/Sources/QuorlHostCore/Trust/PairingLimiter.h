@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include <QuorlKit/Foundation/Date.h>
@@ -17,10 +18,16 @@ class PairingLimiter {
   static constexpr double lockSeconds = 60;
   static constexpr std::size_t threshold = 10;
 
+  PairingLimiter() = default;
+  /// Continues another one.
+  PairingLimiter(std::vector<Date> recentFailures, std::optional<Date> lockedUntil)
+      : recentFailures_(std::move(recentFailures)), lockedUntil_(lockedUntil) {}
+
   bool isLockedOut(Date now);
   void recordFailure(Date now);
   void recordSuccess();
 
+  const std::vector<Date>& recentFailures() const { return recentFailures_; }
   std::size_t failureCount() const { return recentFailures_.size(); }
   std::optional<Date> lockedUntil() const { return lockedUntil_; }
 

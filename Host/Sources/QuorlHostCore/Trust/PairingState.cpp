@@ -25,6 +25,23 @@ std::string PairingState::pin() const {
   });
 }
 
+PairingSnapshot PairingState::snapshot() const {
+  return queue_.sync([this] {
+    queue_.assertCurrent();
+    return PairingSnapshot{.pin = currentPIN_,
+                           .recentFailures = limiter_.recentFailures(),
+                           .lockedUntil = limiter_.lockedUntil()};
+  });
+}
+
+void PairingState::restore(PairingSnapshot snapshot) {
+  queue_.sync([&] {
+    queue_.assertCurrent();
+    if (!isFixed_) currentPIN_ = std::move(snapshot.pin);
+    limiter_ = PairingLimiter(std::move(snapshot.recentFailures), snapshot.lockedUntil);
+  });
+}
+
 PairingVerdict PairingState::attempt(ByteView pinProof, ByteView nonce) {
   PINHandler handler;
   std::string newPIN;

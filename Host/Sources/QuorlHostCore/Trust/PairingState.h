@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Trust/PairingLimiter.h>
@@ -17,6 +19,15 @@ enum class PairingVerdict : std::uint8_t {
   lockedOut,  // the proof was not checked
   wrong,      // counted as a failure
   right,      // resets the failures and replaces the PIN
+};
+
+/// A PIN that is shown and the guesses of it, for the program that continues this one. A value.
+struct PairingSnapshot {
+  std::string pin;
+  std::vector<Date> recentFailures;
+  std::optional<Date> lockedUntil;
+
+  bool operator==(const PairingSnapshot&) const = default;
 };
 
 /// The PIN that is shown, and the count of wrong guesses.
@@ -33,6 +44,10 @@ class PairingState {
   PairingState(Scheduler& scheduler, std::shared_ptr<SecureRandom> random);
   /// With a fixed PIN; any text is accepted.
   PairingState(Scheduler& scheduler, std::shared_ptr<SecureRandom> random, std::string fixedPIN);
+
+  PairingSnapshot snapshot() const;
+  /// A fixed PIN stays. Called before the PIN is shown.
+  void restore(PairingSnapshot snapshot);
 
   std::string pin() const;
   bool isFixed() const { return isFixed_; }

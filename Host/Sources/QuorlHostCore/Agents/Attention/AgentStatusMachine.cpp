@@ -18,6 +18,29 @@ constexpr int bell = 0x07;
 AgentStatusMachine::AgentStatusMachine(AgentAdapter adapter, MonotonicTime created)
     : adapter_(adapter), created_(created), lastOutput_(created), lastTick_(created) {}
 
+AgentStatusMachine::AgentStatusMachine(AgentAdapter adapter, const Snapshot& snapshot, MonotonicTime now)
+    : adapter_(adapter),
+      created_(now - snapshot.sinceCreation),
+      lastOutput_(now - snapshot.sinceOutput),
+      lastTick_(now - snapshot.sinceTick),
+      sawBell_(snapshot.sawBell),
+      bellWasConsumed_(snapshot.bellWasConsumed),
+      status_(snapshot.status) {
+  if (snapshot.sinceAttention) lastAttention_ = now - *snapshot.sinceAttention;
+}
+
+AgentStatusMachine::Snapshot AgentStatusMachine::snapshot(MonotonicTime now) const {
+  Snapshot snapshot{.status = status_,
+                    .sinceCreation = now - created_,
+                    .sinceOutput = now - lastOutput_,
+                    .sinceTick = now - lastTick_,
+                    .sinceAttention = {},
+                    .sawBell = sawBell_,
+                    .bellWasConsumed = bellWasConsumed_};
+  if (lastAttention_) snapshot.sinceAttention = now - *lastAttention_;
+  return snapshot;
+}
+
 AgentStatusMachine::Actions AgentStatusMachine::changeTo(AgentStatus status) {
   if (status_ == status) return {};
   status_ = status;

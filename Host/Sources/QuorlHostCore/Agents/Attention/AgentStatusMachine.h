@@ -26,7 +26,22 @@ class AgentStatusMachine {
     std::optional<std::string> attentionBody;  // notify the user with this line
   };
 
+  /// The state at one instant. Times are ages, because another program's clock may count from elsewhere.
+  struct Snapshot {
+    AgentStatus status = AgentStatus::running;
+    Duration sinceCreation{};
+    Duration sinceOutput{};
+    Duration sinceTick{};
+    std::optional<Duration> sinceAttention;
+    bool sawBell = false;
+    bool bellWasConsumed = false;
+
+    bool operator==(const Snapshot&) const = default;
+  };
+
   AgentStatusMachine(AgentAdapter adapter, MonotonicTime created);
+  /// Continues at `now` where another one was.
+  AgentStatusMachine(AgentAdapter adapter, const Snapshot& snapshot, MonotonicTime now);
 
   Actions receiveOutput(ByteView output, MonotonicTime now);
   /// `screenTail`: at least the last 512 bytes of the scrollback, or all of it.
@@ -35,6 +50,7 @@ class AgentStatusMachine {
   Actions exit();
 
   AgentStatus status() const { return status_; }
+  Snapshot snapshot(MonotonicTime now) const;
   /// The next instant at which a tick can change something. Nothing if only an event can.
   std::optional<MonotonicTime> nextTick() const;
 

@@ -70,6 +70,31 @@ void AgentRegistry::stop(std::function<void()> ended) {
   });
 }
 
+AgentsSnapshot AgentRegistry::release() {
+  discoveryTimer_.cancel();
+  externalTimer_.cancel();
+  return queue_.sync([this] {
+    queue_.assertCurrent();
+    isStopping_ = true;
+    AgentsSnapshot snapshot = sessions_.release();
+    snapshot.guiAppIDs = guiAppIDs_;
+    return snapshot;
+  });
+}
+
+void AgentRegistry::restore(AgentsSnapshot snapshot) {
+  queue_.sync([&] {
+    queue_.assertCurrent();
+    guiAppIDs_ = std::move(snapshot.guiAppIDs);
+    for (auto& one : snapshot.spawned)
+      sessions_.addSpawned(
+          PTYSession::restore(std::move(one.session), queue_.scheduler(), *platform_.pseudoTerminals),
+          one.kind, std::move(one.detail), sessionEvents());
+    for (const auto& tab : snapshot.adopted)
+      if (tab.agent.tty) addTab(tab.agent, *tab.agent.tty, tab.startTime);
+  });
+}
+
 void AgentRegistry::reportEnd() {
   if (whenEnded_ && sessions_.haveEnded()) std::exchange(whenEnded_, nullptr)();
 }
@@ -362,11 +387,15 @@ void AgentRegistry::adoptExternal(const UUID& id) {
   });
 }
 
+void AgentRegistry::addTab(const ExternalAgent& agent, const std::string& tty, std::uint64_t startTime) {
+  sessions_.addAdopted(BridgedTerminalSession::create(queue_.scheduler(), agent, tty, stores_.bridge,
+                                                      platform_.processes, startTime),
+                       sessionEvents());
+}
+
 // The scan excludes the adopted tab, so the agent moves from one list to the other.
 void AgentRegistry::adopt(const CachedExternal& external, const std::string& tty) {
-  sessions_.addAdopted(BridgedTerminalSession::create(queue_.scheduler(), external.agent, tty, stores_.bridge,
-                                                      platform_.processes, external.startTime),
-                       sessionEvents());
+  addTab(external.agent, tty, external.startTime);
   broadcastListIfChanged();
   scanExternals([](AgentRegistry& self) {
     self.queue_.assertCurrent();

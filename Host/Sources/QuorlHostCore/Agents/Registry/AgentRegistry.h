@@ -60,6 +60,13 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   void start();
   void stop(std::function<void()> ended = [] {});
 
+  /// Gives the agents up, instead of `stop`: they go on under the program that adopts them. Clients have been
+  /// disconnected. Returns when everything that they have typed has reached the agents' terminals or the
+  /// snapshot.
+  AgentsSnapshot release();
+  /// Continues the agents of another program image. Called once, before `start`, on the same thread.
+  void restore(AgentsSnapshot snapshot);
+
   void currentList(std::function<void(std::vector<AgentDescriptor>)> callback);
   void handle(const AgentCommand& command, const std::shared_ptr<StreamOutputSink>& sink);
   /// The client has disconnected.
@@ -104,6 +111,8 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   AgentSessions::Events sessionEvents();
   void spawnAgent(const AgentSpawnConfig& config) QUORL_REQUIRES(queue_);
   bool startSession(const SpawnPlan& plan) QUORL_REQUIRES(queue_);
+  void addTab(const ExternalAgent& agent, const std::string& tty, std::uint64_t startTime)
+      QUORL_REQUIRES(queue_);
   void adopt(const CachedExternal& external, const std::string& tty) QUORL_REQUIRES(queue_);
 
   void carryOut(const agentCommand::Spawn& command, const Sink& sink) QUORL_REQUIRES(queue_);

@@ -52,9 +52,11 @@ AgentSessions::AgentSessions(SerialQueue queue, std::string homeDirectory)
 void AgentSessions::addSpawned(std::shared_ptr<PTYSession> session, AgentKind kind, std::string detail,
                                Events events) {
   const UUID id = session->id();
+  const bool hasEnded = session->status() == AgentStatus::exited;
   auto fanOut = std::make_shared<TerminalFanOut>(id, session->queue(), terminalOf(session));
   spawned_[id] = {
       .session = session, .kind = kind, .detail = std::move(detail), .fanOut = fanOut, .endedAt = {}};
+  if (hasEnded) spawned_[id].endedAt = queue_.now();
   session->startMonitoring(
       {.onOutput = [fanOut](const SharedBytes& output) { fanOut->deliver(output); },
        .onStatusChange =
@@ -83,6 +85,26 @@ void AgentSessions::addAdopted(std::shared_ptr<BridgedTerminalSession> session, 
   };
   adopted_[id] = {
       .session = std::move(session), .fanOut = std::move(fanOut), .subscribers = {}, .endedAt = {}};
+}
+
+AgentsSnapshot AgentSessions::release() {
+  AgentsSnapshot snapshot;
+  for (const auto& [id, spawned] : spawned_)
+    snapshot.spawned.push_back(
+        {.session = spawned.session->release(), .kind = spawned.kind, .detail = spawned.detail});
+  for (const auto& [id, adopted] : adopted_) {
+    const BridgedTerminalSession& session = *adopted.session;
+    snapshot.adopted.push_back({.agent = {.id = session.id,
+                                          .pid = session.pid,
+                                          .command = session.command,
+                                          .name = session.displayName,
+                                          .tty = session.tty,
+                                          .terminal = session.terminal,
+                                          .adoptable = true,
+                                          .cwd = session.cwd},
+                                .startTime = session.startTime()});
+  }
+  return snapshot;
 }
 
 // Commands

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <QuorlHostCore/Agents/Registry/AgentListBuilder.h>
+#include <QuorlHostCore/Agents/Registry/AgentsSnapshot.h>
 #include <QuorlHostCore/Agents/Terminals/BridgedTerminalSession.h>
 #include <QuorlHostCore/Agents/Terminals/PTYSession.h>
 #include <QuorlHostCore/Agents/Terminals/TerminalFanOut.h>
@@ -52,6 +53,8 @@ class AgentSessions {
 
   void addSpawned(std::shared_ptr<PTYSession> session, AgentKind kind, std::string detail, Events events);
   void addAdopted(std::shared_ptr<BridgedTerminalSession> session, Events events);
+  /// Gives every spawned session up; see `PTYSession::release`. Tabs stay as they are.
+  AgentsSnapshot release();
   bool isSpawned(const UUID& id) const { return spawned_.contains(id); }
   bool isAdopted(const UUID& id) const { return adopted_.contains(id); }
 

@@ -80,6 +80,8 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   /// Runs `work` on the session's queue, after everything that was requested before. `work` may block.
   void afterPendingWork(std::function<void()> work) { queue_.async(std::move(work)); }
 
+  /// Of the agent's process, as in the process table.
+  std::uint64_t startTime() const { return process_.startTime; }
   AgentStatus status() const;
   ProcessState processState() const;
   Bytes scrollback() const;

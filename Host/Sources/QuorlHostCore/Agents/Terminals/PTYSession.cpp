@@ -2,6 +2,7 @@
 #include <QuorlHostCore/Agents/Terminals/PTYSession.h>
 
 #include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -64,6 +65,90 @@ PTYSession::PTYSession(Parameters parameters, Scheduler& scheduler, std::unique_
       machine_(parameters_.adapter, scheduler.now()),
       lastOutputDate_(scheduler.date()) {}
 
+PTYSession::PTYSession(PTYSessionSnapshot snapshot, Scheduler& scheduler,
+                       std::unique_ptr<PseudoTerminal> terminal)
+    : parameters_{.id = snapshot.id,
+                  .displayName = std::move(snapshot.displayName),
+                  .command = std::move(snapshot.command),
+                  .workingDirectory = std::move(snapshot.workingDirectory),
+                  .env = {},
+                  .adapter = snapshot.adapter},
+      queue_(scheduler, "quorl.pty", QueueRank::service),
+      terminal_(std::move(terminal)),
+      ttyName_(std::move(snapshot.ttyName)),
+      pid_(snapshot.pid),
+      alternateScreen_(snapshot.isAlternateScreen, snapshot.scrollback),
+      machine_(parameters_.adapter, snapshot.status, scheduler.now()),
+      lastOutputDate_(snapshot.lastOutput),
+      exitCode_(snapshot.exitCode) {
+  TerminalModes modesAtBegin;
+  modesAtBegin.follow(snapshot.modesAtBegin);
+  modes_ = modesAtBegin;
+  modes_.follow(snapshot.scrollback);
+  scrollback_ = Scrollback(std::move(snapshot.scrollback), std::move(modesAtBegin));
+  killDelay_ = snapshot.killDelay;
+}
+
+std::shared_ptr<PTYSession> PTYSession::restore(PTYSessionSnapshot snapshot, Scheduler& scheduler,
+                                                PseudoTerminals& terminals) {
+  std::unique_ptr<PseudoTerminal> terminal;
+  if (auto released = std::exchange(snapshot.terminal, std::nullopt)) {
+    auto adopted = terminals.adopt(std::move(*released));
+    if (adopted) {
+      terminal = std::move(*adopted);
+    } else {
+      Log::agent.error(fmt::format("agent {} was lost in the upgrade: {}", snapshot.displayName,
+                                   adopted.error().description));
+    }
+  }
+  if (!terminal && !snapshot.exitCode) {
+    snapshot.exitCode = 0;
+    snapshot.status.status = AgentStatus::exited;
+  }
+  return std::make_shared<PTYSession>(std::move(snapshot), scheduler, std::move(terminal));
+}
+
+PTYSessionSnapshot PTYSession::snapshot() const {
+  const ByteView kept = scrollback_.contents();
+  PTYSessionSnapshot snapshot{.id = parameters_.id,
+                              .displayName = parameters_.displayName,
+                              .command = parameters_.command,
+                              .workingDirectory = parameters_.workingDirectory,
+                              .adapter = parameters_.adapter,
+                              .ttyName = ttyName_,
+                              .pid = pid_,
+                              .terminal = {},
+                              .exitCode = exitCode_,
+                              .scrollback = Bytes(kept.begin(), kept.end()),
+                              .modesAtBegin = scrollback_.modesAtBegin().recreating(),
+                              .isAlternateScreen = alternateScreen_.isInAlternateScreen(),
+                              .lastOutput = lastOutputDate_,
+                              .status = machine_.snapshot(queue_.now()),
+                              .killDelay = {}};
+  if (killTimer_.isPending()) snapshot.killDelay = std::max(killTime_ - queue_.now(), Duration::zero());
+  return snapshot;
+}
+
+// Output that was read before the terminal is given up is on the queue by then, so that it is in the
+// snapshot, which is taken in later work.
+PTYSessionSnapshot PTYSession::release() {
+  auto released = queue_.sync([this]() -> std::optional<ReleasedTerminal> {
+    queue_.assertCurrent();
+    if (!terminal_) return std::nullopt;
+    return terminal_->release();
+  });
+  return queue_.sync([&] {
+    queue_.assertCurrent();
+    PTYSessionSnapshot result = snapshot();
+    result.terminal = std::move(released);
+    statusTimer_.cancel();
+    killTimer_.cancel();
+    repaintTimers_.clear();
+    callbacks_ = {};
+    return result;
+  });
+}
+
 std::function<void()> PTYSession::weakly(std::function<void(PTYSession&)> work) {
   return [weak = weak_from_this(), work = std::move(work)] {
     if (const auto self = weak.lock()) work(*self);
@@ -75,6 +160,8 @@ void PTYSession::startMonitoring(Callbacks callbacks) {
     queue_.assertCurrent();
     callbacks_ = std::move(callbacks);
     armStatusTimer();
+    if (!terminal_) return;
+    if (const auto delay = std::exchange(killDelay_, std::nullopt)) killAfter(*delay);
     const auto weak = weak_from_this();
     terminal_->start(queue_, {.output =
                                   [weak](const SharedBytes& output) {
@@ -169,12 +256,16 @@ void PTYSession::terminate() {
     self.queue_.assertCurrent();
     if (self.exitCode_) return;
     self.terminal_->sendTerminate();
-    if (self.killTimer_.isPending()) return;  // a second request does not delay the end
-    self.killTimer_ = self.queue_.after(killDelay, self.weakly([](PTYSession& later) {
-      later.queue_.assertCurrent();
-      if (!later.exitCode_) later.terminal_->sendKill();
-    }));
+    if (!self.killTimer_.isPending()) self.killAfter(killDelay);  // a second request does not delay the end
   }));
+}
+
+void PTYSession::killAfter(Duration delay) {
+  killTime_ = queue_.now() + delay;
+  killTimer_ = queue_.after(delay, weakly([](PTYSession& later) {
+                              later.queue_.assertCurrent();
+                              if (!later.exitCode_) later.terminal_->sendKill();
+                            }));
 }
 
 void PTYSession::askForRepaint() {

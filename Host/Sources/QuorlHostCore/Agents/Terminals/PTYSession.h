@@ -12,6 +12,7 @@
 
 #include <QuorlHostCore/Agents/Attention/AgentAdapter.h>
 #include <QuorlHostCore/Agents/Attention/AgentStatusMachine.h>
+#include <QuorlHostCore/Agents/Terminals/PTYSessionSnapshot.h>
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Ports/PseudoTerminal.h>
 #include <QuorlHostCore/Text/TerminalText.h>
@@ -66,6 +67,11 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
                                                                      PseudoTerminals& terminals,
                                                                      const std::string& homeDirectory);
 
+  /// Continues a session of another program image. If its process cannot be taken over, the session counts as
+  /// exited.
+  static std::shared_ptr<PTYSession> restore(PTYSessionSnapshot snapshot, Scheduler& scheduler,
+                                             PseudoTerminals& terminals);
+
   /// Replaces an empty path, "~" and a leading "~/" by the home directory. "~other" is not expanded.
   static std::string expandTilde(const std::string& path, const std::string& homeDirectory);
 
@@ -82,6 +88,9 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   void write(Bytes data);
   /// Values outside 0 to 65535 are clamped. A full-screen program is asked to repaint shortly afterwards.
   void resize(std::int64_t columns, std::int64_t rows);
+  /// Gives the process and the terminal up. Everything requested before has been done to them, and all output
+  /// that was read is in the snapshot. The session does nothing afterwards. Waits for the queue.
+  PTYSessionSnapshot release();
   /// Sends SIGTERM to the child, and SIGKILL 3 seconds later if it still runs.
   void terminate();
 
@@ -97,8 +106,12 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   void askForRepaint();
 
   PTYSession(Parameters parameters, Scheduler& scheduler, std::unique_ptr<PseudoTerminal> terminal);
+  /// `terminal`: absent if the process has ended.
+  PTYSession(PTYSessionSnapshot snapshot, Scheduler& scheduler, std::unique_ptr<PseudoTerminal> terminal);
 
  private:
+  PTYSessionSnapshot snapshot() const QUORL_REQUIRES(queue_);
+  void killAfter(Duration delay) QUORL_REQUIRES(queue_);
   void receive(const SharedBytes& output) QUORL_REQUIRES(queue_);
   void finish(ProcessExit exit) QUORL_REQUIRES(queue_);
   void evaluateStatus() QUORL_REQUIRES(queue_);
@@ -109,7 +122,7 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
 
   const Parameters parameters_;
   const SerialQueue queue_;
-  const std::unique_ptr<PseudoTerminal> terminal_;
+  const std::unique_ptr<PseudoTerminal> terminal_;  // absent in a restored session that has ended
   const std::string ttyName_;
   const std::int32_t pid_;
 
@@ -123,6 +136,9 @@ class PTYSession : public std::enable_shared_from_this<PTYSession> {
   std::optional<MonotonicTime> armedTick_ QUORL_GUARDED_BY(queue_);
   Timer statusTimer_ QUORL_GUARDED_BY(queue_);
   Timer killTimer_ QUORL_GUARDED_BY(queue_);
+  MonotonicTime killTime_ QUORL_GUARDED_BY(queue_);  // while the timer is pending
+  std::optional<Duration> killDelay_
+      QUORL_GUARDED_BY(queue_);                                // of a restored session, until it is monitored
   std::vector<Timer> repaintTimers_ QUORL_GUARDED_BY(queue_);  // one per recent resize
 };
 
