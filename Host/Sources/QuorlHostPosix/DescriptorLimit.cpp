@@ -18,4 +18,11 @@ std::optional<std::uint64_t> raiseDescriptorLimit(std::uint64_t wanted) {
   return before;
 }
 
+void lowerDescriptorLimit(std::uint64_t earlier) {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, earlier);
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 }  // namespace quorl

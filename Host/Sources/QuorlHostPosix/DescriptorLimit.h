@@ -10,5 +10,7 @@ namespace quorl {
 /// limit if it changed it. Started programs should get that one: some keep tables of the limit's size or
 /// close every number below it.
 std::optional<std::uint64_t> raiseDescriptorLimit(std::uint64_t wanted);
+/// Sets the limit back to an earlier one. Descriptors above it stay open.
+void lowerDescriptorLimit(std::uint64_t earlier);
 
 }  // namespace quorl
