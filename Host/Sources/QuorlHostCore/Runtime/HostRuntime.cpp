@@ -236,6 +236,23 @@ void HostRuntime::broadcastUserList() {
   });
 }
 
+void HostRuntime::restore(HandOver handOver) {
+  pairing_->restore(std::move(handOver.pairing));
+  if (agents_) agents_->restore(std::move(handOver.agents));
+}
+
+// The clients first: what they have typed reaches the agents, and none of them sees an agent stop printing.
+HandOver HostRuntime::handOver(const std::function<void()>& clientsHaveLeft) {
+  server_->stop();
+  if (config_.enableBackgroundServices) stateProvider_->stop();
+  if (clipboard_) clipboard_->stop();
+  server_->waitForClosing();
+  clientsHaveLeft();
+  HandOver handOver{.pairing = pairing_->snapshot(), .agents = {}};
+  if (agents_) handOver.agents = agents_->release();
+  return handOver;
+}
+
 void HostRuntime::stop(std::function<void()> agentsHaveEnded) {
   server_->stop();
   if (config_.enableRelay) relay_->stop();

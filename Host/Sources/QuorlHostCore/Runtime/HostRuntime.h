@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include <QuorlHostCore/Handover/HandOver.h>
 #include <QuorlHostCore/Ports/Platform.h>
 #include <QuorlHostCore/Ports/PortError.h>
 #include <QuorlHostCore/Runtime/HostCoreConfig.h>
@@ -44,6 +45,12 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
 
   /// Fails only if the server does; then nothing was started.
   std::expected<void, PortError> start();
+  /// Continues what an earlier program image of this process left. Called before `start`.
+  void restore(HandOver handOver);
+  /// Ends the service of this program image, instead of `stop`: disconnects the clients, as before a restart,
+  /// and gives the agents up without ending them. `clientsHaveLeft` waits until the last frames have gone
+  /// out; the agents go on being read until it returns. Returns what `restore` takes.
+  HandOver handOver(const std::function<void()>& clientsHaveLeft);
   /// Returns after `bye` has gone out to every client. Agents get time to end; `agentsHaveEnded` is called
   /// once, on any thread, after the last one has.
   void stop(std::function<void()> agentsHaveEnded = [] {});
