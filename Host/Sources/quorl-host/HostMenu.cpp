@@ -50,7 +50,7 @@ std::shared_ptr<MenuService> makeHostMenu(const HostRuntime& runtime, const Plat
        .permissions = platform.permissions,
        .machine = platform.machine,
        .loginItem = platform.loginItem,
-       .network = nullptr},
+       .network = [network = runtime.network()] { return network->current(); }},
       {.surface = platform.menu,
        .notifier = platform.notifier,
        .quit = std::move(quit),

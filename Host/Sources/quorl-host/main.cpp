@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <future>
 #include <memory>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -19,6 +20,7 @@
 #include "HostMenu.h"
 #include "HostOptions.h"
 #include "HostPlatform.h"
+#include "HostUpgrade.h"
 #include "OwnEnvironment.h"
 
 namespace {
@@ -42,14 +44,23 @@ HostCoreConfig configurationFor(const HostOptions& options) {
   return config;
 }
 
-int runHost(const HostCoreConfig& config, HostPlatform::Settings settings, SessionPresence& presence) {
-  auto signals = std::make_unique<TerminationSignals>();
+struct Ending {
+  int status = 0;
+  std::optional<HandOver> handOver;  // present if the installed version goes on
+};
+
+// Everything but the agents has ended when it returns, so that no thread is left and nothing is half written
+// when the program is replaced.
+Ending runHost(const HostCoreConfig& config, HostPlatform::Settings settings, SessionPresence& presence,
+               HostUpgrade& upgrade, std::unique_ptr<TerminationSignals>& signals,
+               std::optional<HandOver> received) {
   HostPlatform host(std::move(settings));
   const auto runtime = HostRuntime::make(config, host.platform());
   const auto menu = makeHostMenu(*runtime, host.platform(), [&host] { host.loop().quit(); });
+  if (received) runtime->restore(std::move(*received));
   if (const auto started = runtime->start(); !started) {
     fmt::print(stderr, "quorl-host: failed to start server: {}\n", started.error().description);
-    return 1;
+    return {.status = 1, .handOver = {}};
   }
   if (menu) menu->start();
   presence.onShow([menu] {
@@ -58,21 +69,24 @@ int runHost(const HostCoreConfig& config, HostPlatform::Settings settings, Sessi
   });
   if (!host.platform().permissions->mayCaptureScreen())
     Log::app.info("Screen Recording not yet granted — use the menu to request it");
+  upgrade.whenAccepted([&host] { host.loop().quit(); });
   host.loop().run(*signals);
   presence.onShow(nullptr);
   if (menu) menu->stop();
+  if (upgrade.endWatch())
+    return {.status = 0, .handOver = runtime->handOver([&host] { host.waitForConnections(farewell); })};
   signals.reset();  // a second signal ends a shutdown that hangs
   const auto ended = std::make_shared<std::promise<void>>();
   const auto agentsEnd = ended->get_future();
   runtime->stop([ended] { ended->set_value(); });
   host.waitForConnections(farewell);
   agentsEnd.wait_for(agentsFarewell);
-  return 0;
+  return {};
 }
 
-/// Prints a line if there is one; its panel is open then.
-bool anotherHostRuns(SessionPresence& presence) {
-  switch (presence.claim()) {
+/// Prints a line if the name is another process's.
+bool isTaken(SessionPresence::Claim claim) {
+  switch (claim) {
     case SessionPresence::Claim::first:
     case SessionPresence::Claim::unavailable:
       return false;
@@ -86,22 +100,40 @@ bool anotherHostRuns(SessionPresence& presence) {
   return false;
 }
 
+int runUntilTheEnd(const HostOptions& options, const std::string& command, HostUpgrade& upgrade) {
+  const HostCoreConfig config = configurationFor(options);
+  auto received = upgrade.takeOver();
+  for (;;) {
+    const auto presence = std::make_shared<SessionPresence>();
+    if (isOnlyHostOfItsSession(config)) {
+      const auto claim = presence->claim();
+      if (!received && isTaken(claim)) return 0;
+    }
+    Log::auth.event(pinAnnouncement(options));
+    const auto descriptorLimit = raiseDescriptorLimit(wantedDescriptors);
+    auto signals = std::make_unique<TerminationSignals>();
+    upgrade.beginWatch();
+    Ending ending =
+        runHost(config, {.descriptorLimit = descriptorLimit, .command = command, .notifier = presence},
+                *presence, upgrade, signals, std::exchange(received, {}));
+    if (!ending.handOver) return ending.status;
+    upgrade.execute(*ending.handOver, *signals, descriptorLimit);
+    // It has failed, and the agents go on with this version.
+    received = std::move(ending.handOver);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (const auto answer = HostUpgrade::answerToTrial()) return *answer;
+  HostUpgrade upgrade({argv, argv + argc});
   const HostOptions options = parseHostOptions({argv + std::min(argc, 1), argv + argc});
   Log::verbose = options.verbose;
   forgetOwnTerminal();
   turnBrokenPipesIntoErrors();
   protectSecrets();
   returnLargeBlocksWhenFreed();
-  const auto descriptorLimit = raiseDescriptorLimit(wantedDescriptors);
   Log::setSink(std::make_shared<SystemLogSink>());
-  const HostCoreConfig config = configurationFor(options);
-  const auto presence = std::make_shared<SessionPresence>();
-  if (isOnlyHostOfItsSession(config) && anotherHostRuns(*presence)) return 0;
-  Log::auth.event(pinAnnouncement(options));
-  return runHost(
-      config, {.descriptorLimit = descriptorLimit, .command = argc > 0 ? argv[0] : "", .notifier = presence},
-      *presence);
+  return runUntilTheEnd(options, argc > 0 ? argv[0] : "", upgrade);
 }

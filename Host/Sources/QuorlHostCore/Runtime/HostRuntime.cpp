@@ -177,15 +177,21 @@ void HostRuntime::wire() {
                                      : HostStateProvider::Audience::absent);
   });
   if (scanner_) wireServiceList();
-  network_->setOnChange([broadcast = services_->broadcast](const NetworkStatus& status) {
-    broadcast(message::NetworkStatus{status});
-  });
+  observeNetwork([] {});
   if (config_.multiUserPortHandoff && config_.enableRelay) followPortOwnership();
   if (agents_) agents_->setBroadcastControl(services_->broadcast);
   if (clipboard_)
     clipboard_->setBroadcast([broadcast = services_->broadcast](const ClipboardPayload& payload) {
       broadcast(message::Clipboard{payload});
     });
+}
+
+void HostRuntime::observeNetwork(std::function<void()> changed) {
+  network_->setOnChange(
+      [broadcast = services_->broadcast, changed = std::move(changed)](const NetworkStatus& status) {
+        broadcast(message::NetworkStatus{status});
+        changed();
+      });
 }
 
 void HostRuntime::wireServiceList() {
@@ -244,10 +250,14 @@ void HostRuntime::restore(HandOver handOver) {
 // The clients first: what they have typed reaches the agents, and none of them sees an agent stop printing.
 HandOver HostRuntime::handOver(const std::function<void()>& clientsHaveLeft) {
   server_->stop();
+  if (config_.enableRelay) relay_->stop();
   if (config_.enableBackgroundServices) stateProvider_->stop();
+  if (scanner_) scanner_->stop();
   if (clipboard_) clipboard_->stop();
+  network_->stop();
   server_->waitForClosing();
   clientsHaveLeft();
+  system_->releaseAll();
   HandOver handOver{.pairing = pairing_->snapshot(), .agents = {}};
   if (agents_) handOver.agents = agents_->release();
   return handOver;

@@ -45,6 +45,8 @@ class HostRuntime : public std::enable_shared_from_this<HostRuntime> {
 
   /// Fails only if the server does; then nothing was started.
   std::expected<void, PortError> start();
+  /// `changed` is called after each change of the network's state, on its queue. Called before `start`.
+  void observeNetwork(std::function<void()> changed);
   /// Continues what an earlier program image of this process left. Called before `start`.
   void restore(HandOver handOver);
   /// Ends the service of this program image, instead of `stop`: disconnects the clients, as before a restart,
