@@ -10,12 +10,16 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <Integration/HostProcess.h>
 #include <Integration/RawClient.h>
+#include <QuorlHostCore/Handover/HandOver.h>
+#include <QuorlHostLinux/Upgrade/MemoryFile.h>
 #include <QuorlKit/Protocol/MediaPackets.h>
 #include <Support/Eventually.h>
 
@@ -329,6 +333,44 @@ TEST_F(UpgradeTest, anOrderlyStopAfterAnUpgradeEndsTheAgents) {
   EXPECT_NE(::kill(*agent, 0), 0);
 }
 
+TEST_F(UpgradeTest, aRequestToEndDuringTheSwitchEndsTheHostAndItsAgentsInOrder) {
+  spawn("Cat", "exec cat");
+  const auto agent = row("Cat")->pid;
+  ASSERT_TRUE(agent);
+  install(program);
+  requestUpgrade();
+  ASSERT_TRUE(client->next<message::Bye>());
+  hostProcess().signal(SIGTERM);
+  EXPECT_EQ(hostProcess().waitForExit(), 0) << output();
+  EXPECT_NE(::kill(*agent, 0), 0);
+}
+
+TEST_F(UpgradeTest, aVersionThatIsInstalledDuringTheSwitchFollows) {
+  spawn("Cat", "exec cat");
+  const auto agent = row("Cat")->pid;
+  install(program);
+  requestUpgrade();
+  ASSERT_TRUE(client->next<message::Bye>());
+  install(program);
+  requestUpgrade();
+  ASSERT_TRUE(eventually([this] { return runsInstalledProgram(); }, patience)) << output();
+  connect();
+  EXPECT_EQ(row("Cat")->pid, agent);
+}
+
+TEST_F(UpgradeTest, agentsStartedAfterwardsGetTheSameEnvironmentAndLimits) {
+  const std::string command =
+      "echo begin; ulimit -Sn; env | sort | grep -v '^_='; ls /proc/self/fd; echo 'the end'; read x";
+  const auto facts = [&](const std::string& name) {
+    const std::string text = screenUntil(spawn(name, command), "the end");
+    return text.substr(text.find("begin"));
+  };
+  const std::string before = facts("Before");
+  upgrade();
+  connect();
+  EXPECT_EQ(facts("After"), before);
+}
+
 TEST_F(UpgradeTest, aRequestForTheRunningVersionChangesNothing) {
   const UUID cat = spawn("Cat", "stty -echo; exec cat");
   requestUpgrade();
@@ -415,6 +457,71 @@ TEST_F(BrokenUpgradeTest, theOldVersionGoesOnIfTheNewOneCannotBeExecutedAfterAll
   upgrade();
   connect();
   screenUntil(cat, "unharmed");
+}
+
+/// The exit status of a version that is asked whether it reads this file.
+std::optional<int> answerTo(const Bytes& bytes, bool isSealed = true) {
+  Descriptor file = sealedMemoryFile(bytes);
+  if (!isSealed) {
+    file = Descriptor(::memfd_create("open", 0));
+    EXPECT_EQ(::write(file.get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+  ::fcntl(file.get(), F_SETFD, 0);
+  ChildProgram asked({hostProgram()}, {"QUORL_HOST_HANDOVER=trial:" + std::to_string(file.get())});
+  return asked.waitForExit();
+}
+
+TEST(HandOverTrial, aVersionAcceptsItsOwnFormOnly) {
+  const Bytes sample = HandOverFormat::encode(HandOverFormat::sample());
+  EXPECT_EQ(answerTo(sample), 86);
+  for (const std::uint8_t version : {0, 2}) {
+    Bytes other = sample;
+    other[4] = version;
+    EXPECT_EQ(answerTo(other), 87) << int{version};
+  }
+  EXPECT_EQ(answerTo({}), 87);
+  EXPECT_EQ(answerTo(Bytes(100'000, 0xff)), 87);
+  EXPECT_EQ(answerTo(sample, false), 87) << "only the host makes sealed files";
+}
+
+TEST(HandOverTrial, aHostThatCannotReadWhatItIsGivenStartsWithoutAgents) {
+  Bytes other = HandOverFormat::encode(HandOverFormat::sample());
+  other[4] = 2;
+  Descriptor file = sealedMemoryFile(other);
+  ::fcntl(file.get(), F_SETFD, 0);
+  const std::uint16_t port = freePort();
+  TemporaryFolder home;
+  HostProcess host({port,
+                    home.path(),
+                    {"--pin", "111111"},
+                    {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
+                    {},
+                    hostProgram()});
+  ASSERT_TRUE(host.listens()) << host.program().output();
+  EXPECT_TRUE(host.program().waitForOutput("the agents were lost in the upgrade: version 2 instead of 1"));
+  RawClient client(port);
+  ASSERT_TRUE(client.pair("111111"));
+  EXPECT_TRUE(client.next<message::AgentList>()->_0.empty());
+}
+
+TEST(HandOverTrial, agentsThatDoNotExistCountAsExited) {
+  Descriptor file = sealedMemoryFile(HandOverFormat::encode(HandOverFormat::sample()));
+  ::fcntl(file.get(), F_SETFD, 0);
+  const std::uint16_t port = freePort();
+  TemporaryFolder home;
+  HostProcess host({port,
+                    home.path(),
+                    {"--pin", "111111"},
+                    {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
+                    {},
+                    hostProgram()});
+  ASSERT_TRUE(host.listens()) << host.program().output();
+  RawClient client(port);
+  ASSERT_TRUE(client.pair("111111"));
+  int exited = 0;
+  for (const auto& row : client.next<message::AgentList>()->_0)
+    if (row.status == AgentStatus::exited && row.kind != AgentKind::externalTerminal) ++exited;
+  EXPECT_EQ(exited, 2);
 }
 
 }  // namespace
