@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <set>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <QuorlKit/Foundation/Base64.h>
+#include <QuorlKit/Foundation/BufferPool.h>
 #include <QuorlKit/Foundation/Check.h>
 #include <QuorlKit/Foundation/Digest.h>
 #include <QuorlKit/Foundation/Geometry.h>
@@ -79,6 +81,31 @@ TEST(Base64, rejectsOtherText) {
                                       "\xC3\xA9"
                                       "aa"})
     EXPECT_EQ(base64Decoded(text), std::nullopt) << text;
+}
+
+TEST(Base64, hasAFormForURLs) {
+  EXPECT_EQ(base64ForURL(base64Encoded(Bytes{0xFB, 0xEF, 0xFF, 0xFF})), "--___w");
+}
+
+TEST(BufferPool, usesABufferAgainWhenNobodyHoldsIt) {
+  auto pool = std::make_shared<BufferPool>();
+  auto first = pool->take(10);
+  const auto second = pool->take(20);
+  EXPECT_EQ(first->size(), 10U);
+  EXPECT_NE(first, second);
+  const Bytes* const freed = first.get();
+  const auto other = first;
+  first.reset();
+  EXPECT_NE(pool->take(30).get(), freed) << "somebody holds it";
+}
+
+TEST(BufferPool, itsBuffersOutliveIt) {
+  auto pool = std::make_shared<BufferPool>();
+  const auto used = pool->take(10);
+  const Bytes* const freed = pool->take(5).get();
+  EXPECT_EQ(pool->take(30).get(), freed);
+  pool.reset();
+  EXPECT_EQ(used->size(), 10U);
 }
 
 TEST(UTF8, acceptsOnlyValidSequences) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlUnix/AtomicFile.h>
 
-#include <array>
 #include <cerrno>
 #include <ctime>
 #include <memory>
@@ -13,10 +12,9 @@
 #include <unistd.h>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
-#include <QuorlKit/Foundation/SecureRandom.h>
 #include <QuorlUnix/Descriptor.h>
+#include <QuorlUnix/FolderEntries.h>
 
 namespace quorl {
 
@@ -43,12 +41,6 @@ SplitPath split(const std::string& path) {
 
 std::string temporaryPrefix(const std::string& name) {
   return fmt::format(".{}.", name);
-}
-
-std::string temporaryName(const std::string& name) {
-  std::array<std::uint8_t, 8> random{};
-  SystemSecureRandom::shared().fill(random);
-  return fmt::format("{}{:02x}{}", temporaryPrefix(name), fmt::join(random, ""), temporarySuffix);
 }
 
 void removeStaleTemporaries(int folder, const std::string& name) {
@@ -100,7 +92,7 @@ std::expected<void, std::error_code> writeFileAtomically(const std::string& path
   const Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder.isOpen()) return failed();
   removeStaleTemporaries(folder.get(), name);
-  const std::string temporary = temporaryName(name);
+  const std::string temporary = uniqueName(temporaryPrefix(name), temporarySuffix);
   auto result = fillTemporary(folder.get(), temporary, bytes, access);
   if (result && ::renameat(folder.get(), temporary.c_str(), folder.get(), name.c_str()) != 0)
     result = failed();

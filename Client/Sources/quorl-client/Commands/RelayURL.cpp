@@ -40,14 +40,6 @@ std::string encoded(std::string_view text) {
 }
 
 // The form without characters that mean something in a query.
-std::string urlSafe(const Bytes& token) {
-  std::string text = base64Encoded(token);
-  std::ranges::replace(text, '+', '-');
-  std::ranges::replace(text, '/', '_');
-  std::erase(text, '=');
-  return text;
-}
-
 // The zone of a link-local address is separated by "%25" (RFC 6874).
 std::string authority(const std::string& host) {
   if (!host.contains(':')) return host;
@@ -65,8 +57,8 @@ std::string relayURL(const RelayTarget& target, const Bytes& token) {
   const std::string_view fragment = std::string_view(target.path).substr(fragmentStart);
   return fmt::format("http://{}:{}/p/{}{}{}{}quorl_token={}{}{}", authority(target.host), target.relayPort,
                      target.servicePort, path.starts_with('/') ? "" : "/", encoded(path),
-                     path.contains('?') ? "&" : "?", urlSafe(token), fragment.empty() ? "" : "#",
-                     fragment.empty() ? "" : encoded(fragment.substr(1)));
+                     path.contains('?') ? "&" : "?", base64ForURL(base64Encoded(token)),
+                     fragment.empty() ? "" : "#", fragment.empty() ? "" : encoded(fragment.substr(1)));
 }
 
 }  // namespace quorl::client

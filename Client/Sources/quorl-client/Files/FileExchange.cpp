@@ -5,10 +5,10 @@
 #include <memory>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 
+#include <QuorlKit/Foundation/BufferPool.h>
 #include <QuorlKit/Protocol/MediaPackets.h>
 #include <quorl-client/Base/Printable.h>
 #include <quorl-client/Files/BackgroundDigest.h>
@@ -56,27 +56,13 @@ Outcome<Message> answerFor(Session& session, const UUID& transfer, Deadline dead
   }
 }
 
-/// Buffers that are used again once their pieces are sent and hashed, so that no piece costs fresh memory.
-class PieceBuffers {
- public:
-  std::shared_ptr<Bytes> free() {
-    for (const auto& buffer : buffers_)
-      if (buffer.use_count() == 1) return buffer;
-    buffers_.push_back(std::make_shared<Bytes>());
-    return buffers_.back();
-  }
-
- private:
-  std::vector<std::shared_ptr<Bytes>> buffers_;
-};
-
 Outcome<void> sendContent(Session& session, LocalSource& source, const UUID& id, BackgroundDigest& digest,
                           std::uint64_t& sent, const MoveLimits& limits, const MoveProgress& progress) {
-  PieceBuffers buffers;
+  const auto buffers = std::make_shared<BufferPool>();
   // More than was announced would be refused by the host; a growing file is sent as it was.
   while (sent < source.size()) {
-    const auto piece = buffers.free();
     const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize, source.size() - sent));
+    const auto piece = buffers->take(size);
     if (auto read = source.read(*piece, size); !read) return read;
     if (piece->empty()) return {};
     digest.add(piece);

@@ -6,16 +6,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
-#include <QuorlKit/Foundation/SecureRandom.h>
+#include <QuorlUnix/FolderEntries.h>
 #include <quorl-client/Base/Printable.h>
 
 namespace quorl::client {
@@ -29,26 +27,6 @@ std::unexpected<ClientError> cannotRead(const std::filesystem::path& path, const
 std::unexpected<ClientError> alreadyExists(const std::filesystem::path& path) {
   return failed(ExitCode::failure, fmt::format("{} exists already", printable(path.string())),
                 "Use --replace to replace it, or --to to choose another folder.");
-}
-
-std::string freshHiddenName() {
-  std::array<std::uint8_t, 8> random{};
-  SystemSecureRandom::shared().fill(random);
-  return fmt::format(".quorl-{:02x}.part", fmt::join(random, ""));
-}
-
-bool isTaken(int folder, const std::string& name) {
-  struct stat facts{};
-  return ::fstatat(folder, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-// A hard link never replaces a file. File systems without hard links get a check before the move.
-int moveWithoutReplacing(int folder, const std::string& from, const std::string& to) {
-  if (::linkat(folder, from.c_str(), folder, to.c_str(), 0) == 0)
-    return ::unlinkat(folder, from.c_str(), 0) == 0 ? 0 : errno;
-  if (errno == EEXIST) return EEXIST;
-  if (isTaken(folder, to)) return EEXIST;
-  return ::renameat(folder, from.c_str(), folder, to.c_str()) == 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -87,7 +65,7 @@ LocalTarget::LocalTarget(std::filesystem::path path, Existing existing, Descript
       hiddenName_(std::move(hiddenName)) {}
 
 Outcome<void> LocalTarget::check(const std::filesystem::path& path, Existing existing) {
-  if (existing == Existing::keep && isTaken(AT_FDCWD, path.string())) return alreadyExists(path);
+  if (existing == Existing::keep && entryExists(AT_FDCWD, path.string())) return alreadyExists(path);
   return {};
 }
 
@@ -95,8 +73,8 @@ Outcome<LocalTarget> LocalTarget::create(std::filesystem::path path, Existing ex
   const auto folderPath = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
   Descriptor folder(::open(folderPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder.isOpen()) return cannotWrite(folderPath, std::strerror(errno));
-  if (existing == Existing::keep && isTaken(folder.get(), path.filename())) return alreadyExists(path);
-  std::string hiddenName = freshHiddenName();
+  if (existing == Existing::keep && entryExists(folder.get(), path.filename())) return alreadyExists(path);
+  std::string hiddenName = uniqueName(".quorl-", ".part");
   Descriptor file(
       ::openat(folder.get(), hiddenName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
   if (!file.isOpen()) return cannotWrite(path, std::strerror(errno));

@@ -69,7 +69,7 @@ void FileSender::step(const std::shared_ptr<Outgoing>& outgoing) {
   if (turn.kind == FileTurn::Kind::ended) return end(outgoing);
   if (turn.kind == FileTurn::Kind::wait) return;
 
-  if (!buffers_) buffers_ = std::make_shared<PieceBuffers>();
+  if (!buffers_) buffers_ = std::make_shared<BufferPool>();
   const auto piece = buffers_->take(std::min(turn.bytes, readSize));
   std::expected<std::size_t, PortError> count;
   queue_.scheduler().blocking([&] { count = outgoing->file->read(outgoing->offset, *piece); });

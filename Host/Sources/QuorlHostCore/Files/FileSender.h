@@ -9,9 +9,9 @@
 #include <string>
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
-#include <QuorlHostCore/Files/PieceBuffers.h>
 #include <QuorlHostCore/Ports/UserFiles.h>
 #include <QuorlHostCore/Shared/StreamOutputSink.h>
+#include <QuorlKit/Foundation/BufferPool.h>
 #include <QuorlKit/Foundation/Digest.h>
 #include <QuorlKit/Foundation/SecureRandom.h>
 
@@ -60,7 +60,7 @@ class FileSender : public std::enable_shared_from_this<FileSender> {
   const SerialQueue queue_;
   const std::shared_ptr<SecureRandom> random_;
 
-  std::shared_ptr<PieceBuffers> buffers_ QUORL_GUARDED_BY(queue_);  // while files are sent
+  std::shared_ptr<BufferPool> buffers_ QUORL_GUARDED_BY(queue_);  // while files are sent
   std::set<std::shared_ptr<Outgoing>> active_ QUORL_GUARDED_BY(queue_);
   std::deque<Request> waiting_ QUORL_GUARDED_BY(queue_);
   bool isAborted_ QUORL_GUARDED_BY(queue_) = false;

@@ -1,29 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Relay/RelayTokens.h>
 
-#include <algorithm>
-
 #include <QuorlKit/Auth/Pairing.h>
+#include <QuorlKit/Foundation/Base64.h>
 
 namespace quorl {
-
-namespace {
-
-std::string urlForm(std::string text) {
-  std::ranges::replace(text, '+', '-');
-  std::ranges::replace(text, '/', '_');
-  std::erase(text, '=');
-  return text;
-}
-
-}  // namespace
 
 // An empty text would let everyone in.
 RelayTokens::RelayTokens(const std::vector<TrustedDevice>& devices) {
   texts_.reserve(2 * devices.size());
   for (const TrustedDevice& device : devices) {
     texts_.push_back(device.tokenBase64);
-    texts_.push_back(urlForm(device.tokenBase64));
+    texts_.push_back(base64ForURL(device.tokenBase64));
   }
   std::erase_if(texts_, [](const std::string& text) { return text.empty(); });
 }

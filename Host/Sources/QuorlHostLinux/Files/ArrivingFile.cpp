@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <limits>
@@ -16,11 +15,8 @@
 #include <string_view>
 #include <utility>
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
-
 #include <QuorlHostPosix/SystemError.h>
-#include <QuorlKit/Foundation/SecureRandom.h>
+#include <QuorlUnix/FolderEntries.h>
 
 namespace quorl {
 
@@ -33,12 +29,6 @@ constexpr mode_t mode = 0666;  // less the umask, as for any new file
 struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
 };
-
-std::string freshHiddenName() {
-  std::array<std::uint8_t, 8> random{};
-  SystemSecureRandom::shared().fill(random);
-  return fmt::format("{}{:02x}{}", hiddenPrefix, fmt::join(random, ""), hiddenSuffix);
-}
 
 bool isHiddenName(std::string_view name) {
   return name.starts_with(hiddenPrefix) && name.ends_with(hiddenSuffix);
@@ -65,19 +55,6 @@ bool meansUnsupported(int error) {
   return error == EOPNOTSUPP || error == EISDIR || error == EINVAL || error == ENOENT;
 }
 
-bool isTaken(int folder, const std::string& name) {
-  struct stat facts{};
-  return fstatat(folder, name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-// Moves without replacing. File systems without such a move get a check before it.
-int moveTo(int folder, const std::string& from, const std::string& to) {
-  if (renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  if (isTaken(folder, to)) return EEXIST;
-  return renameat(folder, from.c_str(), folder, to.c_str()) == 0 ? 0 : errno;
-}
-
 }  // namespace
 
 std::expected<std::unique_ptr<IncomingFile>, PortError> ArrivingFile::in(const std::string& folderPath,
@@ -91,7 +68,7 @@ std::expected<std::unique_ptr<IncomingFile>, PortError> ArrivingFile::in(const s
     if (!meansUnsupported(errno)) return std::unexpected(systemError(errno));
   }
   removeLeftovers(folder.get());
-  std::string name = freshHiddenName();
+  std::string name = uniqueName(hiddenPrefix, hiddenSuffix);
   Descriptor file(
       openat(folder.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
   if (!file.isOpen()) return std::unexpected(systemError(errno));
@@ -132,7 +109,7 @@ std::expected<std::size_t, PortError> ArrivingFile::read(std::uint64_t offset,
 // Without a name, through /proc, as open(2) describes for O_TMPFILE: linking the descriptor itself needs a
 // privilege.
 int ArrivingFile::link(const std::string& name) {
-  if (!hiddenName_.empty()) return moveTo(folder_.get(), hiddenName_, name);
+  if (!hiddenName_.empty()) return moveWithoutReplacing(folder_.get(), hiddenName_, name);
   const std::string self = "/proc/self/fd/" + std::to_string(file_.get());
   return linkat(AT_FDCWD, self.c_str(), folder_.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
 }

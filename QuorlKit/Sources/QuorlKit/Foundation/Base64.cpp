@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlKit/Foundation/Base64.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -58,6 +59,13 @@ void base64Write(ByteView data, char* out) {
 std::string base64Encoded(ByteView data) {
   std::string text(base64Length(data.size()), '\0');
   base64Write(data, text.data());
+  return text;
+}
+
+std::string base64ForURL(std::string text) {
+  std::ranges::replace(text, '+', '-');
+  std::ranges::replace(text, '/', '_');
+  std::erase(text, '=');
   return text;
 }
 

@@ -16,6 +16,9 @@ namespace quorl {
 
 std::string base64Encoded(ByteView data);
 
+/// The same text in the alphabet for URLs, without padding (RFC 4648, section 5).
+std::string base64ForURL(std::string text);
+
 /// Nothing if the text has white space, lacks padding, or has set bits after the last byte.
 std::optional<Bytes> base64Decoded(std::string_view text);
 

@@ -11,13 +11,13 @@
 
 namespace quorl {
 
-/// Buffers for the pieces of files that are sent. A buffer returns here when its frame has left, so that a
-/// transfer neither allocates nor clears memory for each piece.
+/// Buffers that are used again, for example for the pieces of a file that is sent. A buffer returns when
+/// nobody holds it any more, so that a transfer neither allocates nor clears memory for each piece.
 ///
 /// *Queue*: any thread.
-/// *Ownership*: the sender's. Buffers hold it weakly.
+/// *Ownership*: its user's. Buffers hold it weakly.
 /// *Lifetime*: a buffer that outlives the pool is freed.
-class PieceBuffers : public std::enable_shared_from_this<PieceBuffers> {
+class BufferPool : public std::enable_shared_from_this<BufferPool> {
  public:
   /// A buffer of this size with unspecified content.
   std::shared_ptr<Bytes> take(std::size_t size) {
