@@ -10,10 +10,15 @@
 #include <set>
 #include <vector>
 
+#include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/HostState/IconCache.h>
 #include <QuorlHostCore/HostState/SystemMetricsSampler.h>
+#include <QuorlHostCore/Ports/DisplayCatalog.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Ports/PortError.h>
+#include <QuorlHostCore/Ports/RunningApplications.h>
+#include <QuorlHostCore/Ports/ScreenCapture.h>
 #include <QuorlKit/Models/Models.h>
 
 namespace quorl {

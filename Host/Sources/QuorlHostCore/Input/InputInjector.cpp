@@ -9,11 +9,14 @@
 #include <map>
 #include <set>
 
+#include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlHostCore/Concurrency/Timer.h>
 #include <QuorlHostCore/Input/InputHolds.h>
 #include <QuorlHostCore/Input/PasswordKeys.h>
 #include <QuorlHostCore/Input/TextChunks.h>
 #include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Ports/EventPoster.h>
+#include <QuorlHostCore/Ports/Permissions.h>
 
 namespace quorl {
 

@@ -8,7 +8,11 @@
 #include <string>
 #include <vector>
 
+#include <QuorlHostCore/Ports/MachineFacts.h>
+#include <QuorlHostCore/Ports/NetworkInterfaces.h>
+#include <QuorlHostCore/Ports/OverlayPlaces.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Ports/ToolRunner.h>
 #include <QuorlKit/Models/NetworkModels.h>
 
 namespace quorl {

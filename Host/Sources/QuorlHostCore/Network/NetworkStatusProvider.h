@@ -8,8 +8,10 @@
 #include <optional>
 #include <vector>
 
+#include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Network/NetworkDetector.h>
+#include <QuorlHostCore/Ports/NetworkInterfaces.h>
 #include <QuorlKit/Models/NetworkModels.h>
 
 namespace quorl {

@@ -4,8 +4,10 @@
 #include <atomic>
 #include <memory>
 
+#include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Ports/SystemPower.h>
 #include <QuorlKit/Models/Models.h>
 
 namespace quorl {

@@ -8,6 +8,9 @@
 #include <fmt/format.h>
 
 #include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Ports/LoginSessions.h>
+#include <QuorlHostCore/Ports/MachineFacts.h>
+#include <QuorlHostCore/Ports/PortError.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Session/PortDecision.h>
 #include <QuorlHostCore/Users/UserSessionManager.h>

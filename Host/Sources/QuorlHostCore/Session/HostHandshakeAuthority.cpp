@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Session/HostHandshakeAuthority.h>
 
+#include <QuorlHostCore/Ports/MachineFacts.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlKit/Auth/Pairing.h>

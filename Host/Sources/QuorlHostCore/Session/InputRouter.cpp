@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include <QuorlHostCore/Input/InputInjector.h>
+#include <QuorlHostCore/Ports/Permissions.h>
 #include <QuorlHostCore/Session/HostServices.h>
 
 namespace quorl {

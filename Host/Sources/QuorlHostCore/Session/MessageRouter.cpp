@@ -13,6 +13,8 @@
 #include <QuorlHostCore/Clipboard/ClipboardSync.h>
 #include <QuorlHostCore/HostState/HostStateProvider.h>
 #include <QuorlHostCore/Network/NetworkStatusProvider.h>
+#include <QuorlHostCore/Ports/MainThread.h>
+#include <QuorlHostCore/Ports/Workspace.h>
 #include <QuorlHostCore/Power/SystemControl.h>
 #include <QuorlHostCore/Session/FileDesk.h>
 #include <QuorlHostCore/Session/HostServices.h>

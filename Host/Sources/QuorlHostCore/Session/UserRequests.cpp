@@ -4,6 +4,8 @@
 #include <chrono>
 #include <utility>
 
+#include <QuorlHostCore/Concurrency/Scheduler.h>
+#include <QuorlHostCore/Ports/LoginSessions.h>
 #include <QuorlHostCore/Session/HostServices.h>
 #include <QuorlHostCore/Users/UserSessionManager.h>
 

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 
 #include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Ports/FileStore.h>
+#include <QuorlHostCore/Ports/PortError.h>
 #include <QuorlHostCore/Storage/BoundedList.h>
 #include <QuorlHostCore/Storage/HostSupportPaths.h>
 #include <QuorlKit/Auth/Pairing.h>

@@ -10,8 +10,13 @@
 #include <string>
 #include <vector>
 
+#include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
+#include <QuorlHostCore/Ports/CredentialAuthority.h>
+#include <QuorlHostCore/Ports/LoginSessions.h>
+#include <QuorlHostCore/Ports/PictureScaler.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Ports/UserDirectory.h>
 #include <QuorlHostCore/Users/Accounts.h>
 #include <QuorlHostCore/Users/CredentialLimiter.h>
 #include <QuorlKit/Foundation/SecretText.h>

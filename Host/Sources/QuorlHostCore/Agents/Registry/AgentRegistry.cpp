@@ -10,6 +10,7 @@
 #include <QuorlHostCore/Agents/Stores/AgentCatalog.h>
 #include <QuorlHostCore/Agents/Stores/HostExtrasStore.h>
 #include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Ports/PortError.h>
 #include <QuorlHostCore/Trust/TrustStore.h>
 #include <QuorlKit/WireProtocol.h>
 

@@ -13,8 +13,10 @@
 #include <QuorlHostCore/Agents/Registry/AgentScanner.h>
 #include <QuorlHostCore/Agents/Registry/AgentSessions.h>
 #include <QuorlHostCore/Agents/Terminals/TerminalBridge.h>
+#include <QuorlHostCore/Concurrency/Scheduler.h>
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Ports/Platform.h>
+#include <QuorlHostCore/Ports/ScreenCapture.h>
 #include <QuorlHostCore/Shared/StreamOutputSink.h>
 #include <QuorlKit/Protocol/ControlMessage.h>
 
