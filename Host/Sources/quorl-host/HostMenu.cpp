@@ -5,6 +5,8 @@
 #include <optional>
 
 #include <QuorlHostCore/Log/Log.h>
+#include <QuorlHostCore/Network/NetworkStatusProvider.h>
+#include <QuorlHostCore/Ports/MenuSurface.h>
 #include <QuorlHostLinux/Menu/MenuProcess.h>
 #include <QuorlKit/WireProtocol.h>
 

@@ -1,4 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <QuorlHostCore/Concurrency/Scheduler.h>
+#include <QuorlHostCore/Ports/EventPoster.h>
+#include <QuorlHostCore/Ports/Permissions.h>
+#include <QuorlHostCore/Ports/PortError.h>
+#include <QuorlHostCore/Ports/ScreenCapture.h>
 #include "Desktops.h"
 
 namespace quorl {

@@ -57,6 +57,10 @@ Ending runHost(const HostCoreConfig& config, HostPlatform::Settings settings, Se
   HostPlatform host(std::move(settings));
   const auto runtime = HostRuntime::make(config, host.platform());
   const auto menu = makeHostMenu(*runtime, host.platform(), [&host] { host.loop().quit(); });
+  if (menu)
+    runtime->observeNetwork([menu = std::weak_ptr(menu)] {
+      if (const auto service = menu.lock()) service->networkChanged();
+    });
   if (received) runtime->restore(std::move(*received));
   if (const auto started = runtime->start(); !started) {
     fmt::print(stderr, "quorl-host: failed to start server: {}\n", started.error().description);

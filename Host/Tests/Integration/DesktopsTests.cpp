@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostCore/Concurrency/SimulatedScheduler.h>
+#include <QuorlHostCore/Ports/Permissions.h>
+#include <QuorlHostCore/Ports/ScreenCapture.h>
 
 #include "Desktops.h"
 

@@ -123,12 +123,11 @@ TEST(HandOverTrial, aHostThatCannotReadWhatItIsGivenStartsWithoutAgents) {
   ::fcntl(file.get(), F_SETFD, 0);
   const std::uint16_t port = freePort();
   TemporaryFolder home;
-  HostProcess host({port,
-                    home.path(),
-                    {"--pin", "111111"},
-                    {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
-                    {},
-                    hostProgram()});
+  HostProcess host({.port = port,
+                    .home = home.path(),
+                    .options = {"--pin", "111111"},
+                    .environment = {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
+                    .launcher = {}});
   ASSERT_TRUE(host.listens()) << host.program().output();
   EXPECT_TRUE(host.program().waitForOutput("the agents were lost in the upgrade: version 2 instead of 1"));
   RawClient client(port);
@@ -143,12 +142,11 @@ TEST(HandOverTrial, agentsThatDoNotExistCountAsExited) {
   ::fcntl(file.get(), F_SETFD, 0);
   const std::uint16_t port = freePort();
   TemporaryFolder home;
-  HostProcess host({port,
-                    home.path(),
-                    {"--pin", "111111"},
-                    {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
-                    {},
-                    hostProgram()});
+  HostProcess host({.port = port,
+                    .home = home.path(),
+                    .options = {"--pin", "111111"},
+                    .environment = {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
+                    .launcher = {}});
   ASSERT_TRUE(host.listens()) << host.program().output();
   RawClient client(port);
   ASSERT_TRUE(client.pair("111111"));

@@ -29,7 +29,12 @@ class UpgradeTest : public ::testing::Test {
 
   void SetUp() override {
     install();
-    host.emplace(HostProcess::Settings{port, home.path(), {"--pin", "111111"}, {}, {}, program.string()});
+    host.emplace(HostProcess::Settings{.port = port,
+                                       .home = home.path(),
+                                       .options = {"--pin", "111111"},
+                                       .environment = {},
+                                       .launcher = {},
+                                       .program = program.string()});
     ASSERT_TRUE(host->listens()) << output();
     connect();
   }

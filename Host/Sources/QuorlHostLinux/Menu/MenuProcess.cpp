@@ -16,7 +16,7 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
+#include <QuorlHostPosix/ProcessDescriptor.h>
 
 namespace quorl {
 

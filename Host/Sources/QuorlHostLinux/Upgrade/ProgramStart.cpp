@@ -12,7 +12,7 @@
 
 #include <fmt/format.h>
 
-#include <QuorlHostLinux/Kernel/ProcessDescriptor.h>
+#include <QuorlHostPosix/ProcessDescriptor.h>
 #include <QuorlHostPosix/SystemError.h>
 
 namespace quorl {
