@@ -108,5 +108,55 @@ TEST(SlowSource, doesNotHoldUpThePopover) {
   menu->stop();
 }
 
+/// A login manager that hangs until the gate opens.
+class HangingLoginSessions final : public FakeLoginSessions {
+ public:
+  explicit HangingLoginSessions(Gate& gate)
+      : FakeLoginSessions("ada", std::make_shared<FakeConsole>()), gate_(gate) {}
+  std::optional<std::string> consoleUser() override {
+    gate_.pass();
+    return "ada";
+  }
+
+ private:
+  Gate& gate_;
+};
+
+TEST(SlowSource, isNotShownAsAFactBeforeItHasAnswered) {
+  LogRecorder log;
+  PoolScheduler pool;
+  SimulatedScheduler unused;
+  FakePlatform fakes(unused);
+  Gate gate;
+  Platform platform = fakes.platform();
+  platform.scheduler = &pool;
+  platform.loginSessions = std::make_shared<HangingLoginSessions>(gate);
+  HostCoreConfig config = HostCoreConfig::menuBar;
+  config.enableBackgroundServices = false;
+  config.multiUserPortHandoff = false;
+  config.enableRelay = false;
+  const auto runtime = HostRuntime::make(config, platform);
+  ASSERT_TRUE(runtime->start());
+  const auto surface = std::make_shared<CountingSurface>();
+  const auto menu = MenuService::make(pool,
+                                      {.port = config.port,
+                                       .server = runtime->server(),
+                                       .trustStore = runtime->trustStore(),
+                                       .pairing = runtime->pairing(),
+                                       .permissions = platform.permissions,
+                                       .machine = platform.machine,
+                                       .loginItem = nullptr,
+                                       .network = nullptr},
+                                      {.surface = surface, .notifier = nullptr, .quit = [] {}});
+  menu->start();
+  surface->say(menuAction::PanelOpened{});
+  gate.waitForReader();
+  EXPECT_TRUE(eventually([&] { return surface->newest().has_value(); }, std::chrono::seconds(30)));
+  EXPECT_EQ(surface->newest()->statusLine, "Waiting for a device…");
+  gate.release();
+  menu->stop();
+  runtime->stop();
+}
+
 }  // namespace
 }  // namespace quorl::test

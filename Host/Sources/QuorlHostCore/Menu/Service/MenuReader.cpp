@@ -16,21 +16,27 @@ using Update = std::function<void(MenuFacts&)>;
 Update readStore(const MenuSources& sources) {
   return [paired = sources.trustStore->trustedDevices().size(), pin = sources.pairing->pin(),
           magnify = sources.trustStore->settings().magnifyAsCommandScroll,
-          startAtLogin = sources.loginItem && sources.loginItem->installed(),
           name = sources.machine->computerName()](MenuFacts& facts) {
     facts.menu.pairedCount = paired;
     facts.menu.pin = pin;
     facts.menu.magnifyAsCommandScroll = magnify;
-    facts.menu.startAtLogin = startAtLogin;
     facts.computerName = name;
   };
 }
 
+Update readLoginItem(const MenuSources& sources) {
+  return [installed = sources.loginItem && sources.loginItem->installed()](MenuFacts& facts) {
+    facts.menu.startAtLogin = installed;
+  };
+}
+
+Update readPort(const MenuSources& sources) {
+  return [owns = sources.server->ownsPublicPort()](MenuFacts& facts) { facts.menu.ownsPort = owns; };
+}
+
 Update readConsole(const MenuSources& sources) {
-  return [user = sources.server->currentConsoleUser().value_or("login window"),
-          owns = sources.server->ownsPublicPort()](MenuFacts& facts) {
+  return [user = sources.server->currentConsoleUser().value_or("login window")](MenuFacts& facts) {
     facts.menu.consoleUser = user;
-    facts.menu.ownsPort = owns;
   };
 }
 
@@ -98,6 +104,10 @@ MenuReader::Update MenuReader::read(Group group, const MenuSources& sources) {
   switch (group) {
     case Group::store:
       return readStore(sources);
+    case Group::loginItem:
+      return readLoginItem(sources);
+    case Group::port:
+      return readPort(sources);
     case Group::console:
       return readConsole(sources);
     case Group::permissions:
@@ -113,6 +123,7 @@ MenuReader::Update MenuReader::read(Group group, const MenuSources& sources) {
 void MenuReader::keep(Group group, const Update& update) {
   queue_.assertCurrent();
   update(facts_);
+  known_[static_cast<std::size_t>(group)] = true;
   State& state = states_[static_cast<std::size_t>(group)];
   --reading_;
   if (std::exchange(state, State::idle) == State::readAgain) begin(group);

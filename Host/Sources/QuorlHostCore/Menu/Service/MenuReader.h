@@ -55,14 +55,19 @@ class MenuReader : public std::enable_shared_from_this<MenuReader> {
   /// Reads every source once more. A source that is being read is read again afterwards.
   void refresh();
   bool isReading() const { return reading_ > 0; }
+  /// Whether the facts without which the windows would show something false have been read once.
+  bool isUsable() const {
+    return isKnown(Group::store) && isKnown(Group::port) && isKnown(Group::permissions);
+  }
   const MenuFacts& facts() const { return facts_; }
 
  private:
-  enum class Group : std::uint8_t { store, console, permissions, network, clients };
-  static constexpr std::size_t groups = 5;
+  enum class Group : std::uint8_t { store, loginItem, port, console, permissions, network, clients };
+  static constexpr std::size_t groups = 7;
   enum class State : std::uint8_t { idle, reading, readAgain };
   using Update = std::function<void(MenuFacts&)>;
 
+  bool isKnown(Group group) const { return known_[static_cast<std::size_t>(group)]; }
   void begin(Group group);
   void keep(Group group, const Update& update);
   static Update read(Group group, const MenuSources& sources);
@@ -71,6 +76,7 @@ class MenuReader : public std::enable_shared_from_this<MenuReader> {
   const std::shared_ptr<const MenuSources> sources_;
   const std::function<void()> arrived_;
   std::array<State, groups> states_{};
+  std::array<bool, groups> known_{};
   std::size_t reading_ = 0;
   MenuFacts facts_;
 };

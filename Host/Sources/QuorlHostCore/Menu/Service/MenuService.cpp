@@ -227,7 +227,9 @@ void MenuService::factsArrived() {
   push();
 }
 
+// Once the facts are usable, `factsArrived` is called and pushes.
 void MenuService::push() {
+  if (!reader_->isUsable()) return;
   const MenuFacts& facts = reader_->facts();
   const Date now = queue_.scheduler().date();
   MenuSnapshot snapshot;
