@@ -233,7 +233,11 @@ void StreamSession::makeCapture() {
 
 void StreamSession::handleStarted(const Started& result) {
   queue_.assertCurrent();
-  if (!result) return failTarget({"stream.start", result.error().description});
+  if (!result) {
+    const WireError error{"stream.start", result.error().description};
+    // Only a window that has gone meanwhile is worth another start.
+    return showsWindow() && window_.place().isLost ? failTarget(error) : fail(error);
+  }
   startedAt_ = queue_.now();
   announceStarted();
   if (showsWindow() && window_.isControlled())

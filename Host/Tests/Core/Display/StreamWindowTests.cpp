@@ -274,12 +274,24 @@ TEST_F(StreamWindowTest, goesOnWhenTheFrontWindowClosesDuringTheSetUp) {
   EXPECT_EQ(std::get<ApplicationFilter>(screen_->lastStream().filter).pid, 42);
 }
 
-TEST_F(StreamWindowTest, endsAStreamWhoseApplicationNeverKeepsAWindow) {
+TEST_F(StreamWindowTest, failsAtOnceWhenTheCaptureOfAnApplicationDoesNotStart) {
   addNotes();
   screen_->startError = PortError{"not mapped", 0};
   startApp();
-  advance(seconds(30));
   expectFailure("stream.start", "not mapped");
+  advance(seconds(30));
+  EXPECT_EQ(screen_->streams().size(), 1U);
+}
+
+TEST_F(StreamWindowTest, endsAStreamWhoseApplicationNeverKeepsAWindow) {
+  addNotes();
+  startApp();
+  for (int round = 0; round < 11; ++round) {
+    EXPECT_THAT(errors(), IsEmpty());
+    endCapture();
+    advance(milliseconds(300));
+  }
+  EXPECT_EQ(errors().size(), 1U);
   EXPECT_EQ(screen_->streams().size(), 11U);
 }
 
