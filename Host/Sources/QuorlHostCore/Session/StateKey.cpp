@@ -27,6 +27,8 @@ std::optional<StateKey> stateKeyOf(const ControlMessage& message) {
         if constexpr (isWholeState<Case>) return StateKey{.messageCase = message.index()};
         if constexpr (std::is_same_v<Case, message::AgentEvent>) {
           const AgentEvent& event = value._0;
+          // Each is news of its own.
+          if (std::holds_alternative<agentEvent::Attention>(event)) return std::nullopt;
           const UUID agent = std::visit(
               [](const auto& happened) {
                 if constexpr (requires { happened.id; })

@@ -159,6 +159,22 @@ TEST_F(SlowClientTest, losesNoMessageThatCounts) {
   for (std::uint32_t number = 0; number < 500; ++number) EXPECT_EQ(states[number].streamID, number);
 }
 
+TEST_F(SlowClientTest, getsEachAttentionOfAnAgent) {
+  FakeClient client = connectAuthenticated();
+  client.peer->setReading(false);
+  connection_->sendFrame(frameOfSize(SendPath::transportShare), Droppable::no);
+  const UUID agent{{1}};
+  for (const char* body : {"May I delete it?", "finished"}) {
+    const ControlMessage message = message::AgentEvent{agentEvent::Attention{agent, "Agent", body}};
+    connection_->sendState(*OutgoingFrame::control(message), stateKeyOf(message));
+  }
+  simulation_.runReady();
+  client.peer->setReading(true);
+  simulation_.runReady();
+  client.settle();
+  EXPECT_EQ(client.all<message::AgentEvent>().size(), 2U);
+}
+
 TEST_F(SlowClientTest, answersAFloodOfQuestionsOnce) {
   FakeClient client = connectAuthenticated();
   client.peer->setReading(false);
