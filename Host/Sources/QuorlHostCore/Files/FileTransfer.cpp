@@ -58,8 +58,8 @@ void FileTransfer::handleOffer(FileOffer offer, std::weak_ptr<StreamOutputSink> 
 
 void FileTransfer::accept(const FileOffer& offer, const std::weak_ptr<StreamOutputSink>& from) {
   if (isAborted_) return;
+  auto transfer = begin(offer);  // an unfinished file of the same transfer still has its name
   transfers_.erase(offer.transferID);
-  auto transfer = begin(offer);
   if (!transfer) {
     Log::file.error(fmt::format("file offer failed: {}", transfer.error().description));
     return send(from, message::FileAccept{{.transferID = offer.transferID, .accepted = false}});
@@ -72,7 +72,7 @@ void FileTransfer::accept(const FileOffer& offer, const std::weak_ptr<StreamOutp
 }
 
 std::expected<FileTransfer::Transfer, PortError> FileTransfer::begin(const FileOffer& offer) {
-  if (transfers_.size() >= mostIncoming)
+  if (transfers_.size() - transfers_.count(offer.transferID) >= mostIncoming)
     return std::unexpected(PortError{fmt::format("more than {} unfinished files", mostIncoming)});
   const std::string folder = downloads();
   // First: in a missing folder every name is free, also one that no folder can have.

@@ -164,6 +164,14 @@ TEST_F(FileReceiveTest, anOfferUnderALiveIDRemovesTheFirstPartialFile) {
   EXPECT_THAT(files_->namesIn(downloads), ElementsAre("second"));
 }
 
+TEST_F(FileReceiveTest, anOfferUnderALiveIDDoesNotTakeTheNameOfThePartialFile) {
+  offer(firstID, "report.pdf", 6);
+  offer(firstID, "report.pdf", 1);
+  chunk(firstID, 0, "x");
+  done(firstID, "x");
+  EXPECT_THAT(files_->namesIn(downloads), ElementsAre("report 2.pdf"));
+}
+
 TEST_F(FileReceiveTest, chunksMayComeInAnyOrderAndRepeat) {
   offer(firstID, "a", 9);
   chunk(firstID, 6, "ghi");
