@@ -13,6 +13,7 @@
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Ports/Pasteboard.h>
 #include <QuorlKit/Models/Models.h>
+#include <QuorlKit/WireProtocol.h>
 
 namespace quorl {
 
@@ -30,8 +31,8 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
  public:
   static constexpr std::chrono::seconds pollInterval{1};
   static constexpr std::size_t maxImageSize = 5'242'880;
-  /// More than this cannot be a message, whose frame is limited too.
-  static constexpr std::size_t maxTextSize = 16 * 1'048'576;
+  /// More cannot be a message. What becomes too long as JSON is not sent either.
+  static constexpr std::size_t maxTextSize = WireProtocol::maxFrameLength;
   /// A TIFF may be many times as large as its PNG.
   static constexpr std::size_t maxTIFFSize = 64 * std::size_t{1'048'576};
 
