@@ -59,23 +59,28 @@ Peer startHost(const std::string& program, const std::string& folder, std::uint1
           {relay, "/p/" + std::to_string(backend), fmt::format("x-quorl-token: {}\r\n", token)}};
 }
 
-Peer startNginx(const std::string& folder, std::uint16_t backend) {
+enum class Reuse { no, yes };  // of the connections to the web service
+
+Peer startNginx(const std::string& folder, std::uint16_t backend, Reuse reuse) {
   const std::uint16_t port = freePort();
-  writeFile(folder + "/nginx.conf",
-            fmt::format(
-                "worker_processes auto; pid {0}/nginx.pid; error_log {0}/nginx.err; daemon off;\n"
-                "events {{ worker_connections 8192; }}\n"
-                "http {{ access_log off; keepalive_requests 100000000;\n"
-                " upstream backend {{ server 127.0.0.1:{1}; keepalive 128; keepalive_requests 100000000; }}\n"
-                " server {{ listen 127.0.0.1:{2};\n"
-                "  location / {{ proxy_pass http://backend; proxy_http_version 1.1;\n"
-                "   proxy_set_header Upgrade $http_upgrade; proxy_set_header Connection $http_connection;\n"
-                "   proxy_set_header Host $host; }} }} }}\n",
-                folder, backend, port));
-  return {"nginx",
-          std::make_unique<Program>(std::vector<std::string>{"nginx", "-c", folder + "/nginx.conf", "-e",
-                                                             folder + "/nginx.err", "-p", folder},
-                                    std::vector<std::string>{}, folder + "/nginx.log"),
+  const std::string name = reuse == Reuse::yes ? "nginx reusing" : "nginx";
+  const std::string files = folder + (reuse == Reuse::yes ? "/nginx-reusing" : "/nginx");
+  writeFile(
+      files + ".conf",
+      fmt::format("worker_processes auto; pid {0}.pid; error_log {0}.err; daemon off;\n"
+                  "events {{ worker_connections 8192; }}\n"
+                  "http {{ access_log off; keepalive_requests 100000000;\n"
+                  " upstream backend {{ server 127.0.0.1:{1}; {3} }}\n"
+                  " server {{ listen 127.0.0.1:{2};\n"
+                  "  location / {{ proxy_pass http://backend; proxy_http_version 1.1;\n"
+                  "   proxy_set_header Upgrade $http_upgrade; proxy_set_header Connection $http_connection;\n"
+                  "   proxy_set_header Host $host; }} }} }}\n",
+                  files, backend, port,
+                  reuse == Reuse::yes ? "keepalive 128; keepalive_requests 100000000;" : ""));
+  return {name,
+          std::make_unique<Program>(
+              std::vector<std::string>{"nginx", "-c", files + ".conf", "-e", files + ".err", "-p", folder},
+              std::vector<std::string>{}, files + ".log"),
           {port, "", ""}};
 }
 
@@ -160,7 +165,8 @@ int main(int argc, char** argv) {
   std::vector<Peer> peers;
   peers.push_back({"direct", nullptr, {backendPort, "", ""}});
   peers.push_back(startHost(argv[1], folder, backendPort));
-  peers.push_back(startNginx(folder, backendPort));
+  peers.push_back(startNginx(folder, backendPort, Reuse::no));
+  peers.push_back(startNginx(folder, backendPort, Reuse::yes));
   peers.push_back(startHAProxy(folder, backendPort));
   Samples samples;
   try {
@@ -172,7 +178,7 @@ int main(int argc, char** argv) {
     }
     for (const auto& [row, values] : samples) {
       fmt::print("{}\n", row);
-      for (const auto& [name, all] : values) fmt::print("  {:12} {:10.0f}\n", name, median(all));
+      for (const auto& [name, all] : values) fmt::print("  {:14} {:10.0f}\n", name, median(all));
     }
     measureIdlePipes(peers[1], 1000);
   } catch (const std::exception& error) {
