@@ -4,6 +4,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <chrono>
+
 #include <Integration/UpgradeFixture.h>
 #include <QuorlHostCore/Handover/HandOver.h>
 #include <QuorlHostLinux/Upgrade/MemoryFile.h>
@@ -138,7 +140,10 @@ TEST(HandOverTrial, aHostThatCannotReadWhatItIsGivenStartsWithoutAgents) {
 }
 
 TEST(HandOverTrial, agentsThatDoNotExistCountAsExited) {
-  Descriptor file = sealedMemoryFile(HandOverFormat::encode(HandOverFormat::sample()));
+  HandOver handOver = HandOverFormat::sample();
+  const std::chrono::duration<double> now = std::chrono::system_clock::now().time_since_epoch();
+  for (auto& agent : handOver.agents.spawned) agent.session.lastOutput = Date{now.count()};  // old ones go
+  Descriptor file = sealedMemoryFile(HandOverFormat::encode(handOver));
   ::fcntl(file.get(), F_SETFD, 0);
   const std::uint16_t port = freePort();
   TemporaryFolder home;

@@ -229,6 +229,19 @@ TEST_F(HostRuntimeTest, givesAgentsThreeSecondsToEndAndReportsTheLastEnd) {
   EXPECT_FALSE(quick->isReleased || stubborn->isReleased);
 }
 
+TEST_F(HostRuntimeTest, endsAgentsWithoutBackgroundServicesToo) {
+  config_.enableBackgroundServices = false;
+  run();
+  FakeClient client = join();
+  ASSERT_TRUE(client.pair("123456"));
+  client.send(message::AgentCommand{
+      agentCommand::Spawn{{.displayName = "agent", .command = "agent", .workingDirectory = "~", .env = {}}}});
+  ASSERT_EQ(platform_.pseudoTerminals->children.size(), 1U);
+  runtime_->stop();
+  simulation_.runReady();
+  EXPECT_EQ(platform_.pseudoTerminals->children[0]->terminations, 1);
+}
+
 TEST_F(HostRuntimeTest, endsAtOnceWithoutAgents) {
   run();
   bool haveEnded = false;
