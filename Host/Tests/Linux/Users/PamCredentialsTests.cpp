@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/Users/PamCredentials.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -19,11 +22,24 @@ namespace {
 
 constexpr const char* rightPassword = "Right-Pä$$ \"1\"";
 
+// Deletes the accounts of earlier runs that were killed: their names end in the number of a process that is
+// gone.
+void deleteLeftOver(const std::string& prefix) {
+  std::vector<std::string> names;
+  ::setpwent();
+  while (const passwd* record = ::getpwent()) names.emplace_back(record->pw_name);
+  ::endpwent();
+  for (const auto& name : names) {
+    const int process = name.starts_with(prefix) ? std::atoi(name.c_str() + prefix.size()) : 0;
+    if (process > 0 && ::kill(process, 0) != 0 && errno == ESRCH) outputOf({"/usr/sbin/userdel", name});
+  }
+}
+
 /// An account that exists during the test.
 class ThrowAwayUser {
  public:
-  explicit ThrowAwayUser(const std::string& prefix)
-      : name(fmt::format("{}{}", prefix, ::getpid() % 100'000)) {
+  explicit ThrowAwayUser(const std::string& prefix) : name(fmt::format("{}{}", prefix, ::getpid())) {
+    deleteLeftOver(prefix);
     outputOf({"/usr/sbin/useradd", "--no-create-home", "--shell", "/bin/sh", name});
     TemporaryFolder folder;
     std::ofstream(folder.path() / "passwords") << name << ':' << rightPassword << '\n';
