@@ -139,5 +139,6 @@ int main(int argc, char** argv) {
   protectSecrets();
   returnLargeBlocksWhenFreed();
   Log::setSink(std::make_shared<SystemLogSink>());
+  Log::app.info("quorl-host " QUORL_VERSION);
   return runUntilTheEnd(options, argc > 0 ? argv[0] : "", upgrade);
 }
