@@ -91,7 +91,8 @@ TEST(Permissions, nameTheLimitsOfAWaylandSession) {
   X11Permissions permissions(CountedName{});
   ::setenv("XDG_SESSION_TYPE", "wayland", 1);
   EXPECT_EQ(permissions.limitation(),
-            "This is a Wayland session. Quorl shows and controls X11 applications only.");
+            "This is a Wayland session. Quorl shows and controls X11 applications only. "
+            "For the whole desktop choose Xorg at the login screen.");
   ::setenv("XDG_SESSION_TYPE", "x11", 1);
   EXPECT_EQ(permissions.limitation(), "");
   ::unsetenv("XDG_SESSION_TYPE");

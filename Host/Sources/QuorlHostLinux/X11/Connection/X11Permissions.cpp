@@ -40,7 +40,8 @@ std::string X11Permissions::screenCaptureObstacle() {
 std::string X11Permissions::limitation() {
   const char* type = std::getenv("XDG_SESSION_TYPE");
   if (type == nullptr || std::string_view(type) != "wayland") return {};
-  return "This is a Wayland session. Quorl shows and controls X11 applications only.";
+  return "This is a Wayland session. Quorl shows and controls X11 applications only. "
+         "For the whole desktop choose Xorg at the login screen.";
 }
 
 std::string X11Permissions::obstacle(Answers permission, Answers first, const char* firstName, Answers second,
