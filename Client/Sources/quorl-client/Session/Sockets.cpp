@@ -74,7 +74,8 @@ Outcome<std::vector<Endpoint>> resolve(const HostAddress& address, Waiter& waite
   if (pending->result.status != 0)
     return failed(ExitCode::unreachable,
                   fmt::format("{} cannot be found: {}", address.host, ::gai_strerror(pending->result.status)),
-                  "Check the spelling, or use an address: the host's setup window and 'quorl_client discover' show it.");
+                  "Check the spelling, or use an address: the host's setup window and 'quorl_client "
+                  "discover' show it.");
   return pending->result.endpoints;
 }
 
