@@ -82,7 +82,7 @@ PopoverPanel::PopoverPanel(Handlers handlers)
 }
 
 std::function<void()> PopoverPanel::acting(MenuAction action) const {
-  return [this, action = std::move(action)] { handlers_.act(action); };
+  return [this, action] { handlers_.act(action); };
 }
 
 QWidget* PopoverPanel::makeHeader() {
