@@ -118,18 +118,23 @@ TEST(HandOverTrial, aVersionAcceptsItsOwnFormOnly) {
   EXPECT_EQ(answerTo(sample, false), 87) << "only the host makes sealed files";
 }
 
+/// A host that is started as the version after the one that left this file.
+HostProcess::Settings takingOver(int file, std::uint16_t port, const TemporaryFolder& home) {
+  ::fcntl(file, F_SETFD, 0);
+  return {.port = port,
+          .home = home.path(),
+          .options = {"--pin", "111111"},
+          .environment = {"QUORL_HOST_HANDOVER=take:" + std::to_string(file)},
+          .launcher = {}};
+}
+
 TEST(HandOverTrial, aHostThatCannotReadWhatItIsGivenStartsWithoutAgents) {
   Bytes other = HandOverFormat::encode(HandOverFormat::sample());
   other[4] = 2;
   Descriptor file = sealedMemoryFile(other);
-  ::fcntl(file.get(), F_SETFD, 0);
   const std::uint16_t port = freePort();
   TemporaryFolder home;
-  HostProcess host({.port = port,
-                    .home = home.path(),
-                    .options = {"--pin", "111111"},
-                    .environment = {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
-                    .launcher = {}});
+  HostProcess host(takingOver(file.get(), port, home));
   ASSERT_TRUE(host.listens()) << host.program().output();
   EXPECT_TRUE(host.program().waitForOutput("the agents were lost in the upgrade: version 2 instead of 1"));
   RawClient client(port);
@@ -144,14 +149,9 @@ TEST(HandOverTrial, agentsThatDoNotExistCountAsExited) {
   const std::chrono::duration<double> now = std::chrono::system_clock::now().time_since_epoch();
   for (auto& agent : handOver.agents.spawned) agent.session.lastOutput = Date{now.count()};  // old ones go
   Descriptor file = sealedMemoryFile(HandOverFormat::encode(handOver));
-  ::fcntl(file.get(), F_SETFD, 0);
   const std::uint16_t port = freePort();
   TemporaryFolder home;
-  HostProcess host({.port = port,
-                    .home = home.path(),
-                    .options = {"--pin", "111111"},
-                    .environment = {"QUORL_HOST_HANDOVER=take:" + std::to_string(file.get())},
-                    .launcher = {}});
+  HostProcess host(takingOver(file.get(), port, home));
   ASSERT_TRUE(host.listens()) << host.program().output();
   RawClient client(port);
   ASSERT_TRUE(client.pair("111111"));

@@ -9,7 +9,6 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <future>
 #include <thread>
@@ -18,31 +17,10 @@
 #include <fmt/format.h>
 
 #include <QuorlUnix/Descriptor.h>
+#include <QuorlUnix/SpawnAttributes.h>
 
 namespace quorl::client {
 namespace {
-
-/// The client blocks and ignores signals that its children need.
-class OrdinarySignals {
- public:
-  OrdinarySignals() {
-    sigset_t signals;
-    posix_spawnattr_init(&attributes_);
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&attributes_, &signals);
-    sigaddset(&signals, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes_, &signals);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  }
-  OrdinarySignals(const OrdinarySignals&) = delete;
-  OrdinarySignals& operator=(const OrdinarySignals&) = delete;
-  ~OrdinarySignals() { posix_spawnattr_destroy(&attributes_); }
-
-  const posix_spawnattr_t* get() const { return &attributes_; }
-
- private:
-  posix_spawnattr_t attributes_{};
-};
 
 int exitStatusOf(pid_t process) {
   int status = 0;
@@ -73,9 +51,9 @@ Outcome<int> awaitExit(pid_t process, Waiter& waiter) {
 
 Outcome<void> openInBrowser(const std::string& url, Waiter& waiter) {
   const std::array<const char*, 3> arguments{"xdg-open", url.c_str(), nullptr};
-  const OrdinarySignals signals;
+  const SpawnAttributes attributes;
   pid_t process = -1;
-  const int error = ::posix_spawnp(&process, arguments[0], nullptr, signals.get(),
+  const int error = ::posix_spawnp(&process, arguments[0], nullptr, attributes.get(),
                                    const_cast<char* const*>(arguments.data()), environ);
   if (error != 0)
     return failed(ExitCode::failure, fmt::format("xdg-open cannot be started: {}", std::strerror(error)),

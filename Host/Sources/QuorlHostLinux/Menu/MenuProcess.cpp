@@ -17,34 +17,14 @@
 #include <fmt/format.h>
 
 #include <QuorlHostPosix/ProcessDescriptor.h>
+#include <QuorlUnix/SpawnAttributes.h>
 
 namespace quorl {
 
 namespace {
 
-/// The attributes of posix_spawn(3): default signals, nothing blocked.
-class SpawnAttributes {
- public:
-  SpawnAttributes() {
-    ::posix_spawnattr_init(&value_);
-    sigset_t all;
-    sigfillset(&all);
-    ::posix_spawnattr_setsigdefault(&value_, &all);
-    sigset_t none;
-    sigemptyset(&none);
-    ::posix_spawnattr_setsigmask(&value_, &none);
-    ::posix_spawnattr_setflags(&value_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-  }
-  SpawnAttributes(const SpawnAttributes&) = delete;
-  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-  ~SpawnAttributes() { ::posix_spawnattr_destroy(&value_); }
-  const posix_spawnattr_t* get() const { return &value_; }
-
- private:
-  posix_spawnattr_t value_{};
-};
-
-/// Its file actions: `input` becomes standard input, everything above standard error is closed.
+/// The file actions of posix_spawn(3): `input` becomes standard input, everything above standard error is
+/// closed.
 class SpawnFiles {
  public:
   SpawnFiles(int input, MenuProcess::Errors errors) {

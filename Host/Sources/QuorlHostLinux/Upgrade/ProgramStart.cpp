@@ -14,6 +14,7 @@
 
 #include <QuorlHostPosix/ProcessDescriptor.h>
 #include <QuorlHostPosix/SystemError.h>
+#include <QuorlUnix/SpawnAttributes.h>
 
 namespace quorl {
 
@@ -29,24 +30,14 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 // The child has the standard streams, without input, and the file; its signals have their default action.
 int spawn(pid_t& pid, ProgramStart program, int file) {
   posix_spawn_file_actions_t actions{};
-  posix_spawnattr_t attributes{};
   ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawnattr_init(&attributes);
   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   ::posix_spawn_file_actions_adddup2(&actions, file, trialDescriptor);
   ::posix_spawn_file_actions_addclosefrom_np(&actions, trialDescriptor + 1);
-  sigset_t all;
-  sigset_t none;
-  ::sigfillset(&all);
-  ::sigemptyset(&none);
-  ::posix_spawnattr_setsigdefault(&attributes, &all);
-  ::posix_spawnattr_setsigmask(&attributes, &none);
-  ::posix_spawnattr_setflags(&attributes,
-                             POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+  const SpawnAttributes attributes(POSIX_SPAWN_SETSID);
   const int error =
-      ::posix_spawn(&pid, program.path.c_str(), &actions, &attributes, pointersTo(program.arguments).data(),
-                    pointersTo(program.environment).data());
-  ::posix_spawnattr_destroy(&attributes);
+      ::posix_spawn(&pid, program.path.c_str(), &actions, attributes.get(),
+                    pointersTo(program.arguments).data(), pointersTo(program.environment).data());
   ::posix_spawn_file_actions_destroy(&actions);
   return error;
 }
