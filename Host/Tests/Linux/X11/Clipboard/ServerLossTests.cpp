@@ -105,8 +105,11 @@ TEST_F(ServerLossTest, whatAnotherProgramCopiesAfterTheRestartIsNotReplaced) {
 
 TEST_F(ServerLossTest, aServerThatDiesDuringAReadEndsIt) {
   connect();
+  const auto before = pasteboard.changeCount();
   std::optional<ScriptedOwner> owner;
   owner.emplace(first->display(), ScriptedOwner::Script{{"UTF8_STRING", {.isSilent = true}}});
+  // Until the change is noticed, a read returns the content offered before.
+  ASSERT_TRUE(eventually([&] { return pasteboard.changeCount() > before; }, seconds(30)));
   std::atomic<bool> isUnreadable{false};
   pasteboard.read(PasteboardType::text, 100, [&](ReadResult result) {
     isUnreadable = result == ReadResult(std::unexpected(PasteboardFailure::unreadable));
