@@ -47,13 +47,14 @@ ButtonTypes typesOf(PointerButton button) {
 }
 
 std::uint64_t eventFlagsOf(WireModifiers modifiers) {
-  static constexpr std::array<std::pair<WireModifiers, std::uint64_t>, 6> table{{
+  static constexpr std::array<std::pair<WireModifiers, std::uint64_t>, 7> table{{
       {WireModifiers::capsLock, eventFlags::capsLock},
       {WireModifiers::shift, eventFlags::shift},
       {WireModifiers::control, eventFlags::control},
       {WireModifiers::option, eventFlags::option},
       {WireModifiers::command, eventFlags::command},
       {WireModifiers::function, eventFlags::function},
+      {WireModifiers::asPressed, eventFlags::asPressed},
   }};
   std::uint64_t flags = 0;
   for (const auto& [modifier, flag] : table)

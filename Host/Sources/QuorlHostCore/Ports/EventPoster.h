@@ -35,6 +35,8 @@ inline constexpr std::uint64_t control = 0x40000;
 inline constexpr std::uint64_t option = 0x80000;
 inline constexpr std::uint64_t command = 0x100000;
 inline constexpr std::uint64_t function = 0x800000;
+/// Not one of `CGEventFlags`, which have 32 bits: no flag is to be translated to another platform's keyboard.
+inline constexpr std::uint64_t asPressed = 0x1'0000'0000;
 }  // namespace eventFlags
 
 struct MouseEvent {

@@ -193,6 +193,11 @@ TEST_F(InputInjectorTest, passesKeysOnAsTheyAre) {
   EXPECT_THAT(posted(), ElementsAre(KeyboardEvent{.keyCode = 0x37, .down = true, .flags = 0x100000}));
 }
 
+TEST_F(InputInjectorTest, passesOnThatAKeyboardIsAPCs) {
+  injector_->key(0x37, true, WireModifiers::command | WireModifiers::asPressed);
+  EXPECT_THAT(posted(), ElementsAre(KeyboardEvent{.keyCode = 0x37, .down = true, .flags = 0x1'0010'0000}));
+}
+
 TEST_F(InputInjectorTest, typesFortyFiveLettersInThreeChunks) {
   const std::string text(45, 'x');
   injector_->insertText(text);

@@ -8,9 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostLinux/X11/Input/InputPlanner.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/SpareKeys.h>
 #include <QuorlHostLinux/X11/Input/TextKeysyms.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 
 namespace quorl {
 namespace {
@@ -291,6 +291,35 @@ TEST(InputPlanner, leavesNothingDownAfterAnySequence) {
   }
 }
 
+TEST(InputPlanner, pressesSuperAtOnceForAPCKeyboard) {
+  InputPlanner planner;
+  constexpr auto super = eventFlags::command | eventFlags::asPressed;
+  EXPECT_EQ(planner.plan(key(keyCode::command, true, super)), (Actions{keyDown(keyCode::command)}));
+  EXPECT_EQ(planner.plan(key(letterC, true, super)), (Actions{keyDown(letterC)}));
+  EXPECT_EQ(planner.plan(key(letterC, false, super)), (Actions{keyUp(letterC)}));
+  EXPECT_EQ(planner.plan(key(keyCode::command, false, eventFlags::asPressed)),
+            (Actions{keyUp(keyCode::command)}));
+}
+
+TEST(InputPlanner, translatesNoShortcutOfAPCKeyboard) {
+  InputPlanner planner;
+  constexpr auto alt = eventFlags::option | eventFlags::asPressed;
+  EXPECT_EQ(planner.plan(key(keyCode::leftArrow, true, alt)),
+            (Actions{keyDown(keyCode::option), keyDown(keyCode::leftArrow)}));
+  EXPECT_EQ(planner.plan(key(keyCode::leftArrow, false, eventFlags::asPressed)),
+            (Actions{keyUp(keyCode::leftArrow), keyUp(keyCode::option)}));
+  constexpr auto super = eventFlags::command | eventFlags::asPressed;
+  EXPECT_EQ(planner.plan(mouse(leftDown, super)), (Actions{at(10, 20), keyDown(keyCode::command), press(1)}));
+  EXPECT_EQ(planner.plan(mouse(leftUp, super)), (Actions{at(10, 20), release(1), keyUp(keyCode::command)}));
+  EXPECT_FALSE(InputPlanner::dependsOnProgram(key(letterC, true, super)));
+}
+
+TEST(InputPlanner, releasesSuperOfAPCKeyboardForAClientThatLeft) {
+  InputPlanner planner;
+  planner.plan(key(keyCode::command, true, eventFlags::command | eventFlags::asPressed));
+  EXPECT_EQ(planner.plan(key(keyCode::command, false)), (Actions{keyUp(keyCode::command)}));
+}
+
 TEST(ScrollAccumulator, keepsTheRemainderUntilTheDirectionChanges) {
   ScrollAccumulator accumulator(30);
   EXPECT_EQ(accumulator.add(29), 0);
@@ -307,25 +336,6 @@ TEST(ScrollAccumulator, ignoresDistancesThatAreNotNumbers) {
   EXPECT_EQ(accumulator.add(std::nan("")), 0);
   EXPECT_EQ(accumulator.add(std::numeric_limits<double>::infinity()), 0);
   EXPECT_EQ(accumulator.add(30), 1);
-}
-
-TEST(KeyCodes, namesEachOfTheHundredAndTwentyKeysOnce) {
-  std::set<std::uint16_t> codes;
-  for (const auto& entry : keyCodeTable()) {
-    EXPECT_TRUE(codes.insert(entry.code).second) << entry.code;
-    EXPECT_LE(entry.xkbName.size(), 4U);
-  }
-  EXPECT_EQ(codes.size(), 120U);
-  EXPECT_FALSE(xkbKeyName(0x7F).has_value());
-  EXPECT_FALSE(xkbKeyName(0xFFFF).has_value());
-}
-
-TEST(KeyCodes, knowsTheKeypadsCharacters) {
-  EXPECT_TRUE(isKeypadCharacter(0x52));
-  EXPECT_TRUE(isKeypadCharacter(0x5C));
-  EXPECT_TRUE(isKeypadCharacter(0x41));
-  EXPECT_FALSE(isKeypadCharacter(0x4C));
-  EXPECT_FALSE(isKeypadCharacter(0x5A));
 }
 
 TEST(TextKeysyms, namesCharactersAndTheKeysOfControlCharacters) {

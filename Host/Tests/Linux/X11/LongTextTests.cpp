@@ -12,8 +12,8 @@
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
 #include <QuorlHostCore/Input/InputInjector.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/XTestPoster.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 #include <Support/FakePermissions.h>
 #include <Support/XServerFixture.h>
 

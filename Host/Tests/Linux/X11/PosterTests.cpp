@@ -7,8 +7,8 @@
 
 #include <QuorlHostLinux/X11/Connection/X11Permissions.h>
 #include <QuorlHostLinux/X11/Connection/XkbRequests.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/XTestPoster.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 

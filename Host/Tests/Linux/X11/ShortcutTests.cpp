@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostLinux/X11/Input/InputPlanner.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 
 namespace quorl {
 namespace {

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/XTestPoster.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 #include <Support/Eventually.h>
 #include <Support/XServerFixture.h>
 

@@ -22,6 +22,8 @@ struct WireModifiers {
   static const WireModifiers option;
   static const WireModifiers command;
   static const WireModifiers function;
+  /// Not a modifier: the others come from a PC keyboard and mean themselves. Command is Super.
+  static const WireModifiers asPressed;
 
   constexpr bool contains(WireModifiers other) const { return (rawValue & other.rawValue) == other.rawValue; }
   constexpr WireModifiers operator|(WireModifiers other) const { return {rawValue | other.rawValue}; }
@@ -34,6 +36,7 @@ inline constexpr WireModifiers WireModifiers::control{0x04};
 inline constexpr WireModifiers WireModifiers::option{0x08};
 inline constexpr WireModifiers WireModifiers::command{0x10};
 inline constexpr WireModifiers WireModifiers::function{0x20};
+inline constexpr WireModifiers WireModifiers::asPressed{0x80000000};
 
 enum class PointerButton : std::uint8_t { left = 0, right = 1, middle = 2 };
 enum class PointerPhase : std::uint8_t { down = 0, moved = 1, up = 2, hover = 3 };

@@ -5,7 +5,7 @@
 #include <array>
 #include <cmath>
 
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 
 namespace quorl {
 
@@ -85,6 +85,15 @@ int coordinate(double value) {
   return static_cast<int>(std::floor(std::clamp(value, -32'768.0, 32'767.0)));
 }
 
+/// The client has a PC keyboard: nothing is translated.
+bool isAsPressed(std::uint64_t flags) {
+  return (flags & eventFlags::asPressed) != 0;
+}
+
+std::uint64_t flagsForPointer(std::uint64_t flags) {
+  return isAsPressed(flags) ? flags : pointerFlagsFor(flags);
+}
+
 std::uint64_t modifierFlagOf(std::uint16_t code) {
   const auto found =
       std::ranges::find_if(modifiers, [code](const auto& modifier) { return modifier.has(code); });
@@ -99,8 +108,8 @@ std::vector<InputAction> InputPlanner::plan(const MouseEvent& event) {
   const auto [change, number] = changeOf(event.type);
   switch (change) {
     case Change::down:
-      useCommand(event.flags, pointerFlagsFor(event.flags));
-      syncModifiers(actions, pointerFlagsFor(event.flags), Pressing::allowed);
+      useCommand(event.flags, flagsForPointer(event.flags));
+      syncModifiers(actions, flagsForPointer(event.flags), Pressing::allowed);
       if (buttons_.insert(number).second) actions.push_back(button(number, true));
       break;
     case Change::up:
@@ -111,8 +120,8 @@ std::vector<InputAction> InputPlanner::plan(const MouseEvent& event) {
       if (buttons_.empty()) {
         syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden);
       } else {
-        useCommand(event.flags, pointerFlagsFor(event.flags));
-        syncModifiers(actions, pointerFlagsFor(event.flags), Pressing::allowed);
+        useCommand(event.flags, flagsForPointer(event.flags));
+        syncModifiers(actions, flagsForPointer(event.flags), Pressing::allowed);
       }
       break;
     case Change::none:
@@ -138,8 +147,8 @@ std::vector<InputAction> InputPlanner::plan(const ScrollEvent& event) {
   const int up = stepsOf(event, true);
   const int left = stepsOf(event, false);
   if (up != 0 || left != 0) {
-    useCommand(event.flags, pointerFlagsFor(event.flags));
-    syncModifiers(actions, pointerFlagsFor(event.flags), Pressing::allowed);
+    useCommand(event.flags, flagsForPointer(event.flags));
+    syncModifiers(actions, flagsForPointer(event.flags), Pressing::allowed);
   } else {
     syncModifiers(actions, keptFlags(event.flags), Pressing::forbidden);
   }
@@ -157,7 +166,8 @@ std::vector<InputAction> InputPlanner::plan(const ScrollEvent& event) {
 }
 
 bool InputPlanner::dependsOnProgram(const KeyboardEvent& event) {
-  return event.down && (event.flags & (eventFlags::command | eventFlags::option)) != 0 &&
+  return event.down && !isAsPressed(event.flags) &&
+         (event.flags & (eventFlags::command | eventFlags::option)) != 0 &&
          modifierFlagOf(event.keyCode) == 0;
 }
 
@@ -165,7 +175,7 @@ std::vector<InputAction> InputPlanner::plan(const KeyboardEvent& event, FocusedP
   Actions actions;
   if (event.keyCode == keyCode::capsLock) {
     planCapsLockKey(actions, event);
-  } else if (isCommandKey(event.keyCode)) {
+  } else if (isCommandKey(event.keyCode) && !isAsPressed(event.flags)) {
     planCommandKey(actions, event);
   } else if (const auto flag = modifierFlagOf(event.keyCode); flag != 0) {
     planModifierKey(actions, event, flag);
@@ -180,7 +190,8 @@ std::vector<InputAction> InputPlanner::plan(const KeyboardEvent& event, FocusedP
 }
 
 void InputPlanner::pressKey(Actions& actions, const KeyboardEvent& event, FocusedProgram program) {
-  const auto shortcut = shortcutFor(event.keyCode, event.flags, program);
+  const auto shortcut = isAsPressed(event.flags) ? std::optional(Shortcut{event.keyCode, event.flags})
+                                                 : shortcutFor(event.keyCode, event.flags, program);
   useCommand(event.flags, shortcut ? shortcut->flags : 0);
   syncCapsLock(actions, event.flags);
   // Repeats come from the client. Each is another press.
@@ -216,7 +227,7 @@ void InputPlanner::planCommandKey(Actions& actions, const KeyboardEvent& event) 
 
 /// A key, a button or the wheel is used with these flags, which mean others.
 void InputPlanner::useCommand(std::uint64_t flags, std::uint64_t meant) {
-  if ((flags & eventFlags::command) == 0) {
+  if ((flags & eventFlags::command) == 0 || isAsPressed(flags)) {
     keptFlags(flags);
     return;
   }
@@ -227,7 +238,8 @@ void InputPlanner::useCommand(std::uint64_t flags, std::uint64_t meant) {
 /// The flags whose keys stay down at an event that presses nothing. Without Command in its flags the client
 /// holds no Command key, even if its release was lost.
 std::uint64_t InputPlanner::keptFlags(std::uint64_t flags) {
-  if ((flags & eventFlags::command) != 0) return (flags & ~eventFlags::command) | standIns_;
+  if ((flags & eventFlags::command) != 0 && !isAsPressed(flags))
+    return (flags & ~eventFlags::command) | standIns_;
   commandKeys_.clear();
   standIns_ = 0;
   return flags;

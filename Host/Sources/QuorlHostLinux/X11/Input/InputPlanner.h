@@ -36,6 +36,8 @@ struct InputAction {
 /// not pressed: the meaning is not known, and desktops open a menu when Super was pressed alone. A Command
 /// key that is released unused taps Super. While it is held, the modifiers that it meant stay down.
 ///
+/// `eventFlags::asPressed` in the flags ends all of this: the client has a PC keyboard, and Command is Super.
+///
 /// *Queue*: pure; one thread at a time.
 class InputPlanner {
  public:

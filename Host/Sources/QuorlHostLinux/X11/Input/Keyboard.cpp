@@ -10,7 +10,7 @@
 #include <xkbcommon/xkbcommon.h>
 
 #include <QuorlHostLinux/X11/Connection/XcbReply.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 
 namespace quorl {
 

@@ -6,7 +6,7 @@
 #include <cctype>
 
 #include <QuorlHostCore/Ports/EventPoster.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 
 namespace quorl {
 

@@ -9,8 +9,8 @@
 
 #include <QuorlHostLinux/X11/Connection/XcbReply.h>
 #include <QuorlHostLinux/X11/Input/FakeKeys.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/TextKeysyms.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 
 namespace quorl {
 

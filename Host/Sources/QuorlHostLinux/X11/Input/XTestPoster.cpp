@@ -16,11 +16,11 @@
 #include <QuorlHostLinux/X11/Displays/DisplayList.h>
 #include <QuorlHostLinux/X11/Input/FakeKeys.h>
 #include <QuorlHostLinux/X11/Input/InputPlanner.h>
-#include <QuorlHostLinux/X11/Input/KeyCodes.h>
 #include <QuorlHostLinux/X11/Input/Keyboard.h>
 #include <QuorlHostLinux/X11/Input/ProgramFocus.h>
 #include <QuorlHostLinux/X11/Input/TextKeysyms.h>
 #include <QuorlHostLinux/X11/Input/TextTyper.h>
+#include <QuorlKit/Protocol/KeyCodes.h>
 
 namespace quorl {
 

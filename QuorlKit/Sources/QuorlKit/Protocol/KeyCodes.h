@@ -8,14 +8,18 @@
 
 namespace quorl {
 
-/// A key of the wire (the virtual key code of a Mac keyboard, which identifies a position) and the XKB name
-/// of the key at the same position. XKB names identify positions too; key codes and symbols do not.
+/// A key of the wire with its names elsewhere. All of them identify positions; symbols do not.
 struct KeyCodeEntry {
-  std::uint16_t code;
-  std::string_view xkbName;
+  std::uint16_t code;        // the virtual key code of a Mac keyboard, or from `beyondMac` on
+  std::uint16_t scanCode;    // of Linux (evdev), 8 less than X11's keycode; 0: another row has it
+  std::string_view xkbName;  // of XKB
 };
 
+/// Codes from here on are keys that no Mac keyboard has: this plus the scan code.
+inline constexpr std::uint16_t beyondMac = 0x100;
+
 std::span<const KeyCodeEntry> keyCodeTable();
+std::optional<std::uint16_t> keyCodeOfScanCode(std::uint16_t scanCode);
 std::optional<std::string_view> xkbKeyName(std::uint16_t code);
 
 /// Digits and the decimal key of the keypad. The Mac has no Num Lock: they always type these characters.
