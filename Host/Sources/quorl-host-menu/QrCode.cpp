@@ -14,7 +14,7 @@ namespace {
 
 constexpr int moduleSide = 10;
 constexpr int quietModules = 4;
-constexpr int viewSide = 248;
+constexpr int viewSide = 208;
 
 struct FreeCode {
   void operator()(QRcode* code) const { QRcode_free(code); }

@@ -17,7 +17,11 @@ namespace quorl {
 
 namespace {
 
-constexpr int cardSpacing = 8;
+// With these the PIN is visible without scrolling while the overlay card has its guidance and its button.
+constexpr int cardSpacing = 6;
+constexpr int cardGap = 8;
+constexpr int cardMargin = 10;
+constexpr int windowMargin = 12;
 
 TextLabel* labelWith(const char* text, TextSize size, TextTone tone) {
   auto* label = new TextLabel(size, tone);
@@ -31,7 +35,7 @@ QVBoxLayout* addCard(QVBoxLayout* column, Symbol symbol, const char* title) {
   card->setObjectName(QString::fromUtf8(title));
   card->setAccessibleName(QString::fromUtf8(title));
   auto* content = new QVBoxLayout(card);
-  content->setContentsMargins(16, 14, 16, 14);
+  content->setContentsMargins(cardMargin + 4, cardMargin, cardMargin + 4, cardMargin);
   content->setSpacing(cardSpacing);
   auto* row = new QHBoxLayout;
   row->setSpacing(cardSpacing);
@@ -64,8 +68,8 @@ SetupWindow::SetupWindow(Handlers handlers) : handlers_(std::move(handlers)) {
   setWindowTitle(QStringLiteral("Setup & Connectivity"));
   auto* document = new QWidget;
   auto* column = new QVBoxLayout(document);
-  column->setContentsMargins(16, 16, 16, 16);
-  column->setSpacing(12);
+  column->setContentsMargins(windowMargin, windowMargin, windowMargin, windowMargin);
+  column->setSpacing(cardGap);
   addOverlayCard(column);
   addAddressCard(column);
   addJoinCard(column);
@@ -93,12 +97,15 @@ void SetupWindow::addOverlayCard(QVBoxLayout* column) {
   row->addWidget(dot_);
   row->addWidget(overlayStatus_, 1);
   card->addLayout(row);
+  auto* advice = new QHBoxLayout;
+  advice->setSpacing(cardSpacing);
   guidance_ = new TextLabel(TextSize::normal, TextTone::secondary);
-  card->addWidget(guidance_);
+  advice->addWidget(guidance_, 1);
   action_ = makeButton({}, ButtonLook::framed, [this] {
     if (!actionURL_.empty()) handlers_.open(actionURL_);
   });
-  card->addWidget(action_, 0, Qt::AlignLeft);
+  advice->addWidget(action_, 0, Qt::AlignRight);
+  card->addLayout(advice);
 }
 
 void SetupWindow::addAddressCard(QVBoxLayout* column) {
@@ -126,9 +133,13 @@ void SetupWindow::addAddressCard(QVBoxLayout* column) {
 void SetupWindow::addJoinCard(QVBoxLayout* column) {
   auto* card = addCard(column, Symbol::qrCode, "SCAN TO JOIN");
   qr_ = new QrView;
-  card->addWidget(qr_, 0, Qt::AlignHCenter);
-  card->addWidget(labelWith("Open Quorl on your iPhone or iPad and scan this to auto-fill the address.",
-                            TextSize::small, TextTone::secondary));
+  auto* row = new QHBoxLayout;
+  row->setSpacing(16);
+  row->addWidget(qr_);
+  row->addWidget(labelWith("Open Quorl on your iPhone or iPad and scan this to auto-fill the address.",
+                           TextSize::small, TextTone::secondary),
+                 1);
+  card->addLayout(row);
 }
 
 void SetupWindow::addPINCard(QVBoxLayout* column) {

@@ -1,12 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Theme.h"
 
-#include <optional>
-
 #include <QApplication>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusVariant>
 #include <QPalette>
 #include <QString>
 
@@ -15,12 +10,6 @@ namespace quorl {
 namespace {
 
 Shade inUse = Shade::light;
-
-constexpr const char* portal = "org.freedesktop.portal.Desktop";
-constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
-constexpr const char* settings = "org.freedesktop.portal.Settings";
-constexpr const char* appearance = "org.freedesktop.appearance";
-constexpr int portalMilliseconds = 300;
 
 Theme makeLight() {
   return {.window = "#fbfbfc",
@@ -89,27 +78,6 @@ QPalette paletteOf(const Theme& theme) {
   return palette;
 }
 
-// The portal's values: 0 no preference, 1 dark, 2 light.
-std::optional<Shade> shadeOf(const QVariant& value) {
-  QVariant inner = value;
-  while (inner.canConvert<QDBusVariant>()) inner = inner.value<QDBusVariant>().variant();
-  bool isNumber = false;
-  const unsigned scheme = inner.toUInt(&isNumber);
-  if (!isNumber || scheme == 0) return std::nullopt;
-  return scheme == 1 ? Shade::dark : Shade::light;
-}
-
-std::optional<Shade> portalShade() {
-  const QDBusConnection bus = QDBusConnection::sessionBus();
-  if (!bus.isConnected()) return std::nullopt;
-  QDBusMessage question = QDBusMessage::createMethodCall(portal, portalPath, settings, "Read");
-  question << appearance << "color-scheme";
-  question.setAutoStartService(false);
-  const QDBusMessage answer = bus.call(question, QDBus::Block, portalMilliseconds);
-  if (answer.type() != QDBusMessage::ReplyMessage || answer.arguments().isEmpty()) return std::nullopt;
-  return shadeOf(answer.arguments().first());
-}
-
 }  // namespace
 
 QColor Theme::of(MenuColor color) const {
@@ -140,11 +108,6 @@ void Theme::use(Shade shade, QApplication& application) {
   inUse = shade;
   application.setPalette(paletteOf(current()));
   application.setStyleSheet(styleSheet(current()));
-}
-
-Shade desktopShade() {
-  if (const auto shade = portalShade()) return *shade;
-  return QGuiApplication::palette().color(QPalette::Window).lightness() < 128 ? Shade::dark : Shade::light;
 }
 
 }  // namespace quorl

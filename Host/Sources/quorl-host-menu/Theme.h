@@ -36,9 +36,4 @@ struct Theme {
   static void use(Shade shade, QApplication& application);
 };
 
-/// The shade of the desktop: as its settings portal reports it
-/// (org.freedesktop.portal.Settings, key "org.freedesktop.appearance color-scheme"), else as the toolkit's
-/// palette for it is.
-Shade desktopShade();
-
 }  // namespace quorl

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include <QEvent>
 #include <QPainter>
 #include <QStaticText>
 #include <QTextOption>
@@ -62,7 +63,7 @@ QString textFrom(const std::string& text) {
   return QString::fromStdString(text);
 }
 
-TextLabel::TextLabel(TextSize size, TextTone tone) {
+TextLabel::TextLabel(TextSize size, TextTone tone) : tone_(tone) {
   setFont(fontOf(font(), size));
   setWordWrap(true);
   setTextFormat(Qt::PlainText);  // names of devices are not markup
@@ -70,9 +71,16 @@ TextLabel::TextLabel(TextSize size, TextTone tone) {
 }
 
 void TextLabel::setTone(TextTone tone) {
+  tone_ = tone;
   QPalette colors;
   colors.setColor(QPalette::WindowText, colorOf(tone));
   setPalette(colors);
+}
+
+// The theme's style sheet is set with each theme.
+void TextLabel::changeEvent(QEvent* event) {
+  QLabel::changeEvent(event);
+  if (event->type() == QEvent::StyleChange) setTone(tone_);
 }
 
 void TextLabel::show(const std::string& text) {

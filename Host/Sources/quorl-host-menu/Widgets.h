@@ -29,6 +29,12 @@ class TextLabel : public QLabel {
   explicit TextLabel(TextSize size = TextSize::normal, TextTone tone = TextTone::primary);
   void setTone(TextTone tone);
   void show(const std::string& text);
+
+ protected:
+  void changeEvent(QEvent* event) override;
+
+ private:
+  TextTone tone_;
 };
 
 /// One line that is shortened to the width it gets; the whole text is its tool tip.

@@ -12,6 +12,7 @@
 
 #include <fmt/format.h>
 
+#include "DesktopShade.h"
 #include "Icons.h"
 #include "MenuApp.h"
 #include "Theme.h"
@@ -48,11 +49,11 @@ std::optional<QString> option(const QStringList& arguments, const char* name) {
   return arguments.at(index + 1);
 }
 
-// Options for tests: what the desktop reports otherwise.
-Shade shadeFrom(const QStringList& arguments) {
-  if (const auto shade = option(arguments, "--shade"))
-    return *shade == QLatin1String("dark") ? Shade::dark : Shade::light;
-  return desktopShade();
+// An option for pictures: what the desktop reports otherwise.
+std::optional<Shade> shadeFrom(const QStringList& arguments) {
+  const auto shade = option(arguments, "--shade");
+  if (!shade) return std::nullopt;
+  return *shade == QLatin1String("dark") ? Shade::dark : Shade::light;
 }
 
 MenuApp::Settings settingsFrom(const QStringList& arguments) {
@@ -78,10 +79,13 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName(QStringLiteral("quorl_host_menu"));
   QApplication::setDesktopFileName(QStringLiteral("dev.vek.quorl.host"));
   QApplication::setQuitOnLastWindowClosed(false);
-  const Shade shade = shadeFrom(QApplication::arguments());
+  const auto fixedShade = shadeFrom(QApplication::arguments());
+  const DesktopShade desktop([&](Shade shade) {
+    if (!fixedShade) Theme::use(shade, application);
+  });
   QApplication::setStyle(QStringLiteral("Fusion"));
   QApplication::setWindowIcon(applicationIcon());
-  Theme::use(shade, application);
+  Theme::use(fixedShade.value_or(desktop.current()), application);
   const MenuApp app(settingsFrom(QApplication::arguments()));
   return QApplication::exec();
 }

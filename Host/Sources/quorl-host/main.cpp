@@ -22,6 +22,7 @@
 #include "HostPlatform.h"
 #include "HostUpgrade.h"
 #include "OwnEnvironment.h"
+#include "PairingNotice.h"
 
 namespace {
 
@@ -66,7 +67,10 @@ Ending runHost(const HostCoreConfig& config, HostPlatform::Settings settings, Se
     fmt::print(stderr, "quorl-host: failed to start server: {}\n", started.error().description);
     return {.status = 1, .handOver = {}};
   }
-  if (menu) menu->start();
+  if (menu)
+    menu->start();
+  else
+    showPairingOnTerminal(*runtime);
   presence.onShow([menu] {
     if (menu) menu->showPanel();
     return menu != nullptr;
@@ -108,7 +112,7 @@ int runUntilTheEnd(const HostOptions& options, const std::string& command, HostU
   const HostCoreConfig config = configurationFor(options);
   auto received = upgrade.takeOver();
   for (;;) {
-    const auto presence = std::make_shared<SessionPresence>();
+    const auto presence = std::make_shared<SessionPresence>(QUORL_VERSION);
     if (isOnlyHostOfItsSession(config)) {
       const auto claim = presence->claim();
       if (!received && isTaken(claim)) return 0;

@@ -2,12 +2,33 @@
 #include <gtest/gtest.h>
 
 #include <HostOptions.h>
+#include <PairingNotice.h>
 
 namespace quorl::test {
 namespace {
 
 HostOptions parsed(std::vector<std::string> arguments) {
   return parseHostOptions(arguments);
+}
+
+TEST(PairingNotice, hasThePINTheAddressesAndTheCommand) {
+  NetworkStatus status;
+  status.lanAddresses = {"192.168.1.23", "10.0.0.2"};
+  EXPECT_EQ(pairingNotice("314159", status, 47900),
+            "quorl-host: there is no desktop for a window, so this terminal shows how to pair\n"
+            "  PIN       314159\n"
+            "  address   192.168.1.23, 10.0.0.2\n"
+            "  pair      quorl_client pair 192.168.1.23\n");
+}
+
+TEST(PairingNotice, prefersTheOverlayAndNamesAnotherPort) {
+  NetworkStatus status;
+  status.overlayAddresses = {"fd7a:115c::4"};
+  status.lanAddresses = {"192.168.1.23"};
+  const std::string notice = pairingNotice("314159", status, 47901);
+  EXPECT_NE(notice.find("address   fd7a:115c::4, 192.168.1.23\n"), std::string::npos) << notice;
+  EXPECT_NE(notice.find("quorl_client pair [fd7a:115c::4]:47901\n"), std::string::npos) << notice;
+  EXPECT_NE(pairingNotice("1", {}, 47900).find("pair 127.0.0.1\n"), std::string::npos);
 }
 
 TEST(HostOptions, areReadInEitherOrder) {

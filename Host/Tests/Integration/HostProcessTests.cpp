@@ -48,6 +48,28 @@ TEST_F(HostProcessTest, pairsAClientByItsPINAndServesIt) {
   EXPECT_TRUE(host.program().waitForOutput("[quorl] paired + connected: Test Pad"));
 }
 
+TEST_F(HostProcessTest, showsItsPINOnATerminalWhenThereIsNoDesktop) {
+  auto settings = with({"/dev/null"});  // script(1) takes a command, then the file for its copy
+  settings.launcher = {"script", "-qfec"};
+  HostProcess host(settings);
+  ASSERT_TRUE(host.program().waitForOutput("quorl_client pair ", std::chrono::seconds(30)))
+      << host.program().output();
+  const std::string output = host.program().output();
+  const auto at = output.find("PIN       ");
+  ASSERT_NE(at, std::string::npos) << output;
+  const std::string pin = output.substr(at + 10, 6);
+  EXPECT_TRUE(RawClient(port).pair(pin)) << pin;
+  EXPECT_TRUE(host.program().waitForOutput("the PIN is now ", std::chrono::seconds(30)));
+}
+
+TEST_F(HostProcessTest, keepsItsRandomPINFromFiles) {
+  HostProcess host(with({}));
+  ASSERT_TRUE(host.listens()) << host.program().output();
+  RawClient client(port);
+  ASSERT_FALSE(client.pair("not it"));
+  EXPECT_EQ(host.program().output().find("PIN       "), std::string::npos) << host.program().output();
+}
+
 TEST_F(HostProcessTest, refusesAWrongPINAndStaysUp) {
   HostProcess host(with({"--pin", "314159"}));
   ASSERT_TRUE(host.listens());

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <QAccessible>
 #include <QApplication>
+#include <QLabel>
 
 #include "Linux/System/ChildProgram.h"
 #include "QrCode.h"
@@ -156,6 +157,36 @@ TEST_F(SetupWindowTest, offersOnlyPermissionsThatAreMissing) {
   EXPECT_EQ(visibleButton(window_, "Grant Accessibility"), nullptr);
   EXPECT_TRUE(showsText(window_, "There is no display."));
   EXPECT_TRUE(showsText(window_, "This is a Wayland session."));
+}
+
+TEST_F(SetupWindowTest, showsThePINWithoutScrollingWhenThereIsNoOverlay) {
+  SetupSnapshot snapshot = someSetup();
+  snapshot.overlayGuidance = "Install Tailscale to reach this Mac from anywhere";
+  snapshot.overlayAction = OverlayAction{"Install Tailscale", "https://example.org"};
+  fill(snapshot);
+  const auto* card = window_.findChild<QWidget*>("PAIRING PIN");
+  ASSERT_NE(card, nullptr);
+  EXPECT_EQ(card->visibleRegion().boundingRect(), card->rect());
+}
+
+TEST_F(SetupWindowTest, followsAChangeOfTheTheme) {
+  fill(someSetup());
+  const auto colours = [&](const char* name) {
+    const auto* label = window_.findChild<QLabel*>(name);
+    return label->palette().color(QPalette::WindowText);
+  };
+  for (auto* label : window_.findChildren<QLabel*>()) label->setObjectName(label->text());
+  const QImage light = window_.grab().toImage();
+  Theme::use(Shade::dark, *qApp);
+  settle();
+  EXPECT_EQ(colours("Overlay IPs"), Theme::of(Shade::dark).secondary);
+  EXPECT_EQ(colours("192.168.1.5"), Theme::of(Shade::dark).text);
+  EXPECT_EQ(colours("Granted"), Theme::of(Shade::dark).green);
+  const QImage dark = window_.grab().toImage();
+  EXPECT_EQ(dark.pixelColor(2, 2), Theme::of(Shade::dark).window);
+  Theme::use(Shade::light, *qApp);
+  settle();
+  EXPECT_EQ(window_.grab().toImage(), light) << "nothing of the dark theme is left";
 }
 
 TEST_F(SetupWindowTest, regeneratesThePIN) {

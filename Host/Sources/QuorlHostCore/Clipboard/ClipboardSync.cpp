@@ -10,6 +10,15 @@
 
 namespace quorl {
 
+namespace {
+
+ByteView bytesIn(const ClipboardContent& content) {
+  if (const auto* text = std::get_if<clipboardContent::Text>(&content)) return viewOf(text->_0);
+  return std::get<clipboardContent::Image>(content)._0;
+}
+
+}  // namespace
+
 ClipboardSync::ClipboardSync(Scheduler& scheduler, std::shared_ptr<Pasteboard> pasteboard,
                              std::shared_ptr<ImageConverter> images)
     : queue_(scheduler, "quorl.clipboard", QueueRank::service),
@@ -68,6 +77,7 @@ void ClipboardSync::apply(ClipboardPayload payload) {
   queue_.async([self = shared_from_this(), payload = std::move(payload)]() mutable {
     self->queue_.assertCurrent();
     ++self->applying_;
+    self->pushed_.reset();
     // The client's content is newer than what is being read.
     if (self->reading_) self->reading_->isPush = false;
     self->applied_ = std::move(payload);
@@ -192,6 +202,11 @@ void ClipboardSync::push(const ClipboardPayload& payload, std::int64_t count) {
   // A clipboard manager that takes over what a client sent changes the count, not the content.
   if (payload == applied_) return;
   applied_.reset();
+  const auto digest = sha256(bytesIn(payload.content));
+  const bool isTakenOver = pushed_ == digest && queue_.now() - pushedAt_ < takeOverTime;
+  if (isTakenOver) return;
+  pushed_ = digest;
+  pushedAt_ = queue_.now();
   Log::clipboard.info(fmt::format("pushing local clipboard change #{}", count));
   if (broadcast_) broadcast_(payload);
 }

@@ -12,6 +12,7 @@
 
 #include <QuorlHostCore/Concurrency/SerialQueue.h>
 #include <QuorlHostCore/Ports/Pasteboard.h>
+#include <QuorlKit/Foundation/Digest.h>
 #include <QuorlKit/Models/Models.h>
 #include <QuorlKit/WireProtocol.h>
 
@@ -33,6 +34,8 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   static constexpr std::size_t maxImageSize = 5'242'880;
   /// More cannot be a message. What becomes too long as JSON is not sent either.
   static constexpr std::size_t maxTextSize = WireProtocol::maxFrameLength;
+  /// Content that is pushed and offered again within this time was taken over by a clipboard manager.
+  static constexpr std::chrono::seconds takeOverTime{5};
   /// A TIFF may be many times as large as its PNG.
   static constexpr std::size_t maxTIFFSize = 64 * std::size_t{1'048'576};
 
@@ -83,6 +86,8 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   std::optional<MonotonicTime> started_ QUORL_GUARDED_BY(queue_);  // absent: stopped
   std::int64_t lastChangeCount_ QUORL_GUARDED_BY(queue_);
   Payload applied_ QUORL_GUARDED_BY(queue_);  // from a client, until something else is copied here
+  std::optional<SHA256Digest> pushed_ QUORL_GUARDED_BY(queue_);  // last, until a client sends content
+  MonotonicTime pushedAt_ QUORL_GUARDED_BY(queue_);
   int applying_ QUORL_GUARDED_BY(queue_) = 0;
   bool isPollPostponed_ QUORL_GUARDED_BY(queue_) = false;  // until the content is applied
   std::optional<Reading> reading_ QUORL_GUARDED_BY(queue_);

@@ -53,6 +53,9 @@ void sendNote(sd_bus* bus, const std::string& title, const std::string& text) {
 }  // namespace
 
 struct SessionPresence::State {
+  explicit State(std::string hostVersion) : version(std::move(hostVersion)) {}
+
+  const std::string version;
   std::atomic<bool> ownsName = false;
   std::mutex mutex;  // guards all below
   std::function<bool()> show;
@@ -68,19 +71,25 @@ struct SessionPresence::State {
     return sd_bus_reply_method_return(call, "b", static_cast<int>(static_cast<State*>(state)->requestShow()));
   }
 
-  static const sd_bus_vtable* methods() {
+  static int readVersion(sd_bus* /*bus*/, const char* /*path*/, const char* /*interface*/,
+                         const char* /*property*/, sd_bus_message* reply, void* state,
+                         sd_bus_error* /*error*/) {
+    return sd_bus_message_append(reply, "s", static_cast<State*>(state)->version.c_str());
+  }
+
+  static const sd_bus_vtable* members() {
     static const sd_bus_vtable table[] = {
         SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Show", "", "b", handleShow, SD_BUS_VTABLE_UNPRIVILEGED),
-        SD_BUS_VTABLE_END};
+        SD_BUS_PROPERTY("Version", "s", readVersion, 0, SD_BUS_VTABLE_PROPERTY_CONST), SD_BUS_VTABLE_END};
     return table;
   }
 };
 
-SessionPresence::SessionPresence() : state_(std::make_shared<State>()) {
+SessionPresence::SessionPresence(std::string version) : state_(std::make_shared<State>(std::move(version))) {
   if (!hasSessionBus()) return;
   BusLoop::Handlers handlers;
   handlers.connected = [state = state_](sd_bus* bus) {
-    sd_bus_add_object_vtable(bus, nullptr, objectPath, busName, State::methods(), state.get());
+    sd_bus_add_object_vtable(bus, nullptr, objectPath, busName, State::members(), state.get());
     // The bus was restarted.
     if (state->ownsName) sd_bus_request_name(bus, busName, 0);
   };

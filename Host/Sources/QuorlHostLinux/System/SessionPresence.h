@@ -15,8 +15,8 @@
 namespace quorl {
 
 /// The host on the bus of the user's session: it owns the name dev.vek.quorl.host, lets another start of the
-/// program show the panel of the one that runs, and shows desktop notifications
-/// (org.freedesktop.Notifications, Desktop Notifications Specification 1.2).
+/// program show the panel of the one that runs, has the property Version there, and shows desktop
+/// notifications (org.freedesktop.Notifications, Desktop Notifications Specification 1.2).
 ///
 /// *Queue*: operations on any thread; `show` is called on a thread of the bus.
 /// *Blocking*: only `claim` waits, for `claimLimit` at most.
@@ -32,7 +32,7 @@ class SessionPresence final : public DesktopNotifier {
   };
   static constexpr std::chrono::seconds claimLimit{2};
 
-  SessionPresence();
+  explicit SessionPresence(std::string version);
   ~SessionPresence() override;
 
   /// Asks for the name, once. If another process owns it, asks that one to show its panel.

@@ -146,6 +146,31 @@ TEST_F(ClipboardSyncTest, aManagerThatTakesOverWhatAClientSentCausesNoEcho) {
   EXPECT_EQ(pushed, (std::vector{text("other"), text("mine")}));
 }
 
+TEST_F(ClipboardSyncTest, aManagerThatTakesOverWhatWasPushedCausesNoSecondPush) {
+  start();
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(1));
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(2));
+  EXPECT_EQ(pushed, std::vector{text("mine")});
+  // Later it is a copy of its own, for clients that have other content now or are new.
+  scheduler.advance(ClipboardSync::takeOverTime);
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed.size(), 2U);
+}
+
+TEST_F(ClipboardSyncTest, aCopyIsPushedAgainAfterAClientSentOtherContent) {
+  start();
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(1));
+  sync->apply(text("other"));
+  scheduler.advance(milliseconds(10));
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed.size(), 2U);
+}
+
 TEST_F(ClipboardSyncTest, textThatIsNoUTF8IsRepaired) {
   start();
   pasteboard->copy({{PasteboardType::text, bytesOf("a\xff")}});

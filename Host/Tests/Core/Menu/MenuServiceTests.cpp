@@ -282,6 +282,14 @@ TEST_F(MenuServiceTest, opensTheSetupWindowAtTheFirstStartOnly) {
   EXPECT_FALSE(surface_->wasSent<menuMessage::ShowSetup>()) << "another start";
 }
 
+TEST_F(MenuServiceTest, opensTheSetupWindowAtTheFirstStartAlsoAfterAClientHasConnected) {
+  start(MenuService::FirstStart::opensSetup);
+  const FakeClient client = pairedClient();
+  ASSERT_TRUE(runtime_->trustStore()->settings().hostDeviceID.has_value());
+  say(menuAction::Ready{});
+  EXPECT_TRUE(surface_->wasSent<menuMessage::ShowSetup>());
+}
+
 TEST_F(MenuServiceTest, startsTheProgramWhenADisplayAppears) {
   surface_->hasDisplay = false;
   start();

@@ -65,15 +65,9 @@ void MenuCommands::run(const MenuAction& action, std::function<void()> done) con
   });
 }
 
-void MenuCommands::takeFirstStart(std::function<void(bool)> answer) const {
-  queue_.async([queue = queue_, sources = sources_, answer = std::move(answer)] {
-    bool isFirst = false;
-    queue.scheduler().blocking([&] {
-      isFirst = !sources->trustStore->settings().hostDeviceID;
-      // The identity is stored, so that the next start is not the first one.
-      if (isFirst) sources->trustStore->hostDeviceID();
-    });
-    answer(isFirst);
+void MenuCommands::storeIdentity() const {
+  queue_.async([queue = queue_, sources = sources_] {
+    queue.scheduler().blocking([&] { sources->trustStore->hostDeviceID(); });
   });
 }
 

@@ -20,9 +20,8 @@ class MenuCommands {
   /// `done` is called on the queue after the command. Actions that are not commands do nothing.
   void run(const MenuAction& action, std::function<void()> done) const;
 
-  /// Calls `answer` on the queue: whether no client has ever reached this host and no window has explained it
-  /// yet. True once.
-  void takeFirstStart(std::function<void(bool)> answer) const;
+  /// Stores the host's identity, so that the next start is not the first one.
+  void storeIdentity() const;
 
  private:
   const SerialQueue queue_;

@@ -27,6 +27,8 @@ MenuService::MenuService(Scheduler& scheduler, Outlets outlets, const MenuSource
       outlets_(std::move(outlets)),
       port_(sources.port),
       canStartAtLogin_(sources.loginItem != nullptr),
+      opensSetupOnce_(outlets_.firstStart == FirstStart::opensSetup &&
+                      !sources.trustStore->settings().hostDeviceID),
       commands_(scheduler, sources) {}
 
 void MenuService::observe(const MenuSources& sources) {
@@ -132,15 +134,9 @@ void MenuService::ready() {
     send(menuMessage::ShowPanel{});
     return;
   }
-  if (outlets_.firstStart == FirstStart::opensNothing || std::exchange(hasLookedAtFirstStart_, true)) return;
-  commands_.takeFirstStart([weak = weak_from_this()](bool isFirst) {
-    const auto self = weak.lock();
-    if (!self || !isFirst) return;
-    self->queue_.async([self] {
-      self->queue_.assertCurrent();
-      if (self->isReady_) self->send(menuMessage::ShowSetup{});
-    });
-  });
+  if (!opensSetupOnce_ || std::exchange(hasOpenedSetup_, true)) return;
+  commands_.storeIdentity();
+  send(menuMessage::ShowSetup{});
 }
 
 // Actions of the program

@@ -39,6 +39,7 @@ class MenuService : public std::enable_shared_from_this<MenuService> {
     FirstStart firstStart = FirstStart::opensNothing;
   };
 
+  /// Reads the stored identity: no client must be able to connect yet, because the first one creates it.
   static std::shared_ptr<MenuService> make(Scheduler& scheduler, MenuSources sources, Outlets outlets);
 
   void start();
@@ -88,6 +89,7 @@ class MenuService : public std::enable_shared_from_this<MenuService> {
   const Outlets outlets_;
   const std::uint16_t port_;
   const bool canStartAtLogin_;
+  const bool opensSetupOnce_;  // the first start
   const MenuCommands commands_;
   std::shared_ptr<MenuReader> reader_;  // set once, before any other thread; used on the queue
 
@@ -97,7 +99,7 @@ class MenuService : public std::enable_shared_from_this<MenuService> {
   bool isStopped_ QUORL_GUARDED_BY(queue_) = false;
   bool showsPanelWhenReady_ QUORL_GUARDED_BY(queue_) = false;
   bool hasReportedTray_ QUORL_GUARDED_BY(queue_) = false;
-  bool hasLookedAtFirstStart_ QUORL_GUARDED_BY(queue_) = false;
+  bool hasOpenedSetup_ QUORL_GUARDED_BY(queue_) = false;
   Timer startTimer_ QUORL_GUARDED_BY(queue_);
   Window<PopoverSnapshot> panel_ QUORL_GUARDED_BY(queue_);
   Window<SetupSnapshot> setup_ QUORL_GUARDED_BY(queue_);
