@@ -64,6 +64,23 @@ TEST_F(HostBookTest, neverOverwritesADamagedFile) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "{\"hosts\": [");
 }
 
+TEST_F(HostBookTest, findsAHostReachedThroughSSHByTheTextOfItsPairing) {
+  HostBookContents contents;
+  contents.hosts.push_back(host("desk", "desk", 47900));
+  contents.hosts.push_back(host("far desk", "ssh://ada@desk:2222", 47905));
+  const auto* found = contents.find("ssh://ada@DESK:2222?port=47905");
+  ASSERT_NE(found, nullptr);
+  EXPECT_EQ(found->name, "far desk");
+  EXPECT_EQ(found->endpoint(), (HostAddress{"desk", 47905, SSHLogin{"ada", 2222}}));
+  EXPECT_EQ(contents.find("desk")->endpoint(), (HostAddress{"desk", 47900, std::nullopt}));
+  EXPECT_EQ(contents.find("ssh://bob@desk:2222?port=47905"), nullptr);
+  EXPECT_EQ(contents.find("ssh://desk"), nullptr);
+}
+
+TEST_F(HostBookTest, doesNotRunSSHForAnAddressThatWasChangedIntoAnOption) {
+  EXPECT_EQ(host("desk", "ssh://-oProxyCommand=id").endpoint().ssh, std::nullopt);
+}
+
 TEST_F(HostBookTest, leavesNoOtherFile) {
   ASSERT_TRUE(book_.update([](HostBookContents&) {}));
   ASSERT_TRUE(book_.update([](HostBookContents&) {}));

@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -19,6 +20,12 @@ namespace quorl::client::test {
 
 using Clock = std::chrono::steady_clock;
 
+struct FakeHost::Stream {
+  std::size_t nextPicture = 0;
+  std::uint64_t ptsBase = 0;
+  Clock::time_point nextPictureAt;
+};
+
 struct FakeHost::Client {
   Descriptor socket;
   HostBehaviour behaviour;
@@ -29,11 +36,8 @@ struct FakeHost::Client {
   bool toldInputError = false;
   bool hasSentState = false;
 
-  std::optional<std::uint32_t> stream;
-  std::size_t nextPicture = 0;
+  std::map<std::uint32_t, Stream> streams;
   std::size_t sentPictures = 0;
-  std::uint64_t ptsBase = 0;
-  Clock::time_point nextPictureAt;
 
   std::optional<Clock::time_point> nextSoundAt;  // while subscribed
   std::size_t sentSound = 0;
@@ -46,7 +50,7 @@ struct FakeHost::Client {
 FakeHost::FakeHost(HostBehaviour behaviour)
     : device_{"Fake host", "Model 1", "Test 1.0", UUID::random()},
       listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
-      stop_(::eventfd(0, EFD_CLOEXEC)),
+      wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       behaviour_(std::move(behaviour)) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -61,9 +65,35 @@ FakeHost::FakeHost(HostBehaviour behaviour)
 }
 
 FakeHost::~FakeHost() {
-  const std::uint64_t one = 1;
-  QUORL_CHECK(::write(stop_.get(), &one, sizeof one) == sizeof one, "the host can be stopped");
+  record([&] { isStopped_ = true; });
+  wake();
   thread_.join();
+}
+
+void FakeHost::wake() {
+  const std::uint64_t one = 1;
+  QUORL_CHECK(::write(wake_.get(), &one, sizeof one) == sizeof one, "the host can be woken");
+}
+
+void FakeHost::disconnectAll() {
+  record([&] { disconnects_ = true; });
+  wake();
+}
+
+void FakeHost::freeze(bool isFrozen) {
+  record([&] { isFrozen_ = isFrozen; });
+  wake();
+}
+
+void FakeHost::push(const OutgoingFrame& frame) {
+  record([&] { pushed_.push_back(frame); });
+  wake();
+}
+
+void FakeHost::push(const ControlMessage& message) {
+  const auto frame = OutgoingFrame::control(message);
+  QUORL_CHECK(frame.has_value(), "a test's message can be encoded");
+  push(*frame);
 }
 
 std::string FakeHost::address() const {
@@ -106,6 +136,16 @@ int FakeHost::connections() const {
   return connections_;
 }
 
+int FakeHost::pings() const {
+  const std::scoped_lock guard(lock_);
+  return pings_;
+}
+
+int FakeHost::mostConnections() const {
+  const std::scoped_lock guard(lock_);
+  return mostConnections_;
+}
+
 std::size_t FakeHost::sentSoundPackets() const {
   const std::scoped_lock guard(lock_);
   return sentSoundPackets_;
@@ -117,7 +157,7 @@ std::uint64_t FakeHost::keyframeRequests() const {
 }
 
 bool FakeHost::waitUntil(const std::function<bool(const FakeHost&)>& condition) {
-  const auto deadline = Clock::now() + std::chrono::seconds(10);
+  const auto deadline = Clock::now() + std::chrono::seconds(30);
   std::unique_lock guard(lock_);
   for (;;) {
     guard.unlock();
@@ -143,40 +183,70 @@ void FakeHost::record(const std::function<void()>& change) {
 
 void FakeHost::run() {
   for (;;) {
-    std::array<pollfd, 2> watched{pollfd{stop_.get(), POLLIN, 0}, pollfd{listener_.get(), POLLIN, 0}};
-    if (::poll(watched.data(), watched.size(), -1) < 0) continue;
-    if (watched[0].revents != 0) return;
-    Client client;
-    client.socket = Descriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-    const int on = 1;
-    ::setsockopt(client.socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    bool disconnects = false;
+    bool isFrozen = false;
+    std::vector<OutgoingFrame> pushed;
     record([&] {
-      ++connections_;
-      client.behaviour = behaviour_;
+      disconnects = std::exchange(disconnects_, false);
+      isFrozen = isFrozen_;
+      if (!isFrozen) pushed = std::exchange(pushed_, {});
     });
-    serve(client);
-  }
-}
-
-void FakeHost::serve(Client& client) {
-  for (const auto* bytes : {&client.behaviour.garbage, &client.behaviour.greeting})
-    if (!bytes->empty()) ::send(client.socket.get(), bytes->data(), bytes->size(), MSG_NOSIGNAL);
-  for (;;) {
-    std::array<pollfd, 2> watched{pollfd{stop_.get(), POLLIN, 0}, pollfd{client.socket.get(), POLLIN, 0}};
-    std::optional<Clock::time_point> next = client.nextSoundAt;
-    if (client.stream && client.behaviour.video != nullptr)
-      next = next ? std::min(*next, client.nextPictureAt) : client.nextPictureAt;
+    if (disconnects) clients_.clear();
+    for (const auto& client : clients_)
+      for (const auto& frame : pushed)
+        if (client->isAuthenticated) send(*client, frame);
+    std::vector<pollfd> watched{pollfd{wake_.get(), POLLIN, 0}, pollfd{listener_.get(), POLLIN, 0}};
+    std::optional<Clock::time_point> next;
+    const auto consider = [&](Clock::time_point time) { next = next ? std::min(*next, time) : time; };
+    if (!isFrozen)
+      for (const auto& client : clients_) {
+        watched.push_back({client->socket.get(), POLLIN, 0});
+        if (client->nextSoundAt) consider(*client->nextSoundAt);
+        if (client->behaviour.video != nullptr)
+          for (const auto& [id, stream] : client->streams) consider(stream.nextPictureAt);
+      }
     int timeout = -1;
     if (next)
       timeout = static_cast<int>(std::clamp<std::int64_t>(
           std::chrono::ceil<std::chrono::milliseconds>(*next - Clock::now()).count(), 0, 1000));
     if (::poll(watched.data(), watched.size(), timeout) < 0) continue;
-    if (watched[0].revents != 0) return;
-    if (watched[1].revents != 0 && !receive(client)) return;
-    if (client.stream && client.behaviour.video != nullptr && Clock::now() >= client.nextPictureAt)
-      if (!sendPicture(client)) return;
-    if (client.nextSoundAt && Clock::now() >= *client.nextSoundAt) sendSound(client);
+    std::uint64_t ignored = 0;
+    [[maybe_unused]] const auto count = ::read(wake_.get(), &ignored, sizeof ignored);
+    {
+      const std::scoped_lock guard(lock_);
+      if (isStopped_) break;
+    }
+    for (std::size_t index = 2; index < watched.size(); ++index)
+      if (!serve(*clients_[index - 2], watched[index].revents != 0)) clients_[index - 2].reset();
+    std::erase(clients_, nullptr);
+    if (watched[1].revents != 0) accept();
   }
+  clients_.clear();
+}
+
+void FakeHost::accept() {
+  auto client = std::make_unique<Client>();
+  client->socket = Descriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  const int on = 1;
+  ::setsockopt(client->socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  record([&] {
+    ++connections_;
+    client->behaviour = behaviour_;
+    mostConnections_ = std::max(mostConnections_, static_cast<int>(clients_.size()) + 1);
+  });
+  for (const auto* bytes : {&client->behaviour.garbage, &client->behaviour.greeting})
+    if (!bytes->empty()) ::send(client->socket.get(), bytes->data(), bytes->size(), MSG_NOSIGNAL);
+  clients_.push_back(std::move(client));
+}
+
+// False when the connection is over.
+bool FakeHost::serve(Client& client, bool isReadable) {
+  if (isReadable && !receive(client)) return false;
+  if (client.behaviour.video != nullptr)
+    for (auto& [id, stream] : client.streams)
+      if (Clock::now() >= stream.nextPictureAt && !sendPicture(client, id, stream)) return false;
+  if (client.nextSoundAt && Clock::now() >= *client.nextSoundAt) sendSound(client);
+  return true;
 }
 
 bool FakeHost::receive(Client& client) {
@@ -197,6 +267,11 @@ bool FakeHost::handle(Client& client, const Frame& frame) {
       send(client, ControlMessage(message::Error{*client.behaviour.inputError}));
     client.toldInputError = true;
     return true;
+  }
+  if (frame.type == FrameType::ping) {
+    record([&] { ++pings_; });
+    if (client.behaviour.answersPings)
+      send(client, OutgoingFrame::raw(FrameType::pong, shareBytes(frame.payload)));
   }
   if (frame.type == FrameType::pong) record([&] { pongs_.push_back(frame.payload); });
   if (frame.type != FrameType::control) return true;
@@ -286,19 +361,21 @@ bool FakeHost::handleControl(Client& client, const ControlMessage& message) {
   if (behaviour.answers)
     for (const auto& answer : behaviour.answers(message)) send(client, answer);
   if (const auto* start = std::get_if<message::StartStream>(&message)) startStream(client, start->_0);
-  if (std::holds_alternative<message::StopStream>(message)) client.stream.reset();
+  if (const auto* stop = std::get_if<message::StopStream>(&message)) client.streams.erase(stop->streamID);
   if (const auto* control = std::get_if<message::AudioControl>(&message))
     controlSound(client, control->enabled);
   if (const auto* transport = std::get_if<message::VideoTransport>(&message)) {
     client.datagrams = Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     client.datagramPort = transport->udpPort;
   }
-  if (std::holds_alternative<message::RequestKeyframe>(message)) {
+  if (const auto* request = std::get_if<message::RequestKeyframe>(&message)) {
     record([&] { ++keyframeRequests_; });
     // The next pass over the sample begins with its key frame.
-    if (client.stream && client.nextPicture != 0) {
-      client.ptsBase += behaviour.video->pictures[client.nextPicture - 1].ptsMicros + 10'000;
-      client.nextPicture = 0;
+    const auto found = client.streams.find(request->streamID);
+    if (found != client.streams.end() && found->second.nextPicture != 0) {
+      auto& stream = found->second;
+      stream.ptsBase += behaviour.video->pictures[stream.nextPicture - 1].ptsMicros + 10'000;
+      stream.nextPicture = 0;
     }
   }
   return true;
@@ -309,28 +386,27 @@ void FakeHost::startStream(Client& client, const StartStream& request) {
     send(client, ControlMessage(message::Error{*client.behaviour.streamError}));
     return;
   }
-  client.stream = request.streamID;
-  client.nextPictureAt = Clock::now();
+  client.streams[request.streamID] = {.nextPictureAt = Clock::now()};
   const auto size = client.behaviour.video != nullptr ? client.behaviour.video->size : PixelSize{64, 48};
   send(client, ControlMessage(message::StreamStarted{
                    {request.streamID, size.width, size.height, client.behaviour.contentRect}}));
   if (client.behaviour.video != nullptr)
-    sendVideo(client, VideoPacketFlags::codecConfig, 0, client.behaviour.video->config);
+    sendVideo(client, request.streamID, VideoPacketFlags::codecConfig, 0, client.behaviour.video->config);
 }
 
-bool FakeHost::sendPicture(Client& client) {
+bool FakeHost::sendPicture(Client& client, std::uint32_t id, Stream& stream) {
   const auto& behaviour = client.behaviour;
   const auto& pictures = behaviour.video->pictures;
-  if (client.nextPicture == pictures.size()) {
-    client.ptsBase += pictures.back().ptsMicros + 10'000;
-    client.nextPicture = 0;
+  if (stream.nextPicture == pictures.size()) {
+    stream.ptsBase += pictures.back().ptsMicros + 10'000;
+    stream.nextPicture = 0;
     if (!behaviour.otherConfig.empty())
-      sendVideo(client, VideoPacketFlags::codecConfig, 0, behaviour.otherConfig);
+      sendVideo(client, id, VideoPacketFlags::codecConfig, 0, behaviour.otherConfig);
   }
-  const auto& picture = pictures[client.nextPicture++];
-  sendVideo(client, picture.isKeyframe ? VideoPacketFlags::keyframe : VideoPacketFlags{},
-            client.ptsBase + picture.ptsMicros, picture.data);
-  client.nextPictureAt += behaviour.pictureInterval;
+  const auto& picture = pictures[stream.nextPicture++];
+  sendVideo(client, id, picture.isKeyframe ? VideoPacketFlags::keyframe : VideoPacketFlags{},
+            stream.ptsBase + picture.ptsMicros, picture.data);
+  stream.nextPictureAt += behaviour.pictureInterval;
   ++client.sentPictures;
   record([&] { ++sentPictures_; });
   return !behaviour.closesAfterPictures || client.sentPictures < *behaviour.closesAfterPictures;
@@ -357,9 +433,10 @@ void FakeHost::sendSound(Client& client) {
   if (++client.sentSound == behaviour.pausesAfterPackets) *client.nextSoundAt += behaviour.pause;
 }
 
-void FakeHost::sendVideo(Client& client, VideoPacketFlags flags, std::uint64_t pts, const Bytes& data) {
+void FakeHost::sendVideo(Client& client, std::uint32_t id, VideoPacketFlags flags, std::uint64_t pts,
+                         const Bytes& data) {
   if (client.datagramPort == 0 || flags.contains(VideoPacketFlags::codecConfig)) {
-    send(client, OutgoingFrame::video({*client.stream, flags, pts, shareBytes(data)}));
+    send(client, OutgoingFrame::video({id, flags, pts, shareBytes(data)}));
     return;
   }
   sockaddr_in address{};
@@ -368,7 +445,7 @@ void FakeHost::sendVideo(Client& client, VideoPacketFlags flags, std::uint64_t p
   address.sin_port = htons(client.datagramPort);
   const auto frameID = ++client.frameCounter;
   std::uint16_t index = 0;
-  for (const auto& datagram : VideoUDP::fragments(*client.stream, frameID, flags, pts, data)) {
+  for (const auto& datagram : VideoUDP::fragments(id, frameID, flags, pts, data)) {
     const auto& loses = client.behaviour.losesDatagram;
     if (loses && loses(frameID, index++)) continue;
     ::sendto(client.datagrams.get(), datagram.data(), datagram.size(), 0,

@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -44,6 +45,7 @@ struct HostBehaviour {
   /// Also sent after the authentication.
   std::vector<ServiceDescriptor> services;
   bool answersEchoes = true;
+  bool answersPings = true;
   std::optional<ClipboardContent> clipboard;
   /// Further answers to a message.
   std::function<std::vector<ControlMessage>(const ControlMessage&)> answers;
@@ -67,8 +69,8 @@ struct HostBehaviour {
   std::function<bool(std::uint32_t frameID, std::uint16_t index)> losesDatagram;
 };
 
-/// A session host over loopback sockets with what the client's tests need: the whole handshake, echoes, one
-/// stream and sound from samples, and a record of everything received. One client at a time.
+/// A session host over loopback sockets with what the client's tests need: the whole handshake, echoes,
+/// streams and sound from samples, and a record of everything received. All streams show the same sample.
 ///
 /// *Queue*: its own thread; the record is read under its lock. *Ownership*: the test's.
 class FakeHost {
@@ -84,17 +86,27 @@ class FakeHost {
   void forgetClients();
   /// Replaces the behaviour for the next connection.
   void setBehaviour(HostBehaviour behaviour);
+  /// Closes all connections, or stops reading and answering on them.
+  void disconnectAll();
+  void freeze(bool isFrozen);
+  /// Sends a frame to all authenticated clients.
+  void push(const OutgoingFrame& frame);
+  void push(const ControlMessage& message);
 
   /// From all connections, in order.
   std::vector<ControlMessage> messages() const;
   std::vector<InputEvent> inputs() const;
   std::vector<Bytes> pongs() const;
   int connections() const;
+  /// The number of pings received.
+  int pings() const;
+  /// The largest number of connections at the same time.
+  int mostConnections() const;
   std::uint64_t keyframeRequests() const;
   std::size_t sentSoundPackets() const;
 
   bool waitUntilSent(std::size_t pictures);
-  /// Waits until the condition holds for what was recorded; false after ten seconds.
+  /// Waits until the condition holds for what was recorded; false after half a minute.
   bool waitUntil(const std::function<bool(const FakeHost&)>& condition);
 
   template <class Case>
@@ -107,9 +119,12 @@ class FakeHost {
 
  private:
   struct Client;
+  struct Stream;
 
   void run();
-  void serve(Client& client);
+  void accept();
+  void wake();
+  bool serve(Client& client, bool isReadable);
   bool receive(Client& client);
   bool handle(Client& client, const Frame& frame);
   bool handleBeforeAuthentication(Client& client, const ControlMessage& message);
@@ -118,17 +133,18 @@ class FakeHost {
   bool handleControl(Client& client, const ControlMessage& message);
   void acknowledge(Client& client, bool authenticated);
   void startStream(Client& client, const StartStream& request);
-  bool sendPicture(Client& client);
+  bool sendPicture(Client& client, std::uint32_t id, Stream& stream);
   void controlSound(Client& client, bool enabled);
   void sendSound(Client& client);
-  void sendVideo(Client& client, VideoPacketFlags flags, std::uint64_t pts, const Bytes& data);
+  void sendVideo(Client& client, std::uint32_t id, VideoPacketFlags flags, std::uint64_t pts,
+                 const Bytes& data);
   void send(Client& client, const OutgoingFrame& frame);
   void send(Client& client, const ControlMessage& message);
   void record(const std::function<void()>& change);
 
   DeviceInfo device_;
   Descriptor listener_;
-  Descriptor stop_;
+  Descriptor wake_;
   std::uint16_t port_ = 0;
 
   mutable std::mutex lock_;
@@ -142,7 +158,14 @@ class FakeHost {
   std::size_t sentPictures_ = 0;
   std::size_t sentSoundPackets_ = 0;
   int connections_ = 0;
+  int pings_ = 0;
+  int mostConnections_ = 0;
+  bool isStopped_ = false;
+  bool disconnects_ = false;
+  bool isFrozen_ = false;
+  std::vector<OutgoingFrame> pushed_;
 
+  std::vector<std::unique_ptr<Client>> clients_;  // of the thread
   std::thread thread_;
 };
 

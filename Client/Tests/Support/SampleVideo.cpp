@@ -34,13 +34,27 @@ const SampleVideo& SampleVideo::shortClip() {
   return video;
 }
 
-SampleVideo SampleVideo::encode(VideoCodec codec, const std::string& source, int count) {
+namespace {
+
+// Nearly without loss, so that colours can be compared.
+std::string colourOptions(const SampleVideo::Coding& coding) {
+  if (coding.matrix.empty()) return "";
+  return fmt::format(
+      "-vf 'scale=out_color_matrix={0}:out_range={1}:flags=accurate_rnd+full_chroma_int' -colorspace {0} "
+      "-color_range {1} -color_primaries bt709 -color_trc bt709 -crf 1",
+      coding.matrix, coding.range);
+}
+
+}  // namespace
+
+SampleVideo SampleVideo::encode(VideoCodec codec, const std::string& source, int count,
+                                const Coding& coding) {
   const quorl::test::TemporaryFolder folder;
   const auto file = folder.file("sample.mp4");
   const bool isHEVC = codec == VideoCodec::hevc;
   outputOfTool(fmt::format(
-      "ffmpeg -v error -nostdin -f lavfi -i '{}' -frames:v {} -pix_fmt yuv420p -bf 0 -g 1000 {} '{}'", source,
-      count,
+      "ffmpeg -v error -nostdin -f lavfi -i '{}' -frames:v {} {} -pix_fmt {} -bf 0 -g {} {} '{}'", source,
+      count, colourOptions(coding), coding.pixelFormat, coding.keyframeInterval,
       isHEVC ? "-c:v libx265 -preset ultrafast -tune zerolatency -x265-params log-level=none -tag:v hvc1"
              : "-c:v libx264 -preset ultrafast -tune zerolatency",
       file));

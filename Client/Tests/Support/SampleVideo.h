@@ -23,9 +23,20 @@ struct SampleVideo {
   PixelSize size;
   std::vector<Picture> pictures;
 
+  /// How a clip is coded, in ffmpeg's words.
+  struct Coding {
+    std::string matrix;  // "bt709", "smpte170m", "bt2020nc"; none: no colour description
+    std::string range;   // "tv" or "pc"
+    std::string pixelFormat = "yuv420p";
+    int keyframeInterval = 1'000;
+  };
+
   /// `source` is a source of ffmpeg's "lavfi" with size and rate, such as "testsrc2=size=320x240:rate=30".
-  /// Only the first picture is a key frame.
-  static SampleVideo encode(VideoCodec codec, const std::string& source, int pictures);
+  /// Only the first picture is a key frame, unless the coding says otherwise.
+  static SampleVideo encode(VideoCodec codec, const std::string& source, int pictures) {
+    return encode(codec, source, pictures, Coding{});
+  }
+  static SampleVideo encode(VideoCodec codec, const std::string& source, int pictures, const Coding& coding);
 
   /// 30 pictures of 320x240 as H.264, 10 ms apart; encoded once per program.
   static const SampleVideo& shortClip();

@@ -54,10 +54,10 @@ Outcome<std::vector<ExternalAgent>> fetchExternalAgents(Session& session, Deadli
 
 Outcome<ChosenAgent> openAgent(const Arguments& arguments, CommandContext& context,
                                const std::function<bool(const AgentDescriptor&)>& isFit) {
-  const auto deadline = answerDeadline(arguments);
-  if (!deadline) return std::unexpected(deadline.error());
   auto session = openSession(arguments, context);
   if (!session) return std::unexpected(session.error());
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
   const auto rows = fetchAgents(**session, *deadline);
   if (!rows) return std::unexpected(rows.error());
   auto row = chooseAgent(*rows, arguments.positional()[0], isFit);
@@ -83,7 +83,9 @@ Outcome<void> followMessages(const Arguments& arguments, CommandContext& context
     context.output.note(fmt::format("quorl_client: {}; trying again", ended.error().what));
     do {
       if (const auto waited = context.waiter.wait({}, within(backoff.next())); !waited) return {};
-      session = openSession(arguments, context, positionalHost);
+      const auto deadline = answerDeadline(arguments);
+      if (!deadline) return std::unexpected(deadline.error());
+      session = openSession(arguments, context, positionalHost, *deadline, Questions::refused);
     } while (!session && mayPass(session.error()));
     if (!session) return std::unexpected(session.error());
     context.output.note("quorl_client: connected again");

@@ -55,8 +55,10 @@ Outcome<void> runAttach(const Arguments& arguments, CommandContext& context) {
   {
     auto terminal = RawTerminal::enter(context.inputDescriptor, STDOUT_FILENO);
     if (!terminal) return std::unexpected(terminal.error());
-    Attachment attachment(row, *key, *terminal, context.waiter,
-                          [&](Deadline deadline) { return openSession(arguments, context, {}, deadline); });
+    // The keys on the terminal belong to the agent, so ssh must not ask for a password when it reconnects.
+    Attachment attachment(row, *key, *terminal, context.waiter, [&](Deadline deadline) {
+      return openSession(arguments, context, {}, deadline, Questions::refused);
+    });
     end = attachment.run(std::move(chosen->session));
   }
   if (!end) return std::unexpected(end.error());

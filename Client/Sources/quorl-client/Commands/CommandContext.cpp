@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-client/Commands/CommandContext.h>
 
-#include <sys/utsname.h>
-
 #include <unistd.h>
 
 #include <array>
@@ -12,16 +10,8 @@
 #include <fmt/format.h>
 
 #include <quorl-client/Base/Printable.h>
-#include <quorl-client/Session/Handshake.h>
 
 namespace quorl::client {
-
-DeviceInfo clientDevice(const UUID& deviceID) {
-  utsname machine{};
-  ::uname(&machine);
-  const std::string name = machine.nodename[0] != '\0' ? machine.nodename : "quorl_client";
-  return {name, machine.machine, fmt::format("{} {}", machine.sysname, machine.release), deviceID};
-}
 
 Outcome<Deadline> answerDeadline(const Arguments& arguments) {
   const auto seconds = arguments.number("--timeout", 10, 0.1, 3600);
@@ -43,7 +33,7 @@ Outcome<PairedHost> chosenHost(const Arguments& arguments, const HostBookContent
   if (const auto* host = contents.find(wanted)) return *host;
   if (!HostAddress::parse(wanted))
     return failed(ExitCode::usage, fmt::format("'{}' is not a host name or address", wanted),
-                  "Examples: desk.local, 10.0.0.2:47905, [fe80::1%eth0]:47905.");
+                  addressExamples);
   return failed(ExitCode::refused, fmt::format("this client is not paired with {}", wanted),
                 fmt::format("Pair with 'quorl_client pair {}'.", wanted));
 }
@@ -56,26 +46,13 @@ Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, Comman
 }
 
 Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
-                                              const std::string& positionalHost, Deadline deadline) {
+                                              const std::string& positionalHost, Deadline deadline,
+                                              Questions questions) {
   const auto contents = context.book.load();
   if (!contents) return std::unexpected(contents.error());
   const auto host = chosenHost(arguments, *contents, positionalHost);
   if (!host) return std::unexpected(host.error());
-  context.waiter.activity = fmt::format("connecting to {}", host->endpoint().text());
-  auto session = Session::connect(host->endpoint(), context.waiter, deadline);
-  if (!session) return session;
-  context.waiter.activity = fmt::format("waiting for {}", printable(host->name));
-  const auto device = clientDevice(contents->deviceID);
-  const auto greeting = greet(**session, device, deadline);
-  if (!greeting) return std::unexpected(greeting.error());
-  if (greeting->device.deviceID != host->deviceID)
-    return failed(ExitCode::refused,
-                  fmt::format("another host answers at {}: {}", host->endpoint().text(),
-                              printable(greeting->device.name)),
-                  "Pair with it if that is right, or find the former one with 'quorl_client discover'.");
-  const auto accepted = proveToken(**session, device, host->token, *greeting, deadline);
-  if (!accepted) return std::unexpected(accepted.error());
-  return session;
+  return openPairedSession(*host, clientDevice(contents->deviceID), context.waiter, deadline, questions);
 }
 
 Outcome<void> settle(Session& session, Deadline deadline) {

@@ -13,6 +13,7 @@
 #include <quorl-client/Commands/Arguments.h>
 #include <quorl-client/Commands/Output.h>
 #include <quorl-client/Hosts/HostBook.h>
+#include <quorl-client/Hosts/PairedSession.h>
 #include <quorl-client/Session/Session.h>
 
 namespace quorl::client {
@@ -35,6 +36,7 @@ std::span<const Command> commandTable();
 /// One file per group.
 std::vector<Command> hostCommands();         // discover, pair, hosts, forget
 std::vector<Command> hostStateCommands();    // info, launch
+std::vector<Command> versionCommands();      // version
 std::vector<Command> serviceCommands();      // services, open, network
 std::vector<Command> sessionCommands();      // echo, send
 std::vector<Command> videoCommands();        // shot, record, stats
@@ -56,8 +58,9 @@ ExitCode printCompletion(std::span<const std::string_view> words, CommandContext
 std::string overviewHelp(std::span<const Command> commands);
 std::string commandHelp(const Command& command);
 
-/// The description of this client in its hello.
-DeviceInfo clientDevice(const UUID& deviceID);
+/// The advice for a HOST that cannot be read.
+inline constexpr auto addressExamples =
+    "Examples: desk.local, 10.0.0.2:47905, [fe80::1%eth0]:47905, ssh://user@desk.";
 
 /// Now plus --timeout.
 Outcome<Deadline> answerDeadline(const Arguments& arguments);
@@ -70,7 +73,8 @@ Outcome<PairedHost> chosenHost(const Arguments& arguments, const HostBookContent
 Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
                                               const std::string& positionalHost = {});
 Outcome<std::unique_ptr<Session>> openSession(const Arguments& arguments, CommandContext& context,
-                                              const std::string& positionalHost, Deadline deadline);
+                                              const std::string& positionalHost, Deadline deadline,
+                                              Questions questions = Questions::allowed);
 
 /// The variables of all --env options.
 Outcome<std::map<std::string, std::string>> environmentOf(const Arguments& arguments);

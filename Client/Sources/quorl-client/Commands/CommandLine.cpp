@@ -10,10 +10,10 @@ namespace {
 
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
-  for (auto group :
-       {hostCommands(), hostStateCommands(), serviceCommands(), sessionCommands(), videoCommands(),
-        fitCommands(), soundCommands(), inputCommands(), clipboardCommands(), fileCommands(),
-        systemCommands(), userCommands(), agentCommands(), attachCommands(), agentSourceCommands()})
+  for (auto group : {hostCommands(), hostStateCommands(), serviceCommands(), sessionCommands(),
+                     videoCommands(), fitCommands(), soundCommands(), inputCommands(), clipboardCommands(),
+                     fileCommands(), systemCommands(), userCommands(), agentCommands(), attachCommands(),
+                     agentSourceCommands(), versionCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }
@@ -109,7 +109,9 @@ std::string overviewHelp(std::span<const Command> commands) {
       "  quorl_client attach claude         shows its terminal; Ctrl-] detaches\n"
       "\n"
       "HOST is a name or an address, with a port if it is not 47900: desk.local, 10.0.0.2:47905,\n"
-      "[fe80::1%eth0]:47905. Pairings are kept in $XDG_CONFIG_HOME/quorl/hosts.json or\n"
+      "[fe80::1%eth0]:47905. Through ssh, encrypted: ssh://ada@desk.local, with a port of ssh after the\n"
+      "colon and another port of the host as ?port=N: ssh://ada@desk.local:2222?port=47905.\n"
+      "Pairings are kept in $XDG_CONFIG_HOME/quorl/hosts.json or\n"
       "~/.config/quorl/hosts.json; anyone who can read that file can use the hosts.\n"
       "\n"
       "exit status: 0 done, 1 failed, 2 wrong usage, 3 host not reachable, 4 refused or not paired,\n"

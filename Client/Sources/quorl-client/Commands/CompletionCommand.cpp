@@ -25,7 +25,7 @@ std::vector<Candidate> agentNames(CommandContext& context, const std::string& ho
   if (!arguments) return {};
   const auto deadline = answerDeadline(*arguments);
   if (!deadline) return {};
-  auto session = openSession(*arguments, context, {}, *deadline);
+  auto session = openSession(*arguments, context, {}, *deadline, Questions::refused);
   if (!session) return {};
   const auto rows = fetchAgents(**session, *deadline);
   if (!rows) return {};

@@ -105,8 +105,7 @@ Outcome<HostAddress> addressFor(const std::string& text, const HostBook& book) {
   if (!contents) return std::unexpected(contents.error());
   if (const auto* known = contents->find(text)) return known->endpoint();
   if (const auto address = HostAddress::parse(text)) return *address;
-  return failed(ExitCode::usage, fmt::format("'{}' is not a host name or address", text),
-                "Examples: desk.local, 10.0.0.2:47905, [fe80::1%eth0]:47905.");
+  return failed(ExitCode::usage, fmt::format("'{}' is not a host name or address", text), addressExamples);
 }
 
 Outcome<void> runPair(const Arguments& arguments, CommandContext& context) {
@@ -124,13 +123,16 @@ Outcome<void> runPair(const Arguments& arguments, CommandContext& context) {
   auto session = Session::connect(*address, context.waiter, *deadline);
   if (!session) return std::unexpected(session.error());
   context.waiter.activity = fmt::format("waiting for {}", address->text());
-  const auto greeting = greet(**session, clientDevice(contents->deviceID), *deadline);
+  const auto answerBy = answerDeadline(arguments);
+  if (!answerBy) return std::unexpected(answerBy.error());
+  const auto greeting = greet(**session, clientDevice(contents->deviceID), *answerBy);
   if (!greeting) return std::unexpected(greeting.error());
   auto paired = provePINs(arguments, context, **session, *greeting);
   if (!paired) return std::unexpected(paired.error());
 
   const auto& device = paired->acknowledgement.device;
-  const PairedHost host{device.name, address->host, address->port, device.deviceID, std::move(paired->token)};
+  const PairedHost host{device.name, address->textWithoutPort(), address->port, device.deviceID,
+                        std::move(paired->token)};
   const auto updated = context.book.update([&](HostBookContents& book) {
     std::erase_if(book.hosts, [&](const PairedHost& other) {
       return other.deviceID == host.deviceID || other.endpoint() == host.endpoint();

@@ -44,10 +44,10 @@ Outcome<void> showOrFollow(const Arguments& arguments, CommandContext& context, 
           if (const auto* pushed = std::get_if<Case>(&message)) show(pushed->_0);
         },
         hostOf(arguments));
+  const auto session = openSession(arguments, context, hostOf(arguments));
+  if (!session) return std::unexpected(session.error());
   const auto deadline = answerDeadline(arguments);
   if (!deadline) return std::unexpected(deadline.error());
-  const auto session = openSession(arguments, context, hostOf(arguments), *deadline);
-  if (!session) return std::unexpected(session.error());
   const auto answer = fetch(**session, *deadline);
   if (!answer) return std::unexpected(answer.error());
   closeSession(**session);
@@ -95,14 +95,19 @@ Outcome<std::uint16_t> servicePort(const Arguments& arguments) {
 }
 
 Outcome<std::string> urlOfService(const Arguments& arguments, CommandContext& context, std::uint16_t port) {
-  const auto deadline = answerDeadline(arguments);
-  if (!deadline) return std::unexpected(deadline.error());
   const auto contents = context.book.load();
   if (!contents) return std::unexpected(contents.error());
   const auto host = chosenHost(arguments, *contents);
   if (!host) return std::unexpected(host.error());
-  const auto session = openSession(arguments, context, {}, *deadline);
+  if (const auto endpoint = host->endpoint(); endpoint.ssh)
+    return failed(ExitCode::failure, "a browser cannot use the host's relay through ssh",
+                  fmt::format("Forward the service's port: '{} -L {}:localhost:{}', then open "
+                              "http://localhost:{}/.",
+                              sshCommandText(endpoint), port, port, port));
+  const auto session = openSession(arguments, context);
   if (!session) return std::unexpected(session.error());
+  const auto deadline = answerDeadline(arguments);
+  if (!deadline) return std::unexpected(deadline.error());
   const auto services = fetchServices(**session, *deadline);
   if (!services) return std::unexpected(services.error());
   const auto status = fetchNetworkStatus(**session, *deadline);

@@ -25,6 +25,8 @@ Outcome<OpenStream> openStream(const Arguments& arguments, CommandContext& conte
   if (!options) return std::unexpected(options.error());
   auto session = openSession(arguments, context);
   if (!session) return std::unexpected(session.error());
+  if (arguments.has("--udp") && !(*session)->carriesDatagrams())
+    context.output.note("Through ssh the pictures come on the connection itself; --udp has no effect.");
   context.waiter.activity = "waiting for a picture";
   auto receiver = VideoReceiver::start(**session, std::move(options->target), options->config,
                                        options->transport, options->view);

@@ -12,11 +12,12 @@
 #include <QuorlKit/Protocol/MediaPackets.h>
 #include <quorl-client/Base/Printable.h>
 #include <quorl-client/Files/BackgroundDigest.h>
+#include <quorl-client/Files/UploadPace.h>
 
 namespace quorl::client {
 namespace {
 
-constexpr std::size_t pieceSize = 262'144;
+constexpr std::size_t largestPiece = 262'144;
 
 std::unexpected<ClientError> hostError(const WireError& error) {
   return failed(ExitCode::failure, fmt::format("the host did not do it: {} ({})", printable(error.message),
@@ -56,29 +57,63 @@ Outcome<Message> answerFor(Session& session, const UUID& transfer, Deadline dead
   }
 }
 
+std::unexpected<ClientError> stalledUpload() {
+  return failed(ExitCode::timedOut, "the host takes no more bytes");
+}
+
+// Waits until everything was given to the kernel, and looks at the host's messages also without waiting: an
+// interruption or an error of the host ends the transfer.
+Outcome<void> flush(Session& session, const MoveLimits& limits) {
+  do {
+    const auto before = session.unsentBytes();
+    const auto ready = before > 0 ? session.waitUntilSent(within(limits.stall)) : session.wait(Clock::now());
+    if (!ready) return std::unexpected(ready.error());
+    if (auto fine = checkMessages(session); !fine) return fine;
+    if (before > 0 && *ready == Waiter::Ready::deadline && session.unsentBytes() == before)
+      return stalledUpload();
+  } while (session.unsentBytes() > 0);
+  return {};
+}
+
+// The size of the next piece, once the pace admits one. The kernel does not report acknowledgements, so a
+// full window is looked at again after a quarter of a round trip.
+Outcome<std::size_t> admitPiece(Session& session, UploadPace& pace, const MoveLimits& limits) {
+  using namespace std::chrono_literals;
+  auto deadline = within(limits.stall);
+  std::size_t least = SIZE_MAX;
+  for (;;) {
+    const auto path = pathStateOf(session.descriptor());
+    if (!path) return largestPiece;
+    const auto now = Clock::now();
+    pace.observe(*path, now);
+    if (pace.mayStart(*path))
+      return std::clamp(pace.window() / 4, UploadPace::smallestWindow / 2, largestPiece);
+    if (path->bytesUnderWay < least) deadline = now + limits.stall;
+    least = std::min(least, path->bytesUnderWay);
+    if (now >= deadline) return stalledUpload();
+    const auto pause = std::clamp<Clock::duration>(path->roundTrip / 4, 1ms, 20ms);
+    if (const auto ready = session.wait(now + pause); !ready) return std::unexpected(ready.error());
+    if (auto fine = checkMessages(session); !fine) return std::unexpected(fine.error());
+  }
+}
+
 Outcome<void> sendContent(Session& session, LocalSource& source, const UUID& id, BackgroundDigest& digest,
                           std::uint64_t& sent, const MoveLimits& limits, const MoveProgress& progress) {
   const auto buffers = std::make_shared<BufferPool>();
+  UploadPace pace;
   // More than was announced would be refused by the host; a growing file is sent as it was.
   while (sent < source.size()) {
-    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(pieceSize, source.size() - sent));
-    const auto piece = buffers->take(size);
-    if (auto read = source.read(*piece, size); !read) return read;
-    if (piece->empty()) return {};
-    digest.add(piece);
-    if (auto done = session.send(OutgoingFrame::file({id, sent, piece})); !done) return done;
-    sent += piece->size();
+    const auto piece = admitPiece(session, pace, limits);
+    if (!piece) return std::unexpected(piece.error());
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(*piece, source.size() - sent));
+    const auto bytes = buffers->take(size);
+    if (auto read = source.read(*bytes, size); !read) return read;
+    if (bytes->empty()) return {};
+    digest.add(bytes);
+    if (auto done = session.send(OutgoingFrame::file({id, sent, bytes})); !done) return done;
+    sent += bytes->size();
     progress(sent, source.size());
-    // Also without unsent bytes: an interruption or an error of the host ends the transfer.
-    do {
-      const auto before = session.unsentBytes();
-      const auto ready =
-          before > 0 ? session.waitUntilSent(within(limits.stall)) : session.wait(Clock::now());
-      if (!ready) return std::unexpected(ready.error());
-      if (auto fine = checkMessages(session); !fine) return fine;
-      if (before > 0 && *ready == Waiter::Ready::deadline && session.unsentBytes() == before)
-        return failed(ExitCode::timedOut, "the host takes no more bytes");
-    } while (session.unsentBytes() > 0);
+    if (auto flushed = flush(session, limits); !flushed) return flushed;
   }
   return {};
 }

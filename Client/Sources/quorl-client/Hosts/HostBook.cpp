@@ -45,11 +45,19 @@ std::expected<Bytes, int> readFile(const std::filesystem::path& path) {
 
 }  // namespace
 
+HostAddress PairedHost::endpoint() const {
+  // Only an address by ssh has a scheme. One that was damaged by hand is looked up as a name, and not found.
+  auto parsed = address.contains("://") ? HostAddress::parse(address) : std::nullopt;
+  if (!parsed || !parsed->ssh) return {address, port, std::nullopt};
+  parsed->port = port;
+  return std::move(*parsed);
+}
+
 const PairedHost* HostBookContents::find(std::string_view text) const {
   const auto address = HostAddress::parse(text);
   if (address)
     for (const auto& host : hosts)
-      if (host.port == address->port && equalIgnoringCase(host.address, address->host)) return &host;
+      if (isSameAddress(host.endpoint(), *address)) return &host;
   for (const auto& host : hosts)
     if (equalIgnoringCase(host.name, text)) return &host;
   const auto sameAddress = [&](const PairedHost& host) { return equalIgnoringCase(host.address, text); };

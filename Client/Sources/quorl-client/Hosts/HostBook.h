@@ -21,12 +21,12 @@ namespace quorl::client {
 /// One pairing. The token alone gives access to the host.
 struct PairedHost {
   std::string name;
-  std::string address;
+  std::string address;  // a name, a numeric address or "ssh://[user@]host[:port]"
   std::uint16_t port = 0;
   UUID deviceID;  // the host's
   Bytes token;
 
-  HostAddress endpoint() const { return {address, port}; }
+  HostAddress endpoint() const;
 
   bool operator==(const PairedHost&) const = default;
 };
@@ -36,7 +36,7 @@ struct HostBookContents {
   UUID deviceID;  // this client's, generated once
   std::vector<PairedHost> hosts;
 
-  /// By address and port, then by name ignoring case, then by address alone if only one host has it.
+  /// By address, way and port, then by name ignoring case, then by address alone if only one host has it.
   const PairedHost* find(std::string_view text) const;
 
   bool operator==(const HostBookContents&) const = default;

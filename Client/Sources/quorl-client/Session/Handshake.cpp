@@ -44,7 +44,7 @@ Outcome<Case> await(Session& session, Deadline deadline) {
     if (const auto* error = std::get_if<message::Error>(&**received))
       return std::unexpected(refusal(error->_0));
     if (std::holds_alternative<message::Bye>(**received))
-      return failed(ExitCode::refused, "the host ended the session",
+      return failed(ExitCode::failure, "the host ended the session",
                     "It may be shutting down, or another user may have its screen; try again later.");
   }
 }

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-client/Session/Session.h>
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -18,10 +22,22 @@ namespace {
 
 constexpr std::size_t receiveSize = 524'288;
 
+constexpr std::size_t maxPing = 65'536;
+constexpr std::size_t maxUnansweredPings = 262'144;
+
+// An ssh server waits two minutes for a login (LoginGraceTime of sshd_config(5)).
+constexpr auto timeToAnswer = std::chrono::seconds(150);
+
+bool canAskQuestions() {
+  if (std::getenv("SSH_ASKPASS") != nullptr) return true;
+  return Descriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)).isOpen();
+}
+
 }  // namespace
 
 Outcome<std::unique_ptr<Session>> Session::connect(const HostAddress& address, Waiter& waiter,
-                                                   Deadline deadline) {
+                                                   Deadline deadline, Questions questions) {
+  if (address.ssh) return connectThroughSSH(address, waiter, deadline, questions);
   auto socket = connectTCP(address, waiter, deadline);
   if (!socket) return std::unexpected(socket.error());
   return std::unique_ptr<Session>(new Session(address, std::move(*socket), waiter));
@@ -29,6 +45,41 @@ Outcome<std::unique_ptr<Session>> Session::connect(const HostAddress& address, W
 
 Session::Session(const HostAddress& address, Descriptor socket, Waiter& waiter)
     : address_(address), socket_(std::move(socket)), waiter_(waiter), receiveBuffer_(receiveSize) {}
+
+Outcome<std::unique_ptr<Session>> Session::connectThroughSSH(const HostAddress& address, Waiter& waiter,
+                                                             Deadline deadline, Questions questions) {
+  auto tunnel = SSHTunnel::start(address, questions, waiter, deadline);
+  if (!tunnel) return std::unexpected(tunnel.error());
+  std::unique_ptr<Session> session(new Session(address, (*tunnel)->takeSocket(), waiter));
+  session->tunnel_ = std::move(*tunnel);
+  const bool mayAsk = questions == Questions::allowed && canAskQuestions();
+  // Progress notes would disturb a person who types a password.
+  auto slowNotice = mayAsk ? std::exchange(waiter.onSlow, nullptr) : nullptr;
+  const auto answered =
+      session->awaitFirstAnswer(mayAsk ? std::max(deadline, within(timeToAnswer)) : deadline);
+  if (slowNotice) waiter.onSlow = std::move(slowNotice);
+  if (!answered) return std::unexpected(answered.error());
+  session->tunnel_->stopShowing();
+  return session;
+}
+
+// A host answers a ping before anything else, so its pong shows that the whole way is open.
+Outcome<void> Session::awaitFirstAnswer(Deadline deadline) {
+  if (auto sent = send(OutgoingFrame::raw(FrameType::ping, shareBytes({}))); !sent) return sent;
+  for (;;) {
+    while (const auto frame = takeFrame())
+      if (frame->type == FrameType::pong) return {};
+    const auto line = tunnel_->nextLineDue();
+    const auto ready = wait(line ? std::min(*line, deadline) : deadline);
+    if (!ready) return std::unexpected(ready.error());
+    const auto now = Clock::now();
+    tunnel_->showDueLines(now);
+    if (now >= deadline)
+      return failed(ExitCode::unreachable, fmt::format("no answer from {}", address_.text()),
+                    fmt::format("Check that '{}' works and that Quorl Host runs on that computer.",
+                                sshCommandText(address_)));
+  }
+}
 
 Outcome<void> Session::send(const OutgoingFrame& frame) {
   if (ended_) return std::unexpected(*ended_);
@@ -69,27 +120,32 @@ Outcome<Waiter::Ready> Session::wait(Deadline deadline, std::span<const int> als
   return waitFor(Until::arrival, deadline, alsoReadable);
 }
 
-Outcome<Waiter::Ready> Session::waitUntilSent(Deadline deadline) {
-  return waitFor(Until::sent, deadline, {});
+Outcome<Waiter::Ready> Session::waitUntilSent(Deadline deadline, std::span<const int> alsoReadable) {
+  return waitFor(Until::sent, deadline, alsoReadable);
 }
 
 Outcome<Waiter::Ready> Session::waitFor(Until until, Deadline deadline, std::span<const int> alsoReadable) {
-  std::vector<pollfd> watched(1 + alsoReadable.size());
+  std::vector<pollfd> watched(2 + alsoReadable.size());
   for (;;) {
     if (!inbox_.empty()) return Waiter::Ready::yes;
     if (ended_) return std::unexpected(*ended_);
     const short interest = static_cast<short>(POLLIN | (isWritable_ && unsentBytes() > 0 ? POLLOUT : 0));
     watched[0] = {socket_.get(), interest, 0};
+    watched[1] = {tunnel_ ? tunnel_->errors() : -1, POLLIN, 0};
     for (std::size_t index = 0; index < alsoReadable.size(); ++index)
-      watched[index + 1] = {alsoReadable[index], POLLIN, 0};
+      watched[index + 2] = {alsoReadable[index], POLLIN, 0};
     const auto ready = waiter_.wait(watched, deadline);
     if (!ready || *ready == Waiter::Ready::deadline) return ready;
     if ((watched[0].revents & POLLOUT) != 0)
       if (auto wrote = writeSome(); !wrote) return std::unexpected(wrote.error());
     if ((watched[0].revents & ~POLLOUT) != 0)
       if (auto read = readSome(); !read) return std::unexpected(read.error());
+    if (watched[1].revents != 0) {
+      tunnel_->readErrors();
+      if (tunnel_->nextLineDue()) return Waiter::Ready::deadline;
+    }
     if (until == Until::sent && unsentBytes() == 0) return Waiter::Ready::yes;
-    for (std::size_t index = 1; index < watched.size(); ++index)
+    for (std::size_t index = 2; index < watched.size(); ++index)
       if (watched[index].revents != 0) return Waiter::Ready::yes;
   }
 }
@@ -118,12 +174,15 @@ Outcome<void> Session::readSome() {
   if (count < 0) {
     if (errno == EAGAIN || errno == EINTR) return {};
     endedByHost_ = errno == ECONNRESET || errno == EPIPE;
-    ended_ = endedByHost_ ? closedError() : brokenError(errno);
-    return {};
+    if (!endedByHost_) {
+      ended_ = brokenError(errno);
+      return {};
+    }
   }
-  if (count == 0) {
-    endedByHost_ = true;
-    ended_ = closedError();
+  if (count <= 0) {
+    auto sshError = tunnel_ ? tunnel_->failure() : std::nullopt;
+    endedByHost_ = !sshError;
+    ended_ = sshError ? std::move(*sshError) : closedError();
     return {};
   }
   receivedBytes_ += static_cast<std::uint64_t>(count);
@@ -137,6 +196,8 @@ Outcome<void> Session::readSome() {
   }
   for (auto& frame : *frames) {
     if (frame.type == FrameType::ping) {
+      // A host that floods with pings and does not read the answers gets none.
+      if (frame.payload.size() > maxPing || unsentBytes() > maxUnansweredPings) continue;
       if (auto sent = send(OutgoingFrame::raw(FrameType::pong, shareBytes(std::move(frame.payload)))); !sent)
         return sent;
       continue;

@@ -15,18 +15,22 @@
 #include <QuorlUnix/Descriptor.h>
 #include <quorl-client/Base/Waiter.h>
 #include <quorl-client/Session/HostAddress.h>
+#include <quorl-client/Session/SSHTunnel.h>
 
 namespace quorl::client {
 
-/// One TCP session with a host, from connect to close: frames in, frames out. The caller interprets the
-/// frames; the session itself answers pings and keeps the host's last error, which is reported when the host
-/// closes.
+/// One session with a host over TCP or through ssh, from connect to close: frames in, frames out. The caller
+/// interprets the frames; the session itself answers pings and keeps the host's last error, which is reported
+/// when the host closes.
 ///
 /// *Queue*: one thread. *Ownership*: the command's. *Lifetime*: shorter than its Waiter.
 class Session {
  public:
+  /// Through ssh it returns when the host has answered. If ssh may ask, the person gets a few minutes beyond
+  /// the deadline to answer.
   static Outcome<std::unique_ptr<Session>> connect(const HostAddress& address, Waiter& waiter,
-                                                   Deadline deadline);
+                                                   Deadline deadline,
+                                                   Questions questions = Questions::allowed);
 
   /// Queues the frame and writes what the socket takes at once. The rest is sent during the next wait.
   Outcome<void> send(const OutgoingFrame& frame);
@@ -39,7 +43,7 @@ class Session {
   /// that arrived before the host closed the connection are delivered before the close is reported.
   Outcome<Waiter::Ready> wait(Deadline deadline, std::span<const int> alsoReadable = {});
   /// As `wait`, but also returns when the socket has taken everything that was sent.
-  Outcome<Waiter::Ready> waitUntilSent(Deadline deadline);
+  Outcome<Waiter::Ready> waitUntilSent(Deadline deadline, std::span<const int> alsoReadable = {});
   std::optional<Frame> takeFrame();
 
   /// The next control message; nothing at the deadline. Skips other frames and messages that cannot be
@@ -55,6 +59,8 @@ class Session {
   DeviceInfo hostDevice;
 
   int descriptor() const { return socket_.get(); }
+  /// Whether the host can send datagrams to this client: not through ssh.
+  bool carriesDatagrams() const { return !tunnel_; }
   Waiter& waiter() { return waiter_; }
   const HostAddress& address() const { return address_; }
   std::uint64_t receivedBytes() const { return receivedBytes_; }
@@ -66,6 +72,9 @@ class Session {
  private:
   Session(const HostAddress& address, Descriptor socket, Waiter& waiter);
 
+  static Outcome<std::unique_ptr<Session>> connectThroughSSH(const HostAddress& address, Waiter& waiter,
+                                                             Deadline deadline, Questions questions);
+  Outcome<void> awaitFirstAnswer(Deadline deadline);
   enum class Until : std::uint8_t { arrival, sent };
   Outcome<Waiter::Ready> waitFor(Until until, Deadline deadline, std::span<const int> alsoReadable);
   Outcome<void> readSome();
@@ -74,6 +83,7 @@ class Session {
   ClientError brokenError(int status) const;
 
   HostAddress address_;
+  std::unique_ptr<SSHTunnel> tunnel_;  // before the socket, whose end ends ssh
   Descriptor socket_;
   Waiter& waiter_;
 

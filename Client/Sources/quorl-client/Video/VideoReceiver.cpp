@@ -4,24 +4,11 @@
 #include <array>
 
 #include <QuorlKit/Protocol/MediaPackets.h>
-#include <fmt/format.h>
-
-#include <quorl-client/Base/Printable.h>
-#include <quorl-client/Video/DecoderConfig.h>
 
 namespace quorl::client {
 namespace {
 
 constexpr std::uint32_t onlyStream = 1;
-constexpr std::size_t maxEarlyPictures = 64;
-
-std::string adviceFor(const WireError& error) {
-  if (error.code == "stream.content")
-    return "The host is not allowed to capture its screen: check its permissions.";
-  if (error.code == "stream.target") return "'quorl_client info' lists displays, windows and applications.";
-  if (error.code == "stream.limit") return "Stop another stream of this session first.";
-  return {};
-}
 
 }  // namespace
 
@@ -30,7 +17,7 @@ Outcome<std::unique_ptr<VideoReceiver>> VideoReceiver::start(Session& session, S
                                                              VideoTransport transport,
                                                              const std::optional<PointSize>& view) {
   std::unique_ptr<VideoReceiver> receiver(new VideoReceiver(session, onlyStream));
-  if (transport == VideoTransport::udp)
+  if (transport == VideoTransport::udp && session.carriesDatagrams())
     if (auto opened = receiver->openDatagrams(); !opened) return std::unexpected(opened.error());
   StartStream request;
   request.streamID = onlyStream;
@@ -59,11 +46,7 @@ Outcome<std::optional<VideoEvent>> VideoReceiver::next(Deadline deadline) {
       if (auto handled = handleFrame(*frame); !handled) return std::unexpected(handled.error());
     if (datagramReader_)
       if (auto drained = drainDatagrams(); !drained) return std::unexpected(drained.error());
-    if (!events_.empty()) {
-      std::optional<VideoEvent> event(std::move(events_.front()));
-      events_.pop_front();
-      return event;
-    }
+    if (auto event = feed_.next()) return event;
     if (Clock::now() >= deadline) return std::optional<VideoEvent>();
     const auto tick = datagramReader_ ? datagramVideo_.nextTick() : std::nullopt;
     const std::array<int, 1> others{datagrams_.descriptor.get()};
@@ -76,8 +59,7 @@ Outcome<std::optional<VideoEvent>> VideoReceiver::next(Deadline deadline) {
 
 Outcome<void> VideoReceiver::handleFrame(const Frame& frame) {
   if (frame.type == FrameType::video) {
-    if (auto packet = VideoPacket::decode(frame.payload); packet && packet->streamID == streamID_)
-      handlePacket(std::move(*packet));
+    if (auto packet = VideoPacket::decode(frame.payload)) feed_.take(std::move(*packet), Clock::now());
     return {};
   }
   if (const auto decoded = session_.decodeControl(frame)) return handleControl(*decoded);
@@ -87,70 +69,45 @@ Outcome<void> VideoReceiver::handleFrame(const Frame& frame) {
 
 Outcome<void> VideoReceiver::handleControl(const ControlMessage& control) {
   if (const auto* started = std::get_if<message::StreamStarted>(&control);
-      started != nullptr && started->_0.streamID == streamID_) {
-    events_.emplace_back(started->_0);
+      started != nullptr && started->_0.streamID == streamID()) {
+    feed_.take(started->_0);
     return {};
   }
   if (const auto* error = std::get_if<message::Error>(&control);
       error != nullptr && error->_0.code.starts_with("stream."))
-    return failed(ExitCode::failure,
-                  fmt::format("the host cannot show it: {} ({})", printable(error->_0.message),
-                              printable(error->_0.code)),
-                  adviceFor(error->_0));
+    return std::unexpected(streamFailure(error->_0));
   if (onControl) onControl(control);
   return {};
-}
-
-void VideoReceiver::handlePacket(VideoPacket packet) {
-  videoBytes_ += packet.data.size();
-  if (!packet.flags.contains(VideoPacketFlags::codecConfig)) {
-    deliver({packet.flags.contains(VideoPacketFlags::keyframe), packet.ptsMicros, std::move(packet.data),
-             Clock::now()});
-    return;
-  }
-  const auto codec = codecOfConfigRecord(packet.data);
-  if (!codec) return;
-  hasConfig_ = true;
-  events_.emplace_back(DecoderConfig{std::move(packet.data), *codec});
-  for (auto& picture : early_) events_.emplace_back(std::move(picture));
-  early_.clear();
-}
-
-void VideoReceiver::deliver(EncodedPicture picture) {
-  if (hasConfig_)
-    events_.emplace_back(std::move(picture));
-  else if (early_.size() < maxEarlyPictures)
-    early_.push_back(std::move(picture));
 }
 
 Outcome<void> VideoReceiver::drainDatagrams() {
   const auto now = Clock::now();
   std::size_t size = 0;
   while (const auto* bytes = datagramReader_->next(size))
-    if (auto performed = perform(datagramVideo_.accept(ByteView(bytes, size), now)); !performed)
+    if (auto performed = perform(datagramVideo_.accept(ByteView(bytes, size), now), now); !performed)
       return performed;
-  return perform(datagramVideo_.tick(now));
+  return perform(datagramVideo_.tick(now), now);
 }
 
-Outcome<void> VideoReceiver::perform(DatagramVideo::Actions actions) {
-  for (auto& packet : actions.pictures)
-    if (packet.streamID == streamID_) handlePacket(std::move(packet));
+Outcome<void> VideoReceiver::perform(DatagramVideo::Actions actions, Clock::time_point now) {
+  bool hasRecovered = false;
+  for (auto& packet : actions.pictures) {
+    hasRecovered = hasRecovered || packet.flags.contains(VideoPacketFlags::keyframe);
+    feed_.take(std::move(packet), now);
+  }
   if (!actions.needsKeyframe) return {};
-  ++keyframeRequests_;
-  lastKeyframeRequest_ = Clock::now();
-  return session_.send(ControlMessage(message::RequestKeyframe{streamID_}));
+  if (!hasRecovered) feed_.lose();
+  if (!feed_.asksForKeyframe(now)) return {};
+  return session_.send(ControlMessage(message::RequestKeyframe{streamID()}));
 }
 
 Outcome<void> VideoReceiver::requestKeyframe() {
-  const auto now = Clock::now();
-  if (lastKeyframeRequest_ && now < *lastKeyframeRequest_ + DatagramVideo::repeatAfter) return {};
-  ++keyframeRequests_;
-  lastKeyframeRequest_ = now;
-  return session_.send(ControlMessage(message::RequestKeyframe{streamID_}));
+  if (!feed_.asksForKeyframe(Clock::now())) return {};
+  return session_.send(ControlMessage(message::RequestKeyframe{streamID()}));
 }
 
 Outcome<void> VideoReceiver::stop() {
-  return session_.send(ControlMessage(message::StopStream{streamID_}));
+  return session_.send(ControlMessage(message::StopStream{streamID()}));
 }
 
 }  // namespace quorl::client
