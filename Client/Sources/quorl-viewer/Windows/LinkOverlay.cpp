@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-viewer/Windows/LinkOverlay.h>
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QVBoxLayout>
+
+#include <fmt/format.h>
+
+#include <quorl-client/Base/Printable.h>
+
+namespace quorl::viewer {
+
+namespace {
+
+using State = LinkStatus::State;
+
+QString plain(const std::string& text) {
+  return QString::fromStdString(client::printable(text));
+}
+
+long secondsSince(Clock::time_point from, Clock::time_point now) {
+  return std::max(0L,
+                  static_cast<long>(std::chrono::duration_cast<std::chrono::seconds>(now - from).count()));
+}
+
+QLabel* label(const QString& name, double size) {
+  auto* result = new QLabel;
+  result->setTextFormat(Qt::PlainText);  // the host's texts are never markup
+  result->setWordWrap(true);
+  result->setAlignment(Qt::AlignHCenter);
+  result->setObjectName(name);
+  auto font = result->font();
+  font.setPointSizeF(font.pointSizeF() * size);
+  result->setFont(font);
+  return result;
+}
+
+}  // namespace
+
+LinkOverlay::LinkOverlay(const QString& host, const QString& address, Handlers handlers, QWidget* parent)
+    : QWidget(parent),
+      host_(host),
+      address_(address),
+      title_(label(QStringLiteral("overlayTitle"), 1.4)),
+      counter_(label(QStringLiteral("overlayCounter"), 1.0)),
+      fold_(new QToolButton),
+      details_(label(QStringLiteral("overlayDetails"), 1.0)),
+      now_(new QPushButton(QStringLiteral("Now"))),
+      cancel_(new QPushButton(QStringLiteral("Cancel"))) {
+  setStyleSheet(QStringLiteral("QLabel { color: white; } QToolButton { color: #cccccc; border: none; }"));
+  setAccessibleName(QStringLiteral("State of the connection"));
+  now_->setAccessibleName(QStringLiteral("Connect now"));
+  cancel_->setAccessibleName(QStringLiteral("Stop connecting"));
+  fold_->setText(QStringLiteral("Details"));
+  fold_->setCheckable(true);
+  fold_->setArrowType(Qt::RightArrow);
+  fold_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  QObject::connect(fold_, &QToolButton::toggled, this, [this](bool isOpen) {
+    fold_->setArrowType(isOpen ? Qt::DownArrow : Qt::RightArrow);
+    details_->setVisible(isOpen);
+  });
+  details_->hide();
+  QObject::connect(now_, &QPushButton::clicked, this, handlers.reconnectNow);
+  QObject::connect(cancel_, &QPushButton::clicked, this, handlers.cancel);
+
+  auto* buttons = new QHBoxLayout;
+  buttons->addStretch();
+  buttons->addWidget(now_);
+  buttons->addWidget(cancel_);
+  buttons->addStretch();
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(40, 20, 40, 20);
+  column->addStretch();
+  column->addWidget(title_);
+  column->addWidget(counter_);
+  column->addLayout(buttons);
+  column->addWidget(fold_, 0, Qt::AlignHCenter);
+  column->addWidget(details_);
+  column->addStretch();
+
+  everySecond_.setInterval(1'000);
+  QObject::connect(&everySecond_, &QTimer::timeout, this, [this] { refresh(); });
+  parent->installEventFilter(this);
+  setGeometry(parent->rect());
+  hide();
+}
+
+void LinkOverlay::show(const LinkStatus& status) {
+  status_ = status;
+  refresh();
+}
+
+void LinkOverlay::showStreamError(const std::optional<client::ClientError>& error) {
+  streamError_ = error;
+  refresh();
+}
+
+QString LinkOverlay::headline(Clock::time_point now) const {
+  switch (status_.state) {
+    case State::connecting:
+      return QStringLiteral("Connecting to %1").arg(host_);
+    case State::stalled:
+      return QStringLiteral("%1 has not answered for %2 s").arg(host_).arg(secondsSince(status_.since, now));
+    case State::waiting:
+      return QStringLiteral("The connection to %1 is lost").arg(host_);
+    case State::stopped:
+      return status_.reason ? QStringLiteral("%1 cannot be reached").arg(host_)
+                            : QStringLiteral("Not connected to %1").arg(host_);
+    case State::connected:
+      break;
+  }
+  return streamError_ ? QStringLiteral("This target cannot be shown") : QString();
+}
+
+void LinkOverlay::refresh() {
+  const auto now = Clock::now();
+  const bool isShown = status_.state != State::connected || streamError_.has_value();
+  const bool counts = status_.state == State::stalled || status_.state == State::waiting;
+  if (counts && isShown)
+    everySecond_.start();
+  else
+    everySecond_.stop();
+  setVisible(isShown);
+  if (!isShown) return;
+  title_->setText(headline(now));
+  const auto& reason = status_.state == State::connected ? streamError_ : status_.reason;
+  QString second;
+  if (status_.state == State::waiting)
+    second = QStringLiteral("Next attempt in %1 s").arg(std::max(0L, secondsSince(now, status_.retryAt) + 1));
+  const auto add = [&second](const std::string& text) {
+    if (!text.empty()) second += (second.isEmpty() ? QString() : QStringLiteral("\n")) + plain(text);
+  };
+  if (reason) add(reason->what);
+  if (reason) add(reason->advice);
+  counter_->setText(second);
+  counter_->setVisible(!second.isEmpty());
+  details_->setText(
+      QStringLiteral("Address %1, for %2 s").arg(address_).arg(secondsSince(status_.since, now)));
+  fold_->setVisible(reason.has_value());
+  details_->setVisible(reason.has_value() && fold_->isChecked());
+  now_->setVisible(status_.state == State::waiting || status_.state == State::stopped);
+  cancel_->setVisible(status_.state == State::waiting || status_.state == State::connecting);
+  raise();
+}
+
+void LinkOverlay::paintEvent(QPaintEvent*) {
+  QPainter(this).fillRect(rect(), QColor(20, 20, 24, 170));
+}
+
+bool LinkOverlay::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::Resize) setGeometry(parentWidget()->rect());
+  return QWidget::eventFilter(watched, event);
+}
+
+}  // namespace quorl::viewer
