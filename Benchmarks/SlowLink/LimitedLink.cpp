@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -32,6 +33,21 @@ void nudge(const NetworkSpace& space) {
     sendto(descriptor, "", 0, 0, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
     close(descriptor);
   });
+}
+
+// proc(5), net/dev: the ninth field after the name.
+std::uint64_t sentBytes(const NetworkSpace& space, std::string_view device) {
+  std::uint64_t bytes = 0;
+  space.run([&] {
+    std::ifstream file("/proc/thread-self/net/dev");
+    for (std::string line; std::getline(file, line);) {
+      const auto colon = line.find(':');
+      if (colon == std::string::npos || line.find(device) > colon) continue;
+      std::istringstream fields(line.substr(colon + 1));
+      for (int field = 0; field < 9; ++field) fields >> bytes;
+    }
+  });
+  return bytes;
 }
 
 }  // namespace
@@ -65,10 +81,22 @@ void LimitedLink::configureTcp(const NetworkSpace& space) const {
       "cd /proc/sys/net/ipv4 && echo 4096 131072 6291456 >tcp_rmem && echo 4096 16384 4194304 >tcp_wmem");
 }
 
-void LimitedLink::shapeBottleneck(const std::string& verb, double bitsPerSecond) const {
+std::string LimitedLink::bucketOf(double bitsPerSecond) const {
   const auto limit = static_cast<int>(shape_.megabits * 1e6 / 8 * bufferSeconds) + burstBytes;
-  middle_.command(fmt::format("tc qdisc {} dev m0 root handle 1: tbf rate {:.0f}bit burst {} limit {}", verb,
-                              bitsPerSecond, burstBytes, limit));
+  return fmt::format("tbf rate {:.0f}bit burst {} limit {}", bitsPerSecond, burstBytes, limit);
+}
+
+void LimitedLink::shapeBottleneck(const std::string& verb, double bitsPerSecond) const {
+  middle_.command(fmt::format("tc qdisc {} dev m0 root handle 1: {}", verb, bucketOf(bitsPerSecond)));
+}
+
+void LimitedLink::limitUploads() {
+  middle_.command("tc qdisc replace dev tun0 root handle 1: " + bucketOf(bitsPerSecond()));
+  limitsUploads_ = true;
+}
+
+void LimitedLink::unlimitUploads() {
+  if (std::exchange(limitsUploads_, false)) middle_.command("tc qdisc del dev tun0 root");
 }
 
 void LimitedLink::setShare(double shareOfRate) {
@@ -81,19 +109,11 @@ void LimitedLink::stall() {
 }
 
 std::uint64_t LimitedLink::carriedBytes() const {
-  std::uint64_t bytes = 0;
-  middle_.run([&] {
-    std::ifstream file("/proc/thread-self/net/dev");
-    for (std::string line; std::getline(file, line);) {
-      const auto colon = line.find(':');
-      if (colon == std::string::npos || line.find("m0") > colon) continue;
-      std::istringstream fields(line.substr(colon + 1));
-      std::uint64_t skipped = 0;
-      for (int field = 0; field < 8; ++field) fields >> skipped;  // the receive counters
-      fields >> bytes;
-    }
-  });
-  return bytes;
+  return sentBytes(middle_, "m0");
+}
+
+std::uint64_t LimitedLink::uploadedBytes() const {
+  return sentBytes(middle_, "tun0");
 }
 
 }  // namespace quorl::bench

@@ -79,6 +79,16 @@ void steadyRows(Table& table, const Steady& host, const std::optional<Steady>& p
   table.row("age of the pictures (mean)", fmt::format("{} ({:.0f})", textOf(host.age), host.age.mean()), "");
 }
 
+void besideFileRows(Table& table, std::string_view what, const BesideFile& beside, const Goals& goals) {
+  const auto& stream = beside.stream;
+  table.judgedTimes(fmt::format("echo beside {}", what), stream.echo, "", goals.echo);
+  table.judgedTimes(fmt::format("small change beside {}", what), stream.change, "", goals.change);
+  table.judgedTimes(fmt::format("key to echo beside {}", what), stream.key, "", goals.key);
+  table.row(fmt::format("pictures a second beside {}", what), fmt::format("{:.1f}", stream.picturesPerSecond),
+            "");
+  table.row(fmt::format("Mbit/s of {}", what), fmt::format("{:.2f}", beside.fileMegabits), "");
+}
+
 std::string textOf(const Recovery& recovery) {
   const auto seconds = [](const std::optional<double>& value) {
     return value ? fmt::format("{:.2f} s", *value) : std::string("not in 30 s");
@@ -102,6 +112,8 @@ int report(const LinkShape& shape, const LinkResults& results) {
   Table table;
   table.row("echo without a stream", textOf(results.quiet), "");
   if (results.host) steadyRows(table, *results.host, results.peer, goals);
+  if (results.upload) besideFileRows(table, "an upload", *results.upload, goals);
+  if (results.download) besideFileRows(table, "a download", *results.download, goals);
   if (results.stops)
     table.judged("stopStream to the last picture", textOf(*results.stops), "",
                  fmt::format("max <= {:.0f}", goals.stop),

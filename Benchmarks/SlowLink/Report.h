@@ -8,11 +8,19 @@
 
 namespace quorl::bench {
 
+/// The stream while a file is moved over the same link.
+struct BesideFile {
+  Steady stream;
+  double fileMegabits = 0;  // Mbit/s of the file
+};
+
 /// The results of one link.
 struct LinkResults {
   Samples quiet;  // echoes before the stream starts
   std::optional<Steady> host;
   std::optional<Steady> peer;
+  std::optional<BesideFile> upload;
+  std::optional<BesideFile> download;
   std::optional<Recovery> thin;
   std::optional<Recovery> stall;
   std::optional<Samples> stops;

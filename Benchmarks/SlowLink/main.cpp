@@ -2,9 +2,10 @@
 // The real host over a real slow link: full-screen motion on a virtual screen, and what a user at the other
 // end notices meanwhile. x0vncserver shows the same screen over the same link in the same run.
 //   usage: slow_link_bench PATH_OF_quorl_host [--rates 2,5,20] [--delays 0,40] [--seconds 60] [--cc cubic]
-//                          [--only steady,recovery,stop] [--no-peer]
+//                          [--only steady,upload,download,recovery,stop] [--no-peer]
 //   --rates: Mbit/s; --delays: added round trips in ms; --seconds: length of the steady part, per contender
 //   --cc: congestion control of both ends; --only: selected parts
+//   upload and download: quorl_client, from the folder of the host, moves a file over the same link meanwhile
 // A quick check of one row: --rates 5 --delays 40 --seconds 15 --only steady --no-peer
 // Needs root, /dev/net/tun, iproute2 and Xvfb; the peer needs tigervnc-scraping-server. Exit status: 0 if all
 // goals are met, 1 if one is missed, 2 if it cannot run.
@@ -26,6 +27,7 @@
 #include "../Support/Program.h"
 #include "../Support/RfbViewer.h"
 #include "Enclosure.h"
+#include "FileMove.h"
 #include "LimitedLink.h"
 #include "LinkClient.h"
 #include "Measurement.h"
@@ -48,9 +50,10 @@ struct Options {
   std::vector<double> delays{0, 40};
   std::chrono::seconds seconds{60};
   std::string congestionControl = "cubic";
-  std::string parts = "steady,recovery,stop";
+  std::string parts = "steady,upload,download,recovery,stop";
   bool hasPeer = true;
 
+  std::string client() const { return std::filesystem::path(host).replace_filename("quorl_client"); }
   bool isWanted(std::string_view part) const { return parts.find(part) != std::string::npos; }
 };
 
@@ -134,7 +137,7 @@ class Run {
       std::unique_ptr<LinkClient> client;
       link.clientSide().run(
           [&] { client = std::make_unique<LinkClient>(LimitedLink::hostAddress, port, pin); });
-      measureWith(*client, link, results);
+      measureWith(*client, link, results, folder);
       if (const auto why = client->failure(); !why.empty())
         throw std::runtime_error("the session ended: " + why);
     } catch (...) {
@@ -143,7 +146,7 @@ class Run {
     }
   }
 
-  void measureWith(LinkClient& client, LimitedLink& link, LinkResults& results) {
+  void measureWith(LinkClient& client, LimitedLink& link, LinkResults& results, const std::string& folder) {
     Measurement measurement(link, block_, motion_);
     client.openTerminal();
     results.quiet = measurement.quietEchoes(client);
@@ -152,6 +155,23 @@ class Run {
     if (options_.isWanted("steady")) {
       note(link, "host, steady stream");
       results.host = measurement.steady(client, &client, options_.seconds);
+    }
+    for (const auto direction : {FileMove::Direction::upload, FileMove::Direction::download}) {
+      const bool isUpload = direction == FileMove::Direction::upload;
+      if (!options_.isWanted(isUpload ? "upload" : "download")) continue;
+      note(link, isUpload ? "host, stream beside an upload" : "host, stream beside a download");
+      const FileMove move(link, direction, options_.client(), folder, port, pin);
+      std::this_thread::sleep_for(warmUp);
+      auto& result = isUpload ? results.upload : results.download;
+      result.emplace();
+      const auto before = move.movedBytes();
+      result->stream = measurement.steady(client, &client, options_.seconds);
+      result->fileMegabits = static_cast<double>(move.movedBytes() - before) * 8 / 1e6 /
+                             static_cast<double>(options_.seconds.count());
+      if (!(result->fileMegabits > 0)) {
+        showEndOf(folder + "/move.log");
+        throw std::runtime_error("the file did not move");
+      }
     }
     if (options_.isWanted("recovery")) {
       note(link, "host, recovery from a tenth of the rate and from a stall");
@@ -211,7 +231,7 @@ int main(int argc, char** argv) {
     if (!options) {
       fmt::print(stderr,
                  "usage: {} PATH_OF_quorl_host [--rates 2,5,20] [--delays 0,40] [--seconds 60] [--cc cubic]\n"
-                 "       [--only steady,recovery,stop] [--no-peer]\n",
+                 "       [--only steady,upload,download,recovery,stop] [--no-peer]\n",
                  argv[0]);
       return 2;
     }
