@@ -80,8 +80,10 @@ int main(int argc, char** argv) {
   // Deletes itself when it is closed, which ends the application.
   auto* window = new ViewerWindow(*host, client::clientDevice(book->deviceID),
                                   {.target = targetOf(parser),
+                                   .wanted = {},
                                    .isFullScreen = parser.isSet(QStringLiteral("full-screen")),
-                                   .isMuted = parser.isSet(QStringLiteral("mute"))});
+                                   .isMuted = parser.isSet(QStringLiteral("mute")),
+                                   .folder = *folder});
   window->show();
   return QApplication::exec();
 }

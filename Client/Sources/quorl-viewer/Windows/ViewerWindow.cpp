@@ -44,7 +44,7 @@ QString textOf(const client::ClientError& error) {
 }  // namespace
 
 ViewerWindow::ViewerWindow(client::PairedHost host, DeviceInfo device, const Start& start)
-    : target_(start.target), hostName_(plain(host.name)) {
+    : target_(start.target.value_or(streamTarget::Unified{})), hostName_(plain(host.name)) {
   setAttribute(Qt::WA_DeleteOnClose);
   makeView();
   makeControls();
@@ -67,7 +67,10 @@ ViewerWindow::ViewerWindow(client::PairedHost host, DeviceInfo device, const Sta
   session_->setMuted(start.isMuted);
   titleChanged();
   if (start.isFullScreen) setFullScreen(true);
-  watch(start.target);
+  if (start.wanted && !start.target)
+    watch(*start.wanted);
+  else
+    watch(target_);
 }
 
 ViewerWindow::~ViewerWindow() {
@@ -229,6 +232,19 @@ void ViewerWindow::watch(const StreamTarget& target) {
   view_->clear();
   overlay_->showStreamError(std::nullopt);
   titleChanged();
+}
+
+void ViewerWindow::watch(const ViewTarget& target) {
+  const auto numbered = [&]() -> StreamTarget {
+    if (const auto* display = std::get_if<viewTarget::Display>(&target))
+      return streamTarget::Display{display->id};
+    if (const auto* app = std::get_if<viewTarget::App>(&target)) return streamTarget::App{app->bundleID};
+    if (const auto* window = std::get_if<viewTarget::Window>(&target))
+      for (const auto& row : rows_)
+        if (row.kind == TargetRow::Kind::window && row.title == window->title) return row.target;
+    return streamTarget::Unified{};
+  };
+  watch(numbered());
 }
 
 void ViewerWindow::statusChanged(const LinkStatus& status) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -9,6 +10,7 @@
 
 #include <QuorlKit/Models/Models.h>
 
+#include <quorl-viewer/Settings/ViewerAddress.h>
 #include <quorl-viewer/Targets/TargetRows.h>
 #include <quorl-viewer/Windows/Banner.h>
 #include <quorl-viewer/Windows/InputRouter.h>
@@ -28,15 +30,20 @@ namespace quorl::viewer {
 class ViewerWindow : public QMainWindow {
  public:
   struct Start {
-    StreamTarget target = streamTarget::Unified{};
+    std::optional<StreamTarget> target;  // by its number
+    std::optional<ViewTarget> wanted;    // without a number; neither: what was watched last
     bool isFullScreen = false;
     bool isMuted = false;
+    std::filesystem::path folder;  // of the client's configuration, with the settings of hosts
   };
 
   ViewerWindow(client::PairedHost host, DeviceInfo device, const Start& start);
   ~ViewerWindow() override;
 
   void watch(const StreamTarget& target);
+  /// A window that is not there yet is shown when it appears.
+  void watch(const ViewTarget& target);
+  void setFullScreen(bool isFullScreen);
   PictureView& view() { return *view_; }
   ViewerSession& session() { return *session_; }
 
@@ -57,7 +64,6 @@ class ViewerWindow : public QMainWindow {
   void setTargets(std::vector<TargetRow> rows);
   void titleChanged();
   void viewResized();
-  void setFullScreen(bool isFullScreen);
   void setStatisticsShown(bool isShown);
   void showStatistics();
   void savePicture();
