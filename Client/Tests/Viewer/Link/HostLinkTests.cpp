@@ -194,8 +194,8 @@ TEST_F(HostLinkTest, wakesUpForItsHeartbeatsOnly) {
   ASSERT_TRUE(host_->waitUntil([](const FakeHost& host) { return host.pings() == 1; }));
   const auto before = link_->waits();
   ASSERT_TRUE(host_->waitUntil([](const FakeHost& host) { return host.pings() == 2; }));
-  // One wait ends with the pong, the next one with the heartbeat.
-  EXPECT_LE(link_->waits() - before, 2U);
+  // One wait ends with the pong, the next one with the heartbeat. The one after it may have begun.
+  EXPECT_LE(link_->waits() - before, 3U);
 }
 
 TEST_F(HostLinkTest, asksTheHostAtOnceAfterTheComputerHasSlept) {
