@@ -1,12 +1,25 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-viewer/Picture/PicturePainter.h>
 
+#include <algorithm>
 #include <cstring>
+#include <system_error>
+#include <thread>
 
 #include <quorl-viewer/Picture/PictureRows.h>
 
 namespace quorl::viewer {
 namespace {
+
+// Below this, a thread costs more than it saves: its start takes some 50 µs, such a strip about 500 µs.
+constexpr int smallestStrip = 100'000;  // pixels
+constexpr int mostStrips = 4;
+
+int stripsOf(const PixelRect& clip) {
+  static const int processors = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  const int worthwhile = std::max(1, clip.width * clip.height / smallestStrip);
+  return std::min({worthwhile, processors, mostStrips, clip.height});
+}
 
 bool isWholeMultiple(const PixelRect& source, const PixelRect& destination) {
   return destination.width % source.width == 0 && destination.height % source.height == 0;
@@ -34,7 +47,30 @@ void PicturePainter::paint(const client::PicturePlanes& picture, const Canvas& c
   else if (scaling == Scaling::sharp && isWholeMultiple(source, destination))
     repeat(picture, source, destination, clip, pixels, canvas.stride);
   else
-    scaler_.scale(picture, source, destination, clip, pixels, canvas.stride);
+    filter(picture, source, destination, clip, pixels, canvas.stride);
+}
+
+void PicturePainter::filter(const client::PicturePlanes& picture, const PixelRect& source,
+                            const PixelRect& destination, const PixelRect& clip, std::uint8_t* pixels,
+                            std::size_t stride) {
+  const int strips = stripsOf(clip);
+  scalers_.resize(std::max(scalers_.size(), static_cast<std::size_t>(strips)));
+  const auto paintStrip = [&, strips](int strip) {
+    const int top = clip.height * strip / strips;
+    const int bottom = clip.height * (strip + 1) / strips;
+    scalers_[static_cast<std::size_t>(strip)].scale(picture, source, destination,
+                                                    {clip.x, clip.y + top, clip.width, bottom - top},
+                                                    pixels + static_cast<std::size_t>(top) * stride, stride);
+  };
+  std::vector<std::jthread> threads;
+  int here = 1;  // strips painted on this thread: the first, and those that get none
+  for (int strip = strips - 1; strip > 0; --strip) try {
+      threads.emplace_back(paintStrip, strip);
+    } catch (const std::system_error&) {
+      here = strip + 1;
+      break;
+    }
+  for (int strip = 0; strip < here; ++strip) paintStrip(strip);
 }
 
 void PicturePainter::repeat(const client::PicturePlanes& picture, const PixelRect& source,

@@ -21,9 +21,10 @@ struct Canvas {
 /// whole multiples are filtered too. At 1:1 both are exact.
 enum class Scaling : std::uint8_t { sharp, smooth };
 
-/// Paints pictures: converts their colours and scales them in one pass over the canvas.
+/// Paints pictures: converts their colours and scales them in one pass over the canvas. A large canvas is
+/// filtered in strips, on as many threads as the processor has, for the time of the call.
 ///
-/// *Queue*: one at a time. *Blocking*: none, on the calling thread. *Ownership*: owns tables and rows;
+/// *Queue*: one at a time. *Blocking*: until everything is painted. *Ownership*: owns tables and rows;
 /// borrows picture and canvas for the call.
 class PicturePainter {
  public:
@@ -34,10 +35,12 @@ class PicturePainter {
              const PixelRect& destination, const PixelRect& damaged, Scaling scaling = Scaling::sharp);
 
  private:
+  void filter(const client::PicturePlanes& picture, const PixelRect& source, const PixelRect& destination,
+              const PixelRect& clip, std::uint8_t* pixels, std::size_t stride);
   void repeat(const client::PicturePlanes& picture, const PixelRect& source, const PixelRect& destination,
               const PixelRect& clip, std::uint8_t* pixels, std::size_t stride);
 
-  SmoothScaler scaler_;
+  std::vector<SmoothScaler> scalers_;  // one a strip
   std::vector<std::uint32_t> row_;
   std::vector<std::uint32_t> wideRow_;
 };

@@ -98,6 +98,19 @@ TEST_P(PlaneFormats, repaintsAPartAsInAWholeRepaint) {
 
 INSTANTIATE_TEST_SUITE_P(All, PlaneFormats, testing::ValuesIn(formats));
 
+TEST(PicturePainter, filtersALargeCanvasInStripsAsInOnePiece) {
+  SyntheticPicture picture(PlaneFormat::i420, {640, 400});
+  picture.fillWithNoise();
+  const PixelSize canvas{1000, 625};  // several strips wherever there are several processors
+  const auto whole = paintedWhole(picture, {640, 400}, canvas);
+  auto pieces = Pixels(canvas);
+  PicturePainter painter;
+  for (int y = 0; y < canvas.height; y += 25)
+    painter.paint(picture.planes(), {pieces.data(), pieces.stride(), canvas}, {0, 0, 640, 400},
+                  PixelRect::of(canvas), {0, y, canvas.width, 25});
+  EXPECT_TRUE(whole == pieces);
+}
+
 TEST(PicturePainter, copiesPixelsAtOneToOneFromAnyCorner) {
   SyntheticPicture picture(PlaneFormat::i420, {40, 30});
   picture.fillWithNoise();
