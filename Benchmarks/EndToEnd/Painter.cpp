@@ -145,6 +145,16 @@ std::vector<Probe> Painter::prepareBlock(int side) {
   return {Probe{x + side / 2, y + side / 2, colour}};
 }
 
+std::vector<Probe> Painter::prepareGlyph(int position) {
+  const Rgb colour = impl_->colours.next();
+  const int x = 200 + position % 80 * 12;
+  const int y = 700 + position / 80 % 8 * 20;
+  impl_->draw = [this, colour, x, y] {
+    impl_->fill(colour, {static_cast<std::int16_t>(x), static_cast<std::int16_t>(y), 10, 16});
+  };
+  return {Probe{x + 5, y + 8, colour, 40}};
+}
+
 std::vector<Probe> Painter::prepareFlat() {
   const Rgb colour = impl_->colours.next();
   impl_->draw = [this, colour] {

@@ -28,6 +28,8 @@ class Painter {
 
   /// The probes that each draw will show; arm a viewer with them before `commit` sends the request.
   std::vector<Probe> prepareBlock(int side);
+  /// A character of a line that is being typed.
+  std::vector<Probe> prepareGlyph(int position);
   std::vector<Probe> prepareFlat();
   std::vector<Probe> preparePicture();
   /// Sends the prepared request and returns the time just before.
