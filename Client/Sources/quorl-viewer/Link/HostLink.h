@@ -50,8 +50,11 @@ struct SetSound {
   bool isWanted = false;
 };
 /// Any message but those with a command of their own. Numbers of streams in it are keys. A clipboard above
-/// 64 KiB takes a session of its own, so that no input waits for it.
+/// 64 KiB takes a session of its own, so that no input waits for it. The answers to echo requests are
+/// reported if their numbers begin with `firstEcho`; the numbers below are the link's own.
 struct Send {
+  static constexpr std::uint32_t firstEcho = 0x8000'0000;
+
   ControlMessage message;
 };
 /// The number of its stream is a key.

@@ -191,7 +191,8 @@ void LinkWorker::takePong(const Frame& frame, Clock::time_point now) {
 
 bool LinkWorker::takeEcho(const ControlMessage& control, Clock::time_point now) {
   const auto* reply = std::get_if<message::EchoReply>(&control);
-  if (reply == nullptr) return false;
+  // Other numbers are the window's.
+  if (reply == nullptr || reply->_0.seq >= linkCommand::Send::firstEcho) return false;
   if (!echo_ || reply->_0.seq != echo_->number) return true;
   const auto sentAt = echo_->sentAt;
   echo_.reset();

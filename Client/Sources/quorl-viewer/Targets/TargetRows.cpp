@@ -15,21 +15,25 @@ namespace {
 
 constexpr std::size_t longestTitle = 200;
 
+}  // namespace
+
 // Cuts between characters: bytes 10xxxxxx continue one.
-std::string shortened(const std::string& text) {
-  std::string result = client::printable(text);
+std::string shortTitle(const std::string& title) {
+  std::string result = client::printable(title);
   if (result.size() <= longestTitle) return result;
   std::size_t end = longestTitle;
   while (end > 0 && (static_cast<unsigned char>(result[end]) & 0xC0U) == 0x80U) --end;
   return result.substr(0, end) + "…";
 }
 
+namespace {
+
 TargetRow rowOf(const DisplayInfo& display) {
   TargetRow row;
   row.kind = TargetRow::Kind::display;
   row.target = display.isMain ? StreamTarget(streamTarget::Unified{})
                               : StreamTarget(streamTarget::Display{display.id});
-  row.title = display.isMain ? "Main display" : shortened(display.name.empty() ? "Display" : display.name);
+  row.title = display.isMain ? "Main display" : shortTitle(display.name.empty() ? "Display" : display.name);
   row.detail = fmt::format("{} x {}", display.pixelWidth, display.pixelHeight);
   return row;
 }
@@ -38,8 +42,8 @@ TargetRow rowOf(const WindowInfo& window) {
   TargetRow row;
   row.kind = TargetRow::Kind::window;
   row.target = streamTarget::Window{window.id};
-  row.title = shortened(window.title.empty() ? window.appName : window.title);
-  if (!window.title.empty()) row.detail = shortened(window.appName);
+  row.title = shortTitle(window.title.empty() ? window.appName : window.title);
+  if (!window.title.empty()) row.detail = shortTitle(window.appName);
   row.bundleID = window.appBundleID.value_or("");
   return row;
 }
@@ -48,7 +52,7 @@ TargetRow rowOf(const RunningAppInfo& app) {
   TargetRow row;
   row.kind = TargetRow::Kind::application;
   row.target = streamTarget::App{app.bundleID};
-  row.title = shortened(app.name.empty() ? app.bundleID : app.name);
+  row.title = shortTitle(app.name.empty() ? app.bundleID : app.name);
   row.bundleID = app.bundleID;
   return row;
 }

@@ -26,6 +26,9 @@ struct TargetRow {
 /// Windows that are not on the screen come last. Applications without a window are left out.
 std::vector<TargetRow> targetRows(const HostState& state);
 
+/// A title of the host as a list shows it: printable and short.
+std::string shortTitle(const std::string& title);
+
 /// The row of a target. Nothing if it is gone.
 const TargetRow* findRow(const std::vector<TargetRow>& rows, const StreamTarget& target);
 

@@ -192,8 +192,8 @@ void InputRouter::perform(const PointerMachine::Events& events) {
 void InputRouter::perform(const GrabActions& actions) {
   for (const auto& action : actions) {
     if (std::holds_alternative<grabAction::Take>(action)) {
-      if (const auto reason = handlers_.takeKeyboard())
-        perform(grab_.refused(GrabRefusal::busy, *reason, Time::now()));
+      if (const auto refusal = handlers_.takeKeyboard())
+        perform(grab_.refused(refusal->kind, refusal->reason, Time::now()));
       else
         perform(grab_.taken(Time::now()));
     } else if (std::holds_alternative<grabAction::LetGo>(action)) {

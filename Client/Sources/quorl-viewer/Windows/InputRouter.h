@@ -7,13 +7,13 @@
 
 #include <QEvent>
 #include <QKeyEvent>
-#include <QPoint>
 #include <QTimer>
 
 #include <quorl-viewer/Keyboard/GrabMachine.h>
 #include <quorl-viewer/Keyboard/KeyboardMachine.h>
 #include <quorl-viewer/Keyboard/SpecialKeys.h>
 #include <quorl-viewer/Pointer/PointerMachine.h>
+#include <quorl-viewer/Windows/KeyboardHold.h>
 
 namespace quorl::viewer {
 
@@ -28,16 +28,14 @@ class InputRouter {
   struct Handlers {
     std::function<void(InputEvent)> send;
     std::function<void(const std::string& text)> type;
-    /// Takes the keyboard from the desktop. An error is the reason for a refusal.
-    std::function<std::optional<std::string>()> takeKeyboard;
+    /// Takes the keyboard from the desktop; nothing if that worked.
+    std::function<std::optional<KeyboardHold::Refusal>()> takeKeyboard;
     std::function<void()> letKeyboardGo;
     std::function<void(bool isShown)> showChord;
     std::function<void(const std::string& reason)> showRefusal;
     std::function<void(bool isHeld)> grabChanged;
     std::function<void(WindowCommand)> command;
     std::function<void(bool hasFocus)> focusChanged;
-    /// Moves a picture that is larger than the view; false if it cannot move.
-    std::function<void(QPoint devicePixels)> pan;
   };
 
   explicit InputRouter(Handlers handlers);

@@ -8,17 +8,13 @@
 
 #include <fmt/format.h>
 
-#include <quorl-client/Base/Printable.h>
+#include <quorl-viewer/Windows/PlainText.h>
 
 namespace quorl::viewer {
 
 namespace {
 
 using State = LinkStatus::State;
-
-QString plain(const std::string& text) {
-  return QString::fromStdString(client::printable(text));
-}
 
 long secondsSince(Clock::time_point from, Clock::time_point now) {
   return std::max(0L,
@@ -97,6 +93,11 @@ void LinkOverlay::showStreamError(const std::optional<client::ClientError>& erro
   refresh();
 }
 
+void LinkOverlay::showWaiting(const std::optional<std::string>& title) {
+  waitsFor_ = title;
+  refresh();
+}
+
 QString LinkOverlay::headline(Clock::time_point now) const {
   switch (status_.state) {
     case State::connecting:
@@ -111,19 +112,26 @@ QString LinkOverlay::headline(Clock::time_point now) const {
     case State::connected:
       break;
   }
-  return streamError_ ? QStringLiteral("This target cannot be shown") : QString();
+  if (streamError_) return QStringLiteral("This target cannot be shown");
+  return waitsFor_ ? QStringLiteral("The host has no window \u201C%1\u201D now").arg(plain(*waitsFor_))
+                   : QString();
 }
 
 void LinkOverlay::refresh() {
   const auto now = Clock::now();
-  const bool isShown = status_.state != State::connected || streamError_.has_value();
+  const bool isShown = status_.state != State::connected || streamError_ || waitsFor_;
   const bool counts = status_.state == State::stalled || status_.state == State::waiting;
   if (counts && isShown)
     everySecond_.start();
   else
     everySecond_.stop();
-  setVisible(isShown);
-  if (!isShown) return;
+  if (!isShown) {
+    // Before they are hidden, because then nobody has the focus.
+    if (QWidget* focused = focusWidget(); focused != nullptr && focused->hasFocus())
+      parentWidget()->setFocus();
+    return hide();
+  }
+  setVisible(true);
   title_->setText(headline(now));
   const auto& reason = status_.state == State::connected ? streamError_ : status_.reason;
   QString second;
@@ -132,6 +140,8 @@ void LinkOverlay::refresh() {
   const auto add = [&second](const std::string& text) {
     if (!text.empty()) second += (second.isEmpty() ? QString() : QStringLiteral("\n")) + plain(text);
   };
+  if (status_.state == State::connected && waitsFor_ && !streamError_)
+    add("It is shown as soon as it opens. The control at the top lists what is there.");
   if (reason) add(reason->what);
   if (reason) add(reason->advice);
   counter_->setText(second);
@@ -143,6 +153,13 @@ void LinkOverlay::refresh() {
   now_->setVisible(status_.state == State::waiting || status_.state == State::stopped);
   cancel_->setVisible(status_.state == State::waiting || status_.state == State::connecting);
   raise();
+  moveFocus();
+}
+
+// The picture keeps Tab for the host, so the buttons take the focus while they are there.
+void LinkOverlay::moveFocus() {
+  QWidget* picture = parentWidget();
+  if (!now_->isHidden() && picture->hasFocus()) now_->setFocus();
 }
 
 void LinkOverlay::paintEvent(QPaintEvent*) {

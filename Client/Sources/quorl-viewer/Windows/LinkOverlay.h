@@ -30,6 +30,8 @@ class LinkOverlay : public QWidget {
   void show(const LinkStatus& status);
   /// A target that cannot be watched, while the link is there. Nothing: it can.
   void showStreamError(const std::optional<client::ClientError>& error);
+  /// A window that the host does not have yet, by its title. Nothing: none is waited for.
+  void showWaiting(const std::optional<std::string>& title);
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -37,12 +39,14 @@ class LinkOverlay : public QWidget {
 
  private:
   void refresh();
+  void moveFocus();
   QString headline(Clock::time_point now) const;
 
   const QString host_;
   const QString address_;
   LinkStatus status_;
   std::optional<client::ClientError> streamError_;
+  std::optional<std::string> waitsFor_;
   QTimer everySecond_;
   QLabel* title_;
   QLabel* counter_;

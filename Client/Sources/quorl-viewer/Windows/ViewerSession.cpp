@@ -59,11 +59,11 @@ LinkBridge::Handlers ViewerSession::linkHandlers() {
           .message = [this](const ControlMessage& message) { handlers_.message(message); },
           .streamStarted =
               [this](StreamKey stream, const StreamStarted& started) {
-                if (stream == stream_) handlers_.streamStarted(started);
+                if (isWatched(stream)) handlers_.streamStarted(started);
               },
           .streamFailed =
               [this](StreamKey stream, const client::ClientError& error) {
-                if (stream == stream_) handlers_.streamFailed(error);
+                if (isWatched(stream)) handlers_.streamFailed(error);
               },
           .sound = [this](const client::SoundEvent& event) { sound_.take(event); },
           .roundTrip =
@@ -73,10 +73,8 @@ LinkBridge::Handlers ViewerSession::linkHandlers() {
               },
           .clipboardSent =
               [this](const std::optional<client::ClientError>& error) {
-                if (error)
-                  handlers_.notice(*error);
-                else
-                  handlers_.clipboardSent();
+                if (error) handlers_.notice(*error);
+                handlers_.clipboardSent();
               }};
 }
 
@@ -89,7 +87,7 @@ std::shared_ptr<DecodeThread> ViewerSession::makeDecoder(StreamKey stream) {
       DecodeThread::Handlers{.pictureReady =
                                  [this, stream] {
                                    onGUI([this, stream] {
-                                     if (stream == stream_) handlers_.pictureReady();
+                                     if (isWatched(stream)) handlers_.pictureReady();
                                    });
                                  },
                              .keyframeNeeded = [this, stream] { post(linkCommand::RequestKeyframe{stream}); },
@@ -97,11 +95,9 @@ std::shared_ptr<DecodeThread> ViewerSession::makeDecoder(StreamKey stream) {
 }
 
 void ViewerSession::watch(StreamTarget target, const StreamConfig& config, PointSize view) {
-  if (stream_ != 0) {
-    post(linkCommand::StopStream{stream_});
-    bridge_.setDecoder(stream_, nullptr);
-  }
+  unwatch();
   ++stream_;
+  isWatching_ = true;
   decoder_ = makeDecoder(stream_);
   if (isHidden_) decoder_->hide();
   bridge_.setDecoder(stream_, decoder_);
@@ -109,12 +105,23 @@ void ViewerSession::watch(StreamTarget target, const StreamConfig& config, Point
   post(linkCommand::StartStream{stream_, WantedStream{std::move(target), config, view, isHidden_}});
 }
 
+void ViewerSession::unwatch() {
+  if (!std::exchange(isWatching_, false)) return;
+  post(linkCommand::StopStream{stream_});
+  bridge_.setDecoder(stream_, nullptr);
+  decoder_.reset();
+}
+
+void ViewerSession::update(const StreamConfig& config) {
+  if (isWatching_) post(linkCommand::UpdateStream{stream_, config});
+}
+
 void ViewerSession::resizeView(PointSize view) {
-  if (stream_ != 0) post(linkCommand::ResizeView{stream_, view});
+  if (isWatching_) post(linkCommand::ResizeView{stream_, view});
 }
 
 void ViewerSession::setHidden(bool isHidden) {
-  if (std::exchange(isHidden_, isHidden) == isHidden || stream_ == 0) return;
+  if (std::exchange(isHidden_, isHidden) == isHidden || !isWatching_) return;
   if (isHidden)
     decoder_->hide();
   else
@@ -136,7 +143,7 @@ void ViewerSession::send(ControlMessage message) {
 }
 
 void ViewerSession::send(InputEvent event) {
-  if (stream_ != 0) post(linkCommand::Input{event});
+  if (isWatching_) post(linkCommand::Input{event});
 }
 
 void ViewerSession::reconnectNow() {

@@ -34,7 +34,7 @@ class ViewerSession {
     std::function<void(const client::ClientError&)> streamFailed;
     /// Something does not work and is done in another way: a short text for people.
     std::function<void(const client::ClientError&)> notice;
-    /// The host has taken the newest large clipboard.
+    /// The host has taken the newest large clipboard, or cannot, which was reported before.
     std::function<void()> clipboardSent;
   };
 
@@ -45,6 +45,9 @@ class ViewerSession {
 
   /// Ends the stream of the target before it. The session stays.
   void watch(StreamTarget target, const StreamConfig& config, PointSize view);
+  /// Watches nothing.
+  void unwatch();
+  void update(const StreamConfig& config);
   void resizeView(PointSize view);
   void setHidden(bool isHidden);
   void setMuted(bool isMuted);
@@ -74,11 +77,13 @@ class ViewerSession {
   template <class Action>
   void onGUI(Action action);
   void takeTimings();
+  bool isWatched(StreamKey stream) const { return isWatching_ && stream == stream_; }
 
   const client::PairedHost host_;
   const Handlers handlers_;
   QObject gui_;
   StreamKey stream_ = 0;
+  bool isWatching_ = false;
   bool isHidden_ = false;
   bool isMeasuring_ = false;
   PictureTimes times_;

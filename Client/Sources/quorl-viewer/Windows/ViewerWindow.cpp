@@ -1,22 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-viewer/Windows/ViewerWindow.h>
 
-#include <QAbstractItemView>
-#include <QAction>
-#include <QComboBox>
-#include <QDateTime>
+#include <algorithm>
+
 #include <QEvent>
-#include <QFileDialog>
-#include <QFontDatabase>
-#include <QImage>
-#include <QMenu>
-#include <QStandardPaths>
-#include <QToolBar>
-#include <QToolButton>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QWindow>
 
-#include <quorl-client/Base/Printable.h>
-#include <quorl-viewer/Windows/StatisticsText.h>
+#include <quorl-viewer/Windows/PictureFile.h>
+#include <quorl-viewer/Windows/PlainText.h>
 
 namespace quorl::viewer {
 
@@ -25,226 +18,178 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto noticeTime = 5s;
-constexpr int resizePause = 150;      // ms: the host is asked for a shape once the size has settled
-constexpr int statisticsPause = 500;  // ms
-constexpr StreamConfig wantedConfig{.maxDimension = 8'192,
-                                    .maxFPS = 60,
-                                    .codec = VideoCodec::h264,
-                                    .quality = 0.8,
-                                    .showsCursor = streamShowsPointer(PointerDrawing::here)};
 
-QString plain(const std::string& text) {
-  return QString::fromStdString(client::printable(text));
+ScaleMode modeOf(ScaleChoice choice) {
+  switch (choice) {
+    case ScaleChoice::fit:
+      return ScaleMode::fit;
+    case ScaleChoice::exact:
+      return ScaleMode::exact;
+    case ScaleChoice::fixed:
+      return ScaleMode::fixed;
+  }
+  return ScaleMode::fit;
 }
 
-QString textOf(const client::ClientError& error) {
-  return plain(error.advice.empty() ? error.what : error.what + ". " + error.advice);
+GrabPolicy policyOf(GrabChoice choice) {
+  switch (choice) {
+    case GrabChoice::never:
+      return GrabPolicy::never;
+    case GrabChoice::inFullScreen:
+      return GrabPolicy::inFullScreen;
+    case GrabChoice::whenFocused:
+      return GrabPolicy::whenFocused;
+  }
+  return GrabPolicy::never;
+}
+
+PointerDrawing drawingOf(PointerChoice choice) {
+  return choice == PointerChoice::atHost ? PointerDrawing::atHost : PointerDrawing::here;
+}
+
+QScreen* screenNamed(const std::optional<std::string>& name) {
+  if (!name) return nullptr;
+  const auto screens = QGuiApplication::screens();
+  const auto found = std::ranges::find_if(
+      screens, [&](const QScreen* screen) { return screen->name().toStdString() == *name; });
+  return found == screens.end() ? nullptr : *found;
 }
 
 }  // namespace
 
 ViewerWindow::ViewerWindow(client::PairedHost host, DeviceInfo device, const Start& start)
-    : target_(start.target.value_or(streamTarget::Unified{})), hostName_(plain(host.name)) {
+    : keeper_(start.folder, host.deviceID,
+              [this](const client::ClientError& error) { showNotice(plain(error)); }),
+      hostName_(plain(host.name)) {
   setAttribute(Qt::WA_DeleteOnClose);
+  keeper_.changeForNow([&](HostSettings& settings) {
+    settings.isFullScreen = settings.isFullScreen || start.isFullScreen;
+    settings.isMuted = settings.isMuted || start.isMuted;
+  });
   makeView();
+  makeInput();
   makeControls();
-  makeSession(std::move(host), std::move(device));
+  makeTargets();
+  makeShortcuts();
+  const auto endpoint = host.endpoint().text();
+  desk_ = std::make_unique<AgentDesk>(endpoint);
   overlay_ = new LinkOverlay(
-      hostName_, plain(session_->host().endpoint().text()),
+      hostName_, plain(endpoint),
       {.reconnectNow = [this] { session_->reconnectNow(); }, .cancel = [this] { session_->cancel(); }},
       view_);
-  notice_ = new Banner(Banner::Place::top, view_);
-  chord_ = new Banner(Banner::Place::top, view_);
-  statistics_ = new Banner(Banner::Place::topLeft, view_);
-  statistics_->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-  resizeTimer_.setSingleShot(true);
-  resizeTimer_.setInterval(resizePause);
-  QObject::connect(&resizeTimer_, &QTimer::timeout, this,
-                   [this] { session_->resizeView(view_->viewSize()); });
-  statisticsTimer_.setInterval(statisticsPause);
-  QObject::connect(&statisticsTimer_, &QTimer::timeout, this, [this] { showStatistics(); });
+  makeClipboard();
+  makeSession(std::move(host), std::move(device));
   overlay_->show(LinkStatus{.state = LinkStatus::State::connecting, .since = Clock::now()});
-  session_->setMuted(start.isMuted);
-  titleChanged();
-  if (start.isFullScreen) setFullScreen(true);
-  if (start.wanted && !start.target)
-    watch(*start.wanted);
-  else
-    watch(target_);
+  restoreGeometry();
+  apply(keeper_.settings());
+  begin(start);
+  view_->setFocus();
 }
 
 ViewerWindow::~ViewerWindow() {
+  isClosing_ = true;
+  // While all parts are there, because the picture gets events of it.
+  hide();
+  focus_.reset();
   input_->releaseAll();
+  keyboard_->letGo();
 }
 
-void ViewerWindow::makeView() {
-  view_ = new PictureView({.takePicture = [this] { return session_->takePicture(); },
-                           .painted = [this](const PictureTiming& timing) { session_->shown(timing); },
-                           .input = [this](QEvent& event) { return input_->handle(event); },
-                           .layoutChanged = [this] { viewResized(); },
-                           .visibilityChanged =
-                               [this](bool isVisible) {
-                                 if (session_) session_->setHidden(!isVisible);
-                               }});
-  setCentralWidget(view_);
-  input_ = std::make_unique<InputRouter>(InputRouter::Handlers{
-      .send = [this](InputEvent event) { session_->send(event); },
-      .type = [this](const std::string& text) { session_->send(ControlMessage(message::InsertText{text})); },
-      .takeKeyboard = [this] { return takeKeyboard(); },
-      .letKeyboardGo = [this] { windowHandle()->setKeyboardGrabEnabled(false); },
-      .showChord =
-          [this](bool isShown) {
-            if (isShown)
-              chord_->show(QStringLiteral("The host has the keyboard. %1 gives it back.")
-                               .arg(QLatin1String(releaseChordText.data(), releaseChordText.size())),
-                           0ms);
-            else
-              chord_->hide();
-          },
-      .showRefusal =
-          [this](const std::string& reason) {
-            notice_->show(QStringLiteral("The desktop keeps the keyboard: %1").arg(plain(reason)),
-                          noticeTime);
-          },
-      .grabChanged = [this](bool isHeld) { grab_->setChecked(isHeld); },
-      .command = [this](WindowCommand command) { perform(command); },
-      .focusChanged = [](bool) {},
-      .pan = [this](QPoint pixels) { view_->pan(pixels.x(), pixels.y()); }});
+StreamConfig ViewerWindow::streamConfig() const {
+  return {.maxDimension = 8'192,
+          .maxFPS = 60,
+          .codec = VideoCodec::h264,
+          .quality = 0.8,
+          .showsCursor = streamShowsPointer(drawingOf(keeper_.settings().pointer))};
 }
 
-void ViewerWindow::makeSession(client::PairedHost host, DeviceInfo device) {
-  session_ = std::make_unique<ViewerSession>(
-      std::move(host), std::move(device),
-      ViewerSession::Handlers{
-          .status = [this](const LinkStatus& status) { statusChanged(status); },
-          .host =
-              [this](const DeviceInfo& info) {
-                hostName_ = plain(info.name);
-                titleChanged();
-              },
-          .message = [this](const ControlMessage& message) { messageArrived(message); },
-          .pictureReady =
-              [this] {
-                view_->pictureReady();
-                overlay_->showStreamError(std::nullopt);
-              },
-          .streamStarted = [this](const StreamStarted&) { overlay_->showStreamError(std::nullopt); },
-          .streamFailed =
-              [this](const client::ClientError& error) {
-                view_->clear();
-                overlay_->showStreamError(error);
-              },
-          .notice = [this](const client::ClientError& error) { notice_->show(textOf(error), noticeTime); },
-          .clipboardSent = [] {}});
+void ViewerWindow::change(const SettingsKeeper::Change& change) {
+  keeper_.change(change);
+  apply(keeper_.settings());
 }
 
-QAction* ViewerWindow::addToggle(const QString& text, const QString& help,
-                                 std::function<void(bool)> toggled) {
-  auto* action = controls_->addAction(text);
-  action->setCheckable(true);
-  action->setToolTip(help);
-  QObject::connect(action, &QAction::triggered, this, std::move(toggled));
-  if (auto* button = qobject_cast<QToolButton*>(controls_->widgetForAction(action))) {
-    button->setAccessibleName(text);
-    button->setAccessibleDescription(help);
-    button->setFocusPolicy(Qt::TabFocus);
+// Only what differs: a repeated choice of a policy would undo what the chord has done.
+void ViewerWindow::apply(const HostSettings& settings) {
+  const auto before = std::exchange(applied_, settings);
+  const auto differs = [&](auto member) { return !before || (*before).*member != settings.*member; };
+  controls_->show(settings);
+  if (differs(&HostSettings::scale) || differs(&HostSettings::scaleFactor))
+    view_->setScale(modeOf(settings.scale), settings.scaleFactor);
+  if (differs(&HostSettings::isMuted)) session_->setMuted(settings.isMuted);
+  if (differs(&HostSettings::keyboard)) {
+    const bool isText = settings.keyboard == KeyboardChoice::text;
+    input_->setMode(isText ? KeyboardMode::text : KeyboardMode::keys);
+    view_->setAttribute(Qt::WA_InputMethodEnabled, isText);
   }
-  return action;
-}
-
-void ViewerWindow::makeControls() {
-  controls_ = addToolBar(QStringLiteral("Controls"));
-  controls_->setMovable(false);
-  controls_->setContextMenuPolicy(Qt::PreventContextMenu);
-  targets_ = new QComboBox;
-  targets_->setAccessibleName(QStringLiteral("What is shown"));
-  targets_->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-  targets_->setMinimumContentsLength(24);
-  setTargets(targetRows({}));
-  QObject::connect(targets_, &QComboBox::activated, this, [this](int row) {
-    watch(rows_.at(static_cast<std::size_t>(row)).target);
-    view_->setFocus();
-  });
-  controls_->addWidget(targets_);
-  controls_->addSeparator();
-  addPictureControls();
-  addKeyboardControls();
-}
-
-void ViewerWindow::addPictureControls() {
-  auto* scale = new QComboBox;
-  scale->setAccessibleName(QStringLiteral("Scale"));
-  scale->addItems({QStringLiteral("Fit"), QStringLiteral("1:1"), QStringLiteral("125 %"),
-                   QStringLiteral("150 %"), QStringLiteral("200 %")});
-  QObject::connect(scale, &QComboBox::activated, this, [this](int row) {
-    constexpr std::array factors{1.0, 1.0, 1.25, 1.5, 2.0};
-    const auto mode = row == 0 ? ScaleMode::fit : row == 1 ? ScaleMode::exact : ScaleMode::fixed;
-    view_->setScale(mode, factors.at(static_cast<std::size_t>(row)));
-    view_->setFocus();
-  });
-  controls_->addWidget(scale);
-  fullScreen_ = addToggle(QStringLiteral("Full screen"), QStringLiteral("Ctrl+Alt+Shift+F"),
-                          [this](bool isOn) { setFullScreen(isOn); });
-  addToggle(QStringLiteral("Mute"), QStringLiteral("No sound from the host"),
-            [this](bool isOn) { session_->setMuted(isOn); });
-  measure_ = addToggle(QStringLiteral("Statistics"), QStringLiteral("Ctrl+Alt+Shift+S"),
-                       [this](bool isOn) { setStatisticsShown(isOn); });
-  auto* save = controls_->addAction(QStringLiteral("Save picture"));
-  QObject::connect(save, &QAction::triggered, this, [this] { savePicture(); });
-  if (auto* button = controls_->widgetForAction(save)) button->setFocusPolicy(Qt::TabFocus);
-}
-
-void ViewerWindow::addKeyboardControls() {
-  controls_->addSeparator();
-  grab_ =
-      addToggle(QStringLiteral("Grab keyboard"),
-                QStringLiteral("Super and Alt+Tab go to the host; Ctrl+Alt+Shift+Space takes and releases"),
-                [this](bool) {
-                  view_->setFocus();
-                  input_->toggleGrab();
-                });
-  addToggle(
-      QStringLiteral("Type text"),
-      QStringLiteral("Send characters of this computer's layout and input method, not positions of keys"),
-      [this](bool isOn) {
-        input_->setMode(isOn ? KeyboardMode::text : KeyboardMode::keys);
-        view_->setAttribute(Qt::WA_InputMethodEnabled, isOn);
-        view_->setFocus();
-      });
-  auto* special = new QToolButton;
-  special->setText(QStringLiteral("Special keys"));
-  special->setPopupMode(QToolButton::InstantPopup);
-  special->setFocusPolicy(Qt::TabFocus);
-  auto* menu = new QMenu(special);
-  for (const auto& key : specialKeys()) {
-    auto* action =
-        menu->addAction(QString::fromUtf8(key.name.data(), static_cast<qsizetype>(key.name.size())));
-    QObject::connect(action, &QAction::triggered, this, [this, &key] { input_->press(key); });
+  if (differs(&HostSettings::grab)) input_->setGrabPolicy(policyOf(settings.grab));
+  if (differs(&HostSettings::pointer)) {
+    view_->setCursor(viewHidesPointer(drawingOf(settings.pointer)) ? Qt::BlankCursor : Qt::ArrowCursor);
+    session_->update(streamConfig());
   }
-  special->setMenu(menu);
-  controls_->addWidget(special);
+  clipboard_->setRules({settings.sendsClipboard, settings.takesClipboard, settings.sendsPrimary});
+  if (settings.isFullScreen != (before && before->isFullScreen)) applyFullScreen(settings.isFullScreen);
 }
 
-void ViewerWindow::watch(const StreamTarget& target) {
-  target_ = target;
-  session_->watch(target, wantedConfig, view_->viewSize());
-  input_->setStream(session_->stream());
-  view_->clear();
-  overlay_->showStreamError(std::nullopt);
-  titleChanged();
+void ViewerWindow::setFullScreen(bool isFullScreen) {
+  change([isFullScreen](HostSettings& settings) { settings.isFullScreen = isFullScreen; });
 }
 
-void ViewerWindow::watch(const ViewTarget& target) {
-  const auto numbered = [&]() -> StreamTarget {
-    if (const auto* display = std::get_if<viewTarget::Display>(&target))
-      return streamTarget::Display{display->id};
-    if (const auto* app = std::get_if<viewTarget::App>(&target)) return streamTarget::App{app->bundleID};
-    if (const auto* window = std::get_if<viewTarget::Window>(&target))
-      for (const auto& row : rows_)
-        if (row.kind == TargetRow::Kind::window && row.title == window->title) return row.target;
-    return streamTarget::Unified{};
-  };
-  watch(numbered());
+void ViewerWindow::applyFullScreen(bool isFullScreen) {
+  edge_->setFullScreen(isFullScreen);
+  input_->setFullScreen(isFullScreen);
+  if (!isFullScreen) {
+    showNormal();
+  } else {
+    // On the monitor where the window is, or on the one of the last time before the window is open.
+    auto* monitor = isVisible() ? screen() : screenNamed(keeper_.settings().monitor);
+    if (monitor != nullptr) {
+      if (monitor != screen()) setGeometry(monitor->availableGeometry());
+      keeper_.change([&](HostSettings& settings) { settings.monitor = monitor->name().toStdString(); });
+    }
+    showFullScreen();
+  }
+  view_->setFocus();
+}
+
+void ViewerWindow::restoreGeometry() {
+  const auto& window = keeper_.settings().window;
+  if (!window) return;
+  const QRect geometry(static_cast<int>(window->origin.x), static_cast<int>(window->origin.y),
+                       static_cast<int>(window->size.width), static_cast<int>(window->size.height));
+  const auto screens = QGuiApplication::screens();
+  const auto seen = std::ranges::find_if(
+      screens, [&](const QScreen* screen) { return screen->availableGeometry().intersects(geometry); });
+  if (seen == screens.end()) return;
+  const QRect room = (*seen)->availableGeometry();
+  setGeometry(QRect(geometry.topLeft(), geometry.size().boundedTo(room.size())));
+}
+
+void ViewerWindow::geometryChanged() {
+  if (!isVisible() || isFullScreen() || isMaximized() || isMinimized() || keeper_.settings().isFullScreen)
+    return;
+  const QRect now = geometry();
+  keeper_.change([&](HostSettings& settings) {
+    settings.window =
+        PointRect{{double(now.x()), double(now.y())}, {double(now.width()), double(now.height())}};
+  });
+}
+
+void ViewerWindow::moveEvent(QMoveEvent* event) {
+  QMainWindow::moveEvent(event);
+  geometryChanged();
+}
+
+void ViewerWindow::resizeEvent(QResizeEvent* event) {
+  QMainWindow::resizeEvent(event);
+  geometryChanged();
+}
+
+void ViewerWindow::changeEvent(QEvent* event) {
+  if (event->type() == QEvent::WindowStateChange && session_) {
+    session_->setHidden(isMinimized());
+    input_->releaseAll();
+  }
+  QMainWindow::changeEvent(event);
 }
 
 void ViewerWindow::statusChanged(const LinkStatus& status) {
@@ -252,128 +197,65 @@ void ViewerWindow::statusChanged(const LinkStatus& status) {
                                                             status.state == LinkStatus::State::stalled);
   overlay_->show(status);
   input_->setStalled(status.state == LinkStatus::State::stalled);
-  if (isConnected_ && !wasConnected) {
+  if (isConnected_ == wasConnected) return;
+  if (isConnected_) {
     input_->connected();
     session_->send(ControlMessage(message::RequestHostState{}));
+    session_->send(ControlMessage(message::RequestAgentList{}));
+    clipboard_->connected();
+  } else {
+    clipboard_->disconnected();
+    agents_.clear();
+    agentsChanged();
   }
 }
 
 void ViewerWindow::messageArrived(const ControlMessage& message) {
-  if (const auto* state = std::get_if<message::HostState>(&message)) hostStateArrived(state->_0);
-  if (const auto* error = std::get_if<message::Error>(&message))
-    notice_->show(plain(error->_0.message), noticeTime);
-}
-
-void ViewerWindow::setTargets(std::vector<TargetRow> rows) {
-  rows_ = std::move(rows);
-  targets_->clear();
-  for (const auto& row : rows_) {
-    const auto title = QString::fromStdString(row.title);
-    const auto detail = QString::fromStdString(row.detail);
-    targets_->addItem(detail.isEmpty() ? title : QStringLiteral("%1 (%2)").arg(title, detail));
-    if (row.target == target_) targets_->setCurrentIndex(targets_->count() - 1);
+  if (clipboard_->take(message)) return;
+  if (const auto* state = std::get_if<message::HostState>(&message)) {
+    hostStateArrived(state->_0);
+  } else if (const auto* list = std::get_if<message::AgentList>(&message)) {
+    agents_.take(list->_0);
+    agentsChanged();
+  } else if (const auto* event = std::get_if<message::AgentEvent>(&message)) {
+    if (const auto notice = agents_.take(event->_0)) desk_->notify(*notice);
+    agentsChanged();
+  } else if (const auto* error = std::get_if<message::Error>(&message)) {
+    showNotice(plain(error->_0.message));
   }
 }
 
-void ViewerWindow::hostStateArrived(const HostState& state) {
-  auto rows = targetRows(state);
-  // An open list must not change under the pointer.
-  if (rows == rows_ || targets_->view()->isVisible()) return;
-  setTargets(std::move(rows));
-  titleChanged();
-}
-
-void ViewerWindow::titleChanged() {
-  const auto* row = findRow(rows_, target_);
-  setWindowTitle(row == nullptr || row->kind == TargetRow::Kind::display
-                     ? hostName_
-                     : QStringLiteral("%1, %2").arg(QString::fromStdString(row->title), hostName_));
-}
-
-void ViewerWindow::viewResized() {
-  if (!session_) return;
-  input_->setViewport(view_->viewport());
-  resizeTimer_.start();
-}
-
-void ViewerWindow::setFullScreen(bool isFullScreen) {
-  fullScreen_->setChecked(isFullScreen);
-  controls_->setVisible(!isFullScreen);
-  input_->setFullScreen(isFullScreen);
-  if (isFullScreen)
-    showFullScreen();
-  else
-    showNormal();
-  view_->setFocus();
-}
-
-void ViewerWindow::changeEvent(QEvent* event) {
-  if (event->type() == QEvent::WindowStateChange && session_) session_->setHidden(isMinimized());
-  QMainWindow::changeEvent(event);
-}
-
-std::optional<std::string> ViewerWindow::takeKeyboard() {
-  if (windowHandle() != nullptr && windowHandle()->setKeyboardGrabEnabled(true)) return std::nullopt;
-  return "another program has it";
+void ViewerWindow::showNotice(const QString& text) {
+  notice_->show(text, noticeTime);
 }
 
 void ViewerWindow::setStatisticsShown(bool isShown) {
-  measure_->setChecked(isShown);
+  controls_->setStatisticsShown(isShown);
   session_->setMeasuring(isShown);
-  if (isShown) {
-    statisticsTimer_.start();
-    showStatistics();
-  } else {
-    statisticsTimer_.stop();
-    statistics_->hide();
-  }
-}
-
-void ViewerWindow::showStatistics() {
-  const PixelSize size = view_->hasPicture() ? view_->picture()->size() : PixelSize{};
-  statistics_->show(QString::fromStdString(statisticsText(session_->pictureReport(), session_->counters(),
-                                                          session_->decoderPath(), size)),
-                    0ms);
+  statistics_->setShown(isShown);
+  view_->setFocus();
 }
 
 void ViewerWindow::savePicture() {
-  if (!view_->hasPicture()) return notice_->show(QStringLiteral("There is no picture yet"), noticeTime);
+  if (!view_->hasPicture()) return showNotice(QStringLiteral("There is no picture yet"));
   // Of now, not of the moment when the dialog is closed.
-  const auto& picture = *view_->picture();
-  const Bytes pixels = picture.rgb();
-  const QImage image = QImage(pixels.data(), picture.size().width, picture.size().height,
-                              picture.size().width * 3, QImage::Format_RGB888)
-                           .copy();
-  const QString folder = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
-  const QString name =
-      QDateTime::currentDateTime().toString(QStringLiteral("'Screen' yyyy-MM-dd HH.mm.ss'.png'"));
-  const QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save picture"), folder + "/" + name,
-                                                    QStringLiteral("Pictures (*.png)"));
-  if (path.isEmpty()) return;
-  notice_->show(image.save(path, "PNG") ? QStringLiteral("Saved as %1").arg(path)
-                                        : QStringLiteral("%1 cannot be written").arg(path),
-                noticeTime);
+  const QString result = saveWithDialog(copyOf(*view_->picture()), this);
+  if (!result.isEmpty()) showNotice(result);
 }
 
 void ViewerWindow::perform(WindowCommand command) {
   switch (command) {
     case WindowCommand::fullScreen:
-      setFullScreen(!isFullScreen());
-      break;
+      return setFullScreen(!keeper_.settings().isFullScreen);
     case WindowCommand::controls:
-      controls_->setVisible(true);
-      targets_->setFocus();
-      break;
+      edge_->reveal();
+      return controls_->targets().setFocus(Qt::ShortcutFocusReason);
     case WindowCommand::targets:
-      controls_->setVisible(true);
-      targets_->setFocus();
-      targets_->showPopup();
-      break;
+      return openTargets();
     case WindowCommand::nextAgent:
-      break;
+      return openTerminal(agents_.next());
     case WindowCommand::statistics:
-      setStatisticsShown(!measure_->isChecked());
-      break;
+      return setStatisticsShown(!controls_->isStatisticsShown());
   }
 }
 

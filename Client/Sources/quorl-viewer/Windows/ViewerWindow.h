@@ -11,16 +11,22 @@
 #include <QuorlKit/Models/Models.h>
 
 #include <quorl-viewer/Settings/ViewerAddress.h>
-#include <quorl-viewer/Targets/TargetRows.h>
+#include <quorl-viewer/Targets/AgentBoard.h>
+#include <quorl-viewer/Targets/TargetChoice.h>
+#include <quorl-viewer/Windows/AgentDesk.h>
 #include <quorl-viewer/Windows/Banner.h>
+#include <quorl-viewer/Windows/ClipboardBridge.h>
+#include <quorl-viewer/Windows/EdgeControls.h>
+#include <quorl-viewer/Windows/FocusWatch.h>
+#include <quorl-viewer/Windows/HostIcons.h>
 #include <quorl-viewer/Windows/InputRouter.h>
 #include <quorl-viewer/Windows/LinkOverlay.h>
 #include <quorl-viewer/Windows/PictureView.h>
+#include <quorl-viewer/Windows/SettingsKeeper.h>
+#include <quorl-viewer/Windows/StatisticsPanel.h>
+#include <quorl-viewer/Windows/TargetPopup.h>
+#include <quorl-viewer/Windows/ViewerControls.h>
 #include <quorl-viewer/Windows/ViewerSession.h>
-
-class QAction;
-class QComboBox;
-class QToolBar;
 
 namespace quorl::viewer {
 
@@ -49,45 +55,69 @@ class ViewerWindow : public QMainWindow {
 
  protected:
   void changeEvent(QEvent* event) override;
+  void moveEvent(QMoveEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
 
  private:
+  // ViewerWindowParts.cpp
   void makeView();
+  void makeInput();
   void makeSession(client::PairedHost host, DeviceInfo device);
   void makeControls();
-  void addKeyboardControls();
-  void addPictureControls();
-  QAction* addToggle(const QString& text, const QString& help, std::function<void(bool)> toggled);
+  void makeTargets();
+  void makeClipboard();
+  void makeShortcuts();
 
+  // ViewerWindowTargets.cpp
+  void begin(const Start& start);
+  void watchChosen();
+  void rememberTarget();
+  void hostStateArrived(const HostState& state);
+  void agentsChanged();
+  void openTargets();
+  void openTerminal(const std::optional<UUID>& agent);
+  void titleChanged();
+  QIcon iconOf(const TargetRow& row) const;
+
+  // ViewerWindow.cpp
+  void change(const SettingsKeeper::Change& change);
+  void apply(const HostSettings& settings);
+  void applyFullScreen(bool isFullScreen);
+  void restoreGeometry();
+  void geometryChanged();
   void statusChanged(const LinkStatus& status);
   void messageArrived(const ControlMessage& message);
-  void hostStateArrived(const HostState& state);
-  void setTargets(std::vector<TargetRow> rows);
-  void titleChanged();
-  void viewResized();
+  void showNotice(const QString& text);
   void setStatisticsShown(bool isShown);
-  void showStatistics();
   void savePicture();
   void perform(WindowCommand command);
-  std::optional<std::string> takeKeyboard();
+  StreamConfig streamConfig() const;
 
-  StreamTarget target_;
+  SettingsKeeper keeper_;
+  std::optional<HostSettings> applied_;
+  TargetChoice choice_;
+  std::vector<TargetRow> rows_;
+  HostIcons icons_;
+  AgentBoard agents_;
   QString hostName_;
   bool isConnected_ = false;
-  std::vector<TargetRow> rows_;
+  bool isClosing_ = false;
 
   PictureView* view_ = nullptr;
   LinkOverlay* overlay_ = nullptr;
   Banner* notice_ = nullptr;
   Banner* chord_ = nullptr;
-  Banner* statistics_ = nullptr;
-  QToolBar* controls_ = nullptr;
-  QComboBox* targets_ = nullptr;
-  QAction* fullScreen_ = nullptr;
-  QAction* grab_ = nullptr;
-  QAction* measure_ = nullptr;
+  StatisticsPanel* statistics_ = nullptr;
+  ViewerControls* controls_ = nullptr;
+  TargetPopup* popup_ = nullptr;
   QTimer resizeTimer_;
-  QTimer statisticsTimer_;
+  QTimer iconTimer_;
+  std::unique_ptr<EdgeControls> edge_;
+  std::unique_ptr<KeyboardHold> keyboard_;
   std::unique_ptr<InputRouter> input_;
+  std::unique_ptr<FocusWatch> focus_;
+  std::unique_ptr<AgentDesk> desk_;
+  std::unique_ptr<ClipboardBridge> clipboard_;
   // Last, so that it ends first.
   std::unique_ptr<ViewerSession> session_;
 };

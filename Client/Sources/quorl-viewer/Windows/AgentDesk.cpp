@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-viewer/Windows/AgentDesk.h>
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
+
+namespace quorl::viewer {
+
+namespace {
+
+const QString terminalName = QStringLiteral("x-terminal-emulator");
+
+// Beside this program, as in a build tree, or where programs are installed.
+QString clientProgram() {
+  const QString beside = QCoreApplication::applicationDirPath() + QStringLiteral("/quorl_client");
+  if (QFileInfo(beside).isExecutable()) return beside;
+  return QStandardPaths::findExecutable(QStringLiteral("quorl_client"));
+}
+
+}  // namespace
+
+void AgentDesk::notify(const AgentNotice& notice) {
+  // The desktop may take seconds to answer.
+  worker_.start([notice] { client::DesktopNotifier().show(notice.title, notice.body); });
+}
+
+QString AgentDesk::openTerminal(const UUID& agent) const {
+  const QString client = clientProgram();
+  if (client.isEmpty())
+    return QStringLiteral("quorl_client is not installed. Install the package quorl-client.");
+  const QString terminal = QStandardPaths::findExecutable(terminalName);
+  if (terminal.isEmpty())
+    return QStringLiteral("There is no x-terminal-emulator. Install a terminal program, such as xterm.");
+  const QStringList arguments{QStringLiteral("-e"),     client,
+                              QStringLiteral("attach"), QString::fromStdString(agent.text()),
+                              QStringLiteral("--host"), QString::fromStdString(host_)};
+  if (QProcess::startDetached(terminal, arguments)) return {};
+  return QStringLiteral("%1 cannot be started").arg(terminal);
+}
+
+}  // namespace quorl::viewer

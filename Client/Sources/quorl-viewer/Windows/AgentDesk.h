@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include <QString>
+#include <QThreadPool>
+
+#include <quorl-client/Notifications/DesktopNotifier.h>
+#include <quorl-viewer/Targets/AgentBoard.h>
+
+namespace quorl::viewer {
+
+/// Brings an agent to the person at this computer: a notification of the desktop when it needs one, and a
+/// terminal with it.
+///
+/// *Queue*: the GUI thread. *Ownership*: the window's. *Lifetime*: destruction waits up to two seconds for a
+/// notification that is being shown.
+class AgentDesk {
+ public:
+  /// `host`: as `--host` takes it.
+  explicit AgentDesk(std::string host) : host_(std::move(host)) { worker_.setMaxThreadCount(1); }
+  ~AgentDesk() { worker_.waitForDone(); }
+  AgentDesk(const AgentDesk&) = delete;
+  AgentDesk& operator=(const AgentDesk&) = delete;
+
+  void notify(const AgentNotice& notice);
+  /// A sentence for people if it does not work. The terminal outlives the window.
+  QString openTerminal(const UUID& agent) const;
+
+ private:
+  const std::string host_;
+  QThreadPool worker_;
+};
+
+}  // namespace quorl::viewer

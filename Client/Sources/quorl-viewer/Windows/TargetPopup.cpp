@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-viewer/Windows/TargetPopup.h>
+
+#include <algorithm>
+
+#include <QKeyEvent>
+#include <QScreen>
+#include <QStyle>
+#include <QVBoxLayout>
+
+#include <quorl-viewer/Windows/TargetDelegate.h>
+
+namespace quorl::viewer {
+
+namespace {
+
+constexpr QSize popupSize{460, 420};
+
+bool isHeading(const QListWidgetItem& item) {
+  return item.data(TargetDelegate::isHeadingRole).toBool();
+}
+
+}  // namespace
+
+TargetPopup::TargetPopup(Handlers handlers, QWidget* parent)
+    : QFrame(parent, Qt::Popup),
+      handlers_(std::move(handlers)),
+      field_(new QLineEdit),
+      list_(new QListWidget) {
+  setFrameStyle(QFrame::StyledPanel | QFrame::Plain);
+  setAccessibleName(QStringLiteral("Choose what is shown"));
+  field_->setPlaceholderText(QStringLiteral("Type to filter"));
+  field_->setAccessibleName(QStringLiteral("Filter"));
+  field_->setClearButtonEnabled(true);
+  field_->installEventFilter(this);
+  list_->setAccessibleName(QStringLiteral("Displays, windows, applications and agents"));
+  list_->setFrameShape(QFrame::NoFrame);
+  list_->setItemDelegate(new TargetDelegate(list_));
+  list_->setFocusPolicy(Qt::NoFocus);
+  list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  auto* column = new QVBoxLayout(this);
+  column->setContentsMargins(6, 6, 6, 6);
+  column->addWidget(field_);
+  column->addWidget(list_);
+  QObject::connect(field_, &QLineEdit::textChanged, this, [this](const QString& text) { filter(text); });
+  QObject::connect(field_, &QLineEdit::returnPressed, this, [this] { take(list_->currentItem()); });
+  QObject::connect(list_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) { take(item); });
+  hide();
+}
+
+void TargetPopup::open(Contents contents, QPoint topLeft) {
+  contents_ = std::move(contents);
+  field_->clear();
+  fill();
+  const QRect room = screen()->availableGeometry();
+  const QSize size = popupSize.boundedTo(room.size());
+  topLeft.setX(std::clamp(topLeft.x(), room.left(), room.right() - size.width() + 1));
+  topLeft.setY(std::clamp(topLeft.y(), room.top(), room.bottom() - size.height() + 1));
+  setGeometry(QRect(topLeft, size));
+  show();
+  field_->setFocus(Qt::PopupFocusReason);
+}
+
+void TargetPopup::addHeading(const QString& text) {
+  auto* item = new QListWidgetItem(text, list_);
+  item->setData(TargetDelegate::isHeadingRole, true);
+  item->setFlags(Qt::NoItemFlags);
+}
+
+void TargetPopup::addItem(const QIcon& icon, const std::string& title, const std::string& detail,
+                          bool isWaiting, std::size_t index) {
+  auto* item = new QListWidgetItem(icon, QString::fromStdString(title), list_);
+  item->setData(TargetDelegate::detailRole, QString::fromStdString(detail));
+  item->setData(TargetDelegate::isWaitingRole, isWaiting);
+  item->setData(TargetDelegate::indexRole, static_cast<qulonglong>(index));
+  item->setData(Qt::AccessibleTextRole,
+                QString::fromStdString(title + ", " + detail + (isWaiting ? ", waits for you" : "")));
+}
+
+void TargetPopup::fill() {
+  list_->clear();
+  std::optional<TargetRow::Kind> kind;
+  const auto& [targets, agents, current] = contents_;
+  for (std::size_t index = 0; index < targets.size(); ++index) {
+    const auto& row = targets[index];
+    if (kind != row.kind)
+      addHeading(row.kind == TargetRow::Kind::display  ? QStringLiteral("Displays")
+                 : row.kind == TargetRow::Kind::window ? QStringLiteral("Windows")
+                                                       : QStringLiteral("Applications"));
+    kind = row.kind;
+    addItem(handlers_.icon(row), row.title, row.detail, false, index);
+    if (row.target == current) list_->setCurrentRow(list_->count() - 1);
+  }
+  if (!agents.empty()) addHeading(QStringLiteral("Agents, in a terminal"));
+  for (std::size_t index = 0; index < agents.size(); ++index)
+    addItem(QIcon::fromTheme(QStringLiteral("utilities-terminal"),
+                             style()->standardIcon(QStyle::SP_ComputerIcon)),
+            agents[index].name, agents[index].isWaiting ? "waits for you" : agents[index].detail,
+            agents[index].isWaiting, targets.size() + index);
+}
+
+void TargetPopup::filter(const QString& text) {
+  const auto words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+  QListWidgetItem* first = nullptr;
+  for (int row = 0; row < list_->count(); ++row) {
+    auto* item = list_->item(row);
+    const QString all = item->text() + ' ' + item->data(TargetDelegate::detailRole).toString();
+    const bool fits =
+        words.isEmpty() || (!isHeading(*item) && std::ranges::all_of(words, [&](const QString& word) {
+          return all.contains(word, Qt::CaseInsensitive);
+        }));
+    item->setHidden(!fits);
+    if (fits && first == nullptr && !isHeading(*item)) first = item;
+  }
+  const auto* chosen = list_->currentItem();
+  if (chosen == nullptr || chosen->isHidden()) list_->setCurrentItem(first);
+}
+
+void TargetPopup::step(int by) {
+  for (int row = list_->currentRow() + by; row >= 0 && row < list_->count(); row += by) {
+    if (list_->item(row)->isHidden() || isHeading(*list_->item(row))) continue;
+    return list_->setCurrentRow(row);
+  }
+}
+
+bool TargetPopup::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::KeyPress) {
+    const int key = static_cast<QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Down || key == Qt::Key_Up) {
+      step(key == Qt::Key_Down ? 1 : -1);
+      return true;
+    }
+  }
+  return QFrame::eventFilter(watched, event);
+}
+
+void TargetPopup::take(const QListWidgetItem* item) {
+  if (item == nullptr || item->isHidden() || isHeading(*item)) return;
+  const auto index = static_cast<std::size_t>(item->data(TargetDelegate::indexRole).toULongLong());
+  // The handler may open this list again.
+  const auto contents = contents_;
+  hide();
+  if (index < contents.targets.size())
+    handlers_.target(contents.targets[index].target);
+  else
+    handlers_.agent(contents.agents.at(index - contents.targets.size()).id);
+}
+
+void TargetPopup::hideEvent(QHideEvent* event) {
+  QFrame::hideEvent(event);
+  handlers_.closed();
+}
+
+}  // namespace quorl::viewer

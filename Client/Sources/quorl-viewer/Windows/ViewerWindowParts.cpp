@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the window is made of, and what each part asks of the others.
+#include <quorl-viewer/Windows/ViewerWindow.h>
+
+#include <QShortcut>
+
+#include <quorl-viewer/Windows/PlainText.h>
+#include <quorl-viewer/Windows/StatisticsText.h>
+
+namespace quorl::viewer {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int resizePause = 150;  // ms: the host is asked for a shape once the size has settled
+
+ClipboardRules rulesOf(const HostSettings& settings) {
+  return {settings.sendsClipboard, settings.takesClipboard, settings.sendsPrimary};
+}
+
+}  // namespace
+
+void ViewerWindow::makeView() {
+  view_ = new PictureView({.takePicture = [this] { return session_->takePicture(); },
+                           .painted = [this](const PictureTiming& timing) { session_->shown(timing); },
+                           .input = [this](QEvent& event) { return input_->handle(event); },
+                           .layoutChanged =
+                               [this] {
+                                 if (!session_) return;
+                                 input_->setViewport(view_->viewport());
+                                 resizeTimer_.start();
+                               },
+                           .visibilityChanged =
+                               [this](bool isVisible) {
+                                 if (session_) session_->setHidden(!isVisible);
+                               }});
+  setCentralWidget(view_);
+  notice_ = new Banner(Banner::Place::top, view_);
+  chord_ = new Banner(Banner::Place::top, view_);
+  statistics_ = new StatisticsPanel(
+      [this] {
+        const PixelSize size = view_->hasPicture() ? view_->picture()->size() : PixelSize{};
+        return QString::fromStdString(
+            statisticsText(session_->pictureReport(), session_->counters(), session_->decoderPath(), size));
+      },
+      view_);
+  resizeTimer_.setSingleShot(true);
+  resizeTimer_.setInterval(resizePause);
+  QObject::connect(&resizeTimer_, &QTimer::timeout, this,
+                   [this] { session_->resizeView(view_->viewSize()); });
+}
+
+void ViewerWindow::makeInput() {
+  keyboard_ = std::make_unique<KeyboardHold>(*this);
+  input_ = std::make_unique<InputRouter>(InputRouter::Handlers{
+      .send = [this](InputEvent event) { session_->send(event); },
+      .type = [this](const std::string& text) { session_->send(ControlMessage(message::InsertText{text})); },
+      .takeKeyboard = [this] { return keyboard_->take(); },
+      .letKeyboardGo = [this] { keyboard_->letGo(); },
+      .showChord =
+          [this](bool isShown) {
+            if (!isShown) return chord_->hide();
+            chord_->show(QStringLiteral("The host has the keyboard. %1 gives it back.")
+                             .arg(QLatin1String(releaseChordText.data(), releaseChordText.size())),
+                         0ms);
+          },
+      .showRefusal =
+          [this](const std::string& reason) {
+            showNotice(QStringLiteral("The keyboard was not grabbed: %1").arg(plain(reason)));
+          },
+      .grabChanged = [this](bool isHeld) { controls_->setGrabbed(isHeld); },
+      .command = [this](WindowCommand command) { perform(command); },
+      .focusChanged = [this](bool hasFocus) { clipboard_->setFocused(hasFocus); }});
+  focus_ = std::make_unique<FocusWatch>(*this, [this] { input_->releaseAll(); });
+}
+
+void ViewerWindow::makeSession(client::PairedHost host, DeviceInfo device) {
+  session_ = std::make_unique<ViewerSession>(
+      std::move(host), std::move(device),
+      ViewerSession::Handlers{
+          .status = [this](const LinkStatus& status) { statusChanged(status); },
+          .host =
+              [this](const DeviceInfo& info) {
+                hostName_ = plain(info.name);
+                titleChanged();
+              },
+          .message = [this](const ControlMessage& message) { messageArrived(message); },
+          .pictureReady =
+              [this] {
+                view_->pictureReady();
+                overlay_->showStreamError(std::nullopt);
+              },
+          .streamStarted = [this](const StreamStarted&) { overlay_->showStreamError(std::nullopt); },
+          .streamFailed =
+              [this](const client::ClientError& error) {
+                view_->clear();
+                choice_.ended();
+                overlay_->showStreamError(error);
+              },
+          .notice = [this](const client::ClientError& error) { showNotice(plain(error)); },
+          .clipboardSent = [this] { clipboard_->largeSent(); }});
+}
+
+void ViewerWindow::makeControls() {
+  controls_ = new ViewerControls({.change = [this](const SettingsKeeper::Change& made) { change(made); },
+                                  .openTargets = [this] { openTargets(); },
+                                  .toggleGrab = [this] { input_->toggleGrab(); },
+                                  .press = [this](const SpecialKey& key) { input_->press(key); },
+                                  .showStatistics = [this](bool isShown) { setStatisticsShown(isShown); },
+                                  .savePicture = [this] { savePicture(); },
+                                  .leave = [this] { view_->setFocus(); }},
+                                 this);
+  addToolBar(controls_);
+  edge_ = std::make_unique<EdgeControls>(*this, *controls_, *view_);
+}
+
+void ViewerWindow::makeTargets() {
+  popup_ = new TargetPopup({.target = [this](const StreamTarget& target) { watch(target); },
+                            .agent = [this](const UUID& agent) { openTerminal(agent); },
+                            .icon = [this](const TargetRow& row) { return iconOf(row); },
+                            .closed =
+                                [this] {
+                                  if (!isClosing_) view_->setFocus();
+                                }},
+                           this);
+  rows_ = targetRows({});
+  iconTimer_.setSingleShot(true);
+  QObject::connect(&iconTimer_, &QTimer::timeout, this,
+                   [this] { session_->send(ControlMessage(message::RequestHostState{})); });
+}
+
+void ViewerWindow::makeClipboard() {
+  clipboard_ = std::make_unique<ClipboardBridge>(
+      ClipboardBridge::Handlers{
+          .send = [this](ControlMessage message) { session_->send(std::move(message)); },
+          .notice = [this](const QString& text) { showNotice(text); }},
+      rulesOf(keeper_.settings()));
+}
+
+// While the picture has the keyboard, the same keys come through the input.
+void ViewerWindow::makeShortcuts() {
+  const auto add = [this](Qt::Key key, WindowCommand command) {
+    auto* shortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::SHIFT | key), this);
+    QObject::connect(shortcut, &QShortcut::activated, this, [this, command] { perform(command); });
+  };
+  add(Qt::Key_F, WindowCommand::fullScreen);
+  add(Qt::Key_M, WindowCommand::controls);
+  add(Qt::Key_T, WindowCommand::targets);
+  add(Qt::Key_A, WindowCommand::nextAgent);
+  add(Qt::Key_S, WindowCommand::statistics);
+}
+
+}  // namespace quorl::viewer

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+
+#include <QApplication>
+#include <QEvent>
+
+#include "WindowFixture.h"
+
+namespace quorl::viewer::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Notes how often a widget or one inside it is painted.
+class PaintCount : public QObject {
+ public:
+  explicit PaintCount(QWidget& window) {
+    window.installEventFilter(this);
+    for (auto* widget : window.findChildren<QWidget*>()) widget->installEventFilter(this);
+  }
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Paint) ++paints;
+    return false;
+  }
+
+  int paints = 0;
+};
+
+// Ten grey pictures, each lighter than the one before.
+const SampleVideo& greys() {
+  static const SampleVideo video = SampleVideo::encode(
+      VideoCodec::h264, "nullsrc=size=320x240:rate=30,geq=lum='16+N*20':cb=128:cr=128", 10);
+  return video;
+}
+
+class WindowPictureTest : public WindowTest {
+ protected:
+  void pushGreys() const {
+    const auto stream = host_->messagesOf<message::StartStream>().back()._0.streamID;
+    const auto& video = greys();
+    host_->push(OutgoingFrame::video({stream, VideoPacketFlags::codecConfig, 0, shareBytes(video.config)}));
+    for (const auto& picture : video.pictures)
+      host_->push(
+          OutgoingFrame::video({stream, picture.isKeyframe ? VideoPacketFlags::keyframe : VideoPacketFlags{},
+                                picture.ptsMicros, shareBytes(picture.data)}));
+  }
+  bool shows(int grey) const { return std::abs(colourAt(160, 120).red() - grey) <= 2; }
+};
+
+TEST_F(WindowPictureTest, showsThePictureOfTheHost) {
+  open();
+  ASSERT_TRUE(hasPicture());
+  const Bytes pixels = window_->view().picture()->rgb();
+  const auto isShown = [&] {
+    const QImage display = screenshot("picture");
+    for (const auto& [x, y] : {std::pair{20, 200}, {160, 120}, {300, 30}}) {
+      const QColor seen = display.pixelColor(displayPointOf(x, y));
+      const auto* wanted = &pixels[static_cast<std::size_t>(y * 320 + x) * 3];
+      if (std::abs(seen.red() - wanted[0]) > 40 || std::abs(seen.blue() - wanted[2]) > 40) return false;
+    }
+    return true;
+  };
+  EXPECT_TRUE(spinUntil(isShown));
+}
+
+TEST_F(WindowPictureTest, showsTheNewestOfABurstWithOneRepaint) {
+  auto behaviour = ordinary();
+  behaviour.video = nullptr;
+  open(behaviour);
+  pushGreys();
+  // The window is busy meanwhile.
+  const auto replaced = static_cast<std::size_t>(DropCause::replaced);
+  ASSERT_TRUE(
+      quorl::test::eventually([&] { return window_->session().pictureReport().drops[replaced] == 9; }));
+  PaintCount count(window_->view());
+  ASSERT_TRUE(spinUntil([&] { return count.paints > 0; }));
+  EXPECT_TRUE(shows((196 - 16) * 255 / 219)) << colourAt(160, 120).red();
+  EXPECT_LE(count.paints, 2) << "of the view and of the overlay that goes";
+}
+
+TEST_F(WindowPictureTest, aStaticPictureCausesNoRepaint) {
+  open();
+  ASSERT_TRUE(hasPicture());
+  // The notice that there is no sound goes after a while.
+  ASSERT_TRUE(spinUntil([&] {
+    const auto labels = window_->view().findChildren<Banner*>();
+    return std::ranges::none_of(labels, [](const Banner* banner) { return banner->isVisible(); });
+  }));
+  QApplication::processEvents();
+  PaintCount count(*window_);
+  EXPECT_FALSE(spinUntil([&] { return count.paints > 0; }, 3s));
+}
+
+TEST_F(WindowPictureTest, aMinimisedWindowHidesTheStream) {
+  auto behaviour = ordinary();
+  behaviour.pictureInterval = 20ms;
+  open(behaviour);
+  ASSERT_TRUE(hasPicture());
+  window_->showMinimized();
+  ASSERT_TRUE(spinUntil([&] { return countOf<message::UpdateStream>() == 1; }));
+  EXPECT_EQ(host_->messagesOf<message::UpdateStream>()[0]._0.config.maxFPS, 1);
+  PaintCount count(window_->view());
+  EXPECT_FALSE(spinUntil([&] { return count.paints > 0; }, 500ms));
+  window_->showNormal();
+  ASSERT_TRUE(spinUntil([&] { return countOf<message::UpdateStream>() == 2; }));
+  EXPECT_EQ(host_->messagesOf<message::UpdateStream>()[1]._0.config.maxFPS, 60);
+  EXPECT_TRUE(spinUntil([&] { return count.paints > 0; }));
+}
+
+}  // namespace
+}  // namespace quorl::viewer::test
