@@ -65,33 +65,43 @@ bool InputRouter::handle(QEvent& event) {
       const auto& mouse = static_cast<const QMouseEvent&>(event);
       perform(keyboard_.modifiersSeen(modifiersOf(mouse.modifiers())));
       if (const auto button = buttonOf(mouse.button()))
-        perform(pointer_.press(*button, pointOf(mouse.position()), keyboard_.modifiers(), Time::now()));
+        perform(pointer_.press(*button, pointOf(mouse), keyboard_.modifiers(), Time::now()));
       return true;
     }
     case QEvent::MouseButtonRelease: {
       const auto& mouse = static_cast<const QMouseEvent&>(event);
       if (const auto button = buttonOf(mouse.button()))
-        perform(pointer_.release(*button, pointOf(mouse.position()), modifiers));
+        perform(pointer_.release(*button, pointOf(mouse), modifiers));
       return true;
     }
     case QEvent::MouseMove:
-      perform(pointer_.move(pointOf(static_cast<const QMouseEvent&>(event).position()), modifiers));
+      perform(pointer_.move(pointOf(static_cast<const QMouseEvent&>(event)), modifiers));
       return true;
-    case QEvent::Wheel:
-      perform(pointer_.wheel(wheelInputOf(static_cast<const QWheelEvent&>(event)), modifiers));
+    case QEvent::Wheel: {
+      const auto& wheel = static_cast<const QWheelEvent&>(event);
+      auto input = wheelInputOf(wheel);
+      input.position = pointOf(wheel);
+      perform(pointer_.wheel(input, modifiers));
       return true;
+    }
     case QEvent::NativeGesture: {
       const auto& gesture = static_cast<const QNativeGestureEvent&>(event);
       const auto type = gesture.gestureType();
       if (type != Qt::ZoomNativeGesture && type != Qt::BeginNativeGesture && type != Qt::EndNativeGesture)
         return false;
       const double step = type == Qt::ZoomNativeGesture ? gesture.value() : 0;
-      perform(pointer_.pinch(pointOf(gesture.position()), step, pinchPhaseOf(type)));
+      perform(pointer_.pinch(pointOf(gesture), step, pinchPhaseOf(type)));
       return true;
     }
     default:
       return false;
   }
+}
+
+// The toolkit makes a widget's position from the window's place on the display, which it rounds to points.
+PointXY InputRouter::pointOf(const QSinglePointEvent& event) const {
+  const QPointF point = event.scenePosition() - handlers_.viewOrigin();
+  return {point.x(), point.y()};
 }
 
 std::optional<WindowCommand> InputRouter::commandOf(const KeyInput& key) const {

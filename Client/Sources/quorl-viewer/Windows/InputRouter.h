@@ -7,6 +7,7 @@
 
 #include <QEvent>
 #include <QKeyEvent>
+#include <QPointF>
 #include <QTimer>
 
 #include <quorl-viewer/Keyboard/GrabMachine.h>
@@ -26,6 +27,8 @@ enum class WindowCommand : std::uint8_t { fullScreen, controls, targets, nextAge
 class InputRouter {
  public:
   struct Handlers {
+    /// The upper left corner of the view in the window, in points.
+    std::function<QPointF()> viewOrigin;
     std::function<void(InputEvent)> send;
     std::function<void(const std::string& text)> type;
     /// Takes the keyboard from the desktop; nothing if that worked.
@@ -61,6 +64,7 @@ class InputRouter {
 
  private:
   bool handleKey(const QKeyEvent& event);
+  PointXY pointOf(const QSinglePointEvent& event) const;
   std::optional<WindowCommand> commandOf(const KeyInput& key) const;
   void gainFocus();
   void loseFocus();

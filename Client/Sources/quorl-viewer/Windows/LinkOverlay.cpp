@@ -138,7 +138,11 @@ void LinkOverlay::refresh() {
   if (status_.state == State::waiting)
     second = QStringLiteral("Next attempt in %1 s").arg(std::max(0L, secondsSince(now, status_.retryAt) + 1));
   const auto add = [&second](const std::string& text) {
-    if (!text.empty()) second += (second.isEmpty() ? QString() : QStringLiteral("\n")) + plain(text);
+    if (text.empty()) return;
+    QString line = plain(text);
+    line[0] = line[0].toUpper();
+    if (!line.endsWith(QLatin1Char('.'))) line += QLatin1Char('.');
+    second += (second.isEmpty() ? QString() : QStringLiteral("\n")) + line;
   };
   if (status_.state == State::connected && waitsFor_ && !streamError_)
     add("It is shown as soon as it opens. The control at the top lists what is there.");

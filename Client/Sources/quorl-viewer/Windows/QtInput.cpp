@@ -75,7 +75,6 @@ std::optional<PointerButton> buttonOf(Qt::MouseButton button) {
 
 WheelInput wheelInputOf(const QWheelEvent& event) {
   WheelInput wheel;
-  wheel.position = pointOf(event.position());
   wheel.unitsX = event.angleDelta().x();
   wheel.unitsY = event.angleDelta().y();
   // On X11 Qt's pixel deltas are unreliable (QWheelEvent documents it); a touchpad sends fine units instead.

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include <QKeyEvent>
-#include <QPointF>
 #include <QWheelEvent>
 
 #include <quorl-viewer/Keyboard/KeyInput.h>
@@ -19,10 +18,8 @@ std::optional<KeyInput> keyInputOf(const QKeyEvent& event);
 /// The state of the locks now, as the display server reports it.
 LockState currentLocks();
 std::optional<PointerButton> buttonOf(Qt::MouseButton button);
+/// Without a position.
 WheelInput wheelInputOf(const QWheelEvent& event);
 ScrollPhase pinchPhaseOf(Qt::NativeGestureType type);
-inline PointXY pointOf(QPointF position) {
-  return {position.x(), position.y()};
-}
 
 }  // namespace quorl::viewer

@@ -16,7 +16,7 @@ constexpr QRgb badgeColour = 0xFFC4551B;
 }  // namespace
 
 TargetButton::TargetButton(QWidget* parent) : QToolButton(parent) {
-  setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+  setIconSize({16, 16});
   setAccessibleName(QStringLiteral("What is shown"));
   setToolTip(QStringLiteral("Choose what is shown (Ctrl+Alt+Shift+T)"));
   setFocusPolicy(Qt::TabFocus);

@@ -24,7 +24,8 @@ void TargetDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
   const bool isHeading = index.data(isHeadingRole).toBool();
   const bool isChosen = option.state.testFlag(QStyle::State_Selected) && !isHeading;
   const auto& palette = option.palette;
-  const QColor text = palette.color(isChosen ? QPalette::HighlightedText : QPalette::Text);
+  // Headings cannot be chosen, but are no weaker than the details.
+  const QColor text = palette.color(QPalette::Active, isChosen ? QPalette::HighlightedText : QPalette::Text);
   QColor weak = text;
   weak.setAlphaF(0.6F);
   QRect rest = option.rect.adjusted(margin, 0, -margin, 0);

@@ -5,7 +5,6 @@
 
 #include <QKeyEvent>
 #include <QScreen>
-#include <QStyle>
 #include <QVBoxLayout>
 
 #include <quorl-viewer/Windows/TargetDelegate.h>
@@ -14,7 +13,8 @@ namespace quorl::viewer {
 
 namespace {
 
-constexpr QSize popupSize{460, 420};
+constexpr QSize largestSize{460, 480};
+constexpr int margin = 6;
 
 bool isHeading(const QListWidgetItem& item) {
   return item.data(TargetDelegate::isHeadingRole).toBool();
@@ -39,7 +39,8 @@ TargetPopup::TargetPopup(Handlers handlers, QWidget* parent)
   list_->setFocusPolicy(Qt::NoFocus);
   list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
   auto* column = new QVBoxLayout(this);
-  column->setContentsMargins(6, 6, 6, 6);
+  column->setContentsMargins(margin, margin, margin, margin);
+  column->setSpacing(margin);
   column->addWidget(field_);
   column->addWidget(list_);
   QObject::connect(field_, &QLineEdit::textChanged, this, [this](const QString& text) { filter(text); });
@@ -53,7 +54,9 @@ void TargetPopup::open(Contents contents, QPoint topLeft) {
   field_->clear();
   fill();
   const QRect room = screen()->availableGeometry();
-  const QSize size = popupSize.boundedTo(room.size());
+  int height = field_->sizeHint().height() + 3 * margin;
+  for (int row = 0; row < list_->count(); ++row) height += list_->sizeHintForRow(row);
+  const QSize size = largestSize.boundedTo({largestSize.width(), height}).boundedTo(room.size());
   topLeft.setX(std::clamp(topLeft.x(), room.left(), room.right() - size.width() + 1));
   topLeft.setY(std::clamp(topLeft.y(), room.top(), room.bottom() - size.height() + 1));
   setGeometry(QRect(topLeft, size));
@@ -93,10 +96,9 @@ void TargetPopup::fill() {
   }
   if (!agents.empty()) addHeading(QStringLiteral("Agents, in a terminal"));
   for (std::size_t index = 0; index < agents.size(); ++index)
-    addItem(QIcon::fromTheme(QStringLiteral("utilities-terminal"),
-                             style()->standardIcon(QStyle::SP_ComputerIcon)),
-            agents[index].name, agents[index].isWaiting ? "waits for you" : agents[index].detail,
-            agents[index].isWaiting, targets.size() + index);
+    addItem(QIcon::fromTheme(QStringLiteral("utilities-terminal")), agents[index].name,
+            agents[index].isWaiting ? "waits for you" : agents[index].detail, agents[index].isWaiting,
+            targets.size() + index);
 }
 
 void TargetPopup::filter(const QString& text) {

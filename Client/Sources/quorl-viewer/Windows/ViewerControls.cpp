@@ -35,6 +35,8 @@ ViewerControls::ViewerControls(Handlers handlers, QWidget* parent)
       handlers_(std::move(handlers)),
       targets_(new TargetButton) {
   setMovable(false);
+  // An icon must not make them higher and move the picture.
+  setIconSize({16, 16});
   setContextMenuPolicy(Qt::PreventContextMenu);
   setAutoFillBackground(true);
   QObject::connect(targets_, &QToolButton::clicked, this, [this] { handlers_.openTargets(); });

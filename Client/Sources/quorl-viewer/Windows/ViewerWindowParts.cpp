@@ -54,6 +54,7 @@ void ViewerWindow::makeView() {
 void ViewerWindow::makeInput() {
   keyboard_ = std::make_unique<KeyboardHold>(*this);
   input_ = std::make_unique<InputRouter>(InputRouter::Handlers{
+      .viewOrigin = [this] { return QPointF(view_->mapTo(this, QPoint())); },
       .send = [this](InputEvent event) { session_->send(event); },
       .type = [this](const std::string& text) { session_->send(ControlMessage(message::InsertText{text})); },
       .takeKeyboard = [this] { return keyboard_->take(); },

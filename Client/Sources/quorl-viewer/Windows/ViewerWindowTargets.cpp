@@ -91,8 +91,7 @@ QIcon ViewerWindow::iconOf(const TargetRow& row) const {
   if (!icon.isNull()) return icon;
   if (row.kind == TargetRow::Kind::display)
     return QIcon::fromTheme(QStringLiteral("video-display"), style()->standardIcon(QStyle::SP_DesktopIcon));
-  return QIcon::fromTheme(QStringLiteral("application-x-executable"),
-                          style()->standardIcon(QStyle::SP_TitleBarNormalButton));
+  return QIcon::fromTheme(QStringLiteral("application-x-executable"));
 }
 
 void ViewerWindow::titleChanged() {

@@ -110,8 +110,7 @@ TEST_F(WindowClipboardTest, textOfTheHostIsPastedHereAndNotSentBackByAManager) {
 TEST_F(WindowClipboardTest, whatIsMarkedIsSentOnRequestOnly) {
   const auto program = copy("marked", "-p");
   EXPECT_FALSE(sendsMoreThan(0));
-  for (auto* action : window_->findChildren<QAction*>())
-    if (action->text() == "Send what is marked here") action->trigger();
+  action("Send what is marked here")->trigger();
   const auto later = copy("marked later", "-p");
   ASSERT_TRUE(spinUntil([&] { return sent().size() == 1; }));
   EXPECT_EQ(sent()[0], ClipboardContent(clipboardContent::Text{"marked later"}));

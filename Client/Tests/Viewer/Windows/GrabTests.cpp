@@ -17,17 +17,7 @@ class WindowGrabTest : public WindowTest {
     open();
     ASSERT_TRUE(hasPicture());
   }
-  QAction* action(const QString& text) const {
-    for (auto* action : window_->findChildren<QAction*>())
-      if (action->text() == text) return action;
-    return nullptr;
-  }
   bool isGrabbed() const { return action("Grab keyboard")->isChecked(); }
-  bool shows(const QString& text) const {
-    for (const auto* banner : window_->view().findChildren<Banner*>())
-      if (banner->isVisible() && banner->text().contains(text)) return true;
-    return false;
-  }
   bool hasPressed(std::uint16_t key) const {
     for (const auto& input : host_->inputs())
       if (const auto* event = std::get_if<inputEvent::Key>(&input.value))

@@ -20,11 +20,6 @@ class WindowSettingsTest : public WindowTest {
   void save(const HostSettings& settings) const {
     ASSERT_TRUE(SettingsStore(folder_.path()).save(paired_.deviceID, settings));
   }
-  QAction* action(const QString& text) const {
-    for (auto* action : window_->findChildren<QAction*>())
-      if (action->text() == text) return action;
-    return nullptr;
-  }
   StreamTarget lastTarget() const { return host_->messagesOf<message::StartStream>().back()._0.target; }
 };
 

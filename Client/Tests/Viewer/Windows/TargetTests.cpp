@@ -54,23 +54,21 @@ class WindowTargetTest : public WindowTest {
     ASSERT_TRUE(hasPicture());
     host_->push(ControlMessage(message::AgentList{
         {agent('1', "refactor", AgentStatus::running), agent('2', "review", AgentStatus::waitingInput)}}));
-    ASSERT_TRUE(spinUntil([&] {
-      return window_->findChild<TargetButton*>()->accessibleDescription().contains("one agent waits for you");
-    }));
+    ASSERT_TRUE(spinUntil(
+        [&] { return part<TargetButton>().accessibleDescription().contains("one agent waits for you"); }));
   }
   StreamTarget lastTarget() const { return host_->messagesOf<message::StartStream>().back()._0.target; }
   QString overlayTitle() const {
     const auto* label = window_->findChild<QLabel*>(QStringLiteral("overlayTitle"));
     return label->isVisible() ? label->text() : QString();
   }
-  TargetPopup& popup() const { return *window_->findChild<TargetPopup*>(); }
+  TargetPopup& popup() const { return part<TargetPopup>(); }
 };
 
 TEST_F(WindowTargetTest, aKeyOpensTheListTypingFiltersItAndReturnSwitches) {
   openWithList();
   act({"key", "ctrl+alt+shift+t"});
   ASSERT_TRUE(spinUntil([&] { return popup().isVisible(); }));
-  spinUntil([&] { return popup().isActiveWindow(); }, 200ms);
   screenshot("targets");
   act({"type", "lett"});
   const auto* list = popup().findChild<QListWidget*>();
@@ -157,11 +155,7 @@ TEST_F(WindowTargetTest, aKeyOpensTheTerminalOfTheAgentThatWaits) {
 TEST_F(WindowTargetTest, withoutAnAgentThatWaitsTheKeySaysSo) {
   open();
   act({"key", "ctrl+alt+shift+a"});
-  EXPECT_TRUE(spinUntil([&] {
-    for (const auto* banner : window_->view().findChildren<Banner*>())
-      if (banner->isVisible() && banner->text() == "No agent waits for you") return true;
-    return false;
-  }));
+  EXPECT_TRUE(spinUntil([&] { return shows("No agent waits for you"); }));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "WindowFixture.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <set>
@@ -87,7 +88,8 @@ void WindowTest::open(HostBehaviour behaviour, ViewerWindow::Start start) {
 void WindowTest::openWindow(ViewerWindow::Start start) {
   window_ = std::make_unique<ViewerWindow>(paired_, device, start);
   window_->setAttribute(Qt::WA_DeleteOnClose, false);
-  if (!start.isFullScreen && window_->isHidden()) window_->resize(800, 600);
+  if (start.folder.empty() && window_->isHidden())
+    window_->resize(QSize(800, 600) / window_->devicePixelRatioF());
   window_->show();
 }
 
@@ -104,6 +106,18 @@ bool WindowTest::activate() {
 
 bool WindowTest::hasPicture() {
   return spinUntil([&] { return window_->view().hasPicture(); });
+}
+
+QAction* WindowTest::action(const QString& text) const {
+  for (auto* action : window_->findChildren<QAction*>())
+    if (action->text() == text) return action;
+  return nullptr;
+}
+
+bool WindowTest::shows(const QString& text) const {
+  return std::ranges::any_of(parts<Banner>(), [&](const Banner* banner) {
+    return banner->isVisible() && banner->text().contains(text);
+  });
 }
 
 void WindowTest::act(std::vector<std::string> arguments) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <QAction>
 #include <QImage>
 
 #include <Support/Eventually.h>
@@ -65,6 +66,21 @@ class WindowTest : public testing::Test {
   /// What the display shows. Saved as NAME.png if QUORL_PICTURES names a folder.
   static QImage screenshot(const std::string& name = {});
   QColor colourAt(double remoteX, double remoteY) const;
+  /// The parts of the window of a class, which need not be one of the toolkit.
+  template <class Part>
+  std::vector<Part*> parts() const {
+    std::vector<Part*> found;
+    for (auto* widget : window_->findChildren<QWidget*>())
+      if (auto* part = dynamic_cast<Part*>(widget)) found.push_back(part);
+    return found;
+  }
+  template <class Part>
+  Part& part() const {
+    return *parts<Part>().at(0);
+  }
+  QAction* action(const QString& text) const;
+  /// Whether a notice over the picture has this text in it.
+  bool shows(const QString& text) const;
   template <class Case>
   std::size_t countOf() const {
     return host_->messagesOf<Case>().size();
