@@ -54,7 +54,7 @@ void TargetPopup::open(Contents contents, QPoint topLeft) {
   field_->clear();
   fill();
   const QRect room = screen()->availableGeometry();
-  int height = field_->sizeHint().height() + 3 * margin;
+  int height = field_->sizeHint().height() + 4 * margin;
   for (int row = 0; row < list_->count(); ++row) height += list_->sizeHintForRow(row);
   const QSize size = largestSize.boundedTo({largestSize.width(), height}).boundedTo(room.size());
   topLeft.setX(std::clamp(topLeft.x(), room.left(), room.right() - size.width() + 1));
