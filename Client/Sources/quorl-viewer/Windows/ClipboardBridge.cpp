@@ -22,9 +22,10 @@ QClipboard::Mode modeOf(Selection selection) {
   return selection == Selection::primary ? QClipboard::Selection : QClipboard::Clipboard;
 }
 
-std::optional<ClipboardKind> kindOf(const QMimeData& data) {
-  if (data.hasText()) return ClipboardKind::text;
-  if (data.hasImage() || data.hasFormat(pngType)) return ClipboardKind::image;
+std::optional<ClipboardKind> kindOf(const QStringList& formats) {
+  if (formats.contains(QStringLiteral("text/plain"))) return ClipboardKind::text;
+  if (formats.contains(pngType) || formats.contains(QStringLiteral("application/x-qt-image")))
+    return ClipboardKind::image;
   return std::nullopt;
 }
 
@@ -66,10 +67,11 @@ void ClipboardBridge::later(Work work, Done done) {
 void ClipboardBridge::changed(Selection selection) {
   const auto* data = QGuiApplication::clipboard()->mimeData(modeOf(selection));
   LocalChange change{.selection = selection, .serial = ++serial_};
-  if (data != nullptr) {
-    change.isOurs = data->hasFormat(marker);
-    change.kind = kindOf(*data);
-  }
+  // One question to the owner: each waits for seconds if it hangs.
+  const auto formats = data != nullptr ? data->formats() : QStringList();
+  change.isOurs = formats.contains(marker);
+  change.kind = kindOf(formats);
+  offered_[selection] = formats;
   perform(sync_.localChanged(change));
 }
 
@@ -78,10 +80,11 @@ void ClipboardBridge::read(Selection selection, std::uint64_t serial) {
     perform(sync_.localRead(selection, serial, item));
   };
   const auto* data = QGuiApplication::clipboard()->mimeData(modeOf(selection));
-  const auto kind = data != nullptr ? kindOf(*data) : std::nullopt;
-  if (!kind) return done(std::nullopt);
+  const auto& formats = offered_[selection];
+  const auto kind = kindOf(formats);
+  if (data == nullptr || !kind) return done(std::nullopt);
   if (*kind == ClipboardKind::text) return done(textItem(data->text().toStdString()));
-  if (data->hasFormat(pngType))
+  if (formats.contains(pngType))
     return later([png = bytesFrom(data->data(pngType))] { return pictureItem(png); }, done);
   later([picture = qvariant_cast<QImage>(data->imageData())] { return pictureItem(picture); }, done);
 }

@@ -3,9 +3,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 
 #include <QClipboard>
 #include <QObject>
+#include <QStringList>
 #include <QThreadPool>
 
 #include <QuorlKit/Protocol/ControlMessage.h>
@@ -55,6 +57,7 @@ class ClipboardBridge {
   ClipboardSync sync_;
   QObject gui_;  // results for it are dropped once it is gone
   QThreadPool worker_;
+  std::map<Selection, QStringList> offered_;  // with the last change
   std::uint64_t serial_ = 0;
   std::uint32_t echo_ = 0;
   bool waitsForLarge_ = false;

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // With real programs that own the clipboard and ask for it.
+#include <csignal>
 #include <fstream>
 #include <sstream>
 
 #include <QAction>
 #include <QBuffer>
+#include <QClipboard>
+#include <QGuiApplication>
 
 #include "WindowFixture.h"
 
@@ -140,6 +143,23 @@ TEST_F(WindowClipboardTest, aLargePictureHasAConnectionOfItsOwn) {
   // It is confirmed, so that the next one can follow.
   const auto next = copy("after the picture");
   ASSERT_TRUE(spinUntil([&] { return sent().size() == 2; }));
+}
+
+TEST_F(WindowClipboardTest, anOwnerThatHangsDelaysTheWindowOnceAndNotForever) {
+  const auto elsewhere = desktop().start({"xlogo", "-geometry", "100x100+1100+700"});
+  ASSERT_TRUE(spinUntil([&] { return !window_->isActiveWindow(); }));
+  const auto slow = copy("slow");
+  ASSERT_TRUE(spinUntil([&] { return QGuiApplication::clipboard()->text() == "slow"; }));
+  ::kill(slow.pid(), SIGSTOP);
+  const auto begin = std::chrono::steady_clock::now();
+  ASSERT_TRUE(activate());
+  act({"key", "b"});
+  EXPECT_TRUE(spinUntil([&] { return !host_->inputs().empty() && heldAt(*host_) == 0; }));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 8s);
+  EXPECT_TRUE(sent().empty());
+  const auto next = copy("next");
+  ASSERT_TRUE(spinUntil([&] { return sent().size() == 1; }));
+  EXPECT_EQ(sent()[0], ClipboardContent(clipboardContent::Text{"next"}));
 }
 
 TEST_F(WindowClipboardTest, aDamagedPictureOfTheHostChangesNothing) {
