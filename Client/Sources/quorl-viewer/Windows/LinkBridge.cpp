@@ -38,6 +38,7 @@ void LinkBridge::onMessage(const ControlMessage& message) {
 }
 
 void LinkBridge::onStreamStarted(StreamKey stream, const StreamStarted& started) {
+  tap_.take(stream, client::VideoEvent(started));
   post(handlers_.streamStarted, stream, started);
 }
 
@@ -46,14 +47,17 @@ void LinkBridge::onStreamFailed(StreamKey stream, const client::ClientError& err
 }
 
 void LinkBridge::onDecoderConfig(StreamKey stream, client::DecoderConfig config) {
+  tap_.take(stream, client::VideoEvent(config));
   if (const auto decoder = decoderOf(stream)) decoder->configure(std::move(config));
 }
 
 void LinkBridge::onPicture(StreamKey stream, client::EncodedPicture picture) {
+  tap_.take(stream, picture);
   if (const auto decoder = decoderOf(stream)) decoder->decode(std::move(picture));
 }
 
 void LinkBridge::onSound(client::SoundEvent event) {
+  tap_.take(event);
   post(handlers_.sound, std::move(event));
 }
 

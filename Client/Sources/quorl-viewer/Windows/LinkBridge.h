@@ -9,6 +9,7 @@
 
 #include <quorl-viewer/Link/HostLink.h>
 #include <quorl-viewer/Picture/DecodeThread.h>
+#include <quorl-viewer/Recording/RecordingTap.h>
 
 namespace quorl::viewer {
 
@@ -33,6 +34,7 @@ class LinkBridge final : public LinkListener {
 
   /// The decoder of a stream; null for one that is over.
   void setDecoder(StreamKey stream, std::shared_ptr<DecodeThread> decoder);
+  RecordingTap& tap() { return tap_; }
 
   void onStatus(const LinkStatus& status) override;
   void onHost(const DeviceInfo& host) override;
@@ -52,6 +54,7 @@ class LinkBridge final : public LinkListener {
   void post(const std::function<void(Parameters...)>& handler, Values... values);
 
   const Handlers handlers_;
+  RecordingTap tap_;
   QObject gui_;  // events for it are dropped once it is gone
 
   std::mutex mutex_;

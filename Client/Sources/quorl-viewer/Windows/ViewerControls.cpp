@@ -152,6 +152,8 @@ void ViewerControls::addMoreMenu() {
   auto* menu = addMenu(QStringLiteral("More"), QStringLiteral("Pictures, pointer and clipboard"));
   QObject::connect(menu->addAction(QStringLiteral("Save picture\u2026")), &QAction::triggered, this,
                    [this] { handlers_.savePicture(); });
+  record_ = addTo(menu, QStringLiteral("Record"), [this](bool isWanted) { handlers_.record(isWanted); });
+  record_->setToolTip(QStringLiteral("Pictures and sound to an MP4 file, without encoding them again"));
   statistics_ =
       addTo(menu, QStringLiteral("Statistics"), [this](bool isOn) { handlers_.showStatistics(isOn); });
   statistics_->setToolTip(QStringLiteral("Ctrl+Alt+Shift+S"));

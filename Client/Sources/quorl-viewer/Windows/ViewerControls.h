@@ -25,6 +25,7 @@ class ViewerControls : public QToolBar {
     std::function<void(const SpecialKey&)> press;
     std::function<void(bool isShown)> showStatistics;
     std::function<void()> savePicture;
+    std::function<void(bool isWanted)> record;
     /// The keyboard goes back to the picture.
     std::function<void()> leave;
   };
@@ -35,6 +36,7 @@ class ViewerControls : public QToolBar {
   void show(const HostSettings& settings);
   void setGrabbed(bool isGrabbed) { grab_->setChecked(isGrabbed); }
   void setStatisticsShown(bool isShown) { statistics_->setChecked(isShown); }
+  void setRecording(bool isRecording) { record_->setChecked(isRecording); }
   bool isStatisticsShown() const { return statistics_->isChecked(); }
 
  private:
@@ -57,6 +59,7 @@ class ViewerControls : public QToolBar {
   QAction* text_ = nullptr;
   std::array<QAction*, 3> grabChoices_{};  // by `GrabChoice`
   QAction* statistics_ = nullptr;
+  QAction* record_ = nullptr;
   QAction* pointer_ = nullptr;
   QAction* sends_ = nullptr;
   QAction* takes_ = nullptr;

@@ -44,6 +44,9 @@ ViewerSession::~ViewerSession() {
   bridge_.setDecoder(stream_, nullptr);
   decoder_.reset();
   link_.reset();
+  // Its end is not reported any more.
+  bridge_.tap().record(0, nullptr);
+  recorder_.reset();
 }
 
 LinkBridge::Handlers ViewerSession::linkHandlers() {
@@ -107,6 +110,7 @@ void ViewerSession::watch(StreamTarget target, const StreamConfig& config, Point
 
 void ViewerSession::unwatch() {
   if (!std::exchange(isWatching_, false)) return;
+  stopRecording();
   post(linkCommand::StopStream{stream_});
   bridge_.setDecoder(stream_, nullptr);
   decoder_.reset();
@@ -126,7 +130,31 @@ void ViewerSession::setHidden(bool isHidden) {
     decoder_->hide();
   else
     decoder_->show(Clock::now());
-  post(linkCommand::SetHidden{stream_, isHidden});
+  sendHidden();
+}
+
+void ViewerSession::sendHidden() {
+  if (isWatching_) post(linkCommand::SetHidden{stream_, isHidden_ && !isRecording()});
+}
+
+void ViewerSession::startRecording(std::filesystem::path path) {
+  if (!isWatching_ || isRecording()) return;
+  recorder_ =
+      std::make_shared<StreamRecorder>(std::move(path), [this](const client::Outcome<Recorded>& result) {
+        onGUI([this, result] {
+          bridge_.tap().record(stream_, nullptr);
+          recorder_.reset();
+          sendHidden();
+          handlers_.recorded(result);
+        });
+      });
+  bridge_.tap().record(stream_, recorder_);
+  sendHidden();
+  post(linkCommand::RequestKeyframe{stream_});
+}
+
+void ViewerSession::stopRecording() {
+  if (recorder_) recorder_->stop();
 }
 
 void ViewerSession::setMuted(bool isMuted) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <quorl-viewer/Link/HostLink.h>
 #include <quorl-viewer/Picture/DecodeThread.h>
 #include <quorl-viewer/Picture/PictureTimes.h>
+#include <quorl-viewer/Recording/StreamRecorder.h>
 #include <quorl-viewer/Sound/SoundPlayback.h>
 #include <quorl-viewer/Windows/LinkBridge.h>
 
@@ -36,6 +38,8 @@ class ViewerSession {
     std::function<void(const client::ClientError&)> notice;
     /// The host has taken the newest large clipboard, or cannot, which was reported before.
     std::function<void()> clipboardSent;
+    /// The recording has ended, by itself or by `stopRecording`.
+    std::function<void(const client::Outcome<Recorded>&)> recorded;
   };
 
   ViewerSession(client::PairedHost host, DeviceInfo device, Handlers handlers);
@@ -57,6 +61,11 @@ class ViewerSession {
   void send(ControlMessage message);
   /// For the watched stream, whatever number the event carries.
   void send(InputEvent event);
+  /// Records the watched stream, and the sound unless it is muted, to an MP4 file until `stopRecording` or
+  /// the end of the stream. While it records, the stream goes on in a hidden window.
+  void startRecording(std::filesystem::path path);
+  void stopRecording();
+  bool isRecording() const { return recorder_ != nullptr; }
   void reconnectNow();
   void cancel();
 
@@ -77,6 +86,7 @@ class ViewerSession {
   template <class Action>
   void onGUI(Action action);
   void takeTimings();
+  void sendHidden();
   bool isWatched(StreamKey stream) const { return isWatching_ && stream == stream_; }
 
   const client::PairedHost host_;
@@ -90,6 +100,7 @@ class ViewerSession {
   LinkCounters counters_;
   std::shared_ptr<DecodeThread> decoder_;
   SoundPlayback sound_;
+  std::shared_ptr<StreamRecorder> recorder_;
   LinkBridge bridge_;
   // Last: its thread calls the bridge.
   std::unique_ptr<HostLink> link_;

@@ -243,6 +243,23 @@ void ViewerWindow::savePicture() {
   if (!result.isEmpty()) showNotice(result);
 }
 
+void ViewerWindow::record(bool isWanted) {
+  if (!isWanted) {
+    session_->stopRecording();
+  } else if (!view_->hasPicture()) {
+    showNotice(QStringLiteral("There is no picture yet"));
+  } else if (const QString path = askForRecording(this); !path.isEmpty()) {
+    session_->startRecording(path.toStdString());
+  }
+  controls_->setRecording(session_->isRecording());
+  view_->setFocus();
+}
+
+void ViewerWindow::recordingEnded(const client::Outcome<Recorded>& result) {
+  controls_->setRecording(false);
+  showNotice(recordingText(result));
+}
+
 void ViewerWindow::perform(WindowCommand command) {
   switch (command) {
     case WindowCommand::fullScreen:

@@ -90,6 +90,8 @@ class ViewerWindow : public QMainWindow {
   void showNotice(const QString& text);
   void setStatisticsShown(bool isShown);
   void savePicture();
+  void record(bool isWanted);
+  void recordingEnded(const client::Outcome<Recorded>& result);
   void perform(WindowCommand command);
   StreamConfig streamConfig() const;
 

@@ -100,7 +100,8 @@ void ViewerWindow::makeSession(client::PairedHost host, DeviceInfo device) {
                 overlay_->showStreamError(error);
               },
           .notice = [this](const client::ClientError& error) { showNotice(plain(error)); },
-          .clipboardSent = [this] { clipboard_->largeSent(); }});
+          .clipboardSent = [this] { clipboard_->largeSent(); },
+          .recorded = [this](const client::Outcome<Recorded>& result) { recordingEnded(result); }});
 }
 
 void ViewerWindow::makeControls() {
@@ -110,6 +111,7 @@ void ViewerWindow::makeControls() {
                                   .press = [this](const SpecialKey& key) { input_->press(key); },
                                   .showStatistics = [this](bool isShown) { setStatisticsShown(isShown); },
                                   .savePicture = [this] { savePicture(); },
+                                  .record = [this](bool isWanted) { record(isWanted); },
                                   .leave = [this] { view_->setFocus(); }},
                                  this);
   addToolBar(controls_);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <quorl-viewer/Recording/StreamRecorder.h>
+#include <quorl-viewer/Recording/RecordingTap.h>
 
 #include <future>
 
@@ -122,6 +122,35 @@ TEST_F(StreamRecorderTest, endsWhenTheDiskIsTooSlow) {
   const auto result = ended();
   ASSERT_TRUE(result) << result.error().what;
   EXPECT_EQ(result->end, Recorded::End::tooSlow);
+  EXPECT_EQ(result->pictures, clip.pictures.size());
+}
+
+TEST_F(StreamRecorderTest, joinsAStreamInTheMiddle) {
+  const auto& clip = SampleVideo::shortClip();
+  constexpr RecordingTap::Stream watched = 7;
+  constexpr RecordingTap::Stream other = 8;
+  RecordingTap tap;
+  const auto feed = [&](RecordingTap::Stream stream) {
+    for (const auto& picture : clip.pictures)
+      tap.take(stream, client::EncodedPicture{picture.isKeyframe, picture.ptsMicros, picture.data,
+                                              client::Clock::now()});
+  };
+  StreamStarted started{};
+  started.pixelWidth = static_cast<std::uint32_t>(clip.size.width);
+  started.pixelHeight = static_cast<std::uint32_t>(clip.size.height);
+  tap.take(watched, client::VideoEvent(started));
+  tap.take(watched, client::VideoEvent(client::DecoderConfig{clip.config, VideoCodec::h264}));
+  feed(watched);
+  auto recorder =
+      std::make_shared<StreamRecorder>(path(), [this](const Result& result) { result_.set_value(result); });
+  tap.record(watched, recorder);
+  feed(other);
+  feed(watched);
+  tap.record(0, nullptr);
+  feed(watched);
+  recorder.reset();
+  const auto result = ended();
+  ASSERT_TRUE(result) << result.error().what;
   EXPECT_EQ(result->pictures, clip.pictures.size());
 }
 

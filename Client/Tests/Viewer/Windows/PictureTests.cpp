@@ -108,5 +108,23 @@ TEST_F(WindowPictureTest, aMinimisedWindowHidesTheStream) {
   EXPECT_TRUE(spinUntil([&] { return count.paints > 0; }));
 }
 
+TEST_F(WindowPictureTest, recordsWhatIsWatched) {
+  open();
+  ASSERT_TRUE(hasPicture());
+  const auto path = folder_.path() / "screen.mp4";
+  window_->session().startRecording(path);
+  ASSERT_TRUE(spinUntil([&] { return countOf<message::RequestKeyframe>() > 0; }));
+  pushGreys();
+  ASSERT_TRUE(spinUntil([&] { return shows((196 - 16) * 255 / 219); }));
+  window_->session().stopRecording();
+  ASSERT_TRUE(spinUntil([&] { return !window_->session().isRecording(); }));
+  EXPECT_TRUE(WindowTest::shows(QStringLiteral("Recorded as ")));
+  EXPECT_FALSE(action(QStringLiteral("Record"))->isChecked());
+  const auto counted = client::test::outputOfTool(
+      "ffprobe -v error -count_frames -show_entries stream=nb_read_frames -of csv=p=0 '" + path.string() +
+      "'");
+  EXPECT_EQ(std::stoul(counted), greys().pictures.size());
+}
+
 }  // namespace
 }  // namespace quorl::viewer::test
