@@ -35,6 +35,7 @@ std::span<const Command> commandTable();
 
 /// One file per group.
 std::vector<Command> hostCommands();         // discover, pair, hosts, forget
+std::vector<Command> watchCommands();        // watch
 std::vector<Command> hostStateCommands();    // info, launch
 std::vector<Command> versionCommands();      // version
 std::vector<Command> serviceCommands();      // services, open, network

@@ -10,10 +10,10 @@ namespace {
 
 std::vector<Command> allCommands() {
   std::vector<Command> commands;
-  for (auto group : {hostCommands(), hostStateCommands(), serviceCommands(), sessionCommands(),
-                     videoCommands(), fitCommands(), soundCommands(), inputCommands(), clipboardCommands(),
-                     fileCommands(), systemCommands(), userCommands(), agentCommands(), attachCommands(),
-                     agentSourceCommands(), versionCommands()})
+  for (auto group : {hostCommands(), watchCommands(), hostStateCommands(), serviceCommands(),
+                     sessionCommands(), videoCommands(), fitCommands(), soundCommands(), inputCommands(),
+                     clipboardCommands(), fileCommands(), systemCommands(), userCommands(), agentCommands(),
+                     attachCommands(), agentSourceCommands(), versionCommands()})
     commands.insert(commands.end(), std::move_iterator(group.begin()), std::move_iterator(group.end()));
   return commands;
 }
@@ -104,6 +104,7 @@ std::string overviewHelp(std::span<const Command> commands) {
       "first steps:\n"
       "  quorl_client discover              lists the hosts on this network\n"
       "  quorl_client pair desk.local       asks for the PIN that the host shows\n"
+      "  quorl_client watch                 shows its screen in a window\n"
       "  quorl_client shot screen.png       saves a picture of its screen\n"
       "  quorl_client spawn claude          starts an agent and prints its identity\n"
       "  quorl_client attach claude         shows its terminal; Ctrl-] detaches\n"

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <quorl-viewer/Settings/ViewerAddress.h>
+#include <quorl-client/Hosts/ViewerAddress.h>
 
-namespace quorl::viewer {
+namespace quorl::client {
 namespace {
 
 TEST(ViewerAddress, readsHostsPortsAndTargets) {
@@ -107,4 +107,4 @@ TEST(ViewTarget, isReadWithoutAHostToo) {
 }
 
 }  // namespace
-}  // namespace quorl::viewer
+}  // namespace quorl::client

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <quorl-viewer/Settings/ViewerAddress.h>
+#include <quorl-client/Hosts/ViewerAddress.h>
 
 #include <algorithm>
 #include <charconv>
@@ -9,7 +9,7 @@
 #include <QuorlKit/WireProtocol.h>
 #include <fmt/format.h>
 
-namespace quorl::viewer {
+namespace quorl::client {
 namespace {
 
 constexpr std::string_view scheme = "quorl://";
@@ -180,4 +180,4 @@ std::string ViewerAddress::text() const {
   return result;
 }
 
-}  // namespace quorl::viewer
+}  // namespace quorl::client
