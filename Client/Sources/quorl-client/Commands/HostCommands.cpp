@@ -10,6 +10,7 @@
 #include <quorl-client/Base/Printable.h>
 #include <quorl-client/Commands/CommandContext.h>
 #include <quorl-client/Hosts/Discovery.h>
+#include <quorl-client/Hosts/Pairings.h>
 #include <quorl-client/Session/Handshake.h>
 
 namespace quorl::client {
@@ -46,11 +47,6 @@ Outcome<void> runDiscover(const Arguments& arguments, CommandContext& context) {
                                     HostAddress{printable(host.address), host.port}.text()));
   if (hosts->empty()) context.output.note("No host announces itself on this network.");
   return {};
-}
-
-bool isPIN(std::string_view text) {
-  return text.size() == 6 &&
-         std::ranges::all_of(text, [](char digit) { return digit >= '0' && digit <= '9'; });
 }
 
 // One line without its line feed.
@@ -130,18 +126,10 @@ Outcome<void> runPair(const Arguments& arguments, CommandContext& context) {
   auto paired = provePINs(arguments, context, **session, *greeting);
   if (!paired) return std::unexpected(paired.error());
 
-  const auto& device = paired->acknowledgement.device;
-  const PairedHost host{device.name, address->textWithoutPort(), address->port, device.deviceID,
-                        std::move(paired->token)};
-  const auto updated = context.book.update([&](HostBookContents& book) {
-    std::erase_if(book.hosts, [&](const PairedHost& other) {
-      return other.deviceID == host.deviceID || other.endpoint() == host.endpoint();
-    });
-    book.hosts.push_back(host);
-  });
-  if (!updated) return std::unexpected(updated.error());
+  const auto host = keepPairing(context.book, *address, std::move(*paired));
+  if (!host) return std::unexpected(host.error());
   closeSession(**session);
-  context.output.line(fmt::format("Paired with {} at {}.", printable(host.name), host.endpoint().text()));
+  context.output.line(fmt::format("Paired with {} at {}.", printable(host->name), host->endpoint().text()));
   return {};
 }
 

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-viewer/Application/ViewerApplication.h>
+
+#include <QApplication>
+#include <QWindow>
+
+#include <fmt/format.h>
+
+#include <quorl-client/Base/Printable.h>
+#include <quorl-client/Hosts/PairedSession.h>
+#include <quorl-viewer/Application/PairingDialog.h>
+
+namespace quorl::viewer {
+namespace {
+
+// Names the window that asks for the focus, for a desktop that keeps it otherwise (Wayland).
+constexpr std::string_view activationOption = "--activation=";
+
+std::vector<std::string> wordsForFirst(const ViewerOptions& options) {
+  auto words = wordsOf(options);
+  const auto token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN").toStdString();
+  if (!token.empty()) words.insert(words.begin(), std::string(activationOption) + token);
+  return words;
+}
+
+void showAndRaise(QWidget& window) {
+  window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+  window.show();
+  window.raise();
+  window.activateWindow();
+}
+
+}  // namespace
+
+ViewerApplication::ViewerApplication(ViewerOptions options, std::filesystem::path folder)
+    : options_(std::move(options)), folder_(std::move(folder)), book_(folder_) {}
+
+ViewerApplication::~ViewerApplication() {
+  delete window_;
+}
+
+void ViewerApplication::end() {
+  isEnding_ = true;
+  if (dialog_) dialog_->reject();
+  QApplication::quit();
+}
+
+client::Outcome<void> ViewerApplication::run() {
+  const auto contents = book_.load();
+  if (!contents) return std::unexpected(contents.error());
+  const auto host = chosenHost(options_, *contents);
+  if (host) return open(*host);
+  const auto address = client::HostAddress::parse(options_.host);
+  if (!options_.mayPair || !address) return std::unexpected(host.error());
+  PairingDialog dialog(*address, book_);
+  dialog_ = &dialog;
+  if (dialog.exec() != QDialog::Accepted) return {};
+  return open(*dialog.paired());
+}
+
+client::Outcome<void> ViewerApplication::open(const client::PairedHost& host) {
+  instance_ = std::make_unique<SingleInstance>(SingleInstance::defaultFolder(), host.deviceID);
+  if (!instance_->becomeFirst([this](const std::vector<std::string>& words) { apply(words); }))
+    return instance_->handOver(wordsForFirst(options_));
+  const auto contents = book_.load();
+  if (!contents) return std::unexpected(contents.error());
+  // Deletes itself when it is closed, which ends the application.
+  window_ = new ViewerWindow(host, client::clientDevice(contents->deviceID),
+                             {.target = options_.target,
+                              .wanted = options_.wanted,
+                              .isFullScreen = options_.isFullScreen,
+                              .isMuted = options_.isMuted,
+                              .folder = folder_});
+  window_->show();
+  if (!isEnding_) QApplication::exec();
+  return {};
+}
+
+void ViewerApplication::apply(const std::vector<std::string>& words) {
+  if (!window_) return;
+  std::span<const std::string> rest(words);
+  if (!rest.empty() && rest.front().starts_with(activationOption)) {
+    qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(rest.front().substr(activationOption.size())));
+    rest = rest.subspan(1);
+  }
+  const auto options = ViewerOptions::parse(rest);
+  if (!options) return;
+  if (options->target)
+    window_->watch(*options->target);
+  else if (options->wanted)
+    window_->watch(*options->wanted);
+  if (options->isMuted) window_->session().setMuted(true);
+  if (options->isFullScreen) window_->setFullScreen(true);
+  showAndRaise(*window_);
+}
+
+}  // namespace quorl::viewer

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+#include <QDialog>
+#include <QPointer>
+
+#include <quorl-client/Hosts/HostBook.h>
+#include <quorl-viewer/Application/SingleInstance.h>
+#include <quorl-viewer/Start/ViewerOptions.h>
+#include <quorl-viewer/Windows/ViewerWindow.h>
+
+namespace quorl::viewer {
+
+/// From a command line to a window: which host, whether a window of it is open already, then the window.
+///
+/// *Queue*: the GUI thread. *Lifetime*: its end says goodbye to the host.
+class ViewerApplication {
+ public:
+  ViewerApplication(ViewerOptions options, std::filesystem::path folder);
+  ~ViewerApplication();
+  ViewerApplication(const ViewerApplication&) = delete;
+  ViewerApplication& operator=(const ViewerApplication&) = delete;
+
+  /// Runs until the last window is closed.
+  client::Outcome<void> run();
+  /// Ends `run`.
+  void end();
+
+ private:
+  client::Outcome<void> open(const client::PairedHost& host);
+  void apply(const std::vector<std::string>& words);
+
+  const ViewerOptions options_;
+  const std::filesystem::path folder_;
+  client::HostBook book_;
+  std::unique_ptr<SingleInstance> instance_;
+  bool isEnding_ = false;
+  QPointer<QDialog> dialog_;
+  QPointer<ViewerWindow> window_;
+};
+
+}  // namespace quorl::viewer
