@@ -9,6 +9,8 @@
 #include <quorl-client/Base/Printable.h>
 #include <quorl-client/Hosts/PairedSession.h>
 #include <quorl-viewer/Application/PairingDialog.h>
+#include <quorl-viewer/Application/StartWindow.h>
+#include <quorl-viewer/Start/LastUsed.h>
 
 namespace quorl::viewer {
 namespace {
@@ -41,7 +43,9 @@ ViewerApplication::~ViewerApplication() {
 
 void ViewerApplication::end() {
   isEnding_ = true;
-  if (dialog_) dialog_->reject();
+  // Also the question that a dialog asks.
+  for (auto* widget : QApplication::topLevelWidgets())
+    if (auto* dialog = qobject_cast<QDialog*>(widget)) dialog->reject();
   QApplication::quit();
 }
 
@@ -50,12 +54,35 @@ client::Outcome<void> ViewerApplication::run() {
   if (!contents) return std::unexpected(contents.error());
   const auto host = chosenHost(options_, *contents);
   if (host) return open(*host);
+  if (options_.host.empty()) return choose();
   const auto address = client::HostAddress::parse(options_.host);
   if (!options_.mayPair || !address) return std::unexpected(host.error());
-  PairingDialog dialog(*address, book_);
-  dialog_ = &dialog;
-  if (dialog.exec() != QDialog::Accepted) return {};
-  return open(*dialog.paired());
+  const auto paired = pairWith(*address);
+  return paired ? open(*paired) : client::Outcome<void>();
+}
+
+// Until a window opens or the person closes the list.
+client::Outcome<void> ViewerApplication::choose() {
+  while (!isEnding_) {
+    StartWindow start(book_, folder_);
+    if (!runDialog(start)) break;
+    const auto contents = book_.load();
+    if (!contents) return std::unexpected(contents.error());
+    if (const auto* known = contents->find(start.chosen()->text())) return open(*known);
+    if (const auto paired = pairWith(*start.chosen())) return open(*paired);
+  }
+  return {};
+}
+
+std::optional<client::PairedHost> ViewerApplication::pairWith(const client::HostAddress& address) {
+  PairingDialog dialog(address, book_);
+  return runDialog(dialog) ? dialog.paired() : std::nullopt;
+}
+
+bool ViewerApplication::runDialog(QDialog& dialog) {
+  // Another window follows it.
+  QApplication::setQuitOnLastWindowClosed(false);
+  return dialog.exec() == QDialog::Accepted;
 }
 
 client::Outcome<void> ViewerApplication::open(const client::PairedHost& host) {
@@ -64,6 +91,7 @@ client::Outcome<void> ViewerApplication::open(const client::PairedHost& host) {
     return instance_->handOver(wordsForFirst(options_));
   const auto contents = book_.load();
   if (!contents) return std::unexpected(contents.error());
+  LastUsed(folder_).note(host.deviceID);
   // Deletes itself when it is closed, which ends the application.
   window_ = new ViewerWindow(host, client::clientDevice(contents->deviceID),
                              {.target = options_.target,
@@ -71,6 +99,7 @@ client::Outcome<void> ViewerApplication::open(const client::PairedHost& host) {
                               .isFullScreen = options_.isFullScreen,
                               .isMuted = options_.isMuted,
                               .folder = folder_});
+  QApplication::setQuitOnLastWindowClosed(true);
   window_->show();
   if (!isEnding_) QApplication::exec();
   return {};

@@ -14,7 +14,8 @@
 
 namespace quorl::viewer {
 
-/// From a command line to a window: which host, whether a window of it is open already, then the window.
+/// From a command line to a window: which host, its PIN if it is not paired, whether a window of it is open
+/// already, then the window.
 ///
 /// *Queue*: the GUI thread. *Lifetime*: its end says goodbye to the host.
 class ViewerApplication {
@@ -30,6 +31,9 @@ class ViewerApplication {
   void end();
 
  private:
+  client::Outcome<void> choose();
+  std::optional<client::PairedHost> pairWith(const client::HostAddress& address);
+  bool runDialog(QDialog& dialog);
   client::Outcome<void> open(const client::PairedHost& host);
   void apply(const std::vector<std::string>& words);
 
@@ -38,7 +42,6 @@ class ViewerApplication {
   client::HostBook book_;
   std::unique_ptr<SingleInstance> instance_;
   bool isEnding_ = false;
-  QPointer<QDialog> dialog_;
   QPointer<ViewerWindow> window_;
 };
 

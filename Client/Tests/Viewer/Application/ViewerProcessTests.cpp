@@ -54,6 +54,15 @@ class ViewerProcess : public testing::Test {
         },
         patience);
   }
+  bool isOpen(const std::string& title) const {
+    return eventually(
+        [&] { return server_.run({"xdotool", "getactivewindow", "getwindowname"}).starts_with(title); },
+        patience);
+  }
+  void press(const std::string& title, const std::string& key) const {
+    ASSERT_TRUE(isOpen(title));
+    server_.run({"xdotool", "key", key});
+  }
   std::string windows() const { return server_.run({"xwininfo", "-root", "-tree"}); }
 
   quorl::test::TemporaryFolder folder_;
@@ -143,6 +152,42 @@ TEST_F(ViewerProcess, theSocketIsTheUsersOwn) {
   for (const auto& entry : fs::directory_iterator(folder))
     EXPECT_EQ(entry.status().permissions() & (fs::perms::group_all | fs::perms::others_all), fs::perms::none)
         << entry.path();
+}
+
+TEST_F(ViewerProcess, aListLetsAPersonChooseAHost) {
+  FakeHost desk({});
+  FakeHost attic({});
+  pair(desk);
+  pair(attic);
+  const auto viewer = start({});
+  ASSERT_TRUE(isOpen("Quorl Viewer")) << viewer->output();
+  press("Quorl Viewer", "Down");
+  press("Quorl Viewer", "Return");
+  EXPECT_TRUE(isWatching(attic, streamTarget::Unified{})) << viewer->output();
+  EXPECT_EQ(desk.connections(), 0);
+}
+
+TEST_F(ViewerProcess, aSignalEndsTheListToo) {
+  const auto viewer = start({});
+  ASSERT_TRUE(isOpen("Quorl Viewer")) << viewer->output();
+  viewer->signal(SIGTERM);
+  EXPECT_EQ(viewer->waitForExit(patience), 0) << viewer->output();
+}
+
+TEST_F(ViewerProcess, anAddressOfAnUnknownHostAsksForItsPIN) {
+  FakeHost host({});
+  const auto viewer = start({fmt::format("quorl://{}/display/3", host.address())});
+  ASSERT_TRUE(isOpen("Pair with a host")) << viewer->output();
+  ASSERT_TRUE(
+      host.waitUntil([](const FakeHost& asked) { return !asked.messagesOf<message::Hello>().empty(); }));
+  // Keys that come before the field has the focus are lost, so the PIN is typed until the host gets one.
+  EXPECT_TRUE(eventually(
+      [&] {
+        server_.run({"xdotool", "key", "--delay", "20", "0", "1", "2", "3", "4", "5", "Return"});
+        return !host.messagesOf<message::PairRequest>().empty();
+      },
+      patience));
+  EXPECT_TRUE(isWatching(host, streamTarget::Display{3})) << viewer->output();
 }
 
 TEST_F(ViewerProcess, withoutADesktopItSaysWhatToDo) {
