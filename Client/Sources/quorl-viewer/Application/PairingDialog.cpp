@@ -15,7 +15,8 @@
 namespace quorl::viewer {
 namespace {
 
-constexpr int leastWidth = 420;
+// High enough for every state: a change of size while the window appears would misplace it.
+constexpr QSize leastSize(420, 240);
 constexpr int margin = 24;
 constexpr int spacing = 12;
 constexpr double headingScale = 1.3;
@@ -103,7 +104,7 @@ void PairingDialog::makeWidgets() {
     layout->addWidget(widget);
   layout->addStretch();
   layout->addWidget(buttons);
-  setMinimumWidth(leastWidth);
+  setMinimumSize(leastSize);
   QObject::connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   QObject::connect(action_, &QPushButton::clicked, this, [this] { hasFailed_ ? begin() : enterPIN(); });
   QObject::connect(pin_, &QLineEdit::textChanged, this, [this](const QString& text) {
@@ -170,7 +171,6 @@ void PairingDialog::askForPIN(const std::string& hostName, bool wasWrong) {
   pin_->show();
   pin_->setFocus();
   action_->setEnabled(false);
-  adjustSize();
 }
 
 void PairingDialog::enterPIN() {
@@ -196,7 +196,6 @@ void PairingDialog::showError(const client::ClientError& error) {
   action_->setText(QStringLiteral("Try again"));
   action_->setEnabled(true);
   action_->setFocus();
-  adjustSize();
 }
 
 }  // namespace quorl::viewer
