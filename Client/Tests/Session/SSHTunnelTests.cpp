@@ -15,6 +15,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <quorl-client/Session/Handshake.h>
+
 #include "../Support/CommandRun.h"
 #include "../Support/FakeHost.h"
 
@@ -150,12 +152,14 @@ TEST_F(SSHTunnelTest, endsAndReapsAnSSHThatIgnoresTheEndOfItsInput) {
 
 TEST_F(SSHTunnelTest, reportsAnSSHThatDiesDuringTheSession) {
   replaceSSH(
-      "port=${2#localhost:}\nexec 3<>/dev/tcp/127.0.0.1/$port\nexec 4<&0\ncat <&3 &\ncat <&4 >&3 &\n"
-      "trap 'echo \"Timeout, server desk not responding.\" >&2; kill $(jobs -p); exit 255' USR1\nwait");
+      "trap 'echo \"Timeout, server desk not responding.\" >&2; kill $(jobs -p); exit 255' USR1\n"
+      "port=${2#localhost:}\nexec 3<>/dev/tcp/127.0.0.1/$port\nexec 4<&0\ncat <&3 &\ncat <&4 >&3 &\nwait");
   FakeHost host({});
   Waiter waiter;
   auto session = Session::connect(through(host), waiter, within(std::chrono::seconds(30)));
   ASSERT_TRUE(session) << session.error().what;
+  // An answer shows that the script has set its trap.
+  ASSERT_TRUE(greet(**session, DeviceInfo{"test", "test", "test", UUID{}}, within(std::chrono::seconds(30))));
   const auto processes = startedProcesses();
   ASSERT_EQ(processes.size(), 2U);
   ::kill(processes[1], SIGUSR1);

@@ -2,6 +2,8 @@
 #include <quorl-viewer/Start/HostRows.h>
 
 #include <algorithm>
+#include <map>
+#include <string>
 
 #include <QuorlKit/Foundation/ASCII.h>
 
@@ -44,16 +46,17 @@ std::size_t ageOf(const UUID& device, const std::vector<UUID>& lastUsed) {
 
 std::vector<HostRow> hostRows(const client::HostBookContents& book, const std::vector<UUID>& lastUsed,
                               const std::optional<std::vector<DiscoveredHost>>& discovered) {
-  auto paired = book.hosts;
-  std::ranges::stable_sort(paired, {},
-                           [&](const PairedHost& host) { return ageOf(host.deviceID, lastUsed); });
+  // Equal entries of a map stay in the order of their insertion.
+  std::multimap<std::size_t, const PairedHost*> paired;
+  for (const auto& host : book.hosts) paired.emplace(ageOf(host.deviceID, lastUsed), &host);
   std::vector<HostRow> rows;
-  for (const auto& host : paired) rows.push_back(rowOf(host, discovered));
+  for (const auto& [age, host] : paired) rows.push_back(rowOf(*host, discovered));
   if (!discovered) return rows;
-  auto found = *discovered;
-  std::ranges::stable_sort(found, {}, [](const DiscoveredHost& host) { return loweredASCII(host.name); });
+  std::multimap<std::string, const DiscoveredHost*> found;
+  for (const auto& host : *discovered) found.emplace(loweredASCII(host.name), &host);
   std::vector<DiscoveredHost> listed;
-  for (const auto& host : found) {
+  for (const auto& [name, place] : found) {
+    const auto& host = *place;
     const bool isPaired =
         std::ranges::any_of(book.hosts, [&](const PairedHost& known) { return isSame(known, host); });
     // A host with several addresses is found once for each.

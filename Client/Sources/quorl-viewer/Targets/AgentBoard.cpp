@@ -2,7 +2,8 @@
 #include <quorl-viewer/Targets/AgentBoard.h>
 
 #include <algorithm>
-#include <tuple>
+#include <map>
+#include <utility>
 
 #include <quorl-viewer/Targets/TargetRows.h>
 
@@ -58,12 +59,15 @@ std::optional<AgentNotice> AgentBoard::take(const AgentEvent& event) {
 }
 
 std::vector<AgentRow> AgentBoard::rows() const {
+  // Rows of one name stay in the host's order.
+  std::multimap<std::pair<bool, std::string>, AgentRow> sorted;
+  for (const auto& agent : agents_) {
+    if (!hasTerminal(agent)) continue;
+    auto row = rowOf(agent);
+    sorted.emplace(std::pair(!row.isWaiting, row.name), std::move(row));
+  }
   std::vector<AgentRow> rows;
-  for (const auto& agent : agents_)
-    if (hasTerminal(agent)) rows.push_back(rowOf(agent));
-  std::ranges::stable_sort(rows, [](const AgentRow& left, const AgentRow& right) {
-    return std::tie(right.isWaiting, left.name) < std::tie(left.isWaiting, right.name);
-  });
+  for (auto& entry : sorted) rows.push_back(std::move(entry.second));
   return rows;
 }
 

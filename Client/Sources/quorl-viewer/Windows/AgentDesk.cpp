@@ -14,7 +14,7 @@ const QString terminalName = QStringLiteral("x-terminal-emulator");
 
 // Beside this program, as in a build tree, or where programs are installed.
 QString clientProgram() {
-  const QString beside = QCoreApplication::applicationDirPath() + QStringLiteral("/quorl_client");
+  QString beside = QCoreApplication::applicationDirPath() + QStringLiteral("/quorl_client");
   if (QFileInfo(beside).isExecutable()) return beside;
   return QStandardPaths::findExecutable(QStringLiteral("quorl_client"));
 }

@@ -43,7 +43,7 @@ QString askForRecording(QWidget* parent) {
 
 QString recordingText(const client::Outcome<Recorded>& result) {
   if (!result) return QStringLiteral("The recording failed: %1").arg(plain(result.error()));
-  const auto saved = QStringLiteral("Recorded as %1").arg(QString::fromStdString(result->path.string()));
+  auto saved = QStringLiteral("Recorded as %1").arg(QString::fromStdString(result->path.string()));
   switch (result->end) {
     case Recorded::End::stopped:
       return saved;

@@ -87,7 +87,7 @@ void ViewerWindow::openTerminal(const std::optional<UUID>& agent) {
 }
 
 QIcon ViewerWindow::iconOf(const TargetRow& row) const {
-  const auto icon = icons_.icon(row.bundleID);
+  auto icon = icons_.icon(row.bundleID);
   if (!icon.isNull()) return icon;
   if (row.kind == TargetRow::Kind::display)
     return QIcon::fromTheme(QStringLiteral("video-display"), style()->standardIcon(QStyle::SP_DesktopIcon));
