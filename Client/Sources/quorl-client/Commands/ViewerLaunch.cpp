@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <limits>
 
-#include <QuorlKit/Foundation/ASCII.h>
 #include <fmt/format.h>
 
 #include <quorl-client/Base/Printable.h>
@@ -22,11 +21,6 @@ namespace {
 
 constexpr auto viewerName = "quorl_viewer";
 constexpr auto targetExamples = "Examples: display/2, window/Notes, app/org.example.editor.";
-constexpr std::string_view scheme = "quorl://";
-
-bool isURL(std::string_view text) {
-  return loweredASCII(text.substr(0, scheme.size())) == scheme;
-}
 
 // Where the words lead before the host is looked up.
 struct Wanted {
@@ -48,11 +42,11 @@ Outcome<Wanted> fromURL(const std::string& text) {
 Outcome<Wanted> wantedOf(const Arguments& arguments) {
   const auto host = arguments.text("--host").value_or("");
   const auto word = arguments.positional().empty() ? std::string() : arguments.positional()[0];
-  if (isURL(word) && arguments.has("--host"))
+  if (ViewerAddress::isURL(word) && arguments.has("--host"))
     return failed(ExitCode::usage, "two hosts are named: --host and a quorl:// address", "Leave one out.");
-  if (isURL(word)) return fromURL(word);
+  if (ViewerAddress::isURL(word)) return fromURL(word);
   Wanted wanted{host, {}};
-  if (isURL(host)) {
+  if (ViewerAddress::isURL(host)) {
     auto parsed = fromURL(host);
     if (!parsed) return parsed;
     wanted = std::move(*parsed);

@@ -157,9 +157,12 @@ std::string textOf(const ViewTarget& target) {
   return "display";
 }
 
+bool ViewerAddress::isURL(std::string_view text) {
+  return loweredASCII(text.substr(0, scheme.size())) == scheme;
+}
+
 std::optional<ViewerAddress> ViewerAddress::parse(std::string_view url) {
-  if (url.size() > longestAddress || url.size() < scheme.size()) return std::nullopt;
-  if (loweredASCII(url.substr(0, scheme.size())) != scheme) return std::nullopt;
+  if (url.size() > longestAddress || !isURL(url)) return std::nullopt;
   auto rest = url.substr(scheme.size());
   const auto slash = rest.find('/');
   const auto authority = rest.substr(0, slash);

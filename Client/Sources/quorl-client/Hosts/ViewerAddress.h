@@ -44,6 +44,8 @@ std::string textOf(const ViewTarget& target);
 /// The address of what to show: quorl://HOST[:PORT][/TARGET]. It may come from a web page: it names a host
 /// and a target, and never a path, a command or a user.
 struct ViewerAddress {
+  /// Begins with the scheme, whatever follows.
+  static bool isURL(std::string_view text);
   std::string host;  // a name or a numeric address, IPv6 without brackets
   std::uint16_t port = 0;
   ViewTarget target;

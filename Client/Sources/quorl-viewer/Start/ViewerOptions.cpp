@@ -4,7 +4,6 @@
 #include <array>
 #include <charconv>
 
-#include <QuorlKit/Foundation/ASCII.h>
 #include <fmt/format.h>
 
 #include <quorl-client/Base/Printable.h>
@@ -16,12 +15,6 @@ namespace {
 using client::ExitCode;
 using client::failed;
 using client::Outcome;
-
-constexpr std::string_view scheme = "quorl://";
-
-bool isURL(std::string_view text) {
-  return loweredASCII(text.substr(0, scheme.size())) == scheme;
-}
 
 std::unexpected<client::ClientError> misused(std::string what) {
   return failed(ExitCode::usage, std::move(what), "See 'quorl_viewer --help'.");
@@ -73,7 +66,7 @@ class Parser {
   }
 
   Outcome<void> host(const std::string& value) {
-    if (isURL(value)) return url(value);
+    if (client::ViewerAddress::isURL(value)) return url(value);
     if (!options_.host.empty()) return misused("more than one host is named");
     options_.host = value;
     return {};
@@ -86,7 +79,7 @@ class Parser {
   }
 
   Outcome<void> argument(const std::string& word) {
-    if (isURL(word)) return url(word);
+    if (client::ViewerAddress::isURL(word)) return url(word);
     auto parsed = word.empty() ? std::nullopt : client::parseTarget(word);
     if (!parsed) return misused(fmt::format("'{}' is not a target", client::printable(word)));
     if (options_.target || options_.wanted) return misused("more than one target is named");
