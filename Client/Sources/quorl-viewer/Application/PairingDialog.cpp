@@ -10,7 +10,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
-#include <quorl-client/Base/Printable.h>
+#include <quorl-viewer/Windows/PlainText.h>
 
 namespace quorl::viewer {
 namespace {
@@ -22,10 +22,6 @@ constexpr int spacing = 12;
 constexpr double headingScale = 1.3;
 constexpr double pinScale = 2.0;
 constexpr int pinSpacing = 6;
-
-QString plain(const std::string& text) {
-  return QString::fromStdString(client::printable(text));
-}
 
 QLabel* plainLabel(QWidget* parent) {
   auto* label = new QLabel(parent);

@@ -12,8 +12,8 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-#include <quorl-client/Base/Printable.h>
 #include <quorl-viewer/Start/LastUsed.h>
+#include <quorl-viewer/Windows/PlainText.h>
 
 namespace quorl::viewer {
 namespace {
@@ -23,10 +23,6 @@ constexpr int margin = 20;
 constexpr int spacing = 12;
 constexpr int rowHeight = 34;
 constexpr double headingScale = 1.3;
-
-QString plain(const std::string& text) {
-  return QString::fromStdString(client::printable(text));
-}
 
 QLabel* plainLabel(const QString& text) {
   auto* label = new QLabel(text);
@@ -150,7 +146,7 @@ void StartWindow::showRows() {
   }
   if (list_->currentItem() == nullptr) list_->setCurrentItem(list_->topLevelItem(0));
   if (!contents) {
-    status_->setText(plain(contents.error().what + ". " + contents.error().advice));
+    status_->setText(plain(contents.error()));
     status_->show();
   }
   rowChanged();
@@ -207,7 +203,7 @@ void StartWindow::forgetRow() {
   });
   showRows();
   if (updated) return;
-  status_->setText(plain(updated.error().what + ". " + updated.error().advice));
+  status_->setText(plain(updated.error()));
   status_->show();
 }
 

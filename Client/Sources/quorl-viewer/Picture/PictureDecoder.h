@@ -43,7 +43,7 @@ client::Outcome<std::shared_ptr<client::DecodeDevice>> findDecodeDevice(
 
 /// Decodes with a device until that fails, then in software for good. A failure shows as a configuration that
 /// is refused, or as a key frame without a picture, and costs nothing but that key frame's second decoding.
-/// Another damaged picture is no failure of the device: the key frame after it decides.
+/// A damaged picture between key frames does not count against the device; the next key frame decides.
 class FallbackDecoder : public PictureDecoder {
  public:
   /// `notice` is called once, on the decode thread, with what is missing.

@@ -20,7 +20,7 @@ class WindowInputTest : public WindowTest {
     act({"keydown", "a", "mousedown", "1"});
     ASSERT_TRUE(spinUntil([&] { return heldAt(*host_) == 2; })) << heldAt(*host_);
   }
-  // From the moment the window can notice to the moment the host has it all.
+  // The time from the event in the window to the last release at the host.
   std::chrono::milliseconds timeUntilReleased() {
     const auto begin = Time::now();
     EXPECT_TRUE(spinUntil([&] { return heldAt(*host_) == 0; }, 5s)) << heldAt(*host_);
