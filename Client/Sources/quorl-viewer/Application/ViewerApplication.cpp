@@ -118,7 +118,7 @@ void ViewerApplication::apply(const std::vector<std::string>& words) {
     window_->watch(*options->target);
   else if (options->wanted)
     window_->watch(*options->wanted);
-  if (options->isMuted) window_->session().setMuted(true);
+  if (options->isMuted) window_->setMuted(true);
   if (options->isFullScreen) window_->setFullScreen(true);
   showAndRaise(*window_);
 }

@@ -134,6 +134,10 @@ void ViewerWindow::setFullScreen(bool isFullScreen) {
   change([isFullScreen](HostSettings& settings) { settings.isFullScreen = isFullScreen; });
 }
 
+void ViewerWindow::setMuted(bool isMuted) {
+  change([isMuted](HostSettings& settings) { settings.isMuted = isMuted; });
+}
+
 void ViewerWindow::applyFullScreen(bool isFullScreen) {
   edge_->setFullScreen(isFullScreen);
   input_->setFullScreen(isFullScreen);

@@ -50,6 +50,7 @@ class ViewerWindow : public QMainWindow {
   /// A window that is not there yet is shown when it appears.
   void watch(const ViewTarget& target);
   void setFullScreen(bool isFullScreen);
+  void setMuted(bool isMuted);
   PictureView& view() { return *view_; }
   ViewerSession& session() { return *session_; }
 

@@ -113,5 +113,12 @@ TEST_F(WindowSettingsTest, theHostsPointerIsDrawnOnRequestAndThenOnlyThatOne) {
   EXPECT_EQ(window_->view().cursor().shape(), Qt::BlankCursor);
 }
 
+TEST_F(WindowSettingsTest, mutingFromOutsideShowsInTheControls) {
+  open();
+  ASSERT_FALSE(action(QStringLiteral("Mute"))->isChecked());
+  window_->setMuted(true);
+  EXPECT_TRUE(action(QStringLiteral("Mute"))->isChecked());
+}
+
 }  // namespace
 }  // namespace quorl::viewer::test
