@@ -150,6 +150,12 @@ void ViewerControls::addKeyboardMenu() {
 
 void ViewerControls::addMoreMenu() {
   auto* menu = addMenu(QStringLiteral("More"), QStringLiteral("Pictures, pointer and clipboard"));
+  new MonitorMenu(
+      [this](QScreen& monitor) {
+        handlers_.showFullScreenOn(monitor);
+        handlers_.leave();
+      },
+      *menu);
   QObject::connect(menu->addAction(QStringLiteral("Save picture\u2026")), &QAction::triggered, this,
                    [this] { handlers_.savePicture(); });
   record_ = addTo(menu, QStringLiteral("Record"), [this](bool isWanted) { handlers_.record(isWanted); });

@@ -9,6 +9,7 @@
 
 #include <quorl-viewer/Keyboard/SpecialKeys.h>
 #include <quorl-viewer/Settings/HostSettings.h>
+#include <quorl-viewer/Windows/MonitorMenu.h>
 #include <quorl-viewer/Windows/TargetButton.h>
 
 namespace quorl::viewer {
@@ -20,6 +21,7 @@ class ViewerControls : public QToolBar {
  public:
   struct Handlers {
     std::function<void(const std::function<void(HostSettings&)>&)> change;
+    MonitorMenu::Choose showFullScreenOn;
     std::function<void()> openTargets;
     std::function<void()> toggleGrab;
     std::function<void(const SpecialKey&)> press;

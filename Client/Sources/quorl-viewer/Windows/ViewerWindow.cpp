@@ -134,6 +134,16 @@ void ViewerWindow::setFullScreen(bool isFullScreen) {
   change([isFullScreen](HostSettings& settings) { settings.isFullScreen = isFullScreen; });
 }
 
+void ViewerWindow::showFullScreenOn(QScreen& monitor) {
+  // A window manager keeps a full-screen window where it is.
+  if (isFullScreen()) showNormal();
+  moveTo(monitor);
+  if (keeper_.settings().isFullScreen)
+    applyFullScreen(true);
+  else
+    setFullScreen(true);
+}
+
 void ViewerWindow::setMuted(bool isMuted) {
   change([isMuted](HostSettings& settings) { settings.isMuted = isMuted; });
 }
@@ -147,12 +157,26 @@ void ViewerWindow::applyFullScreen(bool isFullScreen) {
     // On the monitor where the window is, or on the one of the last time before the window is open.
     auto* monitor = isVisible() ? screen() : screenNamed(keeper_.settings().monitor);
     if (monitor != nullptr) {
-      if (monitor != screen()) setGeometry(monitor->availableGeometry());
+      if (monitor != screen()) moveTo(*monitor);
       keeper_.change([&](HostSettings& settings) { settings.monitor = monitor->name().toStdString(); });
     }
     showFullScreen();
   }
   view_->setFocus();
+}
+
+void ViewerWindow::moveTo(QScreen& monitor) {
+  const QRect room = monitor.availableGeometry();
+  QRect place({}, size().boundedTo(room.size()));
+  place.moveCenter(room.center());
+  setScreen(&monitor);
+  setGeometry(place);
+}
+
+// The window manager has changed the state, by a key or a button of its own.
+void ViewerWindow::followWindowState() {
+  if (isMinimized() || isFullScreen() == keeper_.settings().isFullScreen) return;
+  setFullScreen(isFullScreen());
 }
 
 void ViewerWindow::restoreGeometry() {
@@ -192,6 +216,7 @@ void ViewerWindow::changeEvent(QEvent* event) {
   if (event->type() == QEvent::WindowStateChange && session_) {
     session_->setHidden(isMinimized());
     input_->releaseAll();
+    stateTimer_.start();
   }
   QMainWindow::changeEvent(event);
 }

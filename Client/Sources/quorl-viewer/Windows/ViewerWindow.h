@@ -50,6 +50,7 @@ class ViewerWindow : public QMainWindow {
   /// A window that is not there yet is shown when it appears.
   void watch(const ViewTarget& target);
   void setFullScreen(bool isFullScreen);
+  void showFullScreenOn(QScreen& monitor);
   void setMuted(bool isMuted);
   PictureView& view() { return *view_; }
   ViewerSession& session() { return *session_; }
@@ -84,6 +85,8 @@ class ViewerWindow : public QMainWindow {
   void change(const SettingsKeeper::Change& change);
   void apply(const HostSettings& settings);
   void applyFullScreen(bool isFullScreen);
+  void moveTo(QScreen& monitor);
+  void followWindowState();
   void restoreGeometry();
   void geometryChanged();
   void statusChanged(const LinkStatus& status);
@@ -115,6 +118,7 @@ class ViewerWindow : public QMainWindow {
   TargetPopup* popup_ = nullptr;
   QTimer resizeTimer_;
   QTimer iconTimer_;
+  QTimer stateTimer_;
   std::unique_ptr<EdgeControls> edge_;
   std::unique_ptr<KeyboardHold> keyboard_;
   std::unique_ptr<InputRouter> input_;

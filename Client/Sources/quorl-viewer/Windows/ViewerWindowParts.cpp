@@ -13,6 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr int statePause = 300;   // ms: a change of state may take several steps
 constexpr int resizePause = 150;  // ms: the host is asked for a shape once the size has settled
 
 ClipboardRules rulesOf(const HostSettings& settings) {
@@ -45,6 +46,9 @@ void ViewerWindow::makeView() {
             statisticsText(session_->pictureReport(), session_->counters(), session_->decoderPath(), size));
       },
       view_);
+  stateTimer_.setSingleShot(true);
+  stateTimer_.setInterval(statePause);
+  QObject::connect(&stateTimer_, &QTimer::timeout, this, [this] { followWindowState(); });
   resizeTimer_.setSingleShot(true);
   resizeTimer_.setInterval(resizePause);
   QObject::connect(&resizeTimer_, &QTimer::timeout, this,
@@ -106,6 +110,7 @@ void ViewerWindow::makeSession(client::PairedHost host, DeviceInfo device) {
 
 void ViewerWindow::makeControls() {
   controls_ = new ViewerControls({.change = [this](const SettingsKeeper::Change& made) { change(made); },
+                                  .showFullScreenOn = [this](QScreen& monitor) { showFullScreenOn(monitor); },
                                   .openTargets = [this] { openTargets(); },
                                   .toggleGrab = [this] { input_->toggleGrab(); },
                                   .press = [this](const SpecialKey& key) { input_->press(key); },
