@@ -5,9 +5,11 @@
 #include <fmt/format.h>
 
 #include <quorl-client/Video/Decoder.h>
+#include <quorl-viewer/Application/SSHQuestionDialog.h>
 #include <quorl-viewer/Application/TerminationSignals.h>
 #include <quorl-viewer/Application/ViewerApplication.h>
 #include <quorl-viewer/Start/Desktop.h>
+#include <quorl-viewer/Start/SSHQuestions.h>
 
 namespace {
 
@@ -23,6 +25,12 @@ int report(const client::ClientError& error) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (const auto question = viewer::askedBySSH(argv[1])) {
+    if (const auto error = viewer::missingDesktop()) return report(*error);
+    int ownName = 1;
+    const QApplication application(ownName, argv);
+    return viewer::askForSSH(*question);
+  }
   const std::vector<std::string> words(argv + 1, argv + argc);
   const auto options = viewer::ViewerOptions::parse(words);
   if (!options) return report(options.error());
@@ -37,6 +45,7 @@ int main(int argc, char** argv) {
   const auto folder = client::HostBook::defaultFolder();
   if (!folder) return report(folder.error());
   if (const auto error = viewer::missingDesktop()) return report(*error);
+  viewer::askThrough(std::filesystem::canonical("/proc/self/exe"));
   client::silenceMediaLibraries();
   viewer::TerminationSignals termination;
   // The words are parsed already, and Qt would take some of them for its own.

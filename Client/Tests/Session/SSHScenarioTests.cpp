@@ -1,14 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The real client, ssh, its server and the real host.
-#include <pwd.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <memory>
 
 #include <Linux/System/ChildProgram.h>
 #include <Posix/LoopbackPeer.h>
@@ -18,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "../Agents/AgentWorld.h"
+#include "SSHServer.h"
 
 namespace quorl::client::test {
 namespace {
@@ -25,72 +19,23 @@ namespace {
 using quorl::test::ChildProgram;
 using quorl::test::eventually;
 using testing::HasSubstr;
-namespace fs = std::filesystem;
-
-constexpr auto server = "/usr/sbin/sshd";
 
 class SSHScenario : public testing::Test {
  protected:
   void SetUp() override {
-    if (!fs::exists(server)) GTEST_SKIP() << "needs the package openssh-server";
+    if (!SSHServer::isInstalled()) GTEST_SKIP() << "needs the package openssh-server";
     world_.startHost();
     if (HasFatalFailure()) GTEST_SKIP() << "no host";
-    for (const char* key : {"server-key", "user-key", "other-key"})
-      quorl::test::outputOf({"ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", path(key)});
-    fs::copy_file(path("user-key.pub"), path("authorized"));
-    world_.write("sshd_config",
-                 fmt::format("Port {}\nListenAddress 127.0.0.1\nHostKey {}\nAuthorizedKeysFile {}\n"
-                             "StrictModes no\nUsePAM no\nPidFile none\nPasswordAuthentication no\n"
-                             "KbdInteractiveAuthentication no\n",
-                             port_, path("server-key"), path("authorized")));
-    useKey("user-key");
-    world_.addProgram("ssh", fmt::format("#!/bin/sh\nexec /usr/bin/ssh -F {} \"$@\"\n", path("ssh_config")));
-    oldPath_ = std::getenv("PATH");
-    ::setenv("PATH", (path("bin") + ":" + oldPath_).c_str(), 1);
-    // sshd needs it when it runs as root; a service manager makes it otherwise.
-    if (::geteuid() == 0) ::mkdir("/run/sshd", 0755);
-    startServer();
+    server_ = std::make_unique<SSHServer>(world_.folder());
   }
-  void TearDown() override {
-    if (!oldPath_.empty()) ::setenv("PATH", oldPath_.c_str(), 1);
-  }
-  void startServer() {
-    server_ = std::make_unique<ChildProgram>(
-        std::vector<std::string>{server, "-D", "-e", "-f", path("sshd_config")}, std::vector<std::string>{});
-    ASSERT_TRUE(server_->waitForOutput("Server listening", std::chrono::seconds(30))) << server_->output();
-  }
-  void useKey(const std::string& key) {
-    world_.write(
-        "ssh_config",
-        fmt::format("IdentityFile {}\nIdentitiesOnly yes\nIdentityAgent none\nUserKnownHostsFile {}\n"
-                    "GlobalKnownHostsFile none\nStrictHostKeyChecking accept-new\n",
-                    path(key), path("known")));
-  }
-  std::string path(const std::string& name) const { return (world_.folder() / name).string(); }
-  std::string addressFor(std::uint16_t sshPort, std::uint16_t hostPort) const {
-    return fmt::format("ssh://{}@127.0.0.1:{}?port={}", ::getpwuid(::getuid())->pw_name, sshPort, hostPort);
-  }
-  std::string address() const { return addressFor(port_, world_.hostPort()); }
+  std::string address() const { return server_->addressFor(world_.hostPort()); }
   ProgramResult pair(const std::string& address) const {
     return world_.run({"pair", address, "--pin", "123456"}, "eve");
   }
-  // The processes of ssh that use this test's configuration.
-  std::vector<pid_t> tunnels() const {
-    std::vector<pid_t> found;
-    for (const auto& entry : fs::directory_iterator("/proc")) {
-      std::ifstream file(entry.path() / "cmdline", std::ios::binary);
-      std::stringstream text;
-      text << file.rdbuf();
-      if (text.str().starts_with("/usr/bin/ssh") && text.str().contains(path("ssh_config")))
-        found.push_back(std::stoi(entry.path().filename()));
-    }
-    return found;
-  }
+  std::vector<pid_t> tunnels() const { return server_->tunnels(); }
 
   AgentWorld world_;
-  const std::uint16_t port_ = quorl::test::freePort();
-  std::string oldPath_;
-  std::unique_ptr<ChildProgram> server_;
+  std::unique_ptr<SSHServer> server_;
 };
 
 TEST_F(SSHScenario, pairsInformsAndAttachesThroughTheServer) {
@@ -130,7 +75,7 @@ TEST_F(SSHScenario, attachesAgainWhenTheTunnelBreaks) {
 }
 
 TEST_F(SSHScenario, saysThatTheKeyIsRefused) {
-  useKey("other-key");
+  server_->useKey("other-key");
   const auto result = pair(address());
   EXPECT_EQ(result.status, 4) << result.output;
   EXPECT_THAT(result.output, HasSubstr("ssh cannot log in at 127.0.0.1"));
@@ -138,7 +83,7 @@ TEST_F(SSHScenario, saysThatTheKeyIsRefused) {
 }
 
 TEST_F(SSHScenario, saysThatNoSSHServerAnswers) {
-  const auto result = pair(addressFor(quorl::test::freePort(), world_.hostPort()));
+  const auto result = pair(SSHServer::addressFor(quorl::test::freePort(), world_.hostPort()));
   EXPECT_EQ(result.status, 3) << result.output;
   EXPECT_THAT(result.output, HasSubstr("no ssh server answers at 127.0.0.1"));
   EXPECT_THAT(result.output, HasSubstr("openssh-server"));
@@ -146,18 +91,14 @@ TEST_F(SSHScenario, saysThatNoSSHServerAnswers) {
 
 TEST_F(SSHScenario, saysThatNoHostListensOnTheServersComputer) {
   const auto closed = quorl::test::freePort();
-  const auto result = pair(addressFor(port_, closed));
+  const auto result = pair(server_->addressFor(closed));
   EXPECT_EQ(result.status, 3) << result.output;
   EXPECT_THAT(result.output, HasSubstr(fmt::format("nothing listens on port {} of 127.0.0.1", closed)));
   EXPECT_THAT(result.output, HasSubstr("Start Quorl Host"));
 }
 
 TEST_F(SSHScenario, saysThatTheServersKeyIsAnother) {
-  std::ifstream key(path("other-key.pub"));
-  std::string type;
-  std::string text;
-  key >> type >> text;
-  world_.write("known", fmt::format("[127.0.0.1]:{} {} {}\n", port_, type, text));
+  server_->trust("other-key");
   const auto result = pair(address());
   EXPECT_EQ(result.status, 4) << result.output;
   EXPECT_THAT(result.output, HasSubstr("does not trust the key"));

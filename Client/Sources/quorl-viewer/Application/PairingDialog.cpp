@@ -10,6 +10,7 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <quorl-viewer/Application/PlainLabel.h>
 #include <quorl-viewer/Windows/PlainText.h>
 
 namespace quorl::viewer {
@@ -22,13 +23,6 @@ constexpr int spacing = 12;
 constexpr double headingScale = 1.3;
 constexpr double pinScale = 2.0;
 constexpr int pinSpacing = 6;
-
-QLabel* plainLabel(QWidget* parent) {
-  auto* label = new QLabel(parent);
-  label->setTextFormat(Qt::PlainText);
-  label->setWordWrap(true);
-  return label;
-}
 
 QFont scaled(QFont font, double factor) {
   font.setPointSizeF(font.pointSizeF() * factor);
@@ -71,9 +65,9 @@ void PairingDialog::makeWidgets() {
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(margin, margin, margin, margin);
   layout->setSpacing(spacing);
-  heading_ = plainLabel(this);
+  heading_ = plainLabel({}, this);
   heading_->setFont(scaled(font(), headingScale));
-  text_ = plainLabel(this);
+  text_ = plainLabel({}, this);
   pin_ = new QLineEdit(this);
   auto pinFont = scaled(font(), pinScale);
   pinFont.setLetterSpacing(QFont::AbsoluteSpacing, pinSpacing);
@@ -83,18 +77,20 @@ void PairingDialog::makeWidgets() {
   // A pasted PIN may have blanks.
   pin_->setValidator(
       new QRegularExpressionValidator(QRegularExpression(QStringLiteral("( *[0-9]){0,6} *")), pin_));
-  advice_ = plainLabel(this);
+  advice_ = plainLabel({}, this);
   detailsSwitch_ = new QToolButton(this);
   detailsSwitch_->setText(QStringLiteral("Details"));
   detailsSwitch_->setCheckable(true);
   detailsSwitch_->setAutoRaise(true);
   detailsSwitch_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
   detailsSwitch_->setArrowType(Qt::RightArrow);
-  details_ = plainLabel(this);
+  details_ = plainLabel({}, this);
   details_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
   action_ = buttons->addButton(QStringLiteral("Pair"), QDialogButtonBox::ActionRole);
   action_->setDefault(true);
+  // Return pairs or does nothing; an impatient one must not cancel.
+  buttons->button(QDialogButtonBox::Cancel)->setAutoDefault(false);
   for (QWidget* widget :
        std::initializer_list<QWidget*>{heading_, text_, pin_, advice_, detailsSwitch_, details_})
     layout->addWidget(widget);

@@ -12,6 +12,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include <quorl-viewer/Application/PlainLabel.h>
 #include <quorl-viewer/Start/LastUsed.h>
 #include <quorl-viewer/Windows/PlainText.h>
 
@@ -23,13 +24,6 @@ constexpr int margin = 20;
 constexpr int spacing = 12;
 constexpr int rowHeight = 34;
 constexpr double headingScale = 1.3;
-
-QLabel* plainLabel(const QString& text) {
-  auto* label = new QLabel(text);
-  label->setTextFormat(Qt::PlainText);
-  label->setWordWrap(true);
-  return label;
-}
 
 QString stateText(const HostRow& row) {
   if (!row.deviceID) return QStringLiteral("Not paired yet");

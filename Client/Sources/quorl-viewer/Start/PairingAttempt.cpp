@@ -86,8 +86,7 @@ Outcome<std::string> PairingAttempt::awaitPIN(client::Session& session) {
 Outcome<client::PairedHost> PairingAttempt::run(client::Waiter& waiter) {
   const auto contents = book_.update([](client::HostBookContents&) {});
   if (!contents) return std::unexpected(contents.error());
-  // There is no terminal where ssh could ask for a password.
-  auto session = client::Session::connect(address_, waiter, within(answerTime), client::Questions::refused);
+  auto session = client::Session::connect(address_, waiter, within(answerTime));
   if (!session) return std::unexpected(session.error());
   const auto greeting =
       client::greet(**session, client::clientDevice(contents->deviceID), within(answerTime));

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-viewer/Start/SSHQuestions.h>
+
+#include <fcntl.h>
+
+#include <cstdlib>
+#include <string_view>
+
+#include <QuorlUnix/Descriptor.h>
+
+namespace quorl::viewer {
+namespace {
+
+constexpr auto marker = "QUORL_VIEWER_ASKS";
+
+bool hasTerminal() {
+  return Descriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)).isOpen();
+}
+
+}  // namespace
+
+void askThrough(const std::filesystem::path& program) {
+  if (std::getenv("SSH_ASKPASS") != nullptr || hasTerminal()) return;
+  ::setenv("SSH_ASKPASS", program.c_str(), 1);
+  // ssh asks only where it finds an X display, and this may be a Wayland desktop without one.
+  if (std::getenv("DISPLAY") == nullptr) ::setenv("SSH_ASKPASS_REQUIRE", "force", 1);
+  ::setenv(marker, "1", 1);
+}
+
+std::optional<SSHQuestion> askedBySSH(const char* argument) {
+  using Kind = SSHQuestion::Kind;
+  if (argument == nullptr || std::getenv(marker) == nullptr) return std::nullopt;
+  const char* variable = std::getenv("SSH_ASKPASS_PROMPT");
+  const std::string_view hint = variable != nullptr ? variable : "";
+  SSHQuestion question{Kind::secret, argument};
+  if (hint == "confirm")
+    question.kind = Kind::consent;
+  else if (hint == "none")
+    question.kind = Kind::notice;
+  else if (question.text.contains("(yes/no"))
+    question.kind = Kind::yesOrNo;
+  return question;
+}
+
+std::optional<std::string> answerTo(const SSHQuestion& question, bool isAccepted, const std::string& secret) {
+  switch (question.kind) {
+    case SSHQuestion::Kind::secret:
+      return isAccepted ? std::optional(secret + "\n") : std::nullopt;
+    case SSHQuestion::Kind::yesOrNo:
+      return isAccepted ? "yes\n" : "no\n";
+    case SSHQuestion::Kind::consent:
+    case SSHQuestion::Kind::notice:
+      return isAccepted ? std::optional(std::string()) : std::nullopt;
+  }
+  return std::nullopt;
+}
+
+}  // namespace quorl::viewer
