@@ -11,6 +11,8 @@
 #include <QPainter>
 #include <QWindow>
 
+#include <quorl-viewer/Picture/PictureChanges.h>
+
 namespace quorl::viewer {
 
 namespace {
@@ -67,13 +69,26 @@ void PictureView::pictureReady() {
   auto next = handlers_.takePicture();
   if (!next) return;
   const bool isOtherSize = !picture_ || !(picture_->picture.size() == next->picture.size());
+  const auto planes = next->picture.planes();
+  const auto before = picture_ ? picture_->picture.planes() : std::nullopt;
+  const PixelRect changed =
+      before && planes ? changedPart(*before, *planes) : PixelRect::of(next->picture.size());
   picture_ = std::move(next);
-  isNew_ = true;
   if (isOtherSize) updateViewport();
-  const PixelRect target = viewport_.visible();
+  const PixelRect part =
+      intersection(shownPart(changed, picture_->picture.size(), viewport_.target()), viewport_.visible());
+  // The screen shows it already, unless a repaint is due anyway.
+  if (part.isEmpty() && !isOtherSize && !isNew_) return handlers_.painted(picture_->timing);
+  isNew_ = true;
+  if (isOtherSize)
+    update();
+  else
+    updatePart(part);
+}
+
+void PictureView::updatePart(const PixelRect& part) {
   const double scale = devicePixelRatioF();
-  update(QRectF(target.x / scale, target.y / scale, target.width / scale, target.height / scale)
-             .toAlignedRect());
+  update(QRectF(part.x / scale, part.y / scale, part.width / scale, part.height / scale).toAlignedRect());
 }
 
 void PictureView::clear() {

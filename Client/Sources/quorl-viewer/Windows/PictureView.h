@@ -57,6 +57,7 @@ class PictureView : public QWidget {
 
  private:
   void updateViewport();
+  void updatePart(const PixelRect& part);
   PixelSize deviceSize() const;
   void paintOn(const Canvas& canvas, const PixelRect& damaged);
 

@@ -40,9 +40,8 @@ const SampleVideo& greys() {
 
 class WindowPictureTest : public WindowTest {
  protected:
-  void pushGreys() const {
+  void push(const SampleVideo& video) const {
     const auto stream = host_->messagesOf<message::StartStream>().back()._0.streamID;
-    const auto& video = greys();
     host_->push(OutgoingFrame::video({stream, VideoPacketFlags::codecConfig, 0, shareBytes(video.config)}));
     for (const auto& picture : video.pictures)
       host_->push(
@@ -72,7 +71,7 @@ TEST_F(WindowPictureTest, showsTheNewestOfABurstWithOneRepaint) {
   auto behaviour = ordinary();
   behaviour.video = nullptr;
   open(behaviour);
-  pushGreys();
+  push(greys());
   // The window is busy meanwhile.
   const auto replaced = static_cast<std::size_t>(DropCause::replaced);
   ASSERT_TRUE(
@@ -92,19 +91,34 @@ TEST_F(WindowPictureTest, aStaticPictureCausesNoRepaint) {
   EXPECT_FALSE(spinUntil([&] { return count.paints > 0; }, 3s));
 }
 
-TEST_F(WindowPictureTest, aMinimisedWindowHidesTheStream) {
+TEST_F(WindowPictureTest, aPictureLikeTheOneBeforeCountsAsShownWithoutARepaint) {
   auto behaviour = ordinary();
   behaviour.pictureInterval = 20ms;
   open(behaviour);
+  ASSERT_TRUE(hasPicture());
+  PaintCount count(*window_);
+  ASSERT_TRUE(spinUntil([&] { return count.isQuietFor(300ms); }));
+  count.paints = 0;
+  EXPECT_TRUE(spinUntil([&] { return window_->session().pictureReport().shownPerSecond > 20; }));
+  EXPECT_EQ(count.paints, 0);
+}
+
+TEST_F(WindowPictureTest, aMinimisedWindowHidesTheStream) {
+  auto behaviour = ordinary();
+  behaviour.video = nullptr;
+  open(behaviour);
+  push(greys());
   ASSERT_TRUE(hasPicture());
   window_->showMinimized();
   ASSERT_TRUE(spinUntil([&] { return countOf<message::UpdateStream>() == 1; }));
   EXPECT_EQ(host_->messagesOf<message::UpdateStream>()[0]._0.config.maxFPS, 1);
   PaintCount count(window_->view());
+  push(stillPicture());
   EXPECT_FALSE(spinUntil([&] { return count.paints > 0; }, 500ms));
   window_->showNormal();
   ASSERT_TRUE(spinUntil([&] { return countOf<message::UpdateStream>() == 2; }));
   EXPECT_EQ(host_->messagesOf<message::UpdateStream>()[1]._0.config.maxFPS, 60);
+  push(stillPicture());
   EXPECT_TRUE(spinUntil([&] { return count.paints > 0; }));
 }
 
@@ -114,7 +128,7 @@ TEST_F(WindowPictureTest, recordsWhatIsWatched) {
   const auto path = folder_.path() / "screen.mp4";
   window_->session().startRecording(path);
   ASSERT_TRUE(spinUntil([&] { return countOf<message::RequestKeyframe>() > 0; }));
-  pushGreys();
+  push(greys());
   ASSERT_TRUE(spinUntil([&] { return shows((196 - 16) * 255 / 219); }));
   window_->session().stopRecording();
   ASSERT_TRUE(spinUntil([&] { return !window_->session().isRecording(); }));
