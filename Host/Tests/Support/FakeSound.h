@@ -21,6 +21,7 @@ class FakeSoundCapture : public SoundCapture {
     bool started = false;
     bool stopped = false;
     bool released = false;
+    bool releasedOnQueue = false;
   };
 
   std::expected<std::unique_ptr<SoundStream>, PortError> makeStream(const PCMFormat&, SerialQueue queue,
@@ -51,7 +52,10 @@ class FakeSoundCapture : public SoundCapture {
    public:
     FakeStream(std::shared_ptr<Stream> state, std::optional<PortError> error)
         : state_(std::move(state)), error_(std::move(error)) {}
-    ~FakeStream() override { state_->released = true; }
+    ~FakeStream() override {
+      state_->released = true;
+      state_->releasedOnQueue = state_->queue->isCurrent();
+    }
     void start(StartAnswer answer) override {
       state_->started = !error_;
       state_->queue->async([answer = std::move(answer), error = error_]() mutable { answer(error); });

@@ -25,7 +25,16 @@ AudioStreamer::AudioStreamer(Scheduler& scheduler, std::shared_ptr<ScreenCapture
       sound_(std::move(sound)),
       compressors_(std::move(compressors)) {}
 
-AudioStreamer::~AudioStreamer() = default;
+// A stream ends on the queue. The host's end may drop the last reference elsewhere, with subscribers left.
+AudioStreamer::~AudioStreamer() {
+  if (queue_.isCurrent())
+    stream_.reset();
+  else
+    queue_.sync([this] {
+      queue_.assertCurrent();
+      stream_.reset();
+    });
+}
 
 template <class Step>
 void AudioStreamer::onQueue(Step step) const {

@@ -20,7 +20,7 @@ namespace quorl {
 ///
 /// *Queue*: owns "quorl.audio" (rank `service`); every operation may be called from any thread and returns at
 /// once. *Ownership*: shared by the runtime and its connections; holds sinks weakly. *Lifetime*: pending work
-/// holds it weakly.
+/// holds it weakly; its destruction, on any thread, waits for the queue.
 class AudioStreamer : public std::enable_shared_from_this<AudioStreamer> {
  public:
   enum class Acknowledge : std::uint8_t { no, yes };

@@ -234,6 +234,14 @@ TEST_F(AudioStreamerTest, aCaptureThatCannotBeSetUpIsLogged) {
   EXPECT_TRUE(log.has(LogLevel::error, "audio", "audio output attach failed: no server"));
 }
 
+TEST_F(AudioStreamerTest, endsACaptureThatStillRunsOnItsQueue) {
+  const auto sink = subscribed();
+  ASSERT_EQ(sound->running(), 1U);
+  streamer.reset();
+  EXPECT_TRUE(sound->streams.back()->released);
+  EXPECT_TRUE(sound->streams.back()->releasedOnQueue);
+}
+
 TEST_F(AudioStreamerTest, aSubscriberThatLeavesDuringTheLookUpStartsNothing) {
   screen->holdsContentAnswers = true;
   const auto sink = subscribed();
