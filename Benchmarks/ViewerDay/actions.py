@@ -118,11 +118,11 @@ class Actions:
 
     def do_host_restarts(self):
         status = self.world.stop_host()
-        if status:
-            raise Failure(f"the host ended with {status}")
         time.sleep(3)
         self.world.start_host()
         self.moves(LONGEST_PAUSE + PATIENCE)
+        if status:
+            raise Failure(f"the host ended with {status}")
 
     def cut(self, seconds, meanwhile=lambda: None):
         self.world.link.set("down")
