@@ -99,6 +99,7 @@ class Actions:
             if not wait_until(lambda: self.seat.title().startswith("clock") == (title is not None), PATIENCE):
                 raise Failure(f"the picker did not choose {filter_text}; the title is {self.seat.title()!r}")
             self.moves()
+        self.desk.put_back("clock")
 
     def do_cut_short(self):
         self.cut(CUTS[0])

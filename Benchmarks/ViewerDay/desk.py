@@ -26,9 +26,15 @@ class Desk:
                 raise RuntimeError(f"no terminal for {name}")
         wait_until((folder / "clock").read_text, 30)
         self.windows = {name: wait_until(lambda: self.find(name), 30) for name in commands}
+        self.places = {name: display.geometry(window) for name, window in self.windows.items()}
 
     def find(self, name):
         return (self.display.xdotool("search", "--onlyvisible", "--name", f"^{name}$").splitlines() or [None])[-1]
+
+    def put_back(self, name):
+        """A window that was watched has the size that its viewer asked for."""
+        x, y, width, height = map(str, self.places[name])
+        self.display.xdotool("windowsize", self.windows[name], width, height, "windowmove", self.windows[name], x, y)
 
     def paint(self, dice=random):
         """Gives the clock another background; returns its colour."""

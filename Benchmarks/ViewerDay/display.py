@@ -15,6 +15,10 @@ x11.XDefaultRootWindow.restype = ctypes.c_ulong
 x11.XGetImage.restype = ctypes.c_void_p
 x11.XGetPixel.restype = ctypes.c_ulong
 
+# A window may have gone when it is asked for: the answer is zeros, not the end of this program.
+IGNORE = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p)(lambda *_: 0)
+x11.XSetErrorHandler(IGNORE)
+
 
 class Display:
     """A virtual display with a window manager."""
@@ -46,10 +50,13 @@ class Display:
         return self.run("xdotool", *words).strip()
 
     def geometry(self, window):
-        """x, y, width and height on the screen; nothing if the window is gone."""
-        lines = self.xdotool("getwindowgeometry", "--shell", str(window)).splitlines()
-        values = dict(line.split("=") for line in lines if "=" in line)
-        return tuple(int(values[name]) for name in ("X", "Y", "WIDTH", "HEIGHT")) if "HEIGHT" in values else None
+        """x, y, width and height of a window's inside on the screen."""
+        window = ctypes.c_ulong(int(window))
+        root, child = ctypes.c_ulong(), ctypes.c_ulong()
+        x, y, width, height, border, depth = (ctypes.c_int() for _ in range(6))
+        x11.XGetGeometry(self.connection, window, *map(ctypes.byref, (root, x, y, width, height, border, depth)))
+        x11.XTranslateCoordinates(self.connection, window, self.root, 0, 0, *map(ctypes.byref, (x, y, child)))
+        return x.value, y.value, width.value, height.value
 
     def pixel(self, x, y):
         image = ctypes.c_void_p(x11.XGetImage(self.connection, self.root, int(x), int(y), 1, 1, ALL_PLANES, Z_PIXMAP))

@@ -16,14 +16,21 @@ class Seat:
         self.world, self.desk, self.display = world, desk, world.here.display
         self.target = None  # the window that is watched; the whole display if there is none
         self.window = None
+        self.controls = 0  # the height of the bar above the picture
 
     def find_window(self):
         pid = str(self.world.viewer.pid)
         found = self.display.xdotool("search", "--onlyvisible", "--pid", pid).splitlines()
         sizes = {window: self.display.geometry(window) for window in found}
-        sizes = {window: size for window, size in sizes.items() if size and size[2] > 200}
+        sizes = {window: size for window, size in sizes.items() if size[2] > 200}
         self.window = max(sizes, key=lambda window: sizes[window][2], default=None)
         return self.window
+
+    def find_controls(self):
+        """The bar is bright, and the host's display below it black."""
+        left, top, _, height = self.display.geometry(self.window)
+        rows = (row for row in range(height) if sum(self.display.pixel(left + 3, top + row)) < 200)
+        self.controls = next(rows, 0)
 
     def title(self):
         return self.display.xdotool("getwindowname", self.window)
@@ -31,6 +38,8 @@ class Seat:
     def place(self, name, across, down):
         """Where the viewer shows a point of a window of the host, on the viewer's display."""
         left, top, width, height = self.display.geometry(self.window)
+        if (width, height) != self.display.size:
+            top, height = top + self.controls, height - self.controls
         if self.target:
             *_, w, h = self.desk.display.geometry(self.desk.windows[self.target])
             x, y = across * w, down * h
