@@ -11,12 +11,34 @@ namespace {
 constexpr int margin = 8;
 constexpr int iconSide = 20;
 constexpr int dotSide = 8;
+constexpr QSize thumbnailSize(72, 45);
 constexpr QRgb waitingColour = 0xFFE0702A;
+
+// The picture as large as it fits, or an empty frame, with the icon in the lower right corner or in the
+// middle.
+void paintThumbnail(QPainter& painter, const QRect& place, const QImage& picture, const QIcon& icon,
+                    QColor frame) {
+  QRect iconPlace({}, QSize(iconSide, iconSide));
+  if (picture.isNull()) {
+    frame.setAlphaF(0.12F);
+    painter.fillRect(place, frame);
+    iconPlace.moveCenter(place.center());
+  } else {
+    const QSize size = picture.size().scaled(place.size(), Qt::KeepAspectRatio);
+    QRect target({}, size);
+    target.moveCenter(place.center());
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(target, picture);
+    iconPlace.moveBottomRight(target.bottomRight());
+  }
+  icon.paint(&painter, iconPlace);
+}
 
 }  // namespace
 
-QSize TargetDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
-  return {200, std::max(iconSide, option.fontMetrics.height()) + margin};
+QSize TargetDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
+  const int picture = index.data(hasThumbnailRole).toBool() ? thumbnailSize.height() : iconSide;
+  return {200, std::max(picture, option.fontMetrics.height()) + margin};
 }
 
 void TargetDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -42,9 +64,16 @@ void TargetDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option
     painter->restore();
     return;
   }
-  const QRect iconPlace(rest.left(), rest.center().y() - iconSide / 2 + 1, iconSide, iconSide);
-  index.data(Qt::DecorationRole).value<QIcon>().paint(painter, iconPlace);
-  rest.setLeft(iconPlace.right() + margin);
+  const auto icon = index.data(Qt::DecorationRole).value<QIcon>();
+  const bool hasThumbnail = index.data(hasThumbnailRole).toBool();
+  QRect place({}, hasThumbnail ? thumbnailSize : QSize(iconSide, iconSide));
+  place.moveCenter(rest.center());
+  place.moveLeft(rest.left());
+  if (hasThumbnail)
+    paintThumbnail(*painter, place, index.data(thumbnailRole).value<QImage>(), icon, text);
+  else
+    icon.paint(painter, place);
+  rest.setLeft(place.right() + margin);
   if (index.data(isWaitingRole).toBool()) {
     painter->setBrush(QColor(waitingColour));
     painter->setPen(Qt::NoPen);

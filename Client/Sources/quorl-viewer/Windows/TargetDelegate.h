@@ -5,13 +5,20 @@
 
 namespace quorl::viewer {
 
-/// Draws a row of the target list: icon, title, and its detail in a weaker colour at the right end. Headings
-/// have neither. All texts are plain.
+/// Draws a row of the target list: icon, title, and its detail in a weaker colour at the right end. A window
+/// has a thumbnail with the icon in its corner. Headings have a title only. All texts are plain.
 ///
 /// *Queue*: the GUI thread. *Ownership*: its parent's.
 class TargetDelegate : public QStyledItemDelegate {
  public:
-  enum Role { detailRole = Qt::UserRole, isHeadingRole, isWaitingRole, indexRole };
+  enum Role {
+    detailRole = Qt::UserRole,
+    isHeadingRole,
+    isWaitingRole,
+    indexRole,
+    hasThumbnailRole,
+    thumbnailRole
+  };
 
   using QStyledItemDelegate::QStyledItemDelegate;
 

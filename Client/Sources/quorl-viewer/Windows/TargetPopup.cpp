@@ -5,6 +5,7 @@
 
 #include <QKeyEvent>
 #include <QScreen>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include <quorl-viewer/Windows/TargetDelegate.h>
@@ -13,8 +14,9 @@ namespace quorl::viewer {
 
 namespace {
 
-constexpr QSize largestSize{460, 480};
+constexpr QSize largestSize{480, 560};
 constexpr int margin = 6;
+constexpr int viewPause = 50;  // ms: who types or scrolls past a window does not want its picture
 
 bool isHeading(const QListWidgetItem& item) {
   return item.data(TargetDelegate::isHeadingRole).toBool();
@@ -46,6 +48,11 @@ TargetPopup::TargetPopup(Handlers handlers, QWidget* parent)
   QObject::connect(field_, &QLineEdit::textChanged, this, [this](const QString& text) { filter(text); });
   QObject::connect(field_, &QLineEdit::returnPressed, this, [this] { take(list_->currentItem()); });
   QObject::connect(list_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) { take(item); });
+  viewTimer_.setSingleShot(true);
+  viewTimer_.setInterval(viewPause);
+  QObject::connect(&viewTimer_, &QTimer::timeout, this, [this] { reportView(); });
+  QObject::connect(list_->verticalScrollBar(), &QScrollBar::valueChanged, &viewTimer_,
+                   qOverload<>(&QTimer::start));
   hide();
 }
 
@@ -62,6 +69,32 @@ void TargetPopup::open(Contents contents, QPoint topLeft) {
   setGeometry(QRect(topLeft, size));
   show();
   field_->setFocus(Qt::PopupFocusReason);
+  viewTimer_.start();
+}
+
+void TargetPopup::setThumbnail(const StreamTarget& target, const QImage& picture) {
+  for (int row = 0; row < list_->count(); ++row) {
+    auto* item = list_->item(row);
+    const auto index = static_cast<std::size_t>(item->data(TargetDelegate::indexRole).toULongLong());
+    if (!item->data(TargetDelegate::hasThumbnailRole).toBool() || contents_.targets[index].target != target)
+      continue;
+    item->setData(TargetDelegate::thumbnailRole, picture);
+    return;
+  }
+}
+
+void TargetPopup::reportView() {
+  std::vector<StreamTarget> targets;
+  const QRect room = list_->viewport()->rect();
+  for (int row = 0; isVisible() && row < list_->count(); ++row) {
+    const auto* item = list_->item(row);
+    if (item->isHidden() || !item->data(TargetDelegate::hasThumbnailRole).toBool() ||
+        !room.intersects(list_->visualItemRect(item)))
+      continue;
+    const auto index = static_cast<std::size_t>(item->data(TargetDelegate::indexRole).toULongLong());
+    targets.push_back(contents_.targets[index].target);
+  }
+  handlers_.inView(targets);
 }
 
 void TargetPopup::addHeading(const QString& text) {
@@ -70,14 +103,15 @@ void TargetPopup::addHeading(const QString& text) {
   item->setFlags(Qt::NoItemFlags);
 }
 
-void TargetPopup::addItem(const QIcon& icon, const std::string& title, const std::string& detail,
-                          bool isWaiting, std::size_t index) {
+QListWidgetItem* TargetPopup::addItem(const QIcon& icon, const std::string& title, const std::string& detail,
+                                      bool isWaiting, std::size_t index) {
   auto* item = new QListWidgetItem(icon, QString::fromStdString(title), list_);
   item->setData(TargetDelegate::detailRole, QString::fromStdString(detail));
   item->setData(TargetDelegate::isWaitingRole, isWaiting);
   item->setData(TargetDelegate::indexRole, static_cast<qulonglong>(index));
   item->setData(Qt::AccessibleTextRole,
                 QString::fromStdString(title + ", " + detail + (isWaiting ? ", waits for you" : "")));
+  return item;
 }
 
 void TargetPopup::fill() {
@@ -91,7 +125,8 @@ void TargetPopup::fill() {
                  : row.kind == TargetRow::Kind::window ? QStringLiteral("Windows")
                                                        : QStringLiteral("Applications"));
     kind = row.kind;
-    addItem(handlers_.icon(row), row.title, row.detail, false, index);
+    auto* item = addItem(handlers_.icon(row), row.title, row.detail, false, index);
+    item->setData(TargetDelegate::hasThumbnailRole, row.kind == TargetRow::Kind::window);
     if (row.target == current) list_->setCurrentRow(list_->count() - 1);
   }
   if (!agents.empty()) addHeading(QStringLiteral("Agents, in a terminal"));
@@ -114,6 +149,7 @@ void TargetPopup::filter(const QString& text) {
     item->setHidden(!fits);
     if (fits && first == nullptr && !isHeading(*item)) first = item;
   }
+  viewTimer_.start();
   const auto* chosen = list_->currentItem();
   if (chosen == nullptr || chosen->isHidden()) list_->setCurrentItem(first);
 }
@@ -150,6 +186,8 @@ void TargetPopup::take(const QListWidgetItem* item) {
 
 void TargetPopup::hideEvent(QHideEvent* event) {
   QFrame::hideEvent(event);
+  viewTimer_.stop();
+  handlers_.inView({});
   handlers_.closed();
 }
 

@@ -9,6 +9,7 @@
 #include <QIcon>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QTimer>
 
 #include <quorl-viewer/Targets/AgentBoard.h>
 #include <quorl-viewer/Targets/TargetRows.h>
@@ -29,6 +30,8 @@ class TargetPopup : public QFrame {
     std::function<void(const StreamTarget&)> target;
     std::function<void(const UUID&)> agent;
     std::function<QIcon(const TargetRow&)> icon;
+    /// The windows in view, from the top; none when the list is closed.
+    std::function<void(const std::vector<StreamTarget>&)> inView;
     std::function<void()> closed;
   };
 
@@ -36,6 +39,7 @@ class TargetPopup : public QFrame {
 
   /// Below a place of the screen, in points.
   void open(Contents contents, QPoint topLeft);
+  void setThumbnail(const StreamTarget& target, const QImage& picture);
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -44,8 +48,9 @@ class TargetPopup : public QFrame {
  private:
   void fill();
   void addHeading(const QString& text);
-  void addItem(const QIcon& icon, const std::string& title, const std::string& detail, bool isWaiting,
-               std::size_t index);
+  QListWidgetItem* addItem(const QIcon& icon, const std::string& title, const std::string& detail,
+                           bool isWaiting, std::size_t index);
+  void reportView();
   void filter(const QString& text);
   void step(int by);
   void take(const QListWidgetItem* item);
@@ -54,6 +59,7 @@ class TargetPopup : public QFrame {
   Contents contents_;
   QLineEdit* field_;
   QListWidget* list_;
+  QTimer viewTimer_;
 };
 
 }  // namespace quorl::viewer

@@ -37,9 +37,17 @@ ViewerSession::ViewerSession(client::PairedHost host, DeviceInfo device, Handler
                     onGUI([this, error] { handlers_.notice(error); });
                   }}),
       bridge_(linkHandlers()),
-      link_(std::make_unique<HostLink>(LinkSettings{.host = host_, .device = std::move(device)}, bridge_)) {}
+      link_(std::make_unique<HostLink>(LinkSettings{.host = host_, .device = std::move(device)}, bridge_)),
+      thumbnails_({.post = [this](LinkCommand command) { post(std::move(command)); },
+                   .setDecoder =
+                       [this](StreamKey stream, std::shared_ptr<DecodeThread> decoder) {
+                         bridge_.setDecoder(stream, std::move(decoder));
+                       },
+                   .picture = [this](const StreamTarget& target,
+                                     const QImage& picture) { handlers_.thumbnail(target, picture); }}) {}
 
 ViewerSession::~ViewerSession() {
+  thumbnails_.show({});
   // The decoder asks the link for key frames, so it goes first.
   bridge_.setDecoder(stream_, nullptr);
   decoder_.reset();
@@ -67,6 +75,7 @@ LinkBridge::Handlers ViewerSession::linkHandlers() {
           .streamFailed =
               [this](StreamKey stream, const client::ClientError& error) {
                 if (isWatched(stream)) handlers_.streamFailed(error);
+                thumbnails_.failed(stream);
               },
           .sound = [this](const client::SoundEvent& event) { sound_.take(event); },
           .roundTrip =

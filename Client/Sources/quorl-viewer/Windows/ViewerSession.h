@@ -15,6 +15,7 @@
 #include <quorl-viewer/Recording/StreamRecorder.h>
 #include <quorl-viewer/Sound/SoundPlayback.h>
 #include <quorl-viewer/Windows/LinkBridge.h>
+#include <quorl-viewer/Windows/ThumbnailStreams.h>
 
 namespace quorl::viewer {
 
@@ -32,6 +33,7 @@ class ViewerSession {
     /// A picture waits in `takePicture`.
     std::function<void()> pictureReady;
     std::function<void(const StreamStarted&)> streamStarted;
+    std::function<void(const StreamTarget&, const QImage&)> thumbnail;
     /// The target cannot be watched, or not any more.
     std::function<void(const client::ClientError&)> streamFailed;
     /// Something does not work and is done in another way: a short text for people.
@@ -53,6 +55,8 @@ class ViewerSession {
   void unwatch();
   void update(const StreamConfig& config);
   void resizeView(PointSize view);
+  /// Of these targets and no others, until the next call.
+  void showThumbnails(const std::vector<StreamTarget>& targets) { thumbnails_.show(targets); }
   void setHidden(bool isHidden);
   void setMuted(bool isMuted);
   void setMeasuring(bool isMeasuring);
@@ -102,8 +106,9 @@ class ViewerSession {
   SoundPlayback sound_;
   std::shared_ptr<StreamRecorder> recorder_;
   LinkBridge bridge_;
-  // Last: its thread calls the bridge.
+  // After the bridge, which its thread calls.
   std::unique_ptr<HostLink> link_;
+  ThumbnailStreams thumbnails_;
 };
 
 }  // namespace quorl::viewer

@@ -97,6 +97,8 @@ void ViewerWindow::makeSession(client::PairedHost host, DeviceInfo device) {
                 overlay_->showStreamError(std::nullopt);
               },
           .streamStarted = [this](const StreamStarted&) { overlay_->showStreamError(std::nullopt); },
+          .thumbnail = [this](const StreamTarget& target,
+                              const QImage& picture) { popup_->setThumbnail(target, picture); },
           .streamFailed =
               [this](const client::ClientError& error) {
                 view_->clear();
@@ -127,6 +129,10 @@ void ViewerWindow::makeTargets() {
   popup_ = new TargetPopup({.target = [this](const StreamTarget& target) { watch(target); },
                             .agent = [this](const UUID& agent) { openTerminal(agent); },
                             .icon = [this](const TargetRow& row) { return iconOf(row); },
+                            .inView =
+                                [this](const std::vector<StreamTarget>& targets) {
+                                  if (session_) session_->showThumbnails(targets);
+                                },
                             .closed =
                                 [this] {
                                   if (!isClosing_) view_->setFocus();

@@ -6,6 +6,8 @@
 #include <QLabel>
 #include <QListWidget>
 
+#include <quorl-viewer/Windows/TargetDelegate.h>
+
 #include "WindowFixture.h"
 
 namespace quorl::viewer::test {
@@ -57,7 +59,14 @@ class WindowTargetTest : public WindowTest {
     ASSERT_TRUE(spinUntil(
         [&] { return part<TargetButton>().accessibleDescription().contains("one agent waits for you"); }));
   }
-  StreamTarget lastTarget() const { return host_->messagesOf<message::StartStream>().back()._0.target; }
+  // Of the picture, or of the thumbnails.
+  std::vector<StartStream> starts(bool ofThumbnails = false) const {
+    std::vector<StartStream> found;
+    for (const auto& start : host_->messagesOf<message::StartStream>())
+      if ((start._0.config.maxDimension < 1'000) == ofThumbnails) found.push_back(start._0);
+    return found;
+  }
+  StreamTarget lastTarget() const { return starts().back().target; }
   QString overlayTitle() const {
     const auto* label = window_->findChild<QLabel*>(QStringLiteral("overlayTitle"));
     return label->isVisible() ? label->text() : QString();
@@ -76,7 +85,7 @@ TEST_F(WindowTargetTest, aKeyOpensTheListTypingFiltersItAndReturnSwitches) {
       [&] { return list->currentItem() != nullptr && list->currentItem()->text() == "Letter to Ada"; }));
   screenshot("filtered");
   act({"key", "Return"});
-  ASSERT_TRUE(spinUntil([&] { return countOf<message::StartStream>() == 2; }));
+  ASSERT_TRUE(spinUntil([&] { return starts().size() == 2; }));
   EXPECT_EQ(lastTarget(), StreamTarget(streamTarget::Window{77}));
   EXPECT_EQ(host_->connections(), 1) << "the session stays";
   EXPECT_FALSE(popup().isVisible());
@@ -84,6 +93,33 @@ TEST_F(WindowTargetTest, aKeyOpensTheListTypingFiltersItAndReturnSwitches) {
   EXPECT_EQ(window_->windowTitle(), QStringLiteral("Letter to Ada, Fake host"));
   EXPECT_EQ(window_->windowIcon().pixmap(32, 32).toImage().pixelColor(10, 10), QColor(Qt::darkGreen));
   EXPECT_TRUE(host_->inputs().empty() || heldAt(*host_) == 0);
+}
+
+TEST_F(WindowTargetTest, windowsInTheListHaveLivePicturesWhileItIsOpen) {
+  openWithList();
+  act({"key", "ctrl+alt+shift+t"});
+  const auto pictures = [&] {
+    int found = 0;
+    const auto* list = popup().findChild<QListWidget*>();
+    for (int row = 0; row < list->count(); ++row)
+      if (!list->item(row)->data(TargetDelegate::thumbnailRole).value<QImage>().isNull()) ++found;
+    return found;
+  };
+  ASSERT_TRUE(spinUntil([&] { return pictures() == 3; })) << pictures();
+  screenshot("thumbnails");
+  const auto small = starts(true);
+  ASSERT_EQ(small.size(), 3U);
+  for (const auto& start : small) {
+    EXPECT_TRUE(std::holds_alternative<streamTarget::Window>(start.target));
+    EXPECT_FALSE(start.clientPointWidth) << "the window keeps its shape";
+  }
+  EXPECT_EQ(countOf<message::StopStream>(), 0U);
+  act({"type", "inbox"});
+  ASSERT_TRUE(spinUntil([&] { return countOf<message::StopStream>() == 2; }))
+      << "the rows that are filtered out";
+  act({"key", "Escape"});
+  ASSERT_TRUE(spinUntil([&] { return countOf<message::StopStream>() == 3; }));
+  EXPECT_EQ(starts().size(), 1U) << "the picture goes on";
 }
 
 TEST_F(WindowTargetTest, theArrowKeysPassHeadingsAndEscapeChangesNothing) {
@@ -97,7 +133,7 @@ TEST_F(WindowTargetTest, theArrowKeysPassHeadingsAndEscapeChangesNothing) {
   })) << list->currentItem()->text().toStdString();
   act({"key", "Escape"});
   ASSERT_TRUE(spinUntil([&] { return !popup().isVisible(); }));
-  EXPECT_EQ(countOf<message::StartStream>(), 1U);
+  EXPECT_EQ(starts().size(), 1U);
 }
 
 TEST_F(WindowTargetTest, aWindowThatIsNotThereYetIsShownWhenItAppears) {
