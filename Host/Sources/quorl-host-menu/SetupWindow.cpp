@@ -57,7 +57,6 @@ void addRow(QGridLayout* grid, const char* name, TextLabel* value) {
   label->setWordWrap(false);
   grid->addWidget(label, row, 0, Qt::AlignTop);
   value->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  value->setAccessibleName(QString::fromUtf8(name));
   grid->addWidget(value, row, 1);
 }
 
@@ -112,7 +111,6 @@ void SetupWindow::addAddressCard(QVBoxLayout* column) {
   auto* card = addCard(column, Symbol::radioWaves, "HOW TO REACH THIS MAC");
   auto* row = new QHBoxLayout;
   address_ = new LineLabel(TextSize::title, TextTone::primary, Qt::ElideMiddle);
-  address_->setAccessibleName(QStringLiteral("Address"));
   row->addWidget(address_, 1);
   row->addWidget(
       new SymbolButton(Symbol::copy, QStringLiteral("Copy"), [this] { handlers_.copy(address_->text()); }));

@@ -12,6 +12,7 @@
 
 #include <fmt/format.h>
 
+#include "Accessibility.h"
 #include "DesktopShade.h"
 #include "Icons.h"
 #include "MenuApp.h"
@@ -85,6 +86,7 @@ int main(int argc, char** argv) {
   });
   QApplication::setStyle(QStringLiteral("Fusion"));
   QApplication::setWindowIcon(applicationIcon());
+  describeDrawnWidgets();
   Theme::use(fixedShade.value_or(desktop.current()), application);
   const MenuApp app(settingsFrom(QApplication::arguments()));
   return QApplication::exec();
