@@ -77,6 +77,7 @@ TEST(PanelPlace, isCentredUnderTheIcon) {
 TEST(PanelPlace, staysWithinTheVisiblePart) {
   EXPECT_EQ(panelPlace({320, 400}, {{1250, 0}, {24, 24}}, topBar), (PointXY{952, 30}));
   EXPECT_EQ(panelPlace({320, 400}, {{0, 0}, {24, 24}}, topBar), (PointXY{8, 30}));
+  EXPECT_EQ(panelPlace({320, 400}, {{600, 340}, {24, 24}}, topBar), (PointXY{452, 314})) << "it fits";
   EXPECT_EQ(panelPlace({2000, 900}, {{600, 700}, {24, 24}}, topBar), (PointXY{8, 24}));
 }
 
@@ -100,6 +101,8 @@ TEST(PanelPlace, assumesTheIconAtTheRightOfTheMenuBar) {
   EXPECT_EQ(fallbackAnchor(topBar.screen, std::nullopt), (PointRect{{1180, 0}, {30, 22}}));
   EXPECT_EQ(fallbackAnchor(std::nullopt, std::nullopt), (PointRect{{700, 0}, {30, 22}}));
   EXPECT_EQ(fallbackAnchor(topBar.screen, PointXY{1000, 710}), (PointRect{{985, 699}, {30, 22}}));
+  EXPECT_EQ(fallbackAnchor(topBar.screen, PointXY{640, 360}), (PointRect{{1180, 0}, {30, 22}}))
+      << "there is no bar";
 }
 
 }  // namespace

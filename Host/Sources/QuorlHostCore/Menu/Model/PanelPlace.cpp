@@ -14,11 +14,20 @@ constexpr double leftWithoutScreen = 700;
 constexpr double smallestSide = 10;
 constexpr double sideGap = 8;
 constexpr double barGap = 6;
+constexpr double widestBar = 64;
+
+// A compositor may not say where the pointer is that has clicked the icon; the last place that it has said is
+// then anywhere.
+bool isInBar(const PointXY& pointer, const PointRect& screen) {
+  return pointer.x < screen.minX() + widestBar || pointer.x > screen.maxX() - widestBar ||
+         pointer.y < screen.minY() + widestBar || pointer.y > screen.maxY() - widestBar;
+}
 
 }  // namespace
 
 PointRect fallbackAnchor(const std::optional<PointRect>& screen, const std::optional<PointXY>& pointer) {
-  if (pointer) return {{pointer->x - iconSize.width / 2, pointer->y - iconSize.height / 2}, iconSize};
+  if (pointer && (!screen || isInBar(*pointer, *screen)))
+    return {{pointer->x - iconSize.width / 2, pointer->y - iconSize.height / 2}, iconSize};
   return {{screen ? screen->maxX() - iconFromRight : leftWithoutScreen, screen ? screen->minY() : 0},
           iconSize};
 }
@@ -33,8 +42,9 @@ std::optional<PointXY> panelPlace(PointSize panel, const PointRect& anchor, cons
   // A desktop panel that covers windows instead of leaving them less room is within the visible part.
   const double top = std::max(visible.minY(), std::min(anchor.maxY(), around.screen.midY()));
   const double bottom = std::min(visible.maxY(), std::max(anchor.minY(), around.screen.midY()));
-  const double bottomY = std::max(visible.minY(), bottom - panel.height - barGap);
-  return PointXY{std::round(x), std::round(isAtBottom ? bottomY : top + barGap)};
+  const double lowest = (isAtBottom ? bottom : visible.maxY()) - panel.height - barGap;
+  const double y = isAtBottom ? lowest : std::min(top + barGap, lowest);
+  return PointXY{std::round(x), std::round(std::max(visible.minY(), y))};
 }
 
 }  // namespace quorl

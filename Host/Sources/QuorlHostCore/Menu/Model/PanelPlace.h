@@ -14,7 +14,7 @@ struct PanelSurroundings {
 };
 
 /// The place of an icon in a menu bar, for a session that does not say where the icon is. `pointer`: where
-/// the icon was clicked, if it was.
+/// the icon was clicked, if it was; only near an edge of the screen, where desktops have their bars.
 PointRect fallbackAnchor(const std::optional<PointRect>& screen, const std::optional<PointXY>& pointer);
 
 /// The panel's top left corner, in whole points: centred at the anchor, within the visible part. It hangs
