@@ -96,6 +96,23 @@ function(quorl_room name folder)
   endif()
 endfunction()
 
+# quorl_wayland_protocol(TARGET NAME XML): headers NAME-client.h and NAME-code.h of a Wayland protocol for a target.
+function(quorl_wayland_protocol target name xml)
+  find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
+  set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target}-wayland)
+  file(MAKE_DIRECTORY ${folder})
+  foreach(kind client code)
+    set(mode client-header)
+    if(kind STREQUAL code)
+      set(mode private-code)
+    endif()
+    add_custom_command(OUTPUT ${folder}/${name}-${kind}.h DEPENDS ${xml}
+      COMMAND ${WAYLAND_SCANNER} ${mode} ${xml} ${folder}/${name}-${kind}.h)
+    target_sources(${target} PRIVATE ${folder}/${name}-${kind}.h)
+  endforeach()
+  target_include_directories(${target} SYSTEM PRIVATE ${folder})
+endfunction()
+
 # quorl_executable(NAME SOURCES... [LIBS...] [TEST])
 function(quorl_executable name)
   cmake_parse_arguments(ARG "TEST" "" "SOURCES;LIBS" ${ARGN})

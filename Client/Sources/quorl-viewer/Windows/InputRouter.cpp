@@ -172,6 +172,14 @@ void InputRouter::toggleGrab() {
   perform(grab_.toggle(Time::now()));
 }
 
+void InputRouter::grabTaken() {
+  perform(grab_.taken(Time::now()));
+}
+
+void InputRouter::grabRefused(const KeyboardHold::Refusal& refusal) {
+  perform(grab_.refused(refusal.kind, refusal.reason, Time::now()));
+}
+
 void InputRouter::grabLost() {
   perform(grab_.lost(Time::now()));
 }
@@ -202,10 +210,7 @@ void InputRouter::perform(const PointerMachine::Events& events) {
 void InputRouter::perform(const GrabActions& actions) {
   for (const auto& action : actions) {
     if (std::holds_alternative<grabAction::Take>(action)) {
-      if (const auto refusal = handlers_.takeKeyboard())
-        perform(grab_.refused(refusal->kind, refusal->reason, Time::now()));
-      else
-        perform(grab_.taken(Time::now()));
+      handlers_.takeKeyboard();
     } else if (std::holds_alternative<grabAction::LetGo>(action)) {
       handlers_.letKeyboardGo();
     } else if (std::holds_alternative<grabAction::ReleaseInput>(action)) {

@@ -31,8 +31,8 @@ class InputRouter {
     std::function<QPointF()> viewOrigin;
     std::function<void(InputEvent)> send;
     std::function<void(const std::string& text)> type;
-    /// Takes the keyboard from the desktop; nothing if that worked.
-    std::function<std::optional<KeyboardHold::Refusal>()> takeKeyboard;
+    /// Takes the keyboard from the desktop; answered by `grabTaken` or `grabRefused`.
+    std::function<void()> takeKeyboard;
     std::function<void()> letKeyboardGo;
     std::function<void(bool isShown)> showChord;
     std::function<void(const std::string& reason)> showRefusal;
@@ -54,6 +54,8 @@ class InputRouter {
   GrabPolicy grabPolicy() const { return grab_.policy(); }
   void setFullScreen(bool isFullScreen);
   void toggleGrab();
+  void grabTaken();
+  void grabRefused(const KeyboardHold::Refusal& refusal);
   /// The window system has ended the grab.
   void grabLost();
   void press(const SpecialKey& special);

@@ -56,12 +56,16 @@ void ViewerWindow::makeView() {
 }
 
 void ViewerWindow::makeInput() {
-  keyboard_ = std::make_unique<KeyboardHold>(*this);
+  keyboard_ = std::make_unique<KeyboardHold>(
+      *this, KeyboardHold::Handlers{
+                 .taken = [this] { input_->grabTaken(); },
+                 .refused = [this](const KeyboardHold::Refusal& refusal) { input_->grabRefused(refusal); },
+                 .lost = [this] { input_->grabLost(); }});
   input_ = std::make_unique<InputRouter>(InputRouter::Handlers{
       .viewOrigin = [this] { return QPointF(view_->mapTo(this, QPoint())); },
       .send = [this](InputEvent event) { session_->send(event); },
       .type = [this](const std::string& text) { session_->send(ControlMessage(message::InsertText{text})); },
-      .takeKeyboard = [this] { return keyboard_->take(); },
+      .takeKeyboard = [this] { keyboard_->take(); },
       .letKeyboardGo = [this] { keyboard_->letGo(); },
       .showChord =
           [this](bool isShown) {
