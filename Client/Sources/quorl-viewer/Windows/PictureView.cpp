@@ -195,6 +195,7 @@ bool PictureView::event(QEvent* event) {
       }
       break;
     case QEvent::Show:
+      exposure_.watch(window()->windowHandle());
       handlers_.visibilityChanged(true);
       break;
     case QEvent::Hide:

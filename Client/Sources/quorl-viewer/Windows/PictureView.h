@@ -9,6 +9,7 @@
 #include <quorl-viewer/Picture/PicturePainter.h>
 #include <quorl-viewer/Picture/PictureSlot.h>
 #include <quorl-viewer/Pointer/Viewport.h>
+#include <quorl-viewer/Windows/ExposureWatch.h>
 
 namespace quorl::viewer {
 
@@ -69,6 +70,7 @@ class PictureView : public QWidget {
   double factor_ = 1;
   Viewport viewport_;
   PicturePainter painter_;
+  ExposureWatch exposure_{[this](bool isExposed) { handlers_.visibilityChanged(isExposed); }};
 };
 
 }  // namespace quorl::viewer

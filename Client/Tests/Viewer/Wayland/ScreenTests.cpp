@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <linux/input-event-codes.h>
+
 #include <QScreen>
 #include <QWindow>
 
@@ -26,6 +28,41 @@ TEST_F(WaylandScreenTest, fullScreenFillsTheOutputThatTheWindowIsOn) {
   window_->setFullScreen(false);
   EXPECT_TRUE(spinUntil([&] { return !window_->isFullScreen(); }));
   sway().run("output HEADLESS-2 disable");
+}
+
+TEST_F(WaylandScreenTest, aWindowOnAnotherWorkspaceAsksForNoPictures) {
+  const auto rates = [&] {
+    std::vector<int> found;
+    for (const auto& update : host_->messagesOf<message::UpdateStream>())
+      found.push_back(static_cast<int>(update._0.config.maxFPS));
+    return found;
+  };
+  ASSERT_EQ(rates(), std::vector<int>{});
+  sway().run("workspace elsewhere");
+  // Something to paint, because only then the compositor's silence is noticed.
+  EXPECT_TRUE(spinUntil([&] {
+    window_->view().update();
+    return rates() == std::vector{1};
+  }));
+  sway().run("workspace back_and_forth");
+  EXPECT_TRUE(spinUntil([&] { return rates() == std::vector{1, 60}; }));
+}
+
+TEST_F(WaylandScreenTest, theListOfTargetsOpensAtItsButtonAndGivesTheKeyboardBack) {
+  input().press({KEY_LEFTCTRL, KEY_LEFTALT, KEY_LEFTSHIFT, KEY_T});
+  TargetPopup* popup = nullptr;
+  ASSERT_TRUE(spinUntil([&] {
+    for (auto* widget : window_->findChildren<QWidget*>())
+      if (auto* found = dynamic_cast<TargetPopup*>(widget)) popup = found;
+    return popup != nullptr && popup->isVisible() && popup->windowHandle()->isExposed();
+  }));
+  screenshot("wayland-targets");
+  const auto before = host_->inputs().size();
+  input().press({KEY_ESC});
+  ASSERT_TRUE(spinUntil([&] { return !popup->isVisible() && hasFocus(); }));
+  EXPECT_EQ(host_->inputs().size(), before) << "the key was for the list";
+  input().press({KEY_B});
+  EXPECT_TRUE(spinUntil([&] { return hasPressed(11) && held() == 0; }));
 }
 
 }  // namespace
