@@ -35,7 +35,7 @@ TEST_F(WaylandInputTest, typedKeysReachTheHostOnce) {
 }
 
 TEST_F(WaylandInputTest, clicksLandWhereTheyAreSeen) {
-  EXPECT_EQ(window_->size(), QSize(1280, 720)) << "it fills the output";
+  ASSERT_TRUE(spinUntil([&] { return window_->size() == QSize(1280, 720); })) << "it fills the output";
   expectExactClicks();
 }
 

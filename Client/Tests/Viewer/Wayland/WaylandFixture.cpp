@@ -6,6 +6,7 @@
 #include <set>
 
 #include <QApplication>
+#include <QScreen>
 #include <QWindow>
 
 #include <Support/Eventually.h>
@@ -91,9 +92,11 @@ void WaylandTest::pointAt(double remoteX, double remoteY) const {
   const QPointF origin = QPointF(view.mapTo(window_.get(), QPoint())) * ratio;
   const double x = origin.x() + target.x + (remoteX + 0.5) * target.width / picture.width;
   const double y = origin.y() + target.y + (remoteY + 0.5) * target.height / picture.height;
-  input().move(static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y),
-               static_cast<std::uint32_t>(std::lround(window_->width() * ratio)),
-               static_cast<std::uint32_t>(std::lround(window_->height() * ratio)));
+  constexpr double finer = 64;  // than a point of the layout
+  const QSizeF layout = window_->screen()->virtualSize();
+  input().move(static_cast<std::uint32_t>(x / ratio * finer), static_cast<std::uint32_t>(y / ratio * finer),
+               static_cast<std::uint32_t>(layout.width() * finer),
+               static_cast<std::uint32_t>(layout.height() * finer));
 }
 
 bool WaylandTest::hasPressed(std::uint16_t key) const {

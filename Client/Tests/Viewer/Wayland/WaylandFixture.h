@@ -44,7 +44,7 @@ class WaylandTest : public testing::Test {
   QAction* action(const QString& text) const;
   bool shows(const QString& text) const;
   bool isGrabbed() const { return action("Grab keyboard")->isChecked(); }
-  /// Moves the pointer to a pixel of the host's picture. The window is the only one of the only output.
+  /// Moves the pointer to a pixel of the host's picture. The window is the only one of the first output.
   void pointAt(double remoteX, double remoteY) const;
   bool hasPressed(std::uint16_t key) const;
   std::size_t held() const;
