@@ -14,8 +14,8 @@
 
 namespace quorl::client::test {
 
-/// A real ssh server on loopback that lets in whoever runs the test, by one key. The ssh on this process's
-/// PATH uses a configuration of the test, never the person's own.
+/// A real ssh server on loopback that accepts one key. The PATH of this process finds an ssh with a
+/// configuration of the test, never the person's own.
 class SSHServer {
  public:
   static bool isInstalled();
