@@ -121,8 +121,10 @@ TEST_F(DisplayCapture, keepsEveryPictureOfThePoolUpToDate) {
 
 TEST_F(DisplayCapture, deliversNothingWhileNothingChanges) {
   const auto stream = harness.start(DisplayFilter{display()}, settingsOf(640, 480, true), deliveries);
-  ASSERT_TRUE(eventually([&, before = harness.capture.captureWakeups()]() mutable {
-    return std::exchange(before, harness.capture.captureWakeups()) == before;
+  // On a loaded machine the capture comes to rest late.
+  ASSERT_TRUE(eventually([&, before = harness.capture.captureWakeups(), quiet = 0]() mutable {
+    quiet = std::exchange(before, harness.capture.captureWakeups()) == before ? quiet + 1 : 0;
+    return quiet >= 20 && deliveries.count() > 0;
   }));
   const std::size_t pictures = deliveries.count();
   const auto wakeups = harness.capture.captureWakeups();
