@@ -96,7 +96,8 @@ function(quorl_room name folder)
   endif()
 endfunction()
 
-# quorl_wayland_protocol(TARGET NAME XML): headers NAME-client.h and NAME-code.h of a Wayland protocol for a target.
+# quorl_wayland_protocol(TARGET NAME XML): headers NAME-client.h and NAME-code.h of a Wayland protocol for a target. They
+# are made while the tree is configured, so that clang-tidy finds them in a tree that is not built.
 function(quorl_wayland_protocol target name xml)
   find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
   set(folder ${CMAKE_CURRENT_BINARY_DIR}/${target}-wayland)
@@ -106,9 +107,10 @@ function(quorl_wayland_protocol target name xml)
     if(kind STREQUAL code)
       set(mode private-code)
     endif()
-    add_custom_command(OUTPUT ${folder}/${name}-${kind}.h DEPENDS ${xml}
-      COMMAND ${WAYLAND_SCANNER} ${mode} ${xml} ${folder}/${name}-${kind}.h)
-    target_sources(${target} PRIVATE ${folder}/${name}-${kind}.h)
+    set(header ${folder}/${name}-${kind}.h)
+    if(${xml} IS_NEWER_THAN ${header})
+      execute_process(COMMAND ${WAYLAND_SCANNER} ${mode} ${xml} ${header} COMMAND_ERROR_IS_FATAL ANY)
+    endif()
   endforeach()
   target_include_directories(${target} SYSTEM PRIVATE ${folder})
 endfunction()
