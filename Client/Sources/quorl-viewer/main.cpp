@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The viewer: shows a host in a window. `quorl_client watch` starts it with checked arguments.
+#include <filesystem>
+#include <system_error>
+
 #include <QApplication>
 
 #include <fmt/format.h>
@@ -45,7 +48,9 @@ int main(int argc, char** argv) {
   const auto folder = client::HostBook::defaultFolder();
   if (!folder) return report(folder.error());
   if (const auto error = viewer::missingDesktop()) return report(*error);
-  viewer::askThrough(std::filesystem::canonical("/proc/self/exe"));
+  std::error_code unreadable;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", unreadable);
+  if (!unreadable) viewer::askThrough(program);
   client::silenceMediaLibraries();
   viewer::TerminationSignals termination;
   // The words are parsed already, and Qt would take some of them for its own.

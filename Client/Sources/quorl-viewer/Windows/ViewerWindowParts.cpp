@@ -135,7 +135,7 @@ void ViewerWindow::makeTargets() {
                             .icon = [this](const TargetRow& row) { return iconOf(row); },
                             .inView =
                                 [this](const std::vector<StreamTarget>& targets) {
-                                  if (session_) session_->showThumbnails(targets);
+                                  if (session_ && !isClosing_) session_->showThumbnails(targets);
                                 },
                             .closed =
                                 [this] {
