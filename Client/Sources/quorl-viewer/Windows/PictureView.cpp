@@ -30,13 +30,6 @@ QImage* surfaceOf(QWidget& widget) {
   return fits ? image : nullptr;
 }
 
-PixelRect intersection(const PixelRect& left, const PixelRect& right) {
-  const int x = std::max(left.x, right.x);
-  const int y = std::max(left.y, right.y);
-  return {x, y, std::max(0, std::min(left.x + left.width, right.x + right.width) - x),
-          std::max(0, std::min(left.y + left.height, right.y + right.height) - y)};
-}
-
 void fill(const Canvas& canvas, const PixelRect& part) {
   for (int y = part.y; y < part.y + part.height; ++y) {
     auto* row = reinterpret_cast<QRgb*>(canvas.pixels + static_cast<std::size_t>(y) * canvas.stride);
@@ -76,7 +69,7 @@ void PictureView::pictureReady() {
   picture_ = std::move(next);
   if (isOtherSize) updateViewport();
   const PixelRect part =
-      intersection(shownPart(changed, picture_->picture.size(), viewport_.target()), viewport_.visible());
+      shownPart(changed, picture_->picture.size(), viewport_.target()).intersectionWith(viewport_.visible());
   // The screen shows it already, unless a repaint is due anyway.
   if (part.isEmpty() && !isOtherSize && !isNew_) return handlers_.painted(picture_->timing);
   isNew_ = true;
@@ -140,17 +133,22 @@ void PictureView::paintOn(const Canvas& canvas, const PixelRect& damaged) {
   const PixelRect target = viewport_.target();
   const auto planes = picture_ ? picture_->picture.planes() : std::nullopt;
   if (!planes) return fill(canvas, damaged);
-  fillAround(canvas, damaged, intersection(damaged, target));
+  fillAround(canvas, damaged, damaged.intersectionWith(target));
   const PixelRect source{0, 0, planes->size.width, planes->size.height};
   painter_.paint(*planes, canvas, source, target, damaged);
 }
 
-void PictureView::paintEvent(QPaintEvent* event) {
+PixelRect PictureView::devicePart(const QRect& part) const {
   const double scale = devicePixelRatioF();
-  const QRectF asked(QPointF(event->rect().topLeft()) * scale, QSizeF(event->rect().size()) * scale);
+  const QRectF asked(QPointF(part.topLeft()) * scale, QSizeF(part.size()) * scale);
   const PixelSize size = deviceSize();
   const QRect box = asked.toAlignedRect().intersected(QRect(0, 0, size.width, size.height));
-  const PixelRect damaged{box.x(), box.y(), box.width(), box.height()};
+  return {box.x(), box.y(), box.width(), box.height()};
+}
+
+void PictureView::paintEvent(QPaintEvent* event) {
+  const double scale = devicePixelRatioF();
+  const PixelSize size = deviceSize();
   QImage* surface = surfaceOf(*this);
   const QPoint offset = (QPointF(mapTo(window(), QPoint())) * scale).toPoint();
   const bool isDirect =
@@ -158,15 +156,17 @@ void PictureView::paintEvent(QPaintEvent* event) {
                                 QRect(offset, QSize(size.width, size.height));
   if (isDirect) {
     const auto stride = static_cast<std::size_t>(surface->bytesPerLine());
-    paintOn({surface->bits() + static_cast<std::size_t>(offset.y()) * stride +
-                 static_cast<std::size_t>(offset.x()) * 4,
-             stride, size},
-            damaged);
+    const Canvas canvas{surface->bits() + static_cast<std::size_t>(offset.y()) * stride +
+                            static_cast<std::size_t>(offset.x()) * 4,
+                        stride, size};
+    // Between them are widgets over the picture that are not painted again, and nothing clips here.
+    for (const QRect& part : event->region()) paintOn(canvas, devicePart(part));
   } else {
+    const PixelRect box = devicePart(event->rect());
     QImage image(size.width, size.height, QImage::Format_RGB32);
-    paintOn({image.bits(), static_cast<std::size_t>(image.bytesPerLine()), size}, damaged);
+    paintOn({image.bits(), static_cast<std::size_t>(image.bytesPerLine()), size}, box);
     image.setDevicePixelRatio(scale);
-    QPainter(this).drawImage(event->rect(), image, QRectF(box));
+    QPainter(this).drawImage(event->rect(), image, QRectF(box.x, box.y, box.width, box.height));
   }
   if (isDimmed_) QPainter(this).fillRect(event->rect(), QColor(0, 0, 0, 140));
   if (std::exchange(isNew_, false) && picture_) handlers_.painted(picture_->timing);

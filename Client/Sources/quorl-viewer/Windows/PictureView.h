@@ -60,6 +60,7 @@ class PictureView : public QWidget {
   void updateViewport();
   void updatePart(const PixelRect& part);
   PixelSize deviceSize() const;
+  PixelRect devicePart(const QRect& part) const;
   void paintOn(const Canvas& canvas, const PixelRect& damaged);
 
   const Handlers handlers_;

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <QBackingStore>
 #include <QEvent>
+#include <QImage>
 
 #include "WindowFixture.h"
 
@@ -101,6 +103,23 @@ TEST_F(WindowPictureTest, aPictureLikeTheOneBeforeCountsAsShownWithoutARepaint) 
   count.paints = 0;
   EXPECT_TRUE(spinUntil([&] { return window_->session().pictureReport().shownPerSecond > 20; }));
   EXPECT_EQ(count.paints, 0);
+}
+
+TEST_F(WindowPictureTest, twoChangesLeaveANoticeBetweenThemAsItIs) {
+  open();
+  ASSERT_TRUE(hasPicture());
+  host_->push(ControlMessage(message::Error{{"test", "A notice over the picture"}}));
+  ASSERT_TRUE(spinUntil([&] { return WindowTest::shows("A notice over the picture"); }));
+  PaintCount count(*window_);
+  ASSERT_TRUE(spinUntil([&] { return count.isQuietFor(300ms); }));
+  const auto memory = [&] { return static_cast<QImage*>(window_->backingStore()->paintDevice())->copy(); };
+  const QImage before = memory();
+  auto& view = window_->view();
+  count.paints = 0;
+  view.update(QRect(0, 0, 10, 10));
+  view.update(QRect(view.width() - 10, view.height() - 10, 10, 10));
+  ASSERT_TRUE(spinUntil([&] { return count.paints > 0; }));
+  EXPECT_EQ(memory(), before);
 }
 
 TEST_F(WindowPictureTest, aMinimisedWindowHidesTheStream) {
