@@ -13,8 +13,10 @@ using Clock = JitterBuffer::Clock;
 
 constexpr milliseconds fadeTime{5};
 constexpr milliseconds idleAfter{1'000};
-// An output with more than this is not given silence yet. It asks every 5 to 10 ms.
-constexpr milliseconds outputReserve{12};
+// An output that holds enough until it asks again, and this, is not given silence yet. It asks every 5 to 10 ms.
+constexpr milliseconds outputReserve{2};
+constexpr milliseconds shortestTurn{5};
+constexpr milliseconds longestTurn{10};
 // A level above the target by more than this is cut at once; by `lasting` for a `window` at the window's end.
 constexpr milliseconds cutAtOnce{100};
 constexpr milliseconds lasting{10};
@@ -26,6 +28,9 @@ constexpr std::int64_t contiguousMicros = 2'000;
 // Sound may be this much ahead of the picture; most people notice 100 ms.
 constexpr milliseconds mostAhead{60};
 constexpr milliseconds targetStep{20};
+// From the capture of a sample to its packet: the encoder fills a packet and looks one ahead, and two packets
+// overlap in the decoder (ISO/IEC 14496-3, the filter bank of AAC).
+constexpr int packetsOfCodec = 3;
 
 double milli(Clock::duration time) {
   return std::chrono::duration<double, std::milli>(time).count();
@@ -70,11 +75,11 @@ void JitterBuffer::push(std::span<const std::int16_t> samples, std::uint64_t pts
   const auto before = level(now);
   const auto mean = before + packet_ / 2;
   lastExcess_ = least_.excess(ptsMicros, now);
+  jitterTarget_.arrived(lastExcess_, now);
   if (isPlaying_) {
     const double seconds = lastPush_ ? milli(now - *lastPush_) / 1'000 : 0;
-    report_.stretch = drift_.update(milli(mean), milli(target_), std::min(seconds, 0.1));
-    // A packet of AAC decodes to samples that are two packets old when it leaves the host.
-    report_.age = lastExcess_ + 2 * packet_ + before;
+    report_.stretch = drift_.update(milli(mean), milli(target()), std::min(seconds, 0.1));
+    report_.age = lastExcess_ + packetsOfCodec * packet_ + before;
   }
   lastPush_ = now;
   append(samples);
@@ -106,7 +111,7 @@ void JitterBuffer::handleGap(std::uint64_t ptsMicros, Clock::time_point now) {
   Clock::duration missing{};
   if (jump > 0) {
     const auto lost = std::chrono::microseconds(std::min<std::int64_t>(jump, 1'000'000));
-    missing = std::clamp<Clock::duration>(target_ - packet_ / 2 - level(now), Clock::duration::zero(), lost);
+    missing = std::clamp<Clock::duration>(target() - packet_ / 2 - level(now), Clock::duration::zero(), lost);
   } else {
     least_.forget();
   }
@@ -160,7 +165,7 @@ void JitterBuffer::cut(Clock::duration time) {
 }
 
 void JitterBuffer::trimLevel(Clock::time_point now) {
-  const auto afterPush = target_ + packet_ / 2;
+  const auto afterPush = target() + packet_ / 2;
   const auto excess = level(now) - afterPush;
   if (!isPlaying_) {
     cut(timeOf(frames()) - longest);
@@ -168,7 +173,7 @@ void JitterBuffer::trimLevel(Clock::time_point now) {
   }
   if (excess > cutAtOnce) return cut(excess);
   if (now - *windowBegin_ < window) return;
-  const auto lastingExcess = leastLevel_ - target_;
+  const auto lastingExcess = leastLevel_ - target();
   windowBegin_.reset();
   if (lastingExcess > lasting) cut(lastingExcess);
 }
@@ -179,7 +184,7 @@ void JitterBuffer::startIfReady(Clock::duration outputDelay, Clock::time_point n
   // After a packet that was late the next one comes sooner.
   const auto sincePush = std::min(now - *lastPush_ + lastExcess_, packet_);
   const auto wanted =
-      std::max<Clock::duration>(target_ + packet_ / 2 - sincePush - outputDelay, leastReserve);
+      std::max<Clock::duration>(target() + packet_ / 2 - sincePush - outputDelay, leastReserve);
   const auto ready = timeOf(frames());
   if (ready < wanted) return;
   if (ready - wanted > packet_) ++report_.cuts;
@@ -194,7 +199,9 @@ JitterBuffer::Pulled JitterBuffer::pull(std::span<std::int16_t> samples, Clock::
                                         Clock::time_point now) {
   if (!isPlaying_) startIfReady(outputDelay, now);
   const auto count = isPlaying_ ? std::min(samples.size(), sound_.size() - head_) : 0;
-  const bool mayWait = isPlaying_ && outputDelay + timeOf(count / channels_) > outputReserve;
+  const auto turn = std::clamp<Clock::duration>(now - lastPull_, shortestTurn, longestTurn);
+  lastPull_ = now;
+  const bool mayWait = isPlaying_ && outputDelay + timeOf(count / channels_) > turn + outputReserve;
   outputEnd_ = now + outputDelay + timeOf((mayWait ? count : samples.size()) / channels_);
   std::copy_n(sound_.begin() + static_cast<std::ptrdiff_t>(head_), count, samples.begin());
   head_ += count;
@@ -206,6 +213,7 @@ JitterBuffer::Pulled JitterBuffer::pull(std::span<std::int16_t> samples, Clock::
   if (count == samples.size() || mayWait) return {count, Pull::sound};
   if (std::exchange(isPlaying_, false)) {
     ++report_.stalls;
+    jitterTarget_.stalled(now);
     report_.age.reset();
   }
   playSilence(samples.subspan(count));
@@ -220,18 +228,22 @@ void JitterBuffer::playSilence(std::span<std::int16_t> samples) {
 }
 
 void JitterBuffer::setPictureAge(Clock::duration age) {
-  const auto wanted = std::clamp<Clock::duration>(age - mostAhead - 2 * packet_, usualTarget, longestTarget);
-  if (wanted > target_ - targetStep && wanted < target_ + targetStep && wanted != usualTarget) return;
+  const auto wanted = std::min<Clock::duration>(age - mostAhead - packetsOfCodec * packet_, longestTarget);
+  if (wanted <= jitterTarget_.value()) {
+    pictureTarget_ = {};
+    return;
+  }
+  if (wanted > target() - targetStep && wanted < target() + targetStep) return;
   // A higher level is reached by a pause, a lower one by a cut.
-  if (wanted >= target_ + targetStep) isPlaying_ = false;
-  target_ = wanted;
+  if (wanted > target()) isPlaying_ = false;
+  pictureTarget_ = wanted;
 }
 
 JitterBuffer::Report JitterBuffer::report(Clock::time_point now) const {
   auto report = report_;
   const auto sincePush = lastPush_ ? std::min(now - *lastPush_, packet_) : Clock::duration::zero();
   report.levelMilliseconds = milli(level(now) + sincePush - packet_ / 2);
-  report.targetMilliseconds = milli(target_);
+  report.targetMilliseconds = milli(target());
   return report;
 }
 

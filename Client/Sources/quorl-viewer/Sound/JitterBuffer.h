@@ -7,13 +7,15 @@
 #include <vector>
 
 #include <quorl-client/Base/LeastDelay.h>
+#include <quorl-viewer/Sound/BufferTarget.h>
 #include <quorl-viewer/Sound/DriftControl.h>
 #include <quorl-viewer/Sound/Resampler.h>
 
 namespace quorl::viewer {
 
 /// The sound between the network and the output. Its level is the time from the arrival of a sample until it
-/// is heard: what waits here and in the output's own buffer. The mean level is kept at a target:
+/// is heard: what waits here and in the output's own buffer. The mean level is kept at a target,
+/// `BufferTarget` or what late pictures need:
 ///
 /// - Different clocks are corrected by resampling.
 /// - Without sound it fades out, plays silence, and begins again when the target is reached.
@@ -24,7 +26,6 @@ namespace quorl::viewer {
 class JitterBuffer {
  public:
   using Clock = client::Clock;
-  static constexpr std::chrono::milliseconds usualTarget{50};
   static constexpr std::chrono::milliseconds longestTarget{300};
   static constexpr std::chrono::milliseconds longest{500};
 
@@ -70,6 +71,7 @@ class JitterBuffer {
   std::size_t frames() const { return (sound_.size() - head_) / channels_; }
   std::size_t framesOf(Clock::duration time) const;
   Clock::duration timeOf(std::size_t frames) const;
+  Clock::duration target() const { return std::max(jitterTarget_.value(), pictureTarget_); }
   void handleGap(std::uint64_t ptsMicros, Clock::time_point now);
   void append(std::span<const std::int16_t> samples);
   void cut(Clock::duration time);
@@ -94,12 +96,14 @@ class JitterBuffer {
   bool isFadingIn_ = false;  // the next samples that arrive
   std::size_t silentFrames_ = 0;
 
-  Clock::duration target_ = usualTarget;
+  BufferTarget jitterTarget_;
+  Clock::duration pictureTarget_{};  // what the age of the pictures asks for
   Clock::duration packet_{};
   std::optional<std::uint64_t> nextPts_;
   std::optional<Clock::time_point> lastPush_;
   Clock::duration lastExcess_{};  // how late the last packet was
-  Clock::time_point outputEnd_;   // when the output has played what it was given
+  Clock::time_point lastPull_;
+  Clock::time_point outputEnd_;  // when the output has played what it was given
   // The least mean level of the current window, to tell a lasting excess from jitter.
   std::optional<Clock::time_point> windowBegin_;
   Clock::duration leastLevel_{};
