@@ -70,6 +70,7 @@ std::expected<void, PortError> ConnectionServer::start() {
 void ConnectionServer::stop() {
   const auto clients = queue_.sync([this] {
     queue_.assertCurrent();
+    isStopped_ = true;
     retryWork_.cancel();
     dropListener();
     std::vector<std::shared_ptr<ClientConnection>> all;
@@ -102,6 +103,7 @@ void ConnectionServer::consoleUserChanged() {
 // The port
 
 void ConnectionServer::reconcilePort() {
+  if (isStopped_) return;
   PortSituation situation{.portHandoff = configuration_.portHandoff,
                           .hasListener = listener_ != nullptr,
                           .consoleUser = std::nullopt,
@@ -223,10 +225,8 @@ void ConnectionServer::accept(std::unique_ptr<NetworkConnection> connection) {
   client->onClose([later](ClientConnection& closed) { later(&closed, &ConnectionServer::remove); });
   client->onAuthenticated(
       [later](ClientConnection& proved) { later(&proved, &ConnectionServer::noteAuthenticated); });
-  queue_.async([self = shared_from_this(), client] {
-    self->queue_.assertCurrent();
-    self->enter(client);
-  });
+  // At once: a release or a stop that already waits on the queue closes this client too.
+  enter(client);
   client->start();
 }
 

@@ -113,6 +113,7 @@ class ConnectionServer : public std::enable_shared_from_this<ConnectionServer> {
   std::uint64_t listenerNumber_ QUORL_GUARDED_BY(queue_) = 0;  // callbacks of others are dropped
   std::unique_ptr<ServiceAdvertiser::Registration> registration_ QUORL_GUARDED_BY(queue_);
   bool ownsPort_ QUORL_GUARDED_BY(queue_) = false;
+  bool isStopped_ QUORL_GUARDED_BY(queue_) = false;
   Timer retryWork_ QUORL_GUARDED_BY(queue_);
   std::map<Identity, std::shared_ptr<ClientConnection>> byID_ QUORL_GUARDED_BY(queue_);
   std::set<Identity> authenticated_ QUORL_GUARDED_BY(queue_);

@@ -103,6 +103,9 @@ TEST_F(HostRuntimeTest, failsToStartOnlyWithoutHandoffWhenNoListenerCanBeMade) {
   ASSERT_FALSE(started.has_value());
   EXPECT_EQ(started.error().description, "Too many open files");
   EXPECT_EQ(log_.count("quorl-host core up — port 47900, relay 47901"), 0U);
+  simulation_.runReady();
+  EXPECT_EQ(platform_.network->listenAttempts(), 1U) << "no relay either";
+  EXPECT_EQ(simulation_.pendingTimers(), 0U) << "no service has begun";
   config_.multiUserPortHandoff = true;
   EXPECT_TRUE(make().start().has_value());
 }

@@ -166,6 +166,22 @@ TEST_F(ClientConnectionTest, logsTheWayOfASession) {
   EXPECT_TRUE(log_.has(LogLevel::info, "auth", "client disconnected: Tablet"));
 }
 
+TEST_F(ClientConnectionTest, logsTheTransportVerbosely) {
+  Log::verbose = true;
+  FakeClient client = connect();
+  client.settle();
+  client.peer->failSends("Broken pipe");
+  client.peer->writeFrame(FrameType::ping, {});
+  client.settle();
+  FakeClient other = connect();
+  other.peer->fail("Connection reset by peer");
+  other.settle();
+  Log::verbose = false;
+  EXPECT_TRUE(log_.has(LogLevel::debug, "server", "connection ready: 10.0.0.2:50000"));
+  EXPECT_TRUE(log_.has(LogLevel::debug, "server", "send failed: Broken pipe"));
+  EXPECT_TRUE(log_.has(LogLevel::debug, "server", "connection failed: Connection reset by peer"));
+}
+
 // Frames
 
 TEST_F(ClientConnectionTest, answersAPingBeforeAuthentication) {
@@ -471,6 +487,18 @@ TEST_F(ClientConnectionTest, countsDatagramFramesOnThroughAChangeOfTransport) {
   ASSERT_EQ(datagrams.size(), 2U);
   EXPECT_EQ(VideoUDP::parse(datagrams[1].bytes)->frameID, 2U);
   EXPECT_EQ(datagrams[1].peer.port, 6001);
+}
+
+TEST_F(ClientConnectionTest, sendsDroppableDatagramsBesideABackloggedTCPConnection) {
+  FakeClient client = connectAuthenticated();
+  client.send(message::VideoTransport{.udpPort = 6000});
+  client.peer->setReading(false);
+  connection_->sendFrame(frameOfSize(ClientConnection::backpressureThreshold + 1), Droppable::no);
+  simulation_.runReady();
+  ASSERT_TRUE(isBackpressured());
+  connection_->sendVideo(7, {}, 1, shareBytes(bytesOf("a")), Droppable::yes);
+  simulation_.runReady();
+  EXPECT_EQ(platform_.network->datagrams->size(), 1U);
 }
 
 TEST_F(ClientConnectionTest, dropsEverythingOnceClosed) {

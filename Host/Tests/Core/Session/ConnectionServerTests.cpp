@@ -175,6 +175,15 @@ TEST_F(ConnectionServerTest, releasesThePortAndItsClientsAlsoThoseInTheHandshake
   EXPECT_THAT(ownership_, ElementsAre(true, false, true));
 }
 
+TEST_F(ConnectionServerTest, releasesAClientThatComesRightBeforeTheConsoleLeaves) {
+  serve(true);
+  FakeClient client(simulation_, platform_.network->connect(port));
+  handConsoleTo("bea");
+  client.settle();
+  EXPECT_TRUE(client.peer->isClosedByHost());
+  EXPECT_EQ(server_->clientRegister().connections, 0U);
+}
+
 TEST_F(ConnectionServerTest, stopsRetryingWhenTheConsoleLeaves) {
   platform_.network->failsCreation = true;
   serve(true);
@@ -299,6 +308,16 @@ TEST_F(ConnectionServerTest, saysByeToEveryClientWhenItStopsAndReturnsAtOnce) {
   EXPECT_TRUE(first.last<message::Bye>().has_value());
   EXPECT_TRUE(shaking.last<message::Bye>().has_value());
   EXPECT_THAT(ownership_, ElementsAre(true)) << "stopping fires no callback";
+}
+
+TEST_F(ConnectionServerTest, bindsNoMoreOnceStopped) {
+  platform_.console->user = "bea";
+  serve(true);
+  server_->stop();
+  handConsoleTo("anna");
+  EXPECT_EQ(platform_.network->listenAttempts(), 0U);
+  EXPECT_EQ(platform_.advertiser->live(), 0U);
+  EXPECT_THAT(ownership_, IsEmpty());
 }
 
 TEST_F(ConnectionServerTest, keepsItsRegisterConsistentIfAClientAuthenticatesAfterItsEnd) {

@@ -127,6 +127,20 @@ TEST_F(HandshakeMachineTest, authenticatesAKnownClientOverItsNonce) {
   EXPECT_EQ(lines_.back(), "client authenticated: Tablet (10.0.0.2:50000)");
 }
 
+TEST_F(HandshakeMachineTest, answersAKnownClientWithTheNonceThatItHasProved) {
+  act(hello());
+  const Bytes nonce = machine_.nonce();
+  for (const HandshakeAction& action : machine_.receive(hello(ScriptedAuthority::proof('T', nonce)))) {
+    const auto* send = std::get_if<handshakeAction::Send>(&action);
+    if (send == nullptr) continue;
+    const auto& ack = std::get<message::HelloAck>(send->message)._0;
+    EXPECT_EQ(ack.nonce, nonce);
+    EXPECT_EQ(ack.protocolVersion, 4U);
+    return;
+  }
+  FAIL() << "no answer";
+}
+
 TEST_F(HandshakeMachineTest, issuesANewNonceForAFurtherHelloAndRejectsProofsOverTheOldOne) {
   act(hello());
   const Bytes old = machine_.nonce();
