@@ -96,6 +96,17 @@ LinkMachine::Actions LinkMachine::resumed(Clock::time_point now) {
   return {.probes = true};
 }
 
+LinkMachine::Actions LinkMachine::networkGained(Clock::time_point now) {
+  delay_ = firstDelay;
+  if (status_.state == State::waiting && status_.retryAt > now + afterNetworkGain) {
+    status_.retryAt = now + afterNetworkGain;
+    return {.reports = true};
+  }
+  if (!isOpen() || askedAt_) return {};
+  askedAt_ = now;
+  return {.probes = true};
+}
+
 LinkMachine::Actions LinkMachine::reconnectNow(Clock::time_point now) {
   if (status_.state == State::connecting || status_.state == State::connected) return {};
   const bool wasOpen = isOpen();

@@ -35,7 +35,8 @@ struct LinkStatus {
 ///
 /// The link counts as alive while any byte arrives. After a silence a heartbeat is sent; a heartbeat without
 /// an answer for `stallAfter` makes it `stalled`, and a silence of `giveUpAfter` ends the connection. Then it
-/// is made again after 1, 2, 4, 8, 16, 30, 30 ... seconds. A link that lasted `stable` starts again with 1.
+/// is made again after 1, 2, 4, 8, 16, 30, 30 ... seconds. A link that lasted `stable` starts again with 1,
+/// and so does a change of the network.
 ///
 /// *Queue*: one at a time. *Ownership*: a value.
 class LinkMachine {
@@ -50,7 +51,9 @@ class LinkMachine {
   static constexpr auto giveUpAfterSleep = std::chrono::seconds(3);
   static constexpr auto firstDelay = std::chrono::seconds(1);
   static constexpr auto lastDelay = std::chrono::seconds(30);
-  static constexpr auto stable = std::chrono::seconds(10);
+  static constexpr auto stable = std::chrono::seconds(3);
+  /// Addresses and routes come in groups.
+  static constexpr auto afterNetworkGain = std::chrono::milliseconds(300);
 
   /// What the caller has to do. Each is reported once.
   struct Actions {
@@ -68,6 +71,8 @@ class LinkMachine {
   void sent(Clock::time_point now);
   /// The computer has slept.
   Actions resumed(Clock::time_point now);
+  /// The computer has got an address or a route.
+  Actions networkGained(Clock::time_point now);
   Actions reconnectNow(Clock::time_point now);
   Actions cancel(Clock::time_point now);
   Actions tick(Clock::time_point now);

@@ -53,6 +53,7 @@ void LinkWorker::run() {
     if (ends_) break;
     const auto now = Clock::now();
     if (resume_.hasSlept()) apply(machine_.resumed(now));
+    if (network_.hasGained()) apply(machine_.networkGained(now));
     apply(machine_.tick(now));
     if (std::exchange(hasOverflowed_, false)) apply(machine_.failed(overflow(), now));
     if (std::exchange(wantsAttempt_, false))
@@ -122,7 +123,8 @@ void LinkWorker::disconnect() {
 }
 
 void LinkWorker::waitForChange() {
-  std::array watched{pollfd{inbox_.descriptor(), POLLIN, 0}, pollfd{resume_.descriptor(), POLLIN, 0}};
+  std::array watched{pollfd{inbox_.descriptor(), POLLIN, 0}, pollfd{resume_.descriptor(), POLLIN, 0},
+                     pollfd{network_.descriptor(), POLLIN, 0}};
   ++waits_;
   [[maybe_unused]] const auto ready = waiter_.wait(watched, nextDeadline());
 }
@@ -143,7 +145,8 @@ Deadline LinkWorker::nextDeadline() const {
 
 void LinkWorker::serve() {
   flush(Clock::now());
-  const std::array others{inbox_.descriptor(), resume_.descriptor(), datagramSocket_.descriptor.get()};
+  const std::array others{inbox_.descriptor(), resume_.descriptor(), network_.descriptor(),
+                          datagramSocket_.descriptor.get()};
   const auto deadline = nextDeadline();
   ++waits_;
   const auto ready =

@@ -15,6 +15,7 @@
 #include <quorl-viewer/Link/HostFrames.h>
 #include <quorl-viewer/Link/HostLink.h>
 #include <quorl-viewer/Link/LinkMachine.h>
+#include <quorl-viewer/Link/NetworkWatch.h>
 #include <quorl-viewer/Link/Outbox.h>
 #include <quorl-viewer/Link/ResumeWatch.h>
 
@@ -105,6 +106,7 @@ class LinkWorker {
 
   client::Waiter waiter_;
   ResumeWatch resume_;
+  NetworkWatch network_;
   LinkMachine machine_;
   LinkStreams streams_;
   HostFrames frames_;

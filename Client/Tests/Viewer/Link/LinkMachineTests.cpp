@@ -209,6 +209,30 @@ TEST_F(LinkMachineTest, doesNotWaitOutADelayAfterTheComputerHasSlept) {
   EXPECT_TRUE(machine_.resumed(now_).connects);
 }
 
+TEST_F(LinkMachineTest, triesSoonAfterTheNetworkHasCome) {
+  connect();
+  for (int attempt = 0; attempt < 6; ++attempt) {
+    machine_.failed(broken, now_);
+    pass(30s);
+  }
+  machine_.failed(broken, now_);
+  EXPECT_TRUE(machine_.networkGained(now_).reports);
+  now_ += 100ms;
+  EXPECT_FALSE(machine_.networkGained(now_).reports) << "the rest of a group delays nothing";
+  EXPECT_TRUE(pass(LinkMachine::afterNetworkGain - 100ms).connects);
+  machine_.failed(broken, now_);
+  EXPECT_EQ(machine_.status().retryAt - now_, 1s);
+}
+
+TEST_F(LinkMachineTest, asksOnceWhenTheNetworkOfAConnectionChanges) {
+  connect();
+  EXPECT_TRUE(machine_.networkGained(now_).probes);
+  EXPECT_FALSE(machine_.networkGained(now_).probes);
+  EXPECT_FALSE(pass(LinkMachine::giveUpAfterSleep).disconnects) << "a slow link has its usual patience";
+  machine_.heard(now_);
+  EXPECT_EQ(state(), State::connected);
+}
+
 TEST_F(LinkMachineTest, ticksAsOftenAsItAsksAndNotMore) {
   connect();
   for (int beat = 0; beat < 100; ++beat) {
