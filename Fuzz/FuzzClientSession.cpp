@@ -22,7 +22,7 @@ class CheckingListener final : public LinkListener {
 
   void onStatus(const LinkStatus&) override {}
   void onHost(const DeviceInfo&) override {}
-  void onMessage(const ControlMessage& message) override {
+  void onMessage(const ControlMessage& message, std::size_t) override {
     if (const auto* state = std::get_if<message::HostState>(&message)) {
       QUORL_CHECK(state->_0.windows.size() <= HostFrames::maxListed, "lists are cut");
       for (const auto& window : state->_0.windows)

@@ -247,13 +247,14 @@ void Session::finish(Deadline deadline) {
 
 ClientError Session::closedError() const {
   if (!closingReason_.empty())
-    return {ExitCode::failure, fmt::format("the host closed the session: {}", printable(closingReason_)), {}};
+    return {ExitCode::failure, fmt::format("the host closed the session: {}", printable(closingReason_)),
+            "Connect again when the host may be used."};
   if (lastHostError_)
     return {ExitCode::failure,
             fmt::format("the host closed the connection: {} ({})", printable(lastHostError_->message),
                         printable(lastHostError_->code)),
             {}};
-  return {ExitCode::failure, "the host closed the connection", {}};
+  return {ExitCode::failure, "the host closed the connection", "The host's log names the cause."};
 }
 
 ClientError Session::brokenError(int status) const {

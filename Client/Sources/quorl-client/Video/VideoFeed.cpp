@@ -24,7 +24,7 @@ std::string adviceFor(const WireError& error) {
     return "The host is not allowed to capture its screen: check its permissions.";
   if (error.code == "stream.target") return "'quorl_client info' lists displays, windows and applications.";
   if (error.code == "stream.limit") return "Stop another stream of this session first.";
-  return {};
+  return "Try again, or choose another target.";
 }
 
 bool isFinite(const PointRect& rect) {

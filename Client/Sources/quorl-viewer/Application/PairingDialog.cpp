@@ -50,11 +50,14 @@ QString kindText(client::ExitCode code) {
 
 }  // namespace
 
-PairingDialog::PairingDialog(client::HostAddress address, client::HostBook book, QWidget* parent)
+PairingDialog::PairingDialog(client::HostAddress address, client::HostBook book, Wish wish, QWidget* parent)
     : QDialog(parent), address_(std::move(address)), book_(std::move(book)) {
   setWindowTitle(QStringLiteral("Pair with a host"));
   makeWidgets();
-  begin();
+  if (wish == Wish::link)
+    askForConsent();
+  else
+    begin();
 }
 
 PairingDialog::~PairingDialog() {
@@ -98,7 +101,7 @@ void PairingDialog::makeWidgets() {
   layout->addWidget(buttons);
   setMinimumSize(leastSize);
   QObject::connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-  QObject::connect(action_, &QPushButton::clicked, this, [this] { hasFailed_ ? begin() : enterPIN(); });
+  QObject::connect(action_, &QPushButton::clicked, this, [this] { waitsToBegin_ ? begin() : enterPIN(); });
   QObject::connect(pin_, &QLineEdit::textChanged, this, [this](const QString& text) {
     action_->setEnabled(text.count(QRegularExpression(QStringLiteral("[0-9]"))) == 6);
   });
@@ -119,10 +122,20 @@ void PairingDialog::onGUI(int generation, Action action) {
       Qt::QueuedConnection);
 }
 
+void PairingDialog::askForConsent() {
+  waitsToBegin_ = true;
+  showWaiting(QStringLiteral("Connect to %1?").arg(plain(address_.text())));
+  text_->setText(
+      QStringLiteral("A link asks for it. This computer is not paired with that one. Connect only to a "
+                     "computer that you know."));
+  action_->setText(QStringLiteral("Connect"));
+  action_->setEnabled(true);
+}
+
 void PairingDialog::begin() {
   attempt_.reset();
   const int generation = ++generation_;
-  hasFailed_ = false;
+  waitsToBegin_ = false;
   showWaiting(QStringLiteral("Connecting to %1").arg(plain(address_.text())));
   attempt_ = std::make_unique<PairingAttempt>(
       address_, book_,
@@ -175,15 +188,14 @@ void PairingDialog::enterPIN() {
 }
 
 void PairingDialog::showError(const client::ClientError& error) {
-  hasFailed_ = true;
+  waitsToBegin_ = true;
   heading_->setText(kindText(error.code));
   text_->setText(cause(error));
   pin_->hide();
   advice_->setText(plain(error.advice));
   advice_->setVisible(!error.advice.empty());
   details_->setText(QStringLiteral("Address: %1\nExit status in a terminal: %2")
-                        .arg(plain(address_.text()))
-                        .arg(static_cast<int>(error.code)));
+                        .arg(plain(address_.text()), QString::number(static_cast<int>(error.code))));
   detailsSwitch_->show();
   action_->setText(QStringLiteral("Try again"));
   action_->setEnabled(true);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -21,13 +22,17 @@ namespace quorl::viewer {
 /// *Queue*: the GUI thread, which never waits for the host. *Lifetime*: destruction cancels at once.
 class PairingDialog : public QDialog {
  public:
-  PairingDialog(client::HostAddress address, client::HostBook book, QWidget* parent = nullptr);
+  /// Who wants it. A link, which any page may have, gets no connection before the person agrees.
+  enum class Wish : std::uint8_t { person, link };
+
+  PairingDialog(client::HostAddress address, client::HostBook book, Wish wish, QWidget* parent = nullptr);
   ~PairingDialog() override;
 
   const std::optional<client::PairedHost>& paired() const { return paired_; }
 
  private:
   void makeWidgets();
+  void askForConsent();
   void begin();
   void enterPIN();
   void askForPIN(const std::string& hostName, bool wasWrong);
@@ -47,7 +52,7 @@ class PairingDialog : public QDialog {
   QToolButton* detailsSwitch_ = nullptr;
   QLabel* details_ = nullptr;
   QPushButton* action_ = nullptr;
-  bool hasFailed_ = false;
+  bool waitsToBegin_ = false;
   // Counts attempts, so that a message of an earlier one is ignored.
   int generation_ = 0;
   std::unique_ptr<PairingAttempt> attempt_;

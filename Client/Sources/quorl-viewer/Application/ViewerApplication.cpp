@@ -2,6 +2,7 @@
 #include <quorl-viewer/Application/ViewerApplication.h>
 
 #include <QApplication>
+#include <QProcess>
 #include <QWindow>
 
 #include <fmt/format.h>
@@ -23,6 +24,10 @@ std::vector<std::string> wordsForFirst(const ViewerOptions& options) {
   const auto token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN").toStdString();
   if (!token.empty()) words.insert(words.begin(), std::string(activationOption) + token);
   return words;
+}
+
+void showHosts() {
+  QProcess::startDetached(QCoreApplication::applicationFilePath(), {QStringLiteral("--hosts")});
 }
 
 void showAndRaise(QWidget& window) {
@@ -52,12 +57,13 @@ void ViewerApplication::end() {
 client::Outcome<void> ViewerApplication::run() {
   const auto contents = book_.load();
   if (!contents) return std::unexpected(contents.error());
+  if (options_.wantsHosts) return choose();
   const auto host = chosenHost(options_, *contents);
   if (host) return open(*host);
   if (options_.host.empty()) return choose();
   const auto address = client::HostAddress::parse(options_.host);
   if (!options_.mayPair || !address) return std::unexpected(host.error());
-  const auto paired = pairWith(*address);
+  const auto paired = pairWith(*address, PairingDialog::Wish::link);
   return paired ? open(*paired) : client::Outcome<void>();
 }
 
@@ -69,13 +75,14 @@ client::Outcome<void> ViewerApplication::choose() {
     const auto contents = book_.load();
     if (!contents) return std::unexpected(contents.error());
     if (const auto* known = contents->find(start.chosen()->text())) return open(*known);
-    if (const auto paired = pairWith(*start.chosen())) return open(*paired);
+    if (const auto paired = pairWith(*start.chosen(), PairingDialog::Wish::person)) return open(*paired);
   }
   return {};
 }
 
-std::optional<client::PairedHost> ViewerApplication::pairWith(const client::HostAddress& address) {
-  PairingDialog dialog(address, book_);
+std::optional<client::PairedHost> ViewerApplication::pairWith(const client::HostAddress& address,
+                                                              PairingDialog::Wish wish) {
+  PairingDialog dialog(address, book_, wish);
   return runDialog(dialog) ? dialog.paired() : std::nullopt;
 }
 
@@ -98,7 +105,8 @@ client::Outcome<void> ViewerApplication::open(const client::PairedHost& host) {
                               .wanted = options_.wanted,
                               .isFullScreen = options_.isFullScreen,
                               .isMuted = options_.isMuted,
-                              .folder = folder_});
+                              .folder = folder_,
+                              .openHosts = showHosts});
   QApplication::setQuitOnLastWindowClosed(true);
   window_->show();
   if (!isEnding_) QApplication::exec();

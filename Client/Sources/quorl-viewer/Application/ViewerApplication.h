@@ -8,6 +8,7 @@
 #include <QPointer>
 
 #include <quorl-client/Hosts/HostBook.h>
+#include <quorl-viewer/Application/PairingDialog.h>
 #include <quorl-viewer/Application/SingleInstance.h>
 #include <quorl-viewer/Start/ViewerOptions.h>
 #include <quorl-viewer/Windows/ViewerWindow.h>
@@ -32,7 +33,7 @@ class ViewerApplication {
 
  private:
   client::Outcome<void> choose();
-  std::optional<client::PairedHost> pairWith(const client::HostAddress& address);
+  std::optional<client::PairedHost> pairWith(const client::HostAddress& address, PairingDialog::Wish wish);
   bool runDialog(QDialog& dialog);
   client::Outcome<void> open(const client::PairedHost& host);
   void apply(const std::vector<std::string>& words);

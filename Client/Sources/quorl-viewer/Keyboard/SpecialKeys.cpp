@@ -22,8 +22,8 @@ constexpr std::uint16_t pause = beyondMac + 119;
 constexpr std::uint16_t menu = 0x6E;
 constexpr std::uint16_t f4 = 0x76;
 
-const std::array<SpecialKey, 30>& table() {
-  static const std::array<SpecialKey, 30> keys{{
+const std::array<SpecialKey, 31>& table() {
+  static const std::array<SpecialKey, 31> keys{{
       {"Ctrl+Alt+Delete", {control, option, forwardDelete}},
       {"Ctrl+Alt+Backspace", {control, option, backspace}},
       {"Ctrl+Alt+F1", {control, option, 0x7A}},
@@ -49,6 +49,8 @@ const std::array<SpecialKey, 30>& table() {
       {"Print", {print}},
       {"Alt+Print", {option, print}},
       {"Shift+Print", {shift, print}},
+      // Ends a lock that was set at the host's own keyboard, which this computer's lock does not change.
+      {"Caps Lock", {capsLock}},
       {"Scroll Lock", {scrollLock}},
       {"Pause", {pause}},
       {"Menu", {menu}},

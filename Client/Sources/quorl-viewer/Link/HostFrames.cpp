@@ -83,7 +83,7 @@ void HostFrames::takeSoundConfig(AudioConfig config) {
   listener_.onSound(std::move(config));
 }
 
-void HostFrames::take(ControlMessage control) {
+void HostFrames::take(ControlMessage control, std::size_t encodedSize) {
   if (streams_.take(control)) return;
   if (auto* config = std::get_if<message::AudioConfig>(&control))
     return takeSoundConfig(std::move(config->_0));
@@ -95,7 +95,7 @@ void HostFrames::take(ControlMessage control) {
     fit->streamID = *key;
   }
   bound(control);
-  listener_.onMessage(control);
+  listener_.onMessage(control, encodedSize);
 }
 
 }  // namespace quorl::viewer

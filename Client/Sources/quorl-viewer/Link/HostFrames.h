@@ -28,7 +28,7 @@ class HostFrames {
 
   /// Frames other than control messages.
   void take(const Frame& frame, Clock::time_point now);
-  void take(ControlMessage message);
+  void take(ControlMessage message, std::size_t encodedSize);
   void disconnected() { hasSound_ = false; }
 
   void ignore() { ++ignoredFrames_; }

@@ -14,6 +14,11 @@ HostLink::HostLink(LinkSettings settings, LinkListener& listener) : inbox_(std::
 }
 
 HostLink::~HostLink() {
+  end();
+}
+
+void HostLink::end() {
+  if (!thread_.joinable()) return;
   inbox_->end();
   thread_.join();
 }

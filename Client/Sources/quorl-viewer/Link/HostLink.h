@@ -100,7 +100,10 @@ class HostLink {
   HostLink(const HostLink&) = delete;
   HostLink& operator=(const HostLink&) = delete;
 
+  /// Does nothing after `end`.
   void post(LinkCommand command);
+  /// What the destructor does first, for an owner that is still called by the listener's thread meanwhile.
+  void end();
 
   /// How often the thread has waited since it was connected, for tests of idleness.
   std::uint64_t waits() const { return waits_; }

@@ -45,7 +45,7 @@ class LinkListener {
   /// `printable`.
   virtual void onHost(const DeviceInfo& host) = 0;
   /// Every message that is not about streams, sound or heartbeats. Numbers of streams are keys.
-  virtual void onMessage(const ControlMessage& message) = 0;
+  virtual void onMessage(const ControlMessage& message, std::size_t encodedSize) = 0;
 
   /// Again whenever the size or the content rectangle changes.
   virtual void onStreamStarted(StreamKey stream, const StreamStarted& started) = 0;

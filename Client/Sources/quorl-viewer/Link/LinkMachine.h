@@ -42,9 +42,9 @@ struct LinkStatus {
 class LinkMachine {
  public:
   /// A host sends its metrics every two seconds, so a heartbeat is rare.
-  static constexpr auto askAfter = std::chrono::milliseconds(3'000);
+  static constexpr auto askAfter = std::chrono::milliseconds(2'500);
   /// The same after something was sent that the host may not have received.
-  static constexpr auto askAfterSending = std::chrono::milliseconds(1'000);
+  static constexpr auto askAfterSending = std::chrono::milliseconds(500);
   static constexpr auto stallAfter = std::chrono::milliseconds(2'000);
   static constexpr auto giveUpAfter = std::chrono::seconds(12);
   /// The patience after the computer has slept: a connection rarely survives that.

@@ -182,7 +182,7 @@ void LinkWorker::take(const Frame& frame, Clock::time_point now) {
         now));
     return;
   }
-  frames_.take(std::move(*message));
+  frames_.take(std::move(*message), frame.payload.size());
 }
 
 void LinkWorker::takePong(const Frame& frame, Clock::time_point now) {

@@ -51,14 +51,14 @@ class LibraryDecoder : public PictureDecoder {
       return {ExitCode::failure,
               fmt::format("the host's pictures of {}x{} pixels are too large for this program", size->width,
                           size->height),
-              "Ask for a smaller size."};
+              "Choose a window or a smaller display."};
     if (decoder_.isDeviceUnfit())
       return {ExitCode::failure,
-              fmt::format("the graphics card's driver does not decode this {} stream", nameOf(codec_)), ""};
+              fmt::format("the graphics card's driver does not decode this {} stream", nameOf(codec_)),
+              "It is decoded in software."};
     if (hasUnknownFormat_)
       return {ExitCode::failure, "the host's pictures are not in the format 4:2:0", "Update the host."};
-    return {ExitCode::failure, "the host's pictures cannot be decoded",
-            "Choose another codec in the settings."};
+    return {ExitCode::failure, "the host's pictures cannot be decoded", "Update this program and the host."};
   }
 
   std::string path() const override { return nameOf(codec_) + (device_ ? ", VA-API" : ", software"); }

@@ -32,7 +32,8 @@ void SoundPlayback::setMuted(bool isMuted) {
     isConfigured_ = false;
     closeOutput();
   }
-  if (isStarted_ && handlers_.wantSound) handlers_.wantSound(!isMuted);
+  // Also without a connection: the next one subscribes to what is wanted then.
+  if (handlers_.wantSound) handlers_.wantSound(!isMuted);
 }
 
 void SoundPlayback::take(const client::SoundEvent& event) {

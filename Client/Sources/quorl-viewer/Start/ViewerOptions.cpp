@@ -30,6 +30,8 @@ class Parser {
       if (auto done = word.starts_with('-') ? option(word) : argument(word); !done)
         return std::unexpected(done.error());
     }
+    if (options_.wantsHosts && !options_.host.empty())
+      return misused("--hosts and the name of a host exclude each other");
     return std::move(options_);
   }
 
@@ -106,8 +108,11 @@ class Parser {
     bool ViewerOptions::* field;
   };
   static constexpr std::array switches{
-      Switch{"--full-screen", &ViewerOptions::isFullScreen}, Switch{"--mute", &ViewerOptions::isMuted},
-      Switch{"--help", &ViewerOptions::wantsHelp},           Switch{"-h", &ViewerOptions::wantsHelp},
+      Switch{"--full-screen", &ViewerOptions::isFullScreen},
+      Switch{"--mute", &ViewerOptions::isMuted},
+      Switch{"--hosts", &ViewerOptions::wantsHosts},
+      Switch{"--help", &ViewerOptions::wantsHelp},
+      Switch{"-h", &ViewerOptions::wantsHelp},
       Switch{"--version", &ViewerOptions::wantsVersion},
   };
 
@@ -145,6 +150,7 @@ std::string viewerHelp() {
          "\n"
          "options:\n"
          "  --host HOST            name or address of the host; not needed if only one is paired\n"
+         "  --hosts                show the list of hosts, also if only one is paired\n"
          "  --window ID            a window by its number\n"
          "  --display ID           a display by its number\n"
          "  --app ID               an application by its identifier\n"

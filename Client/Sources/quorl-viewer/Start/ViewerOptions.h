@@ -22,6 +22,7 @@ struct ViewerOptions {
   std::optional<client::ViewTarget> wanted;  // without a number; neither: what was watched last
   bool isFullScreen = false;
   bool isMuted = false;
+  bool wantsHosts = false;  // the list of hosts, also if only one is paired
   bool wantsHelp = false;
   bool wantsVersion = false;
 

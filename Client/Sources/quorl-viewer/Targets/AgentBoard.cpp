@@ -45,10 +45,10 @@ void AgentBoard::take(const std::vector<AgentDescriptor>& agents) {
 std::optional<AgentNotice> AgentBoard::take(const AgentEvent& event) {
   if (const auto* updated = std::get_if<agentEvent::Updated>(&event)) {
     const auto known = std::ranges::find(agents_, updated->_0.id, &AgentDescriptor::id);
-    if (known == agents_.end())
-      agents_.push_back(updated->_0);
-    else
+    if (known != agents_.end())
       *known = updated->_0;
+    else if (agents_.size() < mostAgents)
+      agents_.push_back(updated->_0);
   } else if (const auto* removed = std::get_if<agentEvent::Removed>(&event)) {
     std::erase_if(agents_, [&](const AgentDescriptor& agent) { return agent.id == removed->id; });
   } else if (const auto* attention = std::get_if<agentEvent::Attention>(&event)) {

@@ -33,6 +33,9 @@ struct AgentNotice {
 /// *Queue*: pure; one thread at a time.
 class AgentBoard {
  public:
+  /// Of more agents a broken host speaks, and no list shows them.
+  static constexpr std::size_t mostAgents = 4'096;
+
   void take(const std::vector<AgentDescriptor>& agents);
   /// A notice when an agent begins to need a person.
   std::optional<AgentNotice> take(const AgentEvent& event);

@@ -10,6 +10,7 @@ namespace quorl::viewer {
 
 namespace {
 
+constexpr int mostWaiting = 8;
 const QString terminalName = QStringLiteral("x-terminal-emulator");
 
 // Beside this program, as in a build tree, or where programs are installed.
@@ -22,8 +23,13 @@ QString clientProgram() {
 }  // namespace
 
 void AgentDesk::notify(const AgentNotice& notice) {
-  // The desktop may take seconds to answer.
-  worker_.start([notice] { client::DesktopNotifier().show(notice.title, notice.body); });
+  // The desktop may take seconds to answer, and a broken host may call without end.
+  if (waiting_ >= mostWaiting) return;
+  ++waiting_;
+  worker_.start([this, notice] {
+    client::DesktopNotifier().show(notice.title, notice.body);
+    --waiting_;
+  });
 }
 
 QString AgentDesk::openTerminal(const UUID& agent) const {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <functional>
-#include <memory>
+#include <atomic>
+#include <string>
 
 #include <QString>
 #include <QThreadPool>
@@ -16,12 +16,15 @@ namespace quorl::viewer {
 /// terminal with it.
 ///
 /// *Queue*: the GUI thread. *Ownership*: the window's. *Lifetime*: destruction waits up to two seconds for a
-/// notification that is being shown.
+/// notification that is being shown, and drops those that wait.
 class AgentDesk {
  public:
   /// `host`: as `--host` takes it.
   explicit AgentDesk(std::string host) : host_(std::move(host)) { worker_.setMaxThreadCount(1); }
-  ~AgentDesk() { worker_.waitForDone(); }
+  ~AgentDesk() {
+    worker_.clear();
+    worker_.waitForDone();
+  }
   AgentDesk(const AgentDesk&) = delete;
   AgentDesk& operator=(const AgentDesk&) = delete;
 
@@ -32,6 +35,7 @@ class AgentDesk {
  private:
   const std::string host_;
   QThreadPool worker_;
+  std::atomic<int> waiting_ = 0;
 };
 
 }  // namespace quorl::viewer

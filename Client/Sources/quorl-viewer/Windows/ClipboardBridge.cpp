@@ -52,6 +52,7 @@ ClipboardBridge::ClipboardBridge(Handlers handlers, ClipboardRules rules)
 }
 
 ClipboardBridge::~ClipboardBridge() {
+  worker_.clear();
   worker_.waitForDone();
 }
 
@@ -156,12 +157,25 @@ bool ClipboardBridge::take(const ControlMessage& message) {
   const auto done = [this](const std::optional<ClipboardItem>& item) {
     if (item) perform(sync_.hostSent(*item, std::chrono::steady_clock::now()));
   };
+  // Of those that wait for the thread only the newest is decoded.
+  const auto number = ++hostContents_;
   const auto& content = clipboard->_0.content;
   if (const auto* text = std::get_if<clipboardContent::Text>(&content)) {
     // Also by the thread, so that it does not overtake a picture that came before it.
-    later([text = text->_0] { return std::optional(textItem(text)); }, done);
+    later(
+        [this, number, text = text->_0]() -> std::optional<ClipboardItem> {
+          if (number != hostContents_) return std::nullopt;
+          return textItem(text);
+        },
+        done);
   } else {
-    later([png = std::get<clipboardContent::Image>(content)._0] { return pictureItem(png); }, done);
+    later(
+        [this, number,
+         png = std::get<clipboardContent::Image>(content)._0]() -> std::optional<ClipboardItem> {
+          if (number != hostContents_) return std::nullopt;
+          return pictureItem(png);
+        },
+        done);
   }
   return true;
 }

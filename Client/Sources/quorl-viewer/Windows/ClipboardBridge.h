@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -59,6 +60,7 @@ class ClipboardBridge {
   QThreadPool worker_;
   std::map<Selection, QStringList> offered_;  // with the last change
   std::uint64_t serial_ = 0;
+  std::atomic<std::uint64_t> hostContents_ = 0;  // how many have arrived
   std::uint32_t echo_ = 0;
   bool waitsForLarge_ = false;
 };

@@ -5,10 +5,14 @@
 
 namespace quorl::viewer {
 
+template <class Action>
+void LinkBridge::onGUI(Action action) {
+  QMetaObject::invokeMethod(&gui_, std::move(action), Qt::QueuedConnection);
+}
+
 template <class... Parameters, class... Values>
 void LinkBridge::post(const std::function<void(Parameters...)>& handler, Values... values) {
-  QMetaObject::invokeMethod(
-      &gui_, [&handler, ... values = std::move(values)] { handler(values...); }, Qt::QueuedConnection);
+  onGUI([&handler, ... values = std::move(values)] { handler(values...); });
 }
 
 void LinkBridge::setDecoder(StreamKey stream, std::shared_ptr<DecodeThread> decoder) {
@@ -33,13 +37,21 @@ void LinkBridge::onHost(const DeviceInfo& host) {
   post(handlers_.host, host);
 }
 
-void LinkBridge::onMessage(const ControlMessage& message) {
-  post(handlers_.message, message);
+void LinkBridge::onMessage(const ControlMessage& message, std::size_t encodedSize) {
+  if (!messages_.admit(encodedSize)) return;
+  onGUI([this, message, encodedSize] {
+    messages_.done(encodedSize);
+    handlers_.message(message);
+  });
 }
 
 void LinkBridge::onStreamStarted(StreamKey stream, const StreamStarted& started) {
   tap_.take(stream, client::VideoEvent(started));
-  post(handlers_.streamStarted, stream, started);
+  if (!messages_.admit(sizeof started)) return;
+  onGUI([this, stream, started] {
+    messages_.done(sizeof started);
+    handlers_.streamStarted(stream, started);
+  });
 }
 
 void LinkBridge::onStreamFailed(StreamKey stream, const client::ClientError& error) {
@@ -58,7 +70,13 @@ void LinkBridge::onPicture(StreamKey stream, client::EncodedPicture picture) {
 
 void LinkBridge::onSound(client::SoundEvent event) {
   tap_.take(event);
-  post(handlers_.sound, std::move(event));
+  const auto* packet = std::get_if<client::SoundPacket>(&event);
+  const std::size_t size = packet != nullptr ? packet->data.size() : 0;
+  if (!sounds_.admit(size)) return;
+  onGUI([this, size, event = std::move(event)] {
+    sounds_.done(size);
+    handlers_.sound(event);
+  });
 }
 
 void LinkBridge::onRoundTrip(Clock::duration time, const LinkCounters& counters) {

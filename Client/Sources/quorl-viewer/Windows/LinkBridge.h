@@ -10,6 +10,7 @@
 #include <quorl-viewer/Link/HostLink.h>
 #include <quorl-viewer/Picture/DecodeThread.h>
 #include <quorl-viewer/Recording/RecordingTap.h>
+#include <quorl-viewer/Windows/Backlog.h>
 
 namespace quorl::viewer {
 
@@ -38,7 +39,7 @@ class LinkBridge final : public LinkListener {
 
   void onStatus(const LinkStatus& status) override;
   void onHost(const DeviceInfo& host) override;
-  void onMessage(const ControlMessage& message) override;
+  void onMessage(const ControlMessage& message, std::size_t encodedSize) override;
   void onStreamStarted(StreamKey stream, const StreamStarted& started) override;
   void onStreamFailed(StreamKey stream, const client::ClientError& error) override;
   void onStreamEnded(StreamKey, StreamEnd) override {}
@@ -50,11 +51,15 @@ class LinkBridge final : public LinkListener {
 
  private:
   std::shared_ptr<DecodeThread> decoderOf(StreamKey stream);
+  template <class Action>
+  void onGUI(Action action);
   template <class... Parameters, class... Values>
   void post(const std::function<void(Parameters...)>& handler, Values... values);
 
   const Handlers handlers_;
   RecordingTap tap_;
+  Backlog messages_{1'024, std::size_t{32} << 20};
+  Backlog sounds_{256, std::size_t{1} << 20};
   QObject gui_;  // events for it are dropped once it is gone
 
   std::mutex mutex_;

@@ -103,7 +103,8 @@ QString LinkOverlay::headline(Clock::time_point now) const {
     case State::connecting:
       return QStringLiteral("Connecting to %1").arg(host_);
     case State::stalled:
-      return QStringLiteral("%1 has not answered for %2 s").arg(host_).arg(secondsSince(status_.since, now));
+      return QStringLiteral("%1 has not answered for %2 s")
+          .arg(host_, QString::number(secondsSince(status_.since, now)));
     case State::waiting:
       return QStringLiteral("The connection to %1 is lost").arg(host_);
     case State::stopped:
@@ -150,20 +151,22 @@ void LinkOverlay::refresh() {
   if (reason) add(reason->advice);
   counter_->setText(second);
   counter_->setVisible(!second.isEmpty());
-  details_->setText(
-      QStringLiteral("Address %1, for %2 s").arg(address_).arg(secondsSince(status_.since, now)));
+  details_->setText(QStringLiteral("Address %1, for %2 s")
+                        .arg(address_, QString::number(secondsSince(status_.since, now))));
   fold_->setVisible(reason.has_value());
   details_->setVisible(reason.has_value() && fold_->isChecked());
-  now_->setVisible(status_.state == State::waiting || status_.state == State::stopped);
-  cancel_->setVisible(status_.state == State::waiting || status_.state == State::connecting);
+  const bool isHeldUp = status_.state == State::waiting || status_.state == State::stalled;
+  now_->setVisible(isHeldUp || status_.state == State::stopped);
+  cancel_->setVisible(isHeldUp || status_.state == State::connecting);
   raise();
   moveFocus();
 }
 
-// The picture keeps Tab for the host, so the buttons take the focus while they are there.
+// The picture keeps Tab for the host, so the buttons take the focus while there is no connection. A short
+// stall leaves it to the person who types.
 void LinkOverlay::moveFocus() {
-  QWidget* picture = parentWidget();
-  if (!now_->isHidden() && picture->hasFocus()) now_->setFocus();
+  const bool mayStillAnswer = status_.state == State::connected || status_.state == State::stalled;
+  if (!mayStillAnswer && !now_->isHidden() && parentWidget()->hasFocus()) now_->setFocus();
 }
 
 void LinkOverlay::paintEvent(QPaintEvent*) {

@@ -32,7 +32,7 @@ QString saveWithDialog(const QImage& picture, QWidget* parent) {
       proposal(QStandardPaths::PicturesLocation, QStringLiteral(".png")), QStringLiteral("Pictures (*.png)"));
   if (path.isEmpty()) return {};
   return picture.save(path, "PNG") ? QStringLiteral("Saved as %1").arg(path)
-                                   : QStringLiteral("%1 cannot be written").arg(path);
+                                   : QStringLiteral("%1 cannot be written. Choose another folder.").arg(path);
 }
 
 QString askForRecording(QWidget* parent) {

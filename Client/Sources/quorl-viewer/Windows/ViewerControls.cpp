@@ -178,6 +178,10 @@ void ViewerControls::addMoreMenu() {
   sends_ = addRule(QStringLiteral("Send what is copied here"), &HostSettings::sendsClipboard);
   takes_ = addRule(QStringLiteral("Take what is copied at the host"), &HostSettings::takesClipboard);
   primary_ = addRule(QStringLiteral("Send what is marked here"), &HostSettings::sendsPrimary);
+  if (!handlers_.openHosts) return;
+  menu->addSeparator();
+  QObject::connect(menu->addAction(QStringLiteral("Other hosts\u2026")), &QAction::triggered, this,
+                   [this] { handlers_.openHosts(); });
 }
 
 void ViewerControls::show(const HostSettings& settings) {

@@ -28,6 +28,7 @@ class ViewerControls : public QToolBar {
     std::function<void(bool isShown)> showStatistics;
     std::function<void()> savePicture;
     std::function<void(bool isWanted)> record;
+    std::function<void()> openHosts;  // may be nothing
     /// The keyboard goes back to the picture.
     std::function<void()> leave;
   };

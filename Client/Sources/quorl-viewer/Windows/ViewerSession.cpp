@@ -51,7 +51,8 @@ ViewerSession::~ViewerSession() {
   // The decoder asks the link for key frames, so it goes first.
   bridge_.setDecoder(stream_, nullptr);
   decoder_.reset();
-  link_.reset();
+  // Its thread may ask for a key frame until it has ended, so the link stays.
+  link_->end();
   // Its end is not reported any more.
   bridge_.tap().record(0, nullptr);
   recorder_.reset();

@@ -68,7 +68,7 @@ ViewerWindow::ViewerWindow(client::PairedHost host, DeviceInfo device, const Sta
   });
   makeView();
   makeInput();
-  makeControls();
+  makeControls(start.openHosts);
   makeTargets();
   makeShortcuts();
   const auto endpoint = host.endpoint().text();

@@ -40,7 +40,8 @@ class ViewerWindow : public QMainWindow {
     std::optional<ViewTarget> wanted;    // without a number; neither: what was watched last
     bool isFullScreen = false;
     bool isMuted = false;
-    std::filesystem::path folder;  // of the client's configuration, with the settings of hosts
+    std::filesystem::path folder;       // of the client's configuration, with the settings of hosts
+    std::function<void()> openHosts{};  // shows the list of hosts; nothing: no control for it
   };
 
   ViewerWindow(client::PairedHost host, DeviceInfo device, const Start& start);
@@ -65,7 +66,7 @@ class ViewerWindow : public QMainWindow {
   void makeView();
   void makeInput();
   void makeSession(client::PairedHost host, DeviceInfo device);
-  void makeControls();
+  void makeControls(std::function<void()> openHosts);
   void makeTargets();
   void makeClipboard();
   void makeShortcuts();

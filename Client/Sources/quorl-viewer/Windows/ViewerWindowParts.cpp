@@ -114,7 +114,7 @@ void ViewerWindow::makeSession(client::PairedHost host, DeviceInfo device) {
           .recorded = [this](const client::Outcome<Recorded>& result) { recordingEnded(result); }});
 }
 
-void ViewerWindow::makeControls() {
+void ViewerWindow::makeControls(std::function<void()> openHosts) {
   controls_ = new ViewerControls({.change = [this](const SettingsKeeper::Change& made) { change(made); },
                                   .showFullScreenOn = [this](QScreen& monitor) { showFullScreenOn(monitor); },
                                   .openTargets = [this] { openTargets(); },
@@ -123,6 +123,7 @@ void ViewerWindow::makeControls() {
                                   .showStatistics = [this](bool isShown) { setStatisticsShown(isShown); },
                                   .savePicture = [this] { savePicture(); },
                                   .record = [this](bool isWanted) { record(isWanted); },
+                                  .openHosts = std::move(openHosts),
                                   .leave = [this] { view_->setFocus(); }},
                                  this);
   addToolBar(controls_);

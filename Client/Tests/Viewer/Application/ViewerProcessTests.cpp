@@ -174,12 +174,25 @@ TEST_F(ViewerProcess, aSignalEndsTheListToo) {
   EXPECT_EQ(viewer->waitForExit(patience), 0) << viewer->output();
 }
 
-TEST_F(ViewerProcess, anAddressOfAnUnknownHostAsksForItsPIN) {
+TEST_F(ViewerProcess, theListOfHostsOpensAlsoIfOnlyOneIsPaired) {
+  FakeHost host({});
+  pair(host);
+  const auto viewer = start({"--hosts"});
+  EXPECT_TRUE(isOpen("Quorl Viewer")) << viewer->output();
+  EXPECT_EQ(host.connections(), 0);
+}
+
+TEST_F(ViewerProcess, anAddressOfAnUnknownHostAsksBeforeItConnectsAndThenForThePIN) {
   FakeHost host({});
   const auto viewer = start({fmt::format("quorl://{}/display/3", host.address())});
   ASSERT_TRUE(isOpen("Pair with a host")) << viewer->output();
-  ASSERT_TRUE(
-      host.waitUntil([](const FakeHost& asked) { return !asked.messagesOf<message::Hello>().empty(); }));
+  EXPECT_EQ(host.connections(), 0) << "any page may have such a link";
+  EXPECT_TRUE(eventually(
+      [&] {
+        server_.run({"xdotool", "key", "--delay", "20", "Return"});
+        return !host.messagesOf<message::Hello>().empty();
+      },
+      patience));
   // Keys that come before the field has the focus are lost, so the PIN is typed until the host gets one.
   EXPECT_TRUE(eventually(
       [&] {

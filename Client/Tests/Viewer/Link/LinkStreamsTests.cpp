@@ -217,7 +217,7 @@ TEST_F(LinkStreamsTest, cutsListsAndTextsOfTheHost) {
   WindowInfo window;
   for (int count = 0; count < 1'000; ++count) window.title += "漢";
   state.windows.assign(100'000, window);
-  frames_.take(ControlMessage(message::HostState{std::move(state)}));
+  frames_.take(ControlMessage(message::HostState{std::move(state)}), 0);
   const auto record = listener_.record();
   ASSERT_EQ(record.messages.size(), 1U);
   const auto& shown = std::get<message::HostState>(record.messages[0])._0;
@@ -241,11 +241,11 @@ TEST_F(LinkStreamsTest, acceptsSoundOnlyAfterAPlausibleConfiguration) {
   const auto packet = OutgoingFrame::audio({1, shareBytes(Bytes(6))}).encoded();
   const Frame frame{FrameType::audio, Bytes(packet.begin() + frameHeaderSize, packet.end())};
   frames_.take(frame, now_);
-  frames_.take(ControlMessage(message::AudioConfig{{1e12, 2, Bytes(2)}}));
-  frames_.take(ControlMessage(message::AudioConfig{{48'000, 4'000'000, Bytes(2)}}));
+  frames_.take(ControlMessage(message::AudioConfig{{1e12, 2, Bytes(2)}}), 0);
+  frames_.take(ControlMessage(message::AudioConfig{{48'000, 4'000'000, Bytes(2)}}), 0);
   frames_.take(frame, now_);
   EXPECT_TRUE(listener_.record().sound.empty());
-  frames_.take(ControlMessage(message::AudioConfig{{48'000, 2, Bytes(2)}}));
+  frames_.take(ControlMessage(message::AudioConfig{{48'000, 2, Bytes(2)}}), 0);
   frames_.take(frame, now_);
   EXPECT_EQ(listener_.record().sound.size(), 2U);
   EXPECT_EQ(frames_.ignoredFrames(), 4U);

@@ -55,7 +55,7 @@ class RecordingListener final : public LinkListener {
   void onHost(const DeviceInfo& host) override {
     change([&](auto& record) { record.hosts.push_back(host); });
   }
-  void onMessage(const ControlMessage& message) override {
+  void onMessage(const ControlMessage& message, std::size_t) override {
     change([&](auto& record) { record.messages.push_back(message); });
   }
   void onStreamStarted(StreamKey stream, const StreamStarted& started) override {

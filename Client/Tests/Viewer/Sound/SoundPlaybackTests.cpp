@@ -86,9 +86,19 @@ TEST_F(SoundPlaybackTest, stopsAskingTheHostWhileMuted) {
 TEST_F(SoundPlaybackTest, asksForNothingWhenItIsMutedBeforeItStarts) {
   playback_.setMuted(true);
   playback_.start();
-  EXPECT_EQ(wanted_, "");
+  EXPECT_EQ(wanted_, "off ");
   playback_.setMuted(false);
-  EXPECT_EQ(wanted_, "on ");
+  EXPECT_EQ(wanted_, "off on ");
+}
+
+TEST_F(SoundPlaybackTest, isSubscribedAsWantedAfterAMuteDuringABreak) {
+  playback_.start();
+  playback_.stop();
+  playback_.setMuted(true);
+  EXPECT_EQ(wanted_, "on off ") << "the next connection does not subscribe";
+  playback_.start();
+  playback_.setMuted(false);
+  EXPECT_EQ(wanted_, "on off on ");
 }
 
 TEST_F(SoundPlaybackTest, staysMutedAcrossAReconnection) {

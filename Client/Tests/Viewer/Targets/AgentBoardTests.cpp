@@ -59,6 +59,19 @@ TEST(AgentBoard, notifiesOnceWhenAnAgentCallsAndOpensThatOne) {
   EXPECT_EQ(board.next(), idOf('1'));
 }
 
+TEST(AgentBoard, keepsABoundedNumberOfAgents) {
+  AgentBoard board;
+  UUID id{};
+  for (std::size_t number = 0; number <= AgentBoard::mostAgents; ++number) {
+    auto one = agent('1', "alpha");
+    id.bytes[0] = static_cast<std::uint8_t>(number);
+    id.bytes[1] = static_cast<std::uint8_t>(number >> 8U);
+    one.id = id;
+    board.take(AgentEvent(agentEvent::Updated{one}));
+  }
+  EXPECT_EQ(board.rows().size(), AgentBoard::mostAgents);
+}
+
 TEST(AgentBoard, opensNothingWhileNoneWaits) {
   AgentBoard board;
   EXPECT_FALSE(board.next());
