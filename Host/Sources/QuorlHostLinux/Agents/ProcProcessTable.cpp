@@ -77,7 +77,7 @@ class ProcessFolder {
 
 }  // namespace
 
-ProcProcessTable::ProcProcessTable(std::string root) : root_(std::move(root)) {}
+ProcProcessTable::ProcProcessTable(std::string root) : root_(std::move(root)), mount_(root_) {}
 
 std::vector<ProcessRow> ProcProcessTable::processes() {
   std::vector<ProcessRow> rows;
@@ -97,6 +97,8 @@ std::vector<ProcessRow> ProcProcessTable::processes() {
     ProcessRow row{.pid = *pid, .tty = "?", .startTime = stat->startTime};
     if (stat->terminal != 0) {
       row.tty = terminalName(stat->terminal);
+      // Never the name of a terminal of this system: an agent in a container would be taken for that one's.
+      if (mount_.isElsewhere(*pid, stat->terminal)) row.tty = "elsewhere/" + row.tty;
       if (const auto arguments = folder.read("cmdline")) row.command = ProcText::commandLine(*arguments);
       row.executablePath = folder.link("exe");
       // Processes that have ended and threads of the kernel have no command line. `ps` prints their names

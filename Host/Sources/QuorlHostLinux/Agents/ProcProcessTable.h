@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <QuorlHostCore/Ports/ProcessTable.h>
+#include <QuorlHostLinux/Agents/TerminalMount.h>
 
 namespace quorl {
 
@@ -43,6 +44,7 @@ class ProcProcessTable final : public ProcessTable {
   bool isSameProcess(const ProcessIdentity& process) const;
 
   const std::string root_;
+  const TerminalMount mount_;
   std::mutex lock_;
   std::map<std::uint32_t, std::string> deviceNames_;  // of terminals that no rule names
   std::vector<Glimpse> latest_;

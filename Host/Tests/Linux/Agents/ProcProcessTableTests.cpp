@@ -91,6 +91,36 @@ TEST(ProcProcessTable, showsARealChildOnARealTerminal) {
             (std::map<std::int32_t, std::string>{{child.pid(), folder.path()}}));
 }
 
+// Mounts need the right to make them.
+bool mayMount() {
+  return std::system("unshare --mount true 2>/dev/null") == 0;
+}
+
+TEST(ProcProcessTable, tellsATerminalOfAContainerFromTheOneOfTheSameNumberHere) {
+  if (!mayMount()) GTEST_SKIP() << "needs the right to mount";
+  ProcProcessTable table;
+  TerminalChild container({"/usr/bin/unshare", "--mount", "/bin/sh", "-c",
+                           "mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts && "
+                           "mount --bind /dev/pts/ptmx /dev/ptmx && "
+                           "exec script --quiet --command 'sleep 76543' /dev/null"});
+  std::optional<ProcessRow> row;
+  ASSERT_TRUE(eventually([&] {
+    for (auto& each : table.processes())
+      if (each.command == "sleep 76543") row = std::move(each);
+    return row.has_value();
+  }));
+  EXPECT_EQ(row->tty, "elsewhere/pts/0");
+}
+
+TEST(ProcProcessTable, knowsATerminalOfThisSystemInASandboxWithMountsOfItsOwn) {
+  if (!mayMount()) GTEST_SKIP() << "needs the right to mount";
+  ProcProcessTable table;
+  TerminalChild sandbox({"/usr/bin/unshare", "--mount", "/bin/sleep", "1000"});
+  const auto row = rowWhenRunning(table, sandbox.pid(), "/sleep");
+  ASSERT_TRUE(row);
+  EXPECT_EQ("/dev/" + row->tty, sandbox.tty());
+}
+
 TEST(ProcProcessTable, listsTheChildrenOnTerminalsByTheirParentsName) {
   ProcProcessTable table;
   EXPECT_THAT(table.childrenOf("Tests"), IsEmpty()) << "it reads nothing itself";
