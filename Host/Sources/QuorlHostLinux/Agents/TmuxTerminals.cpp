@@ -136,6 +136,9 @@ void TmuxTerminals::refresh(const Report& report) {
     for (auto& [tty, id] : TmuxText::parsePanes(output)) panes[tty] = {.socket = socket, .id = id};
   }
   const std::lock_guard lock(lock_);
+  // The panes of a server that does not answer still exist, but cannot be listed.
+  for (const auto& [tty, pane] : panes_)
+    if (rests_.holds(pane.socket)) panes.emplace(tty, pane);
   panes_ = std::move(panes);
 }
 

@@ -225,6 +225,21 @@ TEST_F(Tmux, skipsAServerThatDoesNotAnswerForAWhile) {
   ASSERT_EQ(kill(server, SIGCONT), 0);
 }
 
+TEST_F(Tmux, knowsThatThePanesOfASkippedServerCannotBeReadAndHaveNotGone) {
+  const std::string stuck = startPane("stuck", "sleep 1000");
+  const pid_t server = std::stoi(tmux("stuck", {"display-message", "-p", "#{pid}"}));
+  TmuxTerminals::Settings quick = settings();
+  quick.limit = 300ms;
+  quick.rest = 1h;
+  TmuxTerminals terminals(quick);
+  ASSERT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(stuck, iterm)));
+  ASSERT_EQ(kill(server, SIGSTOP), 0);
+  EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(stuck, iterm))) << "its call takes too long";
+  EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(stuck, iterm))) << "it is skipped";
+  EXPECT_EQ(terminals.readContents(stuck, iterm, report), std::nullopt);
+  ASSERT_EQ(kill(server, SIGCONT), 0);
+}
+
 TEST_F(Tmux, findsAdoptsReadsAndTypesIntoAScriptInAPane) {
   const std::string tty = startPane("default", "exec " + test::writeAskingAgent(folder));
   test::findAdoptAnswerAndEnd(tty, std::make_shared<TmuxTerminals>(settings()));
