@@ -190,6 +190,27 @@ TEST_F(FanOutTest, showsAClientOnASlowLinkTheLastLinesOnly) {
   EXPECT_TRUE(sink->taken.ends_with("line 19999\r\n"));
 }
 
+TEST_F(FanOutTest, setsTheModesThatTheLeftOutPartOfTheHistoryHasSet) {
+  const auto link = std::make_shared<std::atomic<double>>(200'000);
+  auto sink = std::make_shared<SlowSink>();
+  join(sink, std::make_shared<SinkBacklog>(link));
+  for (int i = 0; i < 20; ++i) print(std::string(65'536, 'x'));
+  screen.modes = bytesOf("\x1b[?25l");
+  screen.scrollback = bytesOf("\x1b[?25h\x1b[?2004h");
+  for (int line = 0; line < 20'000; ++line) {
+    const auto text = bytesOf("line " + std::to_string(line) + "\r\n");
+    screen.scrollback.insert(screen.scrollback.end(), text.begin(), text.end());
+  }
+  sink->takeAll();
+  sink->taken.clear();
+  scheduler.runReady();
+  sink->takeAll();
+  const auto modes = sink->taken.substr(0, sink->taken.find("line "));
+  EXPECT_NE(modes.find("\x1b[?2004h"), std::string::npos)
+      << "a paste of two lines would be sent line by line";
+  EXPECT_EQ(modes.find("\x1b[?25l"), std::string::npos) << "the cursor is shown again";
+}
+
 TEST_F(FanOutTest, bringsAClientThatHasDrainedBackToTheAlternateScreen) {
   auto sink = std::make_shared<SlowSink>();
   join(sink, std::make_shared<SinkBacklog>());

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <QuorlKit/Protocol/OutgoingFrame.h>
+#include <QuorlKit/Terminal/TerminalModes.h>
 #include <QuorlKit/Terminal/TerminalPreamble.h>
 
 namespace quorl {
@@ -68,9 +69,18 @@ void TerminalFanOut::present(Watcher& watcher, StreamOutputSink& sink) {
     add(view.modes.empty() ? viewOf(enterAlternateScreen) : ByteView(view.modes));
   } else if (view.isAlternateScreen) {
     watcher.modes = TerminalPreamble::with(Before::live, view.modes);
+  } else if (isCatchingUp) {
+    const ByteView history = view.scrollback;
+    const ByteView last = lastLines(history, watcher.backlog->drained());
+    // What is left out may have set modes.
+    TerminalModes modes;
+    modes.follow(view.modes);
+    modes.follow(history.first(history.size() - last.size()));
+    add(modes.setting());
+    add(last);
   } else {
-    add(isCatchingUp ? view.modes : TerminalPreamble::with(Before::history, view.modes));
-    add(isCatchingUp ? lastLines(view.scrollback, watcher.backlog->drained()) : ByteView(view.scrollback));
+    add(TerminalPreamble::with(Before::history, view.modes));
+    add(view.scrollback);
   }
   if (!bytes.empty()) send(watcher, sink, shareBytes(std::move(bytes)));
   if (view.isAlternateScreen) terminal_.repaint();
