@@ -245,6 +245,25 @@ TEST_F(AgentHandOverTest, anAdoptedTabStaysAdopted) {
   EXPECT_TRUE(externals().empty()) << "it would be listed twice";
 }
 
+TEST_F(AgentHandOverTest, whatIsOnItsWayToAnAdoptedTabIsTyped) {
+  const UUID id = adoptTab("the tab's screen");
+  tabs->typed.clear();
+  registry->handle(agentCommand::Prompt{id, "carry on"}, client);
+  registry->release();
+  ASSERT_EQ(tabs->typed.size(), 1U);
+  EXPECT_EQ(tabs->typed[0].text, "carry on");
+}
+
+TEST_F(AgentHandOverTest, anAdoptedProcessThatWasAskedToEndIsNotForgotten) {
+  const UUID id = adoptTab("the tab's screen");
+  ask(agentCommand::Kill{id});
+  ASSERT_EQ(processes->sent.size(), 1U);
+  EXPECT_EQ(processes->sent[0].first, ProcessSignal::interrupt);
+  handOver();
+  ASSERT_EQ(processes->sent.size(), 2U);
+  EXPECT_EQ(processes->sent[1].first, ProcessSignal::terminate);
+}
+
 TEST_F(AgentHandOverTest, noAgentStartsAfterTheRelease) {
   registry->release();
   ask(agentCommand::Spawn{{.displayName = "x", .command = "late", .workingDirectory = "~", .env = {}}});

@@ -93,7 +93,8 @@ AgentsSnapshot AgentSessions::release() {
     snapshot.spawned.push_back(
         {.session = spawned.session->release(), .kind = spawned.kind, .detail = spawned.detail});
   for (const auto& [id, adopted] : adopted_) {
-    const BridgedTerminalSession& session = *adopted.session;
+    BridgedTerminalSession& session = *adopted.session;
+    session.release();
     snapshot.adopted.push_back({.agent = {.id = session.id,
                                           .pid = session.pid,
                                           .command = session.command,

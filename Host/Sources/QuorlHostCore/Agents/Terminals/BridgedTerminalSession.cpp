@@ -93,6 +93,15 @@ void BridgedTerminalSession::watchTermination() {
   setProcessState(ProcessState::leftAlone);
 }
 
+void BridgedTerminalSession::release() {
+  queue_.sync([this] {
+    queue_.assertCurrent();
+    if (!terminationTimer_.isPending()) return;
+    terminationDeadline_ = queue_.now();
+    watchTermination();
+  });
+}
+
 void BridgedTerminalSession::checkProcess() {
   post([](BridgedTerminalSession& self) {
     self.queue_.assertCurrent();

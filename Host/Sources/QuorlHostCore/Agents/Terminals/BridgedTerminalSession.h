@@ -75,6 +75,10 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   void terminate();
   void typeText(std::string text, TextSubmission submission);
   void typeRaw(Bytes bytes);
+  /// Before another host takes over, which knows neither the text on its way nor that the process was asked
+  /// to end: waits until the text is typed, and sends the SIGTERM that is due later. *Blocking*: as a call of
+  /// the bridge.
+  void release();
   /// Checks whether the process still exists, watched or not.
   void checkProcess();
   /// Runs `work` on the session's queue, after everything that was requested before. `work` may block.
