@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <linux/input-event-codes.h>
 
+#include <algorithm>
+
+#include <QAction>
+#include <QGuiApplication>
+#include <QMenu>
 #include <QScreen>
 #include <QWindow>
 
@@ -28,6 +33,27 @@ TEST_F(WaylandScreenTest, fullScreenFillsTheOutputThatTheWindowIsOn) {
   window_->setFullScreen(false);
   EXPECT_TRUE(spinUntil([&] { return !window_->isFullScreen(); }));
   // An output without hardware cannot be removed. The next window opens on the first one.
+  sway().run("focus output HEADLESS-1");
+}
+
+TEST_F(WaylandScreenTest, fullScreenGoesToTheChosenOutput) {
+  if (QGuiApplication::screens().size() < 2) sway().run("create_output");
+  ASSERT_TRUE(spinUntil([&] { return QGuiApplication::screens().size() > 1; }));
+  const auto screens = QGuiApplication::screens();
+  const auto* here = window_->screen();
+  const auto other = std::ranges::find_if(screens, [&](const QScreen* screen) { return screen != here; });
+  ASSERT_NE(other, screens.end());
+  const auto name = (*other)->name();
+  auto* monitors = action("Full screen on")->menu();
+  emit qobject_cast<QMenu*>(monitors->parent())->aboutToShow();
+  for (auto* entry : monitors->actions())
+    if (entry->text().contains(name)) entry->trigger();
+  EXPECT_TRUE(spinUntil([&] {
+    return window_->isFullScreen() && window_->screen()->name() == name &&
+           window_->size() == window_->screen()->size();
+  })) << window_->screen()->name().toStdString();
+  window_->setFullScreen(false);
+  EXPECT_TRUE(spinUntil([&] { return !window_->isFullScreen(); }));
   sway().run("focus output HEADLESS-1");
 }
 
