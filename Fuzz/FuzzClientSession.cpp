@@ -92,7 +92,8 @@ class Viewer {
   void take(const Frame& frame) {
     if (frame.type != FrameType::control) return frames_.take(frame, now_);
     if (!HostFrames::isAcceptable(frame)) return frames_.ignore();
-    if (auto message = ControlCoder::decode(frame.payload)) frames_.take(std::move(*message), frame.payload.size());
+    if (auto message = ControlCoder::decode(frame.payload))
+      frames_.take(std::move(*message), frame.payload.size());
   }
   void perform(client::DatagramVideo::Actions actions) {
     for (auto& packet : actions.pictures) streams_.take(std::move(packet), now_);
