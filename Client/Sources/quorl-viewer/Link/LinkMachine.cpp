@@ -59,7 +59,9 @@ LinkMachine::Actions LinkMachine::connected(Clock::time_point now) {
 LinkMachine::Actions LinkMachine::failed(const ClientError& error, Clock::time_point now) {
   if (status_.state == State::stopped || status_.state == State::waiting) return {};
   const bool wasOpen = isOpen();
-  if (wasOpen && now - connectedAt_ >= stable) delay_ = firstDelay;
+  // A host that has answered is there. One that ends each connection at once is not asked every second.
+  if (wasOpen)
+    delay_ = now - connectedAt_ >= stable ? firstDelay : std::min<Clock::duration>(delay_, 2 * firstDelay);
   if (mayPass(error)) {
     auto actions = wait(error, now);
     actions.disconnects = wasOpen;

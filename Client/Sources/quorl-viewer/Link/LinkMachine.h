@@ -36,7 +36,7 @@ struct LinkStatus {
 /// The link counts as alive while any byte arrives. After a silence a heartbeat is sent; a heartbeat without
 /// an answer for `stallAfter` makes it `stalled`, and a silence of `giveUpAfter` ends the connection. Then it
 /// is made again after 1, 2, 4, 8, 16, 30, 30 ... seconds. A link that lasted `stable` starts again with 1,
-/// and so does a change of the network.
+/// and so does a change of the network; a shorter one starts again with 2.
 ///
 /// *Queue*: one at a time. *Ownership*: a value.
 class LinkMachine {

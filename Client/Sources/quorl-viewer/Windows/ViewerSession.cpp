@@ -95,8 +95,14 @@ std::shared_ptr<DecodeThread> ViewerSession::makeDecoder(StreamKey stream) {
   const auto notice = [this](const client::ClientError& error) {
     onGUI([this, error] { handlers_.notice(error); });
   };
+  // Once for all targets.
+  const auto fallback = [this](const client::ClientError& error) {
+    onGUI([this, error] {
+      if (fallbacks_.insert(error.what).second) handlers_.notice(error);
+    });
+  };
   return std::make_shared<DecodeThread>(
-      hasDecodeDevice() ? makeBestDecoder(notice) : makeSoftwareDecoder(),
+      hasDecodeDevice() ? makeBestDecoder(fallback) : makeSoftwareDecoder(),
       DecodeThread::Handlers{.pictureReady =
                                  [this, stream] {
                                    onGUI([this, stream] {

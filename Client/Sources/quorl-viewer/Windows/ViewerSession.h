@@ -5,6 +5,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
+#include <string>
 
 #include <QObject>
 #include <QTimer>
@@ -100,6 +102,7 @@ class ViewerSession {
   bool isWatching_ = false;
   bool isHidden_ = false;
   bool isMeasuring_ = false;
+  std::set<std::string> fallbacks_;  // from the device to software, as reported
   PictureTimes times_;
   LinkCounters counters_;
   std::shared_ptr<DecodeThread> decoder_;

@@ -131,6 +131,17 @@ TEST_F(LinkMachineTest, startsAgainWithOneSecondAfterAStableConnection) {
   EXPECT_EQ(machine_.status().retryAt - now_, 1s);
 }
 
+TEST_F(LinkMachineTest, startsAgainWithTwoSecondsAfterAShortConnection) {
+  connect();
+  for (int attempt = 0; attempt < 6; ++attempt) {
+    machine_.failed(broken, now_);
+    pass(30s);
+  }
+  machine_.connected(now_);
+  machine_.failed(broken, now_);
+  EXPECT_EQ(machine_.status().retryAt - now_, 2s);
+}
+
 TEST_F(LinkMachineTest, connectsAtOnceOnRequestWhileItWaits) {
   connect();
   machine_.failed(broken, now_);

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // `quorl_client watch`, the real viewer on a display of its own, and the real host on another one.
+#include <signal.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -168,6 +170,24 @@ TEST_F(WatchHost, throughSSHItAsksForThePassphraseAndThePINInWindows) {
   // The session is another login.
   answer("Question of ssh", passphrase, [&] { return isShown(orange); });
   EXPECT_TRUE(showsHost(orange)) << viewer->output();
+  press("q");
+  EXPECT_TRUE(hostHears(XKB_KEY_q));
+}
+
+TEST_F(WatchHost, throughSSHItIsBackAfterTheTunnelBreaks) {
+  if (!SSHServer::isInstalled()) GTEST_SKIP() << "needs the package openssh-server";
+  const SSHServer server(folder_.path());
+  const auto address = server.addressFor(port_);
+  const auto pairing = start({"pair", address, "--pin", pin});
+  ASSERT_EQ(pairing->waitForExit(patience), 0) << pairing->output();
+  const auto viewer = start({"watch", "--host", address, "--full-screen"});
+  ASSERT_TRUE(showsHost(orange)) << viewer->output();
+  const auto tunnels = server.tunnels();
+  ASSERT_EQ(tunnels.size(), 1U);
+  ASSERT_EQ(::kill(tunnels[0], SIGKILL), 0);
+  hostScreen_.fillRoot(screen, blue);
+  EXPECT_TRUE(showsHost(blue)) << viewer->output();
+  EXPECT_EQ(server.tunnels().size(), 1U);
   press("q");
   EXPECT_TRUE(hostHears(XKB_KEY_q));
 }

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <QuorlHostCore/Concurrency/PoolScheduler.h>
+#include <QuorlHostCore/Log/Log.h>
 #include <QuorlHostCore/Menu/Service/MenuService.h>
 #include <QuorlHostCore/Runtime/HostRuntime.h>
 #include <QuorlHostCore/Session/ConnectionServer.h>
@@ -15,7 +16,6 @@
 #include <Support/Eventually.h>
 #include <Support/FakeMenuSurface.h>
 #include <Support/FakePlatform.h>
-#include <Support/LogRecorder.h>
 
 namespace quorl::test {
 namespace {
@@ -46,6 +46,20 @@ class Gate {
   int waiting_ = 0;
 };
 
+/// Drops the log, which comes from several threads.
+class QuietLog {
+ public:
+  QuietLog() { Log::setSink(std::make_shared<Sink>()); }
+  ~QuietLog() { Log::setSink(nullptr); }
+  QuietLog(const QuietLog&) = delete;
+  QuietLog& operator=(const QuietLog&) = delete;
+
+ private:
+  struct Sink final : LogSink {
+    void write(LogLevel, std::string_view, std::string_view) override {}
+  };
+};
+
 /// Counts the snapshots, from any thread.
 class CountingSurface final : public FakeMenuSurface {
  public:
@@ -63,7 +77,7 @@ class CountingSurface final : public FakeMenuSurface {
 };
 
 TEST(SlowSource, doesNotHoldUpThePopover) {
-  LogRecorder log;
+  const QuietLog log;
   PoolScheduler pool;
   SimulatedScheduler unused;
   FakePlatform fakes(unused);
@@ -123,7 +137,7 @@ class HangingLoginSessions final : public FakeLoginSessions {
 };
 
 TEST(SlowSource, isNotShownAsAFactBeforeItHasAnswered) {
-  LogRecorder log;
+  const QuietLog log;
   PoolScheduler pool;
   SimulatedScheduler unused;
   FakePlatform fakes(unused);

@@ -3,11 +3,13 @@
 #include <QuorlHostPosix/PosixPseudoTerminals.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -128,14 +130,18 @@ TEST_F(ReleasedTerminalTest, aChildThatEndsMeanwhileIsReapedWithItsOutputAndStat
 }
 
 TEST_F(ReleasedTerminalTest, inputThatTheTerminalHasNotTakenIsTypedByTheNextOwner) {
+  const TemporaryFolder folder;
+  const std::string gate = folder.path() / "gate";
+  ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
   TerminalWatcher before(pool, *first,
-                         "stty raw -echo; echo ready; read go </dev/null; head -c 300000 | wc -c");
+                         "stty raw -echo; echo ready; read go <" + gate + "; head -c 300000 | wc -c");
   ASSERT_TRUE(before.waitForText("ready"));
   before.type(std::string(200'000, 'a'));
   const auto released = before.release();
   ASSERT_TRUE(released);
-  EXPECT_GT(released->unwritten.size(), 0u);
+  EXPECT_GT(released->unwritten.size(), 0u) << "the program does not read yet";
   TerminalWatcher after(pool, second, *released);
+  std::ofstream(gate) << "go\n";
   after.type(std::string(100'000, 'b'));
   EXPECT_TRUE(after.waitForText("300000")) << after.output();
 }
