@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ProcText::parseStat(text);
   if (!isValidUTF8(ProcText::commandLine(text))) std::abort();
   for (const auto& [tty, pane] : TmuxText::parsePanes(text))
-    if (!tty.starts_with("/dev/") || !pane.starts_with('%')) std::abort();
+    if (!tty.starts_with("/dev/") || !pane.id.starts_with('%') || pane.pid < 1) std::abort();
   if (!isValidUTF8(screenText(text, 8))) std::abort();
   if (const auto socket = KittyText::socketIn(text); socket && socket->size() < 2) std::abort();
   if (const auto reply = KittyText::parseReply(text); reply && !isValidUTF8(reply->data)) std::abort();

@@ -65,7 +65,7 @@ class WindowMonitorTest : public WindowTest {
   }
   bool fills(int x) {
     return spinUntil([&] {
-      return window_->isFullScreen() && window_->frameGeometry() == QRect(x, 0, 640, 900) &&
+      return window_->isFullScreen() && window_->geometry() == QRect(x, 0, 640, 900) &&
              viewOrigin().x() == x;
     });
   }
@@ -79,7 +79,7 @@ TEST_F(WindowMonitorTest, fullScreenGoesToTheMonitorThatIsChosen) {
   EXPECT_EQ(monitors()->actions().at(1)->text(), QString("right, 640\u00d7900"));
   for (const auto& [entry, x] : {std::pair{1, 640}, {0, 0}, {1, 640}}) {
     monitors()->actions().at(entry)->trigger();
-    EXPECT_TRUE(fills(x)) << window_->frameGeometry().x() << " instead of " << x;
+    EXPECT_TRUE(fills(x)) << window_->geometry().x() << " instead of " << x;
   }
   ASSERT_TRUE(hasPicture());
   pointAt(100, 50);

@@ -53,12 +53,6 @@ std::optional<ProcText::Stat> statOf(pid_t pid) {
   return ProcText::parseStat(processFile(pid, "stat", Owner::anybody));
 }
 
-/// The terminal device of a process; empty when it has none.
-std::string terminalOf(const std::optional<ProcText::Stat>& stat) {
-  const auto name = stat ? ProcText::terminalName(stat->terminal) : std::nullopt;
-  return name ? "/dev/" + *name : std::string();
-}
-
 bool descends(std::optional<ProcText::Stat> stat, pid_t ancestor) {
   for (int generation = 0; stat && generation < generationLimit; ++generation) {
     if (stat->parent == ancestor) return true;
@@ -139,7 +133,7 @@ KittyTerminals::Windows KittyTerminals::windowsOn(const std::string& socket, con
   if (!listed) return windows;
   for (const KittyText::Window& entry : *listed) {
     const std::optional<ProcText::Stat> stat = statOf(entry.pid);
-    std::string tty = terminalOf(stat);
+    std::string tty = mount_.terminalOf(entry.pid);
     if (tty.empty() || !descends(stat, asked.server)) continue;
     Window window{.socket = socket, .server = asked.server, .id = entry.id, .child = entry.pid};
     const auto before = known.find(tty);
@@ -184,7 +178,7 @@ std::optional<KittyTerminals::Window> KittyTerminals::windowOf(const std::string
     window = known->second;
   }
   // The list may be out of date: the device may belong to another window now.
-  if (terminalOf(statOf(window.child)) != tty) return std::nullopt;
+  if (mount_.terminalOf(window.child) != tty) return std::nullopt;
   return window;
 }
 

@@ -17,6 +17,7 @@
 #include <QuorlHostCore/Ports/TerminalScripting.h>
 #include <QuorlHostLinux/Agents/LocalExchange.h>
 #include <QuorlHostLinux/Agents/RestList.h>
+#include <QuorlHostLinux/Agents/TerminalMount.h>
 
 namespace quorl {
 
@@ -77,6 +78,7 @@ class KittyTerminals final : public TerminalScripting {
   void complain(const std::string& socket, std::string_view what, const Report& report);
 
   const Settings settings_;
+  const TerminalMount mount_{"/proc"};
   RestList rests_;
   std::mutex lock_;
   Windows windows_;

@@ -8,6 +8,9 @@
 
 #include <array>
 #include <fstream>
+#include <iterator>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
@@ -48,6 +51,15 @@ bool TerminalMount::isElsewhere(std::int32_t pid, std::uint32_t terminal) const 
   if (mounts.empty()) return isInOtherPIDNamespace(pid);
   // A sandbox without terminals of its own has those of this system open.
   return mounts != ownMounts_ && !isOpenHere(pid, terminal);
+}
+
+std::string TerminalMount::terminalOf(std::int32_t pid) const {
+  std::ifstream file(pathOf(pid, "stat"));
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  const auto stat = ProcText::parseStat(text);
+  const auto name = stat ? ProcText::terminalName(stat->terminal) : std::nullopt;
+  if (!name || isElsewhere(pid, stat->terminal)) return {};
+  return "/dev/" + *name;
 }
 
 bool TerminalMount::isOpenHere(std::int32_t pid, std::uint32_t terminal) const {

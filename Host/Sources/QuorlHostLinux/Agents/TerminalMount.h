@@ -18,6 +18,8 @@ class TerminalMount {
 
   /// Whether the terminal with this device number, on which a process runs, is in another mount.
   bool isElsewhere(std::int32_t pid, std::uint32_t terminal) const;
+  /// The device of the process's terminal, "/dev/pts/3". Empty if it has none here.
+  std::string terminalOf(std::int32_t pid) const;
 
  private:
   std::string pathOf(std::int32_t pid, const char* file) const;

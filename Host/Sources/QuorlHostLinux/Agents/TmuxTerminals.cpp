@@ -133,7 +133,9 @@ void TmuxTerminals::refresh(const Report& report) {
     std::string output;
     const std::vector<std::string> command{"list-panes", "-a", "-F", std::string(TmuxText::paneFormat)};
     if (ask(socket, command, output, report) != Answer::done) continue;
-    for (auto& [tty, id] : TmuxText::parsePanes(output)) panes[tty] = {.socket = socket, .id = id};
+    // A server in a container names its own terminals, and numbers its own processes.
+    for (auto& [tty, pane] : TmuxText::parsePanes(output))
+      if (mount_.terminalOf(pane.pid) == tty) panes[tty] = {.socket = socket, .id = std::move(pane.id)};
   }
   const std::lock_guard lock(lock_);
   // The panes of a server that does not answer still exist, but cannot be listed.

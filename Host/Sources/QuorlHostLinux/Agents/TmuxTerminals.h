@@ -10,6 +10,7 @@
 
 #include <QuorlHostCore/Ports/TerminalScripting.h>
 #include <QuorlHostLinux/Agents/RestList.h>
+#include <QuorlHostLinux/Agents/TerminalMount.h>
 
 namespace quorl {
 
@@ -57,6 +58,7 @@ class TmuxTerminals final : public TerminalScripting {
   Answer type(const Pane& pane, ByteView bytes, const Report& report);
 
   const Settings settings_;
+  const TerminalMount mount_{"/proc"};
   RestList rests_;
   std::mutex lock_;
   Panes panes_;

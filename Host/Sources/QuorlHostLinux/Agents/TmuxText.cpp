@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/Agents/TmuxText.h>
 
+#include <charconv>
+#include <utility>
+
 #include <fmt/format.h>
 
 namespace quorl::TmuxText {
 
-std::map<std::string, std::string> parsePanes(std::string_view output) {
-  std::map<std::string, std::string> panes;
+std::map<std::string, Pane> parsePanes(std::string_view output) {
+  std::map<std::string, Pane> panes;
   while (!output.empty()) {
     std::string_view line = output.substr(0, output.find('\n'));
     output.remove_prefix(std::min(line.size() + 1, output.size()));
@@ -14,8 +17,12 @@ std::map<std::string, std::string> parsePanes(std::string_view output) {
     line.remove_prefix(2);
     const std::size_t blank = line.find(' ');
     if (blank == std::string_view::npos) continue;
-    const std::string_view tty = line.substr(blank + 1);
-    if (tty.starts_with("/dev/")) panes.emplace(tty, line.substr(0, blank));
+    Pane pane{.id = std::string(line.substr(0, blank))};
+    line.remove_prefix(blank + 1);
+    const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), pane.pid);
+    if (error != std::errc{} || pane.pid < 1 || end == line.data() + line.size() || *end != ' ') continue;
+    const std::string_view tty(end + 1, line.data() + line.size());
+    if (tty.starts_with("/dev/")) panes.emplace(tty, std::move(pane));
   }
   return panes;
 }

@@ -36,8 +36,11 @@ using testing::Pair;
 constexpr TerminalKind iterm = TerminalKind::iterm;
 
 TEST(TmuxText, readsThePanesThatAreNotDead) {
-  EXPECT_THAT(TmuxText::parsePanes("0 %0 /dev/pts/1\n1 %1 /dev/pts/2\n0 %2 \n0 %3\nx\n0 %14 /dev/pts/9"),
-              ElementsAre(Pair("/dev/pts/1", "%0"), Pair("/dev/pts/9", "%14")));
+  EXPECT_THAT(
+      TmuxText::parsePanes("0 %0 71 /dev/pts/1\n1 %1 72 /dev/pts/2\n0 %2 \n0 %3 x /dev/pts/3\n0 %4 73\nx\n"
+                           "0 %5 -1 /dev/pts/5\n0 %14 74 /dev/pts/9"),
+      ElementsAre(Pair("/dev/pts/1", TmuxText::Pane{"%0", 71}),
+                  Pair("/dev/pts/9", TmuxText::Pane{"%14", 74})));
 }
 
 class Tmux : public testing::Test {
@@ -238,6 +241,20 @@ TEST_F(Tmux, knowsThatThePanesOfASkippedServerCannotBeReadAndHaveNotGone) {
   EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(stuck, iterm))) << "it is skipped";
   EXPECT_EQ(terminals.readContents(stuck, iterm, report), std::nullopt);
   ASSERT_EQ(kill(server, SIGCONT), 0);
+}
+
+TEST_F(Tmux, offersNoPaneOfAServerInAContainer) {
+  if (std::system("unshare --mount true 2>/dev/null") != 0) GTEST_SKIP() << "needs the right to mount";
+  const std::string ours = startPane("ours", "sleep 1000");
+  const std::string start =
+      "mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts && "
+      "mount --bind /dev/pts/ptmx /dev/ptmx && tmux -f /dev/null -S '" +
+      socket("theirs") + "' new-session -d 'sleep 1000'";
+  ASSERT_EQ(std::system(("unshare --mount sh -c \"" + start + "\"").c_str()), 0);
+  ASSERT_EQ(tmux("theirs", {"list-panes", "-a", "-F", "#{pane_tty}"}), "/dev/pts/0");
+  TmuxTerminals terminals(settings());
+  EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(ours, iterm)));
+  tmux("theirs", {"kill-server"});
 }
 
 TEST_F(Tmux, findsAdoptsReadsAndTypesIntoAScriptInAPane) {
