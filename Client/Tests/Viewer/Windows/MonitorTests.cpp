@@ -65,8 +65,7 @@ class WindowMonitorTest : public WindowTest {
   }
   bool fills(int x) {
     return spinUntil([&] {
-      return window_->isFullScreen() && window_->geometry() == QRect(x, 0, 640, 900) &&
-             viewOrigin().x() == x;
+      return window_->isFullScreen() && window_->geometry() == QRect(x, 0, 640, 900) && viewOrigin().x() == x;
     });
   }
 };

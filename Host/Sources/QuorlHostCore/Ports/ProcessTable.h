@@ -18,8 +18,8 @@ struct ProcessIdentity {
 
 struct ProcessRow {
   std::int32_t pid = 0;
-  // As `ps` prints it: "pts/3", "ttys004"; "?" or "??" without a terminal. A terminal of a container has a name
-  // that none of this system has.
+  // As `ps` prints it: "pts/3", "ttys004"; "?" or "??" without a terminal. A terminal of a container has a
+  // name that none of this system has.
   std::string tty;
   std::string command;         // the command line, its arguments joined by blanks
   std::string executablePath;  // empty when it cannot be read
