@@ -39,10 +39,10 @@ bool NetworkWatch::hasGained() {
       hasGained =
           holdsGain(reinterpret_cast<const nlmsghdr*>(buffer.data()), static_cast<std::size_t>(size)) ||
           hasGained;
+    } else if (size == 0 || (errno != ENOBUFS && errno != EINTR)) {
+      return hasGained;
     } else if (errno == ENOBUFS) {
       hasGained = true;  // notifications were lost
-    } else if (errno != EINTR) {
-      return hasGained;
     }
   }
 }

@@ -13,8 +13,7 @@ using Clock = JitterBuffer::Clock;
 
 constexpr milliseconds fadeTime{5};
 constexpr milliseconds idleAfter{1'000};
-// An output that holds enough until it asks again, and this, is not given silence yet. It asks every 5 to 10
-// ms.
+// An output asks every 5 to 10 ms. It gets no silence yet if it holds enough for that time and this.
 constexpr milliseconds outputReserve{2};
 constexpr milliseconds shortestTurn{5};
 constexpr milliseconds longestTurn{10};

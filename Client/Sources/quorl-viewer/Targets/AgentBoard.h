@@ -33,7 +33,7 @@ struct AgentNotice {
 /// *Queue*: pure; one thread at a time.
 class AgentBoard {
  public:
-  /// Of more agents a broken host speaks, and no list shows them.
+  /// Beyond what any host runs. Further agents are ignored.
   static constexpr std::size_t mostAgents = 4'096;
 
   void take(const std::vector<AgentDescriptor>& agents);

@@ -72,9 +72,11 @@ void LinkBridge::onSound(client::SoundEvent event) {
   tap_.take(event);
   const auto* packet = std::get_if<client::SoundPacket>(&event);
   const std::size_t size = packet != nullptr ? packet->data.size() : 0;
-  if (!sounds_.admit(size)) return;
-  onGUI([this, size, event = std::move(event)] {
-    sounds_.done(size);
+  // A configuration counts as a message: without it nothing is heard until the next one.
+  auto& backlog = packet != nullptr ? sounds_ : messages_;
+  if (!backlog.admit(size)) return;
+  onGUI([this, &backlog, size, event = std::move(event)] {
+    backlog.done(size);
     handlers_.sound(event);
   });
 }
