@@ -16,11 +16,17 @@ void RecordingTap::record(Stream stream, std::shared_ptr<StreamRecorder> recorde
   if (sound_) recorder_->take(client::SoundEvent(*sound_));
 }
 
+void RecordingTap::watch(Stream stream) {
+  const std::lock_guard lock(mutex_);
+  known_ = stream;
+  started_.reset();
+  config_.reset();
+}
+
 void RecordingTap::take(Stream stream, const client::VideoEvent& event) {
   const std::lock_guard lock(mutex_);
   if (const auto* started = std::get_if<StreamStarted>(&event)) {
-    if (std::exchange(known_, stream) != stream) config_.reset();
-    started_ = *started;
+    if (stream == known_) started_ = *started;
   } else if (const auto* config = std::get_if<client::DecoderConfig>(&event); config && stream == known_) {
     config_ = *config;
   }

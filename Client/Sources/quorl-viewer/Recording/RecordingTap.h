@@ -21,6 +21,9 @@ class RecordingTap {
   /// Null ends the recording of any stream.
   void record(Stream stream, std::shared_ptr<StreamRecorder> recorder);
 
+  /// The stream whose formats are remembered from now on. Before it starts.
+  void watch(Stream stream);
+
   void take(Stream stream, const client::VideoEvent& event);
   /// Copied only while it is recorded.
   void take(Stream stream, const client::EncodedPicture& picture);

@@ -30,6 +30,8 @@ void askThrough(const std::filesystem::path& program) {
 std::optional<SSHQuestion> askedBySSH(const char* argument) {
   using Kind = SSHQuestion::Kind;
   if (argument == nullptr || std::getenv(marker) == nullptr) return std::nullopt;
+  // A viewer that a viewer has started inherits the marker. No question of ssh begins like an option.
+  if (std::string_view(argument).starts_with("--")) return std::nullopt;
   const char* variable = std::getenv("SSH_ASKPASS_PROMPT");
   const std::string_view hint = variable != nullptr ? variable : "";
   SSHQuestion question{Kind::secret, argument};

@@ -156,7 +156,10 @@ void LinkOverlay::refresh() {
   fold_->setVisible(reason.has_value());
   details_->setVisible(reason.has_value() && fold_->isChecked());
   const bool isHeldUp = status_.state == State::waiting || status_.state == State::stalled;
-  now_->setVisible(isHeldUp || status_.state == State::stopped);
+  const bool offersNow = isHeldUp || status_.state == State::stopped;
+  // Else the focus would go on to "Cancel", and a blank that is typed would press it.
+  if (!offersNow && now_->hasFocus()) parentWidget()->setFocus();
+  now_->setVisible(offersNow);
   cancel_->setVisible(isHeldUp || status_.state == State::connecting);
   raise();
   moveFocus();

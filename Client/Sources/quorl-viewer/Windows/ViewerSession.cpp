@@ -120,6 +120,7 @@ void ViewerSession::watch(StreamTarget target, const StreamConfig& config, Point
   decoder_ = makeDecoder(stream_);
   if (isHidden_) decoder_->hide();
   bridge_.setDecoder(stream_, decoder_);
+  bridge_.tap().watch(stream_);
   times_ = {};
   post(linkCommand::StartStream{stream_, WantedStream{std::move(target), config, view, isHidden_}});
 }

@@ -130,6 +130,7 @@ TEST_F(StreamRecorderTest, joinsAStreamInTheMiddle) {
   constexpr RecordingTap::Stream watched = 7;
   constexpr RecordingTap::Stream other = 8;
   RecordingTap tap;
+  tap.watch(watched);
   const auto feed = [&](RecordingTap::Stream stream) {
     for (const auto& picture : clip.pictures)
       tap.take(stream, client::EncodedPicture{picture.isKeyframe, picture.ptsMicros, picture.data,
@@ -141,6 +142,8 @@ TEST_F(StreamRecorderTest, joinsAStreamInTheMiddle) {
   tap.take(watched, client::VideoEvent(started));
   tap.take(watched, client::VideoEvent(client::DecoderConfig{clip.config, VideoCodec::h264}));
   feed(watched);
+  // As a small picture of the list of windows.
+  tap.take(other, client::VideoEvent(started));
   auto recorder =
       std::make_shared<StreamRecorder>(path(), [this](const Result& result) { result_.set_value(result); });
   tap.record(watched, recorder);

@@ -29,6 +29,7 @@ TEST_F(SSHQuestions, areOnlyThoseOfAnSSHThatTheViewerHasStarted) {
   EXPECT_EQ(askedBySSH("ada@desk's password: "), std::nullopt);
   ::setenv("QUORL_VIEWER_ASKS", "1", 1);
   EXPECT_EQ(askedBySSH(nullptr), std::nullopt);
+  EXPECT_EQ(askedBySSH("--hosts"), std::nullopt) << "a viewer that this one has started";
   EXPECT_EQ(askedBySSH("ada@desk's password: "), (SSHQuestion{Kind::secret, "ada@desk's password: "}));
 }
 
