@@ -46,13 +46,23 @@ class FileActions {
   posix_spawn_file_actions_t value_{};
 };
 
+std::vector<std::string>& ownVariables() {
+  static std::vector<std::string> variables;
+  return variables;
+}
+
 // 0 or an errno. ssh stays in this process group, so that it may read the terminal and gets Ctrl-C.
 int spawn(const std::vector<std::string>& arguments, const FileActions& actions, pid_t& process) {
   std::vector<char*> words{const_cast<char*>("ssh")};
   for (const auto& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
   words.push_back(nullptr);
+  // Of two variables of a name, the first one counts.
+  std::vector<char*> environment;
+  for (const auto& variable : ownVariables()) environment.push_back(const_cast<char*>(variable.c_str()));
+  for (char** variable = environ; *variable != nullptr; ++variable) environment.push_back(*variable);
+  environment.push_back(nullptr);
   const SpawnAttributes attributes;
-  return ::posix_spawnp(&process, "ssh", actions.get(), attributes.get(), words.data(), environ);
+  return ::posix_spawnp(&process, "ssh", actions.get(), attributes.get(), words.data(), environment.data());
 }
 
 std::unexpected<ClientError> cannotStart(int error) {
@@ -101,6 +111,14 @@ Outcome<std::string> configurationOf(const HostAddress& address, Waiter& waiter,
 }
 
 }  // namespace
+
+void setSSHVariables(std::vector<std::string> variables) {
+  ownVariables() = std::move(variables);
+}
+
+const std::vector<std::string>& sshVariables() {
+  return ownVariables();
+}
 
 std::vector<std::string> sshTunnelArguments(const HostAddress& address, Questions questions,
                                             std::string_view configuration) {

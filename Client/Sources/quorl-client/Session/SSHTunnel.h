@@ -20,6 +20,11 @@ namespace quorl::client {
 std::vector<std::string> sshTunnelArguments(const HostAddress& address, Questions questions,
                                             std::string_view configuration);
 
+/// Variables ("NAME=value") that every ssh of this process gets from now on, before those of the environment,
+/// and no other program. *Queue*: before the first thread.
+void setSSHVariables(std::vector<std::string> variables);
+const std::vector<std::string>& sshVariables();
+
 /// A running "ssh -W": its standard input and output are one end of a socket pair, whose other end is the
 /// connection to the host. ssh asks its questions itself, on the terminal or with SSH_ASKPASS.
 ///

@@ -5,8 +5,11 @@
 
 #include <cstdlib>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <QuorlUnix/Descriptor.h>
+#include <quorl-client/Session/SSHTunnel.h>
 
 namespace quorl::viewer {
 namespace {
@@ -21,17 +24,15 @@ bool hasTerminal() {
 
 void askThrough(const std::filesystem::path& program) {
   if (std::getenv("SSH_ASKPASS") != nullptr || hasTerminal()) return;
-  ::setenv("SSH_ASKPASS", program.c_str(), 1);
+  std::vector<std::string> variables{"SSH_ASKPASS=" + program.string(), std::string(marker) + "=1"};
   // ssh asks only where it finds an X display, and this may be a Wayland desktop without one.
-  if (std::getenv("DISPLAY") == nullptr) ::setenv("SSH_ASKPASS_REQUIRE", "force", 1);
-  ::setenv(marker, "1", 1);
+  if (std::getenv("DISPLAY") == nullptr) variables.emplace_back("SSH_ASKPASS_REQUIRE=force");
+  client::setSSHVariables(std::move(variables));
 }
 
 std::optional<SSHQuestion> askedBySSH(const char* argument) {
   using Kind = SSHQuestion::Kind;
   if (argument == nullptr || std::getenv(marker) == nullptr) return std::nullopt;
-  // A viewer that a viewer has started inherits the marker. No question of ssh begins like an option.
-  if (std::string_view(argument).starts_with("--")) return std::nullopt;
   const char* variable = std::getenv("SSH_ASKPASS_PROMPT");
   const std::string_view hint = variable != nullptr ? variable : "";
   SSHQuestion question{Kind::secret, argument};

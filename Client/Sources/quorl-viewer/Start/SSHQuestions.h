@@ -25,7 +25,8 @@ struct SSHQuestion {
 };
 
 /// Makes every ssh that this process starts ask through `program`, unless a terminal or another program is
-/// there for it. Changes the environment, so before the first thread.
+/// there for it. Other programs that this process starts learn nothing of it. *Queue*: before the first
+/// thread.
 void askThrough(const std::filesystem::path& program);
 
 /// The question that this process was started to ask. `argument`: its first one, or null.

@@ -3,14 +3,10 @@
 #include <quorl-viewer/Link/NetworkWatch.h>
 
 #include <poll.h>
-#include <sched.h>
-
-#include <cstdlib>
-#include <functional>
-#include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
+
+#include <Support/OwnNetwork.h>
 
 #include "../../Support/FakeHost.h"
 #include "RecordingListener.h"
@@ -19,27 +15,14 @@ namespace quorl::viewer {
 namespace {
 
 using client::test::FakeHost;
+using quorl::test::inOwnNetwork;
+using quorl::test::ip;
 using test::LinkRecord;
 using test::RecordingListener;
 using State = LinkStatus::State;
 using namespace std::chrono_literals;
 
 const DeviceInfo device{"Test viewer", "Model", "1.0", *UUID::parse("00000000-0000-4000-8000-000000000002")};
-
-/// Runs `work` in a network namespace of its own, whose loopback is down. Returns false without the right to
-/// make one.
-bool inOwnNetwork(const std::function<void()>& work) {
-  bool mayRun = false;
-  std::thread([&] {
-    mayRun = ::unshare(CLONE_NEWNET) == 0;
-    if (mayRun) work();
-  }).join();
-  return mayRun;
-}
-
-void ip(const std::string& arguments) {
-  ASSERT_EQ(std::system(("ip " + arguments).c_str()), 0) << arguments;
-}
 
 bool isReadable(const NetworkWatch& watch) {
   pollfd event{watch.descriptor(), POLLIN, 0};

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <quorl-client/Session/SSHTunnel.h>
+
 namespace quorl::viewer {
 namespace {
 
@@ -17,6 +19,7 @@ class SSHQuestions : public testing::Test {
   static void clear() {
     for (const char* name : {"QUORL_VIEWER_ASKS", "SSH_ASKPASS", "SSH_ASKPASS_PROMPT", "SSH_ASKPASS_REQUIRE"})
       ::unsetenv(name);
+    client::setSSHVariables({});
   }
   static Kind kindOf(const char* text, const char* hint = "") {
     ::setenv("SSH_ASKPASS_PROMPT", hint, 1);
@@ -29,7 +32,6 @@ TEST_F(SSHQuestions, areOnlyThoseOfAnSSHThatTheViewerHasStarted) {
   EXPECT_EQ(askedBySSH("ada@desk's password: "), std::nullopt);
   ::setenv("QUORL_VIEWER_ASKS", "1", 1);
   EXPECT_EQ(askedBySSH(nullptr), std::nullopt);
-  EXPECT_EQ(askedBySSH("--hosts"), std::nullopt) << "a viewer that this one has started";
   EXPECT_EQ(askedBySSH("ada@desk's password: "), (SSHQuestion{Kind::secret, "ada@desk's password: "}));
 }
 
@@ -37,7 +39,13 @@ TEST_F(SSHQuestions, leaveAnotherProgramThatAsksAlone) {
   ::setenv("SSH_ASKPASS", "/usr/bin/another", 1);
   askThrough("/usr/bin/quorl_viewer");
   EXPECT_STREQ(std::getenv("SSH_ASKPASS"), "/usr/bin/another");
-  EXPECT_EQ(std::getenv("QUORL_VIEWER_ASKS"), nullptr);
+  EXPECT_TRUE(client::sshVariables().empty());
+}
+
+TEST_F(SSHQuestions, areNotForOtherProgramsThatTheViewerStarts) {
+  askThrough("/usr/bin/quorl_viewer");
+  for (const char* name : {"QUORL_VIEWER_ASKS", "SSH_ASKPASS", "SSH_ASKPASS_REQUIRE"})
+    EXPECT_EQ(std::getenv(name), nullptr) << name;
 }
 
 TEST_F(SSHQuestions, areAnsweredInTheirOwnWay) {

@@ -10,7 +10,8 @@ namespace quorl {
 /// from pts/0 (devpts, filesystems/devpts.rst), so the number that the kernel reports for a process does not
 /// name a terminal here if the process has another mount.
 ///
-/// *Queue*: a value; one thread at a time.
+/// *Queue*: any thread, also several at once; it does not change. *Blocking*: reads of the process file
+/// system.
 class TerminalMount {
  public:
   /// `root`: where the process file system is mounted.

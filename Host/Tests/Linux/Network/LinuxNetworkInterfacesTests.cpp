@@ -1,37 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostLinux/Network/LinuxNetworkInterfaces.h>
 
-#include <sched.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 #include <gtest/gtest.h>
 
 #include <QuorlHostLinux/Network/LinuxOverlayPlaces.h>
 #include <Support/Eventually.h>
+#include <Support/OwnNetwork.h>
 
 namespace quorl::test {
 namespace {
 
 using namespace std::chrono_literals;
-
-/// Runs `work` in a network namespace of its own. Returns false without the right to make one.
-bool inOwnNetwork(const std::function<void()>& work) {
-  bool mayRun = false;
-  std::thread([&] {
-    mayRun = unshare(CLONE_NEWNET) == 0;
-    if (mayRun) work();
-  }).join();
-  return mayRun;
-}
-
-void ip(const std::string& arguments) {
-  EXPECT_EQ(std::system(("ip " + arguments).c_str()), 0) << arguments;
-}
 
 TEST(LinuxNetworkInterfaces, haveTheAddressesOfConnectedInterfaces) {
   const bool mayRun = inOwnNetwork([] {
