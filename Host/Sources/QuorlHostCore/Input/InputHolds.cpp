@@ -17,15 +17,25 @@ bool InputHolds::end(InputSource source, std::uint64_t ticket) {
   return found->second.tickets.empty();
 }
 
-bool InputHolds::add(InputSource source, Action action) {
-  auto& actions = holds_.at(source).actions;
-  actions.push_back(std::move(action));
-  return actions.size() < maximumActions;
+bool InputHolds::add(InputSource source, Action action, bool isRelease) {
+  Hold& hold = holds_.at(source);
+  if (isRelease) hold.releases.push_back(hold.actions.size());
+  hold.actions.push_back(std::move(action));
+  return hold.actions.size() < maximumActions;
 }
 
 std::vector<InputHolds::Action> InputHolds::release(InputSource source) {
   auto hold = holds_.extract(source);
   return hold.empty() ? std::vector<Action>{} : std::move(hold.mapped().actions);
+}
+
+std::vector<InputHolds::Action> InputHolds::drop(InputSource source) {
+  auto hold = holds_.extract(source);
+  std::vector<Action> releases;
+  if (hold.empty()) return releases;
+  for (const std::size_t index : hold.mapped().releases)
+    releases.push_back(std::move(hold.mapped().actions[index]));
+  return releases;
 }
 
 }  // namespace quorl

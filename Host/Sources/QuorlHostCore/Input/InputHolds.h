@@ -30,14 +30,18 @@ class InputHolds {
 
   bool isHeld(InputSource source) const { return holds_.contains(source); }
   /// Adds to the input of a held client. False if that is too much: `release` is due.
-  bool add(InputSource source, Action action);
+  bool add(InputSource source, Action action, bool isRelease);
   /// Ends the hold and returns what has waited.
   std::vector<Action> release(InputSource source);
+  /// Ends the hold of a client that is gone and returns the releases of keys and buttons among what has
+  /// waited.
+  std::vector<Action> drop(InputSource source);
 
  private:
   struct Hold {
     std::set<std::uint64_t> tickets;
     std::vector<Action> actions;
+    std::vector<std::size_t> releases;  // indices into `actions`
   };
 
   std::map<InputSource, Hold> holds_;

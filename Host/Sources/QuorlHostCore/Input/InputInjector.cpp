@@ -62,6 +62,19 @@ std::uint64_t eventFlagsOf(WireModifiers modifiers) {
   return flags;
 }
 
+WaitingInput::Kind kindOf(PointerPhase phase) {
+  switch (phase) {
+    case PointerPhase::moved:
+    case PointerPhase::hover:
+      return WaitingInput::Kind::motion;
+    case PointerPhase::down:
+      return WaitingInput::Kind::pointing;
+    case PointerPhase::up:
+      return WaitingInput::Kind::buttonUp;
+  }
+  return WaitingInput::Kind::pointing;
+}
+
 std::int32_t saturated(double value) {
   if (!std::isfinite(value)) return 0;
   using Limits = std::numeric_limits<std::int32_t>;
@@ -101,10 +114,10 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   }
 
   /// Runs `action` now, or when the client's hold ends.
-  void unlessHeld(InputSource from, InputHolds::Action action) {
+  void unlessHeld(InputSource from, InputHolds::Action action, bool isRelease = false) {
     queue.assertCurrent();
     if (!holds_.isHeld(from)) return action();
-    if (!holds_.add(from, std::move(action))) releaseHold(from);
+    if (!holds_.add(from, std::move(action), isRelease)) releaseHold(from);
   }
 
   void pointer(PointerPhase phase, MouseEvent event) {
@@ -158,9 +171,11 @@ class InputInjector::State : public std::enable_shared_from_this<State> {
   void drop(InputSource from) {
     queue.assertCurrent();
     const bool hadPiece = waiting_.hasPiece();
-    holds_.release(from);
+    const auto waiting = waiting_.drop(from);
+    auto held = holds_.drop(from);
     holdLimits_.erase(from);
-    waiting_.drop(from);
+    for (const auto& release : waiting) release();
+    for (auto& release : held) release();
     // Other clients need not wait for the pause of a dropped text.
     if (hadPiece && !waiting_.hasPiece() && pause_.isPending()) {
       pause_.cancel();
@@ -266,9 +281,12 @@ InputInjector::~InputInjector() = default;
 template <class Event>
 void InputInjector::postInOrder(InputSource from, WaitingInput::Kind kind, Event event) {
   state_->queue.async([state = state_, from, kind, event] {
-    state->unlessHeld(from, [state = state.get(), from, kind, event] {
-      state->inOrder(from, kind, [state, event] { event(*state); });
-    });
+    state->unlessHeld(
+        from,
+        [state = state.get(), from, kind, event] {
+          state->inOrder(from, kind, [state, event] { event(*state); });
+        },
+        WaitingInput::isRelease(kind));
   });
 }
 
@@ -281,10 +299,7 @@ void InputInjector::pointer(PointerPhase phase, PointerButton button, PointXY at
   MouseEvent event{.location = at, .button = button, .flags = eventFlagsOf(modifiers)};
   if (clickCount != 0) event.clickState = clickCount;
   if (pressure > 0) event.pressure = pressure;
-  const auto kind = phase == PointerPhase::moved || phase == PointerPhase::hover
-                        ? WaitingInput::Kind::motion
-                        : WaitingInput::Kind::pointing;
-  postInOrder(from, kind, [phase, event](State& state) { state.pointer(phase, event); });
+  postInOrder(from, kindOf(phase), [phase, event](State& state) { state.pointer(phase, event); });
 }
 
 void InputInjector::scroll(PointXY at, float deltaX, float deltaY, bool precise, std::uint8_t momentumPhase,
@@ -310,7 +325,8 @@ void InputInjector::magnify(PointXY at, float magnification, std::uint8_t /*phas
 
 void InputInjector::key(std::uint16_t keyCode, bool down, WireModifiers modifiers, InputSource from) {
   const KeyboardEvent event{.keyCode = keyCode, .down = down, .flags = eventFlagsOf(modifiers)};
-  postInOrder(from, WaitingInput::Kind::key, [event](State& state) { state.post(event); });
+  const auto kind = down ? WaitingInput::Kind::key : WaitingInput::Kind::keyUp;
+  postInOrder(from, kind, [event](State& state) { state.post(event); });
 }
 
 // The sender's thread converts a long text, so that no other client waits for it.

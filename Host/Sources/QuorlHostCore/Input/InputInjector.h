@@ -61,7 +61,8 @@ class InputInjector {
   /// `maximumFarewell` UTF-16 code units wait, which are dropped. Holds `from` until then, so that no other
   /// client gets the same address.
   void finish(std::shared_ptr<const void> from);
-  /// Drops what waits for a client that is gone: its text and the events after it.
+  /// Drops what waits for a client that is gone: its text and the events after it. Releases of keys and
+  /// buttons are posted.
   void drop(InputSource from);
 
   /// What the client sends after this waits until the result and its copies are gone, in its order. At most

@@ -13,7 +13,7 @@ bool WaitingInput::holdBack(InputSource source, Kind kind, Post& post) {
   if (kind == Kind::motion && line.pointings == 0) return false;
   if (line.items.size() >= maximumItems) abandonTexts(line);
   line.items.emplace_back(Event{kind, std::move(post)});
-  if (kind == Kind::pointing) ++line.pointings;
+  if (isPointing(kind)) ++line.pointings;
   return true;
 }
 
@@ -39,10 +39,16 @@ std::size_t WaitingInput::waitingUnits(InputSource source) const {
   return found == lines_.end() ? 0 : found->second.units;
 }
 
-void WaitingInput::drop(InputSource source) {
-  if (lines_.erase(source) == 0) return;
+std::vector<WaitingInput::Post> WaitingInput::drop(InputSource source) {
+  auto dropped = lines_.extract(source);
+  if (dropped.empty()) return {};
   if (turns_.front() == source) hasPiece_ = false;
   std::erase(turns_, source);
+  std::vector<Post> releases;
+  for (auto& item : dropped.mapped().items)
+    if (auto* event = std::get_if<Event>(&item); event && isRelease(event->kind))
+      releases.push_back(std::move(event->post));
+  return releases;
 }
 
 std::optional<std::u16string> WaitingInput::nextPiece() {
@@ -83,7 +89,7 @@ std::vector<WaitingInput::Post> WaitingInput::takeEvents(Line& line) {
   while (!line.items.empty()) {
     auto* event = std::get_if<Event>(&line.items.front());
     if (!event) break;
-    if (event->kind == Kind::pointing) --line.pointings;
+    if (isPointing(event->kind)) --line.pointings;
     events.push_back(std::move(event->post));
     line.items.pop_front();
   }

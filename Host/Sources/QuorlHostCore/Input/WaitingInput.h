@@ -29,8 +29,10 @@ using InputSource = const void*;
 /// *Queue*: one thread at a time.
 class WaitingInput {
  public:
-  enum class Kind : std::uint8_t { motion, pointing, key };
+  enum class Kind : std::uint8_t { motion, pointing, buttonUp, key, keyUp };
   using Post = std::function<void()>;
+
+  static bool isRelease(Kind kind) { return kind == Kind::buttonUp || kind == Kind::keyUp; }
 
   /// Limits for one client: UTF-16 code units of text, and the number of texts and events. Further text is
   /// refused. A further event ends the texts that it waits for, because losing it could leave a key down.
@@ -46,8 +48,9 @@ class WaitingInput {
   /// UTF-16 code units of a client's text that wait.
   std::size_t waitingUnits(InputSource source) const;
 
-  /// Drops everything of a client, including the rest of the current piece.
-  void drop(InputSource source);
+  /// Drops everything of a client, including the rest of the current piece, and returns the releases that
+  /// waited, in order: without them a key or a button would stay down.
+  std::vector<Post> drop(InputSource source);
 
   /// True between `nextPiece` and `pieceTyped`, unless its client was dropped.
   bool hasPiece() const { return hasPiece_; }
@@ -72,6 +75,7 @@ class WaitingInput {
     std::size_t pointings = 0;
   };
 
+  static bool isPointing(Kind kind) { return kind == Kind::pointing || kind == Kind::buttonUp; }
   static void abandonTexts(Line& line);
   static std::vector<Post> takeEvents(Line& line);
 

@@ -126,6 +126,22 @@ TEST_F(InputHoldTest, dropsTheInputOfAClientThatIsGone) {
   EXPECT_THAT(posted(), IsEmpty());
 }
 
+TEST_F(InputHoldTest, releasesWhatAClientThatIsGoneHadReleased) {
+  press(5, &one_);
+  injector_->pointer(PointerPhase::down, PointerButton::left, {1, 2}, 1, 0, {}, &one_);
+  EXPECT_THAT(posted(), ElementsAre(5, -1));
+  auto hold = injector_->hold(&one_);
+  press(6, &one_);
+  injector_->key(5, false, {}, &one_);
+  injector_->pointer(PointerPhase::up, PointerButton::left, {1, 2}, 0, 0, {}, &one_);
+  scheduler_.runReady();
+  injector_->drop(&one_);
+  scheduler_.runReady();
+  EXPECT_THAT(poster_->posted,
+              ElementsAre(SyntheticEvent(KeyboardEvent{.keyCode = 5}),
+                          SyntheticEvent(MouseEvent{.type = MouseEventType::leftUp, .location = {1, 2}})));
+}
+
 TEST_F(InputHoldTest, typesTheTextOfAClientThatLeavesInOrder) {
   auto client = std::make_shared<int>();
   const std::weak_ptr<int> exists = client;

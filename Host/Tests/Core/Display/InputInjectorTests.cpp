@@ -291,6 +291,26 @@ TEST_F(SlowTypingTest, stopsTypingWhenTheSenderLeavesAndContinuesWithOthers) {
   EXPECT_TRUE(posted().empty());
 }
 
+TEST_F(SlowTypingTest, releasesTheKeysOfASenderThatLeavesWhileItsTextIsTyped) {
+  injector_->key(3, true, {}, ann_);
+  injector_->insertText(std::string(45, 'x'), ann_);
+  injector_->key(4, true, {}, ann_);
+  injector_->key(3, false, {}, ann_);
+  EXPECT_THAT(postedKinds(), ElementsAre(3, -1));
+  injector_->drop(ann_);
+  scheduler_.runReady();
+  EXPECT_THAT(posted(), ElementsAre(SyntheticEvent(KeyboardEvent{.keyCode = 3})));
+}
+
+TEST_F(SlowTypingTest, releasesTheKeysOfASenderThatLeavesInOrderWithTooMuchText) {
+  auto client = std::make_shared<int>();
+  injector_->key(3, true, {}, client.get());
+  injector_->insertText(std::string(InputInjector::maximumFarewell + 100, 'x'), client.get());
+  injector_->key(3, false, {}, client.get());
+  injector_->finish(std::exchange(client, nullptr));
+  EXPECT_THAT(postedKinds(), ElementsAre(3, -1, 3));
+}
+
 TEST_F(SlowTypingTest, announcesWhatFollowsInTheText) {
   injector_->insertText("abcdefghijklmnopqrstuvw", ann_);
   scheduler_.runReady();

@@ -97,6 +97,19 @@ TEST_F(WaitingInputTest, forgetsEverythingOfAClientThatLeaves) {
   waiting_.drop(ann_);
 }
 
+TEST_F(WaitingInputTest, returnsTheReleasesOfAClientThatLeaves) {
+  add(ann_, "ab");
+  EXPECT_TRUE(waits(ann_, Kind::key, 1));
+  EXPECT_TRUE(waits(ann_, Kind::keyUp, 2));
+  add(ann_, "c");
+  EXPECT_TRUE(waits(ann_, Kind::pointing, 3));
+  EXPECT_TRUE(waits(ann_, Kind::buttonUp, 4));
+  EXPECT_TRUE(waits(ann_, Kind::motion, 5));
+  for (const auto& release : waiting_.drop(ann_)) release();
+  EXPECT_THAT(posted_, ElementsAre(2, 4));
+  EXPECT_TRUE(waiting_.isEmpty());
+}
+
 TEST_F(WaitingInputTest, keepsThePieceOfOneWhenAnotherLeaves) {
   add(ann_, "a");
   add(bob_, "b");
