@@ -40,7 +40,12 @@ inputEvent::Pointer PointerMachine::eventAt(Viewport::Place place, PointerPhase 
   return event;
 }
 
+PointerMachine::Events PointerMachine::stay(WireModifiers modifiers) {
+  return position_ ? move(*position_, modifiers) : Events{};
+}
+
 PointerMachine::Events PointerMachine::move(PointXY position, WireModifiers modifiers) {
+  position_ = position;
   const auto place = held_.empty() ? viewport_.placeAt(position) : viewport_.nearestPlace(position);
   if (!place || place == place_) return {};
   place_ = place;

@@ -62,6 +62,8 @@ class PointerMachine {
   void setStream(std::uint32_t streamID);
 
   Events move(PointXY position, WireModifiers modifiers);
+  /// The picture has moved under a pointer that rests.
+  Events stay(WireModifiers modifiers);
   Events press(PointerButton button, PointXY position, WireModifiers modifiers, Time now);
   Events release(PointerButton button, PointXY position, WireModifiers modifiers);
   Events wheel(const WheelInput& wheel, WireModifiers modifiers);
@@ -88,6 +90,7 @@ class PointerMachine {
   std::uint32_t streamID_ = 0;
   std::vector<PointerButton> held_;       // in the order of their presses
   std::optional<Viewport::Place> place_;  // sent last
+  std::optional<PointXY> position_;       // of the last motion
   std::optional<LastPress> lastPress_;
   bool hadMomentum_ = false;
   ScrollAccumulator horizontal_;

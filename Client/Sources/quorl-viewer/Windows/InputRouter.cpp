@@ -25,11 +25,15 @@ struct CommandKey {
   std::uint16_t scanCode;
   WindowCommand command;
 };
-constexpr std::array commandKeys{CommandKey{33, WindowCommand::fullScreen},   // F
-                                 CommandKey{50, WindowCommand::controls},     // M
-                                 CommandKey{20, WindowCommand::targets},      // T
-                                 CommandKey{30, WindowCommand::nextAgent},    // A
-                                 CommandKey{31, WindowCommand::statistics}};  // S
+constexpr std::array commandKeys{CommandKey{33, WindowCommand::fullScreen},  // F
+                                 CommandKey{50, WindowCommand::controls},    // M
+                                 CommandKey{20, WindowCommand::targets},     // T
+                                 CommandKey{30, WindowCommand::nextAgent},   // A
+                                 CommandKey{31, WindowCommand::statistics},  // S
+                                 CommandKey{105, WindowCommand::showLeft},   // the arrows
+                                 CommandKey{106, WindowCommand::showRight},
+                                 CommandKey{103, WindowCommand::showTop},
+                                 CommandKey{108, WindowCommand::showBottom}};
 
 PointerMachine::Clicks clicksOfDesktop() {
   const auto* hints = QGuiApplication::styleHints();

@@ -19,7 +19,17 @@
 namespace quorl::viewer {
 
 /// The window's own keys: Ctrl+Alt+Shift and another.
-enum class WindowCommand : std::uint8_t { fullScreen, controls, targets, nextAgent, statistics };
+enum class WindowCommand : std::uint8_t {
+  fullScreen,
+  controls,
+  targets,
+  nextAgent,
+  statistics,
+  showLeft,
+  showRight,
+  showTop,
+  showBottom,
+};
 
 /// Takes the events of the view through the machines that decide, and carries out what they say.
 ///
@@ -47,6 +57,8 @@ class InputRouter {
   bool handle(QEvent& event);
 
   void setViewport(const Viewport& viewport) { pointer_.setViewport(viewport); }
+  /// The picture has moved under the pointer.
+  void pictureMoved() { perform(pointer_.stay(keyboard_.modifiers())); }
   void setStream(std::uint32_t stream) { pointer_.setStream(stream); }
   void setMode(KeyboardMode mode);
   KeyboardMode mode() const { return keyboard_.mode(); }

@@ -101,10 +101,11 @@ void PictureView::setDimmed(bool isDimmed) {
   if (std::exchange(isDimmed_, isDimmed) != isDimmed) update();
 }
 
-void PictureView::pan(int dx, int dy) {
-  if (!viewport_.pan(dx, dy)) return;
+bool PictureView::pan(int dx, int dy) {
+  if (!viewport_.pan(dx, dy)) return false;
   update();
   handlers_.layoutChanged();
+  return true;
 }
 
 PixelSize PictureView::deviceSize() const {

@@ -38,8 +38,9 @@ class PictureView : public QWidget {
   void clear();
   void setScale(ScaleMode mode, double factor);
   void setDimmed(bool isDimmed);
-  /// Moves what is seen of a picture that is larger than the view, by device pixels.
-  void pan(int dx, int dy);
+  /// Moves what is seen of a picture that is larger than the view, by device pixels, as far as it goes. True
+  /// if it moved.
+  bool pan(int dx, int dy);
 
   const Viewport& viewport() const { return viewport_; }
   /// In points, for the host.

@@ -302,6 +302,14 @@ void ViewerWindow::perform(WindowCommand command) {
       return openTerminal(agents_.next());
     case WindowCommand::statistics:
       return setStatisticsShown(!controls_->isStatisticsShown());
+    case WindowCommand::showLeft:
+      return pan_->showSide(-1, 0);
+    case WindowCommand::showRight:
+      return pan_->showSide(1, 0);
+    case WindowCommand::showTop:
+      return pan_->showSide(0, -1);
+    case WindowCommand::showBottom:
+      return pan_->showSide(0, 1);
   }
 }
 

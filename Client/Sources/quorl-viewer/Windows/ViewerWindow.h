@@ -21,6 +21,7 @@
 #include <quorl-viewer/Windows/HostIcons.h>
 #include <quorl-viewer/Windows/InputRouter.h>
 #include <quorl-viewer/Windows/LinkOverlay.h>
+#include <quorl-viewer/Windows/PicturePan.h>
 #include <quorl-viewer/Windows/PictureView.h>
 #include <quorl-viewer/Windows/SettingsKeeper.h>
 #include <quorl-viewer/Windows/StatisticsPanel.h>
@@ -121,6 +122,7 @@ class ViewerWindow : public QMainWindow {
   QTimer iconTimer_;
   QTimer stateTimer_;
   std::unique_ptr<EdgeControls> edge_;
+  std::unique_ptr<PicturePan> pan_;
   std::unique_ptr<KeyboardHold> keyboard_;
   std::unique_ptr<InputRouter> input_;
   std::unique_ptr<FocusWatch> focus_;

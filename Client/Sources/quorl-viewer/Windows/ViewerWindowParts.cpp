@@ -37,6 +37,7 @@ void ViewerWindow::makeView() {
                                  if (session_) session_->setHidden(!isVisible);
                                }});
   setCentralWidget(view_);
+  pan_ = std::make_unique<PicturePan>(*view_, [this] { input_->pictureMoved(); });
   notice_ = new Banner(Banner::Place::top, view_);
   chord_ = new Banner(Banner::Place::top, view_);
   statistics_ = new StatisticsPanel(
@@ -168,6 +169,10 @@ void ViewerWindow::makeShortcuts() {
   add(Qt::Key_T, WindowCommand::targets);
   add(Qt::Key_A, WindowCommand::nextAgent);
   add(Qt::Key_S, WindowCommand::statistics);
+  add(Qt::Key_Left, WindowCommand::showLeft);
+  add(Qt::Key_Right, WindowCommand::showRight);
+  add(Qt::Key_Up, WindowCommand::showTop);
+  add(Qt::Key_Down, WindowCommand::showBottom);
 }
 
 }  // namespace quorl::viewer

@@ -53,6 +53,20 @@ TEST_F(PointerMachineTest, hoversOverThePictureAndNotInTheLetterbox) {
   EXPECT_THAT(machine.release(PointerButton::left, {100, 100}, {}), IsEmpty());
 }
 
+TEST_F(PointerMachineTest, followsAPictureThatMovesUnderThePointer) {
+  EXPECT_THAT(machine.stay({}), IsEmpty()) << "no position is known yet";
+  Viewport viewport({.picture = {400, 400}, .view = {200, 200}, .mode = ScaleMode::exact});
+  machine.setViewport(viewport);
+  const auto before = pointer(machine.move({100, 100}, {}));
+  EXPECT_THAT(machine.stay({}), IsEmpty());
+  ASSERT_TRUE(viewport.pan(-40, 0));
+  machine.setViewport(viewport);
+  const auto after = pointer(machine.stay({}));
+  EXPECT_EQ(after.phase, PointerPhase::hover);
+  EXPECT_FLOAT_EQ(after.x, before.x + 40.F / 400);
+  EXPECT_FLOAT_EQ(after.y, before.y);
+}
+
 TEST_F(PointerMachineTest, continuesADragOutsideThePictureAtItsEdge) {
   machine.press(PointerButton::right, {100, 100}, {}, now);
   EXPECT_TRUE(machine.isDragging());

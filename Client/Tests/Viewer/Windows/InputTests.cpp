@@ -56,7 +56,7 @@ class WindowInputTest : public WindowTest {
     const auto remoteY = [&](double share) {
       return std::floor((visible.y - target.y + share * visible.height) * picture.height / target.height);
     };
-    for (const auto& [shareX, shareY] : {std::pair{0.02, 0.02}, {0.5, 0.31}, {0.97, 0.97}}) {
+    for (const auto& [shareX, shareY] : {std::pair{0.07, 0.07}, {0.5, 0.31}, {0.93, 0.93}}) {
       const double x = remoteX(shareX);
       const double y = remoteY(shareY);
       const auto before = presses();
@@ -123,6 +123,58 @@ TEST_F(WindowInputTest, clicksLandWhereTheyAreSeenAtEachScale) {
 TEST_F(WindowInputTest, clicksLandWhereTheyAreSeenInAPictureLargerThanTheWindow) {
   window_->view().setScale(ScaleMode::fixed, 4);
   expectExactClicks();
+}
+
+TEST_F(WindowInputTest, thePointerAtAnEdgeMovesALargerPictureToItsEnd) {
+  auto& view = window_->view();
+  view.setScale(ScaleMode::fixed, 4);
+  const auto target = [&] { return view.viewport().target(); };
+  const auto size = view.viewport().layout().view;
+  ASSERT_GT(target().width, size.width);
+  ASSERT_LT(target().x, 0);
+  const QPoint middle = viewOrigin() + QPoint(size.width, size.height) / 2;
+  const auto moveTo = [&](QPoint by) {
+    act({"mousemove", std::to_string(middle.x() + by.x()), std::to_string(middle.y() + by.y())});
+  };
+  moveTo({});
+  moveTo({size.width / 2 - 3, 0});
+  EXPECT_TRUE(spinUntil([&] { return target().maxX() == size.width; })) << target().x;
+  act({"click", "1"});
+  ASSERT_TRUE(spinUntil([&] { return presses() == 1 && heldAt(*host_) == 0; }));
+  EXPECT_NEAR(lastPress()->x, 1, 0.01) << "the host's pointer has gone along";
+  moveTo({0, 3 - size.height / 2});
+  EXPECT_TRUE(spinUntil([&] { return target().y == 0; })) << target().y;
+  EXPECT_EQ(target().maxX(), size.width);
+}
+
+TEST_F(WindowInputTest, aDragBeyondTheWindowMovesALargerPicture) {
+  auto& view = window_->view();
+  view.setScale(ScaleMode::fixed, 4);
+  const auto size = view.viewport().layout().view;
+  const QPoint middle = viewOrigin() + QPoint(size.width, size.height) / 2;
+  act({"mousemove", std::to_string(middle.x()), std::to_string(middle.y()), "mousedown", "1"});
+  ASSERT_TRUE(spinUntil([&] { return heldAt(*host_) == 1; }));
+  act({"mousemove", "0", std::to_string(middle.y())});
+  EXPECT_TRUE(spinUntil([&] {
+    const auto pointer = lastPointer();
+    return view.viewport().target().x == 0 && pointer && pointer->x < 0.01F;
+  }));
+  act({"mouseup", "1"});
+  EXPECT_TRUE(spinUntil([&] { return heldAt(*host_) == 0; }));
+}
+
+TEST_F(WindowInputTest, keysMoveALargerPicture) {
+  auto& view = window_->view();
+  view.setScale(ScaleMode::fixed, 4);
+  const auto target = [&] { return view.viewport().target(); };
+  const auto size = view.viewport().layout().view;
+  act({"key", "ctrl+alt+shift+Right", "key", "ctrl+alt+shift+Down"});
+  EXPECT_TRUE(spinUntil([&] { return target().maxX() == size.width && target().maxY() == size.height; }))
+      << target().x << " " << target().y;
+  act({"key", "ctrl+alt+shift+Left", "key", "ctrl+alt+shift+Left"});
+  EXPECT_TRUE(spinUntil([&] { return target().x == 0; })) << target().x;
+  EXPECT_EQ(target().maxY(), size.height);
+  EXPECT_TRUE(spinUntil([&] { return heldAt(*host_) == 0; }));
 }
 
 TEST_F(WindowInputTest, aDragContinuesOutsideTheWindow) {
