@@ -47,11 +47,6 @@ void LinkBridge::onMessage(const ControlMessage& message, std::size_t encodedSiz
 
 void LinkBridge::onStreamStarted(StreamKey stream, const StreamStarted& started) {
   tap_.take(stream, client::VideoEvent(started));
-  if (!messages_.admit(sizeof started)) return;
-  onGUI([this, stream, started] {
-    messages_.done(sizeof started);
-    handlers_.streamStarted(stream, started);
-  });
 }
 
 void LinkBridge::onStreamFailed(StreamKey stream, const client::ClientError& error) {

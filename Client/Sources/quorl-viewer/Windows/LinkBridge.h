@@ -24,7 +24,6 @@ class LinkBridge final : public LinkListener {
     std::function<void(const LinkStatus&)> status;
     std::function<void(const DeviceInfo&)> host;
     std::function<void(const ControlMessage&)> message;
-    std::function<void(StreamKey, const StreamStarted&)> streamStarted;
     std::function<void(StreamKey, const client::ClientError&)> streamFailed;
     std::function<void(const client::SoundEvent&)> sound;
     std::function<void(Clock::duration, const LinkCounters&)> roundTrip;

@@ -47,7 +47,6 @@ LinkOverlay::LinkOverlay(const QString& host, const QString& address, Handlers h
       cancel_(new QPushButton(QStringLiteral("Cancel"))) {
   setStyleSheet(QStringLiteral("QLabel { color: white; } QToolButton { color: #cccccc; border: none; }"));
   setAccessibleName(QStringLiteral("State of the connection"));
-  now_->setAccessibleName(QStringLiteral("Connect now"));
   cancel_->setAccessibleName(QStringLiteral("Stop connecting"));
   fold_->setText(QStringLiteral("Details"));
   fold_->setCheckable(true);
@@ -58,7 +57,9 @@ LinkOverlay::LinkOverlay(const QString& host, const QString& address, Handlers h
     details_->setVisible(isOpen);
   });
   details_->hide();
-  QObject::connect(now_, &QPushButton::clicked, this, handlers.reconnectNow);
+  QObject::connect(now_, &QPushButton::clicked, this, [this, handlers] {
+    status_.state == State::connected ? handlers.retryNow() : handlers.reconnectNow();
+  });
   QObject::connect(cancel_, &QPushButton::clicked, this, handlers.cancel);
 
   auto* buttons = new QHBoxLayout;
@@ -88,9 +89,21 @@ void LinkOverlay::show(const LinkStatus& status) {
   refresh();
 }
 
-void LinkOverlay::showStreamError(const std::optional<client::ClientError>& error) {
+void LinkOverlay::showStreamError(const client::ClientError& error,
+                                  std::optional<Clock::time_point> retryAt) {
   streamError_ = error;
+  streamRetryAt_ = retryAt;
   refresh();
+}
+
+void LinkOverlay::showStreamAttempt() {
+  streamRetryAt_.reset();
+  refresh();
+}
+
+void LinkOverlay::clearStreamError() {
+  streamRetryAt_.reset();
+  if (std::exchange(streamError_, std::nullopt)) refresh();
 }
 
 void LinkOverlay::showWaiting(const std::optional<std::string>& title) {
@@ -118,11 +131,16 @@ QString LinkOverlay::headline(Clock::time_point now) const {
                    : QString();
 }
 
+// It goes on by itself at a time that is shown.
+bool LinkOverlay::isHeldUp() const {
+  if (status_.state == State::connected) return streamRetryAt_.has_value();
+  return status_.state == State::waiting || status_.state == State::stalled;
+}
+
 void LinkOverlay::refresh() {
   const auto now = Clock::now();
   const bool isShown = status_.state != State::connected || streamError_ || waitsFor_;
-  const bool counts = status_.state == State::stalled || status_.state == State::waiting;
-  if (counts && isShown)
+  if (isHeldUp() && isShown)
     everySecond_.start();
   else
     everySecond_.stop();
@@ -136,8 +154,11 @@ void LinkOverlay::refresh() {
   title_->setText(headline(now));
   const auto& reason = status_.state == State::connected ? streamError_ : status_.reason;
   QString second;
-  if (status_.state == State::waiting)
-    second = QStringLiteral("Next attempt in %1 s").arg(std::max(0L, secondsSince(now, status_.retryAt) + 1));
+  const auto retryAt = status_.state == State::waiting     ? std::optional(status_.retryAt)
+                       : status_.state == State::connected ? streamRetryAt_
+                                                           : std::nullopt;
+  if (retryAt)
+    second = QStringLiteral("Next attempt in %1 s").arg(std::max(0L, secondsSince(now, *retryAt) + 1));
   const auto add = [&second](const std::string& text) {
     if (text.empty()) return;
     QString line = plain(text);
@@ -155,21 +176,21 @@ void LinkOverlay::refresh() {
                         .arg(address_, QString::number(secondsSince(status_.since, now))));
   fold_->setVisible(reason.has_value());
   details_->setVisible(reason.has_value() && fold_->isChecked());
-  const bool isHeldUp = status_.state == State::waiting || status_.state == State::stalled;
-  const bool offersNow = isHeldUp || status_.state == State::stopped;
+  const bool isConnected = status_.state == State::connected;
+  const bool offersNow = isHeldUp() || status_.state == State::stopped;
   // Else the focus would go on to "Cancel", and a blank that is typed would press it.
   if (!offersNow && now_->hasFocus()) parentWidget()->setFocus();
+  now_->setAccessibleName(isConnected ? QStringLiteral("Try again now") : QStringLiteral("Connect now"));
   now_->setVisible(offersNow);
-  cancel_->setVisible(isHeldUp || status_.state == State::connecting);
+  cancel_->setVisible(!isConnected && (isHeldUp() || status_.state == State::connecting));
   raise();
   moveFocus();
 }
 
-// The picture keeps Tab for the host, so the buttons take the focus while there is no connection. A short
-// stall leaves it to the person who types.
+// The picture keeps Tab for the host, so the buttons take the focus while there is no connection or picture.
+// A short stall leaves it to the person who types.
 void LinkOverlay::moveFocus() {
-  const bool mayStillAnswer = status_.state == State::connected || status_.state == State::stalled;
-  if (!mayStillAnswer && !now_->isHidden() && parentWidget()->hasFocus()) now_->setFocus();
+  if (status_.state != State::stalled && !now_->isHidden() && parentWidget()->hasFocus()) now_->setFocus();
 }
 
 void LinkOverlay::paintEvent(QPaintEvent*) {

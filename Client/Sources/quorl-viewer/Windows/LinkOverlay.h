@@ -21,6 +21,8 @@ class LinkOverlay : public QWidget {
  public:
   struct Handlers {
     std::function<void()> reconnectNow;
+    /// Of the target that cannot be watched.
+    std::function<void()> retryNow;
     std::function<void()> cancel;
   };
 
@@ -28,8 +30,12 @@ class LinkOverlay : public QWidget {
 
   /// Hides itself while the link is connected.
   void show(const LinkStatus& status);
-  /// A target that cannot be watched, while the link is there. Nothing: it can.
-  void showStreamError(const std::optional<client::ClientError>& error);
+  /// A target that cannot be watched, while the link is there, and when it is tried again, if it is.
+  void showStreamError(const client::ClientError& error, std::optional<Clock::time_point> retryAt);
+  /// It is tried now.
+  void showStreamAttempt();
+  /// The target can be watched.
+  void clearStreamError();
   /// A window that the host does not have yet, by its title. Nothing: none is waited for.
   void showWaiting(const std::optional<std::string>& title);
 
@@ -40,12 +46,14 @@ class LinkOverlay : public QWidget {
  private:
   void refresh();
   void moveFocus();
+  bool isHeldUp() const;
   QString headline(Clock::time_point now) const;
 
   const QString host_;
   const QString address_;
   LinkStatus status_;
   std::optional<client::ClientError> streamError_;
+  std::optional<Clock::time_point> streamRetryAt_;
   std::optional<std::string> waitsFor_;
   QTimer everySecond_;
   QLabel* title_;

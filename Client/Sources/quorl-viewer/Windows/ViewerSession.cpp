@@ -69,10 +69,6 @@ LinkBridge::Handlers ViewerSession::linkHandlers() {
               },
           .host = [this](const DeviceInfo& host) { handlers_.host(host); },
           .message = [this](const ControlMessage& message) { handlers_.message(message); },
-          .streamStarted =
-              [this](StreamKey stream, const StreamStarted& started) {
-                if (isWatched(stream)) handlers_.streamStarted(started);
-              },
           .streamFailed =
               [this](StreamKey stream, const client::ClientError& error) {
                 if (isWatched(stream)) handlers_.streamFailed(error);

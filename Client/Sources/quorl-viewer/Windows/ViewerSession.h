@@ -34,7 +34,6 @@ class ViewerSession {
     std::function<void(const ControlMessage&)> message;
     /// A picture waits in `takePicture`.
     std::function<void()> pictureReady;
-    std::function<void(const StreamStarted&)> streamStarted;
     std::function<void(const StreamTarget&, const QImage&)> thumbnail;
     /// The target cannot be watched, or not any more.
     std::function<void(const client::ClientError&)> streamFailed;

@@ -73,10 +73,11 @@ ViewerWindow::ViewerWindow(client::PairedHost host, DeviceInfo device, const Sta
   makeShortcuts();
   const auto endpoint = host.endpoint().text();
   desk_ = std::make_unique<AgentDesk>(endpoint);
-  overlay_ = new LinkOverlay(
-      hostName_, plain(endpoint),
-      {.reconnectNow = [this] { session_->reconnectNow(); }, .cancel = [this] { session_->cancel(); }},
-      view_);
+  overlay_ = new LinkOverlay(hostName_, plain(endpoint),
+                             {.reconnectNow = [this] { session_->reconnectNow(); },
+                              .retryNow = [this] { retryStream(); },
+                              .cancel = [this] { session_->cancel(); }},
+                             view_);
   makeClipboard();
   makeSession(std::move(host), std::move(device));
   overlay_->show(LinkStatus{.state = LinkStatus::State::connecting, .since = Clock::now()});
@@ -232,6 +233,8 @@ void ViewerWindow::statusChanged(const LinkStatus& status) {
     session_->send(ControlMessage(message::RequestHostState{}));
     session_->send(ControlMessage(message::RequestAgentList{}));
     clipboard_->connected();
+    // The others start again by themselves.
+    if (isRetrying_) retryStream();
   } else {
     clipboard_->disconnected();
     agents_.clear();

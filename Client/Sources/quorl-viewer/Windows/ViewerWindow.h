@@ -12,6 +12,7 @@
 
 #include <quorl-viewer/Settings/ViewerAddress.h>
 #include <quorl-viewer/Targets/AgentBoard.h>
+#include <quorl-viewer/Targets/StreamRetry.h>
 #include <quorl-viewer/Targets/TargetChoice.h>
 #include <quorl-viewer/Windows/AgentDesk.h>
 #include <quorl-viewer/Windows/Banner.h>
@@ -75,6 +76,10 @@ class ViewerWindow : public QMainWindow {
   // ViewerWindowTargets.cpp
   void begin(const Start& start);
   void watchChosen();
+  void startStream();
+  void streamShown();
+  void streamFailed(const client::ClientError& error);
+  void retryStream();
   void rememberTarget();
   void hostStateArrived(const HostState& state);
   void agentsChanged();
@@ -121,6 +126,9 @@ class ViewerWindow : public QMainWindow {
   QTimer resizeTimer_;
   QTimer iconTimer_;
   QTimer stateTimer_;
+  QTimer retryTimer_;
+  StreamRetry retry_;
+  bool isRetrying_ = false;  // the target has failed and is not shown yet
   std::unique_ptr<EdgeControls> edge_;
   std::unique_ptr<PicturePan> pan_;
   std::unique_ptr<KeyboardHold> keyboard_;

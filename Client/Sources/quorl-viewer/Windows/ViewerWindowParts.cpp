@@ -50,6 +50,8 @@ void ViewerWindow::makeView() {
   stateTimer_.setSingleShot(true);
   stateTimer_.setInterval(statePause);
   QObject::connect(&stateTimer_, &QTimer::timeout, this, [this] { followWindowState(); });
+  retryTimer_.setSingleShot(true);
+  QObject::connect(&retryTimer_, &QTimer::timeout, this, [this] { retryStream(); });
   resizeTimer_.setSingleShot(true);
   resizeTimer_.setInterval(resizePause);
   QObject::connect(&resizeTimer_, &QTimer::timeout, this,
@@ -99,17 +101,11 @@ void ViewerWindow::makeSession(client::PairedHost host, DeviceInfo device) {
           .pictureReady =
               [this] {
                 view_->pictureReady();
-                overlay_->showStreamError(std::nullopt);
+                streamShown();
               },
-          .streamStarted = [this](const StreamStarted&) { overlay_->showStreamError(std::nullopt); },
           .thumbnail = [this](const StreamTarget& target,
                               const QImage& picture) { popup_->setThumbnail(target, picture); },
-          .streamFailed =
-              [this](const client::ClientError& error) {
-                view_->clear();
-                choice_.ended();
-                overlay_->showStreamError(error);
-              },
+          .streamFailed = [this](const client::ClientError& error) { streamFailed(error); },
           .notice = [this](const client::ClientError& error) { showNotice(plain(error)); },
           .clipboardSent = [this] { clipboard_->largeSent(); },
           .recorded = [this](const client::Outcome<Recorded>& result) { recordingEnded(result); }});

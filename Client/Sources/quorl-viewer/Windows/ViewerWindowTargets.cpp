@@ -37,17 +37,49 @@ void ViewerWindow::watch(const ViewTarget& target) {
 
 void ViewerWindow::watchChosen() {
   input_->releaseAll();
-  if (choice_.target()) {
-    session_->watch(*choice_.target(), streamConfig(), view_->viewSize());
-    input_->setStream(session_->stream());
-  } else {
+  retry_ = {};
+  isRetrying_ = false;
+  retryTimer_.stop();
+  if (choice_.target())
+    startStream();
+  else
     session_->unwatch();
-  }
   view_->clear();
-  overlay_->showStreamError(std::nullopt);
+  overlay_->clearStreamError();
   overlay_->showWaiting(choice_.waitsFor());
   rememberTarget();
   titleChanged();
+}
+
+void ViewerWindow::startStream() {
+  session_->watch(*choice_.target(), streamConfig(), view_->viewSize());
+  input_->setStream(session_->stream());
+}
+
+void ViewerWindow::streamShown() {
+  overlay_->clearStreamError();
+  retry_.shown();
+  isRetrying_ = false;
+}
+
+// A display comes back after its cable, and a window that is hidden now may be shown later.
+void ViewerWindow::streamFailed(const client::ClientError& error) {
+  input_->releaseAll();
+  session_->unwatch();
+  view_->clear();
+  if (error.code != client::ExitCode::timedOut) choice_.ended();
+  isRetrying_ = choice_.target().has_value();
+  if (!isRetrying_) return overlay_->showStreamError(error, std::nullopt);
+  const auto pause = retry_.failed();
+  retryTimer_.start(pause);
+  overlay_->showStreamError(error, Clock::now() + pause);
+}
+
+void ViewerWindow::retryStream() {
+  retryTimer_.stop();
+  if (!isRetrying_ || !isConnected_ || !choice_.target()) return;
+  overlay_->showStreamAttempt();
+  startStream();
 }
 
 void ViewerWindow::rememberTarget() {
@@ -62,8 +94,13 @@ void ViewerWindow::hostStateArrived(const HostState& state) {
   if (icons_.shouldAskAgain(state)) iconTimer_.start(iconPause);
   auto rows = targetRows(state);
   const bool isOther = rows != rows_;
+  const auto has = [&](const std::vector<TargetRow>& list) {
+    return choice_.target() && findRow(list, *choice_.target()) != nullptr;
+  };
+  const bool isBack = !has(rows_) && has(rows);
   rows_ = std::move(rows);
   if (choice_.update(rows_)) return watchChosen();
+  if (isBack) retryStream();
   if (!isOther && !hasNewIcons) return;
   rememberTarget();
   titleChanged();
