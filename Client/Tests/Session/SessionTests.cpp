@@ -56,6 +56,19 @@ TEST_F(SessionTest, pairsByPINAndReturnsByToken) {
   EXPECT_TRUE(accepted->authenticated);
 }
 
+TEST_F(SessionTest, keepsAShortNameOfAHostWithAnEndlessOne) {
+  HostBehaviour behaviour;
+  behaviour.name = std::string(255, 'x') + "\u00e9" + std::string(5'000'000, 'x');
+  FakeHost host(behaviour);
+  auto session = connect(host);
+  const auto greeting = greet(*session, device, soon());
+  ASSERT_TRUE(greeting);
+  EXPECT_EQ(greeting->device.name, std::string(255, 'x')) << "no character is cut in two";
+  const auto outcome = provePIN(*session, "012345", *greeting, soon());
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(std::get<Paired>(*outcome).acknowledgement.device.name.size(), 255U);
+}
+
 TEST_F(SessionTest, mayRetryAWrongPINOnTheSameGreeting) {
   FakeHost host({});
   auto session = connect(host);

@@ -48,7 +48,7 @@ struct FakeHost::Client {
 };
 
 FakeHost::FakeHost(HostBehaviour behaviour)
-    : device_{"Fake host", "Model 1", "Test 1.0", UUID::random()},
+    : device_{behaviour.name, "Model 1", "Test 1.0", UUID::random()},
       listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
       wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       behaviour_(std::move(behaviour)) {

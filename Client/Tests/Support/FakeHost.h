@@ -26,6 +26,7 @@ namespace quorl::client::test {
 
 /// How a fake host behaves. By default it follows the protocol.
 struct HostBehaviour {
+  std::string name = "Fake host";
   std::string pin = "012345";
   std::uint32_t protocolVersion = 4;
   /// Accepts connections and sends nothing.

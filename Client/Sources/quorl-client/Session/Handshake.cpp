@@ -10,6 +10,8 @@
 namespace quorl::client {
 namespace {
 
+constexpr std::size_t longestToken = 1'024;
+
 ClientError refusal(const WireError& error) {
   std::string advice;
   if (error.code == "proto.version")
@@ -88,6 +90,10 @@ Outcome<std::variant<Paired, WrongPIN>> provePIN(Session& session, std::string_v
   if (!response->_0.success) return WrongPIN{};
   if (!response->_0.token || response->_0.token->empty())
     return failed(ExitCode::failure, "the host accepted the PIN but sent no token", "Pair again.");
+  if (response->_0.token->size() > longestToken)
+    return failed(ExitCode::failure,
+                  fmt::format("the host sent a token of {} bytes", response->_0.token->size()),
+                  "Check that the address is that of your host.");
   auto acknowledgement = await<message::HelloAck>(session, deadline);
   if (!acknowledgement) return std::unexpected(acknowledgement.error());
   return Paired{std::move(*response->_0.token), std::move(acknowledgement->_0)};

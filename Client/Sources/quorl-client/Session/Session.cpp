@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include <quorl-client/Base/Printable.h>
+#include <quorl-client/Base/Shorten.h>
 #include <quorl-client/Session/Sockets.h>
 
 namespace quorl::client {
@@ -31,6 +32,21 @@ constexpr auto timeToAnswer = std::chrono::seconds(150);
 bool canAskQuestions() {
   if (std::getenv("SSH_ASKPASS") != nullptr || !sshVariables().empty()) return true;
   return Descriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)).isOpen();
+}
+
+// What a person reads of a host that may be hostile: in a terminal, in a window, in the file of pairings.
+void bound(ControlMessage& control) {
+  constexpr std::size_t longestName = 256;
+  constexpr std::size_t longestReason = 4'096;
+  if (auto* greeting = std::get_if<message::HelloAck>(&control)) {
+    auto& device = greeting->_0.device;
+    for (auto* text : {&device.name, &device.model, &device.osVersion}) shorten(*text, longestName);
+  } else if (auto* error = std::get_if<message::Error>(&control)) {
+    shorten(error->_0.code, longestName);
+    shorten(error->_0.message, longestReason);
+  } else if (auto* closed = std::get_if<message::SessionClosed>(&control)) {
+    shorten(closed->reason, longestReason);
+  }
 }
 
 }  // namespace
@@ -218,6 +234,7 @@ std::optional<ControlMessage> Session::decodeControl(const Frame& frame) {
   if (frame.type != FrameType::control) return std::nullopt;
   auto decoded = ControlCoder::decode(frame.payload);
   if (!decoded) return std::nullopt;
+  bound(*decoded);
   if (const auto* error = std::get_if<message::Error>(&*decoded)) lastHostError_ = error->_0;
   if (const auto* closed = std::get_if<message::SessionClosed>(&*decoded)) closingReason_ = closed->reason;
   // The end is often read before the message with its reason is decoded.

@@ -2,7 +2,6 @@
 #include <quorl-viewer/Application/ViewerApplication.h>
 
 #include <QApplication>
-#include <QProcess>
 #include <QWindow>
 
 #include <fmt/format.h>
@@ -12,6 +11,7 @@
 #include <quorl-viewer/Application/PairingDialog.h>
 #include <quorl-viewer/Application/StartWindow.h>
 #include <quorl-viewer/Start/LastUsed.h>
+#include <quorl-viewer/Windows/DetachedProgram.h>
 
 namespace quorl::viewer {
 namespace {
@@ -27,7 +27,7 @@ std::vector<std::string> wordsForFirst(const ViewerOptions& options) {
 }
 
 void showHosts() {
-  QProcess::startDetached(QCoreApplication::applicationFilePath(), {QStringLiteral("--hosts")});
+  startDetached(QCoreApplication::applicationFilePath(), {QStringLiteral("--hosts")});
 }
 
 void showAndRaise(QWidget& window) {

@@ -2,10 +2,13 @@
 #include <quorl-viewer/Link/HostFrames.h>
 
 #include <cmath>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include <QuorlKit/Protocol/MediaPackets.h>
+
+#include <quorl-client/Base/Shorten.h>
 
 namespace quorl::viewer {
 namespace {
@@ -18,12 +21,12 @@ bool isPlausible(const AudioConfig& config) {
          config.channels >= 1 && config.channels <= 8 && config.magicCookie.size() <= maxCookie;
 }
 
-// Cuts before the first byte of a character (UTF-8).
 void cut(std::string& text) {
-  if (text.size() <= HostFrames::maxText) return;
-  auto end = HostFrames::maxText;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
-  text.resize(end);
+  client::shorten(text, HostFrames::maxText);
+}
+
+void cut(std::optional<std::string>& text) {
+  if (text) cut(*text);
 }
 
 template <class Element>
@@ -39,16 +42,38 @@ void bound(HostState& state) {
   for (auto& window : state.windows) {
     cut(window.title);
     cut(window.appName);
+    cut(window.appBundleID);
   }
-  for (auto& app : state.apps) cut(app.name);
+  for (auto& app : state.apps) {
+    cut(app.name);
+    cut(app.bundleID);
+  }
+}
+
+void bound(AgentDescriptor& agent) {
+  cut(agent.name);
+  cut(agent.detail);
+  cut(agent.bundleID);
+  cut(agent.preview);
+  cut(agent.projectPath);
+  agent.url.reset();  // of rows that no window shows
+}
+
+void bound(AgentEvent& event) {
+  if (auto* updated = std::get_if<agentEvent::Updated>(&event)) bound(updated->_0);
+  if (auto* attention = std::get_if<agentEvent::Attention>(&event)) {
+    cut(attention->title);
+    cut(attention->body);
+  }
 }
 
 void bound(ControlMessage& control) {
   if (auto* state = std::get_if<message::HostState>(&control)) bound(state->_0);
   if (auto* agents = std::get_if<message::AgentList>(&control)) {
     cut(agents->_0);
-    for (auto& agent : agents->_0) cut(agent.name);
+    for (auto& agent : agents->_0) bound(agent);
   }
+  if (auto* event = std::get_if<message::AgentEvent>(&control)) bound(event->_0);
   if (auto* services = std::get_if<message::ServiceList>(&control)) cut(services->_0);
 }
 

@@ -3,14 +3,17 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QProcess>
 #include <QStandardPaths>
+
+#include <quorl-viewer/Windows/DetachedProgram.h>
 
 namespace quorl::viewer {
 
 namespace {
 
 constexpr int mostWaiting = 8;
+constexpr std::size_t mostShown = 8;  // in `shownTime`
+constexpr std::chrono::seconds shownTime(10);
 const QString terminalName = QStringLiteral("x-terminal-emulator");
 
 // Beside this program, as in a build tree, or where programs are installed.
@@ -24,7 +27,10 @@ QString clientProgram() {
 
 void AgentDesk::notify(const AgentNotice& notice) {
   // The desktop may take seconds to answer, and a broken host may call without end.
-  if (waiting_ >= mostWaiting) return;
+  const auto now = std::chrono::steady_clock::now();
+  while (!shown_.empty() && now - shown_.front() > shownTime) shown_.pop_front();
+  if (waiting_ >= mostWaiting || shown_.size() >= mostShown) return;
+  shown_.push_back(now);
   ++waiting_;
   worker_.start([this, notice] {
     client::DesktopNotifier().show(notice.title, notice.body);
@@ -42,7 +48,7 @@ QString AgentDesk::openTerminal(const UUID& agent) const {
   const QStringList arguments{QStringLiteral("-e"),     client,
                               QStringLiteral("attach"), QString::fromStdString(agent.text()),
                               QStringLiteral("--host"), QString::fromStdString(host_)};
-  if (QProcess::startDetached(terminal, arguments)) return {};
+  if (startDetached(terminal, arguments)) return {};
   return QStringLiteral("%1 cannot be started").arg(terminal);
 }
 

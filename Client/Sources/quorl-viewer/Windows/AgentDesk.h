@@ -2,6 +2,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <deque>
 #include <string>
 
 #include <QString>
@@ -28,12 +30,14 @@ class AgentDesk {
   AgentDesk(const AgentDesk&) = delete;
   AgentDesk& operator=(const AgentDesk&) = delete;
 
+  /// Those beyond eight in ten seconds are not shown.
   void notify(const AgentNotice& notice);
   /// A sentence for people if it does not work. The terminal outlives the window.
   QString openTerminal(const UUID& agent) const;
 
  private:
   const std::string host_;
+  std::deque<std::chrono::steady_clock::time_point> shown_;  // the times of the last ones
   QThreadPool worker_;
   std::atomic<int> waiting_ = 0;
 };

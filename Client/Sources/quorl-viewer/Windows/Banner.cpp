@@ -19,6 +19,8 @@ Banner::Banner(Place place, QWidget* parent) : QLabel(parent), place_(place) {
 void Banner::show(const QString& text, std::chrono::milliseconds time) {
   setText(text);
   setWordWrap(false);
+  setMinimumWidth(0);
+  setMaximumWidth(QWIDGETSIZE_MAX);
   adjustSize();
   if (width() > parentWidget()->width() - 24) {
     setWordWrap(true);

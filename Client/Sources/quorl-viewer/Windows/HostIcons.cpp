@@ -11,6 +11,7 @@ namespace quorl::viewer {
 namespace {
 
 constexpr int largestSide = 512;
+constexpr int keptSide = 64;  // twice what a list shows
 constexpr std::size_t mostIcons = 500;
 constexpr int mostRequests = 5;
 
@@ -21,8 +22,11 @@ QIcon decoded(const Bytes& png) {
   // The size is read from the header, before any memory is taken for pixels.
   const QSize size = reader.size();
   if (!size.isValid() || size.width() > largestSide || size.height() > largestSide) return {};
-  const QImage image = reader.read();
-  return image.isNull() ? QIcon() : QIcon(QPixmap::fromImage(image));
+  QImage image = reader.read();
+  if (image.isNull()) return {};
+  if (image.width() > keptSide || image.height() > keptSide)
+    image = image.scaled(keptSide, keptSide, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+  return QPixmap::fromImage(image);
 }
 
 }  // namespace

@@ -7,11 +7,16 @@
 
 #include <quorl-client/Base/ClientError.h>
 #include <quorl-client/Base/Printable.h>
+#include <quorl-client/Base/Shorten.h>
 
 /// Texts of the host in widgets: never markup, a mnemonic, a mark of the toolkit or a control character.
 namespace quorl::viewer {
 
-inline QString plain(const std::string& text) {
+/// Longer texts are cut: a label lays out all of its text.
+constexpr std::size_t longestPlain = 2'000;
+
+inline QString plain(std::string text) {
+  client::shorten(text, longestPlain);
   return QString::fromStdString(client::printable(text));
 }
 

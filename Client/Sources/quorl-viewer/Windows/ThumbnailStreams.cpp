@@ -84,8 +84,12 @@ void ThumbnailStreams::stop(const StreamTarget& target) {
 void ThumbnailStreams::pictureReady(StreamKey stream) {
   const auto found = running_.find(stream);
   if (found == running_.end()) return;
-  if (const auto picture = found->second.decoder->take())
-    handlers_.picture(found->second.target, copyOf(picture->picture));
+  const auto picture = found->second.decoder->take();
+  if (!picture) return;
+  // Far more than was asked for.
+  const auto size = picture->picture.size();
+  if (size.width > 2 * longestSide || size.height > 2 * longestSide) return failed(stream);
+  handlers_.picture(found->second.target, copyOf(picture->picture));
 }
 
 }  // namespace quorl::viewer

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <quorl-viewer/Link/HostFrames.h>
 #include <quorl-viewer/Link/HostLink.h>
 
 #include <atomic>
@@ -264,6 +265,36 @@ TEST_F(HostLinkTest, survivesFramesThatNoHostSends) {
   start(7);
   ASSERT_TRUE(receives(7, 3));
   EXPECT_EQ(host_->connections(), 1);
+}
+
+TEST_F(HostLinkTest, cutsTextsThatNoWindowCanShow) {
+  connect({});
+  ASSERT_TRUE(reaches(State::connected));
+  const std::string endless(5'000'000, 'x');
+  const AgentDescriptor agent{.id = UUID::random(),
+                              .name = endless,
+                              .detail = {},
+                              .bundleID = {},
+                              .preview = "short",
+                              .projectPath = {}};
+  host_->push(ControlMessage(message::Error{{"agent.unknown", endless}}));
+  host_->push(ControlMessage(message::AgentEvent{AgentEvent(agentEvent::Updated{agent})}));
+  host_->push(ControlMessage(message::AgentEvent{AgentEvent(agentEvent::Attention{agent.id, "t", endless})}));
+  // After the host's greetings.
+  ASSERT_TRUE(listener_.waitUntil([](const LinkRecord& record) {
+    return !record.messages.empty() && std::holds_alternative<message::AgentEvent>(record.messages.back()) &&
+           std::holds_alternative<agentEvent::Attention>(
+               std::get<message::AgentEvent>(record.messages.back())._0);
+  }));
+  const auto messages = listener_.record().messages;
+  ASSERT_GE(messages.size(), 3U);
+  const auto last = messages.end();
+  EXPECT_EQ(std::get<message::Error>(last[-3])._0.message.size(), 4'096U);
+  const auto& updated = std::get<agentEvent::Updated>(std::get<message::AgentEvent>(last[-2])._0)._0;
+  EXPECT_EQ(updated.name.size(), HostFrames::maxText);
+  EXPECT_EQ(updated.preview, "short");
+  const auto& attention = std::get<agentEvent::Attention>(std::get<message::AgentEvent>(last[-1])._0);
+  EXPECT_EQ(attention.body.size(), HostFrames::maxText);
 }
 
 TEST_F(HostLinkTest, connectsAgainAfterBytesThatAreNoFrames) {

@@ -72,5 +72,16 @@ TEST_F(WindowAgentTest, anAgentThatCallsIsOneNotificationWithoutMarkup) {
   EXPECT_FALSE(spinUntil([&] { return desktop.shown().size() > 1; }, std::chrono::milliseconds(500)));
 }
 
+TEST_F(WindowAgentTest, aHostThatCallsWithoutEndIsShownAFewTimes) {
+  const Notifications desktop;
+  open();
+  for (int call = 0; call < 30; ++call) {
+    host_->push(ControlMessage(message::AgentEvent{
+        AgentEvent(agentEvent::Attention{UUID::random(), "call", std::to_string(call)})}));
+    ASSERT_TRUE(spinUntil([&] { return desktop.shown().size() >= std::min<std::size_t>(call + 1, 8); }));
+  }
+  EXPECT_FALSE(spinUntil([&] { return desktop.shown().size() > 8; }, std::chrono::milliseconds(500)));
+}
+
 }  // namespace
 }  // namespace quorl::viewer::test
