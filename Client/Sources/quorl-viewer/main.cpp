@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The viewer: shows a host in a window. `quorl_client watch` starts it with checked arguments.
 #include <filesystem>
+#include <span>
 #include <system_error>
 
 #include <QApplication>
@@ -8,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <quorl-client/Video/Decoder.h>
+#include <quorl-viewer/Application/ErrorDialog.h>
 #include <quorl-viewer/Application/SSHQuestionDialog.h>
 #include <quorl-viewer/Application/TerminationSignals.h>
 #include <quorl-viewer/Application/ViewerApplication.h>
@@ -25,6 +27,16 @@ int report(const client::ClientError& error) {
   return static_cast<int>(error.code);
 }
 
+// Before there is an application.
+int reportEarly(const client::ClientError& error, std::span<const std::string> words, char** argv) {
+  if (viewer::wantsDialogs(words) && !viewer::missingDesktop()) {
+    int ownName = 1;
+    const QApplication application(ownName, argv);
+    viewer::showErrorDialog(error);
+  }
+  return report(error);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -36,7 +48,7 @@ int main(int argc, char** argv) {
   }
   const std::vector<std::string> words(argv + 1, argv + argc);
   const auto options = viewer::ViewerOptions::parse(words);
-  if (!options) return report(options.error());
+  if (!options) return reportEarly(options.error(), words, argv);
   if (options->wantsHelp) {
     fmt::print("{}\n", viewer::viewerHelp());
     return 0;
@@ -46,7 +58,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   const auto folder = client::HostBook::defaultFolder();
-  if (!folder) return report(folder.error());
+  if (!folder) return reportEarly(folder.error(), words, argv);
   if (const auto error = viewer::missingDesktop()) return report(*error);
   std::error_code unreadable;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", unreadable);
@@ -61,5 +73,7 @@ int main(int argc, char** argv) {
   viewer::ViewerApplication viewer(*options, *folder);
   termination.watch([&] { viewer.end(); });
   const auto ended = viewer.run();
-  return ended ? 0 : report(ended.error());
+  if (ended) return 0;
+  if (options->wantsDialogs && !viewer.isEnding()) viewer::showErrorDialog(ended.error());
+  return report(ended.error());
 }

@@ -93,7 +93,8 @@ void PairingDialog::makeWidgets() {
   action_ = buttons->addButton(QStringLiteral("Pair"), QDialogButtonBox::ActionRole);
   action_->setDefault(true);
   // Return pairs or does nothing; an impatient one must not cancel.
-  buttons->button(QDialogButtonBox::Cancel)->setAutoDefault(false);
+  cancel_ = buttons->button(QDialogButtonBox::Cancel);
+  cancel_->setAutoDefault(false);
   for (QWidget* widget :
        std::initializer_list<QWidget*>{heading_, text_, pin_, advice_, detailsSwitch_, details_})
     layout->addWidget(widget);
@@ -128,14 +129,22 @@ void PairingDialog::askForConsent() {
   text_->setText(
       QStringLiteral("A link asks for it. This computer is not paired with that one. Connect only to a "
                      "computer that you know."));
-  action_->setText(QStringLiteral("Connect"));
+  action_->setText(QStringLiteral("&Connect"));
   action_->setEnabled(true);
+  // A Return that was meant for something else must not connect.
+  action_->setAutoDefault(false);
+  action_->setDefault(false);
+  cancel_->setDefault(true);
+  cancel_->setFocus();
 }
 
 void PairingDialog::begin() {
   attempt_.reset();
   const int generation = ++generation_;
   waitsToBegin_ = false;
+  cancel_->setDefault(false);
+  action_->setAutoDefault(true);
+  action_->setDefault(true);
   showWaiting(QStringLiteral("Connecting to %1").arg(plain(address_.text())));
   attempt_ = std::make_unique<PairingAttempt>(
       address_, book_,
@@ -169,8 +178,11 @@ void PairingDialog::showWaiting(const QString& text) {
 
 void PairingDialog::askForPIN(const std::string& hostName, bool wasWrong) {
   heading_->setText(QStringLiteral("Pair with %1").arg(plain(hostName)));
-  text_->setText(wasWrong ? QStringLiteral("That PIN was wrong. Enter the PIN that the host shows now.")
-                          : QStringLiteral("Enter the six digits that the host shows in its window."));
+  // A host chooses its name, so the address is there as well.
+  text_->setText((wasWrong
+                      ? QStringLiteral("That PIN was wrong. Enter the PIN that the host at %1 shows now.")
+                      : QStringLiteral("Enter the six digits that the host at %1 shows in its window."))
+                     .arg(plain(address_.text())));
   pin_->clear();
   pin_->setEnabled(true);
   pin_->show();

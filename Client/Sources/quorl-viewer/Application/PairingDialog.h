@@ -52,6 +52,7 @@ class PairingDialog : public QDialog {
   QToolButton* detailsSwitch_ = nullptr;
   QLabel* details_ = nullptr;
   QPushButton* action_ = nullptr;
+  QPushButton* cancel_ = nullptr;
   bool waitsToBegin_ = false;
   // Counts attempts, so that a message of an earlier one is ignored.
   int generation_ = 0;

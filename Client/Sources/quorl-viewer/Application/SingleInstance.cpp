@@ -67,19 +67,39 @@ QString SingleInstance::socketPath() const {
   return QString::fromStdString((*folder_ / (name_ + ".socket")).string());
 }
 
-bool SingleInstance::becomeFirst(std::function<void(const std::vector<std::string>&)> received) {
+client::Outcome<SingleInstance::Role> SingleInstance::becomeFirst(Received received,
+                                                                  const std::vector<std::string>& words) {
   received_ = std::move(received);
-  if (!folder_) return true;
+  if (!folder_) return Role::first;
+  const auto message = encoded(words);
+  const QDeadlineTimer deadline(patience);
+  // The first one may still be starting, or end just now.
+  for (;;) {
+    if (lock()) {
+      listen();
+      return Role::first;
+    }
+    if (handOver(message, static_cast<int>(deadline.remainingTime()))) return Role::later;
+    if (deadline.hasExpired())
+      return client::failed(client::ExitCode::timedOut, "the window of this host is open but does not answer",
+                            "Close it, or end its process quorl_viewer, and try again.");
+    QThread::msleep(retryPause);
+  }
+}
+
+// True also where nothing can be locked: a second window is better than none.
+bool SingleInstance::lock() {
   const auto path = *folder_ / (name_ + ".lock");
   lock_ = Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-  if (!lock_.isOpen()) return true;
-  if (::flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) return false;
+  return !lock_.isOpen() || ::flock(lock_.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+void SingleInstance::listen() {
   // A crash leaves the socket, and the lock says that nobody uses it.
   QLocalServer::removeServer(socketPath());
   server_.setSocketOptions(QLocalServer::UserAccessOption);
   QObject::connect(&server_, &QLocalServer::newConnection, &server_, [this] { accept(); });
   server_.listen(socketPath());
-  return true;
 }
 
 void SingleInstance::accept() {
@@ -97,32 +117,23 @@ void SingleInstance::accept() {
         if (begun.size() >= static_cast<qsizetype>(longestMessage)) socket->abort();
         return;
       }
-      const auto words = decoded(socket->readAll());
-      socket->write("ok\n");
+      if (received_(decoded(socket->readAll()))) socket->write("ok\n");
       socket->disconnectFromServer();
-      received_(words);
     });
   }
 }
 
-client::Outcome<void> SingleInstance::handOver(const std::vector<std::string>& words) const {
-  QDeadlineTimer deadline(patience);
+// False if the first does not listen yet, has ended, or does not answer in time.
+bool SingleInstance::handOver(const QByteArray& message, int patience) const {
+  const QDeadlineTimer deadline(patience);
+  const auto remaining = [&] { return static_cast<int>(deadline.remainingTime()); };
   QLocalSocket socket;
-  // The first one may still be starting.
-  for (;;) {
-    socket.connectToServer(socketPath());
-    if (socket.waitForConnected(static_cast<int>(deadline.remainingTime())) || deadline.hasExpired()) break;
-    QThread::msleep(retryPause);
+  socket.connectToServer(socketPath());
+  if (!socket.waitForConnected(remaining())) return false;
+  socket.write(message);
+  while (!socket.canReadLine() && socket.waitForReadyRead(remaining())) {
   }
-  const auto message = encoded(words);
-  if (socket.state() == QLocalSocket::ConnectedState) {
-    socket.write(message);
-    while (!socket.canReadLine() && socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
-    }
-    if (socket.readAll() == "ok\n") return {};
-  }
-  return client::failed(client::ExitCode::timedOut, "the window of this host is open but does not answer",
-                        "Close it, or end its process quorl_viewer, and try again.");
+  return socket.readAll() == "ok\n";
 }
 
 }  // namespace quorl::viewer

@@ -29,22 +29,28 @@ class SingleInstance {
   /// $XDG_RUNTIME_DIR/quorl, made with 0700 if it is absent. Nothing if it is not the user's own.
   static std::optional<std::filesystem::path> defaultFolder();
 
-  /// Whether this is the first. Then `received` gets the words of later ones, in order.
-  bool becomeFirst(std::function<void(const std::vector<std::string>&)> received);
-  /// Gives the words to the first. Waits three seconds at most.
-  client::Outcome<void> handOver(const std::vector<std::string>& words) const;
+  enum class Role : std::uint8_t { first, later };
+  /// False if this one ends: the later one becomes the first then.
+  using Received = std::function<bool(const std::vector<std::string>&)>;
+
+  /// The first gets the words of later ones from then on, in order. A later one gives `words` to the first,
+  /// and takes its place if that is ending. Waits three seconds at most.
+  client::Outcome<Role> becomeFirst(Received received, const std::vector<std::string>& words);
 
   static constexpr std::size_t longestMessage = 65'536;
 
  private:
+  bool lock();
+  void listen();
   void accept();
+  bool handOver(const QByteArray& message, int patience) const;
   QString socketPath() const;
 
   const std::optional<std::filesystem::path> folder_;
   const std::string name_;
   Descriptor lock_;
   QLocalServer server_;
-  std::function<void(const std::vector<std::string>&)> received_;
+  Received received_;
 };
 
 }  // namespace quorl::viewer

@@ -27,7 +27,8 @@ std::vector<std::string> wordsForFirst(const ViewerOptions& options) {
 }
 
 void showHosts() {
-  startDetached(QCoreApplication::applicationFilePath(), {QStringLiteral("--hosts")});
+  startDetached(QCoreApplication::applicationFilePath(),
+                {QStringLiteral("--hosts"), QStringLiteral("--dialogs")});
 }
 
 void showAndRaise(QWidget& window) {
@@ -94,8 +95,10 @@ bool ViewerApplication::runDialog(QDialog& dialog) {
 
 client::Outcome<void> ViewerApplication::open(const client::PairedHost& host) {
   instance_ = std::make_unique<SingleInstance>(SingleInstance::defaultFolder(), host.deviceID);
-  if (!instance_->becomeFirst([this](const std::vector<std::string>& words) { apply(words); }))
-    return instance_->handOver(wordsForFirst(options_));
+  const auto first = instance_->becomeFirst(
+      [this](const std::vector<std::string>& words) { return apply(words); }, wordsForFirst(options_));
+  if (!first) return std::unexpected(first.error());
+  if (*first == SingleInstance::Role::later) return {};
   const auto contents = book_.load();
   if (!contents) return std::unexpected(contents.error());
   LastUsed(folder_).note(host.deviceID);
@@ -113,15 +116,19 @@ client::Outcome<void> ViewerApplication::open(const client::PairedHost& host) {
   return {};
 }
 
-void ViewerApplication::apply(const std::vector<std::string>& words) {
-  if (!window_) return;
+bool ViewerApplication::apply(const std::vector<std::string>& words) {
+  // A window that is closed goes soon, and the next one is another process's.
+  if (!window_ || window_->isHidden() || isEnding_) return false;
   std::span<const std::string> rest(words);
   if (!rest.empty() && rest.front().starts_with(activationOption)) {
-    qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(rest.front().substr(activationOption.size())));
+    // The toolkit takes the token from the environment alone, and only there.
+    if (QGuiApplication::platformName().startsWith(QLatin1String("wayland")))
+      qputenv("XDG_ACTIVATION_TOKEN",
+              QByteArray::fromStdString(rest.front().substr(activationOption.size())));
     rest = rest.subspan(1);
   }
   const auto options = ViewerOptions::parse(rest);
-  if (!options) return;
+  if (!options) return true;
   if (options->target)
     window_->watch(*options->target);
   else if (options->wanted)
@@ -129,6 +136,7 @@ void ViewerApplication::apply(const std::vector<std::string>& words) {
   if (options->isMuted) window_->setMuted(true);
   if (options->isFullScreen) window_->setFullScreen(true);
   showAndRaise(*window_);
+  return true;
 }
 
 }  // namespace quorl::viewer

@@ -30,13 +30,14 @@ class ViewerApplication {
   client::Outcome<void> run();
   /// Ends `run`.
   void end();
+  bool isEnding() const { return isEnding_; }
 
  private:
   client::Outcome<void> choose();
   std::optional<client::PairedHost> pairWith(const client::HostAddress& address, PairingDialog::Wish wish);
   bool runDialog(QDialog& dialog);
   client::Outcome<void> open(const client::PairedHost& host);
-  void apply(const std::vector<std::string>& words);
+  bool apply(const std::vector<std::string>& words);
 
   const ViewerOptions options_;
   const std::filesystem::path folder_;

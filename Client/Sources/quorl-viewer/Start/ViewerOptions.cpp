@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-viewer/Start/ViewerOptions.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -15,6 +16,8 @@ namespace {
 using client::ExitCode;
 using client::failed;
 using client::Outcome;
+
+constexpr std::string_view dialogsOption = "--dialogs";
 
 std::unexpected<client::ClientError> misused(std::string what) {
   return failed(ExitCode::usage, std::move(what), "See 'quorl_viewer --help'.");
@@ -111,6 +114,7 @@ class Parser {
       Switch{"--full-screen", &ViewerOptions::isFullScreen},
       Switch{"--mute", &ViewerOptions::isMuted},
       Switch{"--hosts", &ViewerOptions::wantsHosts},
+      Switch{dialogsOption, &ViewerOptions::wantsDialogs},
       Switch{"--help", &ViewerOptions::wantsHelp},
       Switch{"-h", &ViewerOptions::wantsHelp},
       Switch{"--version", &ViewerOptions::wantsVersion},
@@ -156,8 +160,13 @@ std::string viewerHelp() {
          "  --app ID               an application by its identifier\n"
          "  --full-screen          begin in full screen\n"
          "  --mute                 begin without sound\n"
+         "  --dialogs              show errors in a window\n"
          "  --help                 show this text\n"
          "  --version              show the version";
+}
+
+bool wantsDialogs(std::span<const std::string> words) {
+  return std::ranges::find(words, dialogsOption) != words.end();
 }
 
 std::vector<std::string> wordsOf(const ViewerOptions& options) {

@@ -22,7 +22,8 @@ struct ViewerOptions {
   std::optional<client::ViewTarget> wanted;  // without a number; neither: what was watched last
   bool isFullScreen = false;
   bool isMuted = false;
-  bool wantsHosts = false;  // the list of hosts, also if only one is paired
+  bool wantsHosts = false;    // the list of hosts, also if only one is paired
+  bool wantsDialogs = false;  // errors in a window, for starts without a terminal
   bool wantsHelp = false;
   bool wantsVersion = false;
 
@@ -37,7 +38,10 @@ client::Outcome<client::PairedHost> chosenHost(const ViewerOptions& options,
 /// The text of --help.
 std::string viewerHelp();
 
-/// Words that `ViewerOptions::parse` reads, without `mayPair`, --help and --version.
+/// Whether --dialogs is among words that need not be right.
+bool wantsDialogs(std::span<const std::string> words);
+
+/// Words that `ViewerOptions::parse` reads, without `mayPair`, --dialogs, --help and --version.
 std::vector<std::string> wordsOf(const ViewerOptions& options);
 
 }  // namespace quorl::viewer

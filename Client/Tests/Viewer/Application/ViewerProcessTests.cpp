@@ -189,7 +189,7 @@ TEST_F(ViewerProcess, anAddressOfAnUnknownHostAsksBeforeItConnectsAndThenForTheP
   EXPECT_EQ(host.connections(), 0) << "any page may have such a link";
   EXPECT_TRUE(eventually(
       [&] {
-        server_.run({"xdotool", "key", "--delay", "20", "Return"});
+        server_.run({"xdotool", "key", "--delay", "20", "alt+c"});
         return !host.messagesOf<message::Hello>().empty();
       },
       patience));
@@ -201,6 +201,45 @@ TEST_F(ViewerProcess, anAddressOfAnUnknownHostAsksBeforeItConnectsAndThenForTheP
       },
       patience));
   EXPECT_TRUE(isWatching(host, streamTarget::Display{3})) << viewer->output();
+}
+
+TEST_F(ViewerProcess, aReturnDoesNotConnectToTheAddressOfALink) {
+  FakeHost host({});
+  const auto viewer = start({fmt::format("quorl://{}", host.address())});
+  ASSERT_TRUE(isOpen("Pair with a host")) << viewer->output();
+  EXPECT_TRUE(eventually(
+      [&] {
+        server_.run({"xdotool", "key", "--delay", "20", "Return"});
+        return !viewer->isRunning();
+      },
+      patience));
+  EXPECT_EQ(host.connections(), 0);
+}
+
+TEST_F(ViewerProcess, aViewerThatStartsWhileTheFirstEndsTakesItsPlace) {
+  FakeHost host({});
+  pair(host);
+  const auto first = start({});
+  ASSERT_TRUE(isWatching(host, streamTarget::Unified{})) << first->output();
+  // The farewell takes a second then.
+  host.freeze(true);
+  first->signal(SIGTERM);
+  const auto second = start({"--display", "3"});
+  EXPECT_EQ(first->waitForExit(patience), 0) << first->output();
+  host.freeze(false);
+  EXPECT_TRUE(isWatching(host, streamTarget::Display{3})) << second->output();
+  EXPECT_TRUE(second->isRunning());
+}
+
+TEST_F(ViewerProcess, aStartWithoutATerminalShowsItsErrorInAWindow) {
+  for (const auto& [words, status] :
+       {std::pair{std::vector<std::string>{"--dialogs", "--host", "elsewhere"}, 4},
+        {std::vector<std::string>{"--dialogs", "quorl://"}, 2}}) {
+    const auto viewer = start(words);
+    ASSERT_TRUE(isOpen("Quorl Viewer")) << viewer->output();
+    press("Quorl Viewer", "Escape");
+    EXPECT_EQ(viewer->waitForExit(patience), status) << viewer->output();
+  }
 }
 
 TEST_F(ViewerProcess, withoutADesktopItSaysWhatToDo) {

@@ -29,6 +29,14 @@ TEST(ViewerOptionsParsing, readsTheHostTheTargetAndTheSwitches) {
   EXPECT_EQ(parsed({"window/Notes"})->wanted, client::ViewTarget(client::viewTarget::Window{"Notes"}));
 }
 
+TEST(ViewerOptionsParsing, knowsFromWrongWordsThatErrorsBelongInAWindow) {
+  const std::vector<std::string> wrong{"--no-such", "--dialogs"};
+  EXPECT_FALSE(parsed(wrong));
+  EXPECT_TRUE(wantsDialogs(wrong));
+  EXPECT_FALSE(wantsDialogs(std::vector<std::string>{"--dialogs=1", "display/2"}));
+  EXPECT_TRUE(parsed({"--dialogs"})->wantsDialogs);
+}
+
 TEST(ViewerOptionsParsing, anAddressNamesAHostAndATarget) {
   const auto options = parsed({"quorl://desk.lan:50000/display/2"});
   ASSERT_TRUE(options);
