@@ -46,6 +46,30 @@ TEST(NetworkWatchTest, reportsWhatComesAndNotWhatGoes) {
   if (!mayRun) GTEST_SKIP() << "needs the right to create a network namespace";
 }
 
+TEST(NetworkWatchTest, doesNotReportARenewedAddressNorALinkLocalOne) {
+  const bool mayRun = inOwnNetwork([] {
+    ip("link set lo up");
+    ip("link add one type veth peer name two");
+    NetworkWatch watch;
+    ip("addr add 10.7.7.1/24 dev one");
+    ASSERT_TRUE(isReadable(watch));
+    EXPECT_TRUE(watch.hasGained());
+    ip("addr change 10.7.7.1/24 dev one valid_lft 1000 preferred_lft 1000");
+    ASSERT_TRUE(isReadable(watch));
+    EXPECT_FALSE(watch.hasGained());
+    ip("addr add fe80::7/64 dev one");
+    ASSERT_TRUE(isReadable(watch));
+    EXPECT_FALSE(watch.hasGained());
+    ip("link set one up");
+    ip("link set two up");
+    EXPECT_FALSE(watch.hasGained()) << "only routes to neighbours";
+    ip("route add default via 10.7.7.2");
+    ASSERT_TRUE(isReadable(watch));
+    EXPECT_TRUE(watch.hasGained());
+  });
+  if (!mayRun) GTEST_SKIP() << "needs the right to create a network namespace";
+}
+
 TEST(NetworkWatchTest, bringsALinkBackBeforeItsPauseIsOver) {
   const bool mayRun = inOwnNetwork([] {
     FakeHost host({});
