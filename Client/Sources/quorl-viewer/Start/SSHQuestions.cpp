@@ -2,6 +2,7 @@
 #include <quorl-viewer/Start/SSHQuestions.h>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <string_view>
@@ -16,17 +17,24 @@ namespace {
 
 constexpr auto marker = "QUORL_VIEWER_ASKS";
 
-bool hasTerminal() {
-  return Descriptor(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)).isOpen();
+enum class Terminal { none, inForeground, inBackground };
+
+// A process in the background that reads from its terminal is stopped (SIGTTIN).
+Terminal terminal() {
+  const Descriptor tty(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY));
+  if (!tty.isOpen()) return Terminal::none;
+  return ::tcgetpgrp(tty.get()) == ::getpgrp() ? Terminal::inForeground : Terminal::inBackground;
 }
 
 }  // namespace
 
 void askThrough(const std::filesystem::path& program) {
-  if (std::getenv("SSH_ASKPASS") != nullptr || hasTerminal()) return;
+  const auto place = terminal();
+  if (std::getenv("SSH_ASKPASS") != nullptr || place == Terminal::inForeground) return;
   std::vector<std::string> variables{"SSH_ASKPASS=" + program.string(), std::string(marker) + "=1"};
-  // ssh asks only where it finds an X display, and this may be a Wayland desktop without one.
-  if (std::getenv("DISPLAY") == nullptr) variables.emplace_back("SSH_ASKPASS_REQUIRE=force");
+  // ssh asks so only where it finds no terminal and an X display, and this may be a Wayland desktop.
+  if (place == Terminal::inBackground || std::getenv("DISPLAY") == nullptr)
+    variables.emplace_back("SSH_ASKPASS_REQUIRE=force");
   client::setSSHVariables(std::move(variables));
 }
 

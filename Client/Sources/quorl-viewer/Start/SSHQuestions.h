@@ -24,9 +24,9 @@ struct SSHQuestion {
   bool operator==(const SSHQuestion&) const = default;
 };
 
-/// Makes every ssh that this process starts ask through `program`, unless a terminal or another program is
-/// there for it. Other programs that this process starts learn nothing of it. *Queue*: before the first
-/// thread.
+/// Makes every ssh that this process starts ask through `program`, unless a terminal, with this process in
+/// its foreground, or another program is there for it. Other programs that this process starts learn nothing
+/// of it. *Queue*: before the first thread.
 void askThrough(const std::filesystem::path& program);
 
 /// The question that this process was started to ask. `argument`: its first one, or null.

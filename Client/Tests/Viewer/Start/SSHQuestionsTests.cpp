@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-viewer/Start/SSHQuestions.h>
 
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdlib>
 
 #include <gtest/gtest.h>
@@ -46,6 +51,35 @@ TEST_F(SSHQuestions, areNotForOtherProgramsThatTheViewerStarts) {
   askThrough("/usr/bin/quorl_viewer");
   for (const char* name : {"QUORL_VIEWER_ASKS", "SSH_ASKPASS", "SSH_ASKPASS_REQUIRE"})
     EXPECT_EQ(std::getenv(name), nullptr) << name;
+}
+
+// The SSH_ASKPASS_REQUIRE of an ssh that a process of a new terminal starts, in its foreground or not; an
+// exit status: 1 none, 2 "force".
+int requirementIn(bool isForeground) {
+  int terminal = -1;
+  const pid_t leader = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (leader == 0) {
+    const pid_t process = ::fork();
+    if (process == 0) {
+      if (!isForeground) ::setpgid(0, 0);
+      askThrough("/usr/bin/quorl_viewer");
+      const auto& variables = client::sshVariables();
+      const bool isForced = std::ranges::find(variables, "SSH_ASKPASS_REQUIRE=force") != variables.end();
+      ::_exit(variables.empty() ? 1 : isForced ? 2 : 3);
+    }
+    int status = 0;
+    ::waitpid(process, &status, 0);
+    ::_exit(WEXITSTATUS(status));
+  }
+  int status = 0;
+  ::waitpid(leader, &status, 0);
+  ::close(terminal);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(SSHQuestions, areAskedInTheTerminalByItsForegroundOnly) {
+  EXPECT_EQ(requirementIn(true), 1);
+  EXPECT_EQ(requirementIn(false), 2) << "a job in the background that reads from it is stopped";
 }
 
 TEST_F(SSHQuestions, areAnsweredInTheirOwnWay) {
