@@ -131,6 +131,23 @@ std::string FallbackDecoder::path() const {
   return current().path();
 }
 
+Outcome<void> DeferredDecoder::configure(const DecoderConfig& config) {
+  if (!decoder_) decoder_ = make_();
+  return decoder_->configure(config);
+}
+
+PictureDecoder::Result DeferredDecoder::decode(const EncodedPicture& picture) {
+  return decoder_ ? decoder_->decode(picture) : Result{.pictures = {}, .isDamaged = true};
+}
+
+ClientError DeferredDecoder::failure() const {
+  return decoder_ ? decoder_->failure() : ClientError{ExitCode::failure, "there is no configuration yet", ""};
+}
+
+std::string DeferredDecoder::path() const {
+  return decoder_ ? decoder_->path() : std::string();
+}
+
 std::unique_ptr<PictureDecoder> makeBestDecoder(std::function<void(const ClientError&)> notice,
                                                 const std::filesystem::path& folder) {
   auto device = findDecodeDevice(folder);

@@ -65,6 +65,24 @@ class FallbackDecoder : public PictureDecoder {
   client::DecoderConfig config_;
 };
 
+/// Makes its decoder with the first configuration, because the search for a device takes long.
+class DeferredDecoder : public PictureDecoder {
+ public:
+  using Make = std::function<std::unique_ptr<PictureDecoder>()>;
+
+  /// `make` is called once, on the decode thread.
+  explicit DeferredDecoder(Make make) : make_(std::move(make)) {}
+
+  client::Outcome<void> configure(const client::DecoderConfig& config) override;
+  Result decode(const client::EncodedPicture& picture) override;
+  client::ClientError failure() const override;
+  std::string path() const override;
+
+ private:
+  Make make_;
+  std::unique_ptr<PictureDecoder> decoder_;
+};
+
 /// A decoder with the device of `folder`. If there is none, `notice` is called at once with the reason.
 std::unique_ptr<PictureDecoder> makeBestDecoder(std::function<void(const client::ClientError&)> notice,
                                                 const std::filesystem::path& folder = "/dev/dri");

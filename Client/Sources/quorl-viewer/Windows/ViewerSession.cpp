@@ -98,7 +98,8 @@ std::shared_ptr<DecodeThread> ViewerSession::makeDecoder(StreamKey stream) {
     });
   };
   return std::make_shared<DecodeThread>(
-      hasDecodeDevice() ? makeBestDecoder(fallback) : makeSoftwareDecoder(),
+      std::make_unique<DeferredDecoder>(
+          [fallback] { return hasDecodeDevice() ? makeBestDecoder(fallback) : makeSoftwareDecoder(); }),
       DecodeThread::Handlers{.pictureReady =
                                  [this, stream] {
                                    onGUI([this, stream] {
@@ -138,7 +139,9 @@ void ViewerSession::resizeView(PointSize view) {
 }
 
 void ViewerSession::setHidden(bool isHidden) {
-  if (std::exchange(isHidden_, isHidden) == isHidden || !isWatching_) return;
+  if (std::exchange(isHidden_, isHidden) == isHidden) return;
+  sendMeasuring();
+  if (!isWatching_) return;
   if (isHidden)
     decoder_->hide();
   else
@@ -176,7 +179,12 @@ void ViewerSession::setMuted(bool isMuted) {
 
 void ViewerSession::setMeasuring(bool isMeasuring) {
   isMeasuring_ = isMeasuring;
-  post(linkCommand::SetMeasuring{isMeasuring});
+  sendMeasuring();
+}
+
+// Nobody reads the statistics of a hidden window.
+void ViewerSession::sendMeasuring() {
+  post(linkCommand::SetMeasuring{isMeasuring_ && !isHidden_});
 }
 
 void ViewerSession::send(ControlMessage message) {

@@ -113,6 +113,23 @@ TEST_F(FallbackDecoderTest, staysInSoftwareForLaterStreams) {
   EXPECT_EQ(notices_.size(), 1U);
 }
 
+TEST(DeferredDecoderTest, isMadeOnceWithItsFirstConfiguration) {
+  int made = 0;
+  DeferredDecoder decoder([&] {
+    ++made;
+    return makeSoftwareDecoder();
+  });
+  const auto& clip = SampleVideo::shortClip();
+  EXPECT_TRUE(decoder.decode({true, 0, clip.pictures[0].data, {}}).isDamaged);
+  EXPECT_EQ(decoder.path(), "");
+  EXPECT_EQ(made, 0);
+  ASSERT_TRUE(decoder.configure({clip.config, VideoCodec::h264}));
+  ASSERT_TRUE(decoder.configure({clip.config, VideoCodec::h264}));
+  EXPECT_EQ(made, 1);
+  EXPECT_EQ(decoder.decode({true, 0, clip.pictures[0].data, {}}).pictures.size(), 1U);
+  EXPECT_EQ(decoder.path(), "H.264, software");
+}
+
 class DeviceSearch : public testing::Test {
  protected:
   void addNode(const char* name) { std::ofstream(folder_.path() / name) << "not a device"; }
