@@ -42,11 +42,12 @@ ControlMessage messageOf(const ClipboardItem& item) {
 }  // namespace
 
 ClipboardBridge::ClipboardBridge(Handlers handlers, ClipboardRules rules)
-    : handlers_(std::move(handlers)), sync_(rules) {
+    : handlers_(std::move(handlers)), rules_(rules), sync_(rules) {
   worker_.setMaxThreadCount(1);
   QObject::connect(QGuiApplication::clipboard(), &QClipboard::changed, &gui_, [this](QClipboard::Mode mode) {
     if (mode == QClipboard::Clipboard) changed(Selection::clipboard);
-    if (mode == QClipboard::Selection) changed(Selection::primary);
+    // Its owner is not bothered with each word that is marked.
+    if (mode == QClipboard::Selection && rules_.primary) changed(Selection::primary);
   });
   changed(Selection::clipboard);
 }
@@ -54,6 +55,11 @@ ClipboardBridge::ClipboardBridge(Handlers handlers, ClipboardRules rules)
 ClipboardBridge::~ClipboardBridge() {
   worker_.clear();
   worker_.waitForDone();
+}
+
+void ClipboardBridge::setRules(const ClipboardRules& rules) {
+  rules_ = rules;
+  perform(sync_.setRules(rules));
 }
 
 template <class Work, class Done>
@@ -154,6 +160,7 @@ bool ClipboardBridge::take(const ControlMessage& message) {
   }
   const auto* clipboard = std::get_if<message::Clipboard>(&message);
   if (clipboard == nullptr) return false;
+  if (!rules_.fromHost) return true;
   const auto done = [this](const std::optional<ClipboardItem>& item) {
     if (item) perform(sync_.hostSent(*item, std::chrono::steady_clock::now()));
   };

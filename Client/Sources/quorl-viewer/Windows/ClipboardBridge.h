@@ -35,7 +35,7 @@ class ClipboardBridge {
   ClipboardBridge(const ClipboardBridge&) = delete;
   ClipboardBridge& operator=(const ClipboardBridge&) = delete;
 
-  void setRules(const ClipboardRules& rules) { perform(sync_.setRules(rules)); }
+  void setRules(const ClipboardRules& rules);
   void connected();
   void disconnected();
   void setFocused(bool hasFocus);
@@ -55,6 +55,7 @@ class ClipboardBridge {
   void later(Work work, Done done);
 
   const Handlers handlers_;
+  ClipboardRules rules_;
   ClipboardSync sync_;
   QObject gui_;  // results for it are dropped once it is gone
   QThreadPool worker_;

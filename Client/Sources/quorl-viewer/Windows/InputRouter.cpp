@@ -193,7 +193,10 @@ void InputRouter::press(const SpecialKey& special) {
   for (const auto& key : eventsOf(special)) handlers_.send(key);
 }
 
+// What was pressed between the connection and its report is released: the host has it down, and the machines
+// forget it.
 void InputRouter::connected() {
+  releaseAll();
   keyboard_.connected();
   if (hasFocus_) perform(keyboard_.focusGained(currentLocks()));
 }

@@ -10,13 +10,19 @@
 
 namespace quorl::viewer {
 
+namespace {
+
+constexpr auto notAllowed = "the desktop does not allow it";
+
+}  // namespace
+
 KeyboardHold::KeyboardHold(QWidget& window, Handlers handlers)
     : window_(window), handlers_(std::move(handlers)) {
   answerTimer_.setSingleShot(true);
   answerTimer_.setInterval(longestAnswer);
   QObject::connect(&answerTimer_, &QTimer::timeout, [this] {
     letGo();
-    refuse(GrabRefusal::refused, "the desktop does not allow it");
+    refuse(GrabRefusal::refused, notAllowed);
   });
 }
 
@@ -45,9 +51,11 @@ void KeyboardHold::takeOnWayland() {
 }
 
 void KeyboardHold::changed(bool isActive) {
+  const bool isAnswer = answerTimer_.isActive();
   answerTimer_.stop();
   if (isActive) return handlers_.taken();
   letGo();
+  if (isAnswer) return refuse(GrabRefusal::refused, notAllowed);
   handlers_.lost();
 }
 

@@ -92,6 +92,7 @@ class ViewerSession {
   void onGUI(Action action);
   void takeTimings();
   void sendHidden();
+  void sendMeasuring();
   bool isWatched(StreamKey stream) const { return isWatching_ && stream == stream_; }
 
   const client::PairedHost host_;

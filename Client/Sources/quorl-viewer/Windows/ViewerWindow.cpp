@@ -215,11 +215,15 @@ void ViewerWindow::resizeEvent(QResizeEvent* event) {
 
 void ViewerWindow::changeEvent(QEvent* event) {
   if (event->type() == QEvent::WindowStateChange && session_) {
-    session_->setHidden(isMinimized());
+    visibilityChanged();
     input_->releaseAll();
     stateTimer_.start();
   }
   QMainWindow::changeEvent(event);
+}
+
+void ViewerWindow::visibilityChanged() {
+  session_->setHidden(isMinimized() || !isViewVisible_);
 }
 
 void ViewerWindow::statusChanged(const LinkStatus& status) {

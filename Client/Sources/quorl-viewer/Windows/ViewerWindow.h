@@ -96,6 +96,7 @@ class ViewerWindow : public QMainWindow {
   void followWindowState();
   void restoreGeometry();
   void geometryChanged();
+  void visibilityChanged();
   void statusChanged(const LinkStatus& status);
   void messageArrived(const ControlMessage& message);
   void showNotice(const QString& text);
@@ -115,6 +116,7 @@ class ViewerWindow : public QMainWindow {
   QString hostName_;
   bool isConnected_ = false;
   bool isClosing_ = false;
+  bool isViewVisible_ = true;  // the desktop shows some of it, as far as it says
 
   PictureView* view_ = nullptr;
   LinkOverlay* overlay_ = nullptr;

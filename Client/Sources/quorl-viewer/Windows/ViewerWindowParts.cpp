@@ -34,7 +34,8 @@ void ViewerWindow::makeView() {
                                },
                            .visibilityChanged =
                                [this](bool isVisible) {
-                                 if (session_) session_->setHidden(!isVisible);
+                                 isViewVisible_ = isVisible;
+                                 if (session_) visibilityChanged();
                                }});
   setCentralWidget(view_);
   pan_ = std::make_unique<PicturePan>(*view_, [this] { input_->pictureMoved(); });
