@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <quorl-viewer/Windows/LinkOverlay.h>
 
+#include <algorithm>
+#include <array>
+
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QPainter>
@@ -45,7 +48,9 @@ LinkOverlay::LinkOverlay(const QString& host, const QString& address, Handlers h
       details_(label(QStringLiteral("overlayDetails"), 1.0)),
       now_(new QPushButton(QStringLiteral("Now"))),
       cancel_(new QPushButton(QStringLiteral("Cancel"))) {
-  setStyleSheet(QStringLiteral("QLabel { color: white; } QToolButton { color: #cccccc; border: none; }"));
+  setStyleSheet(
+      QStringLiteral("QLabel { color: white; } QToolButton { color: #cccccc; border: 1px solid transparent; }"
+                     "QToolButton:focus { border-color: #cccccc; }"));
   setAccessibleName(QStringLiteral("State of the connection"));
   cancel_->setAccessibleName(QStringLiteral("Stop connecting"));
   fold_->setText(QStringLiteral("Details"));
@@ -191,6 +196,20 @@ void LinkOverlay::refresh() {
 // A short stall leaves it to the person who types.
 void LinkOverlay::moveFocus() {
   if (status_.state != State::stalled && !now_->isHidden() && parentWidget()->hasFocus()) now_->setFocus();
+}
+
+// Tab goes round its own controls: the picture under it has no use for Tab, and would end the search.
+bool LinkOverlay::focusNextPrevChild(bool isNext) {
+  const std::array<QWidget*, 3> controls{now_, cancel_, fold_};
+  const auto at = std::ranges::find_if(controls, [](const QWidget* control) { return control->hasFocus(); });
+  auto place = static_cast<std::size_t>(at == controls.end() ? 0 : at - controls.begin());
+  for (std::size_t step = 0; step < controls.size(); ++step) {
+    place = (place + (isNext ? 1 : controls.size() - 1)) % controls.size();
+    if (!controls[place]->isVisible()) continue;
+    controls[place]->setFocus(isNext ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    return true;
+  }
+  return false;
 }
 
 void LinkOverlay::paintEvent(QPaintEvent*) {

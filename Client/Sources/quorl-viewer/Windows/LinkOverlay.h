@@ -42,6 +42,7 @@ class LinkOverlay : public QWidget {
  protected:
   void paintEvent(QPaintEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
+  bool focusNextPrevChild(bool isNext) override;
 
  private:
   void refresh();
