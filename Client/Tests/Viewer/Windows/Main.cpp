@@ -16,6 +16,9 @@ int main(int argc, char** argv) {
   qputenv("DISPLAY", desktop.display().c_str());
   qputenv("QT_QPA_PLATFORM", "xcb");
   qputenv("PULSE_SERVER", "unix:/nowhere");
+  // The toolkit's own input method, for dead keys, with the table of UTF-8.
+  qputenv("QT_IM_MODULE", "compose");
+  qputenv("LC_ALL", "C.UTF-8");
   qunsetenv("WAYLAND_DISPLAY");
   qunsetenv("DBUS_SESSION_BUS_ADDRESS");
   quorl::client::silenceMediaLibraries();
