@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <utility>
 #include <vector>
 
 #include <QuorlKit/Foundation/Check.h>
@@ -16,6 +17,7 @@ namespace quorl::client::test {
 namespace {
 
 struct Pair {
+  int number = 0;
   Descriptor client;
   Descriptor host;
 };
@@ -26,20 +28,6 @@ sockaddr_in loopback(std::uint16_t port) {
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   address.sin_port = htons(port);
   return address;
-}
-
-// False at the end of the stream.
-bool forward(int from, int to, bool isSwallowed) {
-  std::uint8_t buffer[65'536];
-  const auto count = ::recv(from, buffer, sizeof buffer, 0);
-  if (count <= 0) return false;
-  if (isSwallowed) return true;
-  for (ssize_t sent = 0; sent < count;) {
-    const auto part = ::send(to, buffer + sent, static_cast<std::size_t>(count - sent), MSG_NOSIGNAL);
-    if (part <= 0) return false;
-    sent += part;
-  }
-  return true;
 }
 
 void reset(const Descriptor& socket) {
@@ -56,7 +44,7 @@ void openPipe(Descriptor& read, Descriptor& write) {
 
 }  // namespace
 
-CuttableRelay::CuttableRelay(std::uint16_t hostPort) : hostPort_(hostPort) {
+CuttableRelay::CuttableRelay(std::uint16_t hostPort, Tap tap) : hostPort_(hostPort), tap_(std::move(tap)) {
   openPipe(orderRead_, orderWrite_);
   openPipe(doneRead_, doneWrite_);
   listen();
@@ -94,6 +82,21 @@ void CuttableRelay::listen() {
   port_ = ntohs(address.sin_port);
 }
 
+// False at the end of the stream.
+bool CuttableRelay::forward(int from, int to, int connection, bool isFromHost) const {
+  std::uint8_t buffer[65'536];
+  const auto count = ::recv(from, buffer, sizeof buffer, 0);
+  if (count <= 0) return false;
+  if (!isFromHost && swallows_) return true;
+  if (tap_) tap_(connection, isFromHost, ByteView(buffer, static_cast<std::size_t>(count)));
+  for (ssize_t sent = 0; sent < count;) {
+    const auto part = ::send(to, buffer + sent, static_cast<std::size_t>(count - sent), MSG_NOSIGNAL);
+    if (part <= 0) return false;
+    sent += part;
+  }
+  return true;
+}
+
 void CuttableRelay::run() {
   std::vector<Pair> pairs;
   for (;;) {
@@ -105,18 +108,18 @@ void CuttableRelay::run() {
     if (::poll(watched.data(), watched.size(), -1) < 0) continue;
     for (std::size_t index = pairs.size(); index-- > 0;) {
       const auto& pair = pairs[index];
-      const bool isOpen =
-          (watched[2 + 2 * index].revents == 0 || forward(pair.client.get(), pair.host.get(), swallows_)) &&
-          (watched[3 + 2 * index].revents == 0 || forward(pair.host.get(), pair.client.get(), false));
+      const bool isOpen = (watched[2 + 2 * index].revents == 0 ||
+                           forward(pair.client.get(), pair.host.get(), pair.number, false)) &&
+                          (watched[3 + 2 * index].revents == 0 ||
+                           forward(pair.host.get(), pair.client.get(), pair.number, true));
       if (!isOpen) pairs.erase(pairs.begin() + static_cast<std::ptrdiff_t>(index));
     }
     if (watched[1].revents != 0) {
-      Pair pair{Descriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)),
+      Pair pair{++accepted_, Descriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)),
                 Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))};
       const auto address = loopback(hostPort_);
       if (::connect(pair.host.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
         pairs.push_back(std::move(pair));
-      ++accepted_;
     }
     if (watched[0].revents == 0) continue;
     Order order{};

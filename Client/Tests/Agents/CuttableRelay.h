@@ -3,8 +3,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <thread>
 
+#include <QuorlKit/Foundation/ByteView.h>
 #include <QuorlUnix/Descriptor.h>
 
 namespace quorl::client::test {
@@ -15,7 +17,10 @@ namespace quorl::client::test {
 /// *Queue*: its own thread; call the operations from any.
 class CuttableRelay {
  public:
-  explicit CuttableRelay(std::uint16_t hostPort);
+  /// Sees what is forwarded, on the relay's thread. `connection` counts from 1.
+  using Tap = std::function<void(int connection, bool isFromHost, ByteView bytes)>;
+
+  explicit CuttableRelay(std::uint16_t hostPort, Tap tap = {});
   CuttableRelay(const CuttableRelay&) = delete;
   CuttableRelay& operator=(const CuttableRelay&) = delete;
   ~CuttableRelay();
@@ -33,8 +38,10 @@ class CuttableRelay {
   void give(Order order);
   void run();
   void listen();
+  bool forward(int from, int to, int connection, bool isFromHost) const;
 
   const std::uint16_t hostPort_;
+  const Tap tap_;
   std::uint16_t port_ = 0;
   Descriptor listener_;
   Descriptor orderRead_;

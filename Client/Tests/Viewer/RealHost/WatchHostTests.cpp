@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // `quorl_client watch`, the real viewer on a display of its own, and the real host on another one.
 #include <signal.h>
+#include <sys/wait.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 
 #include <Integration/HostProcess.h>
 #include <KeyListener.h>
 #include <Posix/LoopbackPeer.h>
+#include <QuorlKit/Protocol/ControlMessage.h>
+#include <QuorlKit/Protocol/Frames.h>
 #include <Support/Eventually.h>
 #include <Support/TemporaryFolder.h>
 #include <Support/XServerFixture.h>
@@ -18,6 +23,7 @@
 #include <gtest/gtest.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 
+#include "../../Agents/CuttableRelay.h"
 #include "../../Session/SSHServer.h"
 
 namespace quorl::viewer {
@@ -158,6 +164,71 @@ TEST_F(WatchHost, showsItAgainAfterARestart) {
   press("q");
   EXPECT_TRUE(hostHears(XKB_KEY_q));
 }
+
+// A program that takes over what is copied, as a desktop's does, and PRIMARY as well.
+class ManagedClipboards : public WatchHost, public testing::WithParamInterface<std::string> {
+ protected:
+  static bool isInstalled(const std::string& program) {
+    return std::system(("command -v " + program + " >/dev/null").c_str()) == 0;
+  }
+  static void copy(const XServer& desktop, const std::string& text) {
+    desktop.run({"sh", "-c", "printf %s \"$0\" | xclip -i -selection clipboard >/dev/null 2>&1", text});
+  }
+  static bool has(const XServer& desktop, const std::string& text) {
+    return eventually([&] { return desktop.run({"xclip", "-o", "-selection", "clipboard"}) == text; },
+                      patience);
+  }
+  // On the relay's thread.
+  void count(int connection, bool isFromHost, ByteView bytes) {
+    const auto frames = deframers_[{connection, isFromHost}].feed(bytes);
+    if (!frames) return;
+    for (const auto& frame : *frames)
+      if (frame.type == FrameType::control && ControlCoder::judge(frame.payload) == message::Clipboard::key)
+        ++(isFromHost ? fromHost_ : toHost_);
+  }
+
+  std::map<std::pair<int, bool>, Deframer> deframers_;
+  std::atomic<int> fromHost_ = 0;
+  std::atomic<int> toHost_ = 0;
+  client::test::CuttableRelay relay_{port_, [this](int connection, bool isFromHost, ByteView bytes) {
+                                       count(connection, isFromHost, bytes);
+                                     }};
+};
+
+TEST_P(ManagedClipboards, aCopyIsOneMessageInEachDirection) {
+  const auto manager = GetParam();
+  if (!isInstalled(manager)) GTEST_SKIP() << "needs " << manager;
+  const auto home = "HOME=" + folder_.path().string();
+  const auto here = viewerDesktop_.start({"env", home, manager});
+  const auto there = hostDesktop_.start({"env", home, manager});
+  const auto address = fmt::format("127.0.0.1:{}", relay_.port());
+  const auto pairing = start({"pair", address, "--pin", pin});
+  ASSERT_EQ(pairing->waitForExit(patience), 0) << pairing->output();
+  const auto viewer = start({"watch", "--full-screen"});
+  ASSERT_TRUE(showsHost(orange)) << viewer->output();
+  constexpr int rounds = 3;
+  for (int round = 1; round <= rounds; ++round) {
+    copy(viewerDesktop_, fmt::format("from here {}", round));
+    ASSERT_TRUE(has(hostDesktop_, fmt::format("from here {}", round)));
+  }
+  // Longer than a copy at the host may have crossed one from here, for which the viewer asks once more.
+  EXPECT_FALSE(eventually([&] { return toHost_ > rounds || fromHost_ > 0; }, std::chrono::seconds(2)));
+  for (int round = 1; round <= rounds; ++round) {
+    copy(hostDesktop_, fmt::format("from there {}", round));
+    ASSERT_TRUE(has(viewerDesktop_, fmt::format("from there {}", round)));
+  }
+  EXPECT_FALSE(eventually([&] { return toHost_ > rounds || fromHost_ > rounds; }, std::chrono::seconds(2)));
+  EXPECT_EQ(toHost_, rounds);
+  EXPECT_EQ(fromHost_, rounds);
+  for (const auto* program : {&here, &there})
+    EXPECT_EQ(::waitpid(program->pid(), nullptr, WNOHANG), 0) << "the manager runs to the end";
+}
+
+INSTANTIATE_TEST_SUITE_P(Managers, ManagedClipboards,
+                         testing::Values("autocutsel", "parcellite", "xfce4-clipman"),
+                         [](const auto& manager) {
+                           return manager.param.substr(manager.param.find('-') + 1);
+                         });
 
 TEST_F(WatchHost, throughSSHItAsksForThePassphraseAndThePINInWindows) {
   if (!SSHServer::isInstalled()) GTEST_SKIP() << "needs the package openssh-server";
