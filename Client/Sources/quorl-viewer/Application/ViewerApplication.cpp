@@ -60,8 +60,7 @@ client::Outcome<void> ViewerApplication::run() {
   if (!contents) return std::unexpected(contents.error());
   if (options_.wantsHosts) return choose();
   const auto host = chosenHost(options_, *contents);
-  if (host) return open(*host);
-  if (options_.host.empty()) return choose();
+  if (host) return *host ? open(**host) : choose();
   const auto address = client::HostAddress::parse(options_.host);
   if (!options_.mayPair || !address) return std::unexpected(host.error());
   const auto paired = pairWith(*address, PairingDialog::Wish::link);

@@ -130,15 +130,10 @@ Outcome<ViewerOptions> ViewerOptions::parse(std::span<const std::string> words) 
   return Parser(words).run();
 }
 
-Outcome<client::PairedHost> chosenHost(const ViewerOptions& options,
-                                       const client::HostBookContents& contents) {
-  if (options.host.empty() && contents.hosts.size() == 1) return contents.hosts.front();
-  if (options.host.empty() && contents.hosts.empty())
-    return failed(ExitCode::refused, "no host is paired yet",
-                  "Pair with 'quorl_client pair HOST'; 'quorl_client discover' lists hosts.");
+Outcome<std::optional<client::PairedHost>> chosenHost(const ViewerOptions& options,
+                                                      const client::HostBookContents& contents) {
   if (options.host.empty())
-    return failed(ExitCode::usage, "several hosts are paired; choose one with --host",
-                  "'quorl_client hosts' lists them.");
+    return contents.hosts.size() == 1 ? std::optional(contents.hosts.front()) : std::nullopt;
   if (const auto* host = contents.find(options.host)) return *host;
   const auto name = client::printable(options.host);
   return failed(ExitCode::refused, fmt::format("this computer is not paired with {}", name),

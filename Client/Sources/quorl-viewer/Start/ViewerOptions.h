@@ -31,9 +31,9 @@ struct ViewerOptions {
   static client::Outcome<ViewerOptions> parse(std::span<const std::string> words);
 };
 
-/// The host that the options name, or the only paired one.
-client::Outcome<client::PairedHost> chosenHost(const ViewerOptions& options,
-                                               const client::HostBookContents& contents);
+/// The host that the options name, or the only paired one. Nothing: a person has to choose.
+client::Outcome<std::optional<client::PairedHost>> chosenHost(const ViewerOptions& options,
+                                                              const client::HostBookContents& contents);
 
 /// The text of --help.
 std::string viewerHelp();
