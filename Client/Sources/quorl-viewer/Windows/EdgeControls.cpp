@@ -14,8 +14,9 @@ constexpr int leavingPause = 800;  // ms until they go
 
 }  // namespace
 
-EdgeControls::EdgeControls(QMainWindow& window, QToolBar& controls, QWidget& picture)
-    : window_(window), controls_(controls), picture_(picture) {
+EdgeControls::EdgeControls(QMainWindow& window, QToolBar& controls, QWidget& picture,
+                           std::function<bool()> isAtTop)
+    : window_(window), controls_(controls), picture_(picture), isAtTop_(std::move(isAtTop)) {
   resting_.setSingleShot(true);
   resting_.setInterval(restPause);
   leaving_.setInterval(leavingPause);
@@ -49,7 +50,7 @@ void EdgeControls::reveal() {
 }
 
 void EdgeControls::pointerAt(int y) {
-  if (y >= edge)
+  if (y >= edge || !isAtTop_())
     resting_.stop();
   else if (!resting_.isActive() && !controls_.isVisible())
     resting_.start();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <functional>
+
 #include <QMainWindow>
 #include <QTimer>
 #include <QToolBar>
@@ -13,7 +15,8 @@ namespace quorl::viewer {
 /// *Queue*: the GUI thread. *Ownership*: the window's; borrows the controls and the picture.
 class EdgeControls : public QObject {
  public:
-  EdgeControls(QMainWindow& window, QToolBar& controls, QWidget& picture);
+  /// `isAtTop`: false while the picture goes on above what is seen. The pointer at the edge moves it then.
+  EdgeControls(QMainWindow& window, QToolBar& controls, QWidget& picture, std::function<bool()> isAtTop);
 
   void setFullScreen(bool isFullScreen);
   /// Until the pointer and the keyboard have left them.
@@ -29,6 +32,7 @@ class EdgeControls : public QObject {
   QMainWindow& window_;
   QToolBar& controls_;
   QWidget& picture_;
+  const std::function<bool()> isAtTop_;
   bool isFullScreen_ = false;
   QTimer resting_;
   QTimer leaving_;

@@ -125,7 +125,8 @@ void ViewerWindow::makeControls(std::function<void()> openHosts) {
                                   .leave = [this] { view_->setFocus(); }},
                                  this);
   addToolBar(controls_);
-  edge_ = std::make_unique<EdgeControls>(*this, *controls_, *view_);
+  edge_ = std::make_unique<EdgeControls>(*this, *controls_, *view_,
+                                         [this] { return view_->viewport().target().y >= 0; });
 }
 
 void ViewerWindow::makeTargets() {

@@ -114,6 +114,21 @@ TEST_F(WindowControlsTest, inFullScreenTheControlsComeWhenThePointerRestsAtTheEd
   EXPECT_TRUE(spinUntil([&] { return !window_->isFullScreen() && controls().isVisible(); }));
 }
 
+TEST_F(WindowControlsTest, inFullScreenALargerPictureMovesToItsTopBeforeTheControlsCome) {
+  open(ordinary(), {.target = {}, .wanted = {}, .isFullScreen = true, .folder = {}});
+  ASSERT_TRUE(spinUntil([&] { return window_->isFullScreen() && window_->width() == 1280; }));
+  ASSERT_TRUE(hasPicture());
+  auto& view = window_->view();
+  view.setScale(ScaleMode::fixed, 16);
+  ASSERT_LT(view.viewport().target().y, 0);
+  act({"mousemove", "600", "400"});
+  act({"mousemove", "600", "0"});
+  ASSERT_TRUE(spinUntil([&] { return view.viewport().target().y == 0; }));
+  EXPECT_FALSE(controls().isVisible());
+  act({"mousemove", "601", "0"});
+  EXPECT_TRUE(spinUntil([&] { return controls().isVisible(); }));
+}
+
 TEST_F(WindowControlsTest, statisticsAreShownOverThePictureAndGoAgain) {
   auto behaviour = ordinary();
   behaviour.pictureInterval = 30ms;
