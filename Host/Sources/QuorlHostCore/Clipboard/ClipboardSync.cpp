@@ -121,6 +121,11 @@ void ClipboardSync::poll() {
   }
   const std::int64_t count = pasteboard_->changeCount();
   if (count == lastChangeCount_) return;
+  if (reading_ && reading_->count != count) {
+    // What is being read is older than the change.
+    isPollPostponed_ = true;
+    return;
+  }
   lastChangeCount_ = count;
   joinReading().isPush = true;
 }
@@ -195,6 +200,7 @@ void ClipboardSync::finishReading(Payload payload) {
   const Reading finished = *std::exchange(reading_, std::nullopt);
   for (const auto& completion : finished.completions) completion(payload);
   if (finished.isPush && payload && started_) push(*payload, finished.count);
+  if (std::exchange(isPollPostponed_, false)) poll();
 }
 
 void ClipboardSync::push(const ClipboardPayload& payload, std::int64_t count) {

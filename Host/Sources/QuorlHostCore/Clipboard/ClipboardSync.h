@@ -89,7 +89,7 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   std::optional<SHA256Digest> pushed_ QUORL_GUARDED_BY(queue_);  // last, until a client sends content
   MonotonicTime pushedAt_ QUORL_GUARDED_BY(queue_);
   int applying_ QUORL_GUARDED_BY(queue_) = 0;
-  bool isPollPostponed_ QUORL_GUARDED_BY(queue_) = false;  // until the content is applied
+  bool isPollPostponed_ QUORL_GUARDED_BY(queue_) = false;  // until content is applied, or older one is read
   std::optional<Reading> reading_ QUORL_GUARDED_BY(queue_);
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <QuorlHostCore/Clipboard/ClipboardSync.h>
 
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -277,6 +278,35 @@ TEST_F(ClipboardSyncTest, contentThatIsReplacedWhileItIsReadIsNotPushed) {
   scheduler.advance(milliseconds(500));
   EXPECT_TRUE(pushed.empty());
   scheduler.advance(milliseconds(500));
+  EXPECT_EQ(pushed, std::vector{text("new")});
+}
+
+TEST_F(ClipboardSyncTest, aChangeAtATickDuringASlowReadIsPushedAfterwards) {
+  start();
+  pasteboard->ownerHangs = true;
+  pasteboard->copy({{PasteboardType::text, bytesOf("slow")}});
+  scheduler.advance(seconds(1));
+  pasteboard->copy({{PasteboardType::text, bytesOf("new")}});
+  scheduler.advance(seconds(2));
+  pasteboard->ownerHangs = false;
+  for (auto& answer : std::exchange(pasteboard->pending, {})) answer(bytesOf("slow"));
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed, std::vector{text("new")});
+}
+
+TEST_F(ClipboardSyncTest, aChangeDuringASlowReadIsPushedAndGivenToThoseWhoAskedBefore) {
+  start();
+  pasteboard->ownerHangs = true;
+  pasteboard->copy({{PasteboardType::text, bytesOf("slow")}});
+  std::vector<ClipboardSync::Payload> answers;
+  sync->currentPayload([&](ClipboardSync::Payload payload) { answers.push_back(std::move(payload)); });
+  scheduler.advance(seconds(1));
+  pasteboard->copy({{PasteboardType::text, bytesOf("new")}});
+  scheduler.advance(seconds(2));
+  pasteboard->ownerHangs = false;
+  for (auto& answer : std::exchange(pasteboard->pending, {})) answer(bytesOf("slow"));
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(answers, std::vector<ClipboardSync::Payload>{text("new")});
   EXPECT_EQ(pushed, std::vector{text("new")});
 }
 
