@@ -98,6 +98,7 @@ void ClipboardSync::finishApply(std::int64_t count) {
   queue_.assertCurrent();
   --applying_;
   lastChangeCount_ = count;
+  appliedAt_ = queue_.now();
   Log::clipboard.info("applied remote clipboard");
   if (applying_ == 0 && std::exchange(isPollPostponed_, false)) poll();
 }
@@ -199,22 +200,23 @@ void ClipboardSync::finishReading(Payload payload) {
   }
   const Reading finished = *std::exchange(reading_, std::nullopt);
   for (const auto& completion : finished.completions) completion(payload);
-  if (finished.isPush && payload && started_) push(*payload, finished.count);
+  if (finished.isPush && started_) push(payload, finished.count);
   if (std::exchange(isPollPostponed_, false)) poll();
 }
 
-void ClipboardSync::push(const ClipboardPayload& payload, std::int64_t count) {
+// A clipboard manager that takes content over changes the count, not the content.
+void ClipboardSync::push(const Payload& payload, std::int64_t count) {
   queue_.assertCurrent();
-  // A clipboard manager that takes over what a client sent changes the count, not the content.
-  if (payload == applied_) return;
+  const MonotonicTime now = queue_.now();
+  if (payload && payload == applied_ && now - appliedAt_ < takeOverTime) return;
   applied_.reset();
-  const auto digest = sha256(bytesIn(payload.content));
-  const bool isTakenOver = pushed_ == digest && queue_.now() - pushedAt_ < takeOverTime;
-  if (isTakenOver) return;
+  if (!payload) return;
+  const auto digest = sha256(bytesIn(payload->content));
+  if (pushed_ == digest && now - pushedAt_ < takeOverTime) return;
   pushed_ = digest;
-  pushedAt_ = queue_.now();
+  pushedAt_ = now;
   Log::clipboard.info(fmt::format("pushing local clipboard change #{}", count));
-  if (broadcast_) broadcast_(payload);
+  if (broadcast_) broadcast_(*payload);
 }
 
 }  // namespace quorl

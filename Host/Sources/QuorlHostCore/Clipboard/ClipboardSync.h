@@ -34,7 +34,8 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   static constexpr std::size_t maxImageSize = 5'242'880;
   /// More cannot be a message. What becomes too long as JSON is not sent either.
   static constexpr std::size_t maxTextSize = WireProtocol::maxFrameLength;
-  /// Content that is pushed and offered again within this time was taken over by a clipboard manager.
+  /// Content that is pushed or applied, and offered again within this time, was taken over by a clipboard
+  /// manager.
   static constexpr std::chrono::seconds takeOverTime{5};
   /// A TIFF may be many times as large as its PNG.
   static constexpr std::size_t maxTIFFSize = 64 * std::size_t{1'048'576};
@@ -74,7 +75,7 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   void readImage(PasteboardType type);
   void convertTIFF(Bytes tiff);
   void finishReading(Payload payload);
-  void push(const ClipboardPayload& payload, std::int64_t count);
+  void push(const Payload& payload, std::int64_t count);  // without one: what cannot be sent
 
   const SerialQueue queue_;
   const std::shared_ptr<Pasteboard> pasteboard_;
@@ -86,6 +87,7 @@ class ClipboardSync : public std::enable_shared_from_this<ClipboardSync> {
   std::optional<MonotonicTime> started_ QUORL_GUARDED_BY(queue_);  // absent: stopped
   std::int64_t lastChangeCount_ QUORL_GUARDED_BY(queue_);
   Payload applied_ QUORL_GUARDED_BY(queue_);  // from a client, until something else is copied here
+  MonotonicTime appliedAt_ QUORL_GUARDED_BY(queue_);
   std::optional<SHA256Digest> pushed_ QUORL_GUARDED_BY(queue_);  // last, until a client sends content
   MonotonicTime pushedAt_ QUORL_GUARDED_BY(queue_);
   int applying_ QUORL_GUARDED_BY(queue_) = 0;

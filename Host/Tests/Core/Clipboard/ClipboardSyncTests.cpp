@@ -147,6 +147,26 @@ TEST_F(ClipboardSyncTest, aManagerThatTakesOverWhatAClientSentCausesNoEcho) {
   EXPECT_EQ(pushed, (std::vector{text("other"), text("mine")}));
 }
 
+TEST_F(ClipboardSyncTest, aLaterCopyOfWhatAClientSentIsPushed) {
+  start();
+  sync->apply(text("mine"));
+  scheduler.advance(ClipboardSync::takeOverTime + seconds(1));
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed, std::vector{text("mine")});
+}
+
+TEST_F(ClipboardSyncTest, aCopyOfWhatAClientSentIsPushedAfterContentThatCannotBeSent) {
+  start();
+  sync->apply(text("mine"));
+  scheduler.advance(milliseconds(10));
+  pasteboard->copy({{PasteboardType::png, Bytes(5'242'881, 7)}});
+  scheduler.advance(seconds(1));
+  pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
+  scheduler.advance(seconds(1));
+  EXPECT_EQ(pushed, std::vector{text("mine")});
+}
+
 TEST_F(ClipboardSyncTest, aManagerThatTakesOverWhatWasPushedCausesNoSecondPush) {
   start();
   pasteboard->copy({{PasteboardType::text, bytesOf("mine")}});
