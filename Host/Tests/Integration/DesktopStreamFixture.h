@@ -40,7 +40,8 @@ class DesktopStreamFixture : public ::testing::Test {
     // The window manager has placed and framed it.
     EXPECT_TRUE(eventually(
         [&] {
-          const auto windows = control.windowList(WindowScope::onScreen);
+          const auto windows =
+              control.windowList(WindowScope::onScreen).value_or(std::vector<ListedWindow>{});
           const auto found = std::ranges::find(windows, window, &ListedWindow::windowID);
           return found != windows.end() && found->bounds.size.height > bounds.height;
         },

@@ -179,7 +179,7 @@ TEST_F(DesktopWindow, thatDoesNotExistIsRefused) {
 TEST_F(DesktopWindow, comesBackWhenItWasMinimised) {
   server.run({"xdotool", "windowminimize", std::to_string(window)});
   const auto isOnScreen = [this] {
-    const auto windows = control.windowList(WindowScope::onScreen);
+    const auto windows = control.windowList(WindowScope::onScreen).value_or(std::vector<ListedWindow>{});
     return std::ranges::find(windows, window, &ListedWindow::windowID) != windows.end();
   };
   ASSERT_TRUE(eventually([&] { return !isOnScreen(); }, patience));

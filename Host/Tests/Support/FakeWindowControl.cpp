@@ -97,8 +97,9 @@ std::optional<PointRect> FakeWindowControl::windowBounds(std::uint32_t windowID)
   return entry ? std::optional(entry->frame) : std::nullopt;
 }
 
-std::vector<ListedWindow> FakeWindowControl::windowList(WindowScope scope) {
+std::optional<std::vector<ListedWindow>> FakeWindowControl::windowList(WindowScope scope) {
   note(scope == WindowScope::all ? "windowList all" : "windowList onScreen");
+  if (!answers) return std::nullopt;
   std::vector<ListedWindow> listed;
   for (const Entry& entry : entries)
     if (scope == WindowScope::all || entry.isOnScreen)

@@ -38,7 +38,7 @@ class FakeWindowControl : public WindowControl {
   FakeWindowControl();
 
   std::optional<PointRect> windowBounds(std::uint32_t windowID) override;
-  std::vector<ListedWindow> windowList(WindowScope scope) override;
+  std::optional<std::vector<ListedWindow>> windowList(WindowScope scope) override;
   std::vector<Window> accessibleWindows(std::int32_t pid) override;
   Window focusedWindow(std::int32_t pid) override;
   Window mainWindow(std::int32_t pid) override;
@@ -56,6 +56,7 @@ class FakeWindowControl : public WindowControl {
   void note(const std::string& call);
 
   std::vector<Entry> entries;  // front to back
+  bool answers = true;         // to questions for the list of windows
   std::vector<ScreenFrames> screenFrames;
   std::map<std::int32_t, std::uint32_t> focused;  // by process
   std::map<std::int32_t, std::uint32_t> main;

@@ -224,15 +224,16 @@ StreamWindow::Place StreamWindow::place() const {
   if (!windows_) return {};
   if (!tracked_) return {.rect = unionOfWindows(), .source = WindowFit::Source::severalWindows};
   if (appPIDs_.empty()) return {.rect = frameOf(tracked_->windowID)};
-  const std::vector<ListedWindow> windows = windowList(WindowScope::all);
-  const auto found = std::ranges::find(windows, tracked_->windowID, &ListedWindow::windowID);
-  if (found == windows.end()) return {.isLost = true};
+  const auto windows = windowList(WindowScope::all);
+  if (!windows) return {};
+  const auto found = std::ranges::find(*windows, tracked_->windowID, &ListedWindow::windowID);
+  if (found == windows->end()) return {.isLost = true};
   return {.rect = found->bounds};
 }
 
-std::vector<ListedWindow> StreamWindow::windowList(WindowScope scope) const {
+std::optional<std::vector<ListedWindow>> StreamWindow::windowList(WindowScope scope) const {
   queue_.assertCurrent();
-  std::vector<ListedWindow> windows;
+  std::optional<std::vector<ListedWindow>> windows;
   queue_.scheduler().blocking([&] { windows = windows_->windowList(scope); });
   return windows;
 }
@@ -240,8 +241,10 @@ std::vector<ListedWindow> StreamWindow::windowList(WindowScope scope) const {
 std::optional<PointRect> StreamWindow::unionOfWindows() const {
   queue_.assertCurrent();
   if (!windows_ || appPIDs_.empty()) return std::nullopt;
+  const auto windows = windowList(WindowScope::onScreen);
+  if (!windows) return std::nullopt;
   PointRect all;
-  for (const ListedWindow& window : windowList(WindowScope::onScreen))
+  for (const ListedWindow& window : *windows)
     if (window.layer == 0 && isOneOf(appPIDs_, window.pid)) all = all.unionWith(window.bounds);
   return all.isEmpty() ? std::nullopt : std::optional(all);
 }

@@ -34,7 +34,7 @@ class StreamWindow {
   };
   /// The place of the picture.
   struct Place {
-    std::optional<PointRect> rect;  // absent when nothing of the target is left
+    std::optional<PointRect> rect;  // absent when nothing of the target is left, or nobody answers
     WindowFit::Source source = WindowFit::Source::window;
     bool isLost = false;  // the application has closed or hidden the captured window
   };
@@ -85,7 +85,7 @@ class StreamWindow {
                                       const WindowFit::Plan& plan);
   void giveBackNow() QUORL_NO_ANALYSIS;  // on the queue, or in the destructor
   std::optional<PointRect> frameOf(std::uint32_t windowID) const;
-  std::vector<ListedWindow> windowList(WindowScope scope) const;
+  std::optional<std::vector<ListedWindow>> windowList(WindowScope scope) const;
   std::optional<PointRect> unionOfWindows() const;
 
   const SerialQueue queue_;

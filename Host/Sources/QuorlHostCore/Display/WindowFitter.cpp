@@ -55,9 +55,10 @@ std::optional<PointRect> WindowFitter::windowFrame(std::uint32_t windowID) const
 }
 
 std::optional<WindowFitter::FrontWindow> WindowFitter::frontWindow(std::int32_t pid) const {
-  const std::vector<ListedWindow> windows = windows_.windowList(WindowScope::all);
+  const auto windows = windows_.windowList(WindowScope::all);
+  if (!windows) return std::nullopt;
   const ListedWindow* best = nullptr;
-  for (const ListedWindow& window : windows) {
+  for (const ListedWindow& window : *windows) {
     if (!mayBeFront(window, pid)) continue;
     const bool beats =
         !best || (window.isOnScreen != best->isOnScreen ? window.isOnScreen : areaOf(window) > areaOf(*best));

@@ -66,8 +66,8 @@ class WindowControl {
 
   /// Where one window is now. Absent when it is gone.
   virtual std::optional<PointRect> windowBounds(std::uint32_t windowID) = 0;
-  /// Front to back, without the desktop's own elements.
-  virtual std::vector<ListedWindow> windowList(WindowScope scope) = 0;
+  /// Front to back, without the desktop's own elements. Absent when the window server does not answer.
+  virtual std::optional<std::vector<ListedWindow>> windowList(WindowScope scope) = 0;
 
   /// The windows that accessibility reports for a process; empty when it cannot be asked.
   virtual std::vector<Window> accessibleWindows(std::int32_t pid) = 0;

@@ -283,6 +283,21 @@ TEST_F(StreamWindowTest, failsAtOnceWhenTheCaptureOfAnApplicationDoesNotStart) {
   EXPECT_EQ(screen_->streams().size(), 1U);
 }
 
+TEST_F(StreamWindowTest, keepsAnApplicationsWindowWhileTheWindowServerDoesNotAnswer) {
+  addNotes();
+  startApp();
+  windows_->answers = false;
+  advance(seconds(60));
+  EXPECT_TRUE(errors().empty());
+  EXPECT_EQ(screen_->streams().size(), 1U);
+  EXPECT_EQ(session_->currentContentRect(), frameOf(77));
+  windows_->answers = true;
+  windows_->find(77)->frame.origin = {10, 40};
+  advance(seconds(1));
+  EXPECT_EQ(started().back().contentRect, frameOf(77));
+  EXPECT_EQ(screen_->streams().size(), 1U);
+}
+
 TEST_F(StreamWindowTest, endsAStreamWhoseApplicationNeverKeepsAWindow) {
   addNotes();
   startApp();

@@ -230,7 +230,7 @@ class ManagedApplicationCapture : public ApplicationCapture {
   ManagedApplicationCapture() : ApplicationCapture(XServer::WindowManager::openbox) {}
 
   std::vector<ListedWindow> listed() {
-    auto windows = control.windowList(WindowScope::onScreen);
+    auto windows = control.windowList(WindowScope::onScreen).value_or(std::vector<ListedWindow>{});
     std::erase_if(windows, [](const auto& each) { return each.layer != 0 || each.pid != ::getpid(); });
     return windows;
   }

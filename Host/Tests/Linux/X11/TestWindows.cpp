@@ -122,8 +122,12 @@ void Openbox::resume() const {
   ::kill(program_.pid(), SIGCONT);
 }
 
+std::vector<ListedWindow> WindowFixture::listWindows(WindowScope scope) {
+  return control.windowList(scope).value_or(std::vector<ListedWindow>{});
+}
+
 std::optional<ListedWindow> WindowFixture::find(const std::string& title, WindowScope scope) {
-  for (auto& window : control.windowList(scope))
+  for (auto& window : listWindows(scope))
     if (window.title == title) return window;
   return std::nullopt;
 }

@@ -63,6 +63,8 @@ class WindowFixture : public testing::Test {
   X11DisplayName name() const {
     return [display = server.display()] { return display; };
   }
+  /// Empty as well when the server does not answer.
+  std::vector<ListedWindow> listWindows(WindowScope scope = WindowScope::all);
   std::optional<ListedWindow> find(const std::string& title, WindowScope scope = WindowScope::all);
   /// Waits until a window of this title is on the screen.
   std::optional<ListedWindow> waitFor(const std::string& title);

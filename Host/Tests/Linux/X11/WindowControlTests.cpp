@@ -208,9 +208,9 @@ TEST_F(WindowChanges, countFromTheCornerOfTheMainDisplay) {
 TEST_F(WindowChanges, comeForwardWithTheWindowNamed) {
   const auto lower = makeWindow({50, 60, 200, 150}, "lower");
   makeWindow({60, 70, 200, 150}, "upper");
-  ASSERT_TRUE(eventuallyHolds([&] { return control.windowList(WindowScope::all).at(0).title == "upper"; }));
+  ASSERT_TRUE(eventuallyHolds([&] { return listWindows().at(0).title == "upper"; }));
   control.activate(ownPid(), lower);
-  EXPECT_TRUE(eventuallyHolds([&] { return control.windowList(WindowScope::all).at(0).title == "lower"; }));
+  EXPECT_TRUE(eventuallyHolds([&] { return listWindows().at(0).title == "lower"; }));
   EXPECT_TRUE(eventuallyHolds([&] { return control.frontmostApplication() == ownPid(); }));
 }
 

@@ -24,7 +24,7 @@ class WindowList : public WindowFixture {
 TEST_F(WindowList, isFrontToBackWithProcessesAndFrames) {
   const auto back = makeWindow({50, 60, 200, 150}, "back");
   makeWindow({100, 110, 200, 150}, "front");
-  const auto windows = control.windowList(WindowScope::all);
+  const auto windows = listWindows();
   ASSERT_EQ(windows.size(), 2U);
   EXPECT_EQ(windows[0].title, "front");
   EXPECT_EQ(windows[1].windowID, back);
@@ -56,7 +56,7 @@ TEST_F(WindowList, leavesOutMenusAndTooltips) {
   makeWindow({50, 60, 200, 150}, "window");
   client.makeWindow({100, 100, 50, 50}, TestClient::Managed::no, "menu");
   EXPECT_FALSE(find("menu"));
-  EXPECT_EQ(control.windowList(WindowScope::all).size(), 1U);
+  EXPECT_EQ(listWindows().size(), 1U);
 }
 
 TEST_F(WindowList, boundsTitlesOfAnyLength) {
@@ -64,7 +64,7 @@ TEST_F(WindowList, boundsTitlesOfAnyLength) {
   setText(client, window, "_NET_WM_NAME", std::string(3'000'000, 'x') + "\x1B\xFF");
   ASSERT_TRUE(eventuallyHolds([&] { return accessible(window)->title()->starts_with("xxx"); }));
   EXPECT_EQ(accessible(window)->title()->size(), 1'024U);
-  EXPECT_EQ(control.windowList(WindowScope::all).at(0).title, accessible(window)->title());
+  EXPECT_EQ(listWindows().at(0).title, accessible(window)->title());
 }
 
 TEST_F(WindowList, findsTheProcessOfAWindowThatDoesNotSayIt) {
@@ -85,11 +85,11 @@ TEST_F(WindowList, isReadWhileWindowsComeAndGo) {
       each->frame();
       each->title();
     }
-    for (const auto& each : control.windowList(WindowScope::all)) EXPECT_FALSE(each.bounds.isEmpty());
+    for (const auto& each : listWindows()) EXPECT_FALSE(each.bounds.isEmpty());
     client.destroy(first);
     client.destroy(second);
   }
-  EXPECT_TRUE(eventuallyHolds([&] { return control.windowList(WindowScope::all).empty(); }));
+  EXPECT_TRUE(eventuallyHolds([&] { return listWindows().empty(); }));
 }
 
 TEST_F(WindowList, countsNoStaleOrForeignNumbersOfTheRootsList) {
@@ -97,7 +97,7 @@ TEST_F(WindowList, countsNoStaleOrForeignNumbersOfTheRootsList) {
   std::vector<std::uint32_t> list(5'000, 0x1FFFFFF0);
   list.push_back(window);
   setNumbers(client, client.root(), "_NET_CLIENT_LIST_STACKING", list);
-  const auto windows = control.windowList(WindowScope::all);
+  const auto windows = listWindows();
   ASSERT_EQ(windows.size(), 1U);
   EXPECT_EQ(windows[0].windowID, window);
 }

@@ -36,9 +36,9 @@ TEST_F(WithoutAWindowManager, activationRaisesAndGivesTheKeyboard) {
   const auto lower = makeWindow({50, 60, 200, 150}, "lower");
   makeWindow({60, 70, 200, 150}, "upper");
   EXPECT_EQ(control.frontmostApplication(), std::nullopt);
-  EXPECT_EQ(control.windowList(WindowScope::all).at(0).title, "upper");
+  EXPECT_EQ(listWindows().at(0).title, "upper");
   control.activate(ownPid(), lower);
-  EXPECT_EQ(control.windowList(WindowScope::all).at(0).title, "lower");
+  EXPECT_EQ(listWindows().at(0).title, "lower");
   EXPECT_EQ(control.frontmostApplication(), ownPid());
   ASSERT_TRUE(control.focusedWindow(ownPid()));
   EXPECT_EQ(control.focusedWindow(ownPid())->title(), "lower");

@@ -17,7 +17,7 @@ namespace {
 TEST(WindowSession, answersNothingWithoutADisplay) {
   const auto session = std::make_shared<WindowSession>([] { return std::nullopt; });
   X11WindowControl control(session);
-  EXPECT_TRUE(control.windowList(WindowScope::all).empty());
+  EXPECT_FALSE(control.windowList(WindowScope::all));
   EXPECT_TRUE(control.screens().empty());
   EXPECT_EQ(control.windowBounds(1), std::nullopt);
   EXPECT_EQ(control.frontmostApplication(), std::nullopt);
@@ -75,7 +75,7 @@ TEST(WindowSession, returnsWhenTheServerDiesInTheMiddleOfACall) {
     EXPECT_TRUE(eventually([&] { return calls > atDeath + 3; }, patience));
     isOver = true;
     caller.join();
-    EXPECT_TRUE(control.windowList(WindowScope::all).empty());
+    EXPECT_FALSE(control.windowList(WindowScope::all));
   }
 }
 
@@ -92,7 +92,7 @@ TEST(WindowSession, givesUpWhenTheServerDoesNotAnswerAndContinuesWhenItDoes) {
   X11AccessibleWindow element(session, window);
   for (int call = 0; call < 100; ++call) {
     EXPECT_EQ(element.setSize({300, 300}), noAnswer);
-    EXPECT_TRUE(control.windowList(WindowScope::all).empty());
+    EXPECT_FALSE(control.windowList(WindowScope::all));
   }
   server.resume();
   EXPECT_TRUE(eventually([&] { return control.windowBounds(window).has_value(); }, patience));

@@ -56,8 +56,8 @@ std::optional<PointRect> X11WindowControl::windowBounds(std::uint32_t windowID) 
   return X11AccessibleWindow(session_, windowID).frame();
 }
 
-std::vector<ListedWindow> X11WindowControl::windowList(WindowScope scope) {
-  auto answer = session_->ask([session = session_.get(), scope](X11Connection& connection) {
+std::optional<std::vector<ListedWindow>> X11WindowControl::windowList(WindowScope scope) {
+  return session_->ask([session = session_.get(), scope](X11Connection& connection) {
     const RootPosition origin = originOf(session->monitors(connection));
     std::vector<ListedWindow> list;
     for (auto& window : readWindows(connection)) {
@@ -72,7 +72,6 @@ std::vector<ListedWindow> X11WindowControl::windowList(WindowScope scope) {
     }
     return list;
   });
-  return std::move(answer).value_or(std::vector<ListedWindow>{});
 }
 
 std::vector<X11WindowControl::Window> X11WindowControl::accessibleWindows(std::int32_t pid) {

@@ -20,7 +20,7 @@ class X11WindowControl final : public WindowControl {
   explicit X11WindowControl(std::shared_ptr<WindowSession> session) : session_(std::move(session)) {}
 
   std::optional<PointRect> windowBounds(std::uint32_t windowID) override;
-  std::vector<ListedWindow> windowList(WindowScope scope) override;
+  std::optional<std::vector<ListedWindow>> windowList(WindowScope scope) override;
   std::vector<Window> accessibleWindows(std::int32_t pid) override;
   Window focusedWindow(std::int32_t pid) override;
   Window mainWindow(std::int32_t pid) override;
