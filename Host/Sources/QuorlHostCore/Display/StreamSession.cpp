@@ -298,8 +298,15 @@ void StreamSession::scheduleVerification(std::optional<Duration> delay) {
   if (!delay) return;
   verification_ = afterDelay(*delay, [](StreamSession& self) {
     self.queue_.assertCurrent();
-    if (!self.stopped_) self.scheduleVerification(self.window_.verify());
+    if (!self.stopped_) self.verifyFit();
   });
+}
+
+void StreamSession::verifyFit() {
+  queue_.assertCurrent();
+  const StreamWindow::Verified verified = window_.verify();
+  if (verified.keepsOwnSize) return restartInOwnSize();
+  scheduleVerification(verified.next);
 }
 
 void StreamSession::handleCaptureStopped(const PortError& error) {
@@ -359,6 +366,15 @@ void StreamSession::restartForFit() {
   queue_.assertCurrent();
   window_.forgetLastFit();
   restart();
+}
+
+// The window refuses the fit. In the fitted size its picture would be distorted.
+void StreamSession::restartInOwnSize() {
+  queue_.assertCurrent();
+  ++epoch_;
+  clearPreviousRun();
+  announced_ = false;
+  screen_->geometry(filter_, inThisRun(&StreamSession::handleGeometry));
 }
 
 // The target has gone. An application has other windows, or none for a while: its stream goes on with what

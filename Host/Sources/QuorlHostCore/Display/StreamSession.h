@@ -91,6 +91,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   void trackRect();
   void takePlace(const PointRect& rect);
   void scheduleVerification(std::optional<Duration> delay);
+  void verifyFit();
   void handleCaptureStopped(const PortError& error);
   void applyUpdate(const StreamConfig& config);
   void applyAutoFit(bool enabled);
@@ -99,6 +100,7 @@ class StreamSession final : public ClientStream, public std::enable_shared_from_
   // Ending
   void restart();
   void restartForFit();
+  void restartInOwnSize();
   void failTarget(const WireError& error);
   void fail(const WireError& error);
   void stopLocked(Notify notify);

@@ -157,14 +157,18 @@ std::optional<Duration> StreamWindow::beginVerification() {
   return fit_.beginVerification();
 }
 
-std::optional<Duration> StreamWindow::verify() {
+StreamWindow::Verified StreamWindow::verify() {
   queue_.assertCurrent();
   const auto window = fit_.keptWindow();
-  if (!window) return std::nullopt;
+  if (!window) return {};
   const auto frame = frameOf(window->windowID);
-  if (!frame) return std::nullopt;
+  if (!frame) return {};
+  if (fit_.keepsOwnSize(*frame)) {
+    Log::stream.info(fmt::format("window {} keeps its own size {}", window->windowID, described(*frame)));
+    return {.keepsOwnSize = true};
+  }
   const auto retry = fit_.verify(*frame, queue_.now());
-  if (!retry) return std::nullopt;
+  if (!retry) return {};
   Log::stream.info(fmt::format("fit settle retry #{} (drift {}) window {}", retry->number, retry->drift,
                                window->windowID));
   if (retry->plan) {
@@ -172,7 +176,7 @@ std::optional<Duration> StreamWindow::verify() {
     queue_.scheduler().blocking([&] { again = applyAgain(*window, *frame, *retry->plan); });
     if (again) fit_.refitted(*again);
   }
-  return fit_.nextVerification();
+  return {.next = fit_.nextVerification()};
 }
 
 std::optional<PointRect> StreamWindow::applyAgain(const WindowFit::Window& window, const PointRect& current,

@@ -39,6 +39,11 @@ class StreamWindow {
     bool isLost = false;  // the application has closed or hidden the captured window
   };
 
+  struct Verified {
+    std::optional<Duration> next;  // the delay of the next verification
+    bool keepsOwnSize = false;     // the window refuses the fit: `fittedSize` is now its own
+  };
+
   StreamWindow(SerialQueue queue, const Platform& platform, std::shared_ptr<OriginalFrames> originals,
                WindowFit fit);
   StreamWindow(const StreamWindow&) = delete;
@@ -57,15 +62,14 @@ class StreamWindow {
   std::optional<std::uint32_t> frontWindowOf(std::int32_t pid);
   /// Brings the target's window forward and fits it.
   Prepared prepare(const ResolvedTarget& target);
-  /// The size that the captured window was asked to take.
+  /// The size that the captured window was asked to take, or keeps instead.
   std::optional<PointSize> fittedSize() const;
   /// The next fit is done afresh, not verified against the last one.
   void forgetLastFit();
   /// The delay of the first verification, after the start of the capture. Absent without a fit.
   std::optional<Duration> beginVerification();
-  /// Compares the window with its fit and fits it again if it has not settled. Returns the delay of the next
-  /// verification.
-  std::optional<Duration> verify();
+  /// Compares the window with its fit and fits it again if it has not settled.
+  Verified verify();
   /// Where the picture is now.
   Place place() const;
   /// The picture has moved from `before` to `after`.

@@ -16,7 +16,10 @@ using std::chrono::milliseconds;
 
 // Applications animate and round a resize. In this time a change of size is not the user's.
 constexpr Duration settling = milliseconds(2'500);
-constexpr std::array<Duration, 2> verificationDelays{milliseconds(800), milliseconds(1'600)};
+// After the last one the fit is not tried again.
+constexpr std::array<Duration, 3> verificationDelays{milliseconds(800), milliseconds(1'600),
+                                                     milliseconds(800)};
+constexpr int mostRetries = 2;
 constexpr double settledDrift = 12;    // points, of width and height together
 constexpr double resizeThreshold = 8;  // points, of one side
 
@@ -72,7 +75,7 @@ std::optional<Duration> WindowFit::nextVerification() const {
 }
 
 std::optional<WindowFit::Retry> WindowFit::verify(const PointRect& frame, MonotonicTime now) {
-  if (!lastFittedRect_) return std::nullopt;
+  if (!lastFittedRect_ || attempt_ >= mostRetries) return std::nullopt;
   const double drift = sizeDrift(frame, *lastFittedRect_);
   if (!(drift > settledDrift)) return std::nullopt;
   suppressResizeDetectionUntil_ = now + settling;
@@ -81,6 +84,13 @@ std::optional<WindowFit::Retry> WindowFit::verify(const PointRect& frame, Monoto
   // The window's own aspect is now the one that the application made of the request.
   if (retry.plan && !retry.plan->aspect) retry.plan->aspect = fittedAspect_;
   return retry;
+}
+
+bool WindowFit::keepsOwnSize(const PointRect& frame) {
+  if (!lastFittedRect_ || attempt_ < mostRetries || frame.isEmpty()) return false;
+  if (!(sizeDrift(frame, *lastFittedRect_) > settledDrift)) return false;
+  lastFittedRect_ = frame;
+  return true;
 }
 
 WindowFit::Moved WindowFit::moved(const PointRect& before, const PointRect& after, Source source,

@@ -65,10 +65,12 @@ class WindowFit {
 
   /// The delay of the first verification, after the capture has started. Absent without a fit.
   std::optional<Duration> beginVerification();
-  /// Compares the window with the fit. Absent when it has settled.
+  /// Compares the window with the fit. Absent when it has settled, and after the last retry.
   std::optional<Retry> verify(const PointRect& frame, MonotonicTime now);
   /// The retry asked for this frame.
   void refitted(const PointRect& frame) { lastFittedRect_ = frame; }
+  /// After the last retry: whether the window keeps a size of its own instead. That is the fit from then on.
+  bool keepsOwnSize(const PointRect& frame);
   /// The delay of the next verification. Absent when there is none.
   std::optional<Duration> nextVerification() const;
 

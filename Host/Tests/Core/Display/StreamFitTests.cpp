@@ -66,9 +66,43 @@ TEST_F(StreamFitTest, endsWithTheMinimumSizeOfAWindow) {
   start();
   advance(seconds(10));
   EXPECT_EQ(frameOf(77).size, (PointSize{600, 1067}));
-  EXPECT_EQ(started().back().contentRect.size, (PointSize{600, 1067}));
+  EXPECT_EQ(started().back(), (StreamStarted{7, 600, 1066, frameOf(77)}));
   EXPECT_THAT(fitStates(), ElementsAre(true));
   EXPECT_TRUE(session_->fitState().autoFit);
+}
+
+TEST_F(StreamFitTest, showsAWindowThatRefusesTheFitInItsOwnAspect) {
+  setClientView();
+  addNotes().ignoresWrites = true;
+  start();
+  ASSERT_EQ(started().back().pixelWidth, 1200);
+  advance(milliseconds(3'199));
+  EXPECT_EQ(screen_->streams().size(), 1U);
+  advance(milliseconds(1));
+  EXPECT_EQ(started().back(), (StreamStarted{7, 640, 480, original}));
+  EXPECT_EQ(compressors_->lastSession().specification.size, (PixelSize{640, 480}));
+  EXPECT_EQ(log_.count("window 77 keeps its own size (100, 50, 640, 480)"), 1U);
+  advance(seconds(60));
+  EXPECT_EQ(screen_->streams().size(), 2U) << "once";
+  EXPECT_EQ(screen_->runningStreams(), 1U);
+  EXPECT_EQ(compressors_->runningSessions(), 1U);
+  EXPECT_TRUE(session_->fitState().autoFit);
+  EXPECT_THAT(fitStates(), ElementsAre(true));
+}
+
+TEST_F(StreamFitTest, fitsAWindowThatRefusedBeforeWhenTheClientsViewChanges) {
+  setClientView();
+  addNotes().ignoresWrites = true;
+  start();
+  advance(seconds(10));
+  ASSERT_EQ(started().back().pixelWidth, 640);
+  windows_->find(77)->ignoresWrites = false;
+  session_->updateAspect(1000, 1000);
+  advance(seconds(10));
+  EXPECT_EQ(started().back().pixelWidth, 800);
+  EXPECT_EQ(frameOf(77).size, (PointSize{800, 800}));
+  stop();
+  EXPECT_EQ(frameOf(77), original);
 }
 
 TEST_F(StreamFitTest, verifiesAWindowThatVanishesInBetween) {

@@ -64,8 +64,23 @@ TEST_F(WindowFitTest, verifiesAfterEightTenthsAndSixteenTenthsOfASecond) {
   const auto second = fit_.verify(resized(asked, 6, 7), at(milliseconds(12'400)));
   ASSERT_TRUE(second);
   EXPECT_EQ(second->number, 2);
-  EXPECT_FALSE(fit_.nextVerification());
+  EXPECT_EQ(fit_.nextVerification(), milliseconds(800));
+  EXPECT_FALSE(fit_.verify(original, at(milliseconds(13'200)))) << "no third retry";
   EXPECT_EQ(fit_.beginVerification(), milliseconds(800)) << "a restart verifies afresh";
+}
+
+TEST_F(WindowFitTest, takesTheWindowsOwnSizeForTheFitOnceTheRetriesAreOver) {
+  fitToAspect();
+  fit_.beginVerification();
+  EXPECT_FALSE(fit_.keepsOwnSize(original));
+  ASSERT_TRUE(fit_.verify(original, at(milliseconds(10'800))));
+  EXPECT_FALSE(fit_.keepsOwnSize(original));
+  ASSERT_TRUE(fit_.verify(original, at(milliseconds(12'400))));
+  EXPECT_FALSE(fit_.keepsOwnSize(resized(asked, -6, 6))) << "it has settled";
+  EXPECT_FALSE(fit_.keepsOwnSize({{100, 50}, {0, 0}}));
+  EXPECT_TRUE(fit_.keepsOwnSize(original));
+  EXPECT_EQ(fit_.lastFittedRect(), original);
+  EXPECT_FALSE(fit_.keepsOwnSize(original));
 }
 
 TEST_F(WindowFitTest, hasSettledWithinTwelvePoints) {
