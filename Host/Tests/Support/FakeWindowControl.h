@@ -56,7 +56,7 @@ class FakeWindowControl : public WindowControl {
   void note(const std::string& call);
 
   std::vector<Entry> entries;  // front to back
-  bool answers = true;         // to questions for the list of windows
+  bool answers = true;         // to questions for the list of windows and for a window's bounds
   std::vector<ScreenFrames> screenFrames;
   std::map<std::int32_t, std::uint32_t> focused;  // by process
   std::map<std::int32_t, std::uint32_t> main;

@@ -162,7 +162,8 @@ StreamWindow::Verified StreamWindow::verify() {
   const auto window = fit_.keptWindow();
   if (!window) return {};
   const auto frame = frameOf(window->windowID);
-  if (!frame) return {};
+  // It is gone, which ends the stream elsewhere, or nobody answers.
+  if (!frame) return {.next = fit_.nextVerification()};
   if (fit_.keepsOwnSize(*frame)) {
     Log::stream.info(fmt::format("window {} keeps its own size {}", window->windowID, described(*frame)));
     return {.keepsOwnSize = true};

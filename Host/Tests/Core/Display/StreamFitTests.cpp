@@ -105,6 +105,18 @@ TEST_F(StreamFitTest, fitsAWindowThatRefusedBeforeWhenTheClientsViewChanges) {
   EXPECT_EQ(frameOf(77), original);
 }
 
+TEST_F(StreamFitTest, verifiesTheFitOnceTheWindowServerAnswersAgain) {
+  startFittedNotes();
+  resize(77, -100, -100);
+  windows_->answers = false;
+  advance(seconds(2));
+  windows_->calls.clear();
+  windows_->answers = true;
+  advance(milliseconds(800));
+  EXPECT_THAT(sizesSet(), ElementsAre("setSize 77 1200x800", "setSize 77 1200x800"));
+  EXPECT_EQ(frameOf(77).size, (PointSize{1200, 800}));
+}
+
 TEST_F(StreamFitTest, verifiesAWindowThatVanishesInBetween) {
   startFittedNotes();
   for (const char* last : {"windowBounds 77", "accessibleWindows 42", "frame 77", "screens", "setSize 77"}) {
