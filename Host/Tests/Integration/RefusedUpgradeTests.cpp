@@ -108,7 +108,7 @@ std::optional<int> answerTo(const Bytes& bytes, bool isSealed = true) {
 TEST(HandOverTrial, aVersionAcceptsItsOwnFormOnly) {
   const Bytes sample = HandOverFormat::encode(HandOverFormat::sample());
   EXPECT_EQ(answerTo(sample), 86);
-  for (const std::uint8_t version : {0, 2}) {
+  for (const std::uint8_t version : {0, 3}) {
     Bytes other = sample;
     other[4] = version;
     EXPECT_EQ(answerTo(other), 87) << int{version};
@@ -130,13 +130,13 @@ HostProcess::Settings takingOver(int file, std::uint16_t port, const TemporaryFo
 
 TEST(HandOverTrial, aHostThatCannotReadWhatItIsGivenStartsWithoutAgents) {
   Bytes other = HandOverFormat::encode(HandOverFormat::sample());
-  other[4] = 2;
+  other[4] = 3;
   Descriptor file = sealedMemoryFile(other);
   const std::uint16_t port = freePort();
   TemporaryFolder home;
   HostProcess host(takingOver(file.get(), port, home));
   ASSERT_TRUE(host.listens()) << host.program().output();
-  EXPECT_TRUE(host.program().waitForOutput("the agents were lost in the upgrade: version 2 instead of 1"));
+  EXPECT_TRUE(host.program().waitForOutput("the agents were lost in the upgrade: version 3 instead of 2"));
   RawClient client(port);
   ASSERT_TRUE(client.pair("111111"));
   const auto list = client.next<message::AgentList>();

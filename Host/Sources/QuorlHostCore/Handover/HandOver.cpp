@@ -18,6 +18,9 @@ namespace quorl::HandOverFormat {
 namespace {
 
 constexpr std::string_view magic = "QHHO";
+// What hosts wrote before tabs had a status. It is still written where it says everything, so that what is
+// read has one form only.
+constexpr std::uint32_t versionWithoutStatus = 1;
 
 // Bounds of what a host can have.
 constexpr std::uint32_t maxSessions = 10'000;
@@ -88,7 +91,12 @@ void put(ByteWriter& writer, const AgentsSnapshot::Spawned& spawned) {
   putOptional(writer, session.killDelay, [&](Duration value) { putDuration(writer, value); });
 }
 
-void put(ByteWriter& writer, const AgentsSnapshot::Adopted& adopted) {
+std::uint32_t versionOf(const AgentsSnapshot& agents) {
+  const auto hasStatus = [](const auto& adopted) { return adopted.status.has_value(); };
+  return std::ranges::any_of(agents.adopted, hasStatus) ? version : versionWithoutStatus;
+}
+
+void put(ByteWriter& writer, const AgentsSnapshot::Adopted& adopted, std::uint32_t form) {
   const ExternalAgent& agent = adopted.agent;
   const auto putText = [&](const std::string& text) { writer.putBlob(viewOf(text)); };
   writer.put(agent.id);
@@ -100,6 +108,8 @@ void put(ByteWriter& writer, const AgentsSnapshot::Adopted& adopted) {
   writer.put(agent.adoptable);
   putOptional(writer, agent.cwd, putText);
   writer.put(adopted.startTime);
+  if (form == versionWithoutStatus) return;
+  putOptional(writer, adopted.status, [&](AgentStatus status) { putEnum(writer, status); });
 }
 
 // Reading
@@ -162,7 +172,7 @@ AgentsSnapshot::Spawned readSpawned(HandOverReader& reader) {
   return spawned;
 }
 
-AgentsSnapshot::Adopted readAdopted(HandOverReader& reader) {
+AgentsSnapshot::Adopted readAdopted(HandOverReader& reader, std::uint32_t form) {
   AgentsSnapshot::Adopted adopted;
   ExternalAgent& agent = adopted.agent;
   agent.id = reader.uuid();
@@ -174,6 +184,8 @@ AgentsSnapshot::Adopted readAdopted(HandOverReader& reader) {
   agent.adoptable = reader.boolean();
   agent.cwd = reader.optional([&] { return reader.text(); });
   adopted.startTime = reader.u64();
+  if (form != versionWithoutStatus)
+    adopted.status = reader.optional([&] { return reader.enumerator(AgentStatus::error); });
   return adopted;
 }
 
@@ -189,14 +201,15 @@ void refuseTwins(HandOverReader& reader, const AgentsSnapshot& agents) {
     if (!identities.insert(tab.agent.id).second) reader.fail("a tab that occurs twice");
 }
 
-HandOver readBody(HandOverReader& reader) {
+HandOver readBody(HandOverReader& reader, std::uint32_t form) {
   HandOver handOver;
   handOver.pairing = readPairing(reader);
   AgentsSnapshot& agents = handOver.agents;
   for (std::uint32_t left = reader.count(maxSessions); left > 0 && reader.isGood(); --left)
     agents.spawned.push_back(readSpawned(reader));
   for (std::uint32_t left = reader.count(maxSessions); left > 0 && reader.isGood(); --left)
-    agents.adopted.push_back(readAdopted(reader));
+    agents.adopted.push_back(readAdopted(reader, form));
+  if (form != versionOf(agents)) reader.fail("a version without need");
   for (std::uint32_t left = reader.count(maxSessions); left > 0 && reader.isGood(); --left) {
     std::string bundle = reader.text();
     const UUID id = reader.uuid();
@@ -216,7 +229,8 @@ Bytes encode(const HandOver& handOver) {
   body.put(static_cast<std::uint32_t>(handOver.agents.spawned.size()));
   for (const auto& spawned : handOver.agents.spawned) put(body, spawned);
   body.put(static_cast<std::uint32_t>(handOver.agents.adopted.size()));
-  for (const auto& adopted : handOver.agents.adopted) put(body, adopted);
+  const std::uint32_t form = versionOf(handOver.agents);
+  for (const auto& adopted : handOver.agents.adopted) put(body, adopted, form);
   body.put(static_cast<std::uint32_t>(handOver.agents.guiAppIDs.size()));
   for (const auto& [bundle, id] : handOver.agents.guiAppIDs) {
     body.putBlob(viewOf(bundle));
@@ -224,7 +238,7 @@ Bytes encode(const HandOver& handOver) {
   }
   ByteWriter whole(body.data().size() + 16);
   whole.putBytes(viewOf(magic));
-  whole.put(version);
+  whole.put(form);
   whole.put(static_cast<std::uint64_t>(body.data().size()));
   whole.putBytes(body.data());
   return whole.take();
@@ -236,10 +250,10 @@ std::expected<HandOver, std::string> decode(ByteView bytes) {
     return std::unexpected("not a hand-over");
   HandOverReader reader(bytes.subspan(magic.size()));
   const std::uint32_t found = reader.u32();
-  if (reader.isGood() && found != version)
+  if (reader.isGood() && found != version && found != versionWithoutStatus)
     return std::unexpected(fmt::format("version {} instead of {}", found, version));
   if (reader.u64() != reader.remaining()) reader.fail("another length than it says");
-  HandOver handOver = readBody(reader);
+  HandOver handOver = readBody(reader, found);
   if (reader.remaining() > 0) reader.fail("bytes after the end");
   if (!reader.isGood()) return std::unexpected(reader.error());
   return handOver;
@@ -290,7 +304,8 @@ HandOver sample() {
                                       .terminal = TerminalKind::iterm,
                                       .adoptable = true,
                                       .cwd = "/home"},
-                            .startTime = 7}};
+                            .startTime = 7,
+                            .status = AgentStatus::waitingInput}};
   sample.agents.guiAppIDs = {{"com.example.agent", UUID{{4}}}};
   return sample;
 }

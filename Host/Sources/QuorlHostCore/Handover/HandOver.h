@@ -26,18 +26,19 @@ struct HandOver {
 /// | field    | bytes | content |
 /// |----------|-------|---------|
 /// | magic    | 4     | "QHHO" |
-/// | version  | 4     | `version` |
+/// | version  | 4     | `version`, or 1 if no tab has a status |
 /// | length   | 8     | of everything that follows |
 /// | pairing  |       | PIN, dates of failures, date until which pairing is locked |
 /// | spawned  |       | count, then each session |
-/// | adopted  |       | count, then each tab |
+/// | adopted  |       | count, then each tab, from version 2 with its status |
 /// | apps     |       | count, then bundle identifier and identity of each |
 ///
-/// Reading is strict: any other version, a byte too few or too many, a value that cannot occur, a bound
-/// exceeded, applications out of order, and a terminal or an identity that occurs twice are errors.
+/// Version 1 is read too. Reading is strict: any other version, a byte too few or too many, a value that
+/// cannot occur, a bound exceeded, applications out of order, and a terminal or an identity that occurs twice
+/// are errors.
 namespace HandOverFormat {
 
-inline constexpr std::uint32_t version = 1;
+inline constexpr std::uint32_t version = 2;
 /// The largest encoded size that is read: room for all agents of a busy machine, each with a full scrollback.
 inline constexpr std::size_t maxSize = 1U << 30;
 

@@ -245,6 +245,36 @@ TEST_F(AgentHandOverTest, anAdoptedTabStaysAdopted) {
   EXPECT_TRUE(externals().empty()) << "it would be listed twice";
 }
 
+TEST_F(AgentHandOverTest, anAdoptedTabKeepsItsStatus) {
+  const UUID id = adoptTab("Password:");
+  ask(agentCommand::Subscribe{id});
+  scheduler.advance(5s);
+  ASSERT_EQ(list().at(0).status, AgentStatus::waitingInput);
+  handOver();
+  EXPECT_EQ(list().at(0).status, AgentStatus::waitingInput);
+}
+
+TEST_F(AgentHandOverTest, anAdoptedTabWhoseProcessWasAskedToEndStaysExited) {
+  const UUID id = adoptTab("the tab's screen");
+  ask(agentCommand::Kill{id});
+  handOver();
+  EXPECT_EQ(list().at(0).status, AgentStatus::exited);
+  ask(agentCommand::Subscribe{id});
+  scheduler.advance(5s);
+  EXPECT_EQ(list().at(0).status, AgentStatus::exited) << "though its process still runs";
+}
+
+TEST_F(AgentHandOverTest, aTabOfAnOlderHostCountsAsRunning) {
+  adoptTab("the tab's screen");
+  AgentsSnapshot snapshot = registry->release();
+  snapshot.adopted.at(0).status.reset();
+  registry.reset();
+  scheduler.runReady();
+  registry = AgentRegistry::make(platform, {trust, entries, extrasStore, bridge});
+  registry->restore(std::move(snapshot));
+  EXPECT_EQ(list().at(0).status, AgentStatus::running);
+}
+
 TEST_F(AgentHandOverTest, whatIsOnItsWayToAnAdoptedTabIsTyped) {
   const UUID id = adoptTab("the tab's screen");
   tabs->typed.clear();

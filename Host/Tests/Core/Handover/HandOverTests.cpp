@@ -49,20 +49,38 @@ TEST(HandOver, keepsAnyBytesInTextsAndTheLargestValues) {
 TEST(HandOver, beginsWithItsNameVersionAndLength) {
   const Bytes bytes = sampleBytes();
   EXPECT_EQ(textOf(ByteView(bytes).first(4)), "QHHO");
-  EXPECT_EQ(Bytes(bytes.begin() + 4, bytes.begin() + 8), (Bytes{1, 0, 0, 0}));
+  EXPECT_EQ(Bytes(bytes.begin() + 4, bytes.begin() + 8), (Bytes{2, 0, 0, 0}));
   const std::size_t length = bytes.size() - 16;
   EXPECT_EQ(bytes[8], length & 0xff);
   EXPECT_EQ(bytes[9], length >> 8 & 0xff);
 }
 
 TEST(HandOver, ofAnotherVersionIsRefused) {
-  for (const std::uint8_t version : {0, 2, 255}) {
+  for (const std::uint8_t version : {0, 3, 255}) {
     Bytes bytes = sampleBytes();
     bytes[4] = version;
     const auto decoded = HandOverFormat::decode(bytes);
     ASSERT_FALSE(decoded);
-    EXPECT_EQ(decoded.error(), "version " + std::to_string(version) + " instead of 1");
+    EXPECT_EQ(decoded.error(), "version " + std::to_string(version) + " instead of 2");
   }
+}
+
+// A host from before tabs had a status: the byte of the status and the mark before it are missing.
+TEST(HandOver, ofTheFirstVersionIsReadWithoutTheStatusOfTabs) {
+  HandOver expected = HandOverFormat::sample();
+  expected.agents.adopted[0].status.reset();
+  const std::string bundle = expected.agents.guiAppIDs.begin()->first;
+  Bytes bytes = sampleBytes();
+  bytes[4] = 1;
+  bytes[8] -= 2;
+  const std::size_t applications = 4 + 4 + bundle.size() + 16;
+  const auto status = bytes.end() - static_cast<std::ptrdiff_t>(applications + 2);
+  ASSERT_EQ(*status, 1);
+  bytes.erase(status, status + 2);
+  const auto decoded = HandOverFormat::decode(bytes);
+  ASSERT_TRUE(decoded) << decoded.error();
+  EXPECT_EQ(*decoded, expected);
+  EXPECT_EQ(HandOverFormat::encode(expected), bytes);
 }
 
 TEST(HandOver, isRefusedWhereverItIsCut) {

@@ -92,7 +92,8 @@ void AgentRegistry::restore(AgentsSnapshot snapshot) {
           PTYSession::restore(std::move(one.session), queue_.scheduler(), *platform_.pseudoTerminals),
           one.kind, std::move(one.detail), sessionEvents());
     for (const auto& tab : snapshot.adopted)
-      if (tab.agent.tty) addTab(tab.agent, *tab.agent.tty, tab.startTime);
+      if (tab.agent.tty)
+        addTab(tab.agent, *tab.agent.tty, tab.startTime, tab.status.value_or(AgentStatus::running));
   });
 }
 
@@ -388,15 +389,16 @@ void AgentRegistry::adoptExternal(const UUID& id) {
   });
 }
 
-void AgentRegistry::addTab(const ExternalAgent& agent, const std::string& tty, std::uint64_t startTime) {
+void AgentRegistry::addTab(const ExternalAgent& agent, const std::string& tty, std::uint64_t startTime,
+                           AgentStatus status) {
   sessions_.addAdopted(BridgedTerminalSession::create(queue_.scheduler(), agent, tty, stores_.bridge,
-                                                      platform_.processes, startTime),
+                                                      platform_.processes, startTime, status),
                        sessionEvents());
 }
 
 // The scan excludes the adopted tab, so the agent moves from one list to the other.
 void AgentRegistry::adopt(const CachedExternal& external, const std::string& tty) {
-  addTab(external.agent, tty, external.startTime);
+  addTab(external.agent, tty, external.startTime, AgentStatus::running);
   broadcastListIfChanged();
   scanExternals([](AgentRegistry& self) {
     self.queue_.assertCurrent();

@@ -113,7 +113,7 @@ class AgentRegistry : public std::enable_shared_from_this<AgentRegistry> {
   AgentSessions::Events sessionEvents();
   void spawnAgent(const AgentSpawnConfig& config) QUORL_REQUIRES(queue_);
   bool startSession(const SpawnPlan& plan) QUORL_REQUIRES(queue_);
-  void addTab(const ExternalAgent& agent, const std::string& tty, std::uint64_t startTime)
+  void addTab(const ExternalAgent& agent, const std::string& tty, std::uint64_t startTime, AgentStatus status)
       QUORL_REQUIRES(queue_);
   void adopt(const CachedExternal& external, const std::string& tty) QUORL_REQUIRES(queue_);
 

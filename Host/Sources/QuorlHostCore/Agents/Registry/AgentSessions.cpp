@@ -103,7 +103,8 @@ AgentsSnapshot AgentSessions::release() {
                                           .terminal = session.terminal,
                                           .adoptable = true,
                                           .cwd = session.cwd},
-                                .startTime = session.startTime()});
+                                .startTime = session.startTime(),
+                                .status = session.status()});
   }
   return snapshot;
 }

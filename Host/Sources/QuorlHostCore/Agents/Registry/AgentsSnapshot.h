@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,8 @@ struct AgentsSnapshot {
   /// An adopted tab. Its process belongs to the tab's application.
   struct Adopted {
     ExternalAgent agent;
-    std::uint64_t startTime = 0;  // of the process, as in the process table
+    std::uint64_t startTime = 0;        // of the process, as in the process table
+    std::optional<AgentStatus> status;  // absent in what an older host left
 
     bool operator==(const Adopted&) const = default;
   };

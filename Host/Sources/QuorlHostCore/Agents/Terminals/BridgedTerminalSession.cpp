@@ -13,16 +13,16 @@ namespace quorl {
 
 std::shared_ptr<BridgedTerminalSession> BridgedTerminalSession::create(
     Scheduler& scheduler, const ExternalAgent& external, std::string tty,
-    std::shared_ptr<TerminalBridge> bridge, std::shared_ptr<ProcessTable> processes,
-    std::uint64_t startTime) {
+    std::shared_ptr<TerminalBridge> bridge, std::shared_ptr<ProcessTable> processes, std::uint64_t startTime,
+    AgentStatus status) {
   return std::shared_ptr<BridgedTerminalSession>(new BridgedTerminalSession(
-      scheduler, external, std::move(tty), std::move(bridge), std::move(processes), startTime));
+      scheduler, external, std::move(tty), std::move(bridge), std::move(processes), startTime, status));
 }
 
 BridgedTerminalSession::BridgedTerminalSession(Scheduler& scheduler, const ExternalAgent& external,
                                                std::string device, std::shared_ptr<TerminalBridge> bridge,
                                                std::shared_ptr<ProcessTable> processes,
-                                               std::uint64_t startTime)
+                                               std::uint64_t startTime, AgentStatus status)
     : id(external.id),
       displayName(external.name),
       command(external.command),
@@ -36,7 +36,10 @@ BridgedTerminalSession::BridgedTerminalSession(Scheduler& scheduler, const Exter
       process_{.pid = external.pid, .startTime = startTime},
       queue_(scheduler, "quorl.bridge.session", QueueRank::service),
       lastOutput_(scheduler.now()),
-      lastOutputDate_(scheduler.date()) {}
+      // A process that still runs then was asked to end.
+      terminated_(status == AgentStatus::exited && processes_->exists(process_)),
+      lastOutputDate_(scheduler.date()),
+      statusStorage_(status) {}
 
 void BridgedTerminalSession::addSubscriber() {
   queue_.async([self = shared_from_this()] {

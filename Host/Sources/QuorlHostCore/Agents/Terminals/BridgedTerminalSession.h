@@ -33,12 +33,13 @@ namespace quorl {
 /// process alone.
 class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTerminalSession> {
  public:
-  /// `startTime`: of the agent's process, as in the process table.
+  /// `startTime`: of the agent's process, as in the process table. `status`: of a session that is continued.
   static std::shared_ptr<BridgedTerminalSession> create(Scheduler& scheduler, const ExternalAgent& external,
                                                         std::string tty,
                                                         std::shared_ptr<TerminalBridge> bridge,
                                                         std::shared_ptr<ProcessTable> processes,
-                                                        std::uint64_t startTime = 0);
+                                                        std::uint64_t startTime = 0,
+                                                        AgentStatus status = AgentStatus::running);
 
   enum class ProcessState : std::uint8_t {
     alive,
@@ -97,7 +98,7 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
 
   BridgedTerminalSession(Scheduler& scheduler, const ExternalAgent& external, std::string tty,
                          std::shared_ptr<TerminalBridge> bridge, std::shared_ptr<ProcessTable> processes,
-                         std::uint64_t startTime);
+                         std::uint64_t startTime, AgentStatus status);
   /// Runs `work` on the queue, in order, if the session still exists.
   void post(std::function<void(BridgedTerminalSession&)> work);
 
@@ -132,7 +133,7 @@ class BridgedTerminalSession : public std::enable_shared_from_this<BridgedTermin
   mutable std::mutex snapshotLock_;
   Bytes scrollbackStorage_;
   Date lastOutputDate_;
-  AgentStatus statusStorage_ = AgentStatus::running;
+  AgentStatus statusStorage_;
   ProcessState processState_ = ProcessState::alive;
 };
 
