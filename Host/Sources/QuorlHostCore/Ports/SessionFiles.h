@@ -43,7 +43,7 @@ class SessionFiles {
   /// At most `length` bytes from `offset`; fewer at the end of the file.
   virtual std::expected<Bytes, PortError> read(const std::string& path, std::uint64_t offset,
                                                std::size_t length) = 0;
-  /// The path standardised and with symbolic links resolved; unchanged if it does not exist.
+  /// The path standardised and with symbolic links resolved, as far as it exists.
   virtual std::string canonicalPath(const std::string& path) = 0;
 };
 

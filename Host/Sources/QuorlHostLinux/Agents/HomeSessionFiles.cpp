@@ -9,9 +9,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <QuorlHostPosix/SystemError.h>
@@ -142,7 +144,11 @@ std::expected<Bytes, PortError> HomeSessionFiles::read(const std::string& path, 
 }
 
 std::string HomeSessionFiles::canonicalPath(const std::string& path) {
-  return resolved(path).value_or(path);
+  std::error_code error;
+  std::filesystem::path canonical = std::filesystem::weakly_canonical(path, error);
+  if (error) canonical = std::filesystem::path(path).lexically_normal();
+  if (!canonical.has_filename() && canonical.has_relative_path()) canonical = canonical.parent_path();
+  return canonical.string();
 }
 
 }  // namespace quorl

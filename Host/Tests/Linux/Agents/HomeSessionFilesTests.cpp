@@ -113,7 +113,21 @@ TEST_F(SessionFilesOnDisk, canonicalisePathsThatExist) {
   home.write("other/inside", "");
   fs::create_symlink("other", home.file("link"));
   EXPECT_EQ(files->canonicalPath(home.file("link/../link/inside")), home.file("other/inside"));
-  EXPECT_EQ(files->canonicalPath("/no/such/../path"), "/no/such/../path");
+  EXPECT_EQ(files->canonicalPath(home.file("link/")), home.file("other"));
+}
+
+TEST_F(SessionFilesOnDisk, standardisePathsThatDoNotExist) {
+  fs::create_directory(home.file("other"));
+  fs::create_symlink("other", home.file("link"));
+  fs::create_symlink("loop", home.file("loop"));
+  EXPECT_EQ(files->canonicalPath("/no/such/../path"), "/no/path");
+  EXPECT_EQ(files->canonicalPath("/no//such/./path/"), "/no/such/path");
+  EXPECT_EQ(files->canonicalPath("/../.."), "/");
+  EXPECT_EQ(files->canonicalPath(home.file("link/gone/project")), home.file("other/gone/project"));
+  EXPECT_EQ(files->canonicalPath(home.file("loop/./project")), home.file("loop/project"));
+  EXPECT_EQ(files->canonicalPath("/no/" + std::string(5'000, 'x') + "/./y"),
+            "/no/" + std::string(5'000, 'x') + "/y");
+  EXPECT_EQ(files->canonicalPath(""), "");
 }
 
 TEST_F(SessionFilesOnDisk, areScannedWithAnyContent) {
