@@ -54,15 +54,19 @@ std::string findProgram(std::string_view name) {
   return {};
 }
 
+enum class Listening : std::uint8_t { yes, no, unknown };
+
 /// Whether a server listens. A server that has ended leaves its socket, and a query by the tool would cost a
-/// process each time.
-bool isListening(const std::string& path) {
+/// process each time. A server that hangs accepts nobody once enough connections wait.
+Listening listeningAt(const std::string& path) {
   sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-  if (path.size() >= sizeof(address.sun_path)) return false;
+  if (path.size() >= sizeof(address.sun_path)) return Listening::no;
   std::memcpy(address.sun_path, path.c_str(), path.size());
   const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!probe.isOpen()) return false;
-  return connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+  if (!probe.isOpen()) return Listening::unknown;
+  if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
+    return Listening::yes;
+  return errno == ECONNREFUSED || errno == ENOENT ? Listening::no : Listening::unknown;
 }
 
 bool isOwn(const struct stat& facts) {
@@ -81,8 +85,8 @@ TmuxTerminals::TmuxTerminals(Settings settings) : settings_(std::move(settings))
 
 // Any user may create the folder first, so it counts only if the user owns it and no one else may write in
 // it.
-std::vector<std::string> TmuxTerminals::liveSockets() {
-  std::vector<std::string> sockets;
+TmuxTerminals::Sockets TmuxTerminals::liveSockets() {
+  Sockets sockets;
   struct stat facts{};
   if (settings_.program.empty()) return sockets;
   if (lstat(settings_.socketFolder.c_str(), &facts) != 0 || !S_ISDIR(facts.st_mode)) return sockets;
@@ -93,9 +97,11 @@ std::vector<std::string> TmuxTerminals::liveSockets() {
     if (fstatat(dirfd(folder.get()), entry->d_name, &facts, AT_SYMLINK_NOFOLLOW) != 0) continue;
     if (!S_ISSOCK(facts.st_mode) || !isOwn(facts)) continue;
     std::string path = fmt::format("{}/{}", settings_.socketFolder, entry->d_name);
-    if (!rests_.holds(path) && isListening(path)) sockets.push_back(std::move(path));
+    const Listening listening = rests_.holds(path) ? Listening::unknown : listeningAt(path);
+    if (listening == Listening::yes) sockets.answering.push_back(std::move(path));
+    if (listening == Listening::unknown) sockets.silent.insert(std::move(path));
   }
-  std::ranges::sort(sockets);
+  std::ranges::sort(sockets.answering);
   return sockets;
 }
 
@@ -129,10 +135,13 @@ TmuxTerminals::Answer TmuxTerminals::ask(const std::string& socket, std::vector<
 
 void TmuxTerminals::refresh(const Report& report) {
   Panes panes;
-  for (const std::string& socket : liveSockets()) {
+  Sockets sockets = liveSockets();
+  for (const std::string& socket : sockets.answering) {
     std::string output;
     const std::vector<std::string> command{"list-panes", "-a", "-F", std::string(TmuxText::paneFormat)};
-    if (ask(socket, command, output, report) != Answer::done) continue;
+    const Answer answer = ask(socket, command, output, report);
+    if (answer == Answer::failed) sockets.silent.insert(socket);
+    if (answer != Answer::done) continue;
     // A server in a container names its own terminals, and numbers its own processes.
     for (auto& [tty, pane] : TmuxText::parsePanes(output))
       if (mount_.terminalOf(pane.pid) == tty) panes[tty] = {.socket = socket, .id = std::move(pane.id)};
@@ -140,7 +149,8 @@ void TmuxTerminals::refresh(const Report& report) {
   const std::lock_guard lock(lock_);
   // The panes of a server that does not answer still exist, but cannot be listed.
   for (const auto& [tty, pane] : panes_)
-    if (rests_.holds(pane.socket)) panes.emplace(tty, pane);
+    if (sockets.silent.contains(pane.socket))
+      panes.emplace(tty, Pane{.socket = pane.socket, .id = pane.id, .isReachable = false});
   panes_ = std::move(panes);
 }
 
@@ -148,7 +158,8 @@ std::map<std::string, TerminalKind> TmuxTerminals::mapTerminals(const Report& re
   refresh(report);
   std::map<std::string, TerminalKind> terminals;
   const std::lock_guard lock(lock_);
-  for (const auto& [tty, pane] : panes_) terminals[tty] = TerminalKind::iterm;
+  for (const auto& [tty, pane] : panes_)
+    if (pane.isReachable && !rests_.holds(pane.socket)) terminals[tty] = TerminalKind::iterm;
   return terminals;
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,8 @@ namespace quorl {
 /// The panes of the user's tmux servers. The socket identifies a server. A pane takes any bytes, so all are
 /// of the kind `iterm`. While no server runs, only the socket folder is read and no program is started.
 ///
-/// Each call of the tool is bounded in time. A server that did not answer is skipped for a while.
+/// Each call of the tool is bounded in time. A server that did not answer is skipped for a while. Its panes
+/// are not offered meanwhile, and have not gone.
 ///
 /// *Queue*: any, also several at once; the lock is not held while a server answers.
 class TmuxTerminals final : public TerminalScripting {
@@ -44,13 +46,18 @@ class TmuxTerminals final : public TerminalScripting {
  private:
   struct Pane {
     std::string socket;
-    std::string id;  // "%3"; tmux reuses no number
+    std::string id;           // "%3"; tmux reuses no number
+    bool isReachable = true;  // its server has listed it when asked last
+  };
+  struct Sockets {
+    std::vector<std::string> answering;
+    std::set<std::string> silent;  // of servers that exist and cannot be asked now
   };
   using Panes = std::map<std::string, Pane>;  // by terminal device
   enum class Lookup : std::uint8_t { known, fresh };
   enum class Answer : std::uint8_t { done, paneGone, failed };
 
-  std::vector<std::string> liveSockets();
+  Sockets liveSockets();
   void refresh(const Report& report);
   std::optional<Pane> paneOf(const std::string& tty, Lookup lookup, const Report& report);
   Answer ask(const std::string& socket, std::vector<std::string> command, std::string& output,

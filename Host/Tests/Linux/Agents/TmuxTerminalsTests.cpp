@@ -17,6 +17,7 @@
 #include <QuorlHostLinux/Agents/ProcProcessTable.h>
 #include <QuorlHostLinux/Agents/TmuxText.h>
 #include <QuorlHostPosix/BoundedTool.h>
+#include <QuorlUnix/Descriptor.h>
 #include <Support/Eventually.h>
 #include <Support/TemporaryFolder.h>
 
@@ -83,6 +84,19 @@ class Tmux : public testing::Test {
 
   TmuxTerminals::Settings settings() const {
     return {.program = "/usr/bin/tmux", .socketFolder = sockets, .limit = 5s};
+  }
+
+  /// Connects to a server until it takes no more.
+  static std::vector<Descriptor> fillBacklog(const std::string& path) {
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    std::strcpy(address.sun_path, path.c_str());
+    std::vector<Descriptor> connected;
+    for (;;) {
+      Descriptor one(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+      if (::connect(one.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) break;
+      connected.push_back(std::move(one));
+    }
+    return connected;
   }
 
   static std::string contentOf(const std::string& file) {
@@ -237,10 +251,48 @@ TEST_F(Tmux, knowsThatThePanesOfASkippedServerCannotBeReadAndHaveNotGone) {
   TmuxTerminals terminals(quick);
   ASSERT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(stuck, iterm)));
   ASSERT_EQ(kill(server, SIGSTOP), 0);
-  EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(stuck, iterm))) << "its call takes too long";
-  EXPECT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(stuck, iterm))) << "it is skipped";
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty()) << "its call takes too long";
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty()) << "it is skipped";
   EXPECT_EQ(terminals.readContents(stuck, iterm, report), std::nullopt);
   ASSERT_EQ(kill(server, SIGCONT), 0);
+}
+
+TEST_F(Tmux, keepsThePanesOfAServerThatCannotBeAskedNow) {
+  const std::string file = folder.file("bytes");
+  const std::string tty = startRecorder(file);
+  const std::string broken = folder.file("broken");
+  const std::string program = folder.write(
+      "tmux", "#!/bin/sh\n[ -e " + broken + " ] && echo 'protocol version mismatch' >&2 && exit 1\n" +
+                  "exec /usr/bin/tmux \"$@\"\n");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  TmuxTerminals::Settings failing = settings();
+  failing.program = program;
+  TmuxTerminals terminals(failing);
+  EXPECT_TRUE(eventually([&] { return terminals.readContents(tty, iterm, report) == "ready"; }));
+  std::ofstream(broken) << "now";
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty()) << "nothing that cannot be adopted is offered";
+  EXPECT_THAT(reported, ElementsAre(HasSubstr("tmux error: protocol version mismatch")));
+  EXPECT_EQ(terminals.readContents(tty, iterm, report), std::nullopt) << "it has not gone";
+  std::filesystem::remove(program);
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty());
+  EXPECT_THAT(reported.back(), HasSubstr("tmux launch failed"));
+  EXPECT_EQ(terminals.readContents(tty, iterm, report), std::nullopt);
+}
+
+TEST_F(Tmux, keepsThePanesOfAServerThatAcceptsNobody) {
+  const std::string tty = startPane("default", "sleep 1000");
+  const pid_t server = std::stoi(tmux("default", {"display-message", "-p", "#{pid}"}));
+  TmuxTerminals::Settings quick = settings();
+  quick.limit = 300ms;
+  quick.rest = 0ms;
+  TmuxTerminals terminals(quick);
+  ASSERT_THAT(terminals.mapTerminals(report), ElementsAre(Pair(tty, iterm)));
+  ASSERT_EQ(kill(server, SIGSTOP), 0);
+  const std::vector<Descriptor> waiting = fillBacklog(socket("default"));
+  EXPECT_THAT(terminals.mapTerminals(report), IsEmpty());
+  EXPECT_EQ(terminals.readContents(tty, iterm, report), std::nullopt) << "it has not gone";
+  ASSERT_EQ(kill(server, SIGCONT), 0);
+  EXPECT_TRUE(eventually([&] { return terminals.mapTerminals(report).contains(tty); }));
 }
 
 TEST_F(Tmux, offersNoPaneOfAServerInAContainer) {
