@@ -87,5 +87,28 @@ TEST_F(PasswordMemoryTest, holdsNoPasswordAfterItsUse) {
   EXPECT_EQ(host.program().output().find("Zx7kQ2"), std::string::npos);
 }
 
+TEST_F(PasswordMemoryTest, holdsNoPartOfAPasswordThatArrivesInTwoPieces) {
+  ASSERT_TRUE(host.listens()) << host.program().output();
+  RawClient client(port);
+  ASSERT_TRUE(client.pair("314159"));
+  const std::string password = std::string(3'000, 'p') + "Kd5wL8" + std::string(40, 'q');
+  const auto message = ControlCoder::encode(message::SwitchUser{{4242, SecretText(password)}});
+  ASSERT_TRUE(message);
+  const Bytes frame = Frame{FrameType::control, *message}.encoded();
+  Bytes first = Frame{FrameType::ping, bytesOf("first")}.encoded();
+  const std::size_t beyondTheMark = frame.size() - 30;
+  first.insert(first.end(), frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(beyondTheMark));
+  ASSERT_TRUE(client.peer().write(first));
+  ASSERT_TRUE(client.nextFrame(FrameType::pong)) << "the first piece is read";
+  ASSERT_TRUE(client.peer().write(ByteView(frame).subspan(beyondTheMark)));
+  const auto switched = client.next<message::UserSwitchResult>();
+  ASSERT_TRUE(switched);
+  EXPECT_EQ(switched->_0.status, UserSwitchStatus::unavailable);
+  if (!placesOf("314159", host.program().pid()))
+    GTEST_SKIP() << "the memory of another process may not be read here";
+  EXPECT_TRUE(eventually([&] { return placesOf("Kd5wL8", host.program().pid())->empty(); },
+                         std::chrono::seconds(10)));
+}
+
 }  // namespace
 }  // namespace quorl::test

@@ -184,6 +184,7 @@ void ClientConnection::received(ByteView bytes, bool isComplete, const std::opti
   if (closed_) return;
   const auto kind = isComplete || error ? FrameReader::Read::last : FrameReader::Read::more;
   const auto next = reader_.read(bytes, kind);
+  if (reader_.mayHoldSecret()) connection_->forgetReceived();
   if (!next) {
     Log::server.error(fmt::format("deframe error: {}", next.error().description()));
     teardown();

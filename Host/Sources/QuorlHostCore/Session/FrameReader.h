@@ -18,7 +18,8 @@ namespace quorl {
 /// *Queue*: the session's.
 /// *Blocking*: none.
 /// *Ownership*: the session's.
-/// *Lifetime*: destruction drops bytes that wait.
+/// *Lifetime*: destruction drops bytes that wait. They may hold a password and are overwritten before their
+/// memory is released.
 class FrameReader {
  public:
   struct Session {
@@ -36,6 +37,9 @@ class FrameReader {
   enum class Read : std::uint8_t { more, last };
 
   explicit FrameReader(Session session) : session_(std::move(session)) {}
+  FrameReader(const FrameReader&) = delete;
+  FrameReader& operator=(const FrameReader&) = delete;
+  ~FrameReader() { clear(); }
 
   /// Takes the bytes of one receive. On an error they are not a sequence of frames, and none was dispatched.
   /// Not to be called while `isWaiting`.
@@ -43,12 +47,15 @@ class FrameReader {
   /// Continues after `Next::wait`.
   Next resume();
   bool isWaiting() const { return isWaiting_; }
+  /// Whether the last read holds a part of what may be a message with a password, and is to be overwritten.
+  bool mayHoldSecret() const;
   /// Drops bytes that wait for `resume`.
-  void clear() { undispatched_ = {}; }
+  void clear() { drop(undispatched_); }
 
  private:
   ByteView dispatchFrames(ByteView bytes);
   Next next();
+  static void drop(Bytes& bytes);
 
   const Session session_;
   Deframer deframer_;

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include <malloc.h>
@@ -19,6 +20,15 @@ namespace {
 
 std::atomic<std::size_t> current{0};
 std::atomic<std::size_t> peak{0};
+std::atomic<const std::string*> watched{nullptr};
+std::atomic<std::size_t> found{0};
+
+void search(const volatile void* memory, std::size_t size) {
+  const std::string* text = watched;
+  if (text == nullptr) return;
+  const void* bytes = const_cast<const void*>(memory);
+  if (::memmem(bytes, size, text->data(), text->size()) != nullptr) ++found;
+}
 
 void add(std::size_t size) {
   const std::size_t now = current += size;
@@ -38,7 +48,9 @@ void allocated(const volatile void* memory, std::size_t) {
 }
 
 void released(const volatile void* memory) {
-  if (memory != nullptr) current -= __sanitizer_get_allocated_size(memory);
+  if (memory == nullptr) return;
+  search(memory, __sanitizer_get_allocated_size(memory));
+  current -= __sanitizer_get_allocated_size(memory);
 }
 
 [[maybe_unused]] const int hooks = __sanitizer_install_malloc_and_free_hooks(&allocated, &released);
@@ -56,7 +68,9 @@ void* counted(void* memory) {
 }
 
 void release(void* memory) {
-  if (memory != nullptr) current -= ::malloc_usable_size(memory);
+  if (memory == nullptr) return;
+  search(memory, ::malloc_usable_size(memory));
+  current -= ::malloc_usable_size(memory);
   std::free(memory);
 }
 
@@ -98,6 +112,19 @@ AllocationPeak::AllocationPeak() : before_(current) {
 
 std::size_t AllocationPeak::extraBytes() const {
   return peak - before_;
+}
+
+ReleasedText::ReleasedText(std::string_view text) : text_(text) {
+  found = 0;
+  watched = &text_;
+}
+
+ReleasedText::~ReleasedText() {
+  watched = nullptr;
+}
+
+std::size_t ReleasedText::count() const {
+  return found;
 }
 
 }  // namespace quorl::test

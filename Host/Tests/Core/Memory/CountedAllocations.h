@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 namespace quorl::test {
 
@@ -14,6 +16,20 @@ class AllocationPeak {
 
  private:
   std::size_t before_;
+};
+
+/// Finds memory that is released while it holds a text. One instance at a time.
+class ReleasedText {
+ public:
+  explicit ReleasedText(std::string_view text);
+  ~ReleasedText();
+  ReleasedText(const ReleasedText&) = delete;
+  ReleasedText& operator=(const ReleasedText&) = delete;
+  /// Blocks of memory.
+  std::size_t count() const;
+
+ private:
+  const std::string text_;
 };
 
 }  // namespace quorl::test
