@@ -53,7 +53,7 @@ bool FrameReader::mayHoldSecret() const {
 
 void FrameReader::drop(Bytes& bytes) {
   overwrite({reinterpret_cast<char*>(bytes.data()), bytes.size()});
-  bytes = {};
+  bytes = Bytes();  // releases the memory, which an empty list would not
 }
 
 }  // namespace quorl
