@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <Support/LogRecorder.h>
+
 #include "AgentRegistryFixture.h"
 
 namespace quorl::test {
@@ -172,6 +174,43 @@ TEST_F(AgentRegistryTest, removesAnExitedAgentAfterAnHour) {
   EXPECT_EQ(events<agentEvent::Removed>(), std::vector{agentEvent::Removed{id}});
   EXPECT_TRUE(terminals->last().isReleased);
   EXPECT_TRUE(list().empty());
+}
+
+TEST_F(AgentRegistryTest, logsTheLifeOfAnAgent) {
+  const LogRecorder log;
+  registry->start();
+  spawn("make all", "Build");
+  EXPECT_TRUE(log.has(LogLevel::info, "agent", "spawned pid 4001 [make all] in /home/ada/w"));
+  terminals->last().exit(1);
+  scheduler.runReady();
+  EXPECT_TRUE(log.has(LogLevel::info, "agent", "agent Build exited"));
+  EXPECT_EQ(log.count("reaped 1 exited agent(s)"), 0U);
+  scheduler.advance(3631s);
+  EXPECT_TRUE(log.has(LogLevel::info, "agent", "reaped 1 exited agent(s)"));
+  scheduler.advance(60s);
+  EXPECT_EQ(log.count("reaped 1 exited agent(s)"), 1U);
+}
+
+TEST_F(AgentRegistryTest, logsHowManyAgentsItReaps) {
+  const LogRecorder log;
+  registry->start();
+  for (int i = 0; i < 28; ++i) {
+    spawn("job");
+    terminals->last().exit(0);
+    scheduler.runReady();
+  }
+  scheduler.advance(30s);
+  EXPECT_TRUE(log.has(LogLevel::info, "agent", "reaped 3 exited agent(s)"));
+}
+
+TEST_F(AgentRegistryTest, logsWhyNothingWasStarted) {
+  const LogRecorder log;
+  terminals->failure = PseudoTerminalError{PseudoTerminalStep::openTerminal, {"none left", 0}};
+  ask(agentCommand::Spawn{{.displayName = "x", .command = "y", .workingDirectory = "~", .env = {}}});
+  EXPECT_TRUE(log.has(LogLevel::error, "agent", "spawn failed: openpty failed: none left"));
+  terminals->failure = PseudoTerminalError{PseudoTerminalStep::spawn, {"no", 0}};
+  ask(agentCommand::AdoptClaudeSession{sessionA, "/gone"});
+  EXPECT_TRUE(log.has(LogLevel::error, "agent", "adopt failed: posix_spawn failed: no"));
 }
 
 TEST_F(AgentRegistryTest, listsGraphicalAgentsUnderOneIdentityOverScans) {

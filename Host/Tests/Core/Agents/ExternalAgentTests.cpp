@@ -125,6 +125,39 @@ TEST_F(ExternalAgentTest, broadcastsABridgeError) {
   EXPECT_EQ(errors()[0].code, "agent.automation");
 }
 
+TEST_F(ExternalAgentTest, broadcastsTheStatusAndTheAttentionOfAnAdoptedTab) {
+  const UUID id = adoptTab("Allow this command?");
+  ask(agentCommand::Subscribe{id});
+  scheduler.advance(5s);
+  EXPECT_EQ(events<agentEvent::Attention>(),
+            (std::vector<agentEvent::Attention>{{id, "Claude", "Allow this command?"}}));
+  ASSERT_FALSE(events<agentEvent::Updated>().empty());
+  EXPECT_EQ(events<agentEvent::Updated>().back()._0.id, id);
+  EXPECT_EQ(events<agentEvent::Updated>().back()._0.status, AgentStatus::waitingInput);
+  EXPECT_EQ(events<agentEvent::Updated>().back()._0.preview, "Allow this command?");
+  EXPECT_TRUE(client->messages<message::AgentEvent>().empty()) << "to all clients, not to one";
+}
+
+TEST_F(ExternalAgentTest, remembersTheListThatAClientAskedFor) {
+  addExternal(60, "codex", "pts/6");
+  registry->start();
+  ASSERT_EQ(externals().size(), 1U);
+  scheduler.advance(20s);
+  EXPECT_TRUE(sent.messages<message::ExternalAgentList>().empty()) << "nothing has changed since";
+  addExternal(61, "codex", "pts/7");
+  scheduler.advance(5s);
+  ASSERT_EQ(sent.messages<message::ExternalAgentList>().size(), 1U);
+  EXPECT_EQ(sent.messages<message::ExternalAgentList>()[0]._0.size(), 2U);
+}
+
+TEST_F(ExternalAgentTest, remembersTheListAfterAnAdoption) {
+  adoptTab();
+  registry->start();
+  const auto before = sent.messages<message::ExternalAgentList>().size();
+  scheduler.advance(20s);
+  EXPECT_EQ(sent.messages<message::ExternalAgentList>().size(), before);
+}
+
 TEST_F(ExternalAgentTest, neverListsItsOwnAgentAsExternalEvenInALateScan) {
   // The scan reads an agent that started after the request, and one that has ended since.
   addExternal(4001, "claude", "pts/1");

@@ -89,6 +89,17 @@ TEST_F(ProjectPaths, mayEndInAFileButNotPassThroughOne) {
   EXPECT_EQ(decode("-a-b-c"), "/a/b/c") << "the fallback";
 }
 
+TEST_F(ProjectPaths, areFollowedThroughSixtyThreeFolders) {
+  std::string folder;
+  for (int i = 0; i < 63; ++i) folder += "/d";
+  std::string name = folder;
+  std::ranges::replace(name, '/', '-');
+  files.makeDirectory(folder + "/my-app");
+  EXPECT_EQ(decode(name + "-my-app"), folder + "/my-app");
+  files.makeDirectory(folder + "/d/my-app");
+  EXPECT_EQ(decode(name + "-d-my-app"), folder + "/d/my/app") << "one too deep";
+}
+
 TEST_F(ProjectPaths, stayBoundedForAHostileName) {
   EXPECT_EQ(decode(std::string(255, '-')), std::string(255, '/'));
   EXPECT_LT(lookups, 64 * 256);
