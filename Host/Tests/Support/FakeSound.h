@@ -22,13 +22,14 @@ class FakeSoundCapture : public SoundCapture {
     bool stopped = false;
     bool released = false;
     bool releasedOnQueue = false;
+    SoundStream::StartAnswer answer;  // while the capture holds its answers
   };
 
   std::expected<std::unique_ptr<SoundStream>, PortError> makeStream(const PCMFormat&, SerialQueue queue,
                                                                     SoundStream::Handlers handlers) override {
     if (makeError) return std::unexpected(*makeError);
     streams.push_back(std::make_shared<Stream>(Stream{queue, std::move(handlers)}));
-    return std::make_unique<FakeStream>(streams.back(), startError);
+    return std::make_unique<FakeStream>(*this, streams.back());
   }
 
   void play(PCMBuffer buffer) const {
@@ -45,24 +46,30 @@ class FakeSoundCapture : public SoundCapture {
 
   std::optional<PortError> makeError;
   std::optional<PortError> startError;
+  bool holdsAnswers = false;  // to starts
   std::vector<std::shared_ptr<Stream>> streams;
 
  private:
   class FakeStream : public SoundStream {
    public:
-    FakeStream(std::shared_ptr<Stream> state, std::optional<PortError> error)
-        : state_(std::move(state)), error_(std::move(error)) {}
+    FakeStream(FakeSoundCapture& owner, std::shared_ptr<Stream> state)
+        : owner_(owner), state_(std::move(state)), error_(owner.startError) {}
     ~FakeStream() override {
       state_->released = true;
       state_->releasedOnQueue = state_->queue->isCurrent();
     }
     void start(StartAnswer answer) override {
       state_->started = !error_;
+      if (owner_.holdsAnswers) {
+        state_->answer = std::move(answer);
+        return;
+      }
       state_->queue->async([answer = std::move(answer), error = error_]() mutable { answer(error); });
     }
     void stop() override { state_->stopped = true; }
 
    private:
+    FakeSoundCapture& owner_;
     std::shared_ptr<Stream> state_;
     std::optional<PortError> error_;
   };

@@ -17,9 +17,7 @@ using testing::SizeIs;
 
 class AgentScannerTest : public AgentRegistryFixture {
  protected:
-  static std::string sessionID(int number) {
-    return fmt::format("11111111-1111-4111-8111-{:012}", number);
-  }
+  static std::string sessionID(int number) { return fmt::format("11111111-1111-4111-8111-{:012}", number); }
   void addClaude(int number, double modified, const std::string& project = "-p") {
     sessionFiles->write(fmt::format("/home/ada/.claude/projects/{}/{}.jsonl", project, sessionID(number)),
                         fmt::format(R"({{"type":"summary","summary":"summary {}"}})", number),
@@ -86,8 +84,8 @@ TEST_F(AgentScannerTest, takesTheNewestTwoHundredOfEachToolWithFortyPreviews) {
   EXPECT_EQ(result.back().sessionID, sessionID(2));
   for (std::size_t place = 0; place < result.size(); ++place) {
     const bool hasPreview = place >= 200 && place < 240;
-    EXPECT_EQ(result[place].preview, hasPreview ? std::optional(fmt::format("summary {}", 401 - place))
-                                                : std::nullopt)
+    EXPECT_EQ(result[place].preview,
+              hasPreview ? std::optional(fmt::format("summary {}", 401 - place)) : std::nullopt)
         << place;
   }
 }

@@ -228,6 +228,63 @@ TEST_F(AudioStreamerTest, aFailedStartLeavesRoomForAnother) {
   EXPECT_EQ(sound->running(), 1U);
 }
 
+TEST_F(AudioStreamerTest, subscriptionsDuringTheLookUpShareOneCapture) {
+  screen->holdsContentAnswers = true;
+  const auto first = subscribed();
+  const auto second = subscribed();
+  EXPECT_EQ(second->controls, std::vector{ControlMessage(message::AudioControl{.enabled = true})});
+  EXPECT_TRUE(sound->streams.empty());
+  screen->releaseContentAnswers();
+  settle();
+  EXPECT_EQ(sound->streams.size(), 1U);
+  play();
+  for (const auto& sink : {first, second}) EXPECT_THAT(sink->order, ElementsAre('c', 'c', 'f'));
+}
+
+TEST_F(AudioStreamerTest, subscriptionsDuringTheStartShareOneCapture) {
+  sound->holdsAnswers = true;
+  const auto first = subscribed();
+  const auto second = subscribed();
+  EXPECT_EQ(sound->streams.size(), 1U);
+}
+
+TEST_F(AudioStreamerTest, aLateErrorOfAnEarlierStartEndsNoLaterCapture) {
+  sound->holdsAnswers = true;
+  const auto first = subscribed();
+  streamer->unsubscribe(first, Acknowledge::yes);
+  const auto second = subscribed();
+  ASSERT_EQ(sound->streams.size(), 2U);
+  sound->streams[0]->answer(PortError{"too late", 0});
+  settle();
+  EXPECT_TRUE(log.has(LogLevel::error, "audio", "audio start failed: too late"));
+  EXPECT_EQ(sound->running(), 1U);
+  play();
+  EXPECT_EQ(second->frames.size(), 1U);
+  sound->streams[1]->answer(PortError{"refused", 0});
+  settle();
+  EXPECT_EQ(sound->running(), 0U) << "its own error ends it";
+}
+
+TEST_F(AudioStreamerTest, aSinkAtTheAddressOfAnEarlierOneGetsTheConfiguration) {
+  const auto other = subscribed();
+  std::optional<RecordingSink> place;
+  const auto make = [&place] {
+    return std::shared_ptr<RecordingSink>(&place.emplace(), [&place](RecordingSink*) { place.reset(); });
+  };
+  auto sink = make();
+  streamer->subscribe(sink);
+  settle();
+  play();
+  ASSERT_EQ(sink->messages<message::AudioConfig>().size(), 1U);
+  sink.reset();
+  sink = make();
+  streamer->subscribe(sink);
+  settle();
+  play();
+  EXPECT_THAT(sink->order, ElementsAre('c', 'c', 'f'));
+  EXPECT_EQ(other->messages<message::AudioConfig>().size(), 1U);
+}
+
 TEST_F(AudioStreamerTest, aCaptureThatCannotBeSetUpIsLogged) {
   sound->makeError = PortError{"no server", 0};
   const auto sink = subscribed();
