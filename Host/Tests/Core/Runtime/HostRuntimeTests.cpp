@@ -58,6 +58,48 @@ class HostRuntimeTest : public testing::Test {
   std::shared_ptr<HostRuntime> runtime_;
 };
 
+class TerminalBridgeTest : public HostRuntimeTest {
+ protected:
+  /// The agents in tabs of the user that a client is shown, which then asks for the first.
+  std::vector<ExternalAgent> shownAndAdopted(bool enableTerminalBridge) {
+    config_.enableTerminalBridge = enableTerminalBridge;
+    platform_.processes->rows = {{.pid = 50, .tty = "pts/5", .command = "claude", .executablePath = ""}};
+    platform_.terminals->terminals["/dev/pts/5"] = TerminalKind::iterm;
+    run();
+    FakeClient client = join();
+    EXPECT_TRUE(client.pair("123456"));
+    client.send(message::RequestExternalAgents{});
+    client.settle();
+    const auto list = client.last<message::ExternalAgentList>();
+    EXPECT_TRUE(list && list->_0.size() == 1U);
+    if (!list) return {};
+    client.send(message::AdoptExternalAgent{list->_0.at(0).id});
+    client.settle();
+    if (const auto agents = client.last<message::AgentList>()) rows_ = agents->_0;
+    if (const auto error = client.last<message::Error>()) error_ = error->_0;
+    simulation_.advance(std::chrono::seconds(60));
+    return list->_0;
+  }
+
+  std::vector<AgentDescriptor> rows_;
+  std::optional<WireError> error_;
+};
+
+TEST_F(TerminalBridgeTest, offersTheTabsOfTerminals) {
+  EXPECT_TRUE(shownAndAdopted(true).at(0).adoptable);
+  EXPECT_GT(platform_.terminals->calls, 0);
+  ASSERT_EQ(rows_.size(), 1U);
+  EXPECT_EQ(rows_[0].kind, AgentKind::externalTerminal);
+  EXPECT_EQ(error_, std::nullopt);
+}
+
+TEST_F(TerminalBridgeTest, asksNoTerminalWhenItIsTurnedOff) {
+  EXPECT_FALSE(shownAndAdopted(false).at(0).adoptable);
+  EXPECT_EQ(platform_.terminals->calls, 0);
+  EXPECT_TRUE(rows_.empty());
+  EXPECT_EQ(error_, (WireError{"agent.adopt", "Claude is not in a scriptable terminal tab"}));
+}
+
 TEST_F(HostRuntimeTest, servesAClientFromItsFirstByteToItsPictures) {
   run();
   FakeClient client = join();
