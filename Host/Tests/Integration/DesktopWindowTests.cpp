@@ -111,7 +111,8 @@ TEST_F(DesktopWindow, keepsTheFrameThatTheUserGivesIt) {
   EXPECT_EQ(frameOf(window), chosen);
 }
 
-// The second announcement corrects the first. Pictures go on.
+// The second announcement corrects the first. Once the host has given up, the picture is the window's, and
+// not stretched to the fit.
 TEST_F(DesktopWindow, ofAFixedSizeKeepsItAndIsStreamed) {
   constexpr std::uint32_t minimumAndMaximum = 1U << 4 | 1U << 5;
   std::vector<std::uint32_t> hints(18);
@@ -128,10 +129,17 @@ TEST_F(DesktopWindow, ofAFixedSizeKeepsItAndIsStreamed) {
     ASSERT_TRUE(started);
   }
   EXPECT_EQ(started->contentRect.size, frameOf(window).size);
+  const auto even = [](double side) { return static_cast<int>(side) / 2 * 2; };
+  const PixelSize own{even(started->contentRect.size.width), even(started->contentRect.size.height)};
+  while (started->pixelWidth != own.width) {
+    started = viewer->nextStarted();
+    ASSERT_TRUE(started);
+  }
+  EXPECT_EQ(started->pixelHeight, own.height);
   user.fill(window, {0, 0, 300, 200}, 0x000000);
   user.sync();
   EXPECT_TRUE(viewer->showsPicture([&](const client::DecodedPicture& picture) {
-    return picture.luma(picture.size().width / 2, picture.size().height / 2) < 50;
+    return picture.size() == own && picture.luma(picture.size().width / 2, picture.size().height / 2) < 50;
   }));
 }
 

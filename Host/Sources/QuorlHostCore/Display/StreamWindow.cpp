@@ -147,9 +147,8 @@ std::optional<PointRect> StreamWindow::applyNow(const WindowFit::Window& window,
 std::optional<PointSize> StreamWindow::fittedSize() const {
   queue_.assertCurrent();
   const auto& kept = fit_.keptWindow();
-  const auto& frame = fit_.lastFittedRect();
-  if (!frame || !kept || !tracked_ || kept->windowID != tracked_->windowID) return std::nullopt;
-  return frame->size;
+  if (!kept || !tracked_ || kept->windowID != tracked_->windowID) return std::nullopt;
+  return fit_.size();
 }
 
 std::optional<Duration> StreamWindow::beginVerification() {

@@ -59,11 +59,23 @@ void WindowFit::fitted(const Window& window, const PointRect& original, const Po
   if (!keptWindow_) originalFrame_ = original;
   keptWindow_ = window;
   lastFittedRect_ = frame;
+  ownSize_.reset();
   fittedAspect_ = aspect;
   suppressResizeDetectionUntil_ = now + settling;
 }
 
+void WindowFit::forgetLastFit() {
+  lastFittedRect_.reset();
+  ownSize_.reset();
+}
+
+std::optional<PointSize> WindowFit::size() const {
+  if (ownSize_ || !lastFittedRect_) return ownSize_;
+  return lastFittedRect_->size;
+}
+
 std::optional<Duration> WindowFit::beginVerification() {
+  if (ownSize_) return std::nullopt;
   attempt_ = 0;
   return nextVerification();
 }
@@ -87,9 +99,9 @@ std::optional<WindowFit::Retry> WindowFit::verify(const PointRect& frame, Monoto
 }
 
 bool WindowFit::keepsOwnSize(const PointRect& frame) {
-  if (!lastFittedRect_ || attempt_ < mostRetries || frame.isEmpty()) return false;
+  if (!lastFittedRect_ || ownSize_ || attempt_ < mostRetries || frame.isEmpty()) return false;
   if (!(sizeDrift(frame, *lastFittedRect_) > settledDrift)) return false;
-  lastFittedRect_ = frame;
+  ownSize_ = frame.size;
   return true;
 }
 
@@ -117,7 +129,7 @@ std::optional<WindowFit::GiveBack> WindowFit::giveBack(const std::optional<Point
 
 void WindowFit::forgetWindow() {
   keptWindow_.reset();
-  lastFittedRect_.reset();
+  forgetLastFit();
 }
 
 }  // namespace quorl

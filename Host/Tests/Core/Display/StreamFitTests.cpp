@@ -90,6 +90,31 @@ TEST_F(StreamFitTest, showsAWindowThatRefusesTheFitInItsOwnAspect) {
   EXPECT_THAT(fitStates(), ElementsAre(true));
 }
 
+TEST_F(StreamFitTest, yieldsToAUserWhoResizesAWindowThatRefusedItsFit) {
+  setClientView();
+  addNotes().ignoresWrites = true;
+  start();
+  advance(milliseconds(4'901));
+  resize(77, 100, 0);
+  const PointRect users = frameOf(77);
+  advance(seconds(2));
+  EXPECT_FALSE(session_->fitState().autoFit);
+  EXPECT_EQ(started().back(), (StreamStarted{7, 740, 480, users}));
+  windows_->find(77)->ignoresWrites = false;
+  stop();
+  EXPECT_EQ(frameOf(77), users);
+}
+
+TEST_F(StreamFitTest, leavesAWindowOnStopThatTheUserResizedWithinTheSettlingTime) {
+  startFittedNotes();
+  advance(milliseconds(2'450));
+  resize(77, -200, 0);
+  const PointRect users = frameOf(77);
+  advance(milliseconds(100));
+  stop();
+  EXPECT_EQ(frameOf(77), users);
+}
+
 TEST_F(StreamFitTest, fitsAWindowThatRefusedBeforeWhenTheClientsViewChanges) {
   setClientView();
   addNotes().ignoresWrites = true;

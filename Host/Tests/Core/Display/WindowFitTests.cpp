@@ -78,9 +78,25 @@ TEST_F(WindowFitTest, takesTheWindowsOwnSizeForTheFitOnceTheRetriesAreOver) {
   ASSERT_TRUE(fit_.verify(original, at(milliseconds(12'400))));
   EXPECT_FALSE(fit_.keepsOwnSize(resized(asked, -6, 6))) << "it has settled";
   EXPECT_FALSE(fit_.keepsOwnSize({{100, 50}, {0, 0}}));
+  EXPECT_EQ(fit_.size(), asked.size);
   EXPECT_TRUE(fit_.keepsOwnSize(original));
-  EXPECT_EQ(fit_.lastFittedRect(), original);
-  EXPECT_FALSE(fit_.keepsOwnSize(original));
+  EXPECT_EQ(fit_.size(), original.size);
+  EXPECT_FALSE(fit_.keepsOwnSize(asked)) << "once";
+  EXPECT_FALSE(fit_.beginVerification()) << "it was asked often enough";
+  EXPECT_FALSE(fit_.giveBack(original, at(seconds(20)))) << "as a window that the user has changed";
+}
+
+TEST_F(WindowFitTest, hasTheSizeOfTheNextFitAfterOneThatTheWindowRefused) {
+  fitToAspect();
+  fit_.beginVerification();
+  ASSERT_TRUE(fit_.verify(original, at(milliseconds(10'800))));
+  ASSERT_TRUE(fit_.verify(original, at(milliseconds(12'400))));
+  ASSERT_TRUE(fit_.keepsOwnSize(original));
+  fit_.forgetLastFit();
+  EXPECT_EQ(fit_.size(), std::nullopt);
+  fitToAspect();
+  EXPECT_EQ(fit_.size(), asked.size);
+  EXPECT_EQ(fit_.beginVerification(), milliseconds(800));
 }
 
 TEST_F(WindowFitTest, hasSettledWithinTwelvePoints) {
