@@ -57,9 +57,12 @@ std::optional<WindowFit::Plan> WindowFit::plan() const {
 void WindowFit::fitted(const Window& window, const PointRect& original, const PointRect& frame, double aspect,
                        MonotonicTime now) {
   if (!keptWindow_) originalFrame_ = original;
+  const bool isSameFit = keptWindow_ && keptWindow_->windowID == window.windowID && lastFittedRect_ &&
+                         lastFittedRect_->size == frame.size;
+  if (!isSameFit) ownSize_.reset();
+  isAskedAgain_ = ownSize_.has_value();
   keptWindow_ = window;
   lastFittedRect_ = frame;
-  ownSize_.reset();
   fittedAspect_ = aspect;
   suppressResizeDetectionUntil_ = now + settling;
 }
@@ -75,8 +78,8 @@ std::optional<PointSize> WindowFit::size() const {
 }
 
 std::optional<Duration> WindowFit::beginVerification() {
-  if (ownSize_) return std::nullopt;
-  attempt_ = 0;
+  if (ownSize_ && !std::exchange(isAskedAgain_, false)) return std::nullopt;
+  attempt_ = ownSize_ ? mostRetries : 0;
   return nextVerification();
 }
 
@@ -99,8 +102,8 @@ std::optional<WindowFit::Retry> WindowFit::verify(const PointRect& frame, Monoto
 }
 
 bool WindowFit::keepsOwnSize(const PointRect& frame) {
-  if (!lastFittedRect_ || ownSize_ || attempt_ < mostRetries || frame.isEmpty()) return false;
-  if (!(sizeDrift(frame, *lastFittedRect_) > settledDrift)) return false;
+  if (!lastFittedRect_ || attempt_ < mostRetries || frame.isEmpty()) return false;
+  if (!(sizeDrift(frame, {frame.origin, *size()}) > settledDrift)) return false;
   ownSize_ = frame.size;
   return true;
 }

@@ -65,14 +65,14 @@ class WindowFit {
   /// The size of the fit, or the window's own if it keeps that. Absent without a fit.
   std::optional<PointSize> size() const;
 
-  /// The delay of the first verification, after the capture has started. Absent without a fit, and for a
-  /// window that keeps its own size.
+  /// The delay of the first verification, after the capture has started. Absent without a fit, and once the
+  /// window is known to keep its own size.
   std::optional<Duration> beginVerification();
   /// Compares the window with the fit. Absent when it has settled, and after the last retry.
   std::optional<Retry> verify(const PointRect& frame, MonotonicTime now);
   /// The retry asked for this frame.
   void refitted(const PointRect& frame) { lastFittedRect_ = frame; }
-  /// After the last retry: whether the window keeps a size of its own instead, which is `size` from then on.
+  /// After the last retry: whether the window keeps another size than `size`, which is that from then on.
   bool keepsOwnSize(const PointRect& frame);
   /// The delay of the next verification. Absent when there is none.
   std::optional<Duration> nextVerification() const;
@@ -93,9 +93,10 @@ class WindowFit {
   std::optional<Window> keptWindow_;  // with originalFrame_
   PointRect originalFrame_;
   std::optional<PointRect> lastFittedRect_;
-  std::optional<PointSize> ownSize_;    // of a window that refuses this fit
+  std::optional<PointSize> ownSize_;    // of a window that refuses this fit; kept while the same is asked
   std::optional<double> fittedAspect_;  // of the last fit; a retry keeps it
   MonotonicTime suppressResizeDetectionUntil_{};
+  bool isAskedAgain_ = false;  // what the window has refused before
   int attempt_ = 0;
 };
 

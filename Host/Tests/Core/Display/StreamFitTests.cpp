@@ -90,6 +90,21 @@ TEST_F(StreamFitTest, showsAWindowThatRefusesTheFitInItsOwnAspect) {
   EXPECT_THAT(fitStates(), ElementsAre(true));
 }
 
+TEST_F(StreamFitTest, keepsTheOwnAspectOfAWindowOverARestartForTheEncoder) {
+  setClientView();
+  addNotes().ignoresWrites = true;
+  start();
+  advance(seconds(10));
+  StreamConfig smaller = request_.config;
+  smaller.maxDimension = 320;
+  session_->update(smaller);
+  settle();
+  EXPECT_EQ(started().back().pixelWidth, 320);
+  EXPECT_EQ(started().back().pixelHeight, 240);
+  advance(seconds(10));
+  EXPECT_EQ(screen_->streams().size(), 3U);
+}
+
 TEST_F(StreamFitTest, yieldsToAUserWhoResizesAWindowThatRefusedItsFit) {
   setClientView();
   addNotes().ignoresWrites = true;

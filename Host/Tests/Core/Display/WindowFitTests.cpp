@@ -81,9 +81,25 @@ TEST_F(WindowFitTest, takesTheWindowsOwnSizeForTheFitOnceTheRetriesAreOver) {
   EXPECT_EQ(fit_.size(), asked.size);
   EXPECT_TRUE(fit_.keepsOwnSize(original));
   EXPECT_EQ(fit_.size(), original.size);
-  EXPECT_FALSE(fit_.keepsOwnSize(asked)) << "once";
+  EXPECT_FALSE(fit_.keepsOwnSize(original)) << "that is known";
   EXPECT_FALSE(fit_.beginVerification()) << "it was asked often enough";
   EXPECT_FALSE(fit_.giveBack(original, at(seconds(20)))) << "as a window that the user has changed";
+}
+
+TEST_F(WindowFitTest, remembersARefusalWhenTheSameIsAskedOfTheSameWindow) {
+  fitToAspect();
+  fit_.beginVerification();
+  ASSERT_TRUE(fit_.verify(original, at(milliseconds(10'800))));
+  ASSERT_TRUE(fit_.verify(original, at(milliseconds(12'400))));
+  ASSERT_TRUE(fit_.keepsOwnSize(original));
+  fitToAspect();
+  EXPECT_EQ(fit_.size(), original.size);
+  EXPECT_EQ(fit_.beginVerification(), milliseconds(800));
+  EXPECT_FALSE(fit_.verify(asked, at(seconds(14)))) << "no retry";
+  EXPECT_TRUE(fit_.keepsOwnSize(asked)) << "it has accepted this time";
+  EXPECT_EQ(fit_.size(), asked.size);
+  fit_.fitted({8, 42, "Other"}, original, asked, 1.5, at(seconds(20)));
+  EXPECT_EQ(fit_.size(), asked.size);
 }
 
 TEST_F(WindowFitTest, hasTheSizeOfTheNextFitAfterOneThatTheWindowRefused) {
