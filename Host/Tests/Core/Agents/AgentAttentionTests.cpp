@@ -57,6 +57,7 @@ TEST(AgentAttention, findsAProgramsOwnWordsOnlyForIt) {
   EXPECT_TRUE(examine("Approve this", AgentAdapter::codex).asks);
   EXPECT_FALSE(examine("Approve this", AgentAdapter::generic).asks);
   EXPECT_TRUE(examine("(Y)es [Yes]:", AgentAdapter::aider).asks);
+  EXPECT_TRUE(examine("(N)o", AgentAdapter::aider).asks);
   EXPECT_TRUE(examine("Add a.txt to the chat", AgentAdapter::aider).asks);
   EXPECT_FALSE(examine("Add a.txt to the chat", AgentAdapter::claudeCode).asks);
 }

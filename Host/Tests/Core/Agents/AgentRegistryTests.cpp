@@ -85,7 +85,10 @@ TEST_F(AgentRegistryTest, launchesACatalogEntryAndIgnoresAnUnknownOne) {
   scheduler.runReady();
   ASSERT_EQ(terminals->children.size(), 1U);
   EXPECT_EQ(terminals->last().request.environment["A"], "1");
+  EXPECT_EQ(terminals->last().request.workingDirectory, "/srv");
   EXPECT_EQ(list().at(0).name, "Dev server");
+  EXPECT_EQ(trust->settings().recentAgentConfigs,
+            (std::vector<AgentSpawnConfig>{{"Dev server", "npm start", "/srv", {{"A", "1"}}}}));
   EXPECT_TRUE(errors().empty());
 }
 

@@ -86,6 +86,21 @@ TEST_F(ExternalAgentTest, typesIntoAnAdoptedTabAndDoesNotResizeIt) {
   EXPECT_TRUE(terminals->children.empty());
 }
 
+// A session may be resumed under the identity of a tab. Commands are then for the tab.
+TEST_F(ExternalAgentTest, resizesNoCommandForATabOfTheSameIdentity) {
+  const UUID id = adoptTab();
+  ask(agentCommand::AdoptClaudeSession{id.text(), "/p"});
+  ASSERT_EQ(terminals->children.size(), 1U);
+  ask(agentCommand::ResizePTY{id, 90, 30});
+  EXPECT_TRUE(terminals->last().sizes.empty());
+  ask(agentCommand::Write{id, bytesOf("x")});
+  EXPECT_EQ(terminals->last().written, "");
+  EXPECT_EQ(tabs->typed.size(), 1U);
+  const UUID other = spawn();
+  ask(agentCommand::ResizePTY{other, 90, 30});
+  EXPECT_EQ(terminals->last().sizes.size(), 1U);
+}
+
 TEST_F(ExternalAgentTest, pollsATabOnceForAClientThatSubscribesTwiceAndReplaysTwice) {
   const UUID id = adoptTab("first screen");
   ask(agentCommand::Subscribe{id});

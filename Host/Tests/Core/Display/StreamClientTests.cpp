@@ -22,7 +22,7 @@ TEST_F(StreamClientTest, saysThatTheHostStoppedTheStream) {
   client_.sendStopped();
   EXPECT_EQ(sink_->controls,
             std::vector{ControlMessage(message::Error{{"stream.stopped", "stream 7 stopped by host"}})});
-  EXPECT_TRUE(log_.lines().empty()) << "it is no failure";
+  EXPECT_TRUE(log_.lines().empty()) << "not a failure";
 }
 
 TEST_F(StreamClientTest, logsAFailureAndNamesTheStreamInIt) {

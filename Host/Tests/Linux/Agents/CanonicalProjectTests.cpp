@@ -26,7 +26,7 @@ class CanonicalProjects : public AgentRegistryFixture {
     platform.sessionFiles = std::make_shared<HomeSessionFiles>(home.path());
     registry = AgentRegistry::make(platform, {trust, entries, extrasStore, bridge});
   }
-  /// A session whose file is so many minutes old.
+  /// `age`: of the session's file, in minutes.
   void addClaudeSession(int number, const std::string& project, int age) {
     std::string folder = project;
     std::ranges::replace(folder, '/', '-');
