@@ -124,8 +124,8 @@ void SingleInstance::accept() {
 }
 
 // False if the first does not listen yet, has ended, or does not answer in time.
-bool SingleInstance::handOver(const QByteArray& message, int patience) const {
-  const QDeadlineTimer deadline(patience);
+bool SingleInstance::handOver(const QByteArray& message, int limit) const {
+  const QDeadlineTimer deadline(limit);
   const auto remaining = [&] { return static_cast<int>(deadline.remainingTime()); };
   QLocalSocket socket;
   socket.connectToServer(socketPath());

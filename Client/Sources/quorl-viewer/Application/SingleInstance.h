@@ -43,7 +43,7 @@ class SingleInstance {
   bool lock();
   void listen();
   void accept();
-  bool handOver(const QByteArray& message, int patience) const;
+  bool handOver(const QByteArray& message, int limit) const;  // ms
   QString socketPath() const;
 
   const std::optional<std::filesystem::path> folder_;

@@ -98,8 +98,10 @@ TmuxTerminals::Sockets TmuxTerminals::liveSockets() {
     if (!S_ISSOCK(facts.st_mode) || !isOwn(facts)) continue;
     std::string path = fmt::format("{}/{}", settings_.socketFolder, entry->d_name);
     const Listening listening = rests_.holds(path) ? Listening::unknown : listeningAt(path);
-    if (listening == Listening::yes) sockets.answering.push_back(std::move(path));
-    if (listening == Listening::unknown) sockets.silent.insert(std::move(path));
+    if (listening == Listening::yes)
+      sockets.answering.push_back(std::move(path));
+    else if (listening == Listening::unknown)
+      sockets.silent.insert(std::move(path));
   }
   std::ranges::sort(sockets.answering);
   return sockets;
