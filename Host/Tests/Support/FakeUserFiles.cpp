@@ -78,6 +78,7 @@ class FakePlace final : public UserPlace {
     for (const auto& [path, node] : *nodes_)
       if (above(path) == path_ && path != "/" && found.size() < limit)
         found.push_back(described(path.substr(path.rfind('/') + 1), node));
+    std::ranges::reverse(found);  // a folder has no order
     return found;
   }
 
@@ -103,6 +104,7 @@ class FakeIncoming final : public IncomingFile {
       : nodes_(files.nodes),
         room_(files.room),
         beforeKeep_(files.beforeKeep),
+        beforeRead_(files.beforeRead),
         secondPasses_(files.secondPasses),
         folder_(std::move(folder)),
         open_(files.open) {}
@@ -115,6 +117,7 @@ class FakeIncoming final : public IncomingFile {
     return {};
   }
   std::expected<std::size_t, PortError> read(std::uint64_t offset, std::span<std::uint8_t> bytes) override {
+    if (*beforeRead_) (*beforeRead_)();
     ++*secondPasses_;
     return copyOf(content_, offset, bytes);
   }
@@ -130,6 +133,7 @@ class FakeIncoming final : public IncomingFile {
   std::shared_ptr<FakeUserFiles::Nodes> nodes_;
   std::shared_ptr<std::size_t> room_;
   std::shared_ptr<std::function<void()>> beforeKeep_;
+  std::shared_ptr<std::function<void()>> beforeRead_;
   std::shared_ptr<std::size_t> secondPasses_;
   const std::string folder_;
   OpenCount open_;

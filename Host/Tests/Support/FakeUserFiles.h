@@ -56,6 +56,8 @@ class FakeUserFiles final : public UserFiles {
   std::shared_ptr<std::size_t> room = std::make_shared<std::size_t>(SIZE_MAX);
   /// Runs before a file is kept, as another program might act at that moment.
   std::shared_ptr<std::function<void()>> beforeKeep = std::make_shared<std::function<void()>>();
+  /// Runs before an arriving file is read.
+  std::shared_ptr<std::function<void()>> beforeRead = std::make_shared<std::function<void()>>();
   std::shared_ptr<std::size_t> secondPasses = std::make_shared<std::size_t>(0);  // reads of arriving files
   std::shared_ptr<std::size_t> open = std::make_shared<std::size_t>(0);          // open files
   std::size_t rootQuestions = 0;

@@ -33,7 +33,7 @@ namespace quorl {
 /// *Lifetime*: after `abortAll` nothing is received or sent.
 class FileTransfer : public std::enable_shared_from_this<FileTransfer> {
  public:
-  /// Bytes of chunks that wait for the disk. Above this the connection stops reading, so that a disk slower
+  /// Bytes of messages that wait for the disk. Above this the connection stops reading, so that a disk slower
   /// than the network costs bounded memory; it goes on reading at half of it.
   static constexpr std::size_t mostWaiting = 8'388'608;
   /// Unfinished files of one client. Each holds a descriptor.
@@ -85,6 +85,7 @@ class FileTransfer : public std::enable_shared_from_this<FileTransfer> {
   const std::shared_ptr<FileSender> sender_;
   std::function<void()> onRoom_;
   std::atomic<std::size_t> waitingBytes_{0};
+  std::atomic<bool> hasEnded_{false};  // ends work of the queue that takes long
 
   Transfers transfers_ QUORL_GUARDED_BY(queue_);
   bool isAborted_ QUORL_GUARDED_BY(queue_) = false;

@@ -145,6 +145,39 @@ TEST_F(FileReceiveTest, aNameThatIsTakenAgainAndAgainEndsWithoutAName) {
   EXPECT_THAT(lastDigest(), IsEmpty()) << "the client must not take the file for stored";
 }
 
+TEST_F(FileReceiveTest, aFileThatIsLostIsNotReportedAsReceived) {
+  int number = 1;
+  *files_->beforeKeep = [&] {
+    files_->addFile(downloads + (number == 1 ? "/a" : "/a " + std::to_string(number)), "other");
+    ++number;
+  };
+  offer(firstID, "a", 1);
+  chunk(firstID, 0, "x");
+  transfer_->handleDone({firstID, {}}, sink_);
+  simulation_.runReady();
+  EXPECT_FALSE(log_.has(LogLevel::info, "file", "received a OK"));
+}
+
+TEST_F(FileReceiveTest, theHashOfAFileIsNotFinishedForAClientThatHasLeft) {
+  offer(firstID, "a", 6);
+  chunk(firstID, 3, "def");
+  chunk(firstID, 0, "abc");
+  *files_->beforeRead = [this] { transfer_->abortAll(); };
+  done(firstID, "abcdef");
+  EXPECT_EQ(*files_->secondPasses, 1U);
+  EXPECT_EQ(files_->text(downloads + "/a"), "abcdef") << "the client has said that it is whole";
+  EXPECT_TRUE(
+      log_.has(LogLevel::info, "file", "received a without a check of its hash: its client has left"));
+}
+
+TEST_F(FileReceiveTest, hasNoRoomWhileOffersWaitForTheDisk) {
+  for (int number = 0; number < 9; ++number)
+    transfer_->handleOffer({UUID{{std::uint8_t(number)}}, std::string(1'048'576, 'x'), 1}, sink_);
+  EXPECT_FALSE(transfer_->hasRoom());
+  simulation_.runReady();
+  EXPECT_TRUE(transfer_->hasRoom());
+}
+
 TEST_F(FileReceiveTest, aFileWithPartOfItsChunksIsKeptWithAWrongHash) {
   offer(firstID, "a", 6);
   chunk(firstID, 0, "abc");
