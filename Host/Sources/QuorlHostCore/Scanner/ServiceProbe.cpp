@@ -54,7 +54,6 @@ void ServiceProbe::request(std::string path) {
   path_ = std::move(path);
   answer_ = HTTPAnswer();
   isConnected_ = false;
-  hasBytes_ = false;
   connection_ = network_->connect({"127.0.0.1", port_});
   // A failure also completes the receive.
   connection_->start(queue_, [weak = weak_from_this()](NetworkConnection::State state, const PortError&) {
@@ -79,7 +78,6 @@ void ServiceProbe::armReceive() {
 
 void ServiceProbe::received(ByteView bytes, bool isLast) {
   if (!completion_) return;
-  hasBytes_ = hasBytes_ || !bytes.empty();
   switch (answer_.append(bytes)) {
     case HTTPAnswer::State::complete:
       return answered();
@@ -89,7 +87,7 @@ void ServiceProbe::received(ByteView bytes, bool isLast) {
       if (!isLast) return armReceive();
   }
   if (answer_.hasHead()) return answered();
-  if (hasBytes_) return finish(ProbeResult::Answer::otherProtocol);
+  // Also within a head: what came so far is HTTP.
   finish(isConnected_ ? ProbeResult::Answer::closed : ProbeResult::Answer::none);
 }
 

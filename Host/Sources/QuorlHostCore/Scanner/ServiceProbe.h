@@ -19,7 +19,7 @@ struct ProbeResult {
   enum class Answer : std::uint8_t {
     http,           // any status
     otherProtocol,  // bytes that are not HTTP
-    closed,         // the connection was closed without a byte
+    closed,         // the connection was closed before a whole head
     none,           // refused, or nothing in time
   };
 
@@ -66,7 +66,6 @@ class ServiceProbe : public std::enable_shared_from_this<ServiceProbe> {
   std::string path_ QUORL_GUARDED_BY(queue_);
   HTTPAnswer answer_ QUORL_GUARDED_BY(queue_);
   bool isConnected_ QUORL_GUARDED_BY(queue_) = false;
-  bool hasBytes_ QUORL_GUARDED_BY(queue_) = false;  // of the present answer
   int redirects_ QUORL_GUARDED_BY(queue_) = 0;
 };
 

@@ -87,7 +87,7 @@ void ServiceScanner::scan() {
 void ServiceScanner::probeAll(Sockets sockets) {
   if (!sockets) Log::app.error(sockets.error().description);
   waiting_ = foreignListeners(sockets);
-  settled_.retain(waiting_);
+  settled_.begin(waiting_);
   std::erase_if(waiting_, [this](const Listener& listener) {
     queue_.assertCurrent();
     return settled_.contains(listener);

@@ -105,7 +105,7 @@ TEST_F(ServiceProbeTest, findsNoHTTPInAnotherProtocol) {
   web_.serve(443, "\x15\x03\x01\x02\x02\x46");
   EXPECT_EQ(probe(443), (ProbeResult{Answer::otherProtocol, {}})) << "a TLS alert";
   web_.serve(8080, "HTTP/1.1 2");
-  EXPECT_EQ(probe(8080), (ProbeResult{Answer::otherProtocol, {}})) << "cut off in the status line";
+  EXPECT_EQ(probe(8080), (ProbeResult{Answer::closed, {}})) << "cut off in the status line";
 }
 
 TEST_F(ServiceProbeTest, reportsAConnectionThatIsClosedWithoutAByte) {

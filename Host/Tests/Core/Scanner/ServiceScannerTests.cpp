@@ -244,6 +244,27 @@ TEST_F(ServiceScannerTest, asksAProgramThatClosesWithoutAnAnswerThreeTimes) {
   EXPECT_EQ(requests(), 3U);
 }
 
+TEST_F(ServiceScannerTest, findsTheServerOfAForwarderThatWasDownForAWhile) {
+  listen(3000, "node", Reach::loopback, 77);
+  web_.serve(3000, "");
+  startAndScan();
+  for (int scan = 0; scan < 5; ++scan) advance(ServiceScanner::interval);
+  EXPECT_EQ(requests(), 3U);
+  web_.serve(3000, FakeWeb::page("Up"));
+  for (int scan = 0; scan < SettledSockets::restAfterCloses; ++scan) advance(ServiceScanner::interval);
+  EXPECT_THAT(scanner_->services(), ElementsAre(service(3000, "Up")));
+}
+
+TEST_F(ServiceScannerTest, asksAProgramWithAnotherProtocolAgainAfterAnHour) {
+  listen(22, "sshd", Reach::everywhere, 77);
+  web_.serve(22, "SSH-2.0-OpenSSH_9.2\r\n");
+  startAndScan();
+  for (int scan = 1; scan < SettledSockets::restAfterProtocol; ++scan) advance(ServiceScanner::interval);
+  EXPECT_EQ(requests(), 1U);
+  advance(ServiceScanner::interval);
+  EXPECT_EQ(requests(), 2U);
+}
+
 TEST_F(ServiceScannerTest, findsAServiceThatIsSlowToStart) {
   listen(3000, "node", Reach::loopback, 77);
   web_.serve(3000, "");
